@@ -1,0 +1,37 @@
+#pragma once
+// A conversation as the rest of Orvel works on it, whichever agent wrote it.
+
+#include "OrvelCore/conversations/Agent.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace orvel {
+
+/// One turn of a conversation.
+struct Message {
+    /// Stable over readings of the same file: the agent's own identifier or the line, and a digest of role
+    /// and text. A turn whose text is edited in place thus becomes another message.
+    std::string id;
+    std::string role; ///< "user" or "assistant" in a transcript.
+    std::string text; ///< Not trimmed.
+
+    bool operator==(const Message&) const = default;
+};
+
+/// A loaded conversation. Large: it travels as a SharedConversation.
+struct Conversation {
+    std::string id; ///< The agent's session identifier, else what the reader was given.
+    Agent source = Agent::codex;
+    std::string title;
+    std::vector<Message> messages;     ///< In file order.
+    bool isBusy = false;               ///< The agent has not finished its turn at the end of the file.
+    bool hasAmbiguousBranches = false; ///< One message of a Claude transcript was answered by two user turns.
+
+    bool operator==(const Conversation&) const = default;
+};
+
+using SharedConversation = std::shared_ptr<const Conversation>;
+
+} // namespace orvel

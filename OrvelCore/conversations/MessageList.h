@@ -1,0 +1,29 @@
+#pragma once
+// Forms the messages of a conversation out of what the records say: drops blank ones and repetitions, and
+// gives each its identity.
+
+#include "OrvelCore/conversations/Conversation.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+namespace orvel {
+
+class MessageList {
+  public:
+    explicit MessageList(std::vector<Message>& messages) : messages(messages) {}
+
+    /// Appends a message unless its text is blank or its identity is taken; says whether it did. `nativeID`
+    /// is the agent's own identifier of the message, and the 1-based line number stands in for a missing one.
+    bool append(std::string_view role, std::string text, std::optional<std::string_view> nativeID,
+                std::size_t lineNumber);
+
+  private:
+    std::vector<Message>& messages;
+    std::unordered_set<std::string> taken;
+};
+
+} // namespace orvel

@@ -1,0 +1,18 @@
+#pragma once
+// The text of a message's content in a transcript, the same for both agents. For source files only: it brings
+// simdjson.
+
+#include <string>
+
+#include <simdjson.h>
+
+namespace orvel {
+
+/// The text of a `content` member: a string as it is, a list of objects flattened item by item; anything
+/// else, a missing member included, is the empty string. Attachments leave a line of their own.
+std::string contentText(const simdjson::simdjson_result<simdjson::dom::element>& content);
+
+/// The text of a Codex user message's payload, without the scaffolding that Codex marks in a side channel.
+std::string codexUserText(const simdjson::dom::object& payload);
+
+} // namespace orvel

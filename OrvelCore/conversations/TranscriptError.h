@@ -1,0 +1,28 @@
+#pragma once
+// Why a transcript could not become a conversation.
+
+#include "OrvelCore/Failure.h"
+
+#include <cstddef>
+
+namespace orvel {
+
+class TranscriptError : public Failure {
+  public:
+    enum class Case { malformedLine, tooLarge, invalidUTF8, noMessages, inheritedHistory };
+
+    /// Any case but malformedLine.
+    explicit TranscriptError(Case kind);
+
+    /// The first line that is no JSON object; lines count from 1.
+    static TranscriptError malformedLine(std::size_t line);
+
+    Case kind() const noexcept { return which; }
+
+  private:
+    TranscriptError(Case kind, std::string_view name, std::string text);
+
+    Case which;
+};
+
+} // namespace orvel

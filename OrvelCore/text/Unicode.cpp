@@ -1,0 +1,145 @@
+#include "OrvelCore/text/Unicode.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+
+#include <simdjson.h>
+#include <unicode/bytestream.h>
+#include <unicode/normalizer2.h>
+#include <unicode/ubrk.h>
+#include <unicode/uchar.h>
+#include <unicode/utext.h>
+#include <unicode/utf8.h>
+
+namespace orvel {
+
+namespace {
+
+bool isASCII(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+// Whether the 64 bytes hold a byte with which a line separator begins. Written as one branchless reduction,
+// which compilers turn into vector code: transcripts are long and separators are rare.
+bool mayHoldSeparator(const char* block) {
+    unsigned char found = 0;
+    for (int i = 0; i < 64; ++i) {
+        const auto byte = static_cast<unsigned char>(block[i]);
+        found |= static_cast<unsigned char>((static_cast<unsigned char>(byte - 0x0A) <= 3) | (byte == 0xC2) |
+                                            (byte == 0xE2));
+    }
+    return found != 0;
+}
+
+// The length of the separator that begins at `at`, 0 if none does.
+std::size_t separatorLength(std::string_view text, std::size_t at) {
+    const auto byte = [&](std::size_t i) {
+        return i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
+    };
+    switch (byte(at)) {
+    case 0x0A:
+    case 0x0B:
+    case 0x0C:
+    case 0x0D: return 1;
+    case 0xC2: return byte(at + 1) == 0x85 ? 2 : 0;
+    case 0xE2: return byte(at + 1) == 0x80 && (byte(at + 2) == 0xA8 || byte(at + 2) == 0xA9) ? 3 : 0;
+    default: return 0;
+    }
+}
+
+} // namespace
+
+bool isValidUTF8(std::string_view bytes) {
+    return simdjson::validate_utf8(bytes.data(), bytes.size());
+}
+
+std::string_view trimmed(std::string_view text) {
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+    const auto size = static_cast<std::int32_t>(text.size());
+    std::int32_t begin = 0;
+    while (begin < size) {
+        std::int32_t next = begin;
+        UChar32 character = 0;
+        U8_NEXT(bytes, next, size, character);
+        if (character < 0 || !u_isUWhiteSpace(character)) break;
+        begin = next;
+    }
+    std::int32_t end = size;
+    while (end > begin) {
+        std::int32_t previous = end;
+        UChar32 character = 0;
+        U8_PREV(bytes, begin, previous, character);
+        if (character < 0 || !u_isUWhiteSpace(character)) break;
+        end = previous;
+    }
+    return text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin));
+}
+
+std::string_view firstCharacters(std::string_view text, std::size_t count) {
+    if (text.size() <= count) return text;
+    // No ASCII character combines with another one, CR LF excepted.
+    const auto head = text.substr(0, count + 1);
+    if (isASCII(head) && head.find('\r') == head.npos) return text.substr(0, count);
+
+    UErrorCode status = U_ZERO_ERROR;
+    const std::unique_ptr<UText, decltype(&utext_close)> source(
+        utext_openUTF8(nullptr, text.data(), static_cast<std::int64_t>(text.size()), &status), &utext_close);
+    const std::unique_ptr<UBreakIterator, decltype(&ubrk_close)> breaks(
+        ubrk_open(UBRK_CHARACTER, "", nullptr, 0, &status), &ubrk_close);
+    ubrk_setUText(breaks.get(), source.get(), &status);
+    if (U_FAILURE(status)) throw std::bad_alloc();
+    std::int32_t end = 0;
+    for (std::size_t i = 0; i < count && end != UBRK_DONE; ++i) end = ubrk_next(breaks.get());
+    return end == UBRK_DONE ? text : text.substr(0, static_cast<std::size_t>(end));
+}
+
+std::string foldedForSearch(std::string_view text) {
+    std::string folded;
+    folded.reserve(text.size());
+    if (isASCII(text)) {
+        for (const char c : text) folded += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+        return folded;
+    }
+    UErrorCode status = U_ZERO_ERROR;
+    const auto* normalizer = icu::Normalizer2::getNFKCCasefoldInstance(status);
+    icu::StringByteSink<std::string> sink(&folded);
+    const auto source = displayable(text);
+    if (U_SUCCESS(status)) normalizer->normalizeUTF8(0, source, sink, nullptr, status);
+    return U_SUCCESS(status) ? folded : source;
+}
+
+std::string displayable(std::string_view bytes) {
+    if (isValidUTF8(bytes)) return std::string(bytes);
+    std::string text;
+    const auto* data = reinterpret_cast<const std::uint8_t*>(bytes.data());
+    const auto size = static_cast<std::int64_t>(bytes.size());
+    for (std::int64_t at = 0; at < size;) {
+        const auto begin = at;
+        UChar32 character = 0;
+        U8_NEXT(data, at, size, character);
+        if (character < 0)
+            text += "\uFFFD";
+        else
+            text += bytes.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(at - begin));
+    }
+    return text;
+}
+
+Line lineAt(std::string_view text, std::size_t from) {
+    std::size_t at = from;
+    while (at < text.size()) {
+        if (text.size() - at >= 64 && !mayHoldSeparator(text.data() + at)) {
+            at += 64;
+            continue;
+        }
+        const auto blockEnd = std::min(at + 64, text.size());
+        for (; at < blockEnd; ++at) {
+            if (const auto length = separatorLength(text, at))
+                return {text.substr(from, at - from), at + length};
+        }
+    }
+    return {text.substr(from), text.size() + 1};
+}
+
+} // namespace orvel
