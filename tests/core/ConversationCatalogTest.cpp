@@ -1,7 +1,7 @@
 #include "OrvelCore/conversations/ConversationCatalog.h"
 
 #include "OrvelCore/files/FileError.h"
-#include "core/TemporaryFolder.h"
+#include "TemporaryFolder.h"
 
 #include <algorithm>
 #include <chrono>

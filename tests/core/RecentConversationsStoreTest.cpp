@@ -1,7 +1,7 @@
 #include "OrvelCore/conversations/RecentConversationsStore.h"
 
 #include "OrvelCore/Failure.h"
-#include "core/TemporaryFolder.h"
+#include "TemporaryFolder.h"
 
 #include <limits>
 #include <map>

@@ -1,5 +1,5 @@
 #include "OrvelCore/conversations/TranscriptHead.h"
-#include "core/TemporaryFolder.h"
+#include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
