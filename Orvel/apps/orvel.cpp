@@ -21,6 +21,7 @@
 #include <QCommandLineParser>
 #include <QFile>
 #include <QFileOpenEvent>
+#include <QIcon>
 #include <QProcess>
 #include <QStyleFactory>
 #include <QUrl>
@@ -164,6 +165,7 @@ int main(int argc, char** argv) {
     QApplication::setApplicationVersion(QStringLiteral(ORVEL_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("orvel"));
     QApplication application(argc, argv);
+    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("orvel")));
 #ifndef Q_OS_MACOS
     if (auto* style = QStyleFactory::create(QStringLiteral("Fusion"))) QApplication::setStyle(style);
 #endif

@@ -31,6 +31,10 @@ WelcomeView::WelcomeView(QWidget* parent) : QWidget(parent), title(new QLabel), 
     }
     text->setForegroundRole(QPalette::PlaceholderText);
     text->setMaximumWidth(560);
+    auto* textRow = new QHBoxLayout; // Gives the text its full width before its height is asked for.
+    textRow->addStretch();
+    textRow->addWidget(text, 1000);
+    textRow->addStretch();
 
     auto* buttons = new QHBoxLayout;
     buttons->addStretch();
@@ -48,7 +52,7 @@ WelcomeView::WelcomeView(QWidget* parent) : QWidget(parent), title(new QLabel), 
     column->addStretch(2);
     column->addWidget(title);
     column->addSpacing(6);
-    column->addWidget(text, 0, Qt::AlignHCenter);
+    column->addLayout(textRow);
     column->addSpacing(14);
     column->addLayout(buttons);
     column->addStretch(3);
@@ -56,6 +60,7 @@ WelcomeView::WelcomeView(QWidget* parent) : QWidget(parent), title(new QLabel), 
 
 void WelcomeView::render(const OrvelModel& model) {
     const auto& folders = model.agentFolders();
+    title->setVisible(model.relay().isDiscovering || model.relay().catalog->empty());
     if (model.relay().isDiscovering) {
         title->setText(tr("Looking for conversations…"));
         text->setText({});
@@ -70,7 +75,6 @@ void WelcomeView::render(const OrvelModel& model) {
                "conversations.")
                 .arg(places));
     } else {
-        title->setText(tr("Choose a conversation"));
         text->setText(
             tr("Pick one in the sidebar, drop a conversation file on this window, or paste a conversation."));
     }

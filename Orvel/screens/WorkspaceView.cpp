@@ -29,6 +29,16 @@ void showText(QPlainTextEdit& editor, const std::string& text) {
     editor.setPlainText(qtText(text));
 }
 
+// How much would be relayed to whom, and why it can't be copied yet.
+QString previewText(const OrvelWorkspaceSnapshot& snapshot) {
+    if (!snapshot.state.hasContent) return {};
+    const auto bytes = QLocale().toString(static_cast<qulonglong>(snapshot.previewSize));
+    auto text = WorkspaceView::tr("%1 bytes for %2").arg(bytes, qtText(snapshot.destination));
+    if (snapshot.state.busy)
+        text += WorkspaceView::tr(" · %1 is still working; F5 looks again").arg(qtText(snapshot.sourceLabel));
+    return text;
+}
+
 } // namespace
 
 WorkspaceView::WorkspaceView(OrvelModel& model, Pasteboard& pasteboard, QWidget* parent)
@@ -112,6 +122,7 @@ QWidget* WorkspaceView::middle() {
 QWidget* WorkspaceView::bottom() {
     size = new QLabel;
     size->setForegroundRole(QPalette::PlaceholderText);
+    size->setWordWrap(true);
     previewButton = new QPushButton;
     connect(previewButton, &QPushButton::clicked, this, &WorkspaceView::togglePreview);
     copyButton = new QPushButton(tr("Copy"));
@@ -141,11 +152,7 @@ void WorkspaceView::render() {
     banner->render(snapshot.error);
     renderMiddle(snapshot);
     showText(*instruction, session.instruction);
-    size->setText(snapshot.state.hasContent
-                      ? tr("%1 bytes for %2")
-                            .arg(QLocale().toString(static_cast<qulonglong>(snapshot.previewSize)),
-                                 qtText(snapshot.destination))
-                      : QString());
+    size->setText(previewText(snapshot));
     const auto shortcut = QKeySequence(Qt::CTRL | Qt::Key_P).toString(QKeySequence::NativeText);
     previewButton->setText((showsPreview ? tr("Hide preview  %1") : tr("Preview  %1")).arg(shortcut));
     previewButton->setEnabled(snapshot.state.hasContent);

@@ -3,13 +3,15 @@
 #include "Orvel/platform/qt/QtText.h"
 #include "OrvelCore/text/Digest.h"
 
+#include <cstdlib>
+
 #include <QByteArray>
 #include <QDataStream>
 #include <QDir>
+#include <QFile>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QPointer>
-#include <QStandardPaths>
 #include <QTimer>
 
 namespace orvel {
@@ -20,12 +22,14 @@ constexpr int patience = 2000;                 // Milliseconds for each step of 
 constexpr qint64 maximumRequest = 1024 * 1024; // Bytes; command lines are far smaller.
 constexpr char acknowledgement = '+';
 
-// A file name of the user's own: the socket lies in the folder that only the user may enter, where there is
-// one.
+// The socket lies where only the user may enter: in the session's runtime folder, or else beside Orvel's own
+// files.
 std::string nameFor(const std::string& dataFolder) {
-    auto folder = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
-    if (folder.isEmpty()) folder = QDir::tempPath();
-    return utf8Text(folder) + "/orvel-" + sha256Hex({dataFolder}).substr(0, 16);
+    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+    if (runtime && *runtime == '/')
+        return std::string(runtime) + "/orvel-" + sha256Hex({dataFolder}).substr(0, 16);
+    QDir().mkpath(QFile::decodeName(QByteArray::fromStdString(dataFolder)));
+    return dataFolder + "/window.socket";
 }
 
 } // namespace
