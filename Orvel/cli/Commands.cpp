@@ -57,13 +57,6 @@ Json jsonOf(const HandoffRequest& request) {
             {"instruction", request.instruction}};
 }
 
-Json jsonOf(const RecentConversation& entry) {
-    return {{"source", rawValue(entry.source)},
-            {"title", entry.title},
-            {"path", entry.path},
-            {"lastUsed", entry.lastUsed}};
-}
-
 template <typename Value>
 std::string linesOf(const std::vector<Value>& values) {
     auto array = Json::array();
@@ -135,10 +128,7 @@ std::string preview(const Arguments& arguments, const Places& places) {
         start = *position;
     }
     const auto messages = std::span(conversation.messages).subspan(start);
-    auto payload = RelayFormatter::render(conversation.source, messages, arguments.note);
-    if (payload.empty())
-        throw CommandFailure("emptyTransfer", "Enter a conversation or instructions to copy.");
-    return payload;
+    return RelayFormatter::render(conversation.source, messages, arguments.note);
 }
 
 std::string url(const Arguments& arguments, const Stylist& stylist) {

@@ -59,16 +59,19 @@ std::vector<RecentConversation> decoded(const std::string& contents) {
 }
 
 std::string encoded(const std::vector<RecentConversation>& entries) {
-    auto document = nlohmann::json::array();
-    for (const auto& entry : entries)
-        document.push_back({{"source", rawValue(entry.source)},
-                            {"title", entry.title},
-                            {"path", entry.path},
-                            {"lastUsed", entry.lastUsed}});
+    auto document = nlohmann::ordered_json::array();
+    for (const auto& entry : entries) document.push_back(jsonOf(entry));
     return document.dump();
 }
 
 } // namespace
+
+nlohmann::ordered_json jsonOf(const RecentConversation& entry) {
+    return {{"source", rawValue(entry.source)},
+            {"title", entry.title},
+            {"path", entry.path},
+            {"lastUsed", entry.lastUsed}};
+}
 
 bool RecentConversation::isAvailable() const {
     return isReadableFile(path);
