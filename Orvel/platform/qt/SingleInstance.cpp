@@ -18,7 +18,7 @@ namespace orvel {
 
 namespace {
 
-constexpr int patience = 2000;                 // Milliseconds for each step of a hand-over.
+constexpr int patience = 2000;               // Milliseconds for each step of a hand-over.
 constexpr qint64 maximumRequest = 1'048'576; // Bytes; command lines are far smaller.
 constexpr char acknowledgement = '+';
 
