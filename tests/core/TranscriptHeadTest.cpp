@@ -11,8 +11,8 @@ namespace {
 
 // Lines of all kinds, many of them as long as the bites in which a head is read.
 rc::Gen<std::string> jsonLines() {
-    const auto length = rc::gen::oneOf(rc::gen::inRange(0, 40), rc::gen::inRange(16'340, 16'400),
-                                       rc::gen::inRange(32'700, 32'800), rc::gen::inRange(0, 70'000));
+    const auto length = rc::gen::oneOf(rc::gen::inRange(0, 40), rc::gen::inRange(16'368, 16'386),
+                                       rc::gen::inRange(32'752, 32'770), rc::gen::inRange(0, 70'000));
     const auto line = rc::gen::apply(
         [](const std::string& open, int size, const std::string& close) {
             return open + std::string(static_cast<std::size_t>(size), 'x') + close;
@@ -52,5 +52,20 @@ RC_GTEST_PROP(TranscriptHead, GivesTheObjectsOfTheFirstBytesReadAtOnce, ()) {
         std::vector<std::string> objects;
         while (const auto object = head.next()) objects.push_back(simdjson::minify(*object));
         RC_ASSERT(objects == naiveObjects(std::string_view(text).substr(0, limit)));
+    }
+}
+
+TEST(TranscriptHead, KeepsLinesApartThatEndWhereABiteEnds) {
+    const TemporaryFolder folder;
+    for (const std::size_t bite : {16'384, 32'768, 65'536}) {
+        for (auto lineFeed = bite - 3; lineFeed <= bite + 2; ++lineFeed) {
+            SCOPED_TRACE(lineFeed);
+            ReadableFile file(folder.write("head", "{}" + std::string(lineFeed - 2, ' ') + "\n[]\n{}\n{}"));
+            TranscriptHead head(1'000'000);
+            head.open(file);
+            int count = 0;
+            while (head.next()) ++count;
+            EXPECT_EQ(count, 3);
+        }
     }
 }
