@@ -61,7 +61,7 @@ std::string largeTranscript(Transcript transcript, TextSource source) {
         for (auto commands = source.size(1, 12); commands > 0 && transcript.text().size() < largeSize;
              --commands) {
             if (commands % 3 == 0) transcript.comment(source.text(source.size(60, 600)));
-            transcript.runCommand(source.text(40), source.text(source.size(200, 120'000)));
+            transcript.runCommand(source.text(40), source.text(source.size(200, 40'000)));
         }
         transcript.answer(source.text(source.size(200, 6'000)));
     }

@@ -80,8 +80,7 @@ SampleConversation parserRewrite() {
                  "src/parse/expr.cpp | 912 +------\nparse/large.lark   41.2 ms -> 29.8 ms"),
          answer(
              "`expr.cpp` shrank from 912 to 264 lines, and the table adds 61. Parsing the large sample went "
-             "from "
-             "41.2 ms to 29.8 ms (median of 20 runs); memory is unchanged.\n\n"
+             "from 41.2 ms to 29.8 ms (median of 20 runs); memory is unchanged.\n\n"
              "What I did not touch: error recovery after a missing operand. It still skips to the next "
              "semicolon. Somebody should review the binding powers of `??` and `?:` once more, they have the "
              "fewest tests.")}};
@@ -119,22 +118,22 @@ SampleConversation parserReview() {
 }
 
 SampleConversation fullWidthSearch() {
-    return {
-        Agent::claude,
-        "検索での全角と半角の扱い",
-        "/home/robin/code/tern",
-        190,
-        {ask("検索窓に「ｶﾀｶﾅ」と半角で入れると、全角の「カタカナ」がヒットしません。原因を調べてください。"),
-         command("rg -n 'normalize' src/search", "src/search/query.rs:42:    text.nfc().collect()"),
-         answer("原因は正規化の形式です。索引を作るときは NFKC、検索語には NFC を使っています。NFC "
-                "では半角カナは全角に"
-                "変わらないため、両者が一致しません。\n\n`src/search/query.rs` の 42 行目を NFKC "
-                "に揃えれば解決します。索引の作り直しは不要です。"),
-         ask("濁点が分かれている「ｶﾞ」のような場合も大丈夫ですか。"),
-         command("cargo test search::width", "test result: ok. 12 passed; 0 failed"),
-         answer("はい。NFKC は「ｶﾞ」（2 文字）を「ガ」（1 "
-                "文字）に合成します。半角カナ、濁点と半濁点、全角英数字の 12 "
-                "例をテストに加え、すべて通りました。")}};
+    return {Agent::claude,
+            "検索での全角と半角の扱い",
+            "/home/robin/code/tern",
+            190,
+            {ask("検索窓に「ｶﾀｶﾅ」と半角で入れると、全角の「カタカナ」がヒットしません。"
+                 "原因を調べてください。"),
+             command("rg -n 'normalize' src/search", "src/search/query.rs:42:    text.nfc().collect()"),
+             answer("原因は正規化の形式です。索引を作るときは NFKC、検索語には NFC を使っています。"
+                    "NFC では半角カナは全角に変わらないため、両者が一致しません。\n\n"
+                    "`src/search/query.rs` の 42 行目を NFKC に揃えれば解決します。"
+                    "索引の作り直しは不要です。"),
+             ask("濁点が分かれている「ｶﾞ」のような場合も大丈夫ですか。"),
+             command("cargo test search::width", "test result: ok. 12 passed; 0 failed"),
+             answer("はい。NFKC は「ｶﾞ」（2 文字）を「ガ」（1 文字）に合成します。"
+                    "半角カナ、濁点と半濁点、全角英数字の 12 例をテストに加え、"
+                    "すべて通りました。")}};
 }
 
 SampleConversation indexCorruption() {
@@ -181,7 +180,8 @@ SampleConversation releaseNotes() {
          comment("63 commits, 40 of them internal. I'll group what a user can notice."),
          answer(
              "# Lark 2.4\n\n"
-             "**Parsing is a third faster**, and error messages point at the operator that caused them.\n\n"
+             "**Parsing takes a quarter less time**, and error messages point at the operator that caused "
+             "them.\n\n"
              "**Please check:** `-2 ** 2` now follows the reference and means `-(2 ** 2)`. Lark warns "
              "wherever "
              "your files depend on the old reading.\n\n"

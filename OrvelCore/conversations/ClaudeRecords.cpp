@@ -3,8 +3,6 @@
 #include "OrvelCore/conversations/MessageText.h"
 #include "OrvelCore/text/JsonRecord.h"
 
-#include <unordered_set>
-
 namespace orvel {
 
 void ClaudeRecords::take(const simdjson::dom::object& record, std::size_t lineNumber) {
@@ -14,7 +12,8 @@ void ClaudeRecords::take(const simdjson::dom::object& record, std::size_t lineNu
     const auto uuid = stringMember(record, "uuid");
     simdjson::dom::element parent;
     if (uuid && record["parentUuid"].get(parent) == simdjson::SUCCESS) {
-        parents[std::string(*uuid)] = stringMember(record, "parentUuid").value_or("");
+        const auto parentNumber = numberOf(stringMember(record, "parentUuid").value_or(""));
+        links[numberOf(*uuid)].parent = parentNumber;
         hasParents = true;
     }
 
@@ -29,36 +28,41 @@ void ClaudeRecords::take(const simdjson::dom::object& record, std::size_t lineNu
 void ClaudeRecords::takeMessage(const simdjson::dom::object& record, const simdjson::dom::object& message,
                                 std::string_view type, std::size_t lineNumber) {
     const auto uuid = stringMember(record, "uuid");
+    const auto number = uuid ? numberOf(*uuid) : 0;
     auto text = contentText(message["content"]);
     if (const auto session = stringMember(record, "sessionId")) conversation.id = *session;
     if (type == "user") {
         conversation.isBusy = true;
         const auto parent = stringMember(record, "parentUuid").value_or("");
-        if (!parent.empty() && uuid && !text.empty()) {
-            const auto [child, isFirst] = firstUserChild.try_emplace(std::string(parent), *uuid);
-            if (!isFirst && child->second != *uuid) conversation.hasAmbiguousBranches = true;
-        }
+        if (!parent.empty() && uuid && !text.empty()) noteUserChild(numberOf(parent), number);
     } else {
         const auto reason = stringMember(message, "stop_reason").value_or("");
         conversation.isBusy = reason != "end_turn" && reason != "stop_sequence" && reason != "max_tokens";
     }
-    if (uuid) lastUUID = *uuid;
-    if (messages.append(type, std::move(text), uuid, lineNumber))
-        messageUUIDs.emplace_back(uuid.value_or(std::string_view()));
+    if (uuid) lastUUID = number;
+    if (messages.append(type, std::move(text), uuid, lineNumber)) messageUUIDs.push_back(number);
+}
+
+void ClaudeRecords::noteUserChild(Number parent, Number child) {
+    auto& first = links[parent].userChild;
+    if (!first) first = child;
+    if (*first != child) conversation.hasAmbiguousBranches = true;
 }
 
 void ClaudeRecords::resolveBranches() {
     if (!hasParents || !lastUUID) return;
-    std::unordered_set<std::string> active;
-    std::string at = *lastUUID;
-    while (!at.empty() && active.insert(at).second) {
-        const auto parent = parents.find(at);
-        at = parent == parents.end() ? std::string() : parent->second;
-    }
+    for (auto at = *lastUUID; at != 0 && !links[at].isActive; at = links[at].parent)
+        links[at].isActive = true;
     std::vector<Message> kept;
     for (std::size_t i = 0; i < conversation.messages.size(); ++i)
-        if (active.contains(messageUUIDs[i])) kept.push_back(std::move(conversation.messages[i]));
+        if (links[messageUUIDs[i]].isActive) kept.push_back(std::move(conversation.messages[i]));
     conversation.messages = std::move(kept);
+}
+
+ClaudeRecords::Number ClaudeRecords::numberOf(std::string_view uuid) {
+    const auto number = uuids.numberOf(uuid);
+    if (number == links.size()) links.emplace_back();
+    return number;
 }
 
 } // namespace orvel

@@ -3,9 +3,9 @@
 // files only: it brings simdjson.
 
 #include "OrvelCore/conversations/MessageList.h"
+#include "OrvelCore/text/TextNumbers.h"
 
-#include <string>
-#include <unordered_map>
+#include <optional>
 #include <vector>
 
 #include <simdjson.h>
@@ -16,25 +16,37 @@ class ClaudeRecords {
   public:
     /// Fills `conversation`, which must outlive this object and holds the fallback id.
     explicit ClaudeRecords(Conversation& conversation)
-        : conversation(conversation), messages(conversation.messages) {}
+        : conversation(conversation), messages(conversation.messages) {
+        numberOf("");
+    }
 
     /// Takes the next record of the file.
     void take(const simdjson::dom::object& record, std::size_t lineNumber);
 
-    /// After the last record: drops the messages of abandoned branches and says whether one branched
-    /// ambiguously.
+    /// After the last record: drops the messages of abandoned branches.
     void resolveBranches();
 
   private:
+    using Number = TextNumbers::Number;
+
+    // What is known of the record behind a uuid. Number 0 is the empty uuid, which leads nowhere.
+    struct Link {
+        Number parent = 0;
+        std::optional<Number> userChild; // The first one; enough to notice a second.
+        bool isActive = false;
+    };
+
+    Number numberOf(std::string_view uuid);
     void takeMessage(const simdjson::dom::object& record, const simdjson::dom::object& message,
                      std::string_view type, std::size_t lineNumber);
+    void noteUserChild(Number parent, Number child);
 
     Conversation& conversation;
     MessageList messages;
-    std::vector<std::string> messageUUIDs; // One for each message; empty if its record has none.
-    std::unordered_map<std::string, std::string> parents;
-    std::unordered_map<std::string, std::string> firstUserChild; // By parent; enough to notice a second one.
-    std::optional<std::string> lastUUID;
+    TextNumbers uuids;
+    std::vector<Link> links;          // By number.
+    std::vector<Number> messageUUIDs; // One for each message, 0 if its record has none.
+    std::optional<Number> lastUUID;
     bool hasParents = false;
 };
 

@@ -11,7 +11,7 @@ bool MessageList::append(std::string_view role, std::string text, std::optional<
     auto id = nativeID ? std::string(*nativeID) : "line-" + std::to_string(lineNumber);
     id += ':';
     id += sha256Hex({role, "\n", text});
-    if (!taken.insert(id).second) return false;
+    if (taken.numberOf(id) < messages.size()) return false;
     messages.push_back({std::move(id), std::string(role), std::move(text)});
     return true;
 }

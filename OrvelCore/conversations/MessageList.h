@@ -3,12 +3,12 @@
 // gives each its identity.
 
 #include "OrvelCore/conversations/Conversation.h"
+#include "OrvelCore/text/TextNumbers.h"
 
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 
 namespace orvel {
 
@@ -23,7 +23,7 @@ class MessageList {
 
   private:
     std::vector<Message>& messages;
-    std::unordered_set<std::string> taken;
+    TextNumbers taken;
 };
 
 } // namespace orvel
