@@ -1,0 +1,162 @@
+// Writes the relay state. A state of many payloads is written as a whole at every change, on the thread that
+// also serves the keyboard, so texts are copied in whole runs, which a general JSON writer does not do.
+#include "OrvelCore/relay/RelayStateJson.h"
+
+#include "OrvelCore/relay/RelayStateError.h"
+#include "OrvelCore/relay/RelayStateFields.h"
+#include "OrvelCore/text/Unicode.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <set>
+
+namespace orvel {
+
+namespace {
+
+// For each byte what it is escaped by: nothing, the letter behind a backslash, or 'u' for the numeric form.
+constexpr auto escapes = [] {
+    std::array<char, 256> letters{};
+    for (std::size_t control = 0; control < 0x20; ++control) letters[control] = 'u';
+    letters['\b'] = 'b';
+    letters['\t'] = 't';
+    letters['\n'] = 'n';
+    letters['\f'] = 'f';
+    letters['\r'] = 'r';
+    letters['"'] = '"';
+    letters['\\'] = '\\';
+    return letters;
+}();
+
+class Writer {
+  public:
+    std::string take() { return std::move(json); }
+
+    void write(std::string_view text);
+    void write(const std::string& text) { write(std::string_view(text)); }
+    void write(bool truth) { json += truth ? "true" : "false"; }
+    void write(std::int64_t number);
+    void write(double number);
+
+    template <typename Enumeration>
+    requires std::is_enum_v<Enumeration>
+    void write(Enumeration value) { write(rawValue(value)); }
+
+    template <typename Value>
+    void write(const Shared<Value>& shared) {
+        write(*shared);
+    }
+    template <typename Value>
+    void write(const std::vector<Value>& values) {
+        writeList(values);
+    }
+    void write(const std::set<std::string>& values) { writeList(values); }
+    template <typename Record>
+    void write(const RecordList<Record>& records) {
+        writeList(records);
+    }
+    template <typename Value>
+    void write(const std::map<std::string, Value>& entries) {
+        writeMap(entries);
+    }
+    template <typename Value>
+    void write(const RecordMap<Value>& entries) {
+        writeMap(entries);
+    }
+
+    template <TabledRecord Record>
+    void write(const Record& record) {
+        json += '{';
+        std::apply([&](const auto&... fields) { (writeMember(fields.key, record.*fields.member), ...); },
+                   fieldsOf<Record>);
+        json += '}';
+    }
+
+  private:
+    template <typename Value>
+    void writeMember(std::string_view key, const Value& value) {
+        separate();
+        write(key);
+        json += ':';
+        write(value);
+    }
+
+    template <typename Value>
+    void writeMember(std::string_view key, const std::optional<Value>& value) {
+        if (value) writeMember(key, *value);
+    }
+
+    template <typename List>
+    void writeList(const List& values) {
+        json += '[';
+        for (const auto& value : values) {
+            separate();
+            write(value);
+        }
+        json += ']';
+    }
+
+    template <typename Map>
+    void writeMap(const Map& entries) {
+        json += '{';
+        for (const auto& [key, value] : entries) writeMember(key, value);
+        json += '}';
+    }
+
+    void separate() {
+        if (json.back() != '{' && json.back() != '[') json += ',';
+    }
+
+    std::string json;
+};
+
+void Writer::write(std::string_view text) {
+    if (!isValidUTF8(text)) throw RelayStateError::notStorable("a text is not valid UTF-8");
+    if (json.size() + text.size() > maximumRelayStateSize) throw RelayStateError::tooLarge();
+    json += '"';
+    std::size_t from = 0;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const auto byte = static_cast<unsigned char>(text[at]);
+        const char letter = escapes[byte];
+        if (!letter) continue;
+        json.append(text, from, at - from);
+        from = at + 1;
+        json += '\\';
+        json += letter;
+        if (letter != 'u') continue;
+        static constexpr std::string_view digits = "0123456789abcdef";
+        json += "00";
+        json += digits[byte >> 4];
+        json += digits[byte & 15];
+    }
+    json.append(text, from);
+    json += '"';
+}
+
+void Writer::write(std::int64_t number) {
+    json += std::to_string(number);
+}
+
+// The shortest text that reads back to the same double. Great numbers get an exponent, since a long row of
+// digits would read as an integer beyond 64 bits.
+void Writer::write(double number) {
+    if (!std::isfinite(number)) throw RelayStateError::notStorable("a date is not a finite number");
+    std::array<char, 32> text;
+    const auto result = std::abs(number) < 1e15
+                            ? std::to_chars(text.begin(), text.end(), number)
+                            : std::to_chars(text.begin(), text.end(), number, std::chars_format::scientific);
+    json.append(text.data(), result.ptr);
+}
+
+} // namespace
+
+std::string encodeRelayState(const RelayState& state) {
+    Writer writer;
+    writer.write(state);
+    auto json = writer.take();
+    if (json.size() > maximumRelayStateSize) throw RelayStateError::tooLarge();
+    return json;
+}
+
+} // namespace orvel
