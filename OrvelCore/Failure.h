@@ -9,6 +9,11 @@
 
 namespace orvel {
 
+/// The name of an error case and its text for the user.
+struct FailureWords {
+    std::string_view name, text;
+};
+
 class Failure : public std::exception {
   public:
     /// UTF-8 text for the user; owned by the failure.
@@ -18,6 +23,7 @@ class Failure : public std::exception {
     std::string_view caseName() const noexcept { return name; }
 
   protected:
+    explicit Failure(const FailureWords& words) : Failure(words.name, std::string(words.text)) {}
     Failure(std::string_view caseName, std::string text) : name(caseName), message(std::move(text)) {}
 
   private:

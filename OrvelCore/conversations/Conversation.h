@@ -3,8 +3,12 @@
 
 #include "OrvelCore/conversations/Agent.h"
 
+#include <cstddef>
 #include <memory>
+#include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace orvel {
@@ -33,5 +37,8 @@ struct Conversation {
 };
 
 using SharedConversation = std::shared_ptr<const Conversation>;
+
+/// The index of the first message with this id.
+std::optional<std::size_t> positionOf(std::span<const Message> messages, std::string_view id);
 
 } // namespace orvel

@@ -18,24 +18,16 @@ namespace orvel {
 
 namespace {
 
-struct Words {
-    std::string_view name, text;
-};
-
-constexpr std::array<Words, 3> words{{
+constexpr std::array<FailureWords, 3> words{{
     {"notFound", "No transcript was found for the specified conversation ID."},
     {"ambiguous", "Multiple transcripts have the same conversation ID. Choose the file to use."},
     {"invalidMetadata", "Couldn't verify the conversation ID from transcript metadata."},
 }};
 
-const Words& wordsOf(ConversationCatalogError::Case kind) {
-    return words[static_cast<std::size_t>(kind)];
-}
-
 } // namespace
 
 ConversationCatalogError::ConversationCatalogError(Case kind)
-    : Failure(wordsOf(kind).name, std::string(wordsOf(kind).text)), which(kind) {}
+    : Failure(words[static_cast<std::size_t>(kind)]), which(kind) {}
 
 namespace ConversationCatalog {
 

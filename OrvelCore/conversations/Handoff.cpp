@@ -156,10 +156,8 @@ std::string HandoffState::key(Agent source, std::string_view conversationID, Age
 
 std::size_t HandoffFormatter::nextIndex(std::span<const Message> messages,
                                         const std::optional<std::string>& after) {
-    if (!after) return 0;
-    const auto found =
-        std::find_if(messages.begin(), messages.end(), [&](const Message& m) { return m.id == *after; });
-    return found == messages.end() ? 0 : static_cast<std::size_t>(found - messages.begin()) + 1;
+    const auto position = after ? positionOf(messages, *after) : std::nullopt;
+    return position ? *position + 1 : 0;
 }
 
 } // namespace orvel

@@ -20,7 +20,7 @@ class TranscriptError : public Failure {
     Case kind() const noexcept { return which; }
 
   private:
-    TranscriptError(Case kind, std::string_view name, std::string text);
+    explicit TranscriptError(std::size_t line);
 
     Case which;
 };

@@ -6,12 +6,7 @@ namespace orvel {
 
 namespace {
 
-struct Words {
-    std::string_view name, text;
-};
-
-// In the order of the cases.
-constexpr std::array<Words, 15> words{{
+constexpr std::array<FailureWords, 15> words{{
     {"pairNotFound", "The linked conversations could not be found."},
     {"pairArchived", "This link is closed. Reopen it to continue."},
     {"activePairExists", "A link already connects these conversations. Close it before reopening this link."},
@@ -24,8 +19,8 @@ constexpr std::array<Words, 15> words{{
      "This link has a transfer awaiting delivery confirmation. Check the destination transcript first."},
     {"emptyTransfer", "New messages or instructions are required."},
     {"transferNotFound", "The transfer record could not be found."},
-    {"destinationAlreadyExisted", "This conversation existed before the initial copy. Select the newly "
-                                  "created destination conversation."},
+    {"destinationAlreadyExisted",
+     "This conversation existed before the initial copy. Select the newly created destination conversation."},
     {"invalidLink", "Couldn't verify the conversations and connections in this link."},
     {"duplicateLinkConversation", "This conversation is already in the link."},
     {"unsupportedAdjacentAgents", "Links currently alternate between Codex and Claude. Conversations from "
@@ -33,13 +28,8 @@ constexpr std::array<Words, 15> words{{
     {"linkCapacity", "A link currently supports up to three conversations."},
 }};
 
-const Words& wordsOf(RelayError::Case kind) {
-    return words[static_cast<std::size_t>(kind)];
-}
-
 } // namespace
 
-RelayError::RelayError(Case kind)
-    : Failure(wordsOf(kind).name, std::string(wordsOf(kind).text)), which(kind) {}
+RelayError::RelayError(Case kind) : Failure(words[static_cast<std::size_t>(kind)]), which(kind) {}
 
 } // namespace orvel

@@ -1,6 +1,5 @@
 #pragma once
-// Why an operation on the relay records was refused. The texts speak to the user of a link where the records
-// have a pair.
+// Why an operation on the relay records was refused.
 
 #include "OrvelCore/Failure.h"
 
@@ -23,7 +22,7 @@ class RelayError : public Failure {
         invalidLink,
         duplicateLinkConversation,
         unsupportedAdjacentAgents,
-        linkCapacity
+        linkCapacity,
     };
 
     explicit RelayError(Case kind);
@@ -33,10 +32,5 @@ class RelayError : public Failure {
   private:
     Case which;
 };
-
-/// Throws the failure unless the condition holds.
-inline void require(bool holds, RelayError::Case otherwise) {
-    if (!holds) throw RelayError(otherwise);
-}
 
 } // namespace orvel

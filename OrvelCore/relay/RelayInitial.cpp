@@ -2,8 +2,7 @@
 #include "OrvelCore/relay/RelayState.h"
 
 #include "OrvelCore/conversations/RelayFormatter.h"
-#include "OrvelCore/relay/RelayError.h"
-#include "OrvelCore/relay/RelayRanges.h"
+#include "OrvelCore/relay/RelayChecks.h"
 #include "OrvelCore/relay/RelayTransaction.h"
 #include "OrvelCore/text/Unicode.h"
 

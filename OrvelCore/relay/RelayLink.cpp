@@ -1,7 +1,7 @@
 // Chains of conversations: their making, growing, closing and notes.
 #include "OrvelCore/relay/RelayLink.h"
 
-#include "OrvelCore/relay/RelayError.h"
+#include "OrvelCore/relay/RelayChecks.h"
 #include "OrvelCore/relay/RelayState.h"
 #include "OrvelCore/relay/RelayTransaction.h"
 

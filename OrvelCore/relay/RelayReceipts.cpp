@@ -1,8 +1,7 @@
 // The proof that a transfer arrived, and how the positions of its pair move on then.
 #include "OrvelCore/relay/RelayState.h"
 
-#include "OrvelCore/relay/RelayError.h"
-#include "OrvelCore/relay/RelayRanges.h"
+#include "OrvelCore/relay/RelayChecks.h"
 #include "OrvelCore/relay/RelayText.h"
 #include "OrvelCore/relay/RelayTransaction.h"
 #include "OrvelCore/text/Unicode.h"

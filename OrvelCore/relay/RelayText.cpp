@@ -2,7 +2,6 @@
 // receipts.
 #include "OrvelCore/relay/RelayText.h"
 
-#include "OrvelCore/relay/RelayError.h"
 #include "OrvelCore/relay/RelayState.h"
 
 #include <algorithm>

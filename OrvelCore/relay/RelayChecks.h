@@ -1,8 +1,9 @@
 #pragma once
-// Where in a conversation a transfer begins and ends, and the checks that every reading of a conversation
-// passes. Shared by the operations of the relay state.
+// The checks that the operations of the relay state share, and where in a conversation a transfer begins and
+// ends.
 
 #include "OrvelCore/conversations/Conversation.h"
+#include "OrvelCore/relay/RelayError.h"
 
 #include <cstddef>
 #include <optional>
@@ -11,11 +12,11 @@
 
 namespace orvel {
 
-/// The messages from index `start` on.
-std::span<const Message> messagesFrom(const Conversation& conversation, std::size_t start);
+/// Throws the failure unless the condition holds.
+void require(bool holds, RelayError::Case otherwise);
 
-/// The identity of the last message.
-std::optional<std::string> lastMessageID(const Conversation& conversation);
+/// Fails with busy, then with ambiguousBranches.
+void requireSettled(const Conversation& conversation);
 
 /// The index of the message with this identity. Fails with missingCheckpoint.
 std::size_t indexOfMessage(const Conversation& conversation, const std::string& id);
@@ -25,9 +26,12 @@ std::size_t indexOfMessage(const Conversation& conversation, const std::string& 
 std::size_t nextDraftStart(const Conversation& conversation, const std::optional<std::string>& through,
                            const std::optional<std::string>& explicitStart);
 
-bool holdsAssistantMessage(std::span<const Message> messages);
+/// The messages from index `start` on.
+std::span<const Message> messagesFrom(const Conversation& conversation, std::size_t start);
 
-/// Fails with busy, then with ambiguousBranches.
-void requireSettled(const Conversation& conversation);
+/// The identity of the last message.
+std::optional<std::string> lastMessageID(const Conversation& conversation);
+
+bool holdsAssistantMessage(std::span<const Message> messages);
 
 } // namespace orvel

@@ -1,0 +1,24 @@
+#pragma once
+// Where everything lies: the person's home, the agents' folders, Orvel's own data. Both programs ask here.
+
+#include "OrvelCore/conversations/AgentFolders.h"
+
+#include <optional>
+#include <string>
+
+namespace orvel {
+
+struct Places {
+    AgentFolders folders;
+    std::string dataFolder; ///< Orvel's own files.
+
+    /// The file of earlier positions, from which the other files of the data folder take their place.
+    std::string statePath() const;
+
+    /// The places of this process's environment. `home` stands for the user's home and `data` for the data
+    /// folder where given.
+    static Places fromEnvironment(const std::optional<std::string>& home,
+                                  const std::optional<std::string>& data);
+};
+
+} // namespace orvel

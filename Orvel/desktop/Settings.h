@@ -1,0 +1,18 @@
+#pragma once
+// The few values that outlive a run and are no data: the window's place and the like.
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace orvel {
+
+class Settings {
+  public:
+    virtual ~Settings() = default;
+
+    virtual std::optional<std::string> string(std::string_view key) const = 0;
+    virtual void setString(std::string_view key, std::string_view value) = 0;
+};
+
+} // namespace orvel

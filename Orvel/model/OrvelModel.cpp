@@ -1,0 +1,43 @@
+#include "Orvel/model/OrvelModel.h"
+
+#include "Orvel/desktop/FileStore.h"
+#include "OrvelCore/files/FileError.h"
+#include "OrvelCore/files/FilePath.h"
+#include "OrvelCore/files/FileReading.h"
+
+#include <utility>
+
+namespace orvel {
+
+namespace {
+
+// Far above what the positions of a lifetime need, in bytes.
+constexpr std::size_t stateFileLimit = 64 * 1024 * 1024;
+
+} // namespace
+
+OrvelModel::OrvelModel(Desktop desktop, AgentFolders folders, std::string statePath)
+    : desktop(desktop),
+      folders(std::move(folders)),
+      plain(changeSignal),
+      relays(changeSignal),
+      recentStore(joinedPath(parentFolder(statePath), "recent-conversations.json"),
+                  [&files = desktop.files](const std::string& path, std::string_view contents) {
+                      files.replaceFile(path, contents);
+                  }) {
+    plain.recentConversations = recentStore.entries();
+    plain.error = recentStore.loadErrorDescription();
+    if (!fileExists(statePath)) return;
+    try {
+        plain.state = HandoffState::decode(readFile(statePath, stateFileLimit));
+    } catch (const std::exception& failure) {
+        plain.error = std::string("Couldn't load the last transfer position. Check the message range.\n") +
+                      failure.what();
+    }
+}
+
+void OrvelModel::dismissError() {
+    plain.error = std::nullopt;
+}
+
+} // namespace orvel

@@ -1,0 +1,250 @@
+// The operations of the plain session: opening a file, a URL or pasted text, choosing the range, forming and
+// copying the text.
+
+#include "Orvel/desktop/Applications.h"
+#include "Orvel/desktop/Panels.h"
+#include "Orvel/desktop/Pasteboard.h"
+#include "Orvel/model/OrvelModel.h"
+#include "Orvel/runtime/MainLoop.h"
+#include "OrvelCore/conversations/ConversationCatalog.h"
+#include "OrvelCore/conversations/RelayFormatter.h"
+#include "OrvelCore/conversations/TranscriptReader.h"
+#include "OrvelCore/files/FilePath.h"
+#include "OrvelCore/text/Unicode.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+namespace orvel {
+
+void OrvelModel::open(std::string_view url) {
+    const auto request = HandoffRequest::parse(url);
+    if (!request) {
+        plain.error = "Couldn't read the Orvel URL.";
+        return;
+    }
+    apply(*request);
+    desktop.applications.activateSelf();
+}
+
+void OrvelModel::apply(const HandoffRequest& request) {
+    setSource(request.source);
+    plain.instruction = request.instruction;
+    if (request.file) {
+        load(*request.file);
+        return;
+    }
+    useManualInput();
+    plain.manualText = "";
+    plain.status = "Paste the conversation and review the message preview.";
+}
+
+void OrvelModel::setSource(Agent source) {
+    const bool changes = plain.source != source || plain.destination != other(source);
+    plain.source = source;
+    plain.destination = other(source);
+    if (changes) restoreDestinationConversation();
+}
+
+void OrvelModel::chooseFile() {
+    const bool isCodex = plain.source == Agent::codex;
+    const OpenPanel panel{
+        .message = isCodex
+                       ? "Select a Codex conversation JSONL file, usually in ~/.codex/sessions."
+                       : "Select a Claude Code conversation JSONL file, usually in ~/.claude/projects. For "
+                         "regular Claude chats, use manual input.",
+        .folder = joinedPath(folders.home, isCodex ? ".codex/sessions" : ".claude/projects"),
+        .showsHiddenFiles = true};
+    if (auto path = desktop.panels.chooseFile(panel)) load(std::move(*path));
+}
+
+void OrvelModel::openRecent(const RecentConversation& recent) {
+    setSource(recent.source);
+    load(recent.path);
+}
+
+void OrvelModel::removeRecent(std::string_view id) try {
+    recentStore.remove(id);
+    plain.recentConversations = recentStore.entries();
+} catch (const std::exception& failure) {
+    plain.error =
+        fmt::format("Couldn't remove the conversation from recent conversations.\n{}", failure.what());
+}
+
+void OrvelModel::useManualInput() {
+    plain.selectedStartMessageID = std::nullopt;
+    relays.sourceReference.reset();
+    relays.relayLoadGeneration.renew();
+    plain.loadGeneration.renew();
+    plain.isLoading = false;
+    plain.conversation = nullptr;
+    plain.filePath = std::nullopt;
+    plain.startIndex = 0;
+    plain.copiedPreview = std::nullopt;
+}
+
+void OrvelModel::setManualText(std::string text) {
+    plain.manualText = std::move(text);
+}
+
+// What every load of a file does first. Gives the generation of this load.
+Generation::Value OrvelModel::beginLoad() {
+    plain.selectedStartMessageID = std::nullopt;
+    relays.sourceReference.reset();
+    relays.relayLoadGeneration.renew();
+    const auto generation = plain.loadGeneration.renew();
+    plain.isLoading = true;
+    plain.error = std::nullopt;
+    plain.conversation = nullptr;
+    plain.manualText = "";
+    plain.copiedPreview = std::nullopt;
+    return generation;
+}
+
+void OrvelModel::load(std::string path) {
+    const auto generation = beginLoad();
+    plain.filePath = path;
+    tasks.start(loadFile(std::move(path), plain.source, generation));
+}
+
+void OrvelModel::openFile(std::string path) {
+    const auto generation = beginLoad();
+    plain.filePath = path;
+    tasks.start(recognizeAndLoad(std::move(path), generation));
+}
+
+Task<void> OrvelModel::recognizeAndLoad(std::string path, Generation::Value generation) {
+    const auto agent =
+        co_await desktop.loop.background([path] { return ConversationCatalog::recognizedAgent(path); });
+    if (!plain.loadGeneration.isCurrent(generation)) co_return;
+    if (agent) setSource(*agent);
+    co_await loadFile(std::move(path), plain.source, generation);
+}
+
+Task<void> OrvelModel::loadFile(std::string path, Agent source, Generation::Value generation) {
+    SharedConversation loaded;
+    std::string failure;
+    try {
+        loaded = co_await desktop.loop.background([path, source]() -> SharedConversation {
+            return std::make_shared<Conversation>(TranscriptReader::read(path, source));
+        });
+    } catch (const std::exception& error) {
+        failure = error.what();
+    }
+    if (!plain.loadGeneration.isCurrent(generation)) co_return;
+    if (loaded) {
+        finishLoad(std::move(loaded), path, source);
+    } else {
+        plain.error = failure;
+        plain.status = "Couldn't load the conversation.";
+    }
+    plain.isLoading = false;
+}
+
+void OrvelModel::finishLoad(SharedConversation loaded, const std::string& path, Agent source) {
+    plain.conversation = loaded;
+    plain.filePath = path;
+    plain.manualText = "";
+    relays.sourceReference = catalogEntry(source, loaded->id, path);
+    if (plain.destinationConversation->empty()) restoreDestinationConversation();
+    selectUnsentRange();
+    plain.status =
+        fmt::format("{} messages loaded. Check the destination and message range.", loaded->messages.size());
+    recordRecent(*loaded, path, source);
+}
+
+void OrvelModel::recordRecent(const Conversation& loaded, const std::string& path, Agent source) try {
+    recentStore.record(source, loaded.title, path, desktop.loop.now());
+    plain.recentConversations = recentStore.entries();
+} catch (const std::exception& failure) {
+    plain.error = fmt::format(
+        "The conversation was loaded, but couldn't be saved to recent conversations.\n{}", failure.what());
+}
+
+void OrvelModel::selectRange(std::optional<std::string> messageID) {
+    const auto& conversation = plain.conversation.get();
+    plain.startIndex =
+        conversation && messageID ? positionOf(conversation->messages, *messageID).value_or(0) : 0;
+    plain.selectedStartMessageID = std::move(messageID);
+}
+
+void OrvelModel::setInstruction(std::string text) {
+    plain.instruction = std::move(text);
+}
+
+std::optional<std::string> OrvelModel::checkpointKey() const {
+    const auto destination = trimmed(plain.destinationConversation.get());
+    if (!plain.conversation.get() || destination.empty()) return std::nullopt;
+    return HandoffState::key(plain.source, plain.conversation.get()->id, plain.destination, destination);
+}
+
+void OrvelModel::selectUnsentRange() {
+    if (!plain.conversation.get()) return;
+    std::optional<std::string> lastDelivered;
+    if (const auto key = checkpointKey()) {
+        const auto found = plain.state.checkpoints.find(*key);
+        if (found != plain.state.checkpoints.end()) lastDelivered = found->second;
+    }
+    plain.startIndex = HandoffFormatter::nextIndex(plain.conversation.get()->messages, lastDelivered);
+    plain.selectedStartMessageID = std::nullopt;
+}
+
+void OrvelModel::restoreDestinationConversation() {
+    const auto found =
+        plain.state.lastDestinations.find(HandoffState::directionKey(plain.source, plain.destination));
+    plain.destinationConversation = found == plain.state.lastDestinations.end() ? "" : found->second;
+    selectUnsentRange();
+}
+
+std::string OrvelModel::sourceSpeakerLabel() const {
+    return std::string(rawValue(plain.source));
+}
+
+SelectedMessages OrvelModel::selectedMessages() const {
+    const auto& conversation = plain.conversation.get();
+    if (!conversation) {
+        if (trimmed(plain.manualText.get()).empty()) return {};
+        return SelectedMessages({.id = "manual", .role = "context", .text = plain.manualText});
+    }
+    const auto& chosen = plain.selectedStartMessageID.get();
+    const auto start = chosen ? positionOf(conversation->messages, *chosen) : std::nullopt;
+    return {conversation, std::min(start.value_or(plain.startIndex), conversation->messages.size())};
+}
+
+std::string OrvelModel::preview() const {
+    const auto messages = selectedMessages();
+    return RelayFormatter::render(plain.source, messages.span(), plain.instruction.get(),
+                                  sourceSpeakerLabel());
+}
+
+bool OrvelModel::startsAtCheckpoint() const {
+    return plain.conversation.get() && !plain.selectedStartMessageID.get() && plain.startIndex > 0;
+}
+
+bool OrvelModel::copy(Pasteboard& pasteboard) {
+    auto text = preview();
+    if (text.empty() || plain.isLoading) {
+        plain.error = plain.isLoading ? "Wait for the conversation to finish loading before copying."
+                                      : "Enter a conversation or instructions to copy.";
+        return false;
+    }
+    pasteboard.clearContents();
+    if (!pasteboard.setString(text)) {
+        plain.error = "Couldn't copy to the clipboard. Try again.";
+        return false;
+    }
+    plain.error = std::nullopt;
+    plain.copiedPreview = std::move(text);
+    const auto messages = selectedMessages();
+    plain.copiedLastMessageID =
+        messages.span().empty() ? std::nullopt : std::optional(messages.span().back().id);
+    plain.copiedCheckpointKey = checkpointKey();
+    plain.status =
+        fmt::format("Copied. Destination: {}. Paste into the intended conversation and send. Copying alone "
+                    "does not confirm delivery.",
+                    label(plain.destination));
+    return true;
+}
+
+} // namespace orvel

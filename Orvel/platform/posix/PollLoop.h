@@ -1,0 +1,37 @@
+#pragma once
+// The main loop of programs without a window, over poll(2).
+
+#include "Orvel/runtime/MainLoop.h"
+
+#include <memory>
+
+namespace orvel {
+
+class PollLoop : public MainLoop {
+  public:
+    PollLoop();
+    ~PollLoop() override;
+
+    /// Runs until `stop`, on the thread that calls it, which becomes the loop's.
+    void run();
+
+    /// Ends `run` after the action under way; what else is due is dropped. Called on the loop.
+    void stop();
+
+    Duration uptime() const override;
+    Date now() const override;
+    void post(std::function<void()> action) override;
+    std::unique_ptr<Timer> after(Duration delay, std::function<void()> action) override;
+    void runInBackground(std::function<void()> work, std::function<void()> done) override;
+
+  private:
+    struct Mailbox;
+    class TimerEntry;
+    struct Timers;
+
+    std::shared_ptr<Mailbox> mailbox; // Shared with the threads, which may outlive the loop.
+    std::unique_ptr<Timers> timers;
+    bool running = false;
+};
+
+} // namespace orvel

@@ -1,0 +1,88 @@
+#pragma once
+// A desktop in memory: what Orvel does to it can be looked at, and what it answers can be chosen.
+
+#include "Orvel/desktop/Applications.h"
+#include "Orvel/desktop/Desktop.h"
+#include "Orvel/desktop/FileStore.h"
+#include "Orvel/desktop/Panels.h"
+#include "Orvel/desktop/Pasteboard.h"
+#include "Orvel/desktop/Settings.h"
+#include "Orvel/platform/simulated/SimulatedLoop.h"
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace orvel {
+
+struct SimulatedPasteboard : Pasteboard {
+    void clearContents() override { text.reset(); }
+    bool setString(std::string_view newText) override {
+        if (!refuses) text = newText;
+        return !refuses;
+    }
+
+    std::optional<std::string> text;
+    bool refuses = false;
+};
+
+struct SimulatedPanels : Panels {
+    std::optional<std::string> chooseFile(const OpenPanel& panel) override {
+        shown.push_back(panel);
+        return answer;
+    }
+
+    std::vector<OpenPanel> shown;
+    std::optional<std::string> answer;
+};
+
+struct SimulatedApplications : Applications {
+    void activateSelf() override { ++activations; }
+    bool revealFile(const std::string& path) override {
+        revealed.push_back(path);
+        return true;
+    }
+
+    int activations = 0;
+    std::vector<std::string> revealed;
+};
+
+struct SimulatedSettings : Settings {
+    std::optional<std::string> string(std::string_view key) const override {
+        const auto found = values.find(key);
+        return found == values.end() ? std::nullopt : std::optional(found->second);
+    }
+    void setString(std::string_view key, std::string_view value) override {
+        values.insert_or_assign(std::string(key), value);
+    }
+
+    std::map<std::string, std::string, std::less<>> values;
+};
+
+/// Passes everything on to a real store, unless `beforeReplacing` throws.
+struct SimulatedFileStore : FileStore {
+    explicit SimulatedFileStore(FileStore& store) : store(store) {}
+    void replaceFile(const std::string& path, std::string_view contents) override {
+        if (beforeReplacing) beforeReplacing(path);
+        store.replaceFile(path, contents);
+    }
+
+    FileStore& store;
+    std::function<void(const std::string& path)> beforeReplacing;
+};
+
+struct SimulatedDesktop {
+    explicit SimulatedDesktop(FileStore& store) : files(store) {}
+    Desktop ports() { return {loop, pasteboard, panels, applications, settings, files}; }
+
+    SimulatedLoop loop;
+    SimulatedPasteboard pasteboard;
+    SimulatedPanels panels;
+    SimulatedApplications applications;
+    SimulatedSettings settings;
+    SimulatedFileStore files;
+};
+
+} // namespace orvel

@@ -1,0 +1,137 @@
+#pragma once
+// The main loop: the one thread to which all application state belongs, its clocks, its timers, and the way
+// to have something done on another thread. Coroutines wait on it with sleep, yield and background.
+
+#include "OrvelCore/text/Date.h"
+
+#include <chrono>
+#include <coroutine>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+namespace orvel {
+
+/// A running timer; destroying it stops it. It must not outlive its loop.
+class Timer {
+  public:
+    virtual ~Timer() = default;
+};
+
+class MainLoop {
+  public:
+    using Duration = std::chrono::nanoseconds;
+
+    MainLoop() = default;
+    MainLoop(const MainLoop&) = delete;
+    MainLoop& operator=(const MainLoop&) = delete;
+    virtual ~MainLoop() = default;
+
+    /// Time since some fixed moment; never jumps. For deadlines.
+    virtual Duration uptime() const = 0;
+
+    /// The wall clock, which may jump. For dates that people see.
+    virtual Date now() const = 0;
+
+    /// Runs `action` on the loop, after everything posted before. Callable from any thread.
+    virtual void post(std::function<void()> action) = 0;
+
+    /// Runs `action` once on the loop, `delay` from now at the earliest.
+    [[nodiscard]] virtual std::unique_ptr<Timer> after(Duration delay, std::function<void()> action) = 0;
+
+    /// Runs `work` on another thread and then `done` on the loop. `work` touches nothing but what it holds by
+    /// value and lets no exception out. If the loop ends first, `done` is dropped.
+    virtual void runInBackground(std::function<void()> work, std::function<void()> done) = 0;
+
+    /// `co_await loop.sleep(delay)` goes on after the delay.
+    auto sleep(Duration delay);
+
+    /// `co_await loop.yield()` lets everything else that waits have its turn.
+    auto yield();
+
+    /// `co_await loop.background(function)` gives the function's result or throws its exception. The function
+    /// runs on another thread, holds what it needs by value and touches nothing else.
+    template <typename Function>
+    auto background(Function function);
+};
+
+namespace detail {
+
+// Waits live in the frame of the waiting coroutine; if that is destroyed, so is the timer.
+struct SleepAwaiter {
+    MainLoop& loop;
+    MainLoop::Duration delay;
+    std::unique_ptr<Timer> timer{};
+
+    bool await_ready() const noexcept { return false; }
+    void await_suspend(std::coroutine_handle<> waiting) {
+        timer = loop.after(delay, [waiting] { waiting.resume(); });
+    }
+    void await_resume() const noexcept {}
+};
+
+template <typename Function>
+class BackgroundAwaiter {
+    using Result = std::invoke_result_t<Function>;
+
+    // Outlives the coroutine if that is destroyed while the work runs. Only `result` and `failure` are
+    // written by the other thread, before the loop hears of the end.
+    struct Work {
+        explicit Work(Function function) : function(std::move(function)) {}
+        Function function;
+        std::optional<Result> result;
+        std::exception_ptr failure;
+        std::coroutine_handle<> waiting;
+    };
+
+  public:
+    BackgroundAwaiter(MainLoop& loop, Function function)
+        : loop(loop), work(std::make_shared<Work>(std::move(function))) {}
+    BackgroundAwaiter(const BackgroundAwaiter&) = delete;
+    BackgroundAwaiter& operator=(const BackgroundAwaiter&) = delete;
+    ~BackgroundAwaiter() { work->waiting = nullptr; }
+
+    bool await_ready() const noexcept { return false; }
+    void await_suspend(std::coroutine_handle<> handle) {
+        work->waiting = handle;
+        loop.runInBackground(
+            [work = work] {
+                try {
+                    work->result.emplace(work->function());
+                } catch (...) {
+                    work->failure = std::current_exception();
+                }
+            },
+            [work = work] {
+                if (work->waiting) work->waiting.resume();
+            });
+    }
+    Result await_resume() {
+        if (work->failure) std::rethrow_exception(work->failure);
+        return std::move(*work->result);
+    }
+
+  private:
+    MainLoop& loop;
+    std::shared_ptr<Work> work;
+};
+
+} // namespace detail
+
+inline auto MainLoop::sleep(Duration delay) {
+    return detail::SleepAwaiter{*this, delay};
+}
+
+inline auto MainLoop::yield() {
+    return detail::SleepAwaiter{*this, Duration::zero()};
+}
+
+template <typename Function>
+auto MainLoop::background(Function function) {
+    return detail::BackgroundAwaiter<Function>(*this, std::move(function));
+}
+
+} // namespace orvel

@@ -1,0 +1,80 @@
+#pragma once
+// Fields that tell when they are assigned. A screen subscribes to the signal of a model and renders again.
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <utility>
+
+namespace orvel {
+
+/// Tells its subscribers, in the order in which they came, that something has changed. Belongs to the main
+/// loop's thread.
+class ChangeSignal {
+    using Listeners = std::map<std::uint64_t, std::function<void()>>;
+
+  public:
+    /// Keeps a listener listening; destroying it ends that. It may outlive the signal.
+    class Subscription {
+      public:
+        Subscription() = default;
+        Subscription(std::weak_ptr<Listeners> listeners, std::uint64_t number)
+            : listeners(std::move(listeners)), number(number) {}
+        Subscription(Subscription&& other) noexcept
+            : listeners(std::exchange(other.listeners, {})), number(other.number) {}
+        Subscription& operator=(Subscription&& other) noexcept {
+            std::swap(listeners, other.listeners);
+            std::swap(number, other.number);
+            return *this;
+        }
+        ~Subscription() {
+            if (const auto alive = listeners.lock()) alive->erase(number);
+        }
+
+      private:
+        std::weak_ptr<Listeners> listeners;
+        std::uint64_t number = 0;
+    };
+
+    [[nodiscard]] Subscription subscribe(std::function<void()> listener) {
+        listeners->emplace(++last, std::move(listener));
+        return {listeners, last};
+    }
+
+    void notify() const {
+        // A copy, since a listener may subscribe or leave.
+        const auto current = *listeners;
+        for (const auto& [number, listener] : current)
+            if (listeners->contains(number)) listener();
+    }
+
+  private:
+    std::shared_ptr<Listeners> listeners = std::make_shared<Listeners>();
+    std::uint64_t last = 0;
+};
+
+/// A field whose every assignment notifies, also one of an equal value.
+template <typename T>
+class Observable {
+  public:
+    Observable(const ChangeSignal& signal, T initial = T()) : signal(signal), value(std::move(initial)) {}
+    Observable(const Observable&) = delete;
+    Observable& operator=(const Observable&) = delete;
+
+    Observable& operator=(T newValue) {
+        value = std::move(newValue);
+        signal.notify();
+        return *this;
+    }
+
+    const T& get() const { return value; }
+    operator const T&() const { return value; }
+    const T* operator->() const { return &value; }
+
+  private:
+    const ChangeSignal& signal;
+    T value;
+};
+
+} // namespace orvel
