@@ -13,8 +13,7 @@ class RelayStateError : public Failure {
     static RelayStateError notJSON(std::string_view reason);
 
     /// The JSON at `place`, such as "transfers[3].status", is not what belongs there; `reason` completes the
-    /// sentence
-    /// "{place} {reason}".
+    /// sentence "{place} {reason}".
     static RelayStateError unexpectedContent(std::string_view place, std::string_view reason);
 
     /// There are more bytes than can be read again.
