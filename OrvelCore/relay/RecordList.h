@@ -55,6 +55,8 @@ class RecordList {
     static constexpr std::size_t chunkSize = 64; // All chunks but the last are full.
     using Chunk = std::vector<Shared<Record>>;
 
+    std::size_t indexOf(std::string_view id) const; // `count` if there is none.
+
     const Shared<Record>& shared(std::size_t index) const {
         return (*(*chunks)[index / chunkSize])[index % chunkSize];
     }
@@ -140,7 +142,16 @@ std::shared_ptr<const Record> RecordList<Record>::findIf(Predicate fits) const {
 
 template <typename Record>
 std::shared_ptr<const Record> RecordList<Record>::find(std::string_view id) const {
-    return findIf([id](const Record& record) { return record.id == id; });
+    const auto index = indexOf(id);
+    return index < count ? shared(index).pointer() : nullptr;
+}
+
+// What is looked for is mostly among the newest records.
+template <typename Record>
+std::size_t RecordList<Record>::indexOf(std::string_view id) const {
+    for (auto index = count; index-- > 0;)
+        if ((*this)[index].id == id) return index;
+    return count;
 }
 
 template <typename Record>
@@ -166,17 +177,15 @@ void RecordList<Record>::append(Shared<Record> record) {
 template <typename Record>
 template <typename Change>
 void RecordList<Record>::change(std::string_view id, Change change) {
-    for (std::size_t i = 0; i < count; ++i) {
-        if ((*this)[i].id != id) continue;
-        auto record = (*this)[i];
-        change(record);
-        auto chunk = *(*chunks)[i / chunkSize];
-        chunk[i % chunkSize] = std::move(record);
-        auto changed = *chunks;
-        changed[i / chunkSize] = std::move(chunk);
-        chunks = std::move(changed);
-        return;
-    }
+    const auto index = indexOf(id);
+    if (index == count) return;
+    auto record = (*this)[index];
+    change(record);
+    auto chunk = *(*chunks)[index / chunkSize];
+    chunk[index % chunkSize] = std::move(record);
+    auto changed = *chunks;
+    changed[index / chunkSize] = std::move(chunk);
+    chunks = std::move(changed);
 }
 
 } // namespace orvel

@@ -16,24 +16,31 @@ namespace {
 
 namespace dom = simdjson::dom;
 
-// What is wrong with a value; the place grows from the inside out while this passes the records that hold it.
+// What is wrong with a value. The place grows from the inside out while this passes the enclosing records.
 struct Misfit {
     std::string place;
     std::string_view reason;
+
+    void liesIn(std::string_view outer) {
+        if (!place.empty() && !place.starts_with('[')) place.insert(0, ".");
+        place.insert(0, outer);
+    }
 };
 
 template <typename Read>
 void readAt(std::string_view key, Read read) try {
     read();
 } catch (Misfit& misfit) {
-    const bool isIndex = misfit.place.starts_with('[') || misfit.place.empty();
-    misfit.place = std::string(key) + (isIndex ? "" : ".") + misfit.place;
+    misfit.liesIn(key);
     throw;
 }
 
 template <typename Read>
-void readAt(std::size_t index, Read read) {
-    readAt("[" + std::to_string(index) + "]", std::move(read));
+void readAt(std::size_t index, Read read) try {
+    read();
+} catch (Misfit& misfit) {
+    misfit.liesIn(std::to_string(index).insert(0, "[").append("]"));
+    throw;
 }
 
 template <typename T>

@@ -98,8 +98,12 @@ ReceiptMatcher::ReceiptMatcher(std::string_view payload, Agent destination)
 
 bool ReceiptMatcher::matches(std::string_view received) const {
     if (received.size() < payload.size()) return false;
-    const auto plain = withPlainLineFeeds(received);
-    return plain == payload || (destination == Agent::claude && matchesPastedBlock(plain));
+    if (received.find("\r\n") != received.npos) return matchesPlain(withPlainLineFeeds(received));
+    return matchesPlain(received);
+}
+
+bool ReceiptMatcher::matchesPlain(std::string_view received) const {
+    return received == payload || (destination == Agent::claude && matchesPastedBlock(received));
 }
 
 // The closing tag repeats the attribute: this is the form that the Claude application writes.

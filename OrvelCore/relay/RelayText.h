@@ -18,6 +18,7 @@ class ReceiptMatcher {
     bool matches(std::string_view received) const;
 
   private:
+    bool matchesPlain(std::string_view received) const;
     bool matchesPastedBlock(std::string_view received) const;
 
     std::string payload; // With plain line feeds.
