@@ -115,8 +115,8 @@ void OrvelModel::openFile(std::string path) {
 }
 
 Task<void> OrvelModel::recognizeAndLoad(std::string path, Generation::Value generation) {
-    const auto agent =
-        co_await desktop.loop.background([path] { return ConversationCatalog::recognizedAgent(path); });
+    const auto recognize = [path] { return ConversationCatalog::recognizedAgent(path); };
+    const auto agent = co_await desktop.loop.background(recognize);
     if (!plain.loadGeneration.isCurrent(generation)) co_return;
     if (agent) setSource(*agent);
     co_await loadFile(std::move(path), plain.source, generation);
@@ -125,10 +125,11 @@ Task<void> OrvelModel::recognizeAndLoad(std::string path, Generation::Value gene
 Task<void> OrvelModel::loadFile(std::string path, Agent source, Generation::Value generation) {
     SharedConversation loaded;
     std::string failure;
+    const auto read = [path, source]() -> SharedConversation {
+        return std::make_shared<Conversation>(TranscriptReader::read(path, source));
+    };
     try {
-        loaded = co_await desktop.loop.background([path, source]() -> SharedConversation {
-            return std::make_shared<Conversation>(TranscriptReader::read(path, source));
-        });
+        loaded = co_await desktop.loop.background(read);
     } catch (const std::exception& error) {
         failure = error.what();
     }

@@ -24,9 +24,10 @@ void OrvelModel::discoverConversations() {
 }
 
 Task<void> OrvelModel::discover() {
-    auto found = co_await desktop.loop.background([folders = folders] {
+    const auto search = [folders = folders] {
         return Discovery{ConversationCatalog::list(folders), ConversationCatalog::codexThreadTitles(folders)};
-    });
+    };
+    auto found = co_await desktop.loop.background(search);
     relays.catalog = std::move(found.catalog);
     relays.codexThreadTitles = std::move(found.codexThreadTitles);
     const auto& conversation = plain.conversation.get();
@@ -86,10 +87,11 @@ void OrvelModel::loadRelayReference(const ConversationReference& reference) {
 Task<void> OrvelModel::loadReference(ConversationReference reference, Generation::Value generation) {
     SharedConversation loaded;
     std::string failure;
+    const auto read = [reference]() -> SharedConversation {
+        return std::make_shared<Conversation>(readReference(reference));
+    };
     try {
-        loaded = co_await desktop.loop.background([reference]() -> SharedConversation {
-            return std::make_shared<Conversation>(readReference(reference));
-        });
+        loaded = co_await desktop.loop.background(read);
     } catch (const std::exception& error) {
         failure = error.what();
     }

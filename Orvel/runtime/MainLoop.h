@@ -53,9 +53,12 @@ class MainLoop {
     auto yield();
 
     /// `co_await loop.background(function)` gives the function's result or throws its exception. The function
-    /// runs on another thread, holds what it needs by value and touches nothing else.
+    /// runs on another thread, holds what it needs by value and touches nothing else. It is a named object,
+    /// not a lambda in the expression: Task.h says why.
     template <typename Function>
-    auto background(Function function);
+    auto background(const Function& function);
+    template <typename Function>
+    void background(const Function&& function) = delete;
 };
 
 namespace detail {
@@ -130,8 +133,8 @@ inline auto MainLoop::yield() {
 }
 
 template <typename Function>
-auto MainLoop::background(Function function) {
-    return detail::BackgroundAwaiter<Function>(*this, std::move(function));
+auto MainLoop::background(const Function& function) {
+    return detail::BackgroundAwaiter<Function>(*this, function);
 }
 
 } // namespace orvel

@@ -64,6 +64,7 @@ class Observable {
 
     Observable& operator=(T newValue) {
         value = std::move(newValue);
+        ++assignments;
         signal.notify();
         return *this;
     }
@@ -72,9 +73,13 @@ class Observable {
     operator const T&() const { return value; }
     const T* operator->() const { return &value; }
 
+    /// Grows with every assignment, for whoever derives something dear from the value.
+    std::uint64_t revision() const { return assignments; }
+
   private:
     const ChangeSignal& signal;
     T value;
+    std::uint64_t assignments = 0;
 };
 
 } // namespace orvel

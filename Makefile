@@ -1,0 +1,73 @@
+# The front door. Every target installs what it misses first.
+.PHONY: help run test sanitize bench fuzz lint format package install clean
+
+PREFIX ?= /usr/local
+SOURCES = $(shell git ls-files '*.cpp' '*.h')
+
+help:
+	@echo "make run       build Orvel and open its window (without a display: the main job in the terminal)"
+	@echo "make test      build and run all tests, the fuzzers for a short while too"
+	@echo "make sanitize  the tests under the address and undefined-behaviour sanitizers"
+	@echo "make bench     measure, and write docs/performance.md"
+	@echo "make fuzz      the fuzzers, a minute each"
+	@echo "make lint      clang-tidy, shellcheck and the format of the sources"
+	@echo "make format    bring all sources into form"
+	@echo "make install   install the release build to PREFIX ($(PREFIX))"
+	@echo "make package   a Debian package in build/release"
+
+run:
+	@scripts/install-dependencies build
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release
+	@scripts/run
+
+test:
+	@scripts/install-dependencies build test fuzz
+	@cmake --preset dev >/dev/null
+	cmake --build --preset dev
+	ctest --preset dev
+	@cmake --preset fuzz >/dev/null
+	cmake --build --preset fuzz
+	ctest --preset fuzz
+
+sanitize:
+	@scripts/install-dependencies build test
+	@cmake --preset sanitize >/dev/null
+	cmake --build --preset sanitize
+	ctest --preset sanitize
+
+bench:
+	@scripts/install-dependencies build bench
+	@cmake --preset bench >/dev/null
+	cmake --build --preset bench
+	bench/report
+
+fuzz:
+	@scripts/install-dependencies build fuzz
+	@cmake --preset fuzz >/dev/null
+	cmake --build --preset fuzz
+	scripts/fuzz 60
+
+lint:
+	@scripts/install-dependencies build test lint
+	@cmake --preset dev >/dev/null
+	scripts/lint
+
+format:
+	@scripts/install-dependencies lint
+	clang-format -i $(SOURCES)
+
+install:
+	@scripts/install-dependencies build
+	@cmake --preset release >/dev/null
+	cmake --build --preset release
+	cmake --install build/release --prefix $(PREFIX)
+
+package:
+	@scripts/install-dependencies build package
+	@cmake --preset release >/dev/null
+	cmake --build --preset release
+	cd build/release && cpack -G DEB
+
+clean:
+	rm -rf build

@@ -1,0 +1,178 @@
+// The window program: chooses the platform, makes the long-lived objects, connects them, and takes in what
+// the desktop hands over.
+
+#include "Orvel/apps/Places.h"
+#include "Orvel/model/OrvelModel.h"
+#include "Orvel/platform/posix/PosixFileStore.h"
+#include "Orvel/platform/qt/QtDesktop.h"
+#include "Orvel/platform/qt/QtMainLoop.h"
+#include "Orvel/platform/qt/QtText.h"
+#include "Orvel/platform/qt/SingleInstance.h"
+#include "Orvel/platform/qt/SystemAppearance.h"
+#include "Orvel/screens/MainWindow.h"
+#include "Orvel/screens/Theme.h"
+#include "OrvelCore/files/FilePath.h"
+#include "samples/SampleHome.h"
+
+#include <cstdio>
+#include <optional>
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QFile>
+#include <QFileOpenEvent>
+#include <QIcon>
+#include <QProcess>
+#include <QStyleFactory>
+#include <QUrl>
+
+namespace {
+
+using namespace orvel;
+
+// What a start was asked for on its command line.
+struct Options {
+    bool sample = false;
+    std::optional<std::string> home, data;
+    std::optional<bool> dark;
+    SingleInstance::Request toOpen;
+};
+
+// An argument that is no URL is a file, named from the folder in which the program was started.
+std::string openable(const QString& argument) {
+    if (argument.startsWith(QStringLiteral("orvel:"))) return utf8Text(argument);
+    const auto url = QUrl(argument);
+    return standardizedPath(
+        QFile::encodeName(url.isLocalFile() ? url.toLocalFile() : argument).toStdString());
+}
+
+Options parsedOptions(const QApplication& application) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Carries the substance of one agent conversation into another."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption sample(QStringLiteral("sample"),
+                                    QStringLiteral("Run on sample conversations, made fresh."));
+    const QCommandLineOption home(QStringLiteral("home"), QStringLiteral("Take this folder for the home."),
+                                  QStringLiteral("DIR"));
+    const QCommandLineOption data(QStringLiteral("data"),
+                                  QStringLiteral("Keep Orvel's own files in this folder."),
+                                  QStringLiteral("DIR"));
+    const QCommandLineOption appearance(QStringLiteral("appearance"),
+                                        QStringLiteral("light, dark or system (the default)."),
+                                        QStringLiteral("MODE"), QStringLiteral("system"));
+    parser.addOptions({sample, home, data, appearance});
+    parser.addPositionalArgument(QStringLiteral("file"),
+                                 QStringLiteral("A conversation file or an orvel: URL to open."),
+                                 QStringLiteral("[FILE|URL]"));
+    parser.process(application);
+
+    const auto folder = [&](const QCommandLineOption& option) {
+        return parser.isSet(option) ? std::optional(QFile::encodeName(parser.value(option)).toStdString())
+                                    : std::nullopt;
+    };
+    const auto mode = parser.value(appearance);
+    if (mode != u"light" && mode != u"dark" && mode != u"system") {
+        std::fprintf(stderr, "orvel: --appearance is light, dark or system.\n");
+        std::exit(2);
+    }
+    Options options{.sample = parser.isSet(sample), .home = folder(home), .data = folder(data)};
+    if (mode != u"system") options.dark = mode == u"dark";
+    for (const auto& argument : parser.positionalArguments()) options.toOpen.push_back(openable(argument));
+    return options;
+}
+
+void showTheme(bool dark) {
+    (dark ? Theme::dark() : Theme::light()).apply();
+}
+
+// Opens files and URLs that the desktop sends to a running application.
+class DesktopRequests : public QObject {
+  public:
+    explicit DesktopRequests(OrvelModel& model) : model(model) {}
+
+    void open(const SingleInstance::Request& request) const {
+        for (const auto& item : request) {
+            if (item.starts_with("orvel:"))
+                model.open(item);
+            else
+                model.openFile(item);
+        }
+    }
+
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() != QEvent::FileOpen) return QObject::eventFilter(watched, event);
+        open({openable(static_cast<QFileOpenEvent*>(event)->url().toString())});
+        return true;
+    }
+
+  private:
+    OrvelModel& model;
+};
+
+int run(QApplication& application, const Options& options) {
+    std::optional<SampleHome> sampleHome;
+    if (options.sample) sampleHome.emplace();
+    const auto places = sampleHome ? Places{sampleHome->folders(), sampleHome->dataFolder()}
+                                   : Places::fromEnvironment(options.home, options.data);
+
+    SingleInstance instance(places.dataFolder);
+    if (instance.handOver(options.toOpen)) return 0;
+
+    QtMainLoop loop;
+    QtPasteboard pasteboard;
+    QtPanels panels;
+    QtApplications applications;
+    QtSettings settings(joinedPath(places.dataFolder, "settings.ini"));
+    PosixFileStore files;
+    const Desktop desktop{loop, pasteboard, panels, applications, settings, files};
+    OrvelModel model(desktop, places.folders, places.statePath());
+    DesktopRequests requests(model);
+    application.installEventFilter(&requests);
+
+    showTheme(options.dark.value_or(SystemAppearance::paletteIsDark()));
+    std::optional<SystemAppearance> appearance;
+    if (!options.dark) appearance.emplace(showTheme);
+
+    MainWindow window(model, desktop, [] {
+        QProcess::startDetached(QApplication::applicationFilePath(), {QStringLiteral("--sample")});
+    });
+    panels.setWindow(&window);
+    applications.setWindow(&window);
+    if (options.sample) window.markAsSample();
+
+    const bool listens = instance.listen([&](const SingleInstance::Request& request) {
+        requests.open(request);
+        applications.activateSelf();
+    });
+    if (!listens) {
+        std::fprintf(stderr,
+                     "orvel: Orvel is already running on %s but doesn't answer. Nothing was opened.\n",
+                     places.dataFolder.c_str());
+        return 1;
+    }
+    window.show();
+    model.discoverConversations();
+    requests.open(options.toOpen);
+    return QApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QApplication::setApplicationName(QStringLiteral("Orvel"));
+    QApplication::setApplicationVersion(QStringLiteral(ORVEL_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("orvel"));
+    QApplication application(argc, argv);
+    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("orvel")));
+#ifndef Q_OS_MACOS
+    if (auto* style = QStyleFactory::create(QStringLiteral("Fusion"))) QApplication::setStyle(style);
+#endif
+    try {
+        return run(application, parsedOptions(application));
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "orvel: %s\n", failure.what());
+        return 1;
+    }
+}

@@ -1,0 +1,52 @@
+#pragma once
+// The ports that Qt offers on every desktop: clipboard, panels, applications, settings.
+
+#include "Orvel/desktop/Applications.h"
+#include "Orvel/desktop/Panels.h"
+#include "Orvel/desktop/Pasteboard.h"
+#include "Orvel/desktop/Settings.h"
+
+#include <QPointer>
+#include <QString>
+#include <QWidget>
+
+namespace orvel {
+
+class QtPasteboard : public Pasteboard {
+  public:
+    void clearContents() override;
+    bool setString(std::string_view text) override;
+};
+
+/// Panels and activation concern the application's main window, once it is there.
+class QtPanels : public Panels {
+  public:
+    void setWindow(QWidget* newWindow) { window = newWindow; }
+    std::optional<std::string> chooseFile(const OpenPanel& panel) override;
+
+  private:
+    QPointer<QWidget> window;
+};
+
+class QtApplications : public Applications {
+  public:
+    void setWindow(QWidget* newWindow) { window = newWindow; }
+    void activateSelf() override;
+    bool revealFile(const std::string& path) override;
+
+  private:
+    QPointer<QWidget> window;
+};
+
+/// Keeps the settings in a file of the data folder.
+class QtSettings : public Settings {
+  public:
+    explicit QtSettings(const std::string& path);
+    std::optional<std::string> string(std::string_view key) const override;
+    void setString(std::string_view key, std::string_view value) override;
+
+  private:
+    QString path;
+};
+
+} // namespace orvel

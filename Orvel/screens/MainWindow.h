@@ -1,0 +1,51 @@
+#pragma once
+// The one main window: sidebar and workspace, the menus, and files dropped on it.
+
+#include "Orvel/desktop/Desktop.h"
+#include "Orvel/model/OrvelModel.h"
+
+#include <functional>
+
+#include <QMainWindow>
+#include <QSplitter>
+
+namespace orvel {
+
+class SidebarView;
+class WorkspaceView;
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+
+  public:
+    /// The model and the ports outlive the window. `openSamples` starts Orvel on its sample conversations.
+    MainWindow(OrvelModel& model, const Desktop& desktop, std::function<void()> openSamples);
+    ~MainWindow() override;
+
+    /// Says in the title that these are sample conversations.
+    void markAsSample();
+
+  protected:
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+  private:
+    void makeMenus();
+    void renderSoon();
+    void render();
+    void restorePlace();
+    void savePlace() const;
+
+    OrvelModel& model;
+    Desktop desktop;
+    std::function<void()> openSamples;
+    QSplitter* splitter;
+    SidebarView* sidebar;
+    WorkspaceView* workspace;
+    bool renderIsDue = false;
+    ChangeSignal::Subscription subscription;
+};
+
+} // namespace orvel

@@ -1,0 +1,436 @@
+#include "Orvel/screens/MessageListView.h"
+
+#include "Orvel/platform/qt/QtText.h"
+#include "Orvel/screens/MessageListAccessibility.h"
+#include "Orvel/screens/Theme.h"
+#include "OrvelCore/text/Unicode.h"
+
+#include <algorithm>
+
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QGuiApplication>
+#include <QMenu>
+#include <QPainter>
+#include <QPainterPath>
+#include <QScrollBar>
+
+namespace orvel {
+
+namespace {
+
+constexpr int foldedLines = 8;
+constexpr double lineSpacing = 1.15;
+constexpr std::size_t longestShown =
+    100'000; // Bytes of one message; the preview and the copy hold all of it.
+constexpr double speakerWidth = 64, gap = 12, padding = 10, rowSpacing = 10, widestText = 680,
+                 actionWidth = 96;
+constexpr double dividerSpace = 32;
+constexpr std::size_t mostCached = 300;
+
+// The beginning of a text, cut between characters.
+QString beginning(const std::string& text, std::size_t most) {
+    auto end = std::min(text.size(), most);
+    while (end < text.size() && end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+    return qtText(std::string_view(text).substr(0, end));
+}
+
+} // namespace
+
+struct MessageListView::Row {
+    QRectF bubble, speaker, start, fold;
+    double divider = 0;
+};
+
+MessageListView::MessageListView(QWidget* parent) : QAbstractScrollArea(parent) {
+    installMessageListAccessibility();
+    setFrameShape(QFrame::NoFrame);
+    setFocusPolicy(Qt::StrongFocus);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setAccessibleName(tr("Messages"));
+    viewport()->setMouseTracking(true);
+    viewport()->setBackgroundRole(QPalette::Window);
+}
+
+MessageListView::~MessageListView() = default;
+
+void MessageListView::show(SharedConversation newConversation, std::size_t newRangeStart,
+                           const QString& newRangeTitle, const std::string& newAssistantLabel) {
+    const bool isOther = conversation != newConversation;
+    const auto oldStart = std::exchange(rangeStart, newRangeStart);
+    rangeTitle = newRangeTitle;
+    assistantLabel = qtText(newAssistantLabel);
+    if (isOther) {
+        conversation = std::move(newConversation);
+        unfolded.clear();
+        hovered = noRow;
+        relayout();
+        if (rangeStart > 0 && rangeStart < messageCount()) {
+            current = rangeStart;
+            scrollTo(layout.topOf(rangeStart) - rowSpacing);
+        } else {
+            current = messageCount() - 1;
+            scrollTo(layout.totalHeight());
+        }
+    } else if (oldStart != rangeStart) {
+        for (const auto row : {oldStart, rangeStart})
+            if (row < messageCount()) layout.forget(row);
+    }
+    viewport()->update();
+}
+
+std::size_t MessageListView::messageCount() const {
+    return conversation ? conversation->messages.size() : 0;
+}
+
+QString MessageListView::speaker(std::size_t row) const {
+    return message(row).role == "assistant" ? assistantLabel : QStringLiteral("me");
+}
+
+QString MessageListView::spokenText(std::size_t row) const {
+    constexpr std::size_t spoken = 2'000; // Bytes; a screen reader is no place for a whole file.
+    auto text = speaker(row) + QStringLiteral(": ") + beginning(message(row).text, spoken);
+    if (row == rangeStart) text += tr(" (the range starts here)");
+    if (row < rangeStart) text += tr(" (before the range)");
+    return text;
+}
+
+double MessageListView::textWidth() const {
+    const auto free = viewport()->width() - speakerWidth - gap - 2 * padding - actionWidth;
+    return std::clamp(free, 80.0, widestText);
+}
+
+void MessageListView::relayout() {
+    cache.clear();
+    if (!conversation) return;
+    const QFontMetricsF metrics(font());
+    layout.reset(conversation->messages, {.textWidth = textWidth(),
+                                          .characterWidth = metrics.averageCharWidth(),
+                                          .lineHeight = metrics.lineSpacing() * lineSpacing,
+                                          .around = 2 * padding + rowSpacing,
+                                          .foldedLines = foldedLines});
+    updateScrollBar();
+}
+
+void MessageListView::updateScrollBar() {
+    const auto height = static_cast<int>(std::min(layout.totalHeight() + rowSpacing, 2e9));
+    verticalScrollBar()->setPageStep(viewport()->height());
+    verticalScrollBar()->setSingleStep(static_cast<int>(3 * QFontMetricsF(font()).lineSpacing()));
+    verticalScrollBar()->setRange(0, std::max(0, height - viewport()->height()));
+}
+
+const MessageListView::Laid& MessageListView::laid(std::size_t row) {
+    if (const auto known = cache.find(row); known != cache.end()) return known->second;
+    if (cache.size() >= mostCached) cache.clear();
+
+    const auto& text = message(row).text;
+    const bool isUnfolded = unfolded.contains(row);
+    const auto width = textWidth();
+    // Every line holds fewer bytes than this, so the folded lines are complete.
+    const auto bytesInLine = static_cast<std::size_t>(4 * width);
+    const auto most = isUnfolded ? longestShown : foldedLines * bytesInLine;
+
+    Laid result;
+    auto shown = beginning(text, most);
+    shown.replace(QLatin1Char('\n'), QChar::LineSeparator);
+    result.text = std::make_unique<QTextLayout>(shown, font(), this);
+    QTextOption option;
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    result.text->setTextOption(option);
+    result.text->setCacheEnabled(true);
+    result.text->beginLayout();
+    double y = 0, widest = 0;
+    int lines = 0;
+    for (auto line = result.text->createLine(); line.isValid(); line = result.text->createLine()) {
+        if (lines == foldedLines && !isUnfolded) {
+            line.setLineWidth(width);
+            line.setPosition({0, -1e6}); // The first folded line; it is not painted.
+            result.isFolded = true;
+            break;
+        }
+        line.setLineWidth(width);
+        line.setPosition({0, y});
+        y += line.height() * lineSpacing;
+        widest = std::max(widest, line.naturalTextWidth());
+        ++lines;
+    }
+    result.text->endLayout();
+    if (isUnfolded) result.isFolded = text.size() > longestShown;
+    result.canFold = isUnfolded && lines > foldedLines;
+    result.size = {widest, y};
+    return cache.emplace(row, std::move(result)).first->second;
+}
+
+double MessageListView::dividerHeight(std::size_t row) const {
+    return row == rangeStart && row > 0 ? dividerSpace : 0;
+}
+
+double MessageListView::heightOf(std::size_t row, const Laid& text) const {
+    const auto link = text.isFolded || text.canFold ? QFontMetricsF(font()).lineSpacing() + 4 : 0;
+    return dividerHeight(row) + text.size.height() + link + 2 * padding + rowSpacing;
+}
+
+MessageListView::Row MessageListView::placed(std::size_t row) {
+    const auto& text = laid(row);
+    const QFontMetricsF metrics(font());
+    const auto divider = dividerHeight(row);
+    const auto top = layout.topOf(row) - verticalScrollBar()->value() + divider;
+    const auto foldWidth = metrics.horizontalAdvance(tr("Show more"));
+    const auto hasLink = text.isFolded || text.canFold;
+    const auto width = (hasLink ? std::max(text.size.width(), foldWidth) : text.size.width()) + 2 * padding;
+    const auto height = heightOf(row, text) - divider - rowSpacing;
+    Row parts;
+    parts.divider = divider > 0 ? top - divider / 2 - rowSpacing / 2 : 0;
+    parts.speaker = {0, top + padding, speakerWidth, metrics.lineSpacing()};
+    parts.bubble = {speakerWidth + gap, top, width, height};
+    if (hasLink)
+        parts.fold = {parts.bubble.left() + padding, parts.bubble.bottom() - padding - metrics.lineSpacing(),
+                      foldWidth, metrics.lineSpacing()};
+    parts.start = {parts.bubble.right() + 14, top + padding, actionWidth - 14, metrics.lineSpacing()};
+    return parts;
+}
+
+// Replaces the estimates of what is visible. What stands above the viewport's upper edge keeps its lower one,
+// so that nothing jumps under the eyes.
+void MessageListView::measureVisible() {
+    if (messageCount() == 0) return;
+    auto* bar = verticalScrollBar();
+    bool changed = false;
+    double shift = 0;
+    for (auto row = layout.rowAt(bar->value()); row < messageCount(); ++row) {
+        if (layout.topOf(row) > bar->value() + shift + viewport()->height()) break;
+        if (layout.isMeasured(row)) continue;
+        const bool beginsAbove = layout.topOf(row) < bar->value() + shift;
+        const auto difference = layout.setHeight(row, heightOf(row, laid(row)));
+        changed = changed || difference != 0;
+        if (beginsAbove) shift += difference;
+    }
+    if (!changed) return;
+    const bool wasAtEnd = bar->maximum() > 0 && bar->value() == bar->maximum();
+    updateScrollBar();
+    bar->setValue(wasAtEnd ? bar->maximum() : static_cast<int>(bar->value() + shift));
+}
+
+void MessageListView::scrollTo(double y) {
+    verticalScrollBar()->setValue(static_cast<int>(std::min(y, 2e9)));
+    // Measuring may move what was scrolled to; at the list's end, two rounds settle it.
+    measureVisible();
+    measureVisible();
+}
+
+void MessageListView::showRow(std::size_t row) {
+    if (!layout.isMeasured(row)) layout.setHeight(row, heightOf(row, laid(row)));
+    updateScrollBar();
+    const auto top = layout.topOf(row), bottom = top + layout.heightOf(row);
+    const double viewTop = verticalScrollBar()->value(), viewBottom = viewTop + viewport()->height();
+    if (top < viewTop || bottom - top > viewport()->height())
+        scrollTo(top);
+    else if (bottom > viewBottom)
+        scrollTo(bottom - viewport()->height());
+}
+
+QRect MessageListView::rowRect(std::size_t row) const {
+    const auto top = layout.topOf(row) - verticalScrollBar()->value();
+    return QRectF(0, top, viewport()->width(), layout.heightOf(row) - rowSpacing).toAlignedRect();
+}
+
+std::size_t MessageListView::rowUnder(const QPoint& position) const {
+    if (messageCount() == 0) return noRow;
+    const auto y = position.y() + verticalScrollBar()->value();
+    return y < layout.totalHeight() ? layout.rowAt(y) : noRow;
+}
+
+void MessageListView::setCurrentRow(std::size_t row) {
+    if (row >= messageCount()) return;
+    current = row;
+    showRow(row);
+    viewport()->update();
+    announceCurrentMessage(*this);
+}
+
+void MessageListView::requestStart(std::size_t row) {
+    if (row < messageCount()) emit startRequested(qtText(message(row).id));
+}
+
+void MessageListView::toggleFold(std::size_t row) {
+    const auto& text = laid(row);
+    if (unfolded.contains(row))
+        unfolded.erase(row);
+    else if (text.isFolded)
+        unfolded.insert(row);
+    cache.erase(row);
+    layout.setHeight(row, heightOf(row, laid(row)));
+    updateScrollBar();
+    viewport()->update();
+}
+
+void MessageListView::copyMessage(std::size_t row) const {
+    QGuiApplication::clipboard()->setText(qtText(message(row).text));
+}
+
+void MessageListView::paintEvent(QPaintEvent*) {
+    measureVisible();
+    QPainter painter(viewport());
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setFont(font());
+    if (messageCount() == 0) return;
+    const auto bottom = verticalScrollBar()->value() + viewport()->height();
+    for (auto row = layout.rowAt(verticalScrollBar()->value());
+         row < messageCount() && layout.topOf(row) < bottom; ++row)
+        paintRow(painter, row);
+}
+
+void MessageListView::paintRow(QPainter& painter, std::size_t row) {
+    const auto& theme = Theme::current();
+    const auto parts = placed(row);
+    const auto& text = laid(row);
+    const bool inRange = isInRange(row);
+    const bool isCurrent = hasFocus() && row == current;
+
+    if (parts.divider > 0) {
+        auto bold = font();
+        bold.setWeight(QFont::DemiBold);
+        const auto width = QFontMetricsF(bold).horizontalAdvance(rangeTitle) + 2 * gap;
+        const auto middle = viewport()->width() / 2.0;
+        painter.setPen(QPen(theme.accent, 1));
+        painter.drawLine(QPointF(0, parts.divider), QPointF(middle - width / 2, parts.divider));
+        painter.drawLine(QPointF(middle + width / 2, parts.divider),
+                         QPointF(viewport()->width(), parts.divider));
+        painter.setFont(bold);
+        painter.drawText(QRectF(middle - width / 2, parts.divider - 12, width, 24), Qt::AlignCenter,
+                         rangeTitle);
+        painter.setFont(font());
+    }
+
+    painter.setPen(inRange ? theme.secondaryText : theme.fadedText);
+    painter.drawText(parts.speaker, Qt::AlignRight | Qt::AlignTop,
+                     QFontMetricsF(font()).elidedText(speaker(row), Qt::ElideRight, speakerWidth));
+
+    QPainterPath bubble;
+    bubble.addRoundedRect(parts.bubble.adjusted(0.5, 0.5, -0.5, -0.5), 8, 8);
+    painter.setPen(isCurrent ? QPen(theme.accent, 2) : QPen(theme.border, 1));
+    painter.setBrush(inRange ? theme.card : theme.window);
+    painter.drawPath(bubble);
+    if (inRange) {
+        painter.save();
+        painter.setClipRect(QRectF(parts.bubble.left(), parts.bubble.top(), 3, parts.bubble.height()));
+        painter.fillPath(bubble, theme.accent);
+        painter.restore();
+    }
+
+    painter.save();
+    painter.setPen(inRange ? theme.text : theme.fadedText);
+    painter.setClipRect(parts.bubble);
+    text.text->draw(&painter, parts.bubble.topLeft() + QPointF(padding, padding));
+    painter.restore();
+
+    painter.setPen(theme.accent);
+    if (!parts.fold.isNull())
+        painter.drawText(parts.fold, Qt::AlignLeft, text.canFold ? tr("Show less") : tr("Show more"));
+    if (row != rangeStart && (row == hovered || isCurrent))
+        painter.drawText(parts.start, Qt::AlignLeft, tr("Start here"));
+}
+
+void MessageListView::resizeEvent(QResizeEvent* event) {
+    if (messageCount() > 0) {
+        // The message at the top stays there, whatever the others do to the heights above it.
+        const auto row = layout.rowAt(verticalScrollBar()->value());
+        const bool wasAtEnd = verticalScrollBar()->value() == verticalScrollBar()->maximum();
+        const bool isOtherWidth = event->size().width() != event->oldSize().width();
+        if (isOtherWidth) relayout();
+        updateScrollBar();
+        if (wasAtEnd)
+            scrollTo(layout.totalHeight());
+        else if (isOtherWidth)
+            scrollTo(layout.topOf(row));
+    }
+    QAbstractScrollArea::resizeEvent(event);
+}
+
+void MessageListView::scrollContentsBy(int, int) {
+    viewport()->update();
+}
+
+void MessageListView::mouseMoveEvent(QMouseEvent* event) {
+    const auto row = rowUnder(event->pos());
+    if (row != hovered) {
+        hovered = row;
+        viewport()->update();
+    }
+    bool onLink = false;
+    if (row != noRow) {
+        const auto parts = placed(row);
+        onLink = parts.fold.contains(event->position()) ||
+                 (row != rangeStart && parts.start.contains(event->position()));
+    }
+    viewport()->setCursor(onLink ? Qt::PointingHandCursor : Qt::ArrowCursor);
+}
+
+void MessageListView::mousePressEvent(QMouseEvent* event) {
+    const auto row = rowUnder(event->pos());
+    if (row == noRow || event->button() != Qt::LeftButton) return;
+    current = row;
+    const auto parts = placed(row);
+    if (parts.fold.contains(event->position()))
+        toggleFold(row);
+    else if (row != rangeStart && parts.start.contains(event->position()))
+        requestStart(row);
+    viewport()->update();
+}
+
+void MessageListView::leaveEvent(QEvent*) {
+    hovered = noRow;
+    viewport()->update();
+}
+
+void MessageListView::keyPressEvent(QKeyEvent* event) {
+    if (messageCount() == 0 || event->modifiers().testFlag(Qt::ControlModifier)) {
+        QAbstractScrollArea::keyPressEvent(event);
+        return;
+    }
+    const auto last = messageCount() - 1;
+    const auto page = static_cast<double>(viewport()->height());
+    switch (event->key()) {
+    case Qt::Key_Up: setCurrentRow(current == 0 ? 0 : current - 1); break;
+    case Qt::Key_Down: setCurrentRow(std::min(current + 1, last)); break;
+    case Qt::Key_PageUp: setCurrentRow(layout.rowAt(layout.topOf(current) - page)); break;
+    case Qt::Key_PageDown: setCurrentRow(layout.rowAt(layout.topOf(current) + page)); break;
+    case Qt::Key_Home: setCurrentRow(0); break;
+    case Qt::Key_End: setCurrentRow(last); break;
+    case Qt::Key_Return:
+    case Qt::Key_Enter: requestStart(current); break;
+    case Qt::Key_Space: toggleFold(current); break;
+    default: QAbstractScrollArea::keyPressEvent(event);
+    }
+}
+
+void MessageListView::focusInEvent(QFocusEvent* event) {
+    QAbstractScrollArea::focusInEvent(event);
+    viewport()->update();
+}
+
+void MessageListView::focusOutEvent(QFocusEvent* event) {
+    QAbstractScrollArea::focusOutEvent(event);
+    viewport()->update();
+}
+
+void MessageListView::contextMenuEvent(QContextMenuEvent* event) {
+    const auto row = event->reason() == QContextMenuEvent::Keyboard ? current : rowUnder(event->pos());
+    if (row >= messageCount()) return;
+    QMenu menu(this);
+    connect(menu.addAction(tr("Start here")), &QAction::triggered, this, [this, row] { requestStart(row); });
+    connect(menu.addAction(tr("Copy message")), &QAction::triggered, this, [this, row] { copyMessage(row); });
+    const auto& text = laid(row);
+    if (text.isFolded || text.canFold)
+        connect(menu.addAction(text.canFold ? tr("Show less") : tr("Show more")), &QAction::triggered, this,
+                [this, row] { toggleFold(row); });
+    menu.exec(event->reason() == QContextMenuEvent::Keyboard ? viewport()->mapToGlobal(rowRect(row).topLeft())
+                                                             : event->globalPos());
+}
+
+void MessageListView::changeEvent(QEvent* event) {
+    QAbstractScrollArea::changeEvent(event);
+    if (event->type() == QEvent::FontChange) relayout();
+}
+
+} // namespace orvel

@@ -1,0 +1,97 @@
+#pragma once
+// The messages of a conversation as a list of any length: only what is visible is laid out and painted.
+// Messages before the range of the relay are faded; any message can become the start of the range.
+
+#include "Orvel/screens/MessageLayout.h"
+#include "OrvelCore/conversations/Conversation.h"
+
+#include <memory>
+#include <set>
+#include <string>
+#include <unordered_map>
+
+#include <QAbstractScrollArea>
+#include <QTextLayout>
+
+namespace orvel {
+
+class MessageListView : public QAbstractScrollArea {
+    Q_OBJECT
+
+  public:
+    explicit MessageListView(QWidget* parent = nullptr);
+    ~MessageListView() override;
+
+    /// Shows the conversation, which is shared and never null. `rangeStart` is the first message of the
+    /// range, `rangeTitle` stands on the line above it, `assistantLabel` names the assistant.
+    void show(SharedConversation newConversation, std::size_t newRangeStart, const QString& newRangeTitle,
+              const std::string& newAssistantLabel);
+
+    std::size_t messageCount() const;
+    /// What a screen reader says of the message.
+    QString spokenText(std::size_t row) const;
+    /// Where the message is in the viewport; it may lie outside.
+    QRect rowRect(std::size_t row) const;
+    bool isInRange(std::size_t row) const { return row >= rangeStart; }
+    std::size_t currentRow() const { return current; }
+    void setCurrentRow(std::size_t row);
+    /// Asks for the range to begin at the message.
+    void requestStart(std::size_t row);
+
+  signals:
+    /// The person wants the range to begin at this message.
+    void startRequested(const QString& messageID);
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void scrollContentsBy(int dx, int dy) override;
+
+  private:
+    // A message laid out for painting.
+    struct Laid {
+        std::unique_ptr<QTextLayout> text;
+        QSizeF size;           // Of the text.
+        bool isFolded = false; // More text follows than is shown.
+        bool canFold = false;  // It is shown whole and could be folded.
+    };
+    struct Row; // Where the parts of a visible message are.
+
+    const Message& message(std::size_t row) const { return conversation->messages[row]; }
+    double textWidth() const;
+    void relayout();
+    void updateScrollBar();
+    const Laid& laid(std::size_t row);
+    double heightOf(std::size_t row, const Laid& layout) const;
+    double dividerHeight(std::size_t row) const;
+    Row placed(std::size_t row);
+    void measureVisible();
+    void scrollTo(double y);
+    void showRow(std::size_t row);
+    void toggleFold(std::size_t row);
+    void copyMessage(std::size_t row) const;
+    std::size_t rowUnder(const QPoint& position) const;
+    QString speaker(std::size_t row) const;
+    void paintRow(QPainter& painter, std::size_t row);
+
+    SharedConversation conversation;
+    std::size_t rangeStart = 0;
+    QString rangeTitle;
+    QString assistantLabel;
+    MessageLayout layout;
+    std::unordered_map<std::size_t, Laid> cache;
+    std::set<std::size_t> unfolded;
+    std::size_t current = 0;
+    std::size_t hovered = noRow;
+    static constexpr auto noRow = static_cast<std::size_t>(-1);
+};
+
+} // namespace orvel

@@ -1,0 +1,45 @@
+#pragma once
+// The sidebar's rows under their headings, as Qt's list views want them.
+
+#include "Orvel/model/SidebarContents.h"
+
+#include <memory>
+#include <vector>
+
+#include <QAbstractListModel>
+
+namespace orvel {
+
+class SidebarListModel : public QAbstractListModel {
+    Q_OBJECT
+
+  public:
+    using QAbstractListModel::QAbstractListModel;
+
+    /// Shows those of the contents that match the query.
+    void show(std::shared_ptr<const SidebarContents> newContents, const QString& query);
+
+    /// The row at the index; null for a heading.
+    const SidebarRow* row(const QModelIndex& index) const;
+    /// The index of the first row of this file and section; invalid if it is not shown.
+    QModelIndex indexOf(const std::string& path, SidebarRow::Section section) const;
+    bool showsConversations() const { return !items.empty(); }
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    Qt::ItemFlags flags(const QModelIndex& index) const override;
+
+    /// "codex" or "compiler · 2 min": what stands beneath a title.
+    static QString subtitle(const SidebarRow& row);
+
+  private:
+    struct Item {
+        SidebarRow::Section section;
+        std::ptrdiff_t row; // In the contents; -1 for the section's heading.
+    };
+
+    std::shared_ptr<const SidebarContents> contents;
+    std::vector<Item> items;
+};
+
+} // namespace orvel

@@ -1,0 +1,112 @@
+#include "Orvel/screens/Theme.h"
+
+#include <QApplication>
+
+namespace orvel {
+
+namespace {
+
+const Theme* shown = nullptr;
+
+// Only what a palette cannot say. Object names are those that the widgets give themselves.
+QString styleSheetOf(const Theme& theme) {
+    return QStringLiteral(R"(
+        QFrame#card { background: %1; border: 1px solid %2; border-radius: 8px; }
+        QFrame#banner { background: %3; border: 1px solid %4; border-radius: 8px; }
+        QPlainTextEdit { background: %1; border: 1px solid %2; border-radius: 8px; padding: 6px 8px; }
+        QPlainTextEdit:focus { border: 1px solid %5; }
+        QLineEdit#search { background: %1; border: 1px solid %2; border-radius: 6px; padding: 6px 8px; }
+        QLineEdit#search:focus { border: 1px solid %5; }
+        QPushButton { background: %1; color: %6; border: 1px solid %2; border-radius: 6px; padding: 7px 14px; }
+        QPushButton:hover, QPushButton:focus { border-color: %5; }
+        QPushButton:disabled { color: %7; }
+        QPushButton#primary { background: %5; color: %8; border-color: %5; font-weight: 600; }
+        QPushButton#primary:focus { border-color: %6; }
+        QPushButton#primary:disabled { background: %2; color: %7; border-color: %2; }
+        QSplitter::handle { background: %2; }
+        QListView#sidebarList { background: transparent; border: none; }
+        QScrollBar:vertical { background: transparent; width: 10px; margin: 0; }
+        QScrollBar::handle:vertical { background: %2; border-radius: 4px; min-height: 32px; margin: 1px; }
+        QScrollBar::handle:vertical:hover { background: %7; }
+        QScrollBar::add-line, QScrollBar::sub-line { height: 0; width: 0; }
+        QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
+        QProgressBar { background: transparent; border: none; max-height: 3px; }
+        QProgressBar::chunk { background: %5; }
+    )")
+        .arg(theme.card.name(), theme.border.name(), theme.banner.name(), theme.bannerBorder.name(),
+             theme.accent.name(), theme.text.name(), theme.fadedText.name(), theme.accentText.name());
+}
+
+} // namespace
+
+const Theme& Theme::light() {
+    static const Theme theme{.isDark = false,
+                             .window = "#f6f6f6",
+                             .sidebar = "#ebebed",
+                             .card = "#ffffff",
+                             .border = "#dcdcdf",
+                             .text = "#1d1d1f",
+                             .secondaryText = "#626267",
+                             .fadedText = "#8a8a90",
+                             .accent = "#2a66ea",
+                             .accentText = "#ffffff",
+                             .selection = "#dbe5fb",
+                             .codex = "#0f8f83",
+                             .claude = "#bf6138",
+                             .banner = "#fdeeec",
+                             .bannerBorder = "#e9b5ae"};
+    return theme;
+}
+
+const Theme& Theme::dark() {
+    static const Theme theme{.isDark = true,
+                             .window = "#1e1e20",
+                             .sidebar = "#262628",
+                             .card = "#2a2a2d",
+                             .border = "#3d3d41",
+                             .text = "#f0f0f3",
+                             .secondaryText = "#a3a3aa",
+                             .fadedText = "#7f7f86",
+                             .accent = "#5b8cff",
+                             .accentText = "#0c1430",
+                             .selection = "#2d3b5c",
+                             .codex = "#43c4b3",
+                             .claude = "#e58a60",
+                             .banner = "#3b2726",
+                             .bannerBorder = "#6d4340"};
+    return theme;
+}
+
+const Theme& Theme::current() {
+    return shown ? *shown : light();
+}
+
+QPalette Theme::palette() const {
+    QPalette palette;
+    palette.setColor(QPalette::Window, window);
+    palette.setColor(QPalette::WindowText, text);
+    palette.setColor(QPalette::Base, card);
+    palette.setColor(QPalette::AlternateBase, window);
+    palette.setColor(QPalette::Text, text);
+    palette.setColor(QPalette::PlaceholderText, fadedText);
+    palette.setColor(QPalette::Button, card);
+    palette.setColor(QPalette::ButtonText, text);
+    palette.setColor(QPalette::BrightText, accentText);
+    palette.setColor(QPalette::ToolTipBase, card);
+    palette.setColor(QPalette::ToolTipText, text);
+    palette.setColor(QPalette::Highlight, accent);
+    palette.setColor(QPalette::HighlightedText, accentText);
+    palette.setColor(QPalette::Link, accent);
+    palette.setColor(QPalette::Mid, border);
+    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+        palette.setColor(QPalette::Disabled, role, fadedText);
+    return palette;
+}
+
+void Theme::apply() const {
+    shown = this;
+    QApplication::setPalette(palette());
+    qApp->setStyleSheet(styleSheetOf(*this));
+}
+
+} // namespace orvel

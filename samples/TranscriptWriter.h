@@ -1,0 +1,105 @@
+#pragma once
+// Writes transcripts as the agents do, record by record and as JSON Lines: for tests, benchmarks and the
+// sample conversations. Equal calls give equal text.
+
+#include <cstdint>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <nlohmann/json_fwd.hpp>
+
+namespace orvel {
+
+/// Whose transcript it is, where the agent works and since when.
+struct SampleSession {
+    std::string id;
+    std::string workingDirectory = "/home/robin/code/lark";
+    std::int64_t startedAt = 1'780'000'000; ///< Seconds of the Unix epoch.
+};
+
+/// Identifiers that depend on nothing but the seed.
+class SampleIDs {
+  public:
+    explicit SampleIDs(std::string_view seed);
+
+    /// Lower-case hexadecimal digits, at most 16.
+    std::string hex(int digits);
+    /// A UUID in lower case.
+    std::string uuid();
+
+  private:
+    std::mt19937_64 random;
+};
+
+/// A transcript of Codex. Each turn begins with `ask` and ends with `answer` or `interrupt`; before that the
+/// agent is at work.
+class CodexTranscript {
+  public:
+    /// `baseInstructions` stand in the first record, which in real transcripts they make 15 to 20 KB long.
+    explicit CodexTranscript(SampleSession session, std::string_view baseInstructions = "You are Codex.");
+
+    /// The user's message, in the first turn behind the scaffolding that Codex writes as user messages.
+    CodexTranscript& ask(std::string_view text);
+    /// What the agent says on the way.
+    CodexTranscript& comment(std::string_view text);
+    CodexTranscript& runCommand(std::string_view command, std::string_view output);
+    CodexTranscript& answer(std::string_view text);
+    CodexTranscript& interrupt();
+
+    const std::string& text() const { return lines; }
+
+  private:
+    void write(std::string_view type, nlohmann::ordered_json payload);
+    void writeEvent(std::string_view type);
+    void writeUserMessage(const std::vector<std::string>& texts, const std::vector<std::string>& kinds);
+    void writeAssistantMessage(std::string_view text, std::string_view phase);
+
+    SampleSession session;
+    SampleIDs ids;
+    std::string turnID;
+    std::string lines;
+    std::int64_t recordCount = 0;
+    bool isFirstTurn = true;
+};
+
+/// A transcript of Claude Code: a chain of records from parent to child, with records of other kinds between
+/// the messages.
+class ClaudeTranscript {
+  public:
+    explicit ClaudeTranscript(SampleSession session);
+
+    /// The user's message, in the first turn with the attachments that follow it.
+    ClaudeTranscript& ask(std::string_view text);
+    /// What the agent says on the way.
+    ClaudeTranscript& comment(std::string_view text);
+    ClaudeTranscript& runCommand(std::string_view command, std::string_view output);
+    ClaudeTranscript& answer(std::string_view text);
+    /// The summary that ends a turn where a stop hook is installed.
+    ClaudeTranscript& stopHook();
+    /// A question to another agent and its answer, beside the chain.
+    ClaudeTranscript& sidechain(std::string_view question, std::string_view answer);
+    /// Goes back to before the latest question, so that the next one makes a second branch.
+    ClaudeTranscript& rewind();
+    /// The title that the user gave the conversation.
+    ClaudeTranscript& title(std::string_view text);
+
+    const std::string& text() const { return lines; }
+
+  private:
+    enum class Chain { main, side };
+
+    void write(nlohmann::ordered_json record);
+    void writeLink(nlohmann::ordered_json record, Chain chain = Chain::main);
+    void writeAttachment(std::string_view type);
+    void writeAssistant(nlohmann::ordered_json item, std::string_view stopReason, Chain chain = Chain::main);
+
+    SampleSession session;
+    SampleIDs ids;
+    std::string lastID, beforeQuestion, lastSideID; // Empty where a chain has not begun.
+    std::string lines;
+    std::int64_t recordCount = 0;
+};
+
+} // namespace orvel

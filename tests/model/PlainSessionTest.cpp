@@ -1,0 +1,330 @@
+// The plain session: opening, choosing the range, forming and copying the text, and results that come too
+// late.
+
+#include "ModelFixture.h"
+
+#include "OrvelCore/files/FileError.h"
+
+#include <fmt/format.h>
+
+namespace orvel {
+namespace {
+
+using namespace std::chrono_literals;
+
+class PlainSessionTest : public ModelFixture {
+  protected:
+    std::vector<std::string> selectedTexts() {
+        std::vector<std::string> texts;
+        const auto selected = model().selectedMessages();
+        for (const auto& message : selected.span()) texts.push_back(message.text);
+        return texts;
+    }
+
+    // The positions that an earlier version left for the sample Codex conversation.
+    void writeCheckpoint(const std::string& messageID) {
+        const auto key = HandoffState::key(Agent::codex, codexID, Agent::claude, "dest");
+        folder.write(
+            "data/state.json",
+            fmt::format(R"({{"checkpoints":{{{}:"{}"}},"lastDestinations":{{"codex:claude":" dest "}}}})",
+                        quoted(key), messageID));
+    }
+
+    static std::string quoted(const std::string& text) {
+        std::string result = "\"";
+        for (const char c : text) result += c == '"' ? std::string("\\\"") : std::string(1, c);
+        return result + "\"";
+    }
+};
+
+TEST_F(PlainSessionTest, StartsEmptyAndWritesNothing) {
+    EXPECT_EQ(session().status.get(), "Open a conversation file or paste a conversation.");
+    EXPECT_EQ(session().source.get(), Agent::codex);
+    EXPECT_EQ(session().destination.get(), Agent::claude);
+    EXPECT_EQ(errorText(), "");
+    EXPECT_EQ(model().preview(), "");
+    EXPECT_FALSE(std::filesystem::exists(folder.path("data")));
+}
+
+TEST_F(PlainSessionTest, LoadsAFileAndRemembersIt) {
+    const auto path = writeCodex();
+    desktop.loop.setNow(777);
+    model().load(path);
+    EXPECT_TRUE(session().isLoading);
+    EXPECT_FALSE(session().conversation.get());
+    desktop.loop.run();
+    EXPECT_FALSE(session().isLoading);
+    EXPECT_EQ(session().status.get(), "4 messages loaded. Check the destination and message range.");
+    EXPECT_EQ(model().preview(), "me: q1\n\ncodex: a1\n\nme: q2\n\ncodex: a2");
+    ASSERT_EQ(session().recentConversations->size(), 1U);
+    EXPECT_EQ(session().recentConversations->front(),
+              (RecentConversation{Agent::codex, "rollout-one", path, 777}));
+    EXPECT_NE(contentsOf(folder.path("data/recent-conversations.json")).find("rollout-one"),
+              std::string::npos);
+}
+
+TEST_F(PlainSessionTest, AFailedLoadSaysWhyAndLeavesNoConversation) {
+    struct Case {
+        std::string contents, error;
+    };
+    for (const auto& [contents, error] : std::vector<Case>{
+             {"", "No user or assistant messages were found. Choose a supported JSONL file."},
+             {"{}\nnot json",
+              "Couldn't read conversation file line 2. If the file is being written, refresh it."},
+             {"\xFF", "Couldn't read the conversation file as UTF-8."}}) {
+        load(folder.write("bad.jsonl", contents));
+        EXPECT_EQ(errorText(), error);
+        EXPECT_EQ(session().status.get(), "Couldn't load the conversation.");
+        EXPECT_FALSE(session().isLoading);
+        EXPECT_FALSE(session().conversation.get());
+        EXPECT_TRUE(session().recentConversations->empty());
+    }
+}
+
+TEST_F(PlainSessionTest, ASecondLoadMakesTheFirstResultDisappear) {
+    const auto first = writeCodex();
+    const auto second =
+        folder.write("second.jsonl", CodexTranscript({.id = "two"}).ask("only").answer("yes").text());
+    desktop.loop.setBackgroundDuration(10s);
+    model().load(first);
+    desktop.loop.runFor(5s);
+    model().load(second);
+    desktop.loop.runFor(5s); // The first one's end.
+    EXPECT_TRUE(session().isLoading);
+    EXPECT_FALSE(session().conversation.get());
+    EXPECT_TRUE(session().recentConversations->empty());
+    desktop.loop.run();
+    EXPECT_FALSE(session().isLoading);
+    EXPECT_EQ(session().conversation.get()->id, "two");
+    EXPECT_EQ(session().filePath->value(), second);
+}
+
+TEST_F(PlainSessionTest, AResultThatOvertakesANewerLoadIsDroppedToo) {
+    const auto slow = writeCodex();
+    const auto quick =
+        folder.write("quick.jsonl", CodexTranscript({.id = "two"}).ask("only").answer("yes").text());
+    desktop.loop.setBackgroundDuration(10s);
+    model().load(slow);
+    desktop.loop.setBackgroundDuration(1s);
+    model().load(quick);
+    desktop.loop.run();
+    EXPECT_EQ(session().conversation.get()->id, "two");
+    EXPECT_EQ(errorText(), "");
+}
+
+TEST_F(PlainSessionTest, ManualInputOrphansALoadThatThenFails) {
+    desktop.loop.setBackgroundDuration(10s);
+    model().load(folder.path("missing.jsonl"));
+    model().useManualInput();
+    EXPECT_FALSE(session().isLoading);
+    model().setManualText("  pasted \n");
+    desktop.loop.run();
+    EXPECT_EQ(errorText(), "");
+    EXPECT_EQ(model().preview(), "me:   pasted \n");
+}
+
+TEST_F(PlainSessionTest, TheModelMayEndWhileItLoads) {
+    OrvelModel other(desktop.ports(), folders(), folder.path("other/state.json"));
+    {
+        OrvelModel brief(desktop.ports(), folders(), folder.path("brief/state.json"));
+        brief.load(writeCodex());
+        brief.discoverConversations();
+    }
+    desktop.loop.run();
+}
+
+TEST_F(PlainSessionTest, TheRangeBeginsBehindTheLastDeliveredMessage) {
+    const auto path = writeCodex();
+    load(path);
+    const auto ids = session().conversation.get()->messages;
+    struct Case {
+        std::string checkpoint;
+        std::vector<std::string> texts;
+    };
+    for (const auto& [checkpoint, texts] : std::vector<Case>{
+             {ids[1].id, {"q2", "a2"}}, {ids[3].id, {}}, {"unknown", {"q1", "a1", "q2", "a2"}}}) {
+        writeCheckpoint(checkpoint);
+        OrvelModel later(desktop.ports(), folders(), folder.path("data/state.json"));
+        later.load(path);
+        desktop.loop.run();
+        std::vector<std::string> selected;
+        const auto messages = later.selectedMessages();
+        for (const auto& message : messages.span()) selected.push_back(message.text);
+        EXPECT_EQ(selected, texts) << checkpoint;
+        EXPECT_EQ(later.startsAtCheckpoint(), texts.size() < 4);
+    }
+}
+
+TEST_F(PlainSessionTest, AChosenStartMessageHoldsAndAnUnknownOneMeansTheBeginning) {
+    load(writeCodex());
+    model().selectRange(session().conversation.get()->messages[2].id);
+    EXPECT_EQ(selectedTexts(), (std::vector<std::string>{"q2", "a2"}));
+    EXPECT_FALSE(model().startsAtCheckpoint());
+    model().selectRange("unknown");
+    EXPECT_EQ(selectedTexts().size(), 4U);
+    model().selectRange(session().conversation.get()->messages[3].id);
+    model().selectRange(std::nullopt);
+    EXPECT_EQ(selectedTexts().size(), 4U);
+}
+
+TEST_F(PlainSessionTest, CopiesTheTrimmedInstructionAndTheRange) {
+    load(writeCodex());
+    model().selectRange(session().conversation.get()->messages[3].id);
+    model().setInstruction(" \nLook at this.\u00A0\n");
+    EXPECT_TRUE(model().copy(desktop.pasteboard));
+    EXPECT_EQ(desktop.pasteboard.text, "Look at this.\n\ncodex: a2");
+    EXPECT_EQ(session().copiedPreview.get(), desktop.pasteboard.text);
+    EXPECT_EQ(session().copiedLastMessageID, session().conversation.get()->messages[3].id);
+    EXPECT_EQ(session().status.get(),
+              "Copied. Destination: Claude. Paste into the intended conversation and send. "
+              "Copying alone does not confirm delivery.");
+}
+
+TEST_F(PlainSessionTest, ACopyThatCannotBeSaysWhyAndTouchesNoClipboard) {
+    desktop.pasteboard.text = "the user's own";
+    EXPECT_FALSE(model().copy(desktop.pasteboard));
+    EXPECT_EQ(errorText(), "Enter a conversation or instructions to copy.");
+    model().setInstruction("do it");
+    model().load(writeCodex());
+    EXPECT_FALSE(model().copy(desktop.pasteboard));
+    EXPECT_EQ(errorText(), "Wait for the conversation to finish loading before copying.");
+    EXPECT_EQ(desktop.pasteboard.text, "the user's own");
+    desktop.loop.run();
+    desktop.pasteboard.refuses = true;
+    EXPECT_FALSE(model().copy(desktop.pasteboard));
+    EXPECT_EQ(errorText(), "Couldn't copy to the clipboard. Try again.");
+    EXPECT_EQ(session().copiedPreview.get(), std::nullopt);
+    desktop.pasteboard.refuses = false;
+    EXPECT_TRUE(model().copy(desktop.pasteboard));
+    EXPECT_EQ(errorText(), "");
+}
+
+TEST_F(PlainSessionTest, InstructionsAloneCanBeCopied) {
+    model().setInstruction("only this");
+    EXPECT_TRUE(model().copy(desktop.pasteboard));
+    EXPECT_EQ(desktop.pasteboard.text, "only this");
+    EXPECT_EQ(session().copiedLastMessageID, std::nullopt);
+}
+
+TEST_F(PlainSessionTest, OpensAHandoffURL) {
+    model().setManualText("old");
+    model().open("orvel://handoff?source=claude&instruction=Go%20on");
+    EXPECT_EQ(session().source.get(), Agent::claude);
+    EXPECT_EQ(session().destination.get(), Agent::codex);
+    EXPECT_EQ(session().instruction.get(), "Go on");
+    EXPECT_EQ(session().manualText.get(), "");
+    EXPECT_EQ(session().status.get(), "Paste the conversation and review the message preview.");
+    EXPECT_EQ(desktop.applications.activations, 1);
+
+    model().open("orvel://handoff?source=codex&file=" + writeCodex());
+    desktop.loop.run();
+    EXPECT_EQ(session().conversation.get()->id, codexID);
+    EXPECT_EQ(session().instruction.get(), "");
+    EXPECT_EQ(desktop.applications.activations, 2);
+}
+
+TEST_F(PlainSessionTest, AnUnreadableURLChangesNothingButTheError) {
+    load(writeCodex());
+    model().setInstruction("kept");
+    model().open("orvel://handoff?source=nobody");
+    EXPECT_EQ(errorText(), "Couldn't read the Orvel URL.");
+    EXPECT_TRUE(session().conversation.get());
+    EXPECT_EQ(session().instruction.get(), "kept");
+    EXPECT_EQ(desktop.applications.activations, 0);
+}
+
+TEST_F(PlainSessionTest, ChoosingAFileStartsWhereTheSourceAgentKeepsItsOwn) {
+    model().chooseFile();
+    EXPECT_FALSE(session().isLoading);
+    model().open("orvel://handoff?source=claude");
+    desktop.panels.answer = writeBusyClaude();
+    model().chooseFile();
+    desktop.loop.run();
+    EXPECT_EQ(session().conversation.get()->id, claudeID);
+    ASSERT_EQ(desktop.panels.shown.size(), 2U);
+    EXPECT_EQ(desktop.panels.shown[0],
+              (OpenPanel{"Select a Codex conversation JSONL file, usually in ~/.codex/sessions.",
+                         folder.path("home/.codex/sessions"), true}));
+    EXPECT_EQ(
+        desktop.panels.shown[1],
+        (OpenPanel{"Select a Claude Code conversation JSONL file, usually in ~/.claude/projects. For regular "
+                   "Claude chats, use manual input.",
+                   folder.path("home/.claude/projects"), true}));
+}
+
+TEST_F(PlainSessionTest, ADroppedFileIsRecognisedByItsContents) {
+    model().openFile(writeBusyClaude());
+    desktop.loop.run();
+    EXPECT_EQ(session().source.get(), Agent::claude);
+    EXPECT_EQ(session().conversation.get()->id, claudeID);
+    model().openFile(writeCodex());
+    desktop.loop.run();
+    EXPECT_EQ(session().source.get(), Agent::codex);
+    EXPECT_EQ(session().conversation.get()->id, codexID);
+}
+
+TEST_F(PlainSessionTest, AFailingDiskKeepsTheLoadAndSaysSo) {
+    desktop.files.beforeReplacing = [](const std::string& path) {
+        throw FileError(FileError::Case::outOfSpace, "save", path, "No space left on device");
+    };
+    load(writeCodex());
+    EXPECT_TRUE(session().conversation.get());
+    EXPECT_EQ(errorText(),
+              "The conversation was loaded, but couldn't be saved to recent conversations.\nCouldn't save “" +
+                  folder.path("data/recent-conversations.json") + "”: No space left on device.");
+    EXPECT_TRUE(session().recentConversations->empty());
+    EXPECT_FALSE(session().isLoading);
+}
+
+TEST_F(PlainSessionTest, UnreadableFilesOfTheDataFolderAreToldAndKept) {
+    folder.write("data/recent-conversations.json", "[broken");
+    EXPECT_EQ(errorText(), "Couldn't load recent conversations. Open the conversation file again.");
+    EXPECT_EQ(contentsOf(folder.path("data/recent-conversations.json")), "[broken");
+
+    folder.write("data/state.json", R"({"checkpoints":{}})");
+    OrvelModel later(desktop.ports(), folders(), folder.path("data/state.json"));
+    EXPECT_EQ(later.session().error->value_or("").rfind(
+                  "Couldn't load the last transfer position. Check the message range.\n", 0),
+              0U);
+    EXPECT_EQ(contentsOf(folder.path("data/state.json")), R"({"checkpoints":{}})");
+}
+
+TEST_F(PlainSessionTest, RemovesARecentConversation) {
+    const auto path = writeCodex();
+    load(path);
+    model().removeRecent(path);
+    EXPECT_TRUE(session().recentConversations->empty());
+    EXPECT_EQ(contentsOf(folder.path("data/recent-conversations.json")), "[]");
+}
+
+TEST_F(PlainSessionTest, EveryOperationTellsTheScreens) {
+    const auto path = writeCodex();
+    struct Case {
+        const char* name;
+        std::function<void()> act;
+    };
+    const std::vector<Case> cases{
+        {"instruction", [&] { model().setInstruction(""); }},
+        {"pasted text", [&] { model().setManualText(""); }},
+        {"manual input", [&] { model().useManualInput(); }},
+        {"load", [&] { model().load(path); }},
+        {"end of the load", [&] { desktop.loop.run(); }},
+        {"range", [&] { model().selectRange(std::nullopt); }},
+        {"copy", [&] { model().copy(desktop.pasteboard); }},
+        {"bad URL", [&] { model().open("x"); }},
+        {"dismissal", [&] { model().dismissError(); }},
+        {"discovery", [&] { model().discoverConversations(); }},
+        {"end of the discovery", [&] { desktop.loop.run(); }},
+        {"recent", [&] { model().removeRecent(path); }},
+    };
+    model();
+    for (const auto& [name, act] : cases) {
+        int told = 0;
+        const auto subscription = model().changes().subscribe([&] { ++told; });
+        act();
+        EXPECT_GT(told, 0) << name;
+    }
+}
+
+} // namespace
+} // namespace orvel

@@ -1,0 +1,114 @@
+// The conversations of this machine: discovery, opening by reference, reading again.
+
+#include "ModelFixture.h"
+
+namespace orvel {
+namespace {
+
+using namespace std::chrono_literals;
+
+class RelayModelTest : public ModelFixture {
+  protected:
+    void discover() {
+        model().discoverConversations();
+        desktop.loop.run();
+    }
+};
+
+TEST_F(RelayModelTest, DiscoversBothAgentsAndTheThreadTitles) {
+    writeCodex();
+    writeBusyClaude();
+    folder.write("home/.codex/session_index.jsonl",
+                 R"({"id":")" + std::string(codexID) + R"(","thread_name":"Parser"})");
+    discover();
+    ASSERT_EQ(model().relay().catalog->size(), 2U);
+    EXPECT_EQ(model().relay().codexThreadTitles->at(codexID), "Parser");
+    EXPECT_FALSE(model().relay().isDiscovering);
+}
+
+TEST_F(RelayModelTest, OneDiscoveryRunsAtATime) {
+    writeCodex();
+    desktop.loop.setBackgroundDuration(3s);
+    model().discoverConversations();
+    desktop.loop.runFor(2s);
+    model().discoverConversations();
+    desktop.loop.runFor(1s);
+    EXPECT_FALSE(model().relay().isDiscovering);
+    EXPECT_TRUE(model().isIdle());
+}
+
+TEST_F(RelayModelTest, AnOpenFileFindsItsReferenceInTheCatalogue) {
+    const auto path = writeCodex();
+    load(path);
+    EXPECT_FALSE(model().cardReference());
+    discover();
+    ASSERT_TRUE(model().cardReference());
+    EXPECT_EQ(model().cardReference()->transcriptPath, path);
+
+    load(writeCodex());
+    EXPECT_TRUE(model().cardReference());
+    load(folder.write("elsewhere.jsonl", contentsOf(path)));
+    EXPECT_FALSE(model().cardReference());
+}
+
+TEST_F(RelayModelTest, ChoosingASourceOpensIt) {
+    writeBusyClaude();
+    discover();
+    model().setInstruction("old");
+    model().chooseSource(model().relay().catalog->front());
+    EXPECT_TRUE(session().isLoading);
+    desktop.loop.run();
+    EXPECT_EQ(session().source.get(), Agent::claude);
+    EXPECT_EQ(session().instruction.get(), "");
+    EXPECT_EQ(session().conversation.get()->id, claudeID);
+    EXPECT_EQ(session().status.get(), model().relay().catalog->front().title);
+    EXPECT_TRUE(session().conversation.get()->isBusy);
+}
+
+TEST_F(RelayModelTest, RefreshingReadsWhatWasWrittenMeanwhileAndKeepsTheRange) {
+    const auto path = writeCodex();
+    discover();
+    model().chooseSource(model().relay().catalog->front());
+    desktop.loop.run();
+    model().selectRange(session().conversation.get()->messages[2].id);
+    CodexTranscript longer({.id = codexID, .workingDirectory = "/work/compiler"});
+    longer.ask("q1").answer("a1").ask("q2").answer("a2").ask("q3").answer("a3");
+    folder.write("home/.codex/sessions/2026/11/rollout-one.jsonl", longer.text());
+    model().refresh();
+    desktop.loop.run();
+    EXPECT_EQ(model().preview(), "me: q2\n\ncodex: a2\n\nme: q3\n\ncodex: a3");
+}
+
+TEST_F(RelayModelTest, ANewerChoiceWinsOverAnOlderOne) {
+    writeCodex();
+    writeBusyClaude();
+    discover();
+    const auto catalog = model().relay().catalog.get();
+    desktop.loop.setBackgroundDuration(5s);
+    model().chooseSource(catalog[0]);
+    desktop.loop.setBackgroundDuration(1s);
+    model().chooseSource(catalog[1]);
+    desktop.loop.run();
+    EXPECT_EQ(session().conversation.get()->id, catalog[1].sessionID);
+    EXPECT_EQ(session().filePath->value(), catalog[1].transcriptPath);
+}
+
+TEST_F(RelayModelTest, AReferenceWhoseFileHoldsAnotherConversationIsRefused) {
+    const auto path = writeCodex();
+    discover();
+    const auto reference = model().relay().catalog->front();
+    folder.write("home/.codex/sessions/2026/11/rollout-one.jsonl",
+                 CodexTranscript({.id = "another"}).ask("q").answer("a").text());
+    model().chooseSource(reference);
+    desktop.loop.run();
+    EXPECT_EQ(errorText(), "The selected conversation ID does not match the loaded transcript.");
+    EXPECT_FALSE(session().conversation.get());
+    std::filesystem::remove(path);
+    model().refresh();
+    desktop.loop.run();
+    EXPECT_EQ(errorText(), "Couldn't read “" + path + "”: No such file or directory.");
+    EXPECT_FALSE(session().isLoading);
+}
+
+} // namespace
+} // namespace orvel

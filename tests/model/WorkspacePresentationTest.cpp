@@ -1,0 +1,81 @@
+// What a screen is given for each state of the model.
+
+#include "ModelFixture.h"
+
+#include "Orvel/model/OrvelWorkspacePresentation.h"
+
+namespace orvel {
+namespace {
+
+using namespace std::chrono_literals;
+
+using WorkspacePresentationTest = ModelFixture;
+
+TEST_F(WorkspacePresentationTest, AnUntouchedModelShowsAnEmptyWorkspace) {
+    const auto snapshot = workspaceSnapshot(model());
+    EXPECT_EQ(snapshot.state, OrvelWorkspaceState{});
+    EXPECT_TRUE(snapshot.endpoints.empty());
+    EXPECT_EQ(snapshot.destination, "Claude");
+    EXPECT_EQ(snapshot.sourceLabel, "Codex");
+    EXPECT_EQ(snapshot.contextID, "empty");
+    EXPECT_FALSE(snapshot.canCopy);
+    EXPECT_FALSE(snapshot.hasRange);
+    EXPECT_EQ(snapshot.statusTitle(), "Choose a conversation");
+}
+
+TEST_F(WorkspacePresentationTest, TheTitleSaysWhatMattersMost) {
+    struct Case {
+        const char* title;
+        bool canCopy;
+        std::function<void()> act;
+    };
+    const auto codex = writeCodex();
+    const auto claude = writeBusyClaude();
+    const std::vector<Case> cases{
+        {"Ready · Instructions only", true,
+         [&] {
+             model().setInstruction("note");
+             model().setManualText(" ");
+         }},
+        {"Ready", true, [&] { model().setManualText("pasted"); }},
+        {"Loading conversation…", false,
+         [&] {
+             model().setInstruction("");
+             model().load(codex);
+         }},
+        {"Ready", true, [&] { desktop.loop.run(); }},
+        {"Couldn't complete the action", true, [&] { model().open("bad"); }},
+        {"Waiting for Claude", false,
+         [&] {
+             model().openFile(claude);
+             desktop.loop.run();
+         }},
+        {"Choose a conversation", false, [&] { model().useManualInput(); }},
+        {"Up to date", false, [&] { model().setManualText(" "); }},
+    };
+    for (const auto& [title, canCopy, act] : cases) {
+        act();
+        const auto snapshot = workspaceSnapshot(model());
+        EXPECT_EQ(snapshot.statusTitle(), title);
+        EXPECT_EQ(snapshot.canCopy, canCopy) << title;
+        EXPECT_EQ(snapshot.previewSize, model().preview().size());
+    }
+}
+
+TEST_F(WorkspacePresentationTest, TheCardBearsTheBestKnownTitle) {
+    const auto path = writeCodex();
+    load(path);
+    EXPECT_EQ(workspaceSnapshot(model()).endpoints.front(),
+              (OrvelWorkspaceSnapshot::Endpoint{"codex", Agent::codex, "Codex", "rollout-one", "From"}));
+    model().discoverConversations();
+    desktop.loop.run();
+    EXPECT_EQ(workspaceSnapshot(model()).endpoints.front().title, "compiler · 01a1fd20");
+    folder.write("home/.codex/session_index.jsonl",
+                 R"({"id":")" + std::string(codexID) + R"(","thread_name":"Parser"})");
+    model().discoverConversations();
+    desktop.loop.run();
+    EXPECT_EQ(workspaceSnapshot(model()).endpoints.front().title, "Parser");
+}
+
+} // namespace
+} // namespace orvel

@@ -1,0 +1,199 @@
+// What every main loop promises, tried on all three of them.
+
+#include "Orvel/platform/posix/PollLoop.h"
+#include "Orvel/platform/qt/QtMainLoop.h"
+#include "Orvel/platform/simulated/SimulatedLoop.h"
+#include "Orvel/runtime/Task.h"
+
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <QCoreApplication>
+#include <QEventLoop>
+
+namespace orvel {
+namespace {
+
+using namespace std::chrono_literals;
+
+struct Simulated {
+    SimulatedLoop loop;
+    void run() { loop.run(); }
+    void stop() {}
+};
+
+struct Poll {
+    PollLoop loop;
+    void run() { loop.run(); }
+    void stop() { loop.stop(); }
+};
+
+struct Qt {
+    int count = 1;
+    char name[5] = "test";
+    char* arguments[2] = {name, nullptr};
+    QCoreApplication application{count, arguments};
+    QtMainLoop loop;
+    QEventLoop events;
+    void run() { events.exec(); }
+    void stop() { events.quit(); }
+};
+
+template <typename Driver>
+class MainLoopTest : public testing::Test {
+  protected:
+    // Runs the loop until `stop`, or for a minute, which is a failure.
+    void run() {
+        bool isLate = false;
+        const auto guard = driver.loop.after(60s, [&] {
+            isLate = true;
+            driver.stop();
+        });
+        driver.run();
+        if constexpr (!std::is_same_v<Driver, Simulated>) {
+            ASSERT_FALSE(isLate);
+        }
+    }
+
+    // Ends the run after everything that is due by now.
+    void stopSoon() {
+        stopper = driver.loop.after(20ms, [this] { driver.stop(); });
+    }
+
+    Driver driver;
+    std::vector<std::string> log;
+    std::unique_ptr<Timer> stopper;
+};
+
+using Drivers = testing::Types<Simulated, Poll, Qt>;
+TYPED_TEST_SUITE(MainLoopTest, Drivers);
+
+TYPED_TEST(MainLoopTest, RunsPostedActionsInOrderAndNeverInsideThePost) {
+    auto& loop = this->driver.loop;
+    loop.post([&] {
+        loop.post([&] {
+            this->log.push_back("third");
+            this->driver.stop();
+        });
+        this->log.push_back("first");
+    });
+    loop.post([&] { this->log.push_back("second"); });
+    EXPECT_TRUE(this->log.empty());
+    this->run();
+    EXPECT_EQ(this->log, (std::vector<std::string>{"first", "second", "third"}));
+}
+
+TYPED_TEST(MainLoopTest, RunsTimersInTheOrderOfTheirTimesAndNoneThatWasDestroyed) {
+    auto& loop = this->driver.loop;
+    const auto began = loop.uptime();
+    const auto late = loop.after(8ms, [&] {
+        this->log.push_back("late");
+        this->driver.stop();
+    });
+    const auto early = loop.after(2ms, [&] { this->log.push_back("early"); });
+    auto stopped = loop.after(4ms, [&] { this->log.push_back("stopped"); });
+    stopped.reset();
+    this->run();
+    EXPECT_EQ(this->log, (std::vector<std::string>{"early", "late"}));
+    EXPECT_GE(loop.uptime() - began, 8ms);
+}
+
+TYPED_TEST(MainLoopTest, ATimerMayDestroyItself) {
+    std::unique_ptr<Timer> timer;
+    timer = this->driver.loop.after(1ms, [&] {
+        timer.reset();
+        this->log.push_back("ran");
+        this->driver.stop();
+    });
+    this->run();
+    EXPECT_EQ(this->log, std::vector<std::string>{"ran"});
+}
+
+Task<void> readInBackground(MainLoop& loop, std::vector<std::string>& log, bool fails) {
+    const auto here = std::this_thread::get_id();
+    const auto work = [fails]() -> std::string {
+        if (fails) throw std::runtime_error("unreadable");
+        return "read";
+    };
+    try {
+        log.push_back(co_await loop.background(work));
+    } catch (const std::runtime_error& failure) {
+        log.push_back(failure.what());
+    }
+    if (std::this_thread::get_id() != here) log.push_back("on another thread");
+}
+
+TYPED_TEST(MainLoopTest, BackgroundGivesResultsAndFailuresOnTheLoop) {
+    auto& loop = this->driver.loop;
+    TaskScope tasks;
+    for (const bool fails : {false, true}) {
+        tasks.start(readInBackground(loop, this->log, fails));
+        loop.post([&] { this->stopSoon(); });
+        this->run();
+    }
+    EXPECT_TRUE(tasks.isIdle());
+    EXPECT_EQ(this->log, (std::vector<std::string>{"read", "unreadable"}));
+}
+
+TYPED_TEST(MainLoopTest, WorkWhoseOwnerIsGoneIsNeverResumed) {
+    auto& loop = this->driver.loop;
+    auto tasks = std::make_unique<TaskScope>();
+    tasks->start(readInBackground(loop, this->log, false));
+    tasks.reset();
+    loop.post([&] { this->stopSoon(); });
+    this->run();
+    EXPECT_TRUE(this->log.empty());
+}
+
+TYPED_TEST(MainLoopTest, TakesActionsFromOtherThreads) {
+    auto& loop = this->driver.loop;
+    std::thread([&] {
+        loop.post([&] {
+            this->log.push_back("posted");
+            this->driver.stop();
+        });
+    }).join();
+    this->run();
+    EXPECT_EQ(this->log, std::vector<std::string>{"posted"});
+}
+
+Task<void> takeTurns(MainLoop& loop, std::vector<std::string>& log) {
+    for (int i = 0; i < 3; ++i) {
+        log.push_back("turn");
+        co_await loop.yield();
+    }
+}
+
+TYPED_TEST(MainLoopTest, YieldingLetsPostedActionsIn) {
+    auto& loop = this->driver.loop;
+    TaskScope tasks;
+    loop.post([&] {
+        tasks.start(takeTurns(loop, this->log));
+        loop.post([&] { this->log.push_back("posted"); });
+        this->stopSoon();
+    });
+    this->run();
+    ASSERT_EQ(this->log.size(), 4U);
+    EXPECT_NE(this->log.back(), "posted");
+}
+
+TEST(SimulatedLoopTest, LetsHoursPassAtOnceAndTheWallClockJumpAlone) {
+    SimulatedLoop loop;
+    loop.setNow(1000);
+    loop.setBackgroundDuration(2h);
+    std::vector<std::string> log;
+    TaskScope tasks;
+    tasks.start(readInBackground(loop, log, false));
+    loop.runFor(1h);
+    EXPECT_TRUE(log.empty());
+    loop.setNow(50);
+    loop.runFor(1h);
+    EXPECT_EQ(log, std::vector<std::string>{"read"});
+    EXPECT_EQ(loop.uptime(), 2h);
+    EXPECT_EQ(loop.now(), 50 + 3600);
+}
+
+} // namespace
+} // namespace orvel

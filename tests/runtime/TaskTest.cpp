@@ -1,0 +1,95 @@
+// Coroutines: nesting, failures, and frames that are destroyed while they wait.
+
+#include "Orvel/runtime/Task.h"
+#include "Orvel/platform/simulated/SimulatedLoop.h"
+
+#include <stdexcept>
+#include <string>
+
+namespace orvel {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Counts what is alive, to notice a frame that leaks or dies twice.
+struct Counted {
+    explicit Counted(int& alive) : alive(alive) { ++alive; }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+    ~Counted() { --alive; }
+    int& alive;
+};
+
+Task<int> inner(MainLoop& loop, int& alive, int value) {
+    const Counted counted(alive);
+    co_await loop.sleep(1s);
+    if (value < 0) throw std::invalid_argument("negative");
+    co_return 2 * value;
+}
+
+Task<void> outer(MainLoop& loop, int& alive, std::string& log) {
+    const Counted counted(alive);
+    log += std::to_string(co_await inner(loop, alive, 21));
+    try {
+        co_await inner(loop, alive, -1);
+    } catch (const std::invalid_argument& failure) {
+        log += std::string(" ") + failure.what();
+    }
+}
+
+TEST(TaskTest, GivesResultsAndFailuresToWhoeverAwaits) {
+    SimulatedLoop loop;
+    int alive = 0;
+    std::string log;
+    TaskScope tasks;
+    tasks.start(outer(loop, alive, log));
+    EXPECT_FALSE(tasks.isIdle());
+    loop.run();
+    EXPECT_EQ(log, "42 negative");
+    EXPECT_TRUE(tasks.isIdle());
+    EXPECT_EQ(alive, 0);
+}
+
+TEST(TaskTest, EndingTheScopeDestroysNestedWorkWhereItWaits) {
+    SimulatedLoop loop;
+    int alive = 0;
+    std::string log;
+    {
+        TaskScope tasks;
+        tasks.start(outer(loop, alive, log));
+        tasks.start(outer(loop, alive, log));
+        EXPECT_EQ(alive, 4);
+    }
+    EXPECT_EQ(alive, 0);
+    loop.run();
+    EXPECT_EQ(log, "");
+}
+
+Task<void> startAnother(TaskScope& tasks, MainLoop& loop, int& alive, std::string& log) {
+    tasks.start(outer(loop, alive, log));
+    co_return;
+}
+
+TEST(TaskTest, WorkThatEndsAtOnceMayStartMore) {
+    SimulatedLoop loop;
+    int alive = 0;
+    std::string log;
+    TaskScope tasks;
+    tasks.start(startAnother(tasks, loop, alive, log));
+    loop.run();
+    EXPECT_EQ(log, "42 negative");
+    EXPECT_TRUE(tasks.isIdle());
+}
+
+TEST(TaskTest, WorkThatIsNeverAwaitedDoesNothing) {
+    SimulatedLoop loop;
+    int alive = 0;
+    std::string log;
+    { const auto unused = outer(loop, alive, log); }
+    loop.run();
+    EXPECT_EQ(alive, 0);
+    EXPECT_EQ(log, "");
+}
+
+} // namespace
+} // namespace orvel

@@ -1,0 +1,283 @@
+// The window, driven as a screen reader drives it: by the names, texts and actions that it shows.
+
+#include "Orvel/platform/posix/PosixFileStore.h"
+#include "Orvel/platform/qt/QtMainLoop.h"
+#include "Orvel/platform/qt/QtText.h"
+#include "Orvel/platform/simulated/SimulatedDesktop.h"
+#include "Orvel/screens/MainWindow.h"
+#include "Orvel/screens/Theme.h"
+#include "QtFixture.h"
+#include "TemporaryFolder.h"
+#include "samples/SampleHome.h"
+#include "samples/TranscriptWriter.h"
+
+#include <set>
+
+#include <QAbstractButton>
+#include <QAccessible>
+#include <QAction>
+#include <QDropEvent>
+#include <QLabel>
+#include <QListView>
+#include <QMenuBar>
+#include <QMimeData>
+#include <QPlainTextEdit>
+#include <QUrl>
+
+namespace orvel {
+namespace {
+
+// The first thing with this role whose name holds the text.
+QAccessibleInterface* find(QAccessibleInterface* from, QAccessible::Role role, const QString& name) {
+    if (!from || from->state().invisible) return nullptr;
+    if (from->role() == role && from->text(QAccessible::Name).contains(name)) return from;
+    for (int i = 0; i < from->childCount(); ++i)
+        if (auto* found = find(from->child(i), role, name)) return found;
+    return nullptr;
+}
+
+class WindowTest : public QtFixture {
+  protected:
+    void open(const AgentFolders& folders) {
+        model = std::make_unique<OrvelModel>(desktop(), folders, data.path("state.json"));
+        window = std::make_unique<MainWindow>(*model, desktop(), [this] { ++samplesOpened; });
+        window->resize(1000, 700);
+        window->show();
+        model->discoverConversations();
+        settle();
+    }
+
+    void openSamples() { open(samples.folders()); }
+
+    Desktop desktop() {
+        return {loop, simulated.pasteboard, simulated.panels, simulated.applications, simulated.settings,
+                files};
+    }
+
+    // Until the model is at rest and its last change is on the screen.
+    void settle() {
+        waitFor([&] { return model->isIdle(); });
+        for (int i = 0; i < 3; ++i) QApplication::processEvents();
+    }
+
+    QAccessibleInterface* shown(QAccessible::Role role, const QString& name) {
+        return find(QAccessible::queryAccessibleInterface(window.get()), role, name);
+    }
+
+    void press(QAccessible::Role role, const QString& name) {
+        auto* element = shown(role, name);
+        ASSERT_TRUE(element) << name.toStdString();
+        // The accessible press of a button comes later, with an animation.
+        auto* button = qobject_cast<QAbstractButton*>(element->object());
+        ASSERT_TRUE(button) << name.toStdString();
+        button->click();
+        settle();
+    }
+
+    void type(const QString& field, const QString& text) {
+        auto* element = shown(QAccessible::EditableText, field);
+        ASSERT_TRUE(element) << field.toStdString();
+        auto* editor = qobject_cast<QPlainTextEdit*>(element->object());
+        if (editor)
+            editor->setPlainText(text);
+        else
+            element->setText(QAccessible::Value, text);
+        settle();
+    }
+
+    // Clicks the row of the sidebar.
+    void choose(const QString& title) {
+        auto* list = window->findChild<QListView*>(QStringLiteral("sidebarList"));
+        for (int row = 0; row < list->model()->rowCount(); ++row) {
+            const auto index = list->model()->index(row, 0);
+            if (index.data().toString() == title) emit list->clicked(index);
+        }
+        settle();
+    }
+
+    void trigger(const QString& action) {
+        for (auto* candidate : window->findChildren<QAction*>())
+            if (candidate->text().remove(QLatin1Char('&')) == action) candidate->trigger();
+        settle();
+    }
+
+    bool shows(const QString& text) {
+        for (const auto* label : window->findChildren<QLabel*>())
+            if (label->isVisible() && label->text().contains(text)) return true;
+        return false;
+    }
+
+    const TemporaryFolder data;
+    const SampleHome samples;
+    PosixFileStore files;
+    SimulatedDesktop simulated{files};
+    QtMainLoop loop;
+    std::unique_ptr<OrvelModel> model;
+    std::unique_ptr<MainWindow> window;
+    int samplesOpened = 0;
+};
+
+TEST_F(WindowTest, FromAConversationInTheListToItsTextOnTheClipboard) {
+    openSamples();
+    EXPECT_TRUE(shows("Choose a conversation"));
+    choose(QStringLiteral("Review of the parser rewrite"));
+    EXPECT_TRUE(shows("Ready"));
+    auto* list = shown(QAccessible::List, QStringLiteral("Messages"));
+    ASSERT_TRUE(list);
+    const auto& messages = model->session().conversation.get()->messages;
+    ASSERT_EQ(list->childCount(), static_cast<int>(messages.size()));
+
+    auto* last = list->child(list->childCount() - 1);
+    EXPECT_TRUE(last->state().selected);
+    last->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+    settle();
+    EXPECT_FALSE(list->child(0)->state().selected);
+    EXPECT_TRUE(last->text(QAccessible::Name).contains(QStringLiteral("the range starts here")));
+
+    type(QStringLiteral("Instructions"), QStringLiteral("Judge only this."));
+    const auto expected = "Judge only this.\n\nclaude: " + messages.back().text;
+    trigger(QStringLiteral("Show or hide preview"));
+    auto* preview =
+        qobject_cast<QPlainTextEdit*>(shown(QAccessible::EditableText, QStringLiteral("Preview"))->object());
+    EXPECT_EQ(preview->toPlainText().toStdString(), expected);
+    EXPECT_TRUE(shows(QLocale().toString(static_cast<qulonglong>(expected.size())) +
+                      QStringLiteral(" bytes for Codex")));
+
+    press(QAccessible::Button, QStringLiteral("Copy"));
+    EXPECT_EQ(simulated.pasteboard.text, expected);
+    EXPECT_TRUE(shows(QStringLiteral("Copied. Destination: Codex.")));
+}
+
+TEST_F(WindowTest, AConversationWhoseAgentStillWorksCanBeReadButNotCopied) {
+    openSamples();
+    choose(QStringLiteral("Flaky upload test"));
+    EXPECT_TRUE(shows(QStringLiteral("Waiting for Claude")));
+    EXPECT_TRUE(shows(QStringLiteral("Claude is still working; F5 looks again")));
+    EXPECT_TRUE(shown(QAccessible::Button, QStringLiteral("Copy"))->state().disabled);
+    trigger(QStringLiteral("Copy relay"));
+    EXPECT_EQ(simulated.pasteboard.text, std::nullopt);
+}
+
+TEST_F(WindowTest, WithoutConversationsItSaysWhereItLookedAndOffersThreeWaysOn) {
+    const TemporaryFolder empty;
+    open(AgentFolders::of(empty.path(), std::nullopt, std::nullopt, empty.path("config")));
+    EXPECT_TRUE(shows(QStringLiteral("No conversations found")));
+    EXPECT_TRUE(shows(QStringLiteral("~/.codex/sessions\n~/.claude/projects")));
+    press(QAccessible::Button, QStringLiteral("Open file"));
+    EXPECT_EQ(simulated.panels.shown.size(), 1U);
+    press(QAccessible::Button, QStringLiteral("Open the samples"));
+    EXPECT_EQ(samplesOpened, 1);
+    press(QAccessible::Button, QStringLiteral("Paste a conversation"));
+    // A no-break space is one of the characters that editors like to change.
+    type(QStringLiteral("Pasted conversation"), QStringLiteral("a\u00A0b\n\nc"));
+    press(QAccessible::Button, QStringLiteral("Copy"));
+    EXPECT_EQ(simulated.pasteboard.text, "me: a\u00A0b\n\nc");
+}
+
+TEST_F(WindowTest, AFailureStaysInAFullTextBannerUntilItIsDismissed) {
+    openSamples();
+    model->open("orvel://nowhere");
+    settle();
+    EXPECT_TRUE(shows(QStringLiteral("Couldn't read the Orvel URL.")));
+    EXPECT_TRUE(shows(QStringLiteral("Couldn't complete the action")));
+    press(QAccessible::Button, QStringLiteral("Dismiss the failure"));
+    EXPECT_FALSE(shows(QStringLiteral("Couldn't read the Orvel URL.")));
+}
+
+TEST_F(WindowTest, TheSearchNarrowsTheListAndSaysWhenNothingIsLeft) {
+    openSamples();
+    auto* list = window->findChild<QListView*>(QStringLiteral("sidebarList"));
+    const auto all = list->model()->rowCount();
+    type(QStringLiteral("Search conversations"), QStringLiteral("PARSER lark"));
+    EXPECT_EQ(list->model()->rowCount(), 3); // The heading, the rewrite and its review.
+    type(QStringLiteral("Search conversations"), QStringLiteral("no such thing"));
+    EXPECT_TRUE(shows(QStringLiteral("No conversation matches “no such thing”.")));
+    type(QStringLiteral("Search conversations"), QString());
+    EXPECT_EQ(list->model()->rowCount(), all);
+}
+
+TEST_F(WindowTest, ADroppedTranscriptOpens) {
+    openSamples();
+    ClaudeTranscript transcript({.id = "dropped"});
+    transcript.ask("question").answer("answer");
+    const auto path = data.write("dropped.jsonl", transcript.text());
+    QMimeData mime;
+    mime.setUrls({QUrl::fromLocalFile(qtText(path))});
+    QDragEnterEvent enter({5, 5}, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(window.get(), &enter);
+    EXPECT_TRUE(enter.isAccepted());
+    QDropEvent event({5, 5}, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(window.get(), &event);
+    settle();
+    EXPECT_EQ(model->preview(), "me: question\n\nclaude: answer");
+    EXPECT_TRUE(shown(QAccessible::List, QStringLiteral("Messages")));
+}
+
+TEST_F(WindowTest, EverythingThatTakesTheFocusHasANameAndEveryShortcutOneMeaning) {
+    openSamples();
+    choose(QStringLiteral("Review of the parser rewrite"));
+    for (auto* widget : window->findChildren<QWidget*>()) {
+        if (!widget->isVisible() || widget->focusPolicy() == Qt::NoFocus || !widget->isEnabled()) continue;
+        auto* element = QAccessible::queryAccessibleInterface(widget);
+        ASSERT_TRUE(element);
+        if (qobject_cast<QMenuBar*>(widget) || widget->objectName().startsWith(QStringLiteral("qt_")))
+            continue;
+        EXPECT_FALSE(element->text(QAccessible::Name).isEmpty())
+            << widget->metaObject()->className() << " " << widget->objectName().toStdString();
+    }
+    std::set<QString> shortcuts;
+    for (const auto* action : window->findChildren<QAction*>()) {
+        const auto shortcut = action->shortcut().toString();
+        if (!shortcut.isEmpty()) {
+            EXPECT_TRUE(shortcuts.insert(shortcut).second) << shortcut.toStdString();
+        }
+    }
+    EXPECT_GE(shortcuts.size(), 10U);
+}
+
+TEST_F(WindowTest, AConversationOfAnyLengthScrollsToItsEndsAndBack) {
+    CodexTranscript transcript({.id = "long"});
+    for (int i = 0; i < 3000; ++i)
+        transcript.ask("question " + std::to_string(i))
+            .answer(std::string(static_cast<std::size_t>(i % 900), 'w'));
+    open(samples.folders());
+    model->openFile(data.write("long.jsonl", transcript.text()));
+    settle();
+    auto* list = shown(QAccessible::List, QStringLiteral("Messages"));
+    ASSERT_TRUE(list);
+    auto* widget = qobject_cast<QWidget*>(list->object());
+    const auto isVisible = [&](int row) { return !list->child(row)->state().offscreen; };
+    const auto key = [&](int code) {
+        QKeyEvent event(QEvent::KeyPress, code, Qt::NoModifier);
+        QApplication::sendEvent(widget, &event);
+        widget->grab(); // Paints, which measures what is visible.
+        QApplication::processEvents();
+    };
+    const auto last = list->childCount() - 1;
+    widget->grab();
+    EXPECT_TRUE(isVisible(last)); // The newest is what a person has in mind.
+    key(Qt::Key_Home);
+    EXPECT_TRUE(isVisible(0));
+    EXPECT_FALSE(isVisible(last));
+    for (int i = 1; i <= 40; ++i) {
+        key(Qt::Key_Down);
+        EXPECT_TRUE(isVisible(i)) << i;
+    }
+    key(Qt::Key_End);
+    EXPECT_TRUE(isVisible(last));
+    for (int i = 1; i <= 40; ++i) {
+        key(Qt::Key_Up);
+        EXPECT_TRUE(isVisible(last - i)) << i;
+    }
+}
+
+TEST_F(WindowTest, ThePlaceOfTheWindowOutlivesIt) {
+    openSamples();
+    window->resize(911, 611);
+    window->close();
+    window = std::make_unique<MainWindow>(*model, desktop(), [] {});
+    EXPECT_EQ(window->size(), QSize(911, 611));
+}
+
+} // namespace
+} // namespace orvel
