@@ -1,5 +1,6 @@
 // What the relay engine costs: working copies, the operations on long conversations, reading and writing the
-// file. The rows named "alone" are the JSON library's time for the same bytes.
+// file. The rows named "library" are the JSON library's
+// time for the same bytes.
 
 #include "Orvel/model/RelayStateFile.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
@@ -81,7 +82,7 @@ void copyChangeCompare(benchmark::State& run) {
         benchmark::DoNotOptimize(copy == original);
     }
 }
-BENCHMARK(copyChangeCompare)->Arg(10)->Arg(1'000)->Arg(10'000);
+BENCHMARK(copyChangeCompare)->Name("relay/copy-change-compare")->Arg(10)->Arg(1'000)->Arg(10'000);
 
 void preview(benchmark::State& run) {
     const auto state = stateWith(1'000, 500);
@@ -89,7 +90,7 @@ void preview(benchmark::State& run) {
     for (auto _ : run) benchmark::DoNotOptimize(state.preview("P", Agent::claude, talk));
     run.SetItemsProcessed(run.iterations() * run.range(0)); // Messages.
 }
-BENCHMARK(preview)->Arg(1'000)->Arg(5'000)->Arg(20'000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(preview)->Name("relay/preview")->Arg(1'000)->Arg(5'000)->Arg(20'000)->Unit(benchmark::kMicrosecond);
 
 void prepare(benchmark::State& run) {
     const auto state = stateWith(1'000, 500);
@@ -103,7 +104,7 @@ void prepare(benchmark::State& run) {
     }
     run.SetItemsProcessed(run.iterations() * run.range(0)); // Messages.
 }
-BENCHMARK(prepare)->Arg(1'000)->Arg(5'000)->Arg(20'000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(prepare)->Name("relay/prepare")->Arg(1'000)->Arg(5'000)->Arg(20'000)->Unit(benchmark::kMicrosecond);
 
 // The receipt is the last message, and every other one has to be looked at.
 void reconcile(benchmark::State& run) {
@@ -122,7 +123,12 @@ void reconcile(benchmark::State& run) {
     }
     run.SetItemsProcessed(run.iterations() * run.range(0)); // Messages.
 }
-BENCHMARK(reconcile)->Arg(1'000)->Arg(5'000)->Arg(20'000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(reconcile)
+    ->Name("relay/reconcile")
+    ->Arg(1'000)
+    ->Arg(5'000)
+    ->Arg(20'000)
+    ->Unit(benchmark::kMicrosecond);
 
 const std::string& largeFile() {
     static const auto json =
@@ -145,7 +151,7 @@ void decode(benchmark::State& run) {
             decodeRelayState({json.data(), largeFileSize()}, simdjson::SIMDJSON_PADDING));
     report(run, largeFileSize());
 }
-BENCHMARK(decode)->Unit(benchmark::kMillisecond)->MinTime(3);
+BENCHMARK(decode)->Name("relay/decode/orvel")->Unit(benchmark::kMillisecond);
 
 void parseWithSimdjsonAlone(benchmark::State& run) {
     const auto& json = largeFile();
@@ -155,21 +161,21 @@ void parseWithSimdjsonAlone(benchmark::State& run) {
     }
     report(run, largeFileSize());
 }
-BENCHMARK(parseWithSimdjsonAlone)->Unit(benchmark::kMillisecond)->MinTime(3);
+BENCHMARK(parseWithSimdjsonAlone)->Name("relay/decode/library")->Unit(benchmark::kMillisecond);
 
 void encode(benchmark::State& run) {
     const auto state = stateWith(10'000, 20'000);
     for (auto _ : run) benchmark::DoNotOptimize(encodeRelayState(state));
     report(run, largeFileSize());
 }
-BENCHMARK(encode)->Unit(benchmark::kMillisecond)->MinTime(3);
+BENCHMARK(encode)->Name("relay/encode/orvel")->Unit(benchmark::kMillisecond);
 
 void writeWithNlohmannAlone(benchmark::State& run) {
     const auto document = nlohmann::ordered_json::parse(largeFile());
     for (auto _ : run) benchmark::DoNotOptimize(document.dump());
     report(run, largeFileSize());
 }
-BENCHMARK(writeWithNlohmannAlone)->Unit(benchmark::kMillisecond);
+BENCHMARK(writeWithNlohmannAlone)->Name("relay/encode/library")->Unit(benchmark::kMillisecond);
 
 // Encoding, writing and waiting for the disk.
 void save(benchmark::State& run) {
@@ -181,7 +187,13 @@ void save(benchmark::State& run) {
     for (auto _ : run) file.save(state);
     std::filesystem::remove_all(folder);
 }
-BENCHMARK(save)->Arg(10)->Arg(1'000)->Arg(10'000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(save)
+    ->Name("relay/save")
+    ->Arg(10)
+    ->Arg(1'000)
+    ->Arg(10'000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 } // namespace
 } // namespace orvel

@@ -20,14 +20,20 @@ bool isASCII(std::string_view text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-// Whether the 64 bytes hold a byte with which a line separator begins. Written as one branchless reduction,
-// which compilers turn into vector code: transcripts are long and separators are rare.
-bool mayHoldSeparator(const char* block) {
+// How many bytes are looked at in one go, and how many more of them a separator may reach over.
+constexpr std::size_t blockSize = 64, reach = 2;
+
+// Whether a line separator begins in the block. Written as one branchless reduction, which compilers turn
+// into vector code: transcripts are long and separators are rare.
+bool holdsSeparator(const char* block) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(block);
     unsigned char found = 0;
-    for (int i = 0; i < 64; ++i) {
-        const auto byte = static_cast<unsigned char>(block[i]);
-        found |= static_cast<unsigned char>((static_cast<unsigned char>(byte - 0x0A) <= 3) | (byte == 0xC2) |
-                                            (byte == 0xE2));
+    for (std::size_t i = 0; i < blockSize; ++i) {
+        const unsigned char a = bytes[i], b = bytes[i + 1], c = bytes[i + 2];
+        const bool isControl = static_cast<unsigned char>(a - 0x0A) <= 3;
+        const bool isNextLine = (a == 0xC2) & (b == 0x85);
+        const bool isLineOrParagraph = (a == 0xE2) & (b == 0x80) & ((c | 1) == 0xA9);
+        found |= static_cast<unsigned char>(isControl | isNextLine | isLineOrParagraph);
     }
     return found != 0;
 }
@@ -129,11 +135,11 @@ std::string displayable(std::string_view bytes) {
 Line lineAt(std::string_view text, std::size_t from) {
     std::size_t at = from;
     while (at < text.size()) {
-        if (text.size() - at >= 64 && !mayHoldSeparator(text.data() + at)) {
-            at += 64;
+        if (text.size() - at >= blockSize + reach && !holdsSeparator(text.data() + at)) {
+            at += blockSize;
             continue;
         }
-        const auto blockEnd = std::min(at + 64, text.size());
+        const auto blockEnd = std::min(at + blockSize, text.size());
         for (; at < blockEnd; ++at) {
             if (const auto length = separatorLength(text, at))
                 return {text.substr(from, at - from), at + length};

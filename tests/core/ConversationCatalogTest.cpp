@@ -312,7 +312,9 @@ TEST(Discovery, AddsTheNamesThatTheAgentsKeepElsewhere) {
         EXPECT_EQ(reference.workingDirectory, one.folder);
         EXPECT_EQ(reference.desktopSessionID.value_or("none"), one.desktopID);
     }
-    const auto codex = [&](const char* session) { return ConversationCatalog::resolve(Agent::codex, session, found); };
+    const auto codex = [&](const char* session) {
+        return ConversationCatalog::resolve(Agent::codex, session, found);
+    };
     EXPECT_EQ(codex("named").title, "Index");
     EXPECT_EQ(codex("full").title, "Own");
     EXPECT_FALSE(codex("full").desktopSessionID);

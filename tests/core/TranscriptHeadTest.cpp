@@ -11,8 +11,8 @@ namespace {
 
 // Lines of all kinds, many of them as long as the bites in which a head is read.
 rc::Gen<std::string> jsonLines() {
-    const auto length = rc::gen::oneOf(rc::gen::inRange(0, 40), rc::gen::inRange(16'340, 16'400),
-                                       rc::gen::inRange(32'700, 32'800), rc::gen::inRange(0, 70'000));
+    const auto length = rc::gen::oneOf(rc::gen::inRange(0, 40), rc::gen::inRange(16'368, 16'386),
+                                       rc::gen::inRange(32'752, 32'770), rc::gen::inRange(0, 70'000));
     const auto line = rc::gen::apply(
         [](const std::string& open, int size, const std::string& close) {
             return open + std::string(static_cast<std::size_t>(size), 'x') + close;

@@ -1,0 +1,142 @@
+#include "bench/ConversationBench.h"
+
+#include "OrvelCore/conversations/ConversationCatalog.h"
+#include "OrvelCore/conversations/TranscriptReader.h"
+#include "bench/ChildProcess.h"
+#include "bench/ConversationFloors.h"
+#include "bench/SampleTranscripts.h"
+
+#include <filesystem>
+#include <sstream>
+#include <stdexcept>
+
+#include <benchmark/benchmark.h>
+
+namespace orvel::bench {
+
+namespace {
+
+SampleTranscripts& samples() {
+    static SampleTranscripts samples;
+    return samples;
+}
+
+MessageDigests digestsOf(const Conversation& conversation) {
+    const auto& id = conversation.messages.back().id;
+    return {conversation.messages.size(), id.substr(id.rfind(':') + 1)};
+}
+
+// What the Node script found, and how long it took, in seconds.
+struct NodeReading {
+    MessageDigests digests;
+    double seconds = 0;
+};
+
+NodeReading readWithNode(const std::string& path, Agent agent) {
+    std::istringstream output(
+        outputOf({"node", ORVEL_BENCH_SCRIPTS "/read_transcript.mjs", std::string(rawValue(agent)), path}));
+    NodeReading reading;
+    output >> reading.digests.count >> reading.digests.last >> reading.seconds;
+    return reading;
+}
+
+// A comparison means nothing unless everybody does the same work.
+bool findsTheSame(benchmark::State& state, const MessageDigests& digests, const std::string& path,
+                  Agent agent) {
+    if (digests == digestsOf(TranscriptReader::read(path, agent))) return true;
+    state.SkipWithError("found other messages than Orvel");
+    return false;
+}
+
+void readWithOrvel(benchmark::State& state, Agent agent) {
+    const auto& path = samples().large(agent);
+    for (auto _ : state) {
+        const auto conversation = TranscriptReader::read(path, agent);
+        benchmark::DoNotOptimize(conversation.messages.data());
+    }
+}
+
+void readWithFloor(benchmark::State& state, Agent agent) {
+    const auto& path = samples().large(agent);
+    if (!findsTheSame(state, readFloor(path, agent), path, agent)) return;
+    for (auto _ : state) benchmark::DoNotOptimize(readFloor(path, agent));
+}
+
+// Counts what the script itself measures, without the start of Node.
+void readWithNode(benchmark::State& state, Agent agent) try {
+    const auto& path = samples().large(agent);
+    if (!findsTheSame(state, readWithNode(path, agent).digests, path, agent)) return;
+    for (auto _ : state) state.SetIterationTime(readWithNode(path, agent).seconds);
+} catch (const std::runtime_error& failure) {
+    state.SkipWithError(failure.what());
+}
+
+double peakMemoryOf(const std::vector<std::string>& work) {
+    std::vector<std::string> command{thisProgram(), "--once"};
+    command.insert(command.end(), work.begin(), work.end());
+    return std::stod(outputOf(command));
+}
+
+void readMemory(benchmark::State& state, Agent agent) {
+    const auto& path = samples().large(agent);
+    for (auto _ : state) {
+        const auto peak = peakMemoryOf({"read", std::string(rawValue(agent)), path});
+        state.counters["times_file"] = peak / static_cast<double>(std::filesystem::file_size(path));
+    }
+}
+
+void discoverWithOrvel(benchmark::State& state) {
+    const auto& folders = samples().many();
+    if (ConversationCatalog::list(folders).size() != samples().manyPaths().size())
+        return state.SkipWithError("not every transcript was found");
+    for (auto _ : state) benchmark::DoNotOptimize(ConversationCatalog::list(folders));
+}
+
+void discoverWithFloor(benchmark::State& state) {
+    samples().many();
+    for (auto _ : state) benchmark::DoNotOptimize(openFloor(samples().manyPaths()));
+}
+
+void discoverMemory(benchmark::State& state) {
+    const auto& folders = samples().many();
+    for (auto _ : state) {
+        state.counters["megabytes"] = peakMemoryOf({"discover", folders.home}) / 1e6;
+        state.counters["megabytes_of_files"] = static_cast<double>(samples().manyBytes()) / 1e6;
+    }
+}
+
+} // namespace
+
+void registerConversationBenchmarks() {
+    using benchmark::RegisterBenchmark;
+    for (const auto agent : allAgents) {
+        const auto name = [&](const char* what) {
+            return "read/" + std::string(rawValue(agent)) + '/' + what;
+        };
+        const auto add = [&](const char* what, void (*run)(benchmark::State&, Agent)) {
+            return RegisterBenchmark(name(what).c_str(), run, agent)->Unit(benchmark::kMillisecond);
+        };
+        add("orvel", readWithOrvel);
+        add("floor", readWithFloor);
+        add("node", readWithNode)->UseManualTime()->Iterations(1);
+        add("memory", readMemory)->Iterations(1);
+    }
+    RegisterBenchmark("discover/orvel", discoverWithOrvel)->Unit(benchmark::kMillisecond);
+    RegisterBenchmark("discover/floor", discoverWithFloor)->Unit(benchmark::kMillisecond);
+    RegisterBenchmark("discover/memory", discoverMemory)->Iterations(1);
+}
+
+void workOnce(const std::vector<std::string>& words) {
+    if (words.size() == 3 && words[0] == "read") {
+        const auto conversation = TranscriptReader::read(words[2], agentNamed(words[1]).value());
+        benchmark::DoNotOptimize(conversation.messages.data());
+    } else if (words.size() == 2 && words[0] == "discover") {
+        const auto& home = words[1];
+        benchmark::DoNotOptimize(
+            ConversationCatalog::list(AgentFolders::of(home, std::nullopt, std::nullopt, home + "/.config")));
+    } else {
+        throw std::invalid_argument("no such work");
+    }
+}
+
+} // namespace orvel::bench

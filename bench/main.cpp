@@ -1,0 +1,28 @@
+// orvel-bench: Google Benchmark's program with Orvel's benchmarks. With "--once WORK..." it does one piece of
+// work and prints the peak of its memory in bytes.
+
+#include "bench/ChildProcess.h"
+#include "bench/ConversationBench.h"
+
+#include <cstdio>
+#include <exception>
+#include <string_view>
+
+#include <benchmark/benchmark.h>
+
+int main(int argc, char** argv) try {
+    if (argc > 1 && std::string_view(argv[1]) == "--once") {
+        orvel::bench::workOnce({argv + 2, argv + argc});
+        std::printf("%.0f\n", orvel::bench::peakMemory());
+        return 0;
+    }
+    orvel::bench::registerConversationBenchmarks();
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+} catch (const std::exception& failure) {
+    std::fprintf(stderr, "orvel-bench: %s\n", failure.what());
+    return 1;
+}
