@@ -21,8 +21,20 @@ TEST(RelayInitial, isFormedOnce) {
     EXPECT_EQ(desk.prepareInitial("begin"), initial);
     EXPECT_EQ(desk.state, once);
     EXPECT_EQ(failureOf([&] { desk.prepareInitial("other"); }), Case::pendingTransfer);
+    EXPECT_EQ(failureOf([&] {
+                  desk.prepareInitial("begin", RelayLinkAttachment{"P1", RelayLinkEnd::trailing});
+              }),
+              Case::pendingTransfer);
     EXPECT_EQ(failureOf([&] { desk.state.archivePair("P1", 1); }), Case::pendingTransfer)
         << "its source must stay open";
+}
+
+TEST(RelayInitial, promisesNoNameThatItDoesNotQuote) {
+    Desk desk;
+    desk.codexTalk.messages.pop_back();
+    const auto initial = desk.prepareInitial();
+    EXPECT_EQ(initial.speakerContext, RelaySpeakerContext());
+    EXPECT_EQ(initial.assistantLabel, "codex");
 }
 
 TEST(RelayInitial, bindingMakesThePairAndTheTransfer) {
@@ -42,6 +54,10 @@ TEST(RelayInitial, bindingMakesThePairAndTheTransfer) {
     EXPECT_EQ(desk.state.bindInitial(initial.id, newClaude, desk.stamps), pair) << "again";
     EXPECT_EQ(desk.state, bound);
     EXPECT_EQ(failureOf([&] { desk.state.bindInitial(initial.id, desk.claude2, desk.stamps); }),
+              Case::conversationMismatch);
+    auto elsewhere = newClaude;
+    elsewhere.transcriptPath = "/elsewhere";
+    EXPECT_EQ(failureOf([&] { desk.state.bindInitial(initial.id, elsewhere, desk.stamps); }),
               Case::conversationMismatch);
     EXPECT_EQ(failureOf([&] { desk.state.markInitialRetryable(initial.id); }), Case::pendingTransfer);
 
@@ -107,6 +123,19 @@ TEST(RelayInitial, joinsTheLinkThatItWasMadeFor) {
     ASSERT_TRUE(
         desk.state.reconcile(initial.id, conversation(newClaude, {{"first", "user", *initial.payload}})));
     EXPECT_EQ(desk.state.draft("P1", Agent::codex).instruction, "then that") << "the edited note survives";
+}
+
+// The note of the new link has the revision that went out, and the text that went out, but is meant for the
+// next one.
+TEST(RelayInitial, nextTextSurvivesThoughItEqualsTheSentOne) {
+    Desk desk;
+    const auto initial = desk.prepareInitial("begin", RelayLinkAttachment{"P1", RelayLinkEnd::trailing});
+    desk.state.setInitialNextInstruction(initial.id, "begin");
+    const auto pair = desk.state.bindInitial(initial.id, newClaude, desk.stamps);
+    ASSERT_EQ(desk.state.links[0].note(desk.codex)->revision, initial.sourceNoteRevision);
+    ASSERT_TRUE(
+        desk.state.reconcile(initial.id, conversation(newClaude, {{"first", "user", *initial.payload}})));
+    EXPECT_EQ(desk.state.draft(pair.id, Agent::codex).instruction, "begin");
 }
 
 TEST(RelayInitial, failedAttachmentLeavesNothingBehind) {

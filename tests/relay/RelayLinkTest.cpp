@@ -64,6 +64,8 @@ TEST(RelayLink, opensAndClosesAsAWhole) {
     desk.state.restorePair("P1");
     EXPECT_EQ(desk.state.archivedPairs().size(), 1u);
     EXPECT_TRUE(desk.state.links[0].isActive());
+    desk.state.restoreLink(id);
+    EXPECT_TRUE(desk.state.links[0].isActive()) << "an open link is no rival of itself";
 }
 
 TEST(RelayLink, refreshesAConversationInAllItsPairs) {

@@ -129,6 +129,24 @@ TEST(RelayReceipts, useUpTheNoteThatWentOut) {
     }
 }
 
+TEST(RelayReceipts, keepTheStartOfADraftThatIsForAnotherTransfer) {
+    const struct {
+        const char* what;
+        RelayDraft stored, left;
+    } cases[] = {
+        {"the used one", {"typed before the note", "u:q1"}, {}},
+        {"another start", {"note", "a:a1"}, {"note", "a:a1"}},
+        {"for the next transfer", {"note", "u:q1", true}, {"note", "u:q1"}},
+    };
+    for (const auto& c : cases) {
+        LinkedDesk desk;
+        const auto transfer = desk.prepareFromCodex("note", "u:q1");
+        desk.state.drafts.set("P1:codex", c.stored);
+        ASSERT_TRUE(desk.deliver(transfer));
+        EXPECT_EQ(*desk.state.drafts.find("P1:codex"), c.left) << c.what;
+    }
+}
+
 TEST(RelayReceipts, offerAnEditedNoteForTheNextTransfer) {
     LinkedDesk desk;
     desk.prepareFromCodex("note");
