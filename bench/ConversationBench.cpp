@@ -16,11 +16,6 @@ namespace orvel::bench {
 
 namespace {
 
-SampleTranscripts& samples() {
-    static SampleTranscripts samples;
-    return samples;
-}
-
 MessageDigests digestsOf(const Conversation& conversation) {
     const auto& id = conversation.messages.back().id;
     return {conversation.messages.size(), id.substr(id.rfind(':') + 1)};

@@ -128,4 +128,9 @@ const AgentFolders& SampleTranscripts::many() {
     return home;
 }
 
+SampleTranscripts& samples() {
+    static SampleTranscripts samples;
+    return samples;
+}
+
 } // namespace orvel::bench

@@ -12,11 +12,11 @@ namespace orvel {
 namespace {
 
 // Far above what the positions of a lifetime need, in bytes.
-constexpr std::size_t stateFileLimit = 64 * 1024 * 1024;
+constexpr std::size_t stateFileLimit = 67'108'864;
 
 } // namespace
 
-OrvelModel::OrvelModel(Desktop desktop, AgentFolders folders, std::string statePath)
+OrvelModel::OrvelModel(Desktop desktop, AgentFolders folders, const std::string& statePath)
     : desktop(desktop),
       folders(std::move(folders)),
       plain(changeSignal),

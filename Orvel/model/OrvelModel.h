@@ -44,7 +44,7 @@ class OrvelModel {
   public:
     /// `statePath` is the file of earlier positions; its folder is the data folder. The ports outlive the
     /// model.
-    OrvelModel(Desktop desktop, AgentFolders folders, std::string statePath);
+    OrvelModel(Desktop desktop, AgentFolders folders, const std::string& statePath);
 
     /// Told at every assignment of an observable field.
     ChangeSignal& changes() { return changeSignal; }
@@ -110,7 +110,7 @@ class OrvelModel {
     Generation::Value beginLoad();
     Task<void> loadFile(std::string path, Agent source, Generation::Value generation);
     Task<void> recognizeAndLoad(std::string path, Generation::Value generation);
-    void finishLoad(SharedConversation loaded, const std::string& path, Agent source);
+    void finishLoad(const SharedConversation& loaded, const std::string& path, Agent source);
     void recordRecent(const Conversation& loaded, const std::string& path, Agent source);
 
     void loadRelayReference(const ConversationReference& reference);

@@ -135,7 +135,7 @@ Task<void> OrvelModel::loadFile(std::string path, Agent source, Generation::Valu
     }
     if (!plain.loadGeneration.isCurrent(generation)) co_return;
     if (loaded) {
-        finishLoad(std::move(loaded), path, source);
+        finishLoad(loaded, path, source);
     } else {
         plain.error = failure;
         plain.status = "Couldn't load the conversation.";
@@ -143,7 +143,7 @@ Task<void> OrvelModel::loadFile(std::string path, Agent source, Generation::Valu
     plain.isLoading = false;
 }
 
-void OrvelModel::finishLoad(SharedConversation loaded, const std::string& path, Agent source) {
+void OrvelModel::finishLoad(const SharedConversation& loaded, const std::string& path, Agent source) {
     plain.conversation = loaded;
     plain.filePath = path;
     plain.manualText = "";

@@ -65,13 +65,11 @@ void OrvelModel::newLink() {
 }
 
 void OrvelModel::chooseSource(const ConversationReference& reference) {
-    // A copy: the argument may lie in a list that changes meanwhile.
-    const auto chosen = reference;
     newLink();
-    plain.source = chosen.agent;
-    plain.destination = other(chosen.agent);
-    relays.sourceReference = chosen;
-    loadRelayReference(chosen);
+    plain.source = reference.agent;
+    plain.destination = other(reference.agent);
+    relays.sourceReference = reference;
+    loadRelayReference(reference);
 }
 
 void OrvelModel::loadRelayReference(const ConversationReference& reference) {

@@ -10,20 +10,24 @@
 
 namespace orvel {
 
-RelayStateFile::RelayStateFile(std::string path, FileStore& store)
-    : location(std::move(path)), store(store) {}
-
-std::optional<RelayState> RelayStateFile::load() const try {
-    ReadableFile file(location);
+RelayState readRelayState(const std::string& path) try {
+    ReadableFile file(path);
     if (file.size() > maximumRelayStateSize) throw RelayStateError::tooLarge();
     const auto bytes = FileBytes::read(file, maximumRelayStateSize);
     if (!bytes) throw RelayStateError::tooLarge();
     return decodeRelayState(bytes->view(), FileBytes::padding);
+} catch (const std::bad_alloc&) {
+    throw RelayStateError::tooLarge();
+}
+
+RelayStateFile::RelayStateFile(std::string path, FileStore& store)
+    : location(std::move(path)), store(store) {}
+
+std::optional<RelayState> RelayStateFile::load() const try {
+    return readRelayState(location);
 } catch (const FileError& error) {
     if (error.kind() == FileError::Case::noSuchFile) return std::nullopt;
     throw;
-} catch (const std::bad_alloc&) {
-    throw RelayStateError::tooLarge();
 }
 
 void RelayStateFile::save(const RelayState& state) {

@@ -10,6 +10,9 @@ namespace orvel {
 
 class FileStore;
 
+/// The state in a file. Throws FileError, also if there is no file, or RelayStateError. Never writes.
+RelayState readRelayState(const std::string& path);
+
 class RelayStateFile {
   public:
     /// The store must outlive this object.

@@ -67,7 +67,7 @@ namespace detail {
 struct SleepAwaiter {
     MainLoop& loop;
     MainLoop::Duration delay;
-    std::unique_ptr<Timer> timer{};
+    std::unique_ptr<Timer> timer;
 
     bool await_ready() const noexcept { return false; }
     void await_suspend(std::coroutine_handle<> waiting) {

@@ -197,7 +197,7 @@ std::vector<ConversationReference> discover(std::span<const ConversationRoot> ro
                 auto reference = reader.read(path, root.agent);
                 addNames(reference, threadTitles, desktopRecords);
                 found.push_back(std::move(reference));
-            } catch (const Failure&) {
+            } catch (const Failure&) { // NOLINT(bugprone-empty-catch)
                 // A file that cannot be read or names no conversation is none of the catalogue's.
             }
         });

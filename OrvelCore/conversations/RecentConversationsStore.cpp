@@ -44,10 +44,8 @@ std::vector<RecentConversation> normalized(std::vector<RecentConversation> entri
 RecentConversation decodedEntry(const nlohmann::json& json) {
     const auto source = agentNamed(json.at("source").get_ref<const std::string&>());
     if (!source) throw std::invalid_argument("source");
-    const auto& lastUsed = json.at("lastUsed");
-    if (!lastUsed.is_number()) throw std::invalid_argument("lastUsed");
     return {*source, json.at("title").get<std::string>(), json.at("path").get<std::string>(),
-            lastUsed.get<Date>()};
+            json.at("lastUsed").get<Date>()};
 }
 
 std::vector<RecentConversation> decoded(const std::string& contents) {
@@ -59,16 +57,19 @@ std::vector<RecentConversation> decoded(const std::string& contents) {
 }
 
 std::string encoded(const std::vector<RecentConversation>& entries) {
-    auto document = nlohmann::json::array();
-    for (const auto& entry : entries)
-        document.push_back({{"source", rawValue(entry.source)},
-                            {"title", entry.title},
-                            {"path", entry.path},
-                            {"lastUsed", entry.lastUsed}});
+    auto document = nlohmann::ordered_json::array();
+    for (const auto& entry : entries) document.push_back(jsonOf(entry));
     return document.dump();
 }
 
 } // namespace
+
+nlohmann::ordered_json jsonOf(const RecentConversation& entry) {
+    return {{"source", rawValue(entry.source)},
+            {"title", entry.title},
+            {"path", entry.path},
+            {"lastUsed", entry.lastUsed}};
+}
 
 bool RecentConversation::isAvailable() const {
     return isReadableFile(path);
@@ -90,7 +91,6 @@ void RecentConversationsStore::record(Agent source, std::string_view title, std:
         throw FileError(FileError::Case::invalidFileName, "save", path, "The file name is not valid");
     RecentConversation entry{source, std::string(trimmed(title)), standardizedPath(path), lastUsed};
     if (entry.title.empty()) entry.title = pathStem(path);
-    entry.title = shortTitle(entry.title);
     std::vector<RecentConversation> newList{std::move(entry)};
     for (const auto& old : list)
         if (old.path != newList.front().path) newList.push_back(old);

@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include <nlohmann/json_fwd.hpp>
+
 namespace orvel {
 
 /// One opened conversation. Two entries with the same path are the same entry.
@@ -27,6 +29,9 @@ struct RecentConversation {
 
     bool operator==(const RecentConversation&) const = default;
 };
+
+/// The JSON form: keys as the fields.
+nlohmann::ordered_json jsonOf(const RecentConversation& entry);
 
 /// Holds the list and keeps its file equal to it. Not for several threads.
 class RecentConversationsStore {

@@ -9,7 +9,7 @@ namespace {
 
 // Real transcripts name themselves within their first records, so the first bite is small and the later ones
 // double.
-constexpr std::size_t firstBite = 16 * 1024;
+constexpr std::size_t firstBite = 16'384;
 
 } // namespace
 

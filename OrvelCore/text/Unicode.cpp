@@ -67,7 +67,7 @@ std::string_view trimmed(std::string_view text) {
     while (begin < size) {
         std::int32_t next = begin;
         UChar32 character = 0;
-        U8_NEXT(bytes, next, size, character);
+        U8_NEXT(bytes, next, size, character); // NOLINT(bugprone-inc-dec-in-conditions)
         if (character < 0 || !u_isUWhiteSpace(character)) break;
         begin = next;
     }
@@ -123,7 +123,7 @@ std::string displayable(std::string_view bytes) {
     for (std::int64_t at = 0; at < size;) {
         const auto begin = at;
         UChar32 character = 0;
-        U8_NEXT(data, at, size, character);
+        U8_NEXT(data, at, size, character); // NOLINT(bugprone-inc-dec-in-conditions)
         if (character < 0)
             text += "\uFFFD";
         else

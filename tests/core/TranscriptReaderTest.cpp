@@ -1,7 +1,7 @@
 #include "OrvelCore/files/FileError.h"
 #include "OrvelCore/files/FileReading.h"
-#include "core/Outcome.h"
 #include "TemporaryFolder.h"
+#include "core/Outcome.h"
 #include "samples/TranscriptWriter.h"
 
 #include <functional>

@@ -5,32 +5,19 @@
 #include "OrvelCore/files/FileError.h"
 #include "OrvelCore/relay/RelayStateError.h"
 #include "RelaySamples.h"
+#include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 namespace orvel {
 namespace {
 
 class RelayStateFiles : public testing::Test {
   protected:
-    RelayStateFiles() {
-        auto name = testing::TempDir() + "orvel-relay-XXXXXX";
-        folder = mkdtemp(name.data());
-        path = folder + "/data/relay-state.json";
-    }
-    ~RelayStateFiles() override { std::filesystem::remove_all(folder); }
-
-    std::string contents() const {
-        std::ostringstream bytes;
-        bytes << std::ifstream(path, std::ios::binary).rdbuf();
-        return bytes.str();
-    }
-
-    std::string folder, path;
+    TemporaryFolder folder;
+    std::string path = folder.path("data/relay-state.json");
     PosixFileStore disk;
     SimulatedFileStore store{disk};
 };
@@ -49,7 +36,7 @@ TEST_F(RelayStateFiles, stayAsTheyAreWhenSavingFails) {
     RelayStateFile file(path, store);
     samples::Desk desk;
     file.save(desk.state);
-    const auto before = contents();
+    const auto before = contentsOf(path);
 
     auto unstorable = desk.state;
     unstorable.drafts.set("P1:codex", {"\xff", std::nullopt, std::nullopt});
@@ -59,14 +46,14 @@ TEST_F(RelayStateFiles, stayAsTheyAreWhenSavingFails) {
     };
     desk.prepareFromCodex("go");
     EXPECT_THROW(file.save(desk.state), FileError);
-    EXPECT_EQ(contents(), before);
+    EXPECT_EQ(contentsOf(path), before);
 }
 
 TEST_F(RelayStateFiles, areNotTouchedWhenTheyCannotBeRead) {
     RelayStateFile file(path, store);
     disk.replaceFile(path, R"({"pairs":7})");
     EXPECT_THROW(file.load(), RelayStateError);
-    EXPECT_EQ(contents(), R"({"pairs":7})");
+    EXPECT_EQ(contentsOf(path), R"({"pairs":7})");
 
     // Two billion bytes without a single one on the disk.
     std::filesystem::resize_file(path, 2'000'000'000);

@@ -37,7 +37,7 @@ TEST_F(SingleInstanceTest, ASecondStartHandsItsRequestToTheFirst) {
 
 TEST_F(SingleInstanceTest, ASocketThatACrashLeftBehindIsReplaced) {
     const TemporaryFolder folder;
-    qunsetenv("XDG_RUNTIME_DIR");
+    unsetenv("XDG_RUNTIME_DIR");
     folder.write("window.socket", "");
     SingleInstance instance(folder.path());
     EXPECT_FALSE(instance.handOver({}));

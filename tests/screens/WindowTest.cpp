@@ -16,6 +16,7 @@
 #include <QAbstractButton>
 #include <QAccessible>
 #include <QAction>
+#include <QApplication>
 #include <QDropEvent>
 #include <QLabel>
 #include <QListView>

@@ -73,7 +73,7 @@ struct PollLoop::Timers {
 
 class PollLoop::TimerEntry : public Timer {
   public:
-    TimerEntry(Timers& timers, Timers::Key key) : timers(timers), key(key) {}
+    TimerEntry(Timers& timers, const Timers::Key& key) : timers(timers), key(key) {}
     ~TimerEntry() override { timers.waiting.erase(key); }
 
   private:

@@ -18,8 +18,8 @@ namespace orvel {
 
 namespace {
 
-constexpr int patience = 2000;                 // Milliseconds for each step of a hand-over.
-constexpr qint64 maximumRequest = 1024 * 1024; // Bytes; command lines are far smaller.
+constexpr int patience = 2000;               // Milliseconds for each step of a hand-over.
+constexpr qint64 maximumRequest = 1'048'576; // Bytes; command lines are far smaller.
 constexpr char acknowledgement = '+';
 
 // The socket lies where only the user may enter: in the session's runtime folder, or else beside Orvel's own

@@ -4,7 +4,7 @@ namespace orvel {
 
 class SimulatedLoop::SimulatedTimer : public Timer {
   public:
-    SimulatedTimer(SimulatedLoop& loop, Key key) : loop(loop), key(key) {}
+    SimulatedTimer(SimulatedLoop& loop, const Key& key) : loop(loop), key(key) {}
     ~SimulatedTimer() override { loop.waiting.erase(key); }
 
   private:

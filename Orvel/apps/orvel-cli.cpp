@@ -1,0 +1,16 @@
+// The program orvel-cli: Orvel in a terminal.
+
+#include "Orvel/cli/CommandLine.h"
+#include "Orvel/cli/Output.h"
+
+#include <csignal>
+#include <string>
+#include <vector>
+
+int main(int count, char** arguments) {
+    // A closed pipe is to be reported like every other failure.
+    std::signal(SIGPIPE, SIG_IGN);
+    orvel::StandardOutput output;
+    const std::vector<std::string> given(arguments + (count > 0), arguments + count);
+    return orvel::runCommandLine(given, output);
+}

@@ -1,0 +1,37 @@
+#pragma once
+// What a command line asks for, and the help that describes it.
+
+#include "OrvelCore/conversations/Agent.h"
+
+#include <optional>
+#include <span>
+#include <string>
+#include <variant>
+
+namespace orvel {
+
+struct Arguments {
+    enum class Command { none, list, show, preview, url, recent, relayCheck };
+
+    Command command = Command::none; ///< `none` only for a sample.
+    std::optional<std::string> home; ///< Stands for the user's home.
+    std::optional<std::string> data; ///< Stands for the data folder.
+    bool json = false;
+    bool sample = false;
+
+    std::optional<Agent> agent;
+    std::string subject;             ///< The FILE or ID, the URL, or the FILE of relay records.
+    std::optional<std::string> from; ///< Identity of the first message of the range.
+    std::string note;
+};
+
+/// What is said instead of running a command: help, version or a complaint.
+struct UsageReply {
+    std::string text;
+    bool isComplaint = false;
+};
+
+/// Takes the arguments behind the program's name apart.
+std::variant<Arguments, UsageReply> parseArguments(std::span<const std::string> arguments);
+
+} // namespace orvel

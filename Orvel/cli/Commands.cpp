@@ -1,0 +1,167 @@
+#include "Orvel/cli/Commands.h"
+
+#include "Orvel/cli/CommandFailure.h"
+#include "Orvel/cli/ConversationArgument.h"
+#include "Orvel/model/RelativeTime.h"
+#include "Orvel/model/SidebarContents.h"
+#include "Orvel/platform/posix/SystemClock.h"
+#include "OrvelCore/conversations/ConversationCatalog.h"
+#include "OrvelCore/conversations/Handoff.h"
+#include "OrvelCore/conversations/RecentConversationsStore.h"
+#include "OrvelCore/conversations/RelayFormatter.h"
+#include "OrvelCore/files/FilePath.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+namespace orvel::Commands {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::size_t titleColumns = 48;
+constexpr std::size_t folderColumns = 24;
+
+// File names need not be UTF-8, but JSON must.
+std::string lineOf(const Json& json) {
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+TextTable::Cell agentCell(Agent agent) {
+    return {std::string(label(agent)), agent == Agent::codex ? TextStyle::codex : TextStyle::claude};
+}
+
+TextTable::Cell timeCell(Date date) {
+    const auto now = SystemClock::now();
+    return {relativeTime(date, now, localUTCOffset(now)), TextStyle::faint};
+}
+
+Json jsonOf(const Conversation& conversation) {
+    auto messages = Json::array();
+    for (const auto& message : conversation.messages)
+        messages.push_back({{"id", message.id}, {"role", message.role}, {"text", message.text}});
+    return {{"id", conversation.id},
+            {"source", rawValue(conversation.source)},
+            {"title", conversation.title},
+            {"isBusy", conversation.isBusy},
+            {"hasAmbiguousBranches", conversation.hasAmbiguousBranches},
+            {"messages", std::move(messages)}};
+}
+
+Json jsonOf(const HandoffRequest& request) {
+    const auto orNull = [](const std::optional<std::string>& text) { return text ? Json(*text) : Json(); };
+    return {{"source", rawValue(request.source)},
+            {"file", orNull(request.file)},
+            {"sessionID", orNull(request.sessionID)},
+            {"instruction", request.instruction}};
+}
+
+template <typename Value>
+std::string linesOf(const std::vector<Value>& values) {
+    auto array = Json::array();
+    for (const auto& value : values) array.push_back(jsonOf(value));
+    return lineOf(array);
+}
+
+std::string facts(const Conversation& conversation) {
+    const auto count = conversation.messages.size();
+    auto text =
+        fmt::format("{} · {} {}", label(conversation.source), count, count == 1 ? "message" : "messages");
+    if (conversation.isBusy) text += " · still at work";
+    if (conversation.hasAmbiguousBranches) text += " · ambiguous branches";
+    return text;
+}
+
+} // namespace
+
+std::string list(const Arguments& arguments, const Places& places, const Stylist& stylist) {
+    auto roots = places.folders.defaultRoots();
+    if (arguments.agent)
+        std::erase_if(roots, [&](const auto& root) { return root.agent != *arguments.agent; });
+    const auto references = ConversationCatalog::discover(roots, places.folders.claudeDesktop);
+    if (arguments.json) return linesOf(references);
+    TextTable table;
+    const SidebarContents contents({}, references, {});
+    for (const auto& row : contents.rows())
+        table.add({agentCell(row.agent),
+                   timeCell(row.date),
+                   {row.title, TextStyle::strong, titleColumns},
+                   {row.folder, TextStyle::plain, folderColumns},
+                   {row.reference->sessionID, TextStyle::faint}});
+    return table.text(stylist);
+}
+
+std::string show(const Arguments& arguments, const Places& places, const Stylist& stylist) {
+    const auto named = readConversation(arguments.subject, arguments.agent, places.folders);
+    const auto& conversation = named.conversation;
+    if (arguments.json) return lineOf(jsonOf(conversation));
+    auto text = stylist(TextStyle::strong, visibleLine(named.title)) + "\n";
+    text += fmt::format("{}\n", facts(conversation));
+    text += fmt::format("Session {}\n", visibleLine(conversation.id));
+    text += fmt::format("File    {}\n", visibleLine(named.path));
+    const auto agentStyle = agentCell(conversation.source).style;
+    for (const auto& message : conversation.messages) {
+        const bool isAgent = message.role == "assistant";
+        text += "\n";
+        text +=
+            stylist(isAgent ? agentStyle : TextStyle::strong, isAgent ? label(conversation.source) : "You");
+        text += "  " + stylist(TextStyle::faint, visibleLine(message.id)) + "\n";
+        text += visibleText(message.text);
+        if (!message.text.ends_with('\n')) text += "\n";
+    }
+    return text;
+}
+
+std::string preview(const Arguments& arguments, const Places& places) {
+    const auto conversation =
+        readConversation(arguments.subject, arguments.agent, places.folders).conversation;
+    std::size_t start = 0;
+    if (arguments.from) {
+        const auto position = positionOf(conversation.messages, *arguments.from);
+        if (!position)
+            throw CommandFailure(
+                "messageNotFound",
+                fmt::format(
+                    "The conversation has no message with the ID “{}”. “orvel-cli show” prints the IDs.",
+                    *arguments.from));
+        start = *position;
+    }
+    const auto messages = std::span(conversation.messages).subspan(start);
+    return RelayFormatter::render(conversation.source, messages, arguments.note);
+}
+
+std::string url(const Arguments& arguments, const Stylist& stylist) {
+    const auto request = HandoffRequest::parse(arguments.subject);
+    if (!request) throw CommandFailure("invalidURL", "Couldn't read the Orvel URL.");
+    if (arguments.json) return lineOf(jsonOf(*request));
+    std::string lines;
+    const auto add = [&](std::string_view name, const std::optional<std::string>& value) {
+        lines += fmt::format("{:<12} {}\n", name, value ? *value : stylist(TextStyle::faint, "none"));
+    };
+    const auto line = [](const std::optional<std::string>& text) {
+        return text ? std::optional(visibleLine(*text)) : std::nullopt;
+    };
+    add("Source", std::string(label(request->source)));
+    add("File", line(request->file));
+    add("Session", line(request->sessionID));
+    add("Instruction",
+        request->instruction.empty() ? std::nullopt : std::optional(visibleText(request->instruction)));
+    return lines;
+}
+
+std::string recent(const Arguments& arguments, const Places& places, const Stylist& stylist) {
+    // Nothing is saved here.
+    const RecentConversationsStore store(joinedPath(places.dataFolder, "recent-conversations.json"), {});
+    if (const auto& error = store.loadErrorDescription()) throw CommandFailure("unreadableRecents", *error);
+    if (arguments.json) return linesOf(store.entries());
+    TextTable table;
+    for (const auto& entry : store.entries())
+        table.add({agentCell(entry.source),
+                   timeCell(entry.lastUsed),
+                   {entry.title, TextStyle::strong, titleColumns},
+                   {entry.path + (entry.isAvailable() ? "" : "  (not available)")}});
+    return table.text(stylist);
+}
+
+} // namespace orvel::Commands

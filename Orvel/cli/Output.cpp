@@ -1,0 +1,38 @@
+#include "Orvel/cli/Output.h"
+
+#include "OrvelCore/files/FileError.h"
+
+#include <cerrno>
+
+#include <unistd.h>
+
+namespace orvel {
+
+namespace {
+
+// Gives 0 or the error number.
+int writeAll(int descriptor, std::string_view text) noexcept {
+    while (!text.empty()) {
+        const auto done = ::write(descriptor, text.data(), text.size());
+        if (done < 0 && errno != EINTR) return errno;
+        if (done > 0) text.remove_prefix(static_cast<std::size_t>(done));
+    }
+    return 0;
+}
+
+} // namespace
+
+void StandardOutput::write(std::string_view text) {
+    if (const int code = writeAll(STDOUT_FILENO, text))
+        throw FileError::fromErrno(code, "write to", "standard output");
+}
+
+void StandardOutput::writeError(std::string_view text) noexcept {
+    writeAll(STDERR_FILENO, text);
+}
+
+bool StandardOutput::isTerminal() const {
+    return isatty(STDOUT_FILENO) == 1;
+}
+
+} // namespace orvel

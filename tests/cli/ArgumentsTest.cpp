@@ -1,0 +1,135 @@
+#include "Orvel/cli/Arguments.h"
+
+#include "CommandLineRun.h"
+
+#include <gmock/gmock.h>
+
+using namespace orvel;
+using testing::HasSubstr;
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+// The arguments in one line, or the complaint.
+std::string parsed(const Words& words) {
+    const auto result = parseArguments(words);
+    if (const auto* reply = std::get_if<UsageReply>(&result))
+        return (reply->isComplaint ? "complaint: " : "reply: ") +
+               reply->text.substr(0, reply->text.find('\n'));
+    const auto& arguments = std::get<Arguments>(result);
+    constexpr const char* names[] = {"none", "list", "show", "preview", "url", "recent", "relay check"};
+    std::string line = names[static_cast<int>(arguments.command)];
+    if (!arguments.subject.empty()) line += " {" + arguments.subject + "}";
+    if (arguments.agent) line += " agent=" + std::string(rawValue(*arguments.agent));
+    if (arguments.from) line += " from={" + *arguments.from + "}";
+    if (!arguments.note.empty()) line += " note={" + arguments.note + "}";
+    if (arguments.home) line += " home=" + *arguments.home;
+    if (arguments.data) line += " data=" + *arguments.data;
+    if (arguments.json) line += " json";
+    if (arguments.sample) line += " sample";
+    return line;
+}
+
+} // namespace
+
+TEST(Arguments, AreTakenApart) {
+    const struct {
+        Words words;
+        std::string expected;
+    } cases[] = {
+        {{"list"}, "list"},
+        {{"list", "--agent", "codex", "--json"}, "list agent=codex json"},
+        {{"--json", "--home", "/h", "list", "--data=/d"}, "list home=/h data=/d json"},
+        {{"show", "--agent=claude", "a b"}, "show {a b} agent=claude"},
+        {{"preview", "x", "--from", "m-1", "--note", "Look"}, "preview {x} from={m-1} note={Look}"},
+        {{"--sample"}, "none sample"},
+        {{"recent", "--sample"}, "recent sample"},
+        {{"relay", "check", "f", "--json"}, "relay check {f} json"},
+        {{"relay", "--home=/h", "check", "check"}, "relay check {check} home=/h"},
+        // Names of commands are no commands where something else is expected.
+        {{"show", "list"}, "show {list}"},
+        {{"preview", "recent", "--note", "url"}, "preview {recent} note={url}"},
+        // Values are taken as they are.
+        {{"preview", "--from=", "x"}, "preview {x} from={}"},
+        {{"preview", "--note=", "x"}, "preview {x}"},
+        {{"preview", "x", "--note", ""}, "preview {x}"},
+        {{"preview", "x", "--note", "--note="}, "preview {x} note={--note=}"},
+        {{"preview", "x", "--note", "--from"}, "preview {x} note={--from}"},
+        {{"preview", "x", "--note", "-5 °C"}, "preview {x} note={-5 °C}"},
+        {{"preview", "x", "--note", "[a,b]"}, "preview {x} note={[a,b]}"},
+        {{"preview", "x", "--note", "\"quoted\" = '1'\n"}, "preview {x} note={\"quoted\" = '1'\n}"},
+        {{"preview", "x", "--note=a=b"}, "preview {x} note={a=b}"},
+        {{"preview", "x", "--from", "-m"}, "preview {x} from={-m}"},
+        {{"show", "--", "-x"}, "show {-x}"},
+        {{"show", ""}, "show"},
+        {{"url", "orvel://handoff?source=codex&instruction=a,b"},
+         "url {orvel://handoff?source=codex&instruction=a,b}"},
+    };
+    for (const auto& [words, expected] : cases)
+        EXPECT_EQ(parsed(words), expected) << testing::PrintToString(words);
+}
+
+TEST_F(CommandLine, WrongUsageIsExplainedOnStandardErrorAlone) {
+    const struct {
+        Words words;
+        std::string complaint;
+    } cases[] = {
+        {{}, "Usage: orvel-cli"},
+        {{"--json"}, "Usage: orvel-cli"},
+        {{"nonsense"}, "not expected: nonsense\nTry “orvel-cli --help”."},
+        {{"LIST"}, "LIST"},
+        {{"list", "more"}, "not expected: more\nTry “orvel-cli list --help”."},
+        {{"list", "recent"}, "recent"},
+        {{"list", "--from", "m"}, "--from"},
+        {{"list", "--agent", "Codex"}, "must be codex or claude, not “Codex”"},
+        {{"list", "--agent", "gpt\x1b[31m"}, "not “gpt␛[31m”"},
+        {{"list", "--agent"}, "--agent"},
+        {{"show"}, "FILE|ID is required\nTry “orvel-cli show --help”."},
+        {{"show", "a", "b"}, "b"},
+        {{"preview", "a", "--from", "1", "--from", "2"}, "--from"},
+        {{"url"}, "URL is required"},
+        {{"relay"}, "required\nTry “orvel-cli relay --help”."},
+        {{"relay", "check"}, "FILE is required"},
+        {{"relay", "mend", "f"}, "orvel-cli relay --help"},
+        {{"list", "--home="}, "--home: must not be empty"},
+        {{"list", "--data", ""}, "--data: must not be empty"},
+        {{"--home", "/a", "list", "--home", "/b"}, "--home"},
+        {{"list", "--sample", "--home", "/a"}, "--home excludes --sample"},
+        {{"--sample", "--json"}, "--json needs a command."},
+        {{"list", "--json", "--bogus"}, "--bogus"},
+    };
+    for (const auto& [words, complaint] : cases) {
+        const auto result = run(words);
+        EXPECT_EQ(result.status, 2) << testing::PrintToString(words);
+        EXPECT_EQ(result.out, "") << testing::PrintToString(words);
+        EXPECT_THAT(result.err, HasSubstr(complaint)) << testing::PrintToString(words);
+        EXPECT_THAT(result.err, HasSubstr("--help")) << testing::PrintToString(words);
+    }
+}
+
+TEST_F(CommandLine, EveryCommandHasHelp) {
+    const struct {
+        Words words;
+        std::string text;
+    } cases[] = {
+        {{"--help"}, "Usage: orvel-cli [OPTIONS] [COMMAND]\n"},
+        {{"-h"}, "Usage: orvel-cli [OPTIONS] [COMMAND]\n"},
+        {{"list", "--help"}, "Usage: orvel-cli list [OPTIONS]\n"},
+        {{"show", "--help"}, "Usage: orvel-cli show [OPTIONS] FILE|ID\n"},
+        {{"--help", "show"}, "Usage: orvel-cli show [OPTIONS] FILE|ID\n"},
+        {{"preview", "--help"}, "--from MESSAGE-ID"},
+        {{"url", "-h"}, "Usage: orvel-cli url [OPTIONS] URL\n"},
+        {{"recent", "--help"}, "--home DIR"},
+        {{"relay", "--help"}, "Usage: orvel-cli relay [OPTIONS] COMMAND\n"},
+        {{"relay", "check", "--help"}, "--home DIR"},
+        {{"--version"}, "orvel-cli "},
+        {{"list", "--version"}, "orvel-cli "},
+    };
+    for (const auto& [words, text] : cases) {
+        const auto result = run(words);
+        EXPECT_EQ(result.status, 0) << testing::PrintToString(words);
+        EXPECT_THAT(result.out, HasSubstr(text)) << testing::PrintToString(words);
+        EXPECT_EQ(result.err, "") << testing::PrintToString(words);
+    }
+}

@@ -1,0 +1,56 @@
+#include "Orvel/cli/TerminalText.h"
+
+#include <gtest/gtest.h>
+
+using namespace orvel;
+
+TEST(TerminalText, NothingReachesTheTerminalThatItWouldObey) {
+    const struct {
+        std::string text, line, lines;
+    } cases[] = {
+        {"plain, Ünï, 検索", "plain, Ünï, 検索", "plain, Ünï, 検索"},
+        {"\x1b]0;title\x07", "␛]0;title␇", "␛]0;title␇"},
+        {"a\nb\tc\r", "a␊b␉c␍", "a\nb\tc␍"},
+        {std::string("\0\x7f", 2), "␀␡", "␀␡"},
+        {"\u009b31m\u0085", "\uFFFD31m\uFFFD", "\uFFFD31m\uFFFD"},
+        {"\x9b\xff", "\uFFFD\uFFFD", "\uFFFD\uFFFD"},
+        {"a\u2028b\u202Ec\u2066", "a\uFFFDb\uFFFDc\uFFFD", "a\u2028b\u202Ec\u2066"},
+        {"", "", ""},
+    };
+    for (const auto& [text, line, lines] : cases) {
+        EXPECT_EQ(visibleLine(text), line);
+        EXPECT_EQ(visibleText(text), lines);
+    }
+}
+
+TEST(TerminalText, IsCutByColumns) {
+    const struct {
+        std::string text;
+        std::size_t columns;
+        std::string expected;
+    } cases[] = {
+        {"abcdef", 6, "abcdef"},
+        {"abcdef", 5, "abcd…"},
+        {"検索", 4, "検索"},
+        {"検索語", 5, "検索…"},
+        {"検索語", 4, "検…"},
+        {"e\u0301e\u0301", 2, "e\u0301e\u0301"},
+        {"", 1, ""},
+        {"ab", 1, "…"},
+    };
+    for (const auto& [text, columns, expected] : cases) {
+        EXPECT_EQ(fittedToColumns(text, columns), expected);
+        EXPECT_LE(columnCount(expected), columns);
+    }
+}
+
+TEST(TerminalText, TablesStandInColumnsWithAndWithoutStyles) {
+    TextTable table;
+    table.add({{"検索", TextStyle::codex}, {"long title", TextStyle::plain, 6}, {"end"}});
+    table.add({{"a"}, {"b\n"}, {"c"}});
+    EXPECT_EQ(table.text(Stylist(false)), "検索  long …  end\n"
+                                          "a     b␊      c\n");
+    EXPECT_EQ(table.text(Stylist(true)), "\x1b[36m検索\x1b[0m  long …  end\n"
+                                         "a     b␊      c\n");
+    EXPECT_EQ(TextTable().text(Stylist(true)), "");
+}
