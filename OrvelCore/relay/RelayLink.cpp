@@ -112,7 +112,7 @@ std::shared_ptr<const RelayLink> RelayState::validatedLink(std::shared_ptr<const
     std::unordered_set<std::string> keys;
     for (const auto& member : link->conversations)
         require(keys.insert(member.id()).second, Case::invalidLink);
-    std::unordered_set<std::string_view> ids(link->pairIDs.begin(), link->pairIDs.end());
+    const std::unordered_set<std::string_view> ids(link->pairIDs.begin(), link->pairIDs.end());
     require(ids.size() == link->pairIDs.size(), Case::invalidLink);
     for (std::size_t i = 0; i < link->pairIDs.size(); ++i) {
         const auto& left = link->conversations[i];

@@ -38,7 +38,7 @@ std::string RelaySpeakerContext::label(const ConversationReference& reference) c
         return frozen->second;
     auto used = usedLabels;
     for (const auto& [key, text] : frozenLabels) used.insert(text);
-    const std::string base(rawValue(reference.agent));
+    std::string base(rawValue(reference.agent));
     if (!used.contains(base)) return base;
     for (int number = 2;; ++number)
         if (auto numbered = base + " " + std::to_string(number); !used.contains(numbered)) return numbered;
