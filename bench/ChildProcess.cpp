@@ -1,4 +1,4 @@
-#include "bench/ChildProcess.h"
+#include "ChildProcess.h"
 
 #include <array>
 #include <cstdio>

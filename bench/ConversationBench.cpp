@@ -1,10 +1,10 @@
-#include "bench/ConversationBench.h"
+#include "ConversationBench.h"
 
+#include "ChildProcess.h"
+#include "ConversationFloors.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
-#include "bench/ChildProcess.h"
-#include "bench/ConversationFloors.h"
-#include "bench/SampleTranscripts.h"
+#include "SampleTranscripts.h"
 
 #include <filesystem>
 #include <sstream>

@@ -1,4 +1,4 @@
-#include "bench/ConversationFloors.h"
+#include "ConversationFloors.h"
 
 #include <array>
 #include <cstring>

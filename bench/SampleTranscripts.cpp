@@ -1,4 +1,4 @@
-#include "bench/SampleTranscripts.h"
+#include "SampleTranscripts.h"
 
 #include "samples/TranscriptWriter.h"
 

@@ -1,8 +1,8 @@
 // orvel-bench: Google Benchmark's program with Orvel's benchmarks. With "--once WORK..." it does one piece of
 // work and prints the peak of its memory in bytes.
 
-#include "bench/ChildProcess.h"
-#include "bench/ConversationBench.h"
+#include "ChildProcess.h"
+#include "ConversationBench.h"
 
 #include <cstdio>
 #include <exception>
