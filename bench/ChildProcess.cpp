@@ -1,4 +1,4 @@
-#include "ChildProcess.h"
+#include "bench/ChildProcess.h"
 
 #include <array>
 #include <cstdio>

@@ -1,10 +1,10 @@
-#include "ConversationBench.h"
+#include "bench/ConversationBench.h"
 
-#include "ChildProcess.h"
-#include "ConversationFloors.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
-#include "SampleTranscripts.h"
+#include "bench/ChildProcess.h"
+#include "bench/ConversationFloors.h"
+#include "bench/SampleTranscripts.h"
 
 #include <filesystem>
 #include <sstream>
@@ -15,11 +15,6 @@
 namespace orvel::bench {
 
 namespace {
-
-SampleTranscripts& samples() {
-    static SampleTranscripts samples;
-    return samples;
-}
 
 MessageDigests digestsOf(const Conversation& conversation) {
     const auto& id = conversation.messages.back().id;

@@ -1,4 +1,4 @@
-#include "ConversationFloors.h"
+#include "bench/ConversationFloors.h"
 
 #include <array>
 #include <cstring>

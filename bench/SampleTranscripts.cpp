@@ -1,4 +1,4 @@
-#include "SampleTranscripts.h"
+#include "bench/SampleTranscripts.h"
 
 #include "samples/TranscriptWriter.h"
 
@@ -126,6 +126,11 @@ const AgentFolders& SampleTranscripts::many() {
         pathBytes += std::filesystem::file_size(path);
     }
     return home;
+}
+
+SampleTranscripts& samples() {
+    static SampleTranscripts samples;
+    return samples;
 }
 
 } // namespace orvel::bench

@@ -40,4 +40,7 @@ class SampleTranscripts {
     std::uintmax_t pathBytes = 0;
 };
 
+/// The files of this run.
+SampleTranscripts& samples();
+
 } // namespace orvel::bench

@@ -1,13 +1,15 @@
 // orvel-bench: Google Benchmark's program with Orvel's benchmarks. With "--once WORK..." it does one piece of
 // work and prints the peak of its memory in bytes.
 
-#include "ChildProcess.h"
-#include "ConversationBench.h"
+#include "bench/ChildProcess.h"
+#include "bench/ConversationBench.h"
+#include "bench/WindowBench.h"
 
 #include <cstdio>
 #include <exception>
 #include <string_view>
 
+#include <QApplication>
 #include <benchmark/benchmark.h>
 
 int main(int argc, char** argv) try {
@@ -16,7 +18,10 @@ int main(int argc, char** argv) try {
         std::printf("%.0f\n", orvel::bench::peakMemory());
         return 0;
     }
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QApplication application(argc, argv);
     orvel::bench::registerConversationBenchmarks();
+    orvel::bench::registerWindowBenchmarks();
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
     benchmark::RunSpecifiedBenchmarks();

@@ -9,6 +9,7 @@
 #include "Orvel/platform/qt/QtText.h"
 #include "Orvel/platform/qt/SingleInstance.h"
 #include "Orvel/platform/qt/SystemAppearance.h"
+#include "Orvel/platform/qt/TerminationSignals.h"
 #include "Orvel/screens/MainWindow.h"
 #include "Orvel/screens/Theme.h"
 #include "OrvelCore/files/FilePath.h"
@@ -46,12 +47,12 @@ std::string openable(const QString& argument) {
         QFile::encodeName(url.isLocalFile() ? url.toLocalFile() : argument).toStdString());
 }
 
-Options parsedOptions(const QApplication& application) {
+Options parsedOptions(const QCoreApplication& application) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Carries the substance of one agent conversation into another."));
-    parser.addHelpOption();
-    parser.addVersionOption();
+    const auto help = parser.addHelpOption();
+    const auto version = parser.addVersionOption();
     const QCommandLineOption sample(QStringLiteral("sample"),
                                     QStringLiteral("Run on sample conversations, made fresh."));
     const QCommandLineOption home(QStringLiteral("home"), QStringLiteral("Take this folder for the home."),
@@ -66,7 +67,12 @@ Options parsedOptions(const QApplication& application) {
     parser.addPositionalArgument(QStringLiteral("file"),
                                  QStringLiteral("A conversation file or an orvel: URL to open."),
                                  QStringLiteral("[FILE|URL]"));
-    parser.process(application);
+    if (!parser.parse(application.arguments())) {
+        std::fprintf(stderr, "orvel: %s\n", qPrintable(parser.errorText()));
+        std::exit(2);
+    }
+    if (parser.isSet(help)) parser.showHelp();
+    if (parser.isSet(version)) parser.showVersion();
 
     const auto folder = [&](const QCommandLineOption& option) {
         return parser.isSet(option) ? std::optional(QFile::encodeName(parser.value(option)).toStdString())
@@ -81,6 +87,15 @@ Options parsedOptions(const QApplication& application) {
     if (mode != u"system") options.dark = mode == u"dark";
     for (const auto& argument : parser.positionalArguments()) options.toOpen.push_back(openable(argument));
     return options;
+}
+
+bool hasDisplay() {
+#ifdef Q_OS_MACOS
+    return true;
+#else
+    return qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY") ||
+           qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
+#endif
 }
 
 void showTheme(bool dark) {
@@ -152,6 +167,7 @@ int run(QApplication& application, const Options& options) {
                      places.dataFolder.c_str());
         return 1;
     }
+    const TerminationSignals endings;
     window.show();
     model.discoverConversations();
     requests.open(options.toOpen);
@@ -164,13 +180,20 @@ int main(int argc, char** argv) {
     QApplication::setApplicationName(QStringLiteral("Orvel"));
     QApplication::setApplicationVersion(QStringLiteral(ORVEL_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("orvel"));
+    // The options need no display, so that help and complaints do without one.
+    const auto options = parsedOptions(QCoreApplication(argc, argv));
+    if (!hasDisplay()) {
+        std::fputs("orvel: There is no display for the window. orvel-cli does the same work in a terminal.\n",
+                   stderr);
+        return 1;
+    }
     QApplication application(argc, argv);
     QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("orvel")));
 #ifndef Q_OS_MACOS
     if (auto* style = QStyleFactory::create(QStringLiteral("Fusion"))) QApplication::setStyle(style);
 #endif
     try {
-        return run(application, parsedOptions(application));
+        return run(application, options);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "orvel: %s\n", failure.what());
         return 1;

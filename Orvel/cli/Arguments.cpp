@@ -46,6 +46,7 @@ class HelpFormatter : public CLI::Formatter {
     std::string make_footer(const CLI::App* command) const override {
         const auto* program = command->get_parent();
         if (!program) return CLI::Formatter::make_footer(command);
+        while (program->get_parent()) program = program->get_parent();
         return make_group(globalOptions, false, program->get_options([](const CLI::Option* option) {
             return option->get_group() == globalOptions;
         }));
@@ -92,6 +93,14 @@ class Grammar {
         url.add_option("URL", result.subject, "An orvel://handoff URL")->required();
 
         addCommand(Command::recent, "recent", "List the conversations that were opened last");
+
+        auto& relay = *program.add_subcommand("relay", "Look into a file of relay records");
+        relay.group("Commands");
+        relay.require_subcommand(1);
+        auto& check = addCommand(relay, Command::relayCheck, "check",
+                                 "Print what the file holds, and whether its records keep their rules");
+        check.add_option("FILE", result.subject, "A relay-state.json; with --json it is written again")
+            ->required();
     }
 
     std::variant<Arguments, UsageReply> parse(std::span<const std::string> arguments) try {
@@ -125,7 +134,11 @@ class Grammar {
     }
 
     CLI::App& addCommand(Command command, const char* name, const char* description) {
-        auto& added = *program.add_subcommand(name, description);
+        return addCommand(program, command, name, description);
+    }
+
+    CLI::App& addCommand(CLI::App& parent, Command command, const char* name, const char* description) {
+        auto& added = *parent.add_subcommand(name, description);
         added.group("Commands");
         added.final_callback([this, command] { result.command = command; });
         return added;

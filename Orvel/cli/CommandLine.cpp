@@ -4,6 +4,7 @@
 #include "Orvel/cli/Arguments.h"
 #include "Orvel/cli/Commands.h"
 #include "Orvel/cli/Output.h"
+#include "Orvel/cli/RelayCheck.h"
 #include "Orvel/cli/SampleTour.h"
 #include "Orvel/cli/TerminalText.h"
 #include "OrvelCore/Failure.h"
@@ -56,6 +57,7 @@ void runCommand(const Arguments& arguments, const Places& places, Output& output
     case show: return output.write(Commands::show(arguments, places, stylist));
     case preview: return output.write(Commands::preview(arguments, places));
     case url: return output.write(Commands::url(arguments, stylist));
+    case relayCheck: return checkRelayRecords(arguments, output, stylist);
     }
 }
 

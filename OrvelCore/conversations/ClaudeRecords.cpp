@@ -9,11 +9,12 @@ void ClaudeRecords::take(const simdjson::dom::object& record, std::size_t lineNu
     if (isTrue(record, "isSidechain")) return;
 
     // Every type of record may be a link of the chain that leads from message to message.
-    const auto uuid = stringMember(record, "uuid");
+    Place place{.uuid = stringMember(record, "uuid")};
+    if (place.uuid) place.number = numberOf(*place.uuid);
     simdjson::dom::element parent;
-    if (uuid && record["parentUuid"].get(parent) == simdjson::SUCCESS) {
-        const auto parentNumber = numberOf(stringMember(record, "parentUuid").value_or(""));
-        links[numberOf(*uuid)].parent = parentNumber;
+    if (place.uuid && record["parentUuid"].get(parent) == simdjson::SUCCESS) {
+        place.parent = numberOf(stringMember(record, "parentUuid").value_or(""));
+        links[place.number].parent = place.parent;
         hasParents = true;
     }
 
@@ -21,26 +22,24 @@ void ClaudeRecords::take(const simdjson::dom::object& record, std::size_t lineNu
     if (type == "system" && stringMember(record, "subtype") == "stop_hook_summary")
         conversation.isBusy = false;
     if (type != "user" && type != "assistant") return;
-    if (const auto message = objectMember(record, "message"))
-        takeMessage(record, *message, *type, lineNumber);
+    const auto message = objectMember(record, "message");
+    if (!message) return;
+    if (const auto session = stringMember(record, "sessionId")) conversation.id = *session;
+    takeMessage(*message, *type, place, lineNumber);
 }
 
-void ClaudeRecords::takeMessage(const simdjson::dom::object& record, const simdjson::dom::object& message,
-                                std::string_view type, std::size_t lineNumber) {
-    const auto uuid = stringMember(record, "uuid");
-    const auto number = uuid ? numberOf(*uuid) : 0;
+void ClaudeRecords::takeMessage(const simdjson::dom::object& message, std::string_view type,
+                                const Place& place, std::size_t lineNumber) {
     auto text = contentText(message["content"]);
-    if (const auto session = stringMember(record, "sessionId")) conversation.id = *session;
     if (type == "user") {
         conversation.isBusy = true;
-        const auto parent = stringMember(record, "parentUuid").value_or("");
-        if (!parent.empty() && uuid && !text.empty()) noteUserChild(numberOf(parent), number);
+        if (place.parent != 0 && !text.empty()) noteUserChild(place.parent, place.number);
     } else {
         const auto reason = stringMember(message, "stop_reason").value_or("");
         conversation.isBusy = reason != "end_turn" && reason != "stop_sequence" && reason != "max_tokens";
     }
-    if (uuid) lastUUID = number;
-    if (messages.append(type, std::move(text), uuid, lineNumber)) messageUUIDs.push_back(number);
+    if (place.uuid) lastUUID = place.number;
+    if (messages.append(type, std::move(text), place.uuid, lineNumber)) messageUUIDs.push_back(place.number);
 }
 
 void ClaudeRecords::noteUserChild(Number parent, Number child) {

@@ -36,9 +36,16 @@ class ClaudeRecords {
         bool isActive = false;
     };
 
+    // Where a record stands in the chain.
+    struct Place {
+        std::optional<std::string_view> uuid;
+        Number number = 0; // Of the uuid.
+        Number parent = 0;
+    };
+
     Number numberOf(std::string_view uuid);
-    void takeMessage(const simdjson::dom::object& record, const simdjson::dom::object& message,
-                     std::string_view type, std::size_t lineNumber);
+    void takeMessage(const simdjson::dom::object& message, std::string_view type, const Place& place,
+                     std::size_t lineNumber);
     void noteUserChild(Number parent, Number child);
 
     Conversation& conversation;

@@ -14,7 +14,7 @@ _orvel_cli() {
         case ${COMP_WORDS[i]} in
         =) is_value=yes ;;
         --home | --data | --agent | --from | --note) is_value=yes ;;
-        list | show | preview | url | recent)
+        list | show | preview | url | recent | relay)
             [[ -n $is_value || -n $command ]] || command=${COMP_WORDS[i]}
             is_value=
             ;;
@@ -48,7 +48,16 @@ _orvel_cli() {
         return
     fi
     case $command in
-    "") COMPREPLY=($(compgen -W "list show preview url recent" -- "$current")) ;;
+    "") COMPREPLY=($(compgen -W "list show preview url recent relay" -- "$current")) ;;
+    relay)
+        if [[ $previous == relay ]]; then
+            COMPREPLY=($(compgen -W "check" -- "$current"))
+            return
+        fi
+        compopt -o filenames 2>/dev/null
+        local IFS=$'\n'
+        COMPREPLY=($(compgen -f -- "$current"))
+        ;;
     show | preview)
         compopt -o filenames 2>/dev/null
         local IFS=$'\n'

@@ -18,7 +18,7 @@ std::string parsed(const Words& words) {
         return (reply->isComplaint ? "complaint: " : "reply: ") +
                reply->text.substr(0, reply->text.find('\n'));
     const auto& arguments = std::get<Arguments>(result);
-    constexpr const char* names[] = {"none", "list", "show", "preview", "url", "recent"};
+    constexpr const char* names[] = {"none", "list", "show", "preview", "url", "recent", "relay check"};
     std::string line = names[static_cast<int>(arguments.command)];
     if (!arguments.subject.empty()) line += " {" + arguments.subject + "}";
     if (arguments.agent) line += " agent=" + std::string(rawValue(*arguments.agent));
@@ -45,6 +45,8 @@ TEST(Arguments, AreTakenApart) {
         {{"preview", "x", "--from", "m-1", "--note", "Look"}, "preview {x} from={m-1} note={Look}"},
         {{"--sample"}, "none sample"},
         {{"recent", "--sample"}, "recent sample"},
+        {{"relay", "check", "f", "--json"}, "relay check {f} json"},
+        {{"relay", "--home=/h", "check", "check"}, "relay check {check} home=/h"},
         // Names of commands are no commands where something else is expected.
         {{"show", "list"}, "show {list}"},
         {{"preview", "recent", "--note", "url"}, "preview {recent} note={url}"},
@@ -87,6 +89,9 @@ TEST_F(CommandLine, WrongUsageIsExplainedOnStandardErrorAlone) {
         {{"show", "a", "b"}, "b"},
         {{"preview", "a", "--from", "1", "--from", "2"}, "--from"},
         {{"url"}, "URL is required"},
+        {{"relay"}, "required\nTry “orvel-cli relay --help”."},
+        {{"relay", "check"}, "FILE is required"},
+        {{"relay", "mend", "f"}, "orvel-cli relay --help"},
         {{"list", "--home="}, "--home: must not be empty"},
         {{"list", "--data", ""}, "--data: must not be empty"},
         {{"--home", "/a", "list", "--home", "/b"}, "--home"},
@@ -116,6 +121,8 @@ TEST_F(CommandLine, EveryCommandHasHelp) {
         {{"preview", "--help"}, "--from MESSAGE-ID"},
         {{"url", "-h"}, "Usage: orvel-cli url [OPTIONS] URL\n"},
         {{"recent", "--help"}, "--home DIR"},
+        {{"relay", "--help"}, "Usage: orvel-cli relay [OPTIONS] COMMAND\n"},
+        {{"relay", "check", "--help"}, "--home DIR"},
         {{"--version"}, "orvel-cli "},
         {{"list", "--version"}, "orvel-cli "},
     };

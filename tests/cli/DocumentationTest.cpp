@@ -107,7 +107,7 @@ Names withDashes(const Names& names) {
 
 TEST(Documentation, BashOffersWhatTheHelpNames) {
     const Help help;
-    ASSERT_EQ(help.commands.size(), 5U);
+    ASSERT_EQ(help.commands.size(), 6U);
     EXPECT_EQ(bashOffers("''"), help.commands);
     for (const auto& [command, options] : help.optionsOf)
         EXPECT_EQ(bashOffers(command + " --"), withDashes(options)) << command;
@@ -116,7 +116,8 @@ TEST(Documentation, BashOffersWhatTheHelpNames) {
         std::string words;
         Names offers;
     } cases[] = {
-        {"re", {"recent"}},
+        {"re", {"recent", "relay"}},
+        {"relay ch", {"check"}},
         {"list --agent ''", {"codex", "claude"}},
         {"list --agent = cl", {"claude"}},
         {"list --agent =", {"codex", "claude"}},

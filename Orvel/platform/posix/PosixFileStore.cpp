@@ -64,15 +64,23 @@ class TemporaryFile {
     int descriptor;
 };
 
-void syncFolder(const std::string& folder) {
-    const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0) fail(folder);
-    const bool done =
-        fsync(descriptor) == 0 || errno == EINVAL; // Some file systems keep folders safe themselves.
-    const int code = errno;
-    close(descriptor);
-    if (!done) throw FileError::fromErrno(code, saving, folder);
-}
+// A folder held open, so that its entries can be sent to the disk.
+class OpenFolder {
+  public:
+    explicit OpenFolder(const std::string& folder)
+        : descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+        if (descriptor < 0) fail(folder);
+    }
+    OpenFolder(const OpenFolder&) = delete;
+    OpenFolder& operator=(const OpenFolder&) = delete;
+    ~OpenFolder() { close(descriptor); }
+
+    /// Called when the new file stands already: a disk that refuses now has still the old one or the new one.
+    void sync() const { fsync(descriptor); }
+
+  private:
+    int descriptor;
+};
 
 } // namespace
 
@@ -82,10 +90,11 @@ void PosixFileStore::replaceFile(const std::string& path, std::string_view conte
     const auto target = standardizedPath(path);
     const std::string folder(parentFolder(target));
     makeFolder(folder);
+    const OpenFolder openFolder(folder);
     TemporaryFile file(target);
     file.write(contents);
     file.takePlace();
-    syncFolder(folder);
+    openFolder.sync();
 }
 
 } // namespace orvel

@@ -1,0 +1,23 @@
+#pragma once
+// Lets the signals that ask a program to end close a Qt application in order, so that it saves and removes
+// what it has to.
+
+#include <memory>
+
+class QSocketNotifier;
+
+namespace orvel {
+
+/// While it lives, SIGINT, SIGTERM and SIGHUP quit the application. There is one at a time.
+class TerminationSignals {
+  public:
+    TerminationSignals();
+    TerminationSignals(const TerminationSignals&) = delete;
+    TerminationSignals& operator=(const TerminationSignals&) = delete;
+    ~TerminationSignals();
+
+  private:
+    std::unique_ptr<QSocketNotifier> notifier;
+};
+
+} // namespace orvel

@@ -1,0 +1,36 @@
+#include "OrvelCore/relay/RelayPair.h"
+
+#include "OrvelCore/files/FilePath.h"
+
+#include <filesystem>
+
+namespace orvel {
+
+namespace {
+
+std::string resolvedPath(const std::string& path) {
+    std::error_code error;
+    const auto resolved = std::filesystem::weakly_canonical(path, error);
+    return standardizedPath(error ? path : resolved.string());
+}
+
+} // namespace
+
+std::string RelayPair::speakerLabel(Agent agent) const {
+    return speakerContext ? speakerContext->label(endpoint(agent)) : std::string(rawValue(agent));
+}
+
+std::string positionKey(std::string_view pairID, Agent source) {
+    return std::string(pairID) + ":" + std::string(rawValue(source));
+}
+
+bool sameKey(const ConversationReference& one, const ConversationReference& two) {
+    return one.agent == two.agent && one.sessionID == two.sessionID;
+}
+
+bool sameIdentity(const ConversationReference& one, const ConversationReference& two) {
+    return sameKey(one, two) && (one.transcriptPath == two.transcriptPath ||
+                                 resolvedPath(one.transcriptPath) == resolvedPath(two.transcriptPath));
+}
+
+} // namespace orvel

@@ -1,0 +1,196 @@
+#include "OrvelCore/relay/RelayStateJson.h"
+
+#include "OrvelCore/relay/RelayStateError.h"
+#include "OrvelCore/relay/RelayStateReport.h"
+#include "RelaySamples.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <limits>
+
+namespace orvel {
+namespace {
+
+using testing::HasSubstr;
+
+// Every record with every optional field.
+constexpr std::string_view full = R"({
+"pairs":[{"id":"P","codex":{"agent":"codex","sessionID":"c","title":"C","transcriptPath":"/c","workingDirectory":"/w",
+  "modifiedAt":700000000.25,"desktopSessionID":"local_1"},"claude":{"agent":"claude","sessionID":"d","title":"D",
+  "transcriptPath":"/d","modifiedAt":1},"archivedAt":5,"speakerContext":{"frozenLabels":{"codex:c":"codex"},"usedLabels":["codex"]}}],
+"transfers":[{"id":"T","pairID":"P","source":"claude","payload":"me: \"hi\"\n","instruction":"i","sourceThrough":"s",
+  "destinationBefore":"b","createdAt":2.5,"status":"received","receivedMessageID":"r","startMessageID":"m",
+  "deliveryMode":"submitted","retryable":false,"assistantLabel":"claude 2","sourceNoteRevision":3}],
+"checkpoints":{"P:claude":"s"},
+"incomingStarts":{"P:codex":"r"},
+"initialTransfers":[{"id":"I","sourceReference":{"agent":"codex","sessionID":"c","title":"C","transcriptPath":"/c",
+  "modifiedAt":1},"destinationAgent":"claude","payload":"p","instruction":"i","sourceThrough":"s","startMessageID":"m",
+  "existingDestinationIDs":["claude:x"],"createdAt":3,"deliveryMode":"copied","boundPairID":"P","retryable":true,
+  "nextInstruction":"n","nextStartMessageID":"q","speakerContext":{"frozenLabels":{},"usedLabels":[]},
+  "assistantLabel":"codex","linkAttachment":{"anchorPairID":"P","end":"trailing"},"sourceNoteRevision":-1}],
+"drafts":{"P:codex":{"instruction":"d","startMessageID":"m","nextTransfer":true}},
+"links":[{"id":"L","conversations":[{"agent":"codex","sessionID":"c","title":"C","transcriptPath":"/c","modifiedAt":1}],
+  "pairIDs":["P"],"speakerContext":{"frozenLabels":{},"usedLabels":[]},"archivedAt":5,
+  "sourceNotes":{"codex:c":{"instruction":"n","revision":2}}}]})";
+
+// The same records without any optional field.
+constexpr std::string_view bare = R"({
+"pairs":[{"id":"P","codex":{"agent":"codex","sessionID":"c","title":"C","transcriptPath":"/c","modifiedAt":1},
+  "claude":{"agent":"claude","sessionID":"d","title":"D","transcriptPath":"/d","modifiedAt":1}}],
+"transfers":[{"id":"T","pairID":"P","source":"claude","payload":"","instruction":"","createdAt":2.5,"status":"awaitingReceipt"}],
+"checkpoints":{},"incomingStarts":{},
+"initialTransfers":[{"id":"I","sourceReference":{"agent":"codex","sessionID":"c","title":"C","transcriptPath":"/c",
+  "modifiedAt":1},"destinationAgent":"claude","payload":"p","instruction":"i","existingDestinationIDs":[],"createdAt":3,
+  "deliveryMode":"copied"}],
+"drafts":{"P:codex":{"instruction":""}},
+"links":[{"id":"L","conversations":[],"pairIDs":[],"speakerContext":{"frozenLabels":{},"usedLabels":[]},"sourceNotes":{}}]})";
+
+std::string withChange(std::string_view from, std::string_view to) {
+    std::string json(full);
+    const auto at = json.find(from);
+    EXPECT_NE(at, json.npos) << from;
+    return json.replace(at, from.size(), to);
+}
+
+TEST(RelayStateJson, readsAndWritesEveryKey) {
+    for (const auto document : {full, bare}) {
+        const auto state = decodeRelayState(document);
+        EXPECT_EQ(nlohmann::json::parse(encodeRelayState(state)), nlohmann::json::parse(document));
+    }
+    const auto state = decodeRelayState(full);
+    EXPECT_EQ(*state.transfers[0].payload, "me: \"hi\"\n");
+    EXPECT_EQ(state.initialTransfers[0].linkAttachment, (RelayLinkAttachment{"P", RelayLinkEnd::trailing}));
+    EXPECT_EQ(state.links[0].sourceNotes.at("codex:c"), (RelayLinkNote{"n", 2}));
+}
+
+TEST(RelayStateJson, writesAllTopLevelKeysInTheirOrder) {
+    EXPECT_EQ(
+        encodeRelayState(decodeRelayState("{}")),
+        R"({"pairs":[],"transfers":[],"checkpoints":{},"incomingStarts":{},"initialTransfers":[],"drafts":{},"links":[]})");
+}
+
+TEST(RelayStateJson, readsWhatOlderFilesLack) {
+    const auto state =
+        decodeRelayState(R"({"pairs":[],"transfers":null,"checkpoints":{"P:codex":"m"},"future":{"x":[1]}})");
+    EXPECT_EQ(*state.checkpoints.find("P:codex"), "m");
+    EXPECT_TRUE(state.links.empty());
+    const auto old = decodeRelayState(bare);
+    EXPECT_EQ(old.pairs[0].speakerContext, std::nullopt);
+    EXPECT_EQ(old.pairs[0].speakerLabel(Agent::claude), "claude");
+}
+
+TEST(RelayStateJson, keepsDatesExactly) {
+    for (const double date :
+         {0.1, 801234567.123456, 1e15, 123456789012345680000.0, -2.5e-300, 1.7976931348623157e308}) {
+        RelayState state;
+        RelayTransfer transfer;
+        transfer.createdAt = date;
+        state.transfers.append(transfer);
+        EXPECT_EQ(decodeRelayState(encodeRelayState(state)).transfers[0].createdAt, date);
+    }
+}
+
+TEST(RelayStateJson, refusesWhatItDoesNotUnderstand) {
+    const auto nested = [](std::size_t depth) {
+        return "{\"x\":" + std::string(depth, '[') + std::string(depth, ']') + "}";
+    };
+    const struct {
+        const char* what;
+        std::string json;
+        RelayStateError::Case kind;
+        std::string_view words;
+    } cases[] = {
+        {"no document", "", RelayStateError::Case::notJSON, "not valid JSON"},
+        {"blanks", std::string(100'000, ' '), RelayStateError::Case::notJSON, "not valid JSON"},
+        {"a list", "[]", RelayStateError::Case::unexpectedContent, "the document is not an object"},
+        {"more behind the document", "{} {}", RelayStateError::Case::notJSON, ""},
+        {"no UTF-8", "{\"pairs\":\"\xff\"}", RelayStateError::Case::notJSON, "UTF-8"},
+        {"deep nesting", nested(10'000), RelayStateError::Case::notJSON, "deep"},
+        {"a number beyond double", withChange("2.5", "1e999"), RelayStateError::Case::notJSON, "number"},
+        {"a missing key", withChange("\"pairID\":\"P\",", ""), RelayStateError::Case::unexpectedContent,
+         "transfers[0].pairID is missing"},
+        {"another type", withChange("\"createdAt\":2.5", "\"createdAt\":\"2.5\""),
+         RelayStateError::Case::unexpectedContent, "transfers[0].createdAt is not a number"},
+        {"null for a required text", withChange("\"title\":\"D\"", "\"title\":null"),
+         RelayStateError::Case::unexpectedContent, "pairs[0].claude.title is not a text"},
+        {"a broken revision", withChange("\"revision\":2", "\"revision\":2.5"),
+         RelayStateError::Case::unexpectedContent, "links[0].sourceNotes.codex:c.revision is not an integer"},
+        {"an unknown status", withChange("\"received\"", "\"failed\""),
+         RelayStateError::Case::unexpectedContent, "transfers[0].status has an unknown value"},
+        {"an unknown agent", withChange("\"source\":\"claude\"", "\"source\":\"Claude\""),
+         RelayStateError::Case::unexpectedContent, "transfers[0].source has an unknown value"},
+        {"an unknown end", withChange("\"trailing\"", "\"middle\""), RelayStateError::Case::unexpectedContent,
+         "initialTransfers[0].linkAttachment.end has an unknown value"},
+        {"a key twice", withChange("\"retryable\":false", "\"retryable\":false,\"retr\\u0079able\":true"),
+         RelayStateError::Case::unexpectedContent, "transfers[0].retryable stands twice"},
+        {"a top-level key twice", "{\"pairs\":[],\"links\":[],\"pairs\":[]}",
+         RelayStateError::Case::unexpectedContent, "pairs stands twice"},
+        {"a map key twice", "{\"checkpoints\":{\"a\":\"1\",\"a\":\"1\"}}",
+         RelayStateError::Case::unexpectedContent, "checkpoints.a stands twice"},
+        {"a list with another type", withChange("[\"claude:x\"]", "[\"claude:x\",7]"),
+         RelayStateError::Case::unexpectedContent,
+         "initialTransfers[0].existingDestinationIDs[1] is not a text"},
+    };
+    for (const auto& c : cases) {
+        try {
+            decodeRelayState(c.json);
+            ADD_FAILURE() << c.what;
+        } catch (const RelayStateError& error) {
+            EXPECT_EQ(error.kind(), c.kind) << c.what;
+            EXPECT_THAT(error.what(), HasSubstr(c.words)) << c.what;
+        }
+    }
+}
+
+TEST(RelayStateJson, refusesAFileThatIsCutAnywhere) {
+    const auto whole = encodeRelayState(decodeRelayState(full));
+    for (std::size_t size = 0; size < whole.size(); ++size)
+        EXPECT_THROW(decodeRelayState(whole.substr(0, size)), RelayStateError) << size;
+}
+
+TEST(RelayStateJson, writesNothingThatCouldNotBeRead) {
+    const auto isStorable = [](auto change) {
+        auto state = decodeRelayState(full);
+        state.transfers.change("T", change);
+        try {
+            return !encodeRelayState(state).empty();
+        } catch (const RelayStateError& error) {
+            EXPECT_EQ(error.kind(), RelayStateError::Case::notStorable);
+            return false;
+        }
+    };
+    EXPECT_TRUE(isStorable([](RelayTransfer&) {}));
+    EXPECT_FALSE(isStorable([](RelayTransfer& t) { t.payload = std::string("\xc3"); }));
+    EXPECT_FALSE(isStorable([](RelayTransfer& t) { t.createdAt = std::numeric_limits<double>::infinity(); }));
+    EXPECT_FALSE(
+        isStorable([](RelayTransfer& t) { t.createdAt = std::numeric_limits<double>::quiet_NaN(); }));
+}
+
+TEST(RelayStateReport, countsAndNamesWhatIsBroken) {
+    using testing::Contains;
+    const auto report = RelayStateReport::of(decodeRelayState(full));
+    EXPECT_EQ(report.archivedPairs, 1u);
+    EXPECT_EQ(report.receivedTransfers, 1u);
+    EXPECT_EQ(report.boundInitialTransfers, 1u);
+    EXPECT_THAT(report.violations, Contains("Link L has the wrong number of conversations or pairs."));
+    EXPECT_THAT(report.violations, Contains("Initial transfer I is bound without its pair or its transfer."));
+
+    samples::Desk desk;
+    desk.state.pairs.append(desk.state.pairs[0]);
+    desk.prepareFromCodex();
+    desk.prepareInitial();
+    desk.state.checkpoints.set("P1:codex", "invented");
+    const auto broken = RelayStateReport::of(desk.state);
+    EXPECT_EQ(broken.pendingTransfers, 1u);
+    EXPECT_EQ(broken.pendingInitialTransfers, 1u);
+    EXPECT_THAT(broken.violations,
+                testing::UnorderedElementsAre(
+                    "Pair P1 has the identifier of another one.",
+                    "Pair P1 joins two conversations that another active pair joins already.",
+                    "Checkpoint P1:codex was proved by no transfer."));
+}
+
+} // namespace
+} // namespace orvel
