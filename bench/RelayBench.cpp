@@ -82,7 +82,12 @@ void copyChangeCompare(benchmark::State& run) {
         benchmark::DoNotOptimize(copy == original);
     }
 }
-BENCHMARK(copyChangeCompare)->Name("relay/copy-change-compare")->Arg(10)->Arg(1'000)->Arg(10'000);
+BENCHMARK(copyChangeCompare)
+    ->Name("relay/copy-change-compare")
+    ->Arg(10)
+    ->Arg(1'000)
+    ->Arg(10'000)
+    ->Unit(benchmark::kMicrosecond);
 
 void preview(benchmark::State& run) {
     const auto state = stateWith(1'000, 500);
