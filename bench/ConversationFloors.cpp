@@ -135,7 +135,7 @@ MessageDigests readFloor(const std::string& path, Agent agent) {
 }
 
 std::size_t openFloor(const std::vector<std::string>& paths) {
-    constexpr std::size_t headSize = 64 * 1024;
+    constexpr std::size_t headSize = 65'536;
     const auto buffer = std::make_unique_for_overwrite<char[]>(headSize);
     std::size_t total = 0;
     for (const auto& path : paths) total += Descriptor(path).read(buffer.get(), headSize);

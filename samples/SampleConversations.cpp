@@ -3,6 +3,8 @@
 #include <array>
 #include <utility>
 
+#include <fmt/format.h>
+
 namespace orvel {
 
 namespace {
@@ -262,26 +264,30 @@ SampleConversation clientPort() {
         "of behaviour."));
     for (std::size_t i = 0; i < files.size(); ++i) {
         const std::string file = files[i];
-        const auto calls = std::to_string(3 + i * 7 % 11);
-        const auto tests = std::to_string(9 + i * 5 % 17);
-        steps.push_back(ask(i == 0 ? "Fine, begin with " + file + "." : "Next: " + file + "."));
+        const auto calls = 3 + i * 7 % 11;
+        const auto tests = 9 + i * 5 % 17;
+        steps.push_back(ask((i == 0 ? "Fine, begin with " : "Next: ") + file + "."));
+        steps.push_back(command("cargo test handlers::" + file,
+                                fmt::format("test result: ok. {} passed; 0 failed", tests)));
         steps.push_back(
-            command("cargo test handlers::" + file, "test result: ok. " + tests + " passed; 0 failed"));
-        steps.push_back(answer("`handlers/" + file + ".rs` is ported: " + calls + " calls. " + causes[i % 4] +
-                               " Its " + tests + " tests pass unchanged."));
-        steps.push_back(ask(std::string("What about ") + doubts[i / 2 % 4] + " there?"));
+            answer(fmt::format("`handlers/{}.rs` is ported: {} calls. {} Its {} tests pass unchanged.", file,
+                               calls, causes[i % 4], tests)));
+        steps.push_back(ask(fmt::format("What about {} there?", doubts[i / 2 % 4])));
         steps.push_back(answer(verdicts[i / 2 % 4]));
         if (i % 2 == 0) {
-            steps.push_back(ask("Show me the smallest diff that a reviewer has to read for " + file + "."));
-            steps.push_back(answer("    -    let reply = client.get(&url)?;\n    +    let reply = "
-                                   "client.get(&url).await?;\n\nin " +
-                                   calls + " places, and the signature of `" + file +
-                                   "::handle`, which is async now."));
+            steps.push_back(
+                ask(fmt::format("Show me the smallest diff that a reviewer has to read for {}.", file)));
+            steps.push_back(
+                answer(fmt::format("    -    let reply = client.get(&url)?;\n"
+                                   "    +    let reply = client.get(&url).await?;\n\n"
+                                   "in {} places, and the signature of `{}::handle`, which is async now.",
+                                   calls, file)));
         } else {
             steps.push_back(ask("Which commit message did you write?"));
-            steps.push_back(answer("`Port " + file +
-                                   " to the async client`, and in its body the one change beyond "
-                                   "the calls, with the name of the test that shows it."));
+            steps.push_back(
+                answer(fmt::format("`Port {} to the async client`, and in its body the one change beyond "
+                                   "the calls, with the name of the test that shows it.",
+                                   file)));
         }
     }
     steps.push_back(ask("All done? Numbers please."));

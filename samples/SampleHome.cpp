@@ -72,9 +72,10 @@ class ConversationFiles {
     explicit ConversationFiles(AgentFolders folders) : folders(std::move(folders)) {}
 
     void write(const SampleConversation& conversation, std::time_t now) {
-        const auto lastUsed = now - 60 * conversation.minutesAgo;
+        const auto lastUsed = now - std::time_t{60} * conversation.minutesAgo;
         SampleIDs ids(conversation.title + conversation.workingDirectory);
-        const SampleSession session{ids.uuid(), conversation.workingDirectory, lastUsed - 45 * 60};
+        const SampleSession session{ids.uuid(), conversation.workingDirectory,
+                                    lastUsed - std::time_t{45} * 60};
         const auto path = conversation.agent == Agent::codex ? writeCodex(conversation, session)
                                                              : writeClaude(conversation, session, ids);
         setModificationDate(path, lastUsed);

@@ -214,12 +214,12 @@ ClaudeTranscript& ClaudeTranscript::title(std::string_view text) {
     return *this;
 }
 
-void ClaudeTranscript::write(Json record) {
+void ClaudeTranscript::write(const Json& record) {
     appendLine(lines, record);
     ++recordCount;
 }
 
-void ClaudeTranscript::writeLink(Json record, Chain chain) {
+void ClaudeTranscript::writeLink(const Json& record, Chain chain) {
     auto& last = chain == Chain::main ? lastID : lastSideID;
     auto uuid = ids.uuid();
     Json link{{"parentUuid", last.empty() ? Json() : Json(last)}, {"isSidechain", chain == Chain::side}};
@@ -232,7 +232,7 @@ void ClaudeTranscript::writeLink(Json record, Chain chain) {
                  {"sessionId", session.id},
                  {"version", "2.1.329"},
                  {"gitBranch", "main"}});
-    write(std::move(link));
+    write(link);
     last = std::move(uuid);
 }
 

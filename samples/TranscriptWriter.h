@@ -90,8 +90,8 @@ class ClaudeTranscript {
   private:
     enum class Chain { main, side };
 
-    void write(nlohmann::ordered_json record);
-    void writeLink(nlohmann::ordered_json record, Chain chain = Chain::main);
+    void write(const nlohmann::ordered_json& record);
+    void writeLink(const nlohmann::ordered_json& record, Chain chain = Chain::main);
     void writeAttachment(std::string_view type);
     void writeAssistant(nlohmann::ordered_json item, std::string_view stopReason, Chain chain = Chain::main);
 

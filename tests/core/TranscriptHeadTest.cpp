@@ -57,7 +57,7 @@ RC_GTEST_PROP(TranscriptHead, GivesTheObjectsOfTheFirstBytesReadAtOnce, ()) {
 
 TEST(TranscriptHead, KeepsLinesApartThatEndWhereABiteEnds) {
     const TemporaryFolder folder;
-    for (const std::size_t bite : {16'384, 32'768, 65'536}) {
+    for (const std::size_t bite : {16'384U, 32'768U, 65'536U}) {
         for (auto lineFeed = bite - 3; lineFeed <= bite + 2; ++lineFeed) {
             SCOPED_TRACE(lineFeed);
             ReadableFile file(folder.write("head", "{}" + std::string(lineFeed - 2, ' ') + "\n[]\n{}\n{}"));
