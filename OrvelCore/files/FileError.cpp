@@ -2,6 +2,7 @@
 
 #include "OrvelCore/text/Unicode.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -44,7 +45,9 @@ FileError::Case caseOf(int code) {
 std::string sentence(std::string_view action, std::string_view path, std::string_view reason) {
     std::string text = "Couldn't ";
     text += action;
-    text += " “" + displayable(path) + "”: ";
+    auto shown = displayable(path);
+    std::replace(shown.begin(), shown.end(), '\0', '?'); // what() ends at the first NUL.
+    text += " “" + shown + "”: ";
     text += reason;
     return text += ".";
 }

@@ -20,22 +20,34 @@ bool isASCII(std::string_view text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
+// Transcripts are long and separators are rare, so this search makes up much of the reading where it cannot
+// use the wide registers of newer processors. The compiler makes two versions, and the program takes the one
+// that fits.
+#if defined(__x86_64__) && defined(__linux__) && defined(__GNUC__) && !defined(__clang__)
+#define ORVEL_FOR_WIDE_REGISTERS __attribute__((target_clones("avx2", "default")))
+#else
+#define ORVEL_FOR_WIDE_REGISTERS
+#endif
+
 // How many bytes are looked at in one go, and how many more of them a separator may reach over.
 constexpr std::size_t blockSize = 64, reach = 2;
 
-// Whether a line separator begins in the block. Written as one branchless reduction, which compilers turn
-// into vector code: transcripts are long and separators are rare.
-bool holdsSeparator(const char* block) {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(block);
-    unsigned char found = 0;
-    for (std::size_t i = 0; i < blockSize; ++i) {
-        const unsigned char a = bytes[i], b = bytes[i + 1], c = bytes[i + 2];
-        const bool isControl = static_cast<unsigned char>(a - 0x0A) <= 3;
-        const bool isNextLine = (a == 0xC2) & (b == 0x85);
-        const bool isLineOrParagraph = (a == 0xE2) & (b == 0x80) & ((c | 1) == 0xA9);
-        found |= static_cast<unsigned char>(isControl | isNextLine | isLineOrParagraph);
+// The offset of the first block from `at` on in which a separator begins, or of the rest that is too short
+// for a block. Each block is judged by one branchless reduction, which compilers turn into vector code.
+ORVEL_FOR_WIDE_REGISTERS std::size_t separatorBlock(const char* text, std::size_t at, std::size_t size) {
+    for (; size - at >= blockSize + reach; at += blockSize) {
+        const auto* bytes = reinterpret_cast<const unsigned char*>(text) + at;
+        unsigned char found = 0;
+        for (std::size_t i = 0; i < blockSize; ++i) {
+            const unsigned char a = bytes[i], b = bytes[i + 1], c = bytes[i + 2];
+            const bool isControl = static_cast<unsigned char>(a - 0x0A) <= 3;
+            const bool isNextLine = (a == 0xC2) & (b == 0x85);
+            const bool isLineOrParagraph = (a == 0xE2) & (b == 0x80) & ((c | 1) == 0xA9);
+            found |= static_cast<unsigned char>(isControl | isNextLine | isLineOrParagraph);
+        }
+        if (found) break;
     }
-    return found != 0;
+    return at;
 }
 
 // The length of the separator that begins at `at`, 0 if none does.
@@ -133,17 +145,11 @@ std::string displayable(std::string_view bytes) {
 }
 
 Line lineAt(std::string_view text, std::size_t from) {
-    std::size_t at = from;
-    while (at < text.size()) {
-        if (text.size() - at >= blockSize + reach && !holdsSeparator(text.data() + at)) {
-            at += blockSize;
-            continue;
-        }
-        const auto blockEnd = std::min(at + blockSize, text.size());
-        for (; at < blockEnd; ++at) {
+    for (auto at = from; at < text.size();) {
+        at = separatorBlock(text.data(), at, text.size());
+        for (const auto end = std::min(at + blockSize, text.size()); at < end; ++at)
             if (const auto length = separatorLength(text, at))
                 return {text.substr(from, at - from), at + length};
-        }
     }
     return {text.substr(from), text.size() + 1};
 }
