@@ -147,7 +147,7 @@ class Grammar {
     template <typename Take>
     CLI::Option* addText(CLI::App& command, const char* name, const char* type, const char* description,
                          Take take) {
-        namesWithValue.push_back(name);
+        namesWithValue.emplace_back(name);
         return command.add_option_function<std::string>(name, take, description)->type_name(type);
     }
 

@@ -100,7 +100,7 @@ int runCommandLine(std::span<const std::string> commandLine, Output& output) {
         output.writeError(visibleText(failure.what()) + "\n");
         try {
             if (wantsJson) writeFailureAsJson(failure, output);
-        } catch (const std::exception&) {
+        } catch (const std::exception&) { // NOLINT(bugprone-empty-catch)
             // Standard output takes nothing more; the failure stands on standard error.
         }
         return failed;

@@ -39,7 +39,7 @@ class SystemAppearance::Portal : public QObject {
         });
     }
 
-  private slots: // NOLINT(readability-redundant-access-specifiers)
+  private slots:
     void settingChanged(const QString& space, const QString& name, const QDBusVariant& value) {
         if (space == nameSpace && name == key) take(value);
     }
