@@ -1,0 +1,83 @@
+#pragma once
+// Whether the focused element is the composer of a Claude conversation, by the structure around it. There are
+// two inspections: one for regular chats, one for existing Code conversations.
+
+#include "OrvelCore/commands/ClaudeRoutes.h"
+#include "OrvelCore/commands/ComposerTree.h"
+
+namespace orvel {
+
+struct ComposerNode {
+    std::string role;
+    std::optional<std::string> subrole;
+    std::optional<NodeID> parent;
+    std::vector<std::string> buttonLabels;    ///< Of an AXButton.
+    std::optional<ClaudeChatRoute> webRoute;  ///< Of an AXWebArea.
+    std::optional<ClaudeCodeRoute> codeRoute; ///< Of an AXWebArea.
+};
+
+/// What the inspections read, and what they tell on their way for diagnostics.
+class ClaudeComposerTree : public ComposerTree<ComposerNode> {
+  public:
+    /// Told of every ancestor that was read, the parent being of level 1.
+    virtual void onAncestor(std::size_t level, std::string_view role) = 0;
+
+    /// One line a scope, without anything that was read but the names of known roles.
+    virtual void report(std::string_view line) = 0;
+};
+
+enum class ClaudeComposerDiagnosis {
+    matched,
+    matchedCode,
+    webAreaUnavailable,
+    ancestorDepthLimit,
+    ancestorCycle,
+    ancestorReadFailed,
+    ancestorChainEnded,
+    webAreaMissing,
+    unsupportedRoute,
+    dialog,
+    unavailable,
+    messageEditor,
+    ambiguousEditors,
+    sendButtonMissing
+};
+
+std::string_view rawValue(ClaudeComposerDiagnosis diagnosis);
+
+/// The role if diagnostics may name it, else "Other role".
+std::string_view claudeRoleForDiagnostics(std::string_view role);
+
+inline constexpr std::size_t mostClaudeAncestors = 64; ///< For both inspections.
+
+struct ClaudeCodeInspection {
+    ClaudeComposerDiagnosis diagnosis = ClaudeComposerDiagnosis::unavailable;
+    std::optional<std::string> desktopSessionID; ///< If matched.
+};
+
+namespace ClaudeCodeComposerIdentity {
+
+inline constexpr std::size_t scopeLevel = 5;     ///< Which group above the editor is the scope.
+inline constexpr std::size_t mostElements = 100; ///< In the scope, itself included.
+inline constexpr std::size_t mostChildren = 100; ///< Of one element.
+
+bool matchesEditor(std::string_view role, std::string_view description, bool editable);
+
+/// Judges the focused element, whose parent is `parent`. At most 164 reads of elements and 100 of children.
+ClaudeCodeInspection inspect(std::optional<NodeID> parent, ClaudeComposerTree& tree);
+
+} // namespace ClaudeCodeComposerIdentity
+
+namespace ClaudeComposerIdentity {
+
+inline constexpr std::size_t mostScopes = 4;
+inline constexpr std::size_t mostChildren = 12; ///< Of a scope or a branch.
+inline constexpr std::size_t mostElements = 40; ///< Within all scopes, each counted once.
+
+bool matchesEditor(std::string_view role, const std::vector<std::string>& domClasses, bool editable);
+
+/// Judges the focused element, whose parent is `parent`. At most 104 reads of elements and 44 of children.
+ClaudeComposerDiagnosis inspect(std::optional<NodeID> parent, ClaudeComposerTree& tree);
+
+} // namespace ClaudeComposerIdentity
+} // namespace orvel

@@ -1,0 +1,51 @@
+#pragma once
+// How the recognition of composers looks at an application's elements: by number, one read at a time, so that
+// what a decision needs is all that is read.
+
+#include <algorithm>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orvel {
+
+using NodeID = int;
+using Names = std::span<const std::string_view>;
+
+/// Reads elements of one application. The same element has the same number; the focused one has 0.
+template <typename Node>
+class ComposerTree {
+  public:
+    static constexpr NodeID focused = 0;
+
+    virtual ~ComposerTree() = default;
+
+    /// The element, or nothing if it can't be read.
+    virtual std::optional<Node> readNode(NodeID id) = 0;
+
+    /// The children in order, or nothing if they can't be read. May end behind the first child beyond the
+    /// limit of the inspection, which is refused whatever follows.
+    virtual std::optional<std::vector<NodeID>> readChildren(NodeID id) = 0;
+};
+
+inline bool isOneOf(std::string_view name, Names names) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+inline bool holdsOneOf(const std::vector<std::string>& texts, Names names) {
+    return std::any_of(texts.begin(), texts.end(), [&](const auto& text) { return isOneOf(text, names); });
+}
+
+/// Whether the element is a dialog, by its role or its subrole.
+inline bool isDialog(std::string_view role, const std::optional<std::string>& subrole) {
+    return role == "AXSheet" || role == "AXDialog" || subrole == "AXDialog" || subrole == "AXSystemDialog";
+}
+
+/// Whether elements above this one are no part of a page.
+inline bool isBoundary(std::string_view role) {
+    return role == "AXWindow" || role == "AXApplication";
+}
+
+} // namespace orvel

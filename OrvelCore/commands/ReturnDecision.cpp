@@ -1,0 +1,104 @@
+#include "OrvelCore/commands/ReturnDecision.h"
+
+#include <algorithm>
+#include <array>
+
+namespace orvel {
+
+std::string_view rawValue(MarkedTextEvidence evidence) {
+    switch (evidence) {
+    case MarkedTextEvidence::marked: return "marked";
+    case MarkedTextEvidence::absent: return "absent";
+    case MarkedTextEvidence::unsupported: return "unsupported";
+    case MarkedTextEvidence::unavailable: break;
+    }
+    return "unavailable";
+}
+
+CompositionState compositionState(MarkedTextEvidence evidence, bool knownASCIISource) {
+    switch (evidence) {
+    case MarkedTextEvidence::marked: return CompositionState::composing;
+    case MarkedTextEvidence::absent:
+    case MarkedTextEvidence::unsupported:
+        return knownASCIISource ? CompositionState::clear : CompositionState::unknown;
+    case MarkedTextEvidence::unavailable: break;
+    }
+    return CompositionState::unknown;
+}
+
+bool KnownASCIISource::matches(std::optional<std::string_view> id, std::optional<std::string_view> type,
+                               bool asciiCapable) {
+    static constexpr std::array<std::string_view, 2> layouts{"com.apple.keylayout.ABC",
+                                                             "com.apple.keylayout.US"};
+    static constexpr std::array<std::string_view, 2> romanModes{
+        "com.apple.inputmethod.Kotoeri.KanaTyping.Roman", "com.apple.inputmethod.Kotoeri.RomajiTyping.Roman"};
+    if (!asciiCapable || !type) return false;
+    if (type == "TISTypeKeyboardLayout")
+        return std::find(layouts.begin(), layouts.end(), id) != layouts.end();
+    if (type == "TISTypeKeyboardInputMode")
+        return std::find(romanModes.begin(), romanModes.end(), id) != romanModes.end();
+    return false;
+}
+
+std::string_view rawValue(OrvelReturnShortcut shortcut) {
+    return shortcut == OrvelReturnShortcut::plain ? "Return" : "⌘Return";
+}
+
+std::optional<OrvelReturnShortcut> returnShortcut(ReturnModifiers modifiers) {
+    if (modifiers.rawValue == 0) return OrvelReturnShortcut::plain;
+    if (modifiers.rawValue == ReturnModifiers::command) return OrvelReturnShortcut::command;
+    return std::nullopt;
+}
+
+std::string_view OrvelCommandPolicy::bundleID(Agent source) {
+    return source == Agent::codex ? codexBundleID : claudeBundleID;
+}
+
+std::optional<Agent> OrvelCommandPolicy::source(std::optional<std::string_view> bundleID) {
+    for (const auto agent : allAgents)
+        if (bundleID == OrvelCommandPolicy::bundleID(agent)) return agent;
+    return std::nullopt;
+}
+
+std::optional<OrvelCommand> OrvelCommandPolicy::command(std::optional<std::string_view> bundleID,
+                                                        bool composerMatches, bool editable,
+                                                        CompositionState composition,
+                                                        std::optional<OrvelReturnShortcut> shortcut,
+                                                        bool isRepeat, std::string_view editorText) {
+    const bool passes = source(bundleID) && composerMatches && editable &&
+                        composition == CompositionState::clear && shortcut && !isRepeat;
+    return passes ? OrvelCommand::parse(editorText) : std::nullopt;
+}
+
+std::string_view rawValue(ComposerRecognition recognition) {
+    switch (recognition) {
+    case ComposerRecognition::verified: return "Conversation editor structure verified";
+    case ComposerRecognition::excluded: return "Not a conversation editor; excluded";
+    case ComposerRecognition::uncertain: break;
+    }
+    return "Possible conversation editor; structure not fully verified";
+}
+
+CommandEntryDisposition entryDisposition(bool isCommand, std::optional<OrvelReturnShortcut> shortcut,
+                                         ComposerRecognition recognition, bool contextValid) {
+    if (!shortcut || !isCommand || recognition == ComposerRecognition::excluded)
+        return CommandEntryDisposition::forward;
+    if (recognition == ComposerRecognition::verified && contextValid) return CommandEntryDisposition::inspect;
+    return CommandEntryDisposition::stop;
+}
+
+CommandReturnDecision returnDecision(const CommandReturnFacts& facts) {
+    const bool isPlain = facts.shortcut == OrvelReturnShortcut::plain;
+    switch (facts.composition) {
+    case CompositionState::clear: return CommandReturnDecision::capture;
+    case CompositionState::composing:
+        return isPlain && facts.allowsCompositionConfirmation ? CommandReturnDecision::confirmComposition
+                                                              : CommandReturnDecision::stop;
+    case CompositionState::unknown: break;
+    }
+    return isPlain && facts.knownJapaneseSource && facts.safeLineBreak && facts.endCaretWithoutSelection
+               ? CommandReturnDecision::probeLineBreak
+               : CommandReturnDecision::stop;
+}
+
+} // namespace orvel

@@ -1,0 +1,63 @@
+#include "OrvelCore/commands/OrvelCommand.h"
+
+#include <gtest/gtest.h>
+
+using namespace orvel;
+
+TEST(OrvelCommand, IsTheWordAndOneSeparatorAndWhatFollows) {
+    using enum ReturnInputClassification;
+    const std::string atLimit = "/orvel " + std::string(OrvelCommand::maximumBytes - 7, 'x');
+    // The limit lies inside the last character.
+    const std::string acrossLimit = "/orvel " + std::string(OrvelCommand::maximumBytes - 9, 'x') + "\u3042";
+    const struct {
+        std::string text;
+        std::optional<std::string> instruction;
+        ReturnInputClassification classification = command;
+    } cases[] = {
+        {"/orvel", ""},
+        {"/orvel ", ""},
+        {"/orvel\n", ""},
+        {"/orvel\r\n", ""},
+        {"/orvel\r\nx", "x"},
+        {"/orvel\n\nx", "\nx"},
+        {"/orvel\tx", "x"},
+        {"/orvel  x \n", " x \n"},
+        {"/orvel\u3000あ", "あ"},
+        {"/orvel\u00A0x", "x"},
+        {"/orvel\u2028x", "x"},
+        {"/orvel\u0085x", "x"},
+        {"/orvel /orvel", "/orvel"},
+        {"/orvel \u0301x", "x"}, // A blank with a mark is one character.
+        {atLimit, std::string(OrvelCommand::maximumBytes - 7, 'x')},
+
+        {atLimit + "x", {}, tooLong},
+        {acrossLimit, {}, tooLong},
+        {std::string(OrvelCommand::maximumBytes + 1, ' '), {}, tooLong},
+        {std::string(OrvelCommand::maximumBytes, ' '), {}, other},
+        {"", {}, empty},
+        {"/orvelx", {}, invalidBoundary},
+        {"/orvel/", {}, invalidBoundary},
+        {"/orvel\u200Bx", {}, invalidBoundary}, // A zero width space is no White_Space.
+        {"/orvel\xFF", {}, invalidBoundary},
+        {"/orvel\u0301", {}, other}, // The last letter is another one.
+        {"/orvel\u200D x", {}, other},
+        {"/orvel\uFE0F x", {}, other},
+        {"/orvel\u0903 x", {}, other},
+        {" /orvel", {}, leadingWhitespace},
+        {"\n/orvel x", {}, leadingWhitespace},
+        {"\u3000/orvelx", {}, leadingWhitespace},
+        {" /orvel\u0301", {}, other},
+        {"/Orvel", {}, other},
+        {"/orve", {}, other},
+        {"x /orvel", {}, other},
+        {" ", {}, other},
+        {"\uFEFF/orvel", {}, other},
+        {"／orvel", {}, other},
+    };
+    for (const auto& test : cases) {
+        const auto command = OrvelCommand::parse(test.text);
+        const auto shown = test.text.substr(0, 20);
+        EXPECT_EQ(command ? std::optional(command->instruction) : std::nullopt, test.instruction) << shown;
+        EXPECT_EQ(rawValue(classified(test.text)), rawValue(test.classification)) << shown;
+    }
+}
