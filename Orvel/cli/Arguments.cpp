@@ -101,6 +101,10 @@ class Grammar {
                                  "Print what the file holds, and whether its records keep their rules");
         check.add_option("FILE", result.subject, "A relay-state.json; with --json it is written again")
             ->required();
+
+        auto& keybindings =
+            addCommand(Command::keybindings, "keybindings", "Print what Orvel makes of Codex's keybindings");
+        keybindings.add_option("FILE", result.subject, "Codex's keybindings.json")->required();
     }
 
     std::variant<Arguments, UsageReply> parse(std::span<const std::string> arguments) try {

@@ -11,7 +11,7 @@
 namespace orvel {
 
 struct Arguments {
-    enum class Command { none, list, show, preview, url, recent, relayCheck };
+    enum class Command { none, list, show, preview, url, recent, relayCheck, keybindings };
 
     Command command = Command::none; ///< `none` only for a sample.
     std::optional<std::string> home; ///< Stands for the user's home.
@@ -20,7 +20,7 @@ struct Arguments {
     bool sample = false;
 
     std::optional<Agent> agent;
-    std::string subject;             ///< The FILE or ID, the URL, or the FILE of relay records.
+    std::string subject;             ///< The FILE or ID, the URL, or the FILE to look into.
     std::optional<std::string> from; ///< Identity of the first message of the range.
     std::string note;
 };

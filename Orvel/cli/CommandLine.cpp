@@ -3,6 +3,7 @@
 #include "Orvel/apps/Places.h"
 #include "Orvel/cli/Arguments.h"
 #include "Orvel/cli/Commands.h"
+#include "Orvel/cli/KeybindingCheck.h"
 #include "Orvel/cli/Output.h"
 #include "Orvel/cli/RelayCheck.h"
 #include "Orvel/cli/SampleTour.h"
@@ -58,6 +59,7 @@ void runCommand(const Arguments& arguments, const Places& places, Output& output
     case preview: return output.write(Commands::preview(arguments, places));
     case url: return output.write(Commands::url(arguments, stylist));
     case relayCheck: return checkRelayRecords(arguments, output, stylist);
+    case keybindings: return checkKeybindings(arguments, output, stylist);
     }
 }
 

@@ -14,7 +14,7 @@ _orvel_cli() {
         case ${COMP_WORDS[i]} in
         =) is_value=yes ;;
         --home | --data | --agent | --from | --note) is_value=yes ;;
-        list | show | preview | url | recent | relay)
+        list | show | preview | url | recent | relay | keybindings)
             [[ -n $is_value || -n $command ]] || command=${COMP_WORDS[i]}
             is_value=
             ;;
@@ -48,7 +48,7 @@ _orvel_cli() {
         return
     fi
     case $command in
-    "") COMPREPLY=($(compgen -W "list show preview url recent relay" -- "$current")) ;;
+    "") COMPREPLY=($(compgen -W "list show preview url recent relay keybindings" -- "$current")) ;;
     relay)
         if [[ $previous == relay ]]; then
             COMPREPLY=($(compgen -W "check" -- "$current"))
@@ -58,7 +58,7 @@ _orvel_cli() {
         local IFS=$'\n'
         COMPREPLY=($(compgen -f -- "$current"))
         ;;
-    show | preview)
+    show | preview | keybindings)
         compopt -o filenames 2>/dev/null
         local IFS=$'\n'
         COMPREPLY=($(compgen -f -- "$current"))

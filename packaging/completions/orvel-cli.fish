@@ -1,6 +1,6 @@
 # Completion of orvel-cli for fish.
 
-set -l commands list show preview url recent relay
+set -l commands list show preview url recent relay keybindings
 set -l no_command "not __fish_seen_subcommand_from $commands"
 
 complete -c orvel-cli -f
@@ -10,6 +10,7 @@ complete -c orvel-cli -n $no_command -a preview -d "Print the exact text that wo
 complete -c orvel-cli -n $no_command -a url -d "Print what a handoff URL asks for"
 complete -c orvel-cli -n $no_command -a recent -d "List the conversations that were opened last"
 complete -c orvel-cli -n $no_command -a relay -d "Look into a file of relay records"
+complete -c orvel-cli -n $no_command -a keybindings -d "Print what Orvel makes of the keybindings of Codex"
 
 complete -c orvel-cli -l home -x -a "(__fish_complete_directories)" -d "Take this folder for the user's home"
 complete -c orvel-cli -l data -x -a "(__fish_complete_directories)" -d "Take this folder for Orvel's data folder"
@@ -19,7 +20,7 @@ complete -c orvel-cli -s h -l help -d "Print help and exit"
 complete -c orvel-cli -l version -d "Print the version and exit"
 
 complete -c orvel-cli -n "__fish_seen_subcommand_from list show preview" -l agent -x -a "codex claude" -d "Whose conversation it is"
-complete -c orvel-cli -n "__fish_seen_subcommand_from show preview" -F
+complete -c orvel-cli -n "__fish_seen_subcommand_from show preview keybindings" -F
 complete -c orvel-cli -n "__fish_seen_subcommand_from relay; and not __fish_seen_subcommand_from check" -a check -d "Print what the file holds"
 complete -c orvel-cli -n "__fish_seen_subcommand_from check" -F
 complete -c orvel-cli -n "__fish_seen_subcommand_from preview" -l from -x -d "Begin at the message with this ID"

@@ -18,7 +18,7 @@ std::string parsed(const Words& words) {
         return (reply->isComplaint ? "complaint: " : "reply: ") +
                reply->text.substr(0, reply->text.find('\n'));
     const auto& arguments = std::get<Arguments>(result);
-    constexpr const char* names[] = {"none", "list", "show", "preview", "url", "recent", "relay check"};
+    constexpr const char* names[] = {"none", "list", "show", "preview", "url", "recent", "relay check", "keybindings"};
     std::string line = names[static_cast<int>(arguments.command)];
     if (!arguments.subject.empty()) line += " {" + arguments.subject + "}";
     if (arguments.agent) line += " agent=" + std::string(rawValue(*arguments.agent));
@@ -46,6 +46,7 @@ TEST(Arguments, AreTakenApart) {
         {{"--sample"}, "none sample"},
         {{"recent", "--sample"}, "recent sample"},
         {{"relay", "check", "f", "--json"}, "relay check {f} json"},
+        {{"--json", "keybindings", "f"}, "keybindings {f} json"},
         {{"relay", "--home=/h", "check", "check"}, "relay check {check} home=/h"},
         // Names of commands are no commands where something else is expected.
         {{"show", "list"}, "show {list}"},

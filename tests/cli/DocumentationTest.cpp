@@ -107,7 +107,7 @@ Names withDashes(const Names& names) {
 
 TEST(Documentation, BashOffersWhatTheHelpNames) {
     const Help help;
-    ASSERT_EQ(help.commands.size(), 6U);
+    ASSERT_EQ(help.commands.size(), 7U);
     EXPECT_EQ(bashOffers("''"), help.commands);
     for (const auto& [command, options] : help.optionsOf)
         EXPECT_EQ(bashOffers(command + " --"), withDashes(options)) << command;
@@ -118,6 +118,7 @@ TEST(Documentation, BashOffersWhatTheHelpNames) {
     } cases[] = {
         {"re", {"recent", "relay"}},
         {"relay ch", {"check"}},
+        {"keybindings " + source + "/docs/orvel-c", {source + "/docs/orvel-cli.1"}},
         {"list --agent ''", {"codex", "claude"}},
         {"list --agent = cl", {"claude"}},
         {"list --agent =", {"codex", "claude"}},
