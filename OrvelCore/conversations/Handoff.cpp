@@ -1,5 +1,6 @@
 #include "OrvelCore/conversations/Handoff.h"
 
+#include "OrvelCore/text/UUID.h"
 #include "OrvelCore/text/Unicode.h"
 
 #include <algorithm>
@@ -84,17 +85,6 @@ std::optional<std::vector<QueryItem>> queryItems(std::string_view query) {
         items.push_back({*name, value});
     }
     return items;
-}
-
-bool isUUID(std::string_view text) {
-    if (text.size() != 36) return false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool isDash = i == 8 || i == 13 || i == 18 || i == 23;
-        const bool fits =
-            isDash ? text[i] == '-' : std::string_view("0123456789abcdefABCDEF").find(text[i]) != text.npos;
-        if (!fits) return false;
-    }
-    return true;
 }
 
 } // namespace

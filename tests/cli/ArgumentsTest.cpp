@@ -18,7 +18,8 @@ std::string parsed(const Words& words) {
         return (reply->isComplaint ? "complaint: " : "reply: ") +
                reply->text.substr(0, reply->text.find('\n'));
     const auto& arguments = std::get<Arguments>(result);
-    constexpr const char* names[] = {"none", "list", "show", "preview", "url", "recent", "relay check", "keybindings"};
+    constexpr const char* names[] = {"none", "list",   "show",        "preview",
+                                     "url",  "recent", "relay check", "keybindings"};
     std::string line = names[static_cast<int>(arguments.command)];
     if (!arguments.subject.empty()) line += " {" + arguments.subject + "}";
     if (arguments.agent) line += " agent=" + std::string(rawValue(*arguments.agent));
