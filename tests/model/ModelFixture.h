@@ -32,16 +32,16 @@ class ModelFixture : public testing::Test {
 
     /// A Codex conversation of two questions and answers, "q1", "a1", "q2", "a2".
     std::string writeCodex() const {
-        CodexTranscript transcript({.id = codexID, .workingDirectory = "/work/compiler"});
+        CodexTranscript transcript({.id = codexID, .workingDirectory = "/code/compiler"});
         transcript.ask("q1").answer("a1").ask("q2").answer("a2");
         return folder.write("home/.codex/sessions/2026/11/rollout-one.jsonl", transcript.text());
     }
 
     /// A Claude conversation that ends with the user's message "c2".
     std::string writeBusyClaude() const {
-        ClaudeTranscript transcript({.id = claudeID, .workingDirectory = "/work/site"});
+        ClaudeTranscript transcript({.id = claudeID, .workingDirectory = "/code/site"});
         transcript.ask("c1").answer("d1").ask("c2");
-        return folder.write("home/.claude/projects/-work-site/" + std::string(claudeID) + ".jsonl",
+        return folder.write("home/.claude/projects/-code-site/" + std::string(claudeID) + ".jsonl",
                             transcript.text());
     }
 

@@ -71,7 +71,7 @@ TEST_F(RelayModelTest, RefreshingReadsWhatWasWrittenMeanwhileAndKeepsTheRange) {
     model().chooseSource(model().relay().catalog->front());
     desktop.loop.run();
     model().selectRange(session().conversation.get()->messages[2].id);
-    CodexTranscript longer({.id = codexID, .workingDirectory = "/work/compiler"});
+    CodexTranscript longer({.id = codexID, .workingDirectory = "/code/compiler"});
     longer.ask("q1").answer("a1").ask("q2").answer("a2").ask("q3").answer("a3");
     folder.write("home/.codex/sessions/2026/11/rollout-one.jsonl", longer.text());
     model().refresh();
