@@ -17,7 +17,7 @@ UChar32 firstCodePoint(std::string_view text) {
     const auto size = static_cast<std::int64_t>(text.size());
     std::int64_t at = 0;
     UChar32 codePoint = U_SENTINEL;
-    if (size > 0) U8_NEXT(bytes, at, size, codePoint);
+    if (size > 0) U8_NEXT(bytes, at, size, codePoint); // NOLINT(bugprone-inc-dec-in-conditions)
     return codePoint;
 }
 

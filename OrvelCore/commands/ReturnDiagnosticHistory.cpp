@@ -21,6 +21,7 @@ constexpr struct {
 // In the order in which they happened.
 std::vector<const CommandAttempt*> inOrder(const std::map<Agent, CommandAttempt>& attempts) {
     std::vector<const CommandAttempt*> ordered;
+    ordered.reserve(attempts.size());
     for (const auto& [source, attempt] : attempts) ordered.push_back(&attempt);
     std::sort(ordered.begin(), ordered.end(),
               [](const auto* one, const auto* two) { return one->event.sequence < two->event.sequence; });
