@@ -4,6 +4,7 @@
 #include "Orvel/cli/Output.h"
 #include "Orvel/cli/TerminalPorts.h"
 #include "Orvel/cli/TerminalText.h"
+#include "Orvel/desktop/MemorySettings.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/model/OrvelWorkspacePresentation.h"
 #include "Orvel/platform/posix/PollLoop.h"

@@ -4,13 +4,12 @@
 #include "Orvel/desktop/Applications.h"
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/desktop/FileStore.h"
+#include "Orvel/desktop/MemorySettings.h"
 #include "Orvel/desktop/Panels.h"
 #include "Orvel/desktop/Pasteboard.h"
-#include "Orvel/desktop/Settings.h"
 #include "Orvel/platform/simulated/SimulatedLoop.h"
 
 #include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -49,18 +48,6 @@ struct SimulatedApplications : Applications {
     std::vector<std::string> revealed;
 };
 
-struct SimulatedSettings : Settings {
-    std::optional<std::string> string(std::string_view key) const override {
-        const auto found = values.find(key);
-        return found == values.end() ? std::nullopt : std::optional(found->second);
-    }
-    void setString(std::string_view key, std::string_view value) override {
-        values.insert_or_assign(std::string(key), value);
-    }
-
-    std::map<std::string, std::string, std::less<>> values;
-};
-
 /// Passes everything on to a real store, unless `beforeReplacing` throws.
 struct SimulatedFileStore : FileStore {
     explicit SimulatedFileStore(FileStore& store) : store(store) {}
@@ -81,7 +68,7 @@ struct SimulatedDesktop {
     SimulatedPasteboard pasteboard;
     SimulatedPanels panels;
     SimulatedApplications applications;
-    SimulatedSettings settings;
+    MemorySettings settings;
     SimulatedFileStore files;
 };
 
