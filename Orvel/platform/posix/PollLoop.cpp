@@ -2,6 +2,7 @@
 
 #include "Orvel/platform/posix/BackgroundThreads.h"
 #include "Orvel/platform/posix/SystemClock.h"
+#include "Orvel/platform/posix/WakePipe.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -11,43 +12,21 @@
 #include <system_error>
 #include <vector>
 
-#include <fcntl.h>
 #include <poll.h>
-#include <unistd.h>
 
 namespace orvel {
 
 // What other threads hand to the loop, and the pipe that wakes it.
 struct PollLoop::Mailbox {
-    Mailbox() {
-        int ends[2];
-        if (pipe(ends) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
-        for (const int end : ends) {
-            fcntl(end, F_SETFD, FD_CLOEXEC);
-            fcntl(end, F_SETFL, O_NONBLOCK);
-        }
-        wakeRead = ends[0];
-        wakeWrite = ends[1];
-    }
-    Mailbox(const Mailbox&) = delete;
-    Mailbox& operator=(const Mailbox&) = delete;
-    ~Mailbox() {
-        close(wakeRead);
-        close(wakeWrite);
-    }
-
     void put(std::function<void()> action) {
         const std::lock_guard lock(mutex);
         if (closed) return;
         actions.push_back(std::move(action));
-        // A full pipe wakes the loop as well as one more byte would.
-        [[maybe_unused]] const auto done = write(wakeWrite, "", 1);
+        pipe.wake();
     }
 
     std::vector<std::function<void()>> takeAll() {
-        char bytes[64];
-        while (read(wakeRead, bytes, sizeof bytes) > 0) {
-        }
+        pipe.drain();
         const std::lock_guard lock(mutex);
         return std::exchange(actions, {});
     }
@@ -58,7 +37,7 @@ struct PollLoop::Mailbox {
         actions.clear();
     }
 
-    int wakeRead, wakeWrite;
+    WakePipe pipe;
     std::mutex mutex;
     std::vector<std::function<void()>> actions;
     bool closed = false;
@@ -97,7 +76,7 @@ void PollLoop::run() {
             timeout =
                 static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, std::numeric_limits<int>::max()));
         }
-        pollfd wake{mailbox->wakeRead, POLLIN, 0};
+        pollfd wake{mailbox->pipe.readEnd(), POLLIN, 0};
         if (poll(&wake, 1, timeout) < 0 && errno != EINTR)
             throw std::system_error(errno, std::generic_category(), "poll");
         for (auto& action : mailbox->takeAll())

@@ -8,6 +8,8 @@ class QSocketNotifier;
 
 namespace orvel {
 
+class WakePipe;
+
 /// While it lives, SIGINT, SIGTERM and SIGHUP quit the application. There is one at a time.
 class TerminationSignals {
   public:
@@ -17,7 +19,8 @@ class TerminationSignals {
     ~TerminationSignals();
 
   private:
-    std::unique_ptr<QSocketNotifier> notifier;
+    std::unique_ptr<WakePipe> pipe;
+    std::unique_ptr<QSocketNotifier> notifier; // Ends before the pipe that it watches.
 };
 
 } // namespace orvel
