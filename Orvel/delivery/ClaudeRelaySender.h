@@ -1,0 +1,29 @@
+#pragma once
+// Puts a message into a conversation of the Claude application.
+
+#include "Orvel/delivery/RelaySendError.h"
+#include "Orvel/runtime/Task.h"
+#include "OrvelCore/conversations/ConversationReference.h"
+
+#include <functional>
+#include <string>
+
+namespace orvel {
+
+class ClaudeRelaySender {
+  public:
+    /// Whether the destination's transcript already proves that the message arrived; may throw.
+    using ReceiptCheck = std::function<Task<bool>()>;
+
+    virtual ~ClaudeRelaySender() = default;
+
+    /// Writes the text into the conversation's empty editor and presses Send. Throws RelaySendError.
+    virtual Task<void> performSend(std::string text, ConversationReference to,
+                                   ReceiptCheck receiptConfirmed) = 0;
+
+    /// Presses Send on the text that an earlier attempt left in the editor. Throws RelaySendError.
+    virtual Task<void> submitExistingDraft(std::string text, ConversationReference to,
+                                           ReceiptCheck receiptConfirmed) = 0;
+};
+
+} // namespace orvel

@@ -1,0 +1,54 @@
+#pragma once
+// Puts a message into a Codex conversation: with the command `codex queue`, which hands it to whichever
+// process owns the conversation. Codex's server is asked before whether the conversation is there and idle,
+// and watched after for a failed reply. Neither proves the delivery; only the transcript does.
+
+#include "Orvel/delivery/ConversationReading.h"
+#include "Orvel/delivery/RelaySendError.h"
+#include "Orvel/runtime/Observable.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace orvel {
+
+class CodexRelaySender {
+  public:
+    /// Told the text of a watch that failed, on the main loop, at any time while the sender lives.
+    using LifecycleFailure = std::function<void(const std::string&)>;
+
+    /// The ports and the reading outlive the sender.
+    CodexRelaySender(MainLoop& loop, Processes& processes, ConversationReading& reading, std::string home);
+
+    /// The command line tool of Codex: the first in PATH, then in the usual places of `home` and the system.
+    static std::optional<std::string> executable(Processes& processes, const std::string& home);
+
+    /// Returns when Codex has accepted the message; then the turn is watched for up to an hour, unless another
+    /// program owns the conversation. `afterMessageID` is the last message of the destination before. Throws
+    /// RelaySendError, and ProcessError if the tool could not be started.
+    Task<void> send(std::string payload, ConversationReference to, std::optional<std::string> afterMessageID,
+                    LifecycleFailure lifecycleFailure);
+
+    /// When each turn that is being watched began, as uptime, by the session identifier.
+    const std::map<std::string, MainLoop::Duration>& watchedTurns() const { return watched; }
+
+    /// Whether the conversation holds the payload behind that message, and a reply to it.
+    static bool completedPayload(std::string_view payload, const std::optional<std::string>& afterMessageID,
+                                 const Conversation& conversation);
+
+  private:
+    Task<void> watch(std::unique_ptr<class CodexThreadSession> session, std::string payload,
+                     ConversationReference reference, std::optional<std::string> afterMessageID,
+                     LifecycleFailure lifecycleFailure);
+
+    MainLoop& loop;
+    Processes& processes;
+    ConversationReading& reading;
+    std::string home;
+    std::map<std::string, MainLoop::Duration> watched;
+    TaskScope tasks; // Last: ends before what its work uses.
+};
+
+} // namespace orvel

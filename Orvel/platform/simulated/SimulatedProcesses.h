@@ -1,0 +1,92 @@
+#pragma once
+// Child processes in memory: programs are objects that get bytes and answer with bytes on the simulated
+// clock, and whatever can go wrong with a child can be made to go wrong.
+
+#include "Orvel/desktop/Processes.h"
+#include "Orvel/platform/simulated/SimulatedLoop.h"
+
+#include <functional>
+#include <limits>
+#include <list>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace orvel {
+
+class SimulatedChildState;
+
+/// What a running simulated program does to the outside. Lives as long as the program.
+class SimulatedChildSide {
+  public:
+    explicit SimulatedChildSide(SimulatedChildState& state) : state(state) {}
+
+    SimulatedLoop& loop() const;
+    /// Puts bytes on standard output.
+    void write(std::string_view bytes) const;
+    /// Closes standard output and goes on running.
+    void hangUp() const;
+    /// Ends the program; it is destroyed before the loop goes on.
+    void exit(int status) const;
+    /// Runs the action after the delay, unless the program has ended.
+    void after(MainLoop::Duration delay, std::function<void()> action) const;
+
+  private:
+    SimulatedChildState& state;
+};
+
+/// A program that can be started.
+class SimulatedProgram {
+  public:
+    explicit SimulatedProgram(SimulatedChildSide side) : side(side) {}
+    virtual ~SimulatedProgram() = default;
+
+    virtual void started() {}
+    /// Bytes from standard input.
+    virtual void received(std::string_view) {}
+    virtual void inputClosed() { side.exit(0); }
+    /// Asked to end; one that does nothing here has to be killed.
+    virtual void terminated() { side.exit(128 + 15); }
+
+  protected:
+    SimulatedChildSide side;
+};
+
+class SimulatedProcesses : public Processes {
+  public:
+    using Program =
+        std::function<std::unique_ptr<SimulatedProgram>(SimulatedChildSide side, const ChildLaunch& launch)>;
+
+    explicit SimulatedProcesses(SimulatedLoop& loop) : loop(loop) {}
+
+    std::unique_ptr<ChildProcess> start(const ChildLaunch& launch) override;
+    bool isExecutable(const std::string& path) override;
+    std::optional<std::string> environmentVariable(const std::string& name) override;
+
+    /// How many children have been started and not ended.
+    int running() const;
+
+    std::map<std::string, Program> programs; ///< By path.
+    std::map<std::string, std::string> environment;
+    std::list<ChildLaunch> launches; ///< All that were started.
+
+    std::size_t mostBytesPerTransfer = std::numeric_limits<std::size_t>::max();
+    /// Called before each use of this port and of its children, by its name ("start", "read", "write",
+    /// "whenReady", "exitStatus", "terminate", "kill"); may throw from "start", kill children, or do anything
+    /// to the outside.
+    std::function<void(std::string_view step)> beforeStep;
+    /// Ends all children at once, as if each had been killed from outside.
+    void killAll();
+
+  private:
+    friend class SimulatedChildState;
+    void step(std::string_view name);
+
+    SimulatedLoop& loop;
+    std::set<std::shared_ptr<SimulatedChildState>> children;
+};
+
+} // namespace orvel
