@@ -15,7 +15,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto acceptanceWait = 15s, acceptanceLook = 50ms;
+constexpr auto acceptanceWait = 15s;
+constexpr auto acceptanceLook = 50ms;
 constexpr auto longestTurn = 3600s;
 
 std::vector<std::string> entriesOf(std::string_view searchPath) {
@@ -33,8 +34,7 @@ ChildLaunch queueLaunch(const std::string& executable, const std::string& thread
     const auto folder = std::string(parentFolder(executable));
     return {.executable = executable,
             .arguments = {"queue", "--thread", threadID, "--message", payload},
-            .environment = {
-                {"PATH", folder + ":/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin:" + oldPath}}};
+            .environment = {{"PATH", folder + ":/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin:" + oldPath}}};
 }
 
 } // namespace
@@ -71,9 +71,9 @@ Task<void> CodexRelaySender::send(std::string payload, ConversationReference to,
         const auto* known = dynamic_cast<const CodexThreadLoaderError*>(&failure);
         // The program that holds the conversation takes the message; there is just nothing to watch.
         if (!known || known->kind() != CodexThreadLoaderError::Kind::activeWriter)
-            throw RelaySendError(
-                std::string("Couldn't load the Codex conversation. Nothing was sent.\n") + failure.what(),
-                true);
+            throw RelaySendError(std::string("Couldn't load the Codex conversation. Nothing was sent.\n") +
+                                     failure.what(),
+                                 true);
     }
 
     // From here on only the transcript can tell whether the message went in.
@@ -111,8 +111,7 @@ Task<std::exception_ptr> CodexRelaySender::queue(std::string tool, std::string t
 }
 
 Task<void> CodexRelaySender::watch(std::unique_ptr<CodexThreadSession> session, std::string payload,
-                                   ConversationReference reference,
-                                   std::optional<std::string> afterMessageID,
+                                   ConversationReference reference, std::optional<std::string> afterMessageID,
                                    LifecycleFailure lifecycleFailure) {
     const auto threadID = reference.sessionID;
     watched[threadID] = loop.uptime();
@@ -127,9 +126,10 @@ Task<void> CodexRelaySender::watch(std::unique_ptr<CodexThreadSession> session, 
     }
     watched.erase(threadID);
     if (failure)
-        lifecycleFailure("The connection waiting for the Codex reply ended. Check the conversation and delivery "
-                         "records without resending.\n" +
-                         *failure);
+        lifecycleFailure(
+            "The connection waiting for the Codex reply ended. Check the conversation and delivery "
+            "records without resending.\n" +
+            *failure);
     co_await session->close();
 }
 
@@ -155,7 +155,8 @@ bool CodexRelaySender::completedPayload(std::string_view payload,
         if (!before) return false;
         next = *before + 1;
     }
-    while (next < messages.size() && (messages[next].role != "user" || messages[next].text != payload)) ++next;
+    while (next < messages.size() && (messages[next].role != "user" || messages[next].text != payload))
+        ++next;
     if (next == messages.size()) return false;
     for (++next; next < messages.size() && messages[next].role != "user"; ++next)
         if (messages[next].role == "assistant") return true;

@@ -23,8 +23,8 @@ struct FileReading {
 FileReading readFile(const ConversationReference& reference) {
     FileReading reading{.facts = FileFacts::of(reference.transcriptPath)};
     try {
-        reading.conversation = std::make_shared<Conversation>(
-            TranscriptReader::read(reference.transcriptPath, reference.agent));
+        reading.conversation =
+            std::make_shared<Conversation>(TranscriptReader::read(reference.transcriptPath, reference.agent));
     } catch (const TranscriptError& error) {
         if (error.kind() != TranscriptError::Case::inheritedHistory) throw;
         reading.isInherited = true;

@@ -32,12 +32,12 @@ class ConversationReading {
     static std::string key(const ConversationReference& reference);
 
     /// A fresh reading. Throws what TranscriptReader::read and CodexThreadLoader::readHistory throw,
-    /// RelayError::conversationMismatch if the file holds another conversation, and RelaySendError if Codex is
-    /// needed and not found.
+    /// RelayError::conversationMismatch if the file holds another conversation, and RelaySendError if Codex
+    /// is needed and not found.
     Task<SharedConversation> readReference(ConversationReference reference);
 
-    /// The same; but a file that has not changed since it was last read is not read again, as long as somebody
-    /// holds that reading.
+    /// The same; but a file that has not changed since it was last read is not read again, as long as
+    /// somebody holds that reading.
     Task<SharedConversation> readIfChanged(ConversationReference reference);
 
     /// The readings of all by `readIfChanged`, each once; what could not be read is left out.

@@ -27,8 +27,8 @@
 
 namespace orvel {
 
-/// The messages that a relay would carry: the end of a loaded conversation, which is shared and not copied, or
-/// messages of its own.
+/// The messages that a relay would carry: the end of a loaded conversation, which is shared and not copied,
+/// or messages of its own.
 class SelectedMessages {
   public:
     SelectedMessages() = default;
@@ -87,8 +87,8 @@ class OrvelModel {
 
     // Selection and text (PlainSession.cpp)
 
-    /// Lets the range begin at the message with this id; without one, where the last relay ended. Does nothing
-    /// while something is sent.
+    /// Lets the range begin at the message with this id; without one, where the last relay ended. Does
+    /// nothing while something is sent.
     void selectRange(std::optional<std::string> messageID);
     /// While a saved message is shown, the text is a note for the transfer after it. Does nothing while
     /// something is sent.
@@ -110,8 +110,8 @@ class OrvelModel {
     void discoverConversations();
     /// Reads the open conversation again.
     void refresh();
-    /// The one entry for a conversation that the user picks: a destination if the source is of the other agent,
-    /// else a new source.
+    /// The one entry for a conversation that the user picks: a destination if the source is of the other
+    /// agent, else a new source.
     void chooseEndpoint(const ConversationReference& reference);
     void chooseSource(const ConversationReference& reference);
     void newLink();
@@ -237,8 +237,7 @@ class OrvelModel {
     Task<void> submitDraft(RelayPair pair, RelayTransfer transfer);
     Task<bool> isReceivedAsShown(ShownSelection kept, std::string transferID,
                                  ConversationReference destination);
-    Task<bool> settleIfReceived(std::string transferID, ConversationReference destination,
-                                bool wasSubmitted);
+    Task<bool> settleIfReceived(std::string transferID, ConversationReference destination, bool wasSubmitted);
 
     void pollReceipts();
     Task<void> receiptPass();

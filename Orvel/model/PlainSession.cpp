@@ -212,9 +212,12 @@ void OrvelModel::restoreDestinationConversation() {
 
 // The choice among ten thousand messages is made once, not at each look.
 SelectedMessages OrvelModel::selectedMessages() const {
-    const SelectionBasis basis{relays.selectedPairID.revision(),        relays.relayState.revision(),
-                               plain.conversation.revision(),           plain.source.revision(),
-                               plain.selectedStartMessageID.revision(), plain.startIndex.revision(),
+    const SelectionBasis basis{relays.selectedPairID.revision(),
+                               relays.relayState.revision(),
+                               plain.conversation.revision(),
+                               plain.source.revision(),
+                               plain.selectedStartMessageID.revision(),
+                               plain.startIndex.revision(),
                                plain.manualText.revision()};
     if (!selection || selection->first != basis) selection.emplace(basis, newSelection());
     return selection->second;

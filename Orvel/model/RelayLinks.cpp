@@ -26,9 +26,8 @@ void OrvelModel::connectDestination(const ConversationReference& reference) try 
     const auto source = relays.sourceReference;
     if (!source || source->agent == reference.agent || isBusyWithMessage()) return;
     auto joining = activeLinks(*source);
-    std::erase_if(joining, [&](const auto& pair) {
-        return !sameIdentity(pair.endpoint(reference.agent), reference);
-    });
+    std::erase_if(joining,
+                  [&](const auto& pair) { return !sameIdentity(pair.endpoint(reference.agent), reference); });
     if (joining.size() == 1) return openExistingSourceLink(joining.front(), *source);
     if (joining.size() > 1) {
         plain.error = "Multiple links use these conversations. Choose from the existing links.";

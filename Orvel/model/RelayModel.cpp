@@ -145,8 +145,7 @@ void OrvelModel::saveCurrentDraft() try {
 std::vector<Message> OrvelModel::nextTransferMessages(const Conversation& conversation) const {
     const auto pair = activePair();
     if (!pair) throw RelayError(RelayError::Case::pairNotFound);
-    return relays.relayState->previewNext(pair->id, plain.source, conversation,
-                                          plain.selectedStartMessageID);
+    return relays.relayState->previewNext(pair->id, plain.source, conversation, plain.selectedStartMessageID);
 }
 
 Task<void> OrvelModel::copyRelay(Pasteboard& pasteboard) {

@@ -39,9 +39,9 @@ struct RelaySession {
     Observable<std::optional<std::string>> selectedPairID; ///< The pair that is open.
     /// The last reading of each conversation, by ConversationReading::key.
     Observable<std::map<std::string, SharedConversation>> pairReadings;
-    Observable<std::set<std::string>> retryableTransferIDs;            ///< Those of this run.
-    Observable<std::map<std::string, std::string>> transferFailures;   ///< The last failure of each, in words.
-    Observable<RelayState> relayState; ///< Always what the file holds.
+    Observable<std::set<std::string>> retryableTransferIDs;          ///< Those of this run.
+    Observable<std::map<std::string, std::string>> transferFailures; ///< The last failure of each, in words.
+    Observable<RelayState> relayState;                               ///< Always what the file holds.
     Observable<bool> isCheckingReceipts;
     /// The conversations are read afresh, for a message that is to be sent or copied.
     Observable<bool> isPreparing;

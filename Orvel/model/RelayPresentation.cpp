@@ -1,6 +1,7 @@
 // What follows from the relay records and the open pair, and changes nothing.
 
 #include "Orvel/model/OrvelModel.h"
+#include "Orvel/model/OrvelWorkspacePresentation.h"
 
 #include <fmt/format.h>
 

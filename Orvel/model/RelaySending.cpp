@@ -30,8 +30,7 @@ Task<void> OrvelModel::send(RelayPair pair, Agent source) {
         else
             transfer = co_await prepareNew(pair, source);
         // From here on the record says that a delivery may be under way.
-        if (transfer)
-            changeRelay([&](RelayState& state) { state.setRetryable(transfer->id, false); });
+        if (transfer) changeRelay([&](RelayState& state) { state.setRetryable(transfer->id, false); });
     } catch (const std::exception& error) {
         failure = error.what();
     }
@@ -119,9 +118,9 @@ void OrvelModel::validateSavedRetry(const RelayTransfer& transfer, const RelayPa
                                     const Conversation& conversation) const {
     const auto messages =
         relays.relayState->preview(pair.id, transfer.source, conversation, transfer.startMessageID);
-    const auto text = RelayFormatter::render(transfer.source, messages, transfer.instruction,
-                                             transfer.assistantLabel.value_or(std::string(
-                                                 rawValue(transfer.source))));
+    const auto text =
+        RelayFormatter::render(transfer.source, messages, transfer.instruction,
+                               transfer.assistantLabel.value_or(std::string(rawValue(transfer.source))));
     const auto through = messages.empty() ? std::nullopt : std::optional(messages.back().id);
     if (text != *transfer.payload || through != transfer.sourceThrough)
         throw RelaySendError("Couldn't verify the original range of the saved message. Nothing will be "
@@ -255,24 +254,25 @@ Task<void> OrvelModel::submitDraft(RelayPair pair, RelayTransfer transfer) {
             auto failures = relays.transferFailures.get();
             failures[transfer.id] = *failure;
             relays.transferFailures = std::move(failures);
-            plain.status =
-                "Delivery could not be confirmed. The saved message is kept; no automatic resend.";
+            plain.status = "Delivery could not be confirmed. The saved message is kept; no automatic resend.";
         }
     }
     checkRelayReceipts();
 }
 
 OrvelModel::ShownSelection OrvelModel::shownSelection() const {
-    return {relays.selectedPairID.get(), relays.relayLoadGeneration.current(),
-            relays.commandEditGeneration.current(), plain.source, plain.instruction,
+    return {relays.selectedPairID.get(),
+            relays.relayLoadGeneration.current(),
+            relays.commandEditGeneration.current(),
+            plain.source,
+            plain.instruction,
             plain.selectedStartMessageID};
 }
 
 Task<bool> OrvelModel::isReceivedAsShown(ShownSelection kept, std::string transferID,
                                          ConversationReference destination) {
     if (shownSelection() != kept)
-        throw RelaySendError(
-            "The selection or instructions changed. Stopped verifying the existing draft.");
+        throw RelaySendError("The selection or instructions changed. Stopped verifying the existing draft.");
     return isReceived(std::move(transferID), std::move(destination), relays.relayState);
 }
 
