@@ -25,9 +25,9 @@ class CodexRelaySender {
     /// The command line tool of Codex: the first in PATH, then in the usual places of `home` and the system.
     static std::optional<std::string> executable(Processes& processes, const std::string& home);
 
-    /// Returns when Codex has accepted the message; then the turn is watched for up to an hour, unless another
-    /// program owns the conversation. `afterMessageID` is the last message of the destination before. Throws
-    /// RelaySendError, and ProcessError if the tool could not be started.
+    /// Returns when Codex has accepted the message; then the turn is watched for up to an hour, unless
+    /// another program owns the conversation. `afterMessageID` is the last message of the destination before.
+    /// Throws RelaySendError, and ProcessError if the tool could not be started.
     Task<void> send(std::string payload, ConversationReference to, std::optional<std::string> afterMessageID,
                     LifecycleFailure lifecycleFailure);
 

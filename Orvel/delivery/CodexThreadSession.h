@@ -21,9 +21,9 @@ namespace orvel {
 class JsonMessage;
 using SharedMessage = std::shared_ptr<const JsonMessage>;
 
-/// Lives for one purpose, one reading of a history or one delivery, and is not used again after a failure. One
-/// operation runs at a time; each throws CodexThreadLoaderError. Destroying it kills the server that still
-/// runs; `close` first asks it to end.
+/// Lives for one purpose, one reading of a history or one delivery, and is not used again after a failure.
+/// One operation runs at a time; each throws CodexThreadLoaderError. Destroying it kills the server that
+/// still runs; `close` first asks it to end.
 class CodexThreadSession {
   public:
     /// Whether a turn's reply stands in the transcript; asked after each sign that it may.
