@@ -5,7 +5,7 @@
 
 namespace orvel {
 
-/// A random UUID in upper case. Throws std::system_error if the system gives no randomness.
+/// A random UUID in upper case. Throws std::runtime_error if the system gives no randomness.
 std::string randomUUID();
 
 } // namespace orvel
