@@ -1,6 +1,7 @@
 // The program orvel-cli: Orvel in a terminal.
 
 #include "Orvel/cli/CommandLine.h"
+#include "Orvel/cli/Interruption.h"
 #include "Orvel/cli/Output.h"
 
 #include <csignal>
@@ -12,5 +13,11 @@ int main(int count, char** arguments) {
     std::signal(SIGPIPE, SIG_IGN);
     orvel::StandardOutput output;
     const std::vector<std::string> given(arguments + (count > 0), arguments + count);
-    return orvel::runCommandLine(given, output);
+    const int status = orvel::runCommandLine(given, output);
+    // Whoever waits for this process is to see that the signal ended it.
+    if (const int number = orvel::Interruption::signal()) {
+        std::signal(number, SIG_DFL);
+        std::raise(number);
+    }
+    return status;
 }
