@@ -129,7 +129,7 @@ Task<void> OrvelModel::loadFile(std::string path, Agent source, Generation::Valu
     SharedConversation loaded;
     std::string failure;
     try {
-        loaded = co_await readFile(path, source);
+        loaded = co_await readWhole(path, source);
     } catch (const std::exception& error) {
         failure = error.what();
     }
@@ -144,7 +144,7 @@ Task<void> OrvelModel::loadFile(std::string path, Agent source, Generation::Valu
 }
 
 // A file that holds only the tail of its conversation is read as its reference is.
-Task<SharedConversation> OrvelModel::readFile(std::string path, Agent source) {
+Task<SharedConversation> OrvelModel::readWhole(std::string path, Agent source) {
     struct Reading {
         SharedConversation conversation;
         std::optional<ConversationReference> inheriting;
