@@ -91,7 +91,7 @@ void run(const Arguments& arguments, Output& output) {
         return runCommand(arguments, Places::fromEnvironment(arguments.home, arguments.data), output);
     output.writeError("This is a sample: made-up conversations in a temporary folder.\n");
     const SampleHome sample;
-    runCommand(arguments, {sample.folders(), sample.dataFolder()}, output);
+    runCommand(arguments, {sample.folders(), sample.dataFolder(), {}, sample.toolFolder()}, output);
     Interruption::check();
 }
 

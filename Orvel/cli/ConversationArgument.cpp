@@ -72,7 +72,7 @@ Task<void> read(ConversationReading& conversations, ConversationReference refere
 
 SharedConversation readReference(const ConversationReference& reference, const Places& places) {
     TerminalDesktop desktop(places);
-    ConversationReading conversations(desktop.loop, desktop.processes, places.folders.home);
+    ConversationReading conversations(desktop.loop, desktop.processes(), places.folders.home);
     Reading reading;
     TaskScope tasks;
     tasks.start(read(conversations, reference, reading));

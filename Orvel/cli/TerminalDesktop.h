@@ -8,6 +8,7 @@
 #include "Orvel/platform/posix/PollLoop.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/posix/PosixProcesses.h"
+#include "Orvel/platform/sample/SampleProcesses.h"
 #include "Orvel/platform/unavailable/UnavailableApplications.h"
 #include "Orvel/platform/unavailable/UnavailablePasteboard.h"
 
@@ -34,9 +35,12 @@ struct NoPanels : Panels {
 };
 
 struct TerminalDesktop {
-    explicit TerminalDesktop(const Places& places) : processes(loop, loop, places.toolEnvironment) {}
+    explicit TerminalDesktop(const Places& places);
 
-    Desktop ports() { return {loop, pasteboard, panels, applications, settings, files, processes}; }
+    Desktop ports() { return {loop, pasteboard, panels, applications, settings, files, processes()}; }
+
+    /// In a sample only its own tools exist.
+    Processes& processes();
 
     /// Runs the loop until `met`, which is asked again and again, and gives whether it came to that within
     /// the time. Throws Interrupted.
@@ -48,7 +52,10 @@ struct TerminalDesktop {
     UnavailableApplications applications;
     MemorySettings settings;
     PosixFileStore files;
-    PosixProcesses processes;
+
+  private:
+    PosixProcesses systemProcesses;
+    std::optional<SampleProcesses> sampleProcesses;
 };
 
 } // namespace orvel

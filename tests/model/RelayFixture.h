@@ -35,7 +35,7 @@ class RelayFixture : public ModelFixture {
     /// Makes the pair, or opens it, with the message going out from `source`.
     void pairUp(Agent source) {
         const auto from = found(source), to = found(other(source));
-        model().chooseEndpoint(from);
+        model().chooseSource(from);
         desktop.loop.run();
         model().chooseEndpoint(to);
         desktop.loop.run();

@@ -106,7 +106,7 @@ TEST_F(RelayModelTest, AReferenceWhoseFileHoldsAnotherConversationIsRefused) {
     std::filesystem::remove(path);
     model().refresh();
     desktop.loop.run();
-    EXPECT_EQ(errorText(), "Couldn't read “" + path + "”: No such file or directory.");
+    EXPECT_EQ(errorText(), "Couldn't find Codex CLI to locate the conversation or load inherited history.");
     EXPECT_FALSE(session().isLoading);
 }
 

@@ -414,7 +414,7 @@ TEST_F(RelaySessionTest, ReceiptsAreCheckedEveryTwoSecondsByOnePassAtATime) {
     desktop.loop.setBackgroundDuration(5s);
     desktop.loop.runFor(1ms);
     EXPECT_TRUE(model().relay().isCheckingReceipts);
-    desktop.loop.runFor(14s); // One pass looks, then reads one file after another.
+    desktop.loop.runFor(15s); // One pass looks, then reads one file after another.
     EXPECT_FALSE(onlyTransfer().isPending());
 }
 
