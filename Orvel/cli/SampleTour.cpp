@@ -29,6 +29,7 @@ constexpr std::size_t stateFileLimit = 1'000'000;
 Json shortened(Json json) {
     if (json.is_string())
         return fittedToColumns(visibleLine(json.get_ref<const std::string&>()), valueColumns);
+    if (!json.is_structured()) return json;
     for (auto& value : json) value = shortened(std::move(value));
     return json;
 }

@@ -12,8 +12,7 @@ constexpr std::chrono::milliseconds lookInterval{10};
 
 } // namespace
 
-TerminalDesktop::TerminalDesktop(const Places& places)
-    : systemProcesses(loop, loop, places.toolEnvironment) {
+TerminalDesktop::TerminalDesktop(const Places& places) : systemProcesses(loop, loop, places.toolEnvironment) {
     if (places.toolFolder) sampleProcesses.emplace(systemProcesses, *places.toolFolder, places.folders.codex);
 }
 
