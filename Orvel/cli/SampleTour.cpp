@@ -22,7 +22,7 @@ using Json = nlohmann::ordered_json;
 
 // A tour fits a terminal of a hundred columns.
 constexpr std::size_t columns = 92;
-constexpr std::size_t valueColumns = 60;
+constexpr std::size_t valueColumns = 40;
 constexpr std::chrono::seconds patience{30};
 constexpr std::size_t stateFileLimit = 1'000'000;
 
@@ -150,7 +150,10 @@ class SampleTour {
 
     void showRecords() {
         heading("What Orvel has kept");
-        showJson(savedState());
+        auto state = savedState();
+        for (const auto* list : {"initialTransfers", "links"})
+            if (state.at(list).empty()) state.erase(list);
+        showJson(state);
     }
 
     void showDestination() {
