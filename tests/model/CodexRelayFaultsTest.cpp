@@ -135,6 +135,18 @@ class Relay {
         const auto home =
             AgentFolders::of(folder.path("home"), std::nullopt, std::nullopt, folder.path("config"));
         model.emplace(desktop.ports(), claude, home, folder.path("data/state.json"));
+        mayRetry = false;
+        subscription = model->changes().subscribe([this] { watchRetry(); });
+    }
+
+    // At the very moment when a retry is offered, nothing may have gone in; a moment later the receipt would
+    // have taken the offer back.
+    void watchRetry() {
+        const auto* pending = transfer();
+        const bool offered = pending && pending->isPending() && model->mayRetry(*pending);
+        if (offered && !std::exchange(mayRetry, offered) && deliveries() > 0)
+            brokenRules.emplace_back("a retry was offered for a message that had gone in");
+        mayRetry = offered;
     }
 
     void step(std::string_view name) {
@@ -178,6 +190,8 @@ class Relay {
     std::vector<std::string> brokenRules;
     SimulatedCodex codex;
     std::optional<OrvelModel> model;
+    bool mayRetry = false;
+    ChangeSignal::Subscription subscription;
 };
 
 const std::vector<Manner>& manners() {
