@@ -34,8 +34,8 @@ Descriptor opened(const std::string& path) {
 
 // The lock holds whether or not the disk takes this.
 void writeHolder(const Descriptor& file, std::string_view text) {
-    if (ftruncate(file.get(), 0) == 0) [[maybe_unused]]
-        const auto done = pwrite(file.get(), text.data(), text.size(), 0);
+    [[maybe_unused]] const bool isWritten =
+        ftruncate(file.get(), 0) == 0 && pwrite(file.get(), text.data(), text.size(), 0) >= 0;
 }
 
 bool isProgramName(std::string_view text) {
