@@ -1,5 +1,7 @@
 #include "OrvelCore/commands/LineBreakProbe.h"
 
+#include "OrvelCore/commands/OrvelCommand.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -41,12 +43,11 @@ FixedWords difference(std::string_view text, std::string_view before) {
 
 } // namespace
 
-std::optional<LineBreakProbe> LineBreakProbe::begin(std::string_view text, bool isCommand,
-                                                    EditorSelection selection, Context context,
-                                                    std::int64_t keyCode, double now) {
+std::optional<LineBreakProbe> LineBreakProbe::begin(std::string_view text, EditorSelection selection,
+                                                    Context context, std::int64_t keyCode, double now) {
     const bool isAtEnd = selection.location == utf16Length(text) && selection.length == 0;
     const bool isReturn = keyCode == returnKey || keyCode == enterKey;
-    if (!isCommand || !isAtEnd || !isReturn || !std::isfinite(now)) return std::nullopt;
+    if (!OrvelCommand::parse(text) || !isAtEnd || !isReturn || !std::isfinite(now)) return std::nullopt;
     return LineBreakProbe(text, std::move(context), keyCode, now);
 }
 

@@ -33,11 +33,10 @@ class LineBreakProbe {
     /// How long a probe watches, in seconds.
     static constexpr double lifetime = 0.25;
 
-    /// A probe of the text, which `isCommand` says to be one, if the caret stands at its end and the key is a
-    /// Return. `now` is in seconds, as all times here.
-    static std::optional<LineBreakProbe> begin(std::string_view text, bool isCommand,
-                                               EditorSelection selection, Context context,
-                                               std::int64_t keyCode, double now);
+    /// A probe of the text, if that is the command, the caret stands at its end and the key is a Return.
+    /// `now` is in seconds, as all times here.
+    static std::optional<LineBreakProbe> begin(std::string_view text, EditorSelection selection,
+                                               Context context, std::int64_t keyCode, double now);
 
     /// What is to be done with an event of the key.
     ReturnHandling handleReturn(std::int64_t keyCode, bool isKeyDown, bool isRepeat);

@@ -13,9 +13,13 @@ namespace {
 struct Page : ComposerTreeTable<ComposerNode, ClaudeComposerTree> {
     std::vector<std::string> lines;
     std::size_t levels = 0;
+    std::string roles;
 
-    void onAncestor(std::size_t level, std::string_view) override { EXPECT_EQ(level, ++levels); }
-    void report(std::string_view line) override { lines.emplace_back(line); }
+    void onAncestor(std::size_t level, const DiagnosticText& role) override {
+        EXPECT_EQ(level, ++levels);
+        roles += (roles.empty() ? "" : " ") + role.text();
+    }
+    void report(const DiagnosticText& line) override { lines.push_back(line.text()); }
 
     ClaudeComposerDiagnosis chat() { return ClaudeComposerIdentity::inspect(parentOfFocused(), *this); }
     ClaudeCodeInspection code() { return ClaudeCodeComposerIdentity::inspect(parentOfFocused(), *this); }
@@ -32,7 +36,7 @@ Page composer(const char* sendLabel) {
     page.add(100, "AXWindow");
     auto& webArea = page.add(101, "AXWebArea", 100).node;
     webArea.webRoute = ClaudeChatRoute::conversation;
-    webArea.codeRoute = ClaudeCodeRoute{ClaudeCodeRoute::Kind::conversation, session};
+    webArea.codeRoute = ClaudeCodeRoute("https://claude.ai/epitaxy/" + session);
     for (NodeID id = 6; id > 0; --id) page.add(id, "AXGroup", id == 6 ? 101 : id + 1);
     page.add(0, "AXTextArea", 1);
     page.add(10, "AXButton", 1, {sendLabel});
@@ -79,7 +83,7 @@ TEST(ClaudeComposer, IsRecognisedByWhatSurroundsIt) {
         {"new page", unsupportedRoute, matched,
          [](Page& p) {
              p.node(101).webRoute = ClaudeChatRoute::newChat;
-             p.node(101).codeRoute = ClaudeCodeRoute{ClaudeCodeRoute::Kind::newConversation, {}};
+             p.node(101).codeRoute = ClaudeCodeRoute("https://claude.ai/epitaxy");
          }},
         {"editor right in the page", unavailable, sendButtonMissing, [](Page& p) { p.node(0).parent = 101; }},
         {"four groups", unavailable, matched, [](Page& p) { p.node(4).parent = 101; }},
