@@ -46,7 +46,7 @@ class LineBreakProbe {
 
     Result result() const { return outcome; }
     double deadline() const { return end; }
-    bool isKeyReleased() const { return keyReleased; }
+    bool keyReleased() const { return released; }
     /// What the last observation showed, without content.
     const DiagnosticText& lastObservationSummary() const { return summary; }
 
@@ -61,7 +61,7 @@ class LineBreakProbe {
     Context context;
     std::int64_t keyCode;
     double end;
-    bool keyReleased = false;
+    bool released = false;
     Result outcome = Result::waiting;
     DiagnosticText summary = FixedWords("Not observed");
 };

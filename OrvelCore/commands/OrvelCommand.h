@@ -36,7 +36,7 @@ class ReturnInputClassification {
         leadingWhitespace,
         other
     };
-    using enum Case;
+    using enum Case; // In a template GCC 12 understands only Case::command.
 
     constexpr ReturnInputClassification(Case value) : value(value) {}
     constexpr operator Case() const { return value; }

@@ -156,6 +156,32 @@ TEST(ClaudeComposer, GivesUpAtAScopeOfThirteenChildren) {
     }
 }
 
+TEST(ClaudeComposer, LooksIntoBranchesOfTwelveChildren) {
+    for (const std::size_t children : {11, 12, 13}) {
+        auto page = composer("Send message");
+        page.add(11, "AXRadioGroup", 1);
+        for (NodeID id = 20; page.entries[11].children.size() < children; ++id) page.add(id, "AXImage", 11);
+        EXPECT_EQ(page.chat(), children > 12 ? unavailable : matched) << children;
+    }
+}
+
+TEST(ClaudeComposer, LooksForTheSendButtonInTheFourNearestScopes) {
+    for (NodeID scope = 1; scope <= 6; ++scope) {
+        auto page = composer("Send message");
+        page.entries[1].children = {0};
+        page.entries[scope].children.push_back(10);
+        EXPECT_EQ(page.chat(), scope > 4 ? sendButtonMissing : matched) << scope;
+        EXPECT_EQ(page.lines.size(), 4U);
+    }
+}
+
+TEST(ClaudeComposer, TellsTheKnownRolesOfAncestors) {
+    auto page = composer("Send");
+    page.node(6).role = "Canary";
+    page.chat();
+    EXPECT_EQ(page.roles, "AXGroup AXGroup AXGroup AXGroup AXGroup Other role AXWebArea AXWindow");
+}
+
 TEST(ClaudeComposer, ReadsNoMoreThanItsLimitWhateverTheTree) {
     // Of the 64 ancestors 8 are in place. Everything added is a branch, so that all its children are read.
     for (const NodeID elements : {39, 40, 41, 5000}) {

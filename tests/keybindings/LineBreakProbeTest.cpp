@@ -118,7 +118,9 @@ TEST(LineBreakProbe, FollowsItsKeyUntilItIsReleased) {
         EXPECT_EQ(watching.handleReturn(keyCode, isKeyDown, isRepeat), handling);
         EXPECT_EQ(watching.result(), result);
     }
+    EXPECT_TRUE(watching.keyReleased());
     auto interrupted = probe();
     EXPECT_EQ(interrupted.handleReturn(36, true, false), unrelated);
     EXPECT_EQ(interrupted.result(), cancelled);
+    EXPECT_FALSE(interrupted.keyReleased());
 }
