@@ -21,6 +21,7 @@ struct Arguments {
         recent,
         relayCheck,
         keybindings,
+        typedCommand,
         link,
         links,
         send,
@@ -39,6 +40,7 @@ struct Arguments {
     std::optional<Agent> agent;      ///< Also the one whose side of a link is the source.
     std::string subject;             ///< The FILE or ID, the URL, the LINK, or the FILE to look into.
     std::string claudeID;            ///< The second conversation of a new link.
+    std::optional<std::string> text; ///< The TEXT; standard input stands for it where it is absent.
     std::optional<std::string> from; ///< Identity of the first message of the range.
     std::optional<std::string> note;
     std::optional<std::chrono::seconds> wait; ///< How long to wait until a message is seen.

@@ -14,7 +14,7 @@ _orvel_cli() {
         case ${COMP_WORDS[i]} in
         =) is_value=yes ;;
         --home | --data | --agent | --source | --from | --note | --wait) is_value=yes ;;
-        list | show | preview | url | recent | relay | keybindings | \
+        list | show | preview | url | recent | relay | keybindings | command | \
             link | links | send | pending | retry | copy-saved | receipts)
             [[ -n $is_value || -n $command ]] || command=${COMP_WORDS[i]}
             is_value=
@@ -52,7 +52,7 @@ _orvel_cli() {
     fi
     case $command in
     "")
-        local commands="list show preview url recent relay keybindings"
+        local commands="list show preview url recent relay keybindings command"
         commands+=" link links send pending retry copy-saved receipts"
         COMPREPLY=($(compgen -W "$commands" -- "$current"))
         ;;

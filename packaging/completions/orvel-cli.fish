@@ -1,6 +1,6 @@
 # Completion of orvel-cli for fish.
 
-set -l commands list show preview url recent relay keybindings link links send pending retry copy-saved receipts
+set -l commands list show preview url recent relay keybindings command link links send pending retry copy-saved receipts
 set -l no_command "not __fish_seen_subcommand_from $commands"
 
 complete -c orvel-cli -f
@@ -11,6 +11,7 @@ complete -c orvel-cli -n $no_command -a url -d "Print what a handoff URL asks fo
 complete -c orvel-cli -n $no_command -a recent -d "List the conversations that were opened last"
 complete -c orvel-cli -n $no_command -a relay -d "Look into a file of relay records"
 complete -c orvel-cli -n $no_command -a keybindings -d "Print what Orvel makes of the keybindings of Codex"
+complete -c orvel-cli -n $no_command -a command -d "Print what Orvel makes of a text that somebody types"
 complete -c orvel-cli -n $no_command -a link -d "Link two conversations and print the ID of the link"
 complete -c orvel-cli -n $no_command -a links -d "List the links"
 complete -c orvel-cli -n $no_command -a send -d "Send what is new on one side of a link to the other"

@@ -18,11 +18,12 @@ std::string parsed(const Words& words) {
         return (reply->isComplaint ? "complaint: " : "reply: ") +
                reply->text.substr(0, reply->text.find('\n'));
     const auto& arguments = std::get<Arguments>(result);
-    constexpr const char* names[] = {"none",   "list",        "show",        "preview",    "url",
-                                     "recent", "relay check", "keybindings", "link",       "links",
-                                     "send",   "pending",     "retry",       "copy-saved", "receipts"};
+    constexpr const char* names[] = {"none",        "list",        "show",       "preview", "url",   "recent",
+                                     "relay check", "keybindings", "command",    "link",    "links", "send",
+                                     "pending",     "retry",       "copy-saved", "receipts"};
     std::string line = names[static_cast<int>(arguments.command)];
     if (!arguments.subject.empty()) line += " {" + arguments.subject + "}";
+    if (arguments.text) line += " {" + *arguments.text + "}";
     if (arguments.agent) line += " agent=" + std::string(rawValue(*arguments.agent));
     if (arguments.from) line += " from={" + *arguments.from + "}";
     if (arguments.note) line += " note={" + *arguments.note + "}";
@@ -52,6 +53,10 @@ TEST(Arguments, AreTakenApart) {
         {{"relay", "check", "f", "--json"}, "relay check {f} json"},
         {{"--json", "keybindings", "f"}, "keybindings {f} json"},
         {{"relay", "--home=/h", "check", "check"}, "relay check {check} home=/h"},
+        {{"command"}, "command"},
+        {{"command", ""}, "command {}"},
+        {{"command", "/orvel x", "--json"}, "command {/orvel x} json"},
+        {{"command", "list"}, "command {list}"},
         {{"link", "c", "a"}, "link {c} claude={a}"},
         {{"send", "l", "--source=codex", "--wait", "7", "--note="}, "send {l} agent=codex note={} wait=7"},
         {{"send", "--from", "m", "--source", "claude", "l"}, "send {l} agent=claude from={m}"},

@@ -135,10 +135,13 @@ Words environmentOf(const ChildLaunch& launch, const PosixProcesses::Environment
     Words variables;
     for (char** entry = environ; *entry; ++entry) {
         const std::string_view variable(*entry);
-        if (!changed.count(std::string(variable.substr(0, variable.find('=')))))
+        if (!changed.contains(std::string(variable.substr(0, variable.find('=')))))
             variables.emplace_back(variable);
     }
-    for (const auto& [name, value] : changed) variables.push_back(name + '=' + value);
+    for (const auto& [name, value] : changed) {
+        variables.push_back(name + '=');
+        variables.back() += value;
+    }
     return variables;
 }
 
