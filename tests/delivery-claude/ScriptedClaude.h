@@ -65,12 +65,14 @@ struct ScriptedWindows : WindowList {
     std::optional<std::vector<OwnerName>> ownerNames(std::size_t most) override {
         loop.spend(latency);
         askedFor = most;
+        if (onRead) onRead();
         return names;
     }
 
     LatencyLoop& loop;
     MainLoop::Duration latency{0};
     std::size_t askedFor = 0;
+    std::function<void()> onRead;
     std::optional<std::vector<OwnerName>> names = std::vector<OwnerName>{"Claude", "Dock"};
 };
 
@@ -143,7 +145,7 @@ struct ScriptedClaude {
     }
 
     void buildPage(const std::string& path) {
-        page = &tree.add(&tree.add(shellPage, "AXGroup"), "AXWebArea");
+        page = &tree.add(&tree.add(window, "AXGroup"), "AXWebArea");
         page->set("AXURL", AXURL{"https://claude.ai" + path});
         auto& thread = tree.add(page, "AXGroup");
         tree.add(&thread, "AXStaticText").set("AXValue", "An earlier message");
