@@ -105,6 +105,29 @@ TEST_F(RealCodex, AMessageToACommandThatEndsArrivesButIsNotAnswered) {
     EXPECT_THAT(outcome(reference), HasSubstr("| user: M wait-for=/never | user: <turn_aborted>"));
 }
 
+TEST_F(RealCodex, AMessageThatWaitedIsPerformedBeforeTheOneThatIsSent) {
+    const auto reference = begin("Q");
+    EXPECT_EQ(statusOf({"queue", "--thread", reference.sessionID, "--message", "W"}), 0);
+    EXPECT_EQ(outcome(reference), "user: Q | assistant: Answer to: Q");
+    startServer();
+    (void)history(reference, false);
+    EXPECT_EQ(outcome(reference), "user: Q | assistant: Answer to: Q");
+    ASSERT_EQ(send("M", reference), "done");
+    EXPECT_TRUE(world.runUntil([&] { return sender->watchedTurns().empty(); }));
+    EXPECT_THAT(outcome(reference),
+                EndsWith("user: W | assistant: Answer to: W | user: M | assistant: Answer to: M"));
+}
+
+TEST_F(RealCodex, AMessageThatCannotBeAnArgumentIsNotDelivered) {
+    const auto reference = begin("Q");
+    startServer();
+    EXPECT_THAT(send(std::string(2'000'000, 'x'), reference), HasSubstr("Argument list too long"));
+    EXPECT_EQ(send("-M", reference),
+              "Codex could not accept the queued message. Copy the pending message to recover.");
+    EXPECT_TRUE(sender->watchedTurns().empty());
+    EXPECT_EQ(outcome(reference), "user: Q | assistant: Answer to: Q");
+}
+
 TEST_F(RealCodex, TheQueueCommandEndsAsOrvelReadsIt) {
     const auto reference = begin("Q");
     const std::string unknown = "99999999-9999-4999-8999-999999999999";
