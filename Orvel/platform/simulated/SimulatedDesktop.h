@@ -6,6 +6,7 @@
 #include "Orvel/desktop/MemorySettings.h"
 #include "Orvel/desktop/Panels.h"
 #include "Orvel/platform/simulated/SimulatedLoop.h"
+#include "Orvel/platform/simulated/SimulatedProcesses.h"
 #include "Orvel/platform/unavailable/UnavailableApplications.h"
 #include "Orvel/platform/unavailable/UnavailablePasteboard.h"
 
@@ -62,7 +63,7 @@ struct SimulatedFileStore : FileStore {
 
 struct SimulatedDesktop {
     explicit SimulatedDesktop(FileStore& store) : files(store) {}
-    Desktop ports() { return {loop, pasteboard, panels, applications, settings, files}; }
+    Desktop ports() { return {loop, pasteboard, panels, applications, settings, files, processes}; }
 
     SimulatedLoop loop;
     SimulatedPasteboard pasteboard;
@@ -70,6 +71,7 @@ struct SimulatedDesktop {
     SimulatedApplications applications;
     MemorySettings settings;
     SimulatedFileStore files;
+    SimulatedProcesses processes{loop};
 };
 
 } // namespace orvel

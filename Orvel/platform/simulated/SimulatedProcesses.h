@@ -74,9 +74,10 @@ class SimulatedProcesses : public Processes {
     std::list<ChildLaunch> launches; ///< All that were started.
 
     std::size_t mostBytesPerTransfer = std::numeric_limits<std::size_t>::max();
+    std::size_t pipeCapacity = 65'536; ///< How many bytes wait for a program before no more are taken.
     /// Called before each use of this port and of its children, by its name ("start", "read", "write",
     /// "whenReady", "exitStatus", "terminate", "kill"); may throw from "start", kill children, or do anything
-    /// to the outside.
+    /// else to the outside but destroy a child.
     std::function<void(std::string_view step)> beforeStep;
     /// Ends all children at once, as if each had been killed from outside.
     void killAll();
