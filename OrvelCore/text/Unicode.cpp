@@ -72,8 +72,8 @@ bool isValidUTF8(std::string_view bytes) {
     return simdjson::validate_utf8(bytes.data(), bytes.size());
 }
 
-std::size_t utf16Length(std::string_view text) {
-    std::size_t units = 0;
+std::int64_t utf16Length(std::string_view text) {
+    std::int64_t units = 0;
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
         units += (byte & 0xC0) == 0x80 ? 0 : byte >= 0xF0 ? 2 : 1;
