@@ -15,6 +15,12 @@ inline constexpr std::string_view claudeWebOrigin = "https://claude.ai";
 /// A longer URL is taken for none, in bytes: what a page puts into its URL must not delay a key.
 inline constexpr std::size_t longestClaudeURL = 16'384;
 
+/// Whether the text is a URL, of whatever kind.
+bool isURL(std::string_view text);
+
+/// The path of a page of Claude's web origin, still percent-encoded; nothing for any other URL.
+std::optional<std::string> claudeWebPath(std::string_view url);
+
 /// A page of Code conversations.
 struct ClaudeCodeRoute {
     enum class Kind { conversation, newConversation, unsupported };

@@ -1,6 +1,7 @@
 #include "OrvelCore/commands/LineBreakProbe.h"
 
 #include "OrvelCore/commands/OrvelCommand.h"
+#include "OrvelCore/text/Unicode.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,15 +11,6 @@ namespace orvel {
 namespace {
 
 constexpr std::int64_t returnKey = 36, enterKey = 76;
-
-std::int64_t utf16Length(std::string_view text) {
-    std::int64_t units = 0;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        units += (byte & 0xC0) == 0x80 ? 0 : byte >= 0xF0 ? 2 : 1;
-    }
-    return units;
-}
 
 bool isAtEnd(EditorSelection selection, std::string_view text) {
     return selection.location == utf16Length(text) && selection.length == 0;

@@ -2,6 +2,7 @@
 // The few Unicode operations that the rest shares. All text is UTF-8; the classes are Unicode's own.
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -12,6 +13,9 @@ bool isValidUTF8(std::string_view bytes);
 
 /// The text, of less than 2 GiB, without White_Space characters at both ends; a view into the argument.
 std::string_view trimmed(std::string_view text);
+
+/// The length of valid UTF-8 in UTF-16 units; signed, as the selections it is compared with.
+std::int64_t utf16Length(std::string_view text);
 
 /// The first `count` user-perceived characters (extended grapheme clusters); a view into the argument.
 std::string_view firstCharacters(std::string_view text, std::size_t count);

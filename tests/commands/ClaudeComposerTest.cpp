@@ -138,6 +138,61 @@ TEST(ClaudeComposer, IsRecognisedByWhatSurroundsIt) {
     }
 }
 
+TEST(ClaudeComposer, KnowsItsButtonsByTheirLabels) {
+    for (const auto* send : {"Send message", "Send Message", "メッセージを送信"}) {
+        EXPECT_EQ(composer(send).chat(), matched) << send;
+        EXPECT_EQ(composer(send).code().diagnosis, sendButtonMissing) << send;
+    }
+    EXPECT_EQ(composer("Send").chat(), sendButtonMissing);
+    for (const auto* edit : {"Save", "Save changes", "Save & Submit", "Save and submit", "Cancel", "保存",
+                             "変更を保存", "保存して送信", "キャンセル", "Remove "})
+        for (const auto* role : {"AXButton", "AXMenuButton"}) {
+            const bool isButton = std::string_view(role) == "AXButton";
+            const bool isRemoval = std::string_view(edit) == "Remove ";
+            auto chatPage = composer("Send message"), codePage = composer("Send");
+            for (auto* page : {&chatPage, &codePage}) page->add(11, role, 1, {edit});
+            EXPECT_EQ(chatPage.chat(), isButton && !isRemoval ? messageEditor : matched) << edit;
+            EXPECT_EQ(codePage.code().diagnosis, isButton ? messageEditor : matchedCode) << edit;
+        }
+}
+
+TEST(ClaudeComposer, KnowsWhatMayStandBesideIt) {
+    const struct {
+        const char* role;
+        ClaudeComposerDiagnosis code, chat;
+    } cases[] = {
+        {"AXStaticText", matchedCode, matched},
+        {"AXImage", matchedCode, matched},
+        {"AXLink", matchedCode, matched},
+        {"AXCheckBox", matchedCode, matched},
+        {"AXPopUpButton", matchedCode, matched},
+        {"AXMenuButton", matchedCode, matched},
+        {"AXRadioButton", matchedCode, matched},
+        {"AXButton", matchedCode, matched},
+        {"AXGroup", matchedCode, matched},
+        {"AXRadioGroup", matchedCode, matched},
+        {"AXList", matchedCode, unavailable},
+        {"AXSearchField", matchedCode, unavailable},
+        {"AXWindow", matchedCode, unavailable},
+        {"AXTextArea", ambiguousEditors, ambiguousEditors},
+        {"AXTextField", ambiguousEditors, ambiguousEditors},
+        {"AXWebArea", dialog, unavailable},
+        {"AXSheet", dialog, unavailable},
+        {"AXDialog", dialog, unavailable},
+    };
+    for (const auto& [role, code, chat] : cases) {
+        auto chatPage = composer("Send message"), codePage = composer("Send");
+        for (auto* page : {&chatPage, &codePage}) page->add(50, role, 1);
+        EXPECT_EQ(rawValue(chatPage.chat()), rawValue(chat)) << role;
+        EXPECT_EQ(rawValue(codePage.code().diagnosis), rawValue(code)) << role;
+    }
+    // As the focused element, a field is an editor for Code conversations alone.
+    auto chatPage = composer("Send message"), codePage = composer("Send");
+    for (auto* page : {&chatPage, &codePage}) page->node(0).role = "AXTextField";
+    EXPECT_EQ(chatPage.chat(), unavailable);
+    EXPECT_EQ(codePage.code().diagnosis, matchedCode);
+}
+
 TEST(ClaudeComposer, LooksAtSixtyFourAncestors) {
     for (const NodeID ancestors : {63, 64, 65}) {
         auto codePage = composer("Send"), chatPage = composer("Send Message");

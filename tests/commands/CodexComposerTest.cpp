@@ -56,6 +56,17 @@ TEST(CodexComposer, IsRecognisedByWhatSurroundsIt) {
              p.entries[1].children = {10, 11};
          }},
         {"cancel", excluded, [](Page& p) { p.add(12, "AXButton", 1, {"Cancel"}); }},
+        {"context further out, a button in both", verified,
+         [](Page& p) {
+             removeContext(p), p.add(12, "AXButton", 3, {"Add files and more"});
+             p.entries[2].children.push_back(10);
+         }},
+        {"second editor further out", excluded,
+         [](Page& p) { removeContext(p), p.add(12, "AXSearchField", 2); }},
+        {"toolbars all around", excluded,
+         [](Page& p) {
+             for (const NodeID id : {1, 2, 3}) p.entries[id].node.role = "AXToolbar";
+         }},
         {"second editor", excluded, [](Page& p) { p.add(12, "AXSearchField", 1); }},
         {"dialog within", excluded, [](Page& p) { p.add(12, "AXGroup", 1).node.subrole = "AXDialog"; }},
         {"page within", excluded, [](Page& p) { p.add(12, "AXWebArea", 1); }},
@@ -84,12 +95,75 @@ TEST(CodexComposer, IsRecognisedByWhatSurroundsIt) {
              p.entries[2].node.classes = {"_composer_1"}, p.add(12, "AXButton", 2, {"キャンセル"});
          }},
         {"no composer class", verified,
-         [](Page& p) { p.entries[2].node.classes = {"x_composer_"}, p.add(12, "AXButton", 2, {"Cancel"}); }},
+         [](Page& p) {
+             p.entries[2].node.classes = {"x_composer_", "_composer"}, p.add(12, "AXButton", 2, {"Cancel"});
+         }},
     };
     for (const auto& test : cases) {
         auto page = composer();
         test.change(page);
         EXPECT_EQ(rawValue(page.judged()), rawValue(test.result)) << test.what;
+    }
+}
+
+TEST(CodexComposer, KnowsItsButtonsByTheirLabels) {
+    for (const auto* submit : {"Send", "送信", "Queue", "キューに追加", "Steer", "今すぐ反映", "Stop", "停止",
+                               "Resume", "再開", "Save"})
+        for (const auto* context : {"Add files and more", "ファイルなどを追加", "Add files"}) {
+            auto page = composer();
+            page.entries[10].node.buttonLabels = {submit};
+            page.entries[11].node.buttonLabels = {context};
+            const auto expected = std::string_view(submit) == "Save"         ? excluded
+                                  : std::string_view(context) == "Add files" ? uncertain
+                                                                             : verified;
+            EXPECT_EQ(page.judged(), expected) << submit << context;
+        }
+    for (const auto* edit : {"Save", "Save changes", "Save & Submit", "Save and submit", "Cancel", "保存",
+                             "変更を保存", "保存して送信", "キャンセル"})
+        for (const auto* role : {"AXButton", "AXMenuButton", "AXPopUpButton", "AXCheckBox"}) {
+            auto page = composer();
+            page.add(12, role, 1, {edit});
+            EXPECT_EQ(page.judged(), std::string_view(role) == "AXCheckBox" ? verified : excluded) << edit;
+        }
+}
+
+TEST(CodexComposer, KnowsWhatMayStandBesideIt) {
+    // What becomes of a composer with a hint, and whether what the element holds counts.
+    const struct {
+        const char* role;
+        ComposerRecognition result;
+        bool isBranch;
+    } cases[] = {
+        {"AXStaticText", verified, false},
+        {"AXImage", verified, false},
+        {"AXLink", verified, false},
+        {"AXCheckBox", verified, false},
+        {"AXPopUpButton", verified, false},
+        {"AXMenuButton", verified, false},
+        {"AXRadioButton", verified, false},
+        {"AXButton", verified, false},
+        {"AXGroup", verified, true},
+        {"AXForm", verified, true},
+        {"AXToolbar", verified, true},
+        {"AXRadioGroup", verified, true},
+        {"AXTextArea", excluded, false},
+        {"AXTextField", excluded, false},
+        {"AXSearchField", excluded, false},
+        {"AXSheet", excluded, false},
+        {"AXDialog", excluded, false},
+        {"AXWebArea", excluded, false},
+        {"AXWindow", uncertain, false},
+        {"AXList", uncertain, false},
+        {"", uncertain, false},
+    };
+    for (const auto& [role, result, isBranch] : cases) {
+        auto page = composer();
+        page.entries[2].node.classes = {"_composer_1"};
+        page.add(12, role, 1);
+        page.add(13, "AXButton", 12, {"Cancel"});
+        EXPECT_EQ(page.judged(), isBranch ? excluded : result) << role;
+        page.entries[12].children.clear();
+        EXPECT_EQ(page.judged(), result) << role;
     }
 }
 

@@ -174,9 +174,14 @@ TEST_F(CodexThreadSessionTest, EndsAConnectionThatDoesNotGoAsItShould) {
         SCOPED_TRACE(each.name);
         Server changed(processes);
         each.change(changed);
+        std::vector<std::string> endings;
+        processes.beforeStep = [&](std::string_view step) {
+            if (step == "terminate" || step == "kill") endings.emplace_back(step);
+        };
         const auto began = loop.uptime();
         EXPECT_EQ(connect(), each.outcome);
         EXPECT_LE(loop.uptime() - began, 22s);
+        EXPECT_EQ(endings, std::vector<std::string>{"terminate"});
         EXPECT_EQ(processes.running(), 0);
     }
 }

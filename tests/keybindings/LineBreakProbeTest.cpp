@@ -31,7 +31,7 @@ TEST(LineBreakProbe, BeginsOnlyWithTheCommandAndTheCaretAtItsEnd) {
     } cases[] = {
         {text, {length, 0}, 36, 100, true},
         {text, {length, 0}, 76, 100, true},
-        {" /orvel x", {length, 0}, 36, 100, false},
+        {" /orvel xy", {length, 0}, 36, 100, false},
         {text, {length - 1, 0}, 36, 100, false},
         {text, {length + 1, 0}, 36, 100, false},
         {text, {length, 1}, 36, 100, false},
