@@ -59,9 +59,11 @@ std::string Places::statePath() const {
 Places Places::fromEnvironment(const std::optional<std::string>& home,
                                const std::optional<std::string>& data) {
     const auto base = standardizedPath(home.value_or(userHome()));
-    return {AgentFolders::of(base, variable("CODEX_HOME"), variable("CLAUDE_CONFIG_DIR"),
-                             desktopConfigFolder(base)),
-            data ? standardizedPath(*data) : joinedPath(dataHome(base), "Orvel")};
+    Places places{AgentFolders::of(base, variable("CODEX_HOME"), variable("CLAUDE_CONFIG_DIR"),
+                                   desktopConfigFolder(base)),
+                  data ? standardizedPath(*data) : joinedPath(dataHome(base), "Orvel")};
+    if (home) places.toolEnvironment = {{"HOME", base}, {"CODEX_HOME", places.folders.codex}};
+    return places;
 }
 
 } // namespace orvel

@@ -3,6 +3,7 @@
 
 #include "OrvelCore/conversations/AgentFolders.h"
 
+#include <map>
 #include <optional>
 #include <string>
 
@@ -11,6 +12,10 @@ namespace orvel {
 struct Places {
     AgentFolders folders;
     std::string dataFolder; ///< Orvel's own files.
+    /// Variables by which the agents' tools find the same places, where this process's environment would lead
+    /// them elsewhere.
+    std::map<std::string, std::string> toolEnvironment;
+    std::optional<std::string> toolFolder; ///< Holds the only tools that exist, in a sample.
 
     /// The file of earlier positions, from which the other files of the data folder take their place.
     std::string statePath() const;

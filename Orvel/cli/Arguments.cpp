@@ -1,6 +1,7 @@
 #include "Orvel/cli/Arguments.h"
 
 #include <algorithm>
+#include <charconv>
 #include <memory>
 #include <string_view>
 #include <vector>
@@ -62,6 +63,21 @@ std::string complaintAboutAgent(const std::string& name) {
     return agentNamed(name) ? "" : "must be codex or claude, not “" + name + "”";
 }
 
+constexpr int longestWait = 86'400;
+
+// Nothing for a text that is no number of seconds, or too large a one.
+std::optional<std::chrono::seconds> secondsIn(const std::string& text) {
+    int count = 0;
+    const auto* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, count);
+    if (error != std::errc() || stop != end || count < 1 || count > longestWait) return std::nullopt;
+    return std::chrono::seconds(count);
+}
+
+std::string complaintAboutWait(const std::string& text) {
+    return secondsIn(text) ? "" : "must be from 1 to 86400 seconds, not “" + text + "”";
+}
+
 // The grammar of the command line; it parses once.
 class Grammar {
     using Command = Arguments::Command;
@@ -86,8 +102,7 @@ class Grammar {
         addConversation(preview);
         addText(preview, "--from", "MESSAGE-ID", "Begin at the message with this ID, as show prints it",
                 [this](const std::string& id) { result.from = id; });
-        addText(preview, "--note", "TEXT", "Instructions, which stand before the messages",
-                [this](const std::string& text) { result.note = text; });
+        addNote(preview);
 
         auto& url = addCommand(Command::url, "url", "Print what a handoff URL asks for");
         url.add_option("URL", result.subject, "An orvel://handoff URL")->required();
@@ -109,6 +124,8 @@ class Grammar {
         auto& typed = addCommand(Command::typedCommand, "command",
                                  "Print what Orvel makes of a text that somebody types");
         typed.add_option("TEXT", result.text, "All that is in the editor; standard input where it is absent");
+
+        addRelayCommands();
     }
 
     std::variant<Arguments, UsageReply> parse(std::span<const std::string> arguments) try {
@@ -126,6 +143,49 @@ class Grammar {
     }
 
   private:
+    void addRelayCommands() {
+        auto& link = addCommand(Command::link, "link", "Link two conversations and print the link's ID");
+        link.add_option("CODEX-ID", result.subject, "A conversation with Codex, as list prints it")
+            ->required();
+        link.add_option("CLAUDE-ID", result.claudeID, "A conversation with Claude")->required();
+
+        addCommand(Command::links, "links", "List the links");
+
+        auto& send = addCommand(Command::send, "send", "Send what is new on one side of a link to the other");
+        addLink(send);
+        addAgentOption(send, "--source", "Whose conversation it comes from: codex or claude")->required();
+        addNote(send);
+        addText(send, "--from", "MESSAGE-ID", "Begin at the message with this ID, as show prints it",
+                [this](const std::string& id) { result.from = id; });
+        addWait(send);
+
+        addCommand(Command::pending, "pending", "List the saved messages that have not been seen yet");
+
+        auto& retry = addCommand(Command::retry, "retry", "Send a saved message again, where that is safe");
+        addLink(retry);
+        addWait(retry);
+
+        addLink(addCommand(Command::copySaved, "copy-saved",
+                           "Print the saved message of a link, and nothing else"));
+        addCommand(Command::receipts, "receipts", "Look for saved messages where they went, once");
+    }
+
+    void addLink(CLI::App& command) {
+        command.add_option("LINK", result.subject, "A link's ID as links prints it, or how it begins")
+            ->required();
+    }
+
+    void addNote(CLI::App& command) {
+        addText(command, "--note", "TEXT", "Instructions, which stand before the messages",
+                [this](const std::string& text) { result.note = text; });
+    }
+
+    void addWait(CLI::App& command) {
+        addText(command, "--wait", "SECONDS", "Wait so long until the message stands in the transcript",
+                [this](const std::string& text) { result.wait = secondsIn(text); })
+            ->check(complaintAboutWait);
+    }
+
     void addGlobalOptions() {
         auto* home = addText(program, "--home", "DIR", "Take this folder for the user's home",
                              [this](const std::string& folder) { result.home = folder; });
@@ -160,9 +220,12 @@ class Grammar {
     }
 
     void addAgent(CLI::App& command, const char* description) {
-        addText(command, "--agent", "AGENT", description, [this](const std::string& name) {
-            result.agent = agentNamed(name);
-        })->check(complaintAboutAgent);
+        addAgentOption(command, "--agent", description);
+    }
+
+    CLI::Option* addAgentOption(CLI::App& command, const char* name, const char* description) {
+        const auto take = [this](const std::string& agent) { result.agent = agentNamed(agent); };
+        return addText(command, name, "AGENT", description, take)->check(complaintAboutAgent);
     }
 
     void addConversation(CLI::App& command) {

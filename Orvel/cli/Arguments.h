@@ -3,6 +3,7 @@
 
 #include "OrvelCore/conversations/Agent.h"
 
+#include <chrono>
 #include <optional>
 #include <span>
 #include <string>
@@ -11,7 +12,24 @@
 namespace orvel {
 
 struct Arguments {
-    enum class Command { none, list, show, preview, url, recent, relayCheck, keybindings, typedCommand };
+    enum class Command {
+        none,
+        list,
+        show,
+        preview,
+        url,
+        recent,
+        relayCheck,
+        keybindings,
+        typedCommand,
+        link,
+        links,
+        send,
+        pending,
+        retry,
+        copySaved,
+        receipts
+    };
 
     Command command = Command::none; ///< `none` only for a sample.
     std::optional<std::string> home; ///< Stands for the user's home.
@@ -19,11 +37,13 @@ struct Arguments {
     bool json = false;
     bool sample = false;
 
-    std::optional<Agent> agent;
-    std::string subject;             ///< The FILE or ID, the URL, or the FILE to look into.
+    std::optional<Agent> agent;      ///< Also the one whose side of a link is the source.
+    std::string subject;             ///< The FILE or ID, the URL, the LINK, or the FILE to look into.
+    std::string claudeID;            ///< The second conversation of a new link.
     std::optional<std::string> text; ///< The TEXT; standard input stands for it where it is absent.
     std::optional<std::string> from; ///< Identity of the first message of the range.
-    std::string note;
+    std::optional<std::string> note;
+    std::optional<std::chrono::seconds> wait; ///< How long to wait until a message is seen.
 };
 
 /// What is said instead of running a command: help, version or a complaint.

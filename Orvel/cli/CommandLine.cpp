@@ -3,9 +3,13 @@
 #include "Orvel/apps/Places.h"
 #include "Orvel/cli/Arguments.h"
 #include "Orvel/cli/Commands.h"
+#include "Orvel/cli/Interruption.h"
+#include "Orvel/cli/JsonLine.h"
 #include "Orvel/cli/KeybindingCheck.h"
 #include "Orvel/cli/Output.h"
 #include "Orvel/cli/RelayCheck.h"
+#include "Orvel/cli/RelayCommands.h"
+#include "Orvel/cli/RelayRecords.h"
 #include "Orvel/cli/SampleTour.h"
 #include "Orvel/cli/TerminalText.h"
 #include "Orvel/cli/TypedCommandCheck.h"
@@ -22,7 +26,7 @@ namespace orvel {
 
 namespace {
 
-constexpr int success = 0, failed = 1, wrongUsage = 2;
+constexpr int success = 0, failed = 1, wrongUsage = 2, endedBySignal = 128;
 
 bool isSet(const char* variable) {
     const char* value = std::getenv(variable);
@@ -37,7 +41,10 @@ Stylist stylistFor(const Output& output) {
 
 // What a person reads where there is nothing to list.
 std::string emptyNotice(const Arguments& arguments, const Places& places) {
-    if (arguments.command == Arguments::Command::recent) return "No conversation has been opened yet.\n";
+    using enum Arguments::Command;
+    if (arguments.command == recent) return "No conversation has been opened yet.\n";
+    if (arguments.command == links) return "There are no links yet; “orvel-cli link” makes one.\n";
+    if (arguments.command == pending) return "No message waits to be seen.\n";
     std::string text = "No conversations were found. Looked in:\n";
     for (const auto& root : places.folders.defaultRoots())
         if (!arguments.agent || root.agent == *arguments.agent) text += "  " + root.path + "\n";
@@ -62,22 +69,39 @@ void runCommand(const Arguments& arguments, const Places& places, Output& output
     case relayCheck: return checkRelayRecords(arguments, output, stylist);
     case keybindings: return checkKeybindings(arguments, output, stylist);
     case typedCommand: return checkTypedCommand(arguments, output, stylist);
+    case links: return printList(RelayRecords::links(arguments, places, stylist), arguments, places, output);
+    case pending:
+        return printList(RelayRecords::pending(arguments, places, stylist), arguments, places, output);
+    case copySaved: return output.write(RelayRecords::savedMessage(arguments, places));
+    case link: return RelayCommands::link(arguments, places, output);
+    case send: return RelayCommands::send(arguments, places, output, stylist);
+    case retry: return RelayCommands::retry(arguments, places, output, stylist);
+    case receipts: return RelayCommands::receipts(arguments, places, output, stylist);
     }
 }
 
+bool writes(Arguments::Command command) {
+    using enum Arguments::Command;
+    return command == link || command == send || command == retry || command == receipts;
+}
+
 void run(const Arguments& arguments, Output& output) {
+    // What leaves something behind ends in order.
+    std::optional<Interruption> interruption;
+    if (arguments.sample || writes(arguments.command)) interruption.emplace();
     if (!arguments.sample)
         return runCommand(arguments, Places::fromEnvironment(arguments.home, arguments.data), output);
     output.writeError("This is a sample: made-up conversations in a temporary folder.\n");
     const SampleHome sample;
-    runCommand(arguments, {sample.folders(), sample.dataFolder()}, output);
+    runCommand(arguments, {sample.folders(), sample.dataFolder(), {}, sample.toolFolder()}, output);
+    Interruption::check();
 }
 
 void writeFailureAsJson(const std::exception& failure, Output& output) {
     const auto* known = dynamic_cast<const Failure*>(&failure);
     const nlohmann::ordered_json json{{"error", known ? known->caseName() : "unexpected"},
                                       {"message", failure.what()}};
-    output.write(json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+    output.write(jsonLine(json));
 }
 
 int reply(const UsageReply& usage, Output& output) {
@@ -100,6 +124,8 @@ int runCommandLine(std::span<const std::string> commandLine, Output& output) {
         wantsJson = arguments.json;
         run(arguments, output);
         return success;
+    } catch (const Interrupted&) {
+        return endedBySignal + Interruption::signal();
     } catch (const std::exception& failure) {
         output.writeError(visibleText(failure.what()) + "\n");
         try {

@@ -2,6 +2,7 @@
 
 #include "Orvel/cli/CommandFailure.h"
 #include "Orvel/cli/ConversationArgument.h"
+#include "Orvel/cli/JsonLine.h"
 #include "Orvel/model/RelativeTime.h"
 #include "Orvel/model/SidebarContents.h"
 #include "Orvel/platform/posix/SystemClock.h"
@@ -22,11 +23,6 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::size_t titleColumns = 48;
 constexpr std::size_t folderColumns = 24;
-
-// File names need not be UTF-8, but JSON must.
-std::string lineOf(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-}
 
 TextTable::Cell agentCell(Agent agent) {
     return {std::string(label(agent)), agent == Agent::codex ? TextStyle::codex : TextStyle::claude};
@@ -61,7 +57,7 @@ template <typename Value>
 std::string linesOf(const std::vector<Value>& values) {
     auto array = Json::array();
     for (const auto& value : values) array.push_back(jsonOf(value));
-    return lineOf(array);
+    return jsonLine(array);
 }
 
 std::string facts(const Conversation& conversation) {
@@ -93,9 +89,9 @@ std::string list(const Arguments& arguments, const Places& places, const Stylist
 }
 
 std::string show(const Arguments& arguments, const Places& places, const Stylist& stylist) {
-    const auto named = readConversation(arguments.subject, arguments.agent, places.folders);
-    const auto& conversation = named.conversation;
-    if (arguments.json) return lineOf(jsonOf(conversation));
+    const auto named = readConversation(arguments.subject, arguments.agent, places);
+    const auto& conversation = *named.conversation;
+    if (arguments.json) return jsonLine(jsonOf(conversation));
     auto text = stylist(TextStyle::strong, visibleLine(named.title)) + "\n";
     text += fmt::format("{}\n", facts(conversation));
     text += fmt::format("Session {}\n", visibleLine(conversation.id));
@@ -114,27 +110,21 @@ std::string show(const Arguments& arguments, const Places& places, const Stylist
 }
 
 std::string preview(const Arguments& arguments, const Places& places) {
-    const auto conversation =
-        readConversation(arguments.subject, arguments.agent, places.folders).conversation;
+    const auto conversation = readConversation(arguments.subject, arguments.agent, places).conversation;
     std::size_t start = 0;
     if (arguments.from) {
-        const auto position = positionOf(conversation.messages, *arguments.from);
-        if (!position)
-            throw CommandFailure(
-                "messageNotFound",
-                fmt::format(
-                    "The conversation has no message with the ID “{}”. “orvel-cli show” prints the IDs.",
-                    *arguments.from));
+        const auto position = positionOf(conversation->messages, *arguments.from);
+        if (!position) throw messageNotFound(*arguments.from);
         start = *position;
     }
-    const auto messages = std::span(conversation.messages).subspan(start);
-    return RelayFormatter::render(conversation.source, messages, arguments.note);
+    const auto messages = std::span(conversation->messages).subspan(start);
+    return RelayFormatter::render(conversation->source, messages, arguments.note.value_or(""));
 }
 
 std::string url(const Arguments& arguments, const Stylist& stylist) {
     const auto request = HandoffRequest::parse(arguments.subject);
     if (!request) throw CommandFailure("invalidURL", "Couldn't read the Orvel URL.");
-    if (arguments.json) return lineOf(jsonOf(*request));
+    if (arguments.json) return jsonLine(jsonOf(*request));
     std::string lines;
     const auto add = [&](std::string_view name, const std::optional<std::string>& value) {
         lines += fmt::format("{:<12} {}\n", name, value ? *value : stylist(TextStyle::faint, "none"));

@@ -1,16 +1,19 @@
 #pragma once
 // The conversation that an argument FILE|ID means.
 
-#include "OrvelCore/conversations/AgentFolders.h"
 #include "OrvelCore/conversations/Conversation.h"
+#include "OrvelCore/conversations/ConversationReference.h"
 
 #include <optional>
+#include <span>
 #include <string>
 
 namespace orvel {
 
+struct Places;
+
 struct NamedConversation {
-    Conversation conversation;
+    SharedConversation conversation;
     std::string title; ///< The best name known.
     std::string path;  ///< Of its transcript, absolute.
 };
@@ -18,8 +21,13 @@ struct NamedConversation {
 /// Reads the conversation. An argument with a slash, or one that names an existing file, is a transcript
 /// file; without `agent` its format is recognised. Any other is the identifier of a session or of the Claude
 /// application; without `agent` it must fit one conversation of both agents together. Throws FileError,
-/// TranscriptError, ConversationCatalogError and RelayError::conversationMismatch.
+/// TranscriptError, ConversationCatalogError, and what ConversationReading::readReference throws.
 NamedConversation readConversation(const std::string& fileOrID, std::optional<Agent> agent,
-                                   const AgentFolders& folders);
+                                   const Places& places);
+
+/// The conversation of `agent` with this identifier, or the only one whose identifier begins with it. Throws
+/// CommandFailure and ConversationCatalogError::ambiguous.
+ConversationReference referenceNamed(const std::string& id, Agent agent,
+                                     std::span<const ConversationReference> references);
 
 } // namespace orvel

@@ -1,5 +1,6 @@
 #include "Orvel/cli/Output.h"
 
+#include "Orvel/cli/Interruption.h"
 #include "OrvelCore/files/FileError.h"
 
 #include <cerrno>
@@ -14,7 +15,7 @@ namespace {
 int writeAll(int descriptor, std::string_view text) noexcept {
     while (!text.empty()) {
         const auto done = ::write(descriptor, text.data(), text.size());
-        if (done < 0 && errno != EINTR) return errno;
+        if (done < 0 && (errno != EINTR || Interruption::signal())) return errno;
         if (done > 0) text.remove_prefix(static_cast<std::size_t>(done));
     }
     return 0;
@@ -23,8 +24,9 @@ int writeAll(int descriptor, std::string_view text) noexcept {
 } // namespace
 
 void StandardOutput::write(std::string_view text) {
-    if (const int code = writeAll(STDOUT_FILENO, text))
-        throw FileError::fromErrno(code, "write to", "standard output");
+    const int code = writeAll(STDOUT_FILENO, text);
+    if (code == EINTR) Interruption::check();
+    if (code) throw FileError::fromErrno(code, "write to", "standard output");
 }
 
 void StandardOutput::writeError(std::string_view text) noexcept {

@@ -2,102 +2,179 @@
 
 #include "Orvel/cli/CommandFailure.h"
 #include "Orvel/cli/Output.h"
-#include "Orvel/cli/TerminalPorts.h"
+#include "Orvel/cli/RelaySessionRunner.h"
 #include "Orvel/cli/TerminalText.h"
-#include "Orvel/desktop/MemorySettings.h"
-#include "Orvel/model/OrvelModel.h"
 #include "Orvel/model/OrvelWorkspacePresentation.h"
-#include "Orvel/platform/posix/PollLoop.h"
-#include "Orvel/platform/posix/PosixFileStore.h"
+#include "OrvelCore/files/FilePath.h"
+#include "OrvelCore/files/FileReading.h"
 
 #include <algorithm>
 #include <chrono>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 namespace orvel {
 
 namespace {
 
+using Json = nlohmann::ordered_json;
+
+// A tour fits a terminal of a hundred columns.
+constexpr std::size_t columns = 92;
+constexpr std::size_t valueColumns = 40;
 constexpr std::chrono::seconds patience{30};
+constexpr std::size_t stateFileLimit = 1'000'000;
+
+Json shortened(Json json) {
+    if (json.is_string())
+        return fittedToColumns(visibleLine(json.get_ref<const std::string&>()), valueColumns);
+    if (!json.is_structured()) return json;
+    for (auto& value : json) value = shortened(std::move(value));
+    return json;
+}
 
 class SampleTour {
   public:
     SampleTour(const Places& places, Output& output, const Stylist& stylist)
         : output(output),
           stylist(stylist),
-          model({loop, pasteboard, panels, applications, settings, files}, places.folders,
-                places.statePath()) {}
+          statePath(joinedPath(places.dataFolder, "relay-state.json")),
+          runner(places),
+          model(runner.model()),
+          session(runner.session()),
+          relay(runner.relay()) {}
 
     void show() {
         findConversations();
-        openOne();
+        chooseTwo();
         chooseRange();
-        writeInstruction();
+        writeNote();
         preview();
-        copy();
+        send();
+        watch();
+        showRecords();
+        showDestination();
     }
 
   private:
     void findConversations() {
         heading("Find the conversations on this machine");
         model.discoverConversations();
-        waitForModel();
-        for (const auto& reference : model.relay().catalog.get())
+        runner.settle();
+        for (const auto& reference : relay.catalog.get())
             say(fmt::format("{:<6}  {}", label(reference.agent), titleOf(reference)));
     }
 
-    void openOne() {
-        heading("Open one whose agent is done");
-        const auto catalog = model.relay().catalog.get();
-        for (const auto& reference : catalog) {
-            model.chooseSource(reference);
-            waitForModel();
-            checkModel();
-            const auto& conversation = *model.session().conversation.get();
-            if (!conversation.isBusy) {
-                say(fmt::format("“{}”, {} messages. It will go to {}.", titleOf(reference),
-                                conversation.messages.size(), label(model.session().destination)));
-                return;
-            }
-            say(fmt::format("“{}”: {} is still at work, so the next one.", titleOf(reference),
-                            label(reference.agent)));
+    void chooseTwo() {
+        heading("Choose one with Claude to send from, and one with Codex to send to");
+        const auto catalog = relay.catalog.get();
+        for (const auto& from : catalog)
+            for (const auto& to : catalog)
+                if (from.agent == Agent::claude && to.agent == Agent::codex &&
+                    from.workingDirectory == to.workingDirectory && tryPair(from, to))
+                    return;
+        throw CommandFailure("notFound", "No two sample conversations fit together.");
+    }
+
+    bool tryPair(const ConversationReference& from, const ConversationReference& to) {
+        model.chooseSource(from);
+        runner.settle();
+        checkModel();
+        if (session.conversation.get()->isBusy) {
+            say(fmt::format("“{}”: Claude is still at work, so another one.", titleOf(from)));
+            return false;
         }
-        throw CommandFailure("notFound", "No sample conversation could be opened.");
+        model.connectDestination(to);
+        runner.settle();
+        checkModel();
+        destination = to;
+        say(fmt::format("From  “{}”", titleOf(from)));
+        say(fmt::format("To    “{}”", titleOf(to)));
+        return true;
     }
 
     void chooseRange() {
         heading("Choose where the range starts");
-        const auto& messages = model.session().conversation.get()->messages;
+        const auto& messages = session.conversation.get()->messages;
         const auto lastQuestion = std::find_if(messages.rbegin(), messages.rend(),
                                                [](const auto& message) { return message.role == "user"; });
         if (lastQuestion != messages.rend()) model.selectRange(lastQuestion->id);
+        checkModel();
         say(fmt::format("At the last question: {} of {} messages.", model.selectedMessages().span().size(),
                         messages.size()));
     }
 
-    void writeInstruction() {
-        heading("Write an instruction");
-        model.setInstruction("Please check this with fresh eyes, and say what you would do next.");
-        say(model.session().instruction.get());
+    void writeNote() {
+        heading("Write a note");
+        model.setInstruction("Please fix this in parse_operand, and add the test that would have found it.");
+        checkModel();
+        say(session.instruction.get());
     }
 
     void preview() {
         heading("See the exact text");
-        output.write(visibleText(model.preview()) + "\n");
+        quote(model.preview());
+        say(fmt::format("{} bytes.", model.preview().size()));
     }
 
-    void copy() {
-        heading("Copy it");
-        if (!model.copy(pasteboard)) checkModel();
-        say(fmt::format("{} bytes are on the sample's clipboard; yours is untouched.",
-                        pasteboard.text.value_or("").size()));
-        say(model.session().status.get());
+    void send() {
+        heading("Send");
+        model.sendRelay();
+        if (!runner.runUntil([&] { return relay.isSending || model.isIdle(); }, patience)) tooLong();
+        checkModel();
+        const auto saved = savedState();
+        say("Saved, before Codex hears of it. Orvel's relay-state.json holds the message:");
+        showJson(saved.at("transfers").back());
+        transferID = saved.at("transfers").back().at("id");
+        runner.settle();
+        checkModel();
+        if (transfer().deliveryMode != RelayDeliveryMode::submitted)
+            throw CommandFailure("notSent", "The message was not delivered.");
+        say("Delivered: Codex has taken the message. That does not prove yet that it arrived.");
+    }
+
+    void watch() {
+        heading("Watch until it is seen");
+        model.startReceiptPolling();
+        if (model.watchedTurns().contains(destination.sessionID)) say("Codex's turn is being watched.");
+        if (!runner.runUntil([&] { return !transfer().isPending(); }, patience)) tooLong();
+        say("Seen: the message stands in Codex's own transcript. Only that counts as received.");
+        const auto isOver = [&] { return !model.watchedTurns().contains(destination.sessionID); };
+        if (!runner.runUntil(isOver, patience)) tooLong();
+        model.refresh();
+        runner.settle();
+        checkModel();
+        say("Codex has answered, and the watch is over.");
+    }
+
+    void showRecords() {
+        heading("What Orvel has kept");
+        auto state = savedState();
+        for (const auto* list : {"initialTransfers", "links"})
+            if (state.at(list).empty()) state.erase(list);
+        showJson(state);
+    }
+
+    void showDestination() {
+        heading("What the conversation with Codex ends with");
+        const auto& messages = session.conversation.get()->messages;
+        const auto received = std::find_if(messages.begin(), messages.end(), [&](const Message& message) {
+            return message.id == transfer().receivedMessageID;
+        });
+        for (auto message = received; message != messages.end(); ++message) {
+            say(stylist(TextStyle::strong, message->role == "user" ? "You, by way of Orvel" : "Codex"));
+            quote(message->text);
+        }
     }
 
     std::string titleOf(const ConversationReference& reference) const {
-        return visibleLine(conversationTitle(model.relay(), reference));
+        return visibleLine(conversationTitle(relay, reference));
     }
+
+    RelayTransfer transfer() const { return *relay.relayState->transfers.find(transferID); }
+
+    Json savedState() const { return Json::parse(readFile(statePath, stateFileLimit)); }
 
     void heading(std::string_view text) {
         output.write((step > 0 ? "\n" : "") +
@@ -105,33 +182,37 @@ class SampleTour {
         ++step;
     }
 
-    void say(std::string_view text) { output.write("   " + visibleText(text) + "\n"); }
+    void say(std::string_view text) { print("   ", text); }
+    void quote(std::string_view text) { print("   │ ", wrappedToColumns(visibleText(text), columns)); }
+    void showJson(const Json& json) { print("     ", shortened(json).dump(2)); }
 
-    void checkModel() const {
-        if (const auto& error = model.session().error.get()) throw CommandFailure("sampleFailed", *error);
+    void print(std::string_view margin, std::string_view text) {
+        std::string lines;
+        for (std::size_t begin = 0, end = 0; end != text.npos; begin = end + 1) {
+            end = text.find('\n', begin);
+            lines += std::string(margin) + std::string(text.substr(begin, end - begin)) + "\n";
+        }
+        output.write(lines);
     }
 
-    // Runs the loop until the model has finished what it began. It is idle only after its last notification.
-    void waitForModel() {
-        const auto stopWhenIdle = [this] {
-            if (model.isIdle()) loop.stop();
-        };
-        const auto watching = model.changes().subscribe([&] { loop.post(stopWhenIdle); });
-        const auto deadline = loop.after(patience, [this] { loop.stop(); });
-        if (!model.isIdle()) loop.run();
-        if (!model.isIdle()) throw CommandFailure("timedOut", "The sample took too long to answer.");
+    void checkModel() const {
+        if (const auto& error = session.error.get()) throw CommandFailure("sampleFailed", *error);
+    }
+
+    [[noreturn]] static void tooLong() {
+        throw CommandFailure("timedOut", "The sample took too long to answer.");
     }
 
     Output& output;
     const Stylist& stylist;
+    std::string statePath;
     int step = 0;
-    PollLoop loop;
-    MemoryPasteboard pasteboard;
-    NoPanels panels;
-    NoApplications applications;
-    MemorySettings settings;
-    PosixFileStore files;
-    OrvelModel model;
+    RelaySessionRunner runner;
+    OrvelModel& model;
+    const PlainSession& session;
+    const RelaySession& relay;
+    ConversationReference destination;
+    std::string transferID;
 };
 
 } // namespace

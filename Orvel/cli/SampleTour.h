@@ -8,9 +8,9 @@ namespace orvel {
 class Output;
 class Stylist;
 
-/// Finds the conversations in `places`, opens one whose agent is done, chooses a range, writes an
-/// instruction, shows the text and copies it, and tells each step. The clipboard is one in memory. Throws
-/// Failure where a step does not succeed, or takes longer than half a minute.
+/// Finds the conversations in `places`, links one with Claude to one with Codex, sends a message from the
+/// first to the second, watches until it stands in the second's transcript and has been answered, and tells
+/// each step. Throws Failure where a step does not succeed or takes too long, and Interrupted.
 void showSampleTour(const Places& places, Output& output, const Stylist& stylist);
 
 } // namespace orvel

@@ -110,6 +110,35 @@ std::string fittedToColumns(std::string text, std::size_t columns) {
     return text += "…";
 }
 
+std::string wrappedToColumns(std::string_view text, std::size_t columns) {
+    std::string lines;
+    std::size_t begin = 0, blank = 0, taken = 0; // Of the line under way; without a blank both are equal.
+    forEachCharacter(text, [&](UChar32 character, std::string_view piece) {
+        if (character == '\n') {
+            taken = 0;
+            begin = blank = lines.size() + 1;
+        } else if (taken + columnCount(character) > columns && lines.size() > begin) {
+            if (character == ' ') {
+                taken = 0;
+                begin = blank = lines.size() + 1;
+                lines += '\n';
+                return;
+            }
+            if (blank > begin)
+                lines[blank] = '\n';
+            else
+                lines += '\n', blank = lines.size() - 1;
+            begin = blank = blank + 1;
+            taken = columnCount(std::string_view(lines).substr(begin));
+        } else if (character == ' ') {
+            blank = lines.size();
+        }
+        if (character != '\n') taken += columnCount(character);
+        lines += piece;
+    });
+    return lines;
+}
+
 std::string Stylist::operator()(TextStyle style, std::string_view text) const {
     if (!usesStyles || style == TextStyle::plain) return std::string(text);
     return std::string(sequence(style)) + std::string(text) + "\x1b[0m";

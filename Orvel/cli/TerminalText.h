@@ -23,6 +23,10 @@ std::size_t columnCount(std::string_view text);
 /// The text, or as much of its beginning as leaves a column for "…".
 std::string fittedToColumns(std::string text, std::size_t columns);
 
+/// The text in lines of at most so many columns, broken at blanks where there are any. It is UTF-8 without
+/// control characters but line feeds.
+std::string wrappedToColumns(std::string_view text, std::size_t columns);
+
 enum class TextStyle { plain, strong, faint, codex, claude };
 
 /// Puts the terminal's styles round texts, or leaves them as they are.

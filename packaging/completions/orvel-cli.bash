@@ -13,8 +13,9 @@ _orvel_cli() {
     for ((i = 1; i < COMP_CWORD; ++i)); do
         case ${COMP_WORDS[i]} in
         =) is_value=yes ;;
-        --home | --data | --agent | --from | --note) is_value=yes ;;
-        list | show | preview | url | recent | relay | keybindings | command)
+        --home | --data | --agent | --source | --from | --note | --wait) is_value=yes ;;
+        list | show | preview | url | recent | relay | keybindings | command | \
+            link | links | send | pending | retry | copy-saved | receipts)
             [[ -n $is_value || -n $command ]] || command=${COMP_WORDS[i]}
             is_value=
             ;;
@@ -26,6 +27,8 @@ _orvel_cli() {
     case $command in
     list | show) options+=" --agent" ;;
     preview) options+=" --agent --from --note" ;;
+    send) options+=" --source --from --note --wait" ;;
+    retry) options+=" --wait" ;;
     esac
 
     COMPREPLY=()
@@ -36,11 +39,11 @@ _orvel_cli() {
         COMPREPLY=($(compgen -d -- "$current"))
         return
         ;;
-    --agent)
+    --agent | --source)
         COMPREPLY=($(compgen -W "codex claude" -- "$current"))
         return
         ;;
-    --from | --note) return ;;
+    --from | --note | --wait) return ;;
     esac
 
     if [[ $current == -* ]]; then
@@ -48,7 +51,11 @@ _orvel_cli() {
         return
     fi
     case $command in
-    "") COMPREPLY=($(compgen -W "list show preview url recent relay keybindings command" -- "$current")) ;;
+    "")
+        local commands="list show preview url recent relay keybindings command"
+        commands+=" link links send pending retry copy-saved receipts"
+        COMPREPLY=($(compgen -W "$commands" -- "$current"))
+        ;;
     relay)
         if [[ $previous == relay ]]; then
             COMPREPLY=($(compgen -W "check" -- "$current"))

@@ -18,14 +18,17 @@ std::string parsed(const Words& words) {
         return (reply->isComplaint ? "complaint: " : "reply: ") +
                reply->text.substr(0, reply->text.find('\n'));
     const auto& arguments = std::get<Arguments>(result);
-    constexpr const char* names[] = {"none",   "list",        "show",        "preview", "url",
-                                     "recent", "relay check", "keybindings", "command"};
+    constexpr const char* names[] = {"none",        "list",        "show",       "preview", "url",   "recent",
+                                     "relay check", "keybindings", "command",    "link",    "links", "send",
+                                     "pending",     "retry",       "copy-saved", "receipts"};
     std::string line = names[static_cast<int>(arguments.command)];
     if (!arguments.subject.empty()) line += " {" + arguments.subject + "}";
     if (arguments.text) line += " {" + *arguments.text + "}";
     if (arguments.agent) line += " agent=" + std::string(rawValue(*arguments.agent));
     if (arguments.from) line += " from={" + *arguments.from + "}";
-    if (!arguments.note.empty()) line += " note={" + arguments.note + "}";
+    if (arguments.note) line += " note={" + *arguments.note + "}";
+    if (!arguments.claudeID.empty()) line += " claude={" + arguments.claudeID + "}";
+    if (arguments.wait) line += " wait=" + std::to_string(arguments.wait->count());
     if (arguments.home) line += " home=" + *arguments.home;
     if (arguments.data) line += " data=" + *arguments.data;
     if (arguments.json) line += " json";
@@ -54,13 +57,21 @@ TEST(Arguments, AreTakenApart) {
         {{"command", ""}, "command {}"},
         {{"command", "/orvel x", "--json"}, "command {/orvel x} json"},
         {{"command", "list"}, "command {list}"},
+        {{"link", "c", "a"}, "link {c} claude={a}"},
+        {{"send", "l", "--source=codex", "--wait", "7", "--note="}, "send {l} agent=codex note={} wait=7"},
+        {{"send", "--from", "m", "--source", "claude", "l"}, "send {l} agent=claude from={m}"},
+        {{"retry", "--wait=86400", "l"}, "retry {l} wait=86400"},
+        {{"copy-saved", "l", "--json"}, "copy-saved {l} json"},
+        {{"links"}, "links"},
+        {{"pending"}, "pending"},
+        {{"receipts"}, "receipts"},
         // Names of commands are no commands where something else is expected.
         {{"show", "list"}, "show {list}"},
         {{"preview", "recent", "--note", "url"}, "preview {recent} note={url}"},
         // Values are taken as they are.
         {{"preview", "--from=", "x"}, "preview {x} from={}"},
-        {{"preview", "--note=", "x"}, "preview {x}"},
-        {{"preview", "x", "--note", ""}, "preview {x}"},
+        {{"preview", "--note=", "x"}, "preview {x} note={}"},
+        {{"preview", "x", "--note", ""}, "preview {x} note={}"},
         {{"preview", "x", "--note", "--note="}, "preview {x} note={--note=}"},
         {{"preview", "x", "--note", "--from"}, "preview {x} note={--from}"},
         {{"preview", "x", "--note", "-5 °C"}, "preview {x} note={-5 °C}"},
@@ -99,6 +110,14 @@ TEST_F(CommandLine, WrongUsageIsExplainedOnStandardErrorAlone) {
         {{"relay"}, "required\nTry “orvel-cli relay --help”."},
         {{"relay", "check"}, "FILE is required"},
         {{"relay", "mend", "f"}, "orvel-cli relay --help"},
+        {{"link", "c"}, "CLAUDE-ID is required"},
+        {{"send", "l"}, "--source is required"},
+        {{"send", "--source", "codex"}, "LINK is required"},
+        {{"send", "l", "--source", "gpt"}, "must be codex or claude, not “gpt”"},
+        {{"retry", "l", "--wait", "0"}, "must be from 1 to 86400 seconds, not “0”"},
+        {{"retry", "l", "--wait", "86401"}, "not “86401”"},
+        {{"retry", "l", "--wait", "5s"}, "not “5s”"},
+        {{"retry", "l", "--note", "n"}, "--note"},
         {{"list", "--home="}, "--home: must not be empty"},
         {{"list", "--data", ""}, "--data: must not be empty"},
         {{"--home", "/a", "list", "--home", "/b"}, "--home"},
@@ -128,6 +147,8 @@ TEST_F(CommandLine, EveryCommandHasHelp) {
         {{"preview", "--help"}, "--from MESSAGE-ID"},
         {{"url", "-h"}, "Usage: orvel-cli url [OPTIONS] URL\n"},
         {{"recent", "--help"}, "--home DIR"},
+        {{"link", "--help"}, "Usage: orvel-cli link [OPTIONS] CODEX-ID CLAUDE-ID\n"},
+        {{"send", "--help"}, "Usage: orvel-cli send [OPTIONS] LINK\n"},
         {{"relay", "--help"}, "Usage: orvel-cli relay [OPTIONS] COMMAND\n"},
         {{"relay", "check", "--help"}, "--home DIR"},
         {{"--version"}, "orvel-cli "},

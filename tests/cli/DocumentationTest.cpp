@@ -107,7 +107,7 @@ Names withDashes(const Names& names) {
 
 TEST(Documentation, BashOffersWhatTheHelpNames) {
     const Help help;
-    ASSERT_EQ(help.commands.size(), 8U);
+    ASSERT_EQ(help.commands.size(), 15U);
     EXPECT_EQ(bashOffers("''"), help.commands);
     for (const auto& [command, options] : help.optionsOf)
         EXPECT_EQ(bashOffers(command + " --"), withDashes(options)) << command;
@@ -116,7 +116,10 @@ TEST(Documentation, BashOffersWhatTheHelpNames) {
         std::string words;
         Names offers;
     } cases[] = {
-        {"re", {"recent", "relay"}},
+        {"re", {"receipts", "recent", "relay", "retry"}},
+        {"send --source ''", {"codex", "claude"}},
+        {"send --wait ''", {}},
+        {"link ''", {}},
         {"relay ch", {"check"}},
         {"keybindings " + source + "/docs/orvel-c", {source + "/docs/orvel-cli.1"}},
         {"list --agent ''", {"codex", "claude"}},

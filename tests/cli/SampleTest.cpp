@@ -1,4 +1,6 @@
 #include "CommandLineRun.h"
+#include "Orvel/cli/TerminalText.h"
+#include "RunningProgram.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -41,25 +43,67 @@ TEST_F(CommandLine, ASampleNeedsNoAgentAndLeavesNothingBehind) {
     EXPECT_TRUE(std::filesystem::is_empty(home.path("tmp")));
 }
 
-TEST_F(CommandLine, TheSampleShowsTheMainJobStepByStep) {
+TEST_F(CommandLine, TheSampleShowsARelayFromSendToReceipt) {
     const auto result = run({"--sample"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, notice);
     std::size_t at = 0;
-    for (const auto* step :
-         {"1. Find the conversations", "2. Open one", "messages. It will go to ", "3. Choose where",
-          "4. Write an instruction", "5. See the exact text\n", "6. Copy it\n", "   Copied. Destination: "}) {
+    for (const auto* step : {"1. Find the conversations",
+                             "2. Choose one with Claude",
+                             "\n   From  “",
+                             "\n   To    “",
+                             "3. Choose where",
+                             "4. Write a note",
+                             "5. See the exact text\n",
+                             "6. Send\n",
+                             "   Saved, ",
+                             "\"status\": \"awaitingReceipt\"",
+                             "\"retryable\": false",
+                             "   Delivered: ",
+                             "7. Watch",
+                             "   Seen: ",
+                             "   Codex has answered",
+                             "8. What Orvel",
+                             "\"status\": \"received\"",
+                             "9. What the",
+                             "   You, by way of Orvel\n",
+                             "   Codex\n   │ This is the reply of Orvel's sample"}) {
         const auto found = result.out.find(step, at);
         ASSERT_NE(found, std::string::npos) << step << "\n" << result.out;
         at = found;
     }
+    for (std::size_t begin = 0, end = 0; end != result.out.npos; begin = end + 1) {
+        end = result.out.find('\n', begin);
+        EXPECT_LE(columnCount(result.out.substr(begin, end - begin)), 100U);
+    }
 
-    // What the steps say of the text is true of the text.
-    const auto begin =
-        result.out.find("5. See the exact text\n") + std::string("5. See the exact text\n").size();
-    const auto text = result.out.substr(begin, result.out.find("\n\n6. ") - begin);
-    EXPECT_THAT(result.out, HasSubstr("   " + std::to_string(text.size()) + " bytes are on"));
-    EXPECT_THAT(text, HasSubstr("\n\nme: "));
+    // What was shown before is what stands in the transcript at the end.
+    const auto quoteBehind = [&](const std::string& heading) {
+        auto begin = result.out.find(heading);
+        std::string quote;
+        for (begin = result.out.find('\n', begin) + 1; result.out.compare(begin, 4, "   │", 4) == 0;) {
+            const auto end = result.out.find('\n', begin);
+            quote += result.out.substr(begin, end - begin) + "\n";
+            begin = end + 1;
+        }
+        return quote;
+    };
+    const auto shown = quoteBehind("5. See the exact text");
+    EXPECT_THAT(shown, HasSubstr("│ me: "));
+    EXPECT_EQ(quoteBehind("   You, by way of Orvel"), shown);
+}
+
+TEST_F(CommandLine, ASampleThatIsBrokenOffLeavesNothingBehind) {
+    const ScopedVariable temporary("TMPDIR", home.path("tmp"));
+    std::filesystem::create_directory(home.path("tmp"));
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        RunningProgram program({"--sample"});
+        ASSERT_TRUE(program.says("7. Watch"));
+        EXPECT_FALSE(std::filesystem::is_empty(home.path("tmp")));
+        program.signal(number);
+        EXPECT_EQ(program.finish().status, 128 + number);
+        EXPECT_TRUE(std::filesystem::is_empty(home.path("tmp")));
+    }
 }
 
 TEST_F(CommandLine, ASampleThatCannotBeMadeIsAFailure) {

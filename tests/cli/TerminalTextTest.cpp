@@ -44,6 +44,25 @@ TEST(TerminalText, IsCutByColumns) {
     }
 }
 
+TEST(TerminalText, IsWrappedAtBlanks) {
+    const struct {
+        std::string text, expected;
+        std::size_t columns;
+    } cases[] = {
+        {"one two three", "one two\nthree", 9},
+        {"one two three", "one two\nthree", 7},
+        {"one two three", "one\ntwo\nthree", 6},
+        {"one two  three", "one two\n three", 7},
+        {"a\n\nbc de\nf", "a\n\nbc\nde\nf", 4},
+        {"unbroken", "unbr\noken", 4},
+        {"ab unbroken", "ab\nunbr\noken", 4},
+        {"検索語の扱い", "検索\n語の\n扱い", 5},
+        {"fits", "fits", 4},
+        {"", "", 4},
+    };
+    for (const auto& [text, expected, columns] : cases) EXPECT_EQ(wrappedToColumns(text, columns), expected);
+}
+
 TEST(TerminalText, TablesStandInColumnsWithAndWithoutStyles) {
     TextTable table;
     table.add({{"検索", TextStyle::codex}, {"long title", TextStyle::plain, 6}, {"end"}});

@@ -129,14 +129,16 @@ Words commandOf(const ChildLaunch& launch) {
     return command;
 }
 
-Words environmentOf(const ChildLaunch& launch) {
+Words environmentOf(const ChildLaunch& launch, const PosixProcesses::Environment& general) {
+    auto changed = launch.environment;
+    changed.insert(general.begin(), general.end());
     Words variables;
     for (char** entry = environ; *entry; ++entry) {
         const std::string_view variable(*entry);
-        if (!launch.environment.contains(std::string(variable.substr(0, variable.find('=')))))
+        if (!changed.contains(std::string(variable.substr(0, variable.find('=')))))
             variables.emplace_back(variable);
     }
-    for (const auto& [name, value] : launch.environment) {
+    for (const auto& [name, value] : changed) {
         variables.push_back(name + '=');
         variables.back() += value;
     }
@@ -354,8 +356,8 @@ class PosixChild : public ChildProcess {
 
 std::unique_ptr<ChildProcess> PosixProcesses::start(const ChildLaunch& launch) {
     auto command = commandOf(launch);
-    auto environment = environmentOf(launch);
-    if (holdsNul(command) || holdsNul(environment)) failLaunch(launch.executable, EINVAL);
+    auto variables = environmentOf(launch, environment);
+    if (holdsNul(command) || holdsNul(variables)) failLaunch(launch.executable, EINVAL);
 
     auto pipes = std::make_shared<Pipes>(loop, descriptors);
     Pipe input, output;
@@ -373,7 +375,7 @@ std::unique_ptr<ChildProcess> PosixProcesses::start(const ChildLaunch& launch) {
     if (!null) failPipes(launch.executable);
 
     const auto process = forkChild({.command = pointersTo(command).data(),
-                                    .environment = pointersTo(environment).data(),
+                                    .environment = pointersTo(variables).data(),
                                     .input = launch.hasPipes ? input.readEnd.get() : null.get(),
                                     .output = launch.hasPipes ? output.writeEnd.get() : null.get(),
                                     .error = null.get(),
@@ -395,6 +397,7 @@ bool PosixProcesses::isExecutable(const std::string& path) {
 }
 
 std::optional<std::string> PosixProcesses::environmentVariable(const std::string& name) {
+    if (const auto given = environment.find(name); given != environment.end()) return given->second;
     const char* value = std::getenv(name.c_str());
     return value ? std::optional<std::string>(value) : std::nullopt;
 }

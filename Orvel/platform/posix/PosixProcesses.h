@@ -5,14 +5,21 @@
 #include "Orvel/platform/posix/DescriptorWatcher.h"
 #include "Orvel/runtime/MainLoop.h"
 
+#include <map>
+
 namespace orvel {
 
 /// Each child leads a process group of its own, which is killed with it; what is to live on leaves the group.
 /// On Linux a child is also killed when the thread that started it ends, however it ends: the main loop's.
 class PosixProcesses : public Processes {
   public:
-    /// `descriptors` waits on `loop`. Both outlive this object, its children and their watches.
-    PosixProcesses(MainLoop& loop, DescriptorWatcher& descriptors) : loop(loop), descriptors(descriptors) {}
+    /// Variables by name.
+    using Environment = std::map<std::string, std::string>;
+
+    /// `descriptors` waits on `loop`. Both outlive this object, its children and their watches. What
+    /// `environment` holds stands before this process's own variables.
+    PosixProcesses(MainLoop& loop, DescriptorWatcher& descriptors, Environment environment = {})
+        : loop(loop), descriptors(descriptors), environment(std::move(environment)) {}
 
     std::unique_ptr<ChildProcess> start(const ChildLaunch& launch) override;
     bool isExecutable(const std::string& path) override;
@@ -21,6 +28,7 @@ class PosixProcesses : public Processes {
   private:
     MainLoop& loop;
     DescriptorWatcher& descriptors;
+    Environment environment;
 };
 
 } // namespace orvel

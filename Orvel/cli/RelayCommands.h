@@ -1,0 +1,29 @@
+#pragma once
+// The commands that change the relay records. Each locks the data folder while it works.
+
+#include "Orvel/apps/Places.h"
+#include "Orvel/cli/Arguments.h"
+
+namespace orvel {
+class Output;
+class Stylist;
+} // namespace orvel
+
+/// Each throws Failure with words for the user, which also say what is saved and what may have been sent; and
+/// Interrupted, behind such words. With `arguments.json` each prints one JSON value at its end.
+namespace orvel::RelayCommands {
+
+/// Makes the pair of two conversations, or finds it, and prints its identifier.
+void link(const Arguments& arguments, const Places& places, Output& output);
+
+/// Saves the next message of a link and delivers it; succeeds if it was delivered, with `arguments.wait` if
+/// it was seen in its destination.
+void send(const Arguments& arguments, const Places& places, Output& output, const Stylist& stylist);
+
+/// Delivers the saved message of a link again, where that is safe.
+void retry(const Arguments& arguments, const Places& places, Output& output, const Stylist& stylist);
+
+/// Looks for all saved messages in their destinations, and prints those that were found.
+void receipts(const Arguments& arguments, const Places& places, Output& output, const Stylist& stylist);
+
+} // namespace orvel::RelayCommands

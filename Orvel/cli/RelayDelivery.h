@@ -1,0 +1,48 @@
+#pragma once
+// One message on its way from one side of a link to the other, told step by step.
+
+#include "Orvel/cli/Arguments.h"
+#include "Orvel/cli/RelaySessionRunner.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace orvel {
+
+class Output;
+class Stylist;
+
+class RelayDelivery {
+  public:
+    /// Locks the data folder. The references outlive this object.
+    RelayDelivery(const Arguments& arguments, const Places& places, Output& output, const Stylist& stylist);
+
+    /// Each throws Failure, or Interrupted behind words on standard error; both say what became of the
+    /// message.
+    void send();
+    void retry();
+
+  private:
+    template <typename Work>
+    void telling(Work work);
+
+    void prepareNew(const RelayPair& pair);
+    void deliver();
+    void awaitReceipt();
+    void report() const;
+
+    std::shared_ptr<const RelayTransfer> transfer() const;
+    bool isReceived() const;
+    std::string situation() const;
+    void tell(std::string_view step, std::string_view text) const;
+
+    const Arguments& arguments;
+    Output& output;
+    const Stylist& stylist;
+    RelaySessionRunner runner;
+    std::optional<std::string> transferID; ///< Once the message is saved.
+};
+
+} // namespace orvel

@@ -1,0 +1,47 @@
+#pragma once
+// The relay records as the terminal shows them. Nothing here writes or locks.
+
+#include "Orvel/apps/Places.h"
+#include "Orvel/cli/Arguments.h"
+#include "Orvel/cli/TerminalText.h"
+#include "OrvelCore/relay/RelayState.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace orvel {
+
+/// What can be said of a saved message that has not been seen in its destination.
+enum class PendingState {
+    mayBeRetried,    ///< Nothing was inserted.
+    unconfirmed,     ///< An attempt may have inserted it.
+    waitingForPaste, ///< Nothing has tried to deliver it.
+    checking         ///< Delivered by Orvel.
+};
+
+PendingState pendingState(const RelayTransfer& transfer);
+std::string_view nameOf(PendingState state);
+std::string_view wordsOf(PendingState state);
+
+/// "Codex → Claude".
+std::string directionOf(const RelayTransfer& transfer);
+
+/// The active pair with this identifier, or the only one whose identifier begins with it, in letters of any
+/// case. Throws CommandFailure and RelayError::pairArchived.
+RelayPair pairNamed(const std::string& id, const RelayState& state);
+
+/// The pending transfer of the pair, or null.
+std::shared_ptr<const RelayTransfer> pendingTransferOf(const std::string& pairID, const RelayState& state);
+
+namespace RelayRecords {
+
+/// Each gives the whole of its standard output, and throws Failure with words for the user.
+std::string links(const Arguments& arguments, const Places& places, const Stylist& stylist);
+std::string pending(const Arguments& arguments, const Places& places, const Stylist& stylist);
+
+/// The saved message of the link, byte for byte.
+std::string savedMessage(const Arguments& arguments, const Places& places);
+
+} // namespace RelayRecords
+} // namespace orvel

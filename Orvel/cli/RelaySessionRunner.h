@@ -1,0 +1,49 @@
+#pragma once
+// A model that may write, in a terminal: one command's session with the relay records.
+
+#include "Orvel/cli/TerminalDesktop.h"
+#include "Orvel/delivery/AbsentClaudeSender.h"
+#include "Orvel/model/OrvelModel.h"
+#include "Orvel/platform/posix/DataFolderLock.h"
+
+#include <chrono>
+
+namespace orvel {
+
+class RelaySessionRunner {
+  public:
+    /// Far more than reading two conversations takes, also through Codex's server.
+    static constexpr std::chrono::seconds patience{120};
+
+    /// Locks the data folder. Throws DataFolderInUse and FileError.
+    explicit RelaySessionRunner(const Places& places);
+
+    OrvelModel& model() { return orvel; }
+    const PlainSession& session() const { return orvel.session(); }
+    const RelaySession& relay() const { return orvel.relay(); }
+
+    /// Reads the relay records into the model. Throws CommandFailure with the model's words if they can't be
+    /// read.
+    void restore();
+
+    /// Opens the pair with the message going out from `source`, and looks for receipts. Throws CommandFailure
+    /// with the model's words if the conversation can't be read.
+    void open(const RelayPair& pair, Agent source);
+
+    /// Runs until the model has finished what it began; a turn that is watched does not count. Throws
+    /// CommandFailure if that takes longer than anybody would wait, and Interrupted.
+    void settle();
+
+    /// Runs until `met`, and gives whether it came to that within the time. Throws Interrupted.
+    bool runUntil(const std::function<bool()>& met, MainLoop::Duration limit) {
+        return desktop.runUntil(met, limit);
+    }
+
+  private:
+    DataFolderLock lock;
+    TerminalDesktop desktop;
+    AbsentClaudeSender claudeSender;
+    OrvelModel orvel;
+};
+
+} // namespace orvel

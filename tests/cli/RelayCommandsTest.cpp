@@ -1,0 +1,366 @@
+// Links, sending and receipts in the terminal, with the sample's stand-in for codex as a real process.
+
+#include "CommandLineRun.h"
+#include "RunningProgram.h"
+#include "samples/SampleCodexHome.h"
+#include "samples/SampleCodexProgram.h"
+#include "samples/TranscriptWriter.h"
+
+#include <filesystem>
+#include <map>
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+#include <sys/file.h>
+
+using namespace orvel;
+using nlohmann::json;
+using testing::HasSubstr;
+
+namespace {
+
+const std::string codexID = "01a1fd20-0000-7000-8000-000000000001";
+const std::string otherCodexID = "01a1fd20-0000-7000-8000-000000000002";
+const std::string claudeID = "5b0d714f-0000-4000-8000-000000000003";
+const std::string busyID = "77770000-0000-4000-8000-000000000004";
+
+class RelayCommandLine : public CommandLine {
+  protected:
+    RelayCommandLine() {
+        write(".codex/sessions/one.jsonl", CodexTranscript({.id = codexID}).ask("q1").answer("a1").text());
+        write(".codex/sessions/two.jsonl", CodexTranscript({.id = otherCodexID}).ask("q").answer("a").text());
+        write(".claude/projects/p/" + claudeID + ".jsonl",
+              ClaudeTranscript({.id = claudeID}).ask("c1").answer("d1").ask("c2").answer("d2").text());
+        write(".claude/projects/p/" + busyID + ".jsonl", ClaudeTranscript({.id = busyID}).ask("c").text());
+        std::filesystem::create_directories(home.path("bin"));
+        installCodex(sampleCodexProgram().value());
+    }
+
+    void installCodex(const std::string& program) const {
+        std::filesystem::remove(codex);
+        std::filesystem::create_symlink(program, codex);
+    }
+
+    /// Links the two, and gives the link's identifier.
+    static std::string link(const std::string& one = codexID, const std::string& two = claudeID) {
+        const auto made = run({"link", one, two});
+        EXPECT_EQ(made.status, 0) << made.err;
+        return made.out.substr(0, made.out.find('\n'));
+    }
+
+    std::string records() const { return contentsOf(statePath); }
+
+    /// The records with the last transfer changed.
+    void changeTransfer(const json& change) const {
+        auto state = json::parse(records());
+        state["transfers"].back().update(change);
+        home.write(".local/share/Orvel/relay-state.json", state.dump());
+    }
+
+    /// What the user is quoted with in the first Codex conversation.
+    std::vector<std::string> questions() const {
+        std::vector<std::string> texts;
+        const auto shown = json::parse(run({"show", codexID, "--json"}).out);
+        for (const auto& message : shown["messages"])
+            if (message["role"] == "user") texts.push_back(message["text"]);
+        return texts;
+    }
+
+    /// Sends from Claude and waits, while another program holds the conversation with Codex and answers.
+    RunResult sendAndAnswer(std::vector<std::string> words) const {
+        const auto writer = codexHome.writer(codexHome.thread(codexID).value());
+        words.insert(words.begin(), {"send", "--source", "claude", "--wait", "60"});
+        RunningProgram sending(words);
+        EXPECT_TRUE(sending.says("Delivered "));
+        EXPECT_TRUE(writer->begin(turnBegins));
+        writer->finish(turnBegins + 1'000, false);
+        return sending.finish();
+    }
+
+    std::string pendingState() const {
+        const auto all = json::parse(run({"pending", "--json"}).out);
+        return all.empty() ? "nothing" : all.back()["state"].get<std::string>();
+    }
+
+    /// Whether any process runs the command.
+    bool codexRuns() const {
+        for (const auto& entry : std::filesystem::directory_iterator("/proc"))
+            if (contentsOf(entry.path() / "cmdline").starts_with(codex + '\0')) return true;
+        return false;
+    }
+
+    const std::string statePath = home.path(".local/share/Orvel/relay-state.json");
+    const std::string codex = home.path("bin/codex");
+    const SampleCodexHome codexHome{home.path(".codex")};
+    static constexpr std::int64_t turnBegins = 1'780'100'000'000; // Milliseconds of the Unix epoch.
+
+  private:
+    ScopedVariable path{"PATH", home.path("bin") + ":" + std::getenv("PATH")};
+    ScopedVariable codexFolder{"CODEX_HOME", home.path(".codex")};
+};
+
+// Expects that the command fails with a case and words, and leaves the records as they are.
+void expectFailure(std::vector<std::string> words, const std::string& caseName, const std::string& message) {
+    words.push_back("--json");
+    const auto result = run(words);
+    EXPECT_EQ(result.status, 1) << testing::PrintToString(words);
+    const auto said = json::parse(result.out);
+    EXPECT_EQ(said.at("error"), caseName) << result.err;
+    EXPECT_THAT(said.at("message").get<std::string>(), HasSubstr(message));
+    EXPECT_EQ(result.err, said.at("message").get<std::string>() + "\n");
+}
+
+TEST_F(RelayCommandLine, LinksTwoConversationsOnceAndListsTheLink) {
+    EXPECT_EQ(run({"links"}).err, "There are no links yet; “orvel-cli link” makes one.\n");
+    const auto id = link();
+    EXPECT_EQ(link(), id);
+    EXPECT_EQ(link("01a1fd20-0000-7000-8000-000000000001", "5b0d"), id);
+    EXPECT_EQ(json::parse(run({"link", codexID, claudeID, "--json"}).out),
+              (json{{"id", id}, {"isNew", false}}));
+    const auto second = json::parse(run({"link", otherCodexID, claudeID, "--json"}).out);
+    EXPECT_EQ(second["isNew"], true);
+
+    const auto listed = json::parse(run({"links", "--json"}).out);
+    ASSERT_EQ(listed.size(), 2U);
+    EXPECT_EQ(listed[0]["id"], id);
+    EXPECT_EQ(listed[0]["isPending"], false);
+    EXPECT_EQ(listed[0]["conversations"][0]["sessionID"], claudeID);
+    EXPECT_EQ(listed[0]["conversations"][1]["sessionID"], codexID);
+    EXPECT_THAT(run({"links"}).out, HasSubstr(claudeID + " ↔ lark · 01a1fd20    " + id));
+}
+
+TEST_F(RelayCommandLine, RefusesWhatMeansNoOneConversationOrLink) {
+    const auto id = link();
+    auto state = json::parse(records());
+    auto twin = state["pairs"][0];
+    twin["id"] = id.substr(0, 8) + "-0000-4000-8000-000000000000";
+    twin["codex"]["sessionID"] = otherCodexID;
+    state["pairs"].push_back(twin);
+    twin["id"] = "C105ED00-0000-4000-8000-000000000000";
+    twin["archivedAt"] = 1;
+    state["pairs"].push_back(twin);
+    home.write(".local/share/Orvel/relay-state.json", state.dump());
+    const auto before = records();
+
+    const struct {
+        std::vector<std::string> words;
+        std::string caseName, message;
+    } cases[] = {
+        {{"link", "nobody", claudeID}, "notFound", "No conversation with Codex has the ID “nobody”."},
+        {{"link", "", claudeID}, "notFound", "No conversation with Codex has the ID “”."},
+        {{"link", claudeID, codexID}, "notFound", "No conversation with Codex has the ID “" + claudeID},
+        {{"link", codexID, codexID}, "notFound", "No conversation with Claude has the ID “" + codexID},
+        {{"link", "01a1", claudeID}, "ambiguous", "The IDs of 2 conversations with Codex begin with “01a1”."},
+        {{"send", "nothing", "--source=codex"}, "pairNotFound", "No link has the ID “nothing”."},
+        {{"send", "", "--source=codex"}, "pairNotFound", "\nNothing was saved or sent."},
+        {{"retry", id + "0"}, "pairNotFound", "No link has the ID"},
+        {{"copy-saved", id.substr(0, 8)}, "ambiguous", "The IDs of 2 links begin with “" + id.substr(0, 8)},
+        {{"copy-saved", "c105"}, "pairArchived", "This link is closed."},
+        {{"copy-saved", id}, "nothingPending", "No saved message of this link waits"},
+        {{"retry", id}, "nothingPending", "No saved message of this link waits"},
+    };
+    for (const auto& [words, caseName, message] : cases) expectFailure(words, caseName, message);
+    EXPECT_EQ(records(), before);
+}
+
+TEST_F(RelayCommandLine, SendsAMessageAndSeesItInTheTranscript) {
+    const auto id = link();
+    const auto shown = json::parse(run({"show", claudeID, "--json"}).out);
+    const std::string lastQuestion = shown["messages"][2]["id"];
+    const auto sent = sendAndAnswer({id.substr(0, 9), "--note", "Look.", "--from", lastQuestion});
+    EXPECT_EQ(sent.status, 0) << sent.err;
+    EXPECT_EQ(sent.err, "");
+    EXPECT_THAT(sent.out, HasSubstr("Saved      25 bytes from Claude to Codex, as "));
+    EXPECT_THAT(sent.out, HasSubstr("\nDelivered  Codex has taken the message.\n"
+                                    "Seen       The message stands in the destination's transcript.\n"));
+    EXPECT_EQ(questions(), (std::vector<std::string>{"q1", "Look.\n\nme: c2\n\nclaude: d2"}));
+    EXPECT_EQ(run({"pending"}).err, "No message waits to be seen.\n");
+
+    // Now there is nothing new, but a note may go alone.
+    expectFailure({"send", id, "--source", "claude"}, "emptyTransfer",
+                  "New messages or instructions are required.\nNothing was saved or sent.");
+    const auto note = run({"send", id, "--source", "claude", "--note", "And?", "--json"});
+    EXPECT_EQ(note.status, 0) << note.err;
+    const auto said = json::parse(note.out);
+    EXPECT_THAT(said["state"], testing::AnyOf("delivered", "received"));
+    EXPECT_EQ(said["source"], "claude");
+    EXPECT_EQ(said["link"], id);
+    EXPECT_EQ(said["id"], json::parse(records())["transfers"][1]["id"]);
+}
+
+TEST_F(RelayCommandLine, WhatCannotBeSentLeavesTheRecordsAsTheyAre) {
+    const auto id = link(), busy = link(otherCodexID, busyID);
+    const auto before = records();
+    const struct {
+        std::vector<std::string> words;
+        std::string caseName, message;
+    } cases[] = {
+        {{"send", busy, "--source=claude"}, "busy", "Wait for the conversation reply to finish."},
+        {{"send", id, "--source=claude", "--from=none"}, "messageNotFound", "has no message with the ID"},
+        {{"send", id, "--source=claude", "--note=\xff"}, "invalidNote", "The note is no valid UTF-8 text."},
+    };
+    for (const auto& [words, caseName, message] : cases) {
+        expectFailure(words, caseName, message);
+        expectFailure(words, caseName, "\nNothing was saved or sent.");
+    }
+    std::filesystem::remove(home.path(".claude/projects/p/" + claudeID + ".jsonl"));
+    expectFailure({"send", id, "--source=claude"}, "unreadableConversation", "No such file or directory");
+    EXPECT_EQ(records(), before);
+}
+
+TEST_F(RelayCommandLine, AMessageThatWasNotDeliveredStaysAndMayBeSentAgain) {
+    const auto id = link();
+    installCodex("/bin/false");
+    expectFailure({"send", id, "--source", "claude", "--note", "Look.\t"}, "notDelivered",
+                  "nothing was inserted. “orvel-cli retry " + id + "” may be used.");
+    EXPECT_EQ(pendingState(), "mayBeRetried");
+    EXPECT_THAT(run({"pending"}).out, HasSubstr("Claude → Codex  now  may be retried  link " + id));
+    EXPECT_THAT(run({"links"}).out, HasSubstr("  pending  " + id));
+    const std::string message = "Look.\n\nme: c1\n\nclaude: d1\n\nme: c2\n\nclaude: d2";
+    EXPECT_EQ(run({"copy-saved", id}).out, message);
+    EXPECT_EQ(json::parse(run({"copy-saved", id, "--json"}).out)["message"], message);
+    expectFailure({"send", id, "--source", "claude"}, "pendingTransfer", "has not been seen yet");
+
+    installCodex(sampleCodexProgram().value());
+    const auto again = run({"retry", id, "--wait", "60"});
+    EXPECT_EQ(again.status, 0) << again.err;
+    EXPECT_THAT(again.out, HasSubstr("\nSeen       "));
+    EXPECT_EQ(questions(), (std::vector<std::string>{"q1", message}));
+    EXPECT_EQ(pendingState(), "nothing");
+}
+
+TEST_F(RelayCommandLine, OrvelHasNoWayIntoClaudeHereAndSaysSo) {
+    const auto id = link();
+    expectFailure({"send", id, "--source", "codex"}, "notDelivered", "can't write into Claude here");
+    EXPECT_EQ(pendingState(), "mayBeRetried");
+    EXPECT_EQ(run({"copy-saved", id}).out, "me: q1\n\ncodex: a1");
+
+    // The user pastes it.
+    write(".claude/projects/p/" + claudeID + ".jsonl", ClaudeTranscript({.id = claudeID})
+                                                           .ask("c1")
+                                                           .answer("d1")
+                                                           .ask("c2")
+                                                           .answer("d2")
+                                                           .ask("me: q1\n\ncodex: a1")
+                                                           .text());
+    const auto result = run({"retry", id});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, "Seen       The message stands in the destination's transcript.\n");
+}
+
+TEST_F(RelayCommandLine, OnlyWhatSurelyWasNotInsertedIsSentAgain) {
+    const auto id = link();
+    installCodex("/bin/false");
+    EXPECT_EQ(run({"send", id, "--source", "claude"}).status, 1);
+    installCodex(sampleCodexProgram().value());
+    const struct {
+        json change;
+        std::string state, words;
+    } cases[] = {
+        {{{"retryable", false}}, "unconfirmed", "Whether it was inserted is not known"},
+        {{{"retryable", nullptr}}, "waitingForPaste", "was not sent. “orvel-cli copy-saved"},
+        {{{"retryable", false}, {"deliveryMode", "submitted"}},
+         "checking",
+         "was delivered, but not yet seen"},
+    };
+    for (const auto& [change, state, words] : cases) {
+        changeTransfer({{"retryable", nullptr}, {"deliveryMode", "copied"}});
+        changeTransfer(change);
+        EXPECT_EQ(pendingState(), state);
+        expectFailure({"retry", id}, "retryRefused", words);
+        EXPECT_EQ(questions(), (std::vector<std::string>{"q1"}));
+    }
+
+    // What the record says was sent no longer follows from the transcript.
+    changeTransfer({{"retryable", true}, {"deliveryMode", "copied"}, {"payload", "something else"}});
+    expectFailure({"retry", id}, "notDelivered", "Nothing will be resent.");
+    EXPECT_EQ(pendingState(), "mayBeRetried");
+}
+
+TEST_F(RelayCommandLine, AMessageThatIsLateIsSeenByTheNextPass) {
+    const auto id = link();
+    const auto writer = codexHome.writer(codexHome.thread(codexID).value());
+    expectFailure({"send", id, "--source", "claude", "--wait", "1"}, "notSeen",
+                  "The message was not seen within 1 seconds.\nThe message was delivered, but not yet seen");
+    EXPECT_EQ(pendingState(), "checking");
+    EXPECT_EQ(run({"receipts"}).out, "");
+
+    ASSERT_TRUE(writer->begin(turnBegins));
+    const auto seen = json::parse(run({"receipts", "--json"}).out);
+    ASSERT_EQ(seen.size(), 1U);
+    EXPECT_EQ(seen[0]["link"], id);
+    EXPECT_EQ(seen[0]["source"], "claude");
+    EXPECT_EQ(run({"receipts", "--json"}).out, "[]\n");
+}
+
+TEST_F(RelayCommandLine, APassNamesTheConversationsThatItCouldNotRead) {
+    const auto id = link();
+    EXPECT_EQ(run({"send", id, "--source", "codex"}).status, 1);
+    std::filesystem::remove(home.path(".claude/projects/p/" + claudeID + ".jsonl"));
+    expectFailure({"receipts"}, "notChecked", "The conversation “" + claudeID + "” could not be read.");
+}
+
+TEST_F(RelayCommandLine, OneWriterAtATimeWhichMayBeBrokenOff) {
+    const auto id = link();
+    const auto thread = codexHome.thread(codexID).value();
+    EXPECT_FALSE(codexHome.hasWriter(thread));
+    // The stand-in waits for this lock before it answers.
+    const int queue = open(home.path(".codex/sample/" + codexID + ".queue").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(flock(queue, LOCK_EX), 0);
+    RunningProgram sending({"send", id, "--source", "claude"});
+    ASSERT_TRUE(sending.says("Saved "));
+
+    const auto holder = "orvel-cli (process " + std::to_string(sending.id()) + ")";
+    const auto before = records();
+    for (const auto& words : std::vector<std::vector<std::string>>{
+             {"send", id, "--source", "codex"}, {"retry", id}, {"receipts"}, {"link", codexID, claudeID}})
+        expectFailure(words, "dataFolderInUse", "is in use by " + holder);
+    EXPECT_EQ(run({"links"}).status, 0);
+    EXPECT_EQ(pendingState(), "unconfirmed");
+    EXPECT_EQ(records(), before);
+
+    sending.signal(SIGTERM);
+    const auto ended = sending.finish();
+    close(queue);
+    EXPECT_EQ(ended.status, 128 + SIGTERM);
+    EXPECT_THAT(ended.err,
+                HasSubstr("Interrupted.\nThe message is saved. Whether it was inserted is not known"));
+    EXPECT_EQ(records(), before);
+    EXPECT_FALSE(codexRuns());
+    EXPECT_EQ(run({"receipts"}).status, 0);
+    EXPECT_EQ(questions(), (std::vector<std::string>{"q1"}));
+}
+
+TEST_F(RelayCommandLine, WaitingCanBeBrokenOffWithoutHarm) {
+    const auto id = link();
+    const auto writer = codexHome.writer(codexHome.thread(codexID).value());
+    RunningProgram sending({"send", id, "--source", "claude", "--wait", "60"});
+    ASSERT_TRUE(sending.says("Delivered "));
+    sending.signal(SIGINT);
+    const auto ended = sending.finish();
+    EXPECT_EQ(ended.status, 128 + SIGINT);
+    EXPECT_THAT(ended.err, HasSubstr("Interrupted.\nThe message was delivered, but not yet seen"));
+    EXPECT_FALSE(codexRuns());
+    ASSERT_TRUE(writer->begin(turnBegins));
+    EXPECT_THAT(run({"receipts"}).out, HasSubstr("Seen  Claude → Codex  link " + id));
+}
+
+TEST_F(RelayCommandLine, ReadingWritesNothingAndBrokenRecordsStayAsTheyAre) {
+    for (const auto& words :
+         std::vector<std::vector<std::string>>{{"links"}, {"pending"}, {"copy-saved", "1"}})
+        run(words);
+    EXPECT_FALSE(std::filesystem::exists(home.path(".local")));
+
+    const std::string broken = R"({"pairs":7})";
+    home.write(".local/share/Orvel/relay-state.json", broken);
+    const std::string words = "The file does not hold relay records: pairs is not a list.";
+    for (const auto& reading :
+         std::vector<std::vector<std::string>>{{"links"}, {"pending"}, {"copy-saved", "1"}})
+        expectFailure(reading, "unexpectedContent", words);
+    for (const auto& writing : std::vector<std::vector<std::string>>{
+             {"link", codexID, claudeID}, {"send", "1", "--source=codex"}, {"retry", "1"}, {"receipts"}})
+        expectFailure(writing, "unreadableRecords", "The original file is kept.\n" + words);
+    EXPECT_EQ(records(), broken);
+}
+
+} // namespace
