@@ -10,14 +10,15 @@
 
 namespace orvel {
 
-class SourceCard : public QFrame {
+class ConversationCard : public QFrame {
     Q_OBJECT
 
   public:
-    explicit SourceCard(QWidget* parent = nullptr);
+    explicit ConversationCard(QWidget* parent = nullptr);
 
-    /// Shows the endpoint; without one the card invites to choose a conversation.
-    void render(const std::optional<OrvelWorkspaceSnapshot::Endpoint>& newEndpoint);
+    /// Shows the endpoint; where no conversation is chosen, `newInvitation` stands in place of the title.
+    void render(const std::optional<OrvelWorkspaceSnapshot::Endpoint>& newEndpoint,
+                const QString& newInvitation);
 
   signals:
     /// The person wants to choose another conversation.
@@ -30,9 +31,11 @@ class SourceCard : public QFrame {
     void resizeEvent(QResizeEvent* event) override;
 
   private:
+    bool isEmpty() const { return !endpoint || endpoint->isNew; }
     void showTitle();
 
     std::optional<OrvelWorkspaceSnapshot::Endpoint> endpoint;
+    QString invitation;
     QLabel *name, *role, *title;
 };
 
