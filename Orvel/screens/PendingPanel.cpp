@@ -18,14 +18,14 @@ namespace {
 using Delivery = OrvelWorkspaceSnapshot::Delivery;
 
 constexpr std::chrono::seconds farewellTime{8};
-constexpr int textHeight = 132;
+constexpr int leastTextHeight = 56, mostTextHeight = 132;
 
 // What is going on, unless the message failed.
 QString progressWords(const OrvelWorkspaceSnapshot& snapshot, const QString& receiver) {
     if (snapshot.state.sending || snapshot.preparing) return PendingPanel::tr("Delivering…");
     if (snapshot.pendingFailure || snapshot.state.canRetry) return {};
     if (snapshot.pendingStep == Delivery::delivered)
-        return PendingPanel::tr("Looking for it in %1's transcript…").arg(receiver);
+        return PendingPanel::tr("Looking in %1's transcript…").arg(receiver);
     return PendingPanel::tr("Waits to be pasted into %1").arg(receiver);
 }
 
@@ -33,8 +33,9 @@ QString progressWords(const OrvelWorkspaceSnapshot& snapshot, const QString& rec
 QString adviceFor(const OrvelWorkspaceSnapshot& snapshot, const QString& receiver) {
     if (snapshot.state.sending || snapshot.preparing) return {};
     if (snapshot.state.canRetry)
-        return PendingPanel::tr("Nothing has reached %1. Retry sends exactly the saved message.")
-            .arg(receiver);
+        return snapshot.pendingFailure
+                   ? PendingPanel::tr("Retry sends exactly the saved message.")
+                   : PendingPanel::tr("It was not delivered. Retry sends exactly the saved message.");
     if (!snapshot.pendingFailure) return {};
     if (!snapshot.hasPending)
         return PendingPanel::tr("Turn the relay round to see whether it can be sent again.");
@@ -76,7 +77,8 @@ PendingPanel::PendingPanel(QWidget* parent)
     text->setReadOnly(true);
     text->setTabChangesFocus(true);
     text->setAccessibleName(tr("Text of the saved message"));
-    text->setFixedHeight(textHeight);
+    text->setMinimumHeight(leastTextHeight);
+    text->setMaximumHeight(mostTextHeight);
     submit->setToolTip(tr("Press Send on the text that an earlier attempt left in Claude's editor"));
     connect(fold, &QPushButton::clicked, this, &PendingPanel::toggleText);
     connect(copy, &QPushButton::clicked, this, &PendingPanel::copyWanted);
@@ -120,7 +122,7 @@ void PendingPanel::renderPending(const OrvelWorkspaceSnapshot& snapshot) {
     receiver = qtText(snapshot.hasPending ? snapshot.destination : snapshot.sourceLabel);
     const bool hasFailed = snapshot.pendingFailure || snapshot.state.canRetry;
     steps->render(snapshot.pendingStep, hasFailed);
-    progress->setText(progressWords(snapshot, receiver));
+    progressText = progressWords(snapshot, receiver);
 
     const auto failureText = snapshot.pendingFailure ? qtText(*snapshot.pendingFailure) : QString();
     const bool isNewFailure = !failureText.isEmpty() && failure->text() != failureText;
@@ -137,13 +139,11 @@ void PendingPanel::renderPending(const OrvelWorkspaceSnapshot& snapshot) {
     }
     firstLine->show();
     fold->show();
-    fold->setText(isUnfolded ? tr("Hide") : tr("Show"));
-    fold->setAccessibleName(isUnfolded ? tr("Hide the saved message") : tr("Show the saved message"));
-    text->setVisible(isUnfolded);
+    showFolded();
     copy->show();
     submit->setVisible(snapshot.canSubmitDraft);
     show();
-    showFirstLine();
+    elide();
     if (isNewFailure) {
         QAccessibleEvent alert(failure, QAccessible::Alert);
         QAccessible::updateAccessibility(&alert);
@@ -152,12 +152,13 @@ void PendingPanel::renderPending(const OrvelWorkspaceSnapshot& snapshot) {
 
 void PendingPanel::renderArrived() {
     steps->render(Delivery::seen, false);
-    progress->setText(tr("%1 has it").arg(receiver));
+    progressText = tr("%1 has it").arg(receiver);
     for (QWidget* gone :
          {static_cast<QWidget*>(failure), static_cast<QWidget*>(advice), static_cast<QWidget*>(firstLine),
           static_cast<QWidget*>(text), static_cast<QWidget*>(fold), static_cast<QWidget*>(copy),
           static_cast<QWidget*>(submit)})
         gone->hide();
+    elide();
     QAccessibleEvent alert(progress, QAccessible::Alert);
     QAccessible::updateAccessibility(&alert);
     farewell.start(farewellTime);
@@ -166,22 +167,31 @@ void PendingPanel::renderArrived() {
 void PendingPanel::toggleText() {
     if (!isVisible() || farewell.isActive()) return;
     isUnfolded = !isUnfolded;
-    text->setVisible(isUnfolded);
-    fold->setText(isUnfolded ? tr("Hide") : tr("Show"));
-    fold->setAccessibleName(isUnfolded ? tr("Hide the saved message") : tr("Show the saved message"));
+    showFolded();
     if (isUnfolded) text->setFocus(Qt::ShortcutFocusReason);
 }
 
-// As much of the beginning as there is room for.
-void PendingPanel::showFirstLine() {
+void PendingPanel::showFolded() {
+    text->setVisible(isUnfolded);
+    fold->setText(isUnfolded ? tr("Hide") : tr("Show"));
+    fold->setAccessibleName(isUnfolded ? tr("Hide the saved message") : tr("Show the saved message"));
+}
+
+// As much of the message's beginning as there is room for. The progress stands there whole or not at all: the
+// steps beside it say the same.
+void PendingPanel::elide() {
     constexpr std::size_t most = 1'000; // Bytes; more are never visible.
+    layout()->activate();
     const auto beginning = qtText(std::string_view(message).substr(0, most)).simplified();
     firstLine->setText(firstLine->fontMetrics().elidedText(beginning, Qt::ElideRight, firstLine->width()));
+    const bool fits = progress->fontMetrics().horizontalAdvance(progressText) <= progress->width();
+    progress->setText(fits ? progressText : QString());
+    progress->setAccessibleName(progressText);
 }
 
 void PendingPanel::resizeEvent(QResizeEvent* event) {
     QFrame::resizeEvent(event);
-    showFirstLine();
+    elide();
 }
 
 } // namespace orvel

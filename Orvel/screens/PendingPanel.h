@@ -39,7 +39,8 @@ class PendingPanel : public QFrame {
   private:
     void renderPending(const OrvelWorkspaceSnapshot& snapshot);
     void renderArrived();
-    void showFirstLine();
+    void showFolded();
+    void elide();
 
     DeliverySteps* steps;
     QLabel *progress, *failure, *advice, *firstLine;
@@ -48,7 +49,7 @@ class PendingPanel : public QFrame {
     QTimer farewell;
     std::optional<std::string> transferID; // Of the message that is or was shown as pending.
     std::string message;
-    QString receiver;
+    QString receiver, progressText;
     bool isUnfolded = false;
 };
 

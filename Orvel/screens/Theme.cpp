@@ -26,7 +26,7 @@ QString styleSheetOf(const Theme& theme) {
         QPushButton#primary { background: %5; color: %8; border-color: %5; font-weight: 600; }
         QPushButton#primary:focus { border-color: %6; }
         QPushButton#primary:disabled { background: %2; color: %7; border-color: %2; }
-        QPushButton#arrow { border-radius: 11px; padding: 2px 14px; color: %7; }
+        QPushButton#arrow { border-radius: 11px; min-height: 20px; padding: 0 15px; color: %7; }
         QPushButton#arrow[selected="true"] { background: %5; color: %8; border-color: %5; font-weight: 600; }
         QPushButton#arrow[selected="true"]:focus { border-color: %6; }
         QPushButton#arrow:disabled { background: transparent; color: %7; border-color: %2; }

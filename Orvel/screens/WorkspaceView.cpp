@@ -27,6 +27,7 @@ void showText(QPlainTextEdit& editor, const std::string& text) {
     if (exactText(*editor.document()) == text) return;
     const QSignalBlocker quiet(&editor);
     editor.setPlainText(qtText(text));
+    editor.moveCursor(QTextCursor::End);
 }
 
 // How much would be relayed to whom, and what keeps it back.
@@ -34,6 +35,7 @@ QString previewText(const OrvelWorkspaceSnapshot& snapshot) {
     if (snapshot.preparing) return WorkspaceView::tr("Reading both conversations once more…");
     if (!snapshot.state.hasContent) return {};
     const auto bytes = QLocale().toString(static_cast<qulonglong>(snapshot.previewSize));
+    if (snapshot.nextRange) return WorkspaceView::tr("%1 bytes for the next transfer").arg(bytes);
     auto text = WorkspaceView::tr("%1 bytes for %2").arg(bytes, qtText(snapshot.destination));
     if (snapshot.state.busy)
         text += WorkspaceView::tr(" · %1 is still working").arg(qtText(snapshot.sourceLabel));
@@ -42,11 +44,25 @@ QString previewText(const OrvelWorkspaceSnapshot& snapshot) {
     return text;
 }
 
-// What is typed is for, while a saved message is shown.
-QString nextNoteText(const OrvelWorkspaceSnapshot& snapshot) {
+// What would go where, if the model's own line says no more than what the card says.
+QString statusText(const OrvelWorkspaceSnapshot& snapshot, const std::string& status) {
+    const bool isTitle = !snapshot.endpoints.empty() && snapshot.endpoints.front().title == status;
+    if (!isTitle || !snapshot.hasRange) return qtText(status);
+    const auto count = static_cast<int>(snapshot.messages.span().size());
+    if (count == 0) return {};
+    const auto messages = count == 1 ? WorkspaceView::tr("1 message for %1")
+                                     : WorkspaceView::tr("%1 messages for %2").arg(QLocale().toString(count));
+    return messages.arg(qtText(snapshot.destination));
+}
+
+// What the instructions are for, while a saved message is shown.
+QString nextNoteText(const OrvelWorkspaceSnapshot& snapshot, bool hasText) {
     if (!snapshot.hasPending) return {};
     if (snapshot.nextError) return qtText(*snapshot.nextError);
     if (snapshot.nextRange) return qtText(*snapshot.nextRange);
+    if (hasText)
+        return WorkspaceView::tr("These instructions are part of the saved message. If you change them, they "
+                                 "become a note for the next transfer.");
     return WorkspaceView::tr("What you write now is for the next transfer.");
 }
 
@@ -164,6 +180,7 @@ QWidget* WorkspaceView::middle() {
     for (QWidget* page : {static_cast<QWidget*>(welcome), static_cast<QWidget*>(messages),
                           static_cast<QWidget*>(manual), static_cast<QWidget*>(preview), loading})
         stack->addWidget(page);
+    stack->setMinimumHeight(80); // Where the window is small, what is below comes first.
     return stack;
 }
 
@@ -201,7 +218,8 @@ void WorkspaceView::render() {
     progress->setVisible(isOccupied);
     progress->setAccessibleName(shown.state.loading ? tr("Loading conversation") : tr("Sending"));
     statusTitle->setText(qtText(shown.statusTitle()));
-    statusLine->setText(qtText(session.status.get()));
+    statusLine->setText(statusText(shown, session.status));
+    statusLine->setVisible(!statusLine->text().isEmpty());
     // What the panel says of its message is not said twice.
     banner->render(shown.error == shown.pendingFailure ? std::nullopt : shown.error);
     renderProgress();
@@ -256,7 +274,8 @@ void WorkspaceView::renderInstruction() {
     instruction->setReadOnly(!shown.canEdit);
     instruction->setPlaceholderText(shown.hasPending ? tr("Note for the next transfer (optional)")
                                                      : tr("Instructions for the relay (optional)"));
-    nextNote->setText(nextNoteText(shown));
+    instruction->viewport()->update(); // A new placeholder is not painted by itself.
+    nextNote->setText(nextNoteText(shown, !model.session().instruction->empty()));
     nextNote->setVisible(!nextNote->text().isEmpty());
 }
 
