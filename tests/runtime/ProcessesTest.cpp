@@ -180,6 +180,8 @@ TYPED_TEST(ProcessesTest, AskedToEndAChildMayRefuseButKilledItEnds) {
     stubborn->terminate();
     EXPECT_EQ(readSome(this->world, *stubborn, 2), "no");
     EXPECT_FALSE(stubborn->exitStatus());
+    std::array<char, 10> bytes{};
+    EXPECT_EQ(stubborn->read(bytes).kind, notNow);
     stubborn->kill();
     EXPECT_EQ(waitForExit(this->world, *stubborn), 128 + SIGKILL);
 }
@@ -193,6 +195,8 @@ TYPED_TEST(ProcessesTest, AWatchCallsOnceAndNotAfterItsEnd) {
     waitUntil(this->world, [&] { return calls > 0; });
     // What made it ready is still there.
     EXPECT_FALSE(waitUntilReady(this->world, *child, PipeEnd::output));
+    child->closePipes();
+    EXPECT_TRUE(waitUntilReady(this->world, *child, PipeEnd::output));
     EXPECT_EQ(calls, 1);
 }
 

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <charconv>
 #include <csignal>
+#include <optional>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -33,8 +34,8 @@ Descriptor opened(const std::string& path) {
 
 // The lock holds whether or not the disk takes this.
 void writeHolder(const Descriptor& file, std::string_view text) {
-    if (ftruncate(file.get(), 0) == 0) [[maybe_unused]]
-        const auto done = pwrite(file.get(), text.data(), text.size(), 0);
+    [[maybe_unused]] const bool isWritten =
+        ftruncate(file.get(), 0) == 0 && pwrite(file.get(), text.data(), text.size(), 0) >= 0;
 }
 
 bool isProgramName(std::string_view text) {
@@ -43,21 +44,21 @@ bool isProgramName(std::string_view text) {
     });
 }
 
-std::string holder(const Descriptor& file) {
-    const std::string unknown = "another program";
+// Nothing where the file names no program that runs.
+std::optional<std::string> holder(const Descriptor& file) {
     char bytes[100];
     const auto count = pread(file.get(), bytes, sizeof bytes, 0);
     std::string_view text(bytes, count > 0 ? static_cast<std::size_t>(count) : 0);
-    if (!text.ends_with('\n')) return unknown;
+    if (!text.ends_with('\n')) return std::nullopt;
     text.remove_suffix(1);
     const auto name = text.substr(0, text.find(' '));
     const auto number = text.substr(std::min(text.size(), name.size() + 1));
     pid_t process = 0;
     const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), process);
-    if (!isProgramName(name) || error != std::errc() || end != number.data() + number.size() || process <= 0)
-        return unknown;
+    if (error != std::errc() || end != number.data() + number.size() || process <= 0) return std::nullopt;
+    if (!isProgramName(name)) return std::nullopt;
     // The name of one that crashed stands until the next holder has written its own.
-    if (::kill(process, 0) != 0 && errno == ESRCH) return unknown;
+    if (::kill(process, 0) != 0 && errno == ESRCH) return std::nullopt;
     return std::string(name) + " (process " + std::to_string(process) + ")";
 }
 
@@ -70,7 +71,7 @@ DataFolderLock::DataFolderLock(const std::string& dataFolder, std::string_view p
     if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK) throw FileError::fromErrno(errno, locking, path);
         throw DataFolderInUse("Orvel's data in “" + displayable(dataFolder) + "” is in use by " +
-                              holder(file) + ". Nothing was changed.");
+                              holder(file).value_or("another program") + ". Nothing was changed.");
     }
     writeHolder(file, std::string(program) + ' ' + std::to_string(getpid()) + '\n');
 }

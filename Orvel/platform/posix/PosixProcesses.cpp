@@ -133,10 +133,13 @@ Words environmentOf(const ChildLaunch& launch) {
     Words variables;
     for (char** entry = environ; *entry; ++entry) {
         const std::string_view variable(*entry);
-        if (!launch.environment.count(std::string(variable.substr(0, variable.find('=')))))
+        if (!launch.environment.contains(std::string(variable.substr(0, variable.find('=')))))
             variables.emplace_back(variable);
     }
-    for (const auto& [name, value] : launch.environment) variables.push_back(name + '=' + value);
+    for (const auto& [name, value] : launch.environment) {
+        variables.push_back(name + '=');
+        variables.back() += value;
+    }
     return variables;
 }
 
