@@ -12,9 +12,10 @@
 namespace orvel {
 
 ConversationCard::ConversationCard(QWidget* parent)
-    : QFrame(parent), name(new QLabel), role(new QLabel), title(new QLabel) {
+    : QPushButton(parent), name(new QLabel), role(new QLabel), title(new QLabel) {
     setObjectName(QStringLiteral("card"));
     setFocusPolicy(Qt::StrongFocus);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     setCursor(Qt::PointingHandCursor);
     auto bold = name->font();
     bold.setWeight(QFont::Bold);
@@ -69,7 +70,7 @@ void ConversationCard::showTitle() {
 }
 
 void ConversationCard::paintEvent(QPaintEvent* event) {
-    QFrame::paintEvent(event);
+    QPushButton::paintEvent(event);
     const auto& theme = Theme::current();
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
@@ -88,19 +89,19 @@ void ConversationCard::paintEvent(QPaintEvent* event) {
     }
 }
 
-void ConversationCard::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton && rect().contains(event->pos())) emit activated();
+QSize ConversationCard::sizeHint() const {
+    return layout()->sizeHint();
 }
 
 void ConversationCard::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter || event->key() == Qt::Key_Space)
-        emit activated();
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+        click();
     else
-        QFrame::keyPressEvent(event);
+        QPushButton::keyPressEvent(event);
 }
 
 void ConversationCard::resizeEvent(QResizeEvent* event) {
-    QFrame::resizeEvent(event);
+    QPushButton::resizeEvent(event);
     showTitle();
 }
 

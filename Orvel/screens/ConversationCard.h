@@ -1,16 +1,17 @@
 #pragma once
-// The card of one conversation of the relay: agent, role and title under a stripe of the agent's colour.
+// The card of one conversation of the relay: agent, role and title under a stripe of the agent's colour. A
+// button, by which another conversation is chosen.
 
 #include "Orvel/model/OrvelWorkspacePresentation.h"
 
 #include <optional>
 
-#include <QFrame>
 #include <QLabel>
+#include <QPushButton>
 
 namespace orvel {
 
-class ConversationCard : public QFrame {
+class ConversationCard : public QPushButton {
     Q_OBJECT
 
   public:
@@ -20,13 +21,11 @@ class ConversationCard : public QFrame {
     void render(const std::optional<OrvelWorkspaceSnapshot::Endpoint>& newEndpoint,
                 const QString& newInvitation);
 
-  signals:
-    /// The person wants to choose another conversation.
-    void activated();
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
 
   protected:
     void paintEvent(QPaintEvent* event) override;
-    void mouseReleaseEvent(QMouseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 

@@ -27,8 +27,8 @@ RouteView::RouteView(QWidget* parent)
       destination(new ConversationCard),
       arrowColumn(new QWidget),
       arrows{{{new QPushButton(QStringLiteral("→")), {}}, {new QPushButton(QStringLiteral("←")), {}}}} {
-    connect(source, &ConversationCard::activated, this, &RouteView::sourceActivated);
-    connect(destination, &ConversationCard::activated, this, &RouteView::destinationActivated);
+    connect(source, &ConversationCard::clicked, this, &RouteView::sourceActivated);
+    connect(destination, &ConversationCard::clicked, this, &RouteView::destinationActivated);
 
     auto* column = new QVBoxLayout(arrowColumn);
     column->setContentsMargins(0, 0, 0, 0);

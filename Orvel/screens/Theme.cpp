@@ -11,7 +11,7 @@ const Theme* shown = nullptr;
 // Only what a palette cannot say. Object names are those that the widgets give themselves.
 QString styleSheetOf(const Theme& theme) {
     return QStringLiteral(R"(
-        QFrame#card, QFrame#panel { background: %1; border: 1px solid %2; border-radius: 8px; }
+        QFrame#panel { background: %1; border: 1px solid %2; border-radius: 8px; }
         QFrame#banner { background: %3; border: 1px solid %4; border-radius: 8px; }
         QFrame#hint { background: %9; border: 1px solid %5; border-radius: 6px; }
         QFrame#hint QPushButton { padding: 3px 10px; }
@@ -26,6 +26,7 @@ QString styleSheetOf(const Theme& theme) {
         QPushButton#primary { background: %5; color: %8; border-color: %5; font-weight: 600; }
         QPushButton#primary:focus { border-color: %6; }
         QPushButton#primary:disabled { background: %2; color: %7; border-color: %2; }
+        QPushButton#card { border-radius: 8px; padding: 0; }
         QPushButton#arrow { border-radius: 11px; min-height: 20px; padding: 0 15px; color: %7; }
         QPushButton#arrow[selected="true"] { background: %5; color: %8; border-color: %5; font-weight: 600; }
         QPushButton#arrow[selected="true"]:focus { border-color: %6; }

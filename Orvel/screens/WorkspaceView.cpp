@@ -44,10 +44,11 @@ QString previewText(const OrvelWorkspaceSnapshot& snapshot) {
     return text;
 }
 
-// What would go where, if the model's own line says no more than what the card says.
-QString statusText(const OrvelWorkspaceSnapshot& snapshot, const std::string& status) {
-    const bool isTitle = !snapshot.endpoints.empty() && snapshot.endpoints.front().title == status;
-    if (!isTitle || !snapshot.hasRange) return qtText(status);
+// The model's own line; where that is only the title, which the card shows, what would go where.
+QString statusText(const OrvelModel& model, const OrvelWorkspaceSnapshot& snapshot) {
+    const auto& status = model.session().status.get();
+    const auto& source = model.relay().sourceReference;
+    if (!snapshot.hasRange || !source || source->title != status) return qtText(status);
     const auto count = static_cast<int>(snapshot.messages.span().size());
     if (count == 0) return {};
     const auto messages = count == 1 ? WorkspaceView::tr("1 message for %1")
@@ -191,6 +192,7 @@ QWidget* WorkspaceView::bottom() {
     previewButton = new QPushButton;
     connect(previewButton, &QPushButton::clicked, this, &WorkspaceView::togglePreview);
     copyButton = new QPushButton(tr("Copy"));
+    copyButton->setAccessibleName(tr("Copy relay"));
     copyButton->setToolTip(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C).toString(QKeySequence::NativeText));
     connect(copyButton, &QPushButton::clicked, this, &WorkspaceView::copyRelay);
     sendButton = new QPushButton;
@@ -218,7 +220,7 @@ void WorkspaceView::render() {
     progress->setVisible(isOccupied);
     progress->setAccessibleName(shown.state.loading ? tr("Loading conversation") : tr("Sending"));
     statusTitle->setText(qtText(shown.statusTitle()));
-    statusLine->setText(statusText(shown, session.status));
+    statusLine->setText(statusText(model, shown));
     statusLine->setVisible(!statusLine->text().isEmpty());
     // What the panel says of its message is not said twice.
     banner->render(shown.error == shown.pendingFailure ? std::nullopt : shown.error);
