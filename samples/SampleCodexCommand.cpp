@@ -13,8 +13,9 @@ SampleCodexCommand SampleCodexCommand::parse(const std::vector<std::string>& arg
         const auto& value = arguments[i + 1];
         auto& place = option == "--thread" ? command.threadID : command.message;
         const bool isKnown = option == "--thread" || option == "--message";
-        // What begins with a hyphen looks like another option.
-        if (!isKnown || !place.empty() || value.starts_with('-') || !isValidUTF8(value)) return {};
+        // What begins with a hyphen looks like another option, and nothing like no value.
+        const bool isValue = !value.empty() && !value.starts_with('-') && isValidUTF8(value);
+        if (!isKnown || !place.empty() || !isValue) return {};
         place = value;
     }
     return command;

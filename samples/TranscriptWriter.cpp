@@ -1,5 +1,6 @@
 #include "samples/TranscriptWriter.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <ctime>
@@ -89,7 +90,7 @@ CodexTranscript CodexTranscript::continued(SampleSession session, std::int64_t r
 }
 
 CodexTranscript& CodexTranscript::at(std::int64_t moment) {
-    nextRecordAt = moment;
+    nextRecordAt = std::max(nextRecordAt, moment);
     return *this;
 }
 

@@ -50,7 +50,7 @@ class CodexTranscript {
     /// What is added to a transcript that holds `recordCount` records already, at a moment in milliseconds of
     /// the Unix epoch.
     static CodexTranscript continued(SampleSession session, std::int64_t recordCount, std::int64_t moment);
-    /// Goes on at another moment.
+    /// Goes on at a later moment.
     CodexTranscript& at(std::int64_t moment);
 
     /// The user's message, in the first turn behind the scaffolding that Codex writes as user messages.

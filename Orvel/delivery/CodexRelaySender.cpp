@@ -138,7 +138,7 @@ Task<bool> CodexRelaySender::hasBeenAnswered(std::string payload, ConversationRe
                                              std::optional<std::string> afterMessageID) {
     SharedConversation conversation;
     try {
-        conversation = co_await reading.readReference(reference);
+        conversation = co_await reading.readIfChanged(reference);
     } catch (const std::exception&) {
         co_return false;
     }

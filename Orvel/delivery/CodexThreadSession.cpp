@@ -4,9 +4,9 @@
 #include "Orvel/delivery/CodexThreadLoaderError.h"
 #include "Orvel/delivery/JsonMessage.h"
 #include "Orvel/delivery/PipeWait.h"
+#include "Orvel/runtime/Random.h"
 #include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/text/Base64.h"
-#include "OrvelCore/text/Random.h"
 
 #include <algorithm>
 

@@ -1,10 +1,10 @@
 #include "Orvel/delivery/CodexWebSocketCodec.h"
 
 #include "Orvel/delivery/CodexThreadLoaderError.h"
+#include "Orvel/runtime/Random.h"
 #include "OrvelCore/files/FileReading.h"
 #include "OrvelCore/text/Base64.h"
 #include "OrvelCore/text/Digest.h"
-#include "OrvelCore/text/Random.h"
 #include "OrvelCore/text/Unicode.h"
 
 #include <algorithm>

@@ -5,7 +5,7 @@
 #include "Orvel/desktop/Pasteboard.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/runtime/MainLoop.h"
-#include "Orvel/runtime/RandomUUID.h"
+#include "Orvel/runtime/Random.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/relay/RelayError.h"
 

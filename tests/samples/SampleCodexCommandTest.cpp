@@ -14,6 +14,7 @@ TEST(SampleCodexCommand, TakesWhatTheRealOneTakes) {
         {{"queue", "--thread", "t", "--message", "m\nn"}, {Kind::queue, "t", "m\nn"}},
         {{"queue", "--message", "m", "--thread", "t"}, {Kind::queue, "t", "m"}},
         {{"queue", "--thread", "t", "--message", "-m"}, {}},
+        {{"queue", "--thread", "t", "--message", ""}, {}},
         {{"queue", "--thread", "t", "--message", "\xFF"}, {}},
         {{"queue", "--thread", "t", "--thread", "t"}, {}},
         {{"queue", "--thread", "t"}, {}},

@@ -1,10 +1,18 @@
-#include "Orvel/runtime/RandomUUID.h"
+#include "Orvel/runtime/Random.h"
 
-#include "OrvelCore/text/Random.h"
-
+#include <stdexcept>
 #include <string_view>
 
+#include <sys/random.h>
+#include <unistd.h>
+
 namespace orvel {
+
+std::string randomBytes(std::size_t count) {
+    std::string bytes(count, '\0');
+    if (getentropy(bytes.data(), count) != 0) throw std::runtime_error("The system gives no random bytes.");
+    return bytes;
+}
 
 std::string randomUUID() {
     auto bytes = randomBytes(16);
