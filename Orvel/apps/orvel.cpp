@@ -2,9 +2,11 @@
 // the desktop hands over.
 
 #include "Orvel/apps/Places.h"
+#include "Orvel/delivery/AbsentClaudeSender.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/posix/DataFolderLock.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
+#include "Orvel/platform/posix/PosixProcesses.h"
 #include "Orvel/platform/qt/QtDesktop.h"
 #include "Orvel/platform/qt/QtMainLoop.h"
 #include "Orvel/platform/qt/QtText.h"
@@ -143,8 +145,10 @@ int run(QApplication& application, const Options& options) {
     QtApplications applications;
     QtSettings settings(joinedPath(places.dataFolder, "settings.ini"));
     PosixFileStore files;
-    const Desktop desktop{loop, pasteboard, panels, applications, settings, files};
-    OrvelModel model(desktop, places.folders, places.statePath());
+    PosixProcesses processes(loop, loop);
+    const Desktop desktop{loop, pasteboard, panels, applications, settings, files, processes};
+    AbsentClaudeSender claudeSender;
+    OrvelModel model(desktop, claudeSender, places.folders, places.statePath());
     DesktopRequests requests(model);
     application.installEventFilter(&requests);
 
@@ -171,7 +175,9 @@ int run(QApplication& application, const Options& options) {
     }
     const TerminationSignals endings;
     window.show();
+    model.restoreRelay();
     model.discoverConversations();
+    model.startReceiptPolling();
     requests.open(options.toOpen);
     return QApplication::exec();
 }

@@ -56,9 +56,23 @@ std::string contextOf(const OrvelModel& model, const OrvelWorkspaceState& state)
     return word + ":" + session.filePath->value_or("pasted");
 }
 
+// The pair's last transfer, if it has arrived.
+void showArrived(const OrvelModel& model, OrvelWorkspaceSnapshot& snapshot) {
+    const auto pair = model.activePair();
+    if (!pair) return;
+    const auto& transfers = model.relay().relayState->transfers;
+    for (auto i = transfers.size(); i-- > 0;) {
+        if (transfers[i].pairID != pair->id) continue;
+        snapshot.transferID = transfers[i].id;
+        snapshot.pendingStep = OrvelWorkspaceSnapshot::Delivery::seen;
+        return;
+    }
+}
+
 void showPending(const OrvelModel& model, OrvelWorkspaceSnapshot& snapshot) {
     const auto transfer = model.pendingTransfer();
-    if (!transfer) return;
+    if (!transfer) return showArrived(model, snapshot);
+    snapshot.transferID = transfer->id;
     const auto& failures = model.relay().transferFailures.get();
     const auto failure = failures.find(transfer->id);
     if (failure != failures.end()) snapshot.pendingFailure = failure->second;
@@ -117,20 +131,27 @@ OrvelWorkspaceSnapshot workspaceSnapshot(const OrvelModel& model) {
     // A new conversation cannot be started yet.
     snapshot.canSend = model.activePair() && !session.isLoading && model.canSendRelay();
     snapshot.canCopy = state.hasContent && !isOccupied && !state.busy && !model.previousCopy();
+    snapshot.preparing = relay.isPreparing;
+    snapshot.canEdit = !relay.isPreparing && !relay.isSending;
+    snapshot.canLink = relay.sourceReference && snapshot.canEdit;
     snapshot.canEditNext = state.hasPending && !isOccupied;
     snapshot.canSubmitDraft = model.hasClaudePendingDraft() && !isOccupied;
     snapshot.hasRange = conversation != nullptr;
     snapshot.checkingDelivery = relay.isCheckingReceipts;
-    if (const auto pair = model.activePair())
-        if (const auto turn = model.watchedTurns().find(pair->codex.sessionID);
-            turn != model.watchedTurns().end())
-            snapshot.watchedSince = turn->second;
+    snapshot.watchedSince = watchedSince(model);
     snapshot.messages = model.selectedMessages();
     snapshot.error = session.error;
     snapshot.nextError = model.nextPreviewError();
     snapshot.nextRange = model.nextRangeDescription();
     snapshot.contextID = contextOf(model, state);
     return snapshot;
+}
+
+std::optional<MainLoop::Duration> watchedSince(const OrvelModel& model) {
+    const auto pair = model.activePair();
+    if (!pair) return std::nullopt;
+    const auto turn = model.watchedTurns().find(pair->codex.sessionID);
+    return turn == model.watchedTurns().end() ? std::nullopt : std::optional(turn->second);
 }
 
 void chooseWorkspaceRoute(OrvelModel& model, const std::string& routeID) {
@@ -149,7 +170,7 @@ std::string conversationTitle(const RelaySession& relay, const ConversationRefer
     }
     const auto& catalog = relay.catalog.get();
     const auto entry = std::find_if(catalog.begin(), catalog.end(), [&](const auto& known) {
-        return known.id() == reference.id() && known.transcriptPath == reference.transcriptPath;
+        return sameKey(known, reference) && known.transcriptPath == reference.transcriptPath;
     });
     return entry == catalog.end() ? reference.title : entry->title;
 }

@@ -56,15 +56,19 @@ struct OrvelWorkspaceSnapshot {
     std::string primaryTitle; ///< The text of the primary action.
     bool canSend = false;
     bool canCopy = false;
+    bool preparing = false;      ///< Both conversations are read afresh, for a message that goes out.
+    bool canEdit = true;         ///< Instruction and range may be changed.
+    bool canLink = false;        ///< The source can be joined with a conversation of the other agent.
     bool canEditNext = false;    ///< What is typed is a note for the transfer after the saved one.
     bool canSubmitDraft = false; ///< Send may be pressed on the text that stands in Claude's editor.
     bool hasRange = false;       ///< A conversation is loaded, of which a range can be chosen.
     bool hasPending = false;
     bool waitingForPaste = false; ///< The saved message was copied for the user to paste.
     bool checkingDelivery = false;
-    std::optional<std::string> pendingMessage; ///< The text of the saved message.
-    std::optional<std::string> pendingFailure; ///< Why its delivery failed in this run.
-    Delivery pendingStep = Delivery::saved;
+    std::optional<std::string> transferID;          ///< The last transfer of the open pair, pending or not.
+    Delivery pendingStep = Delivery::saved;         ///< How far that has come.
+    std::optional<std::string> pendingMessage;      ///< Its text, until it has been seen.
+    std::optional<std::string> pendingFailure;      ///< Why its delivery failed in this run.
     std::optional<MainLoop::Duration> watchedSince; ///< The uptime since which Codex's turn is watched.
     SelectedMessages messages;
     std::string sourceLabel;
@@ -79,6 +83,10 @@ struct OrvelWorkspaceSnapshot {
 };
 
 OrvelWorkspaceSnapshot workspaceSnapshot(const OrvelModel& model);
+
+/// The uptime since which the turn of the open pair's Codex conversation is watched. It may begin and end
+/// without any notice.
+std::optional<MainLoop::Duration> watchedSince(const OrvelModel& model);
 
 /// Turns the relay round: opens the pair with the message going out from the route's first card. Does nothing
 /// while something is sent or loaded.

@@ -1,5 +1,6 @@
 #include "Orvel/model/SidebarContents.h"
 
+#include "Orvel/model/OrvelModel.h"
 #include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/text/Unicode.h"
 
@@ -28,9 +29,49 @@ std::vector<std::string> wordsOf(std::string_view query) {
     return words;
 }
 
+SidebarLink::Standing standingOf(const OrvelModel& model, const RelayTransfer& transfer) {
+    if (!transfer.isPending()) return SidebarLink::Standing::arrived;
+    const bool failed = model.mayRetry(transfer) || model.relay().transferFailures->contains(transfer.id);
+    return failed ? SidebarLink::Standing::failed : SidebarLink::Standing::pending;
+}
+
 } // namespace
 
-SidebarContents::SidebarContents(std::span<const RecentConversation> recents,
+std::vector<SidebarLink> sidebarLinks(const OrvelModel& model) {
+    const auto& state = model.relay().relayState.get();
+    std::unordered_map<std::string_view, const RelayTransfer*> latest; // By pair.
+    for (const auto& transfer : state.transfers) latest[transfer.pairID] = &transfer;
+
+    std::vector<SidebarLink> links;
+    for (const auto& pair : state.pairs) {
+        if (!pair.isActive()) continue;
+        const auto transfer = latest.find(pair.id);
+        links.push_back(transfer == latest.end()
+                            ? SidebarLink{.pairID = pair.id}
+                            : SidebarLink{.pairID = pair.id,
+                                          .standing = standingOf(model, *transfer->second),
+                                          .date = transfer->second->createdAt});
+    }
+    std::reverse(links.begin(), links.end());
+    return links;
+}
+
+std::vector<SidebarRow> linkRows(const OrvelModel& model, std::span<const SidebarLink> links) {
+    std::vector<SidebarRow> rows;
+    for (const auto& link : links) {
+        const auto pair = model.relay().relayState->pairs.find(link.pairID);
+        if (!pair) continue;
+        const auto codex = folderName(pair->codex), claude = folderName(pair->claude);
+        rows.push_back({.section = SidebarRow::Section::links,
+                        .title = model.pairLabel(*pair),
+                        .folder = codex == claude ? codex : claude + " ↔ " + codex,
+                        .date = link.date,
+                        .link = link});
+    }
+    return rows;
+}
+
+SidebarContents::SidebarContents(std::vector<SidebarRow> links, std::span<const RecentConversation> recents,
                                  std::span<const ConversationReference> catalog,
                                  const std::map<std::string, std::string>& codexThreadTitles) {
     std::unordered_map<std::string_view, const ConversationReference*> byPath;
@@ -41,6 +82,7 @@ SidebarContents::SidebarContents(std::span<const RecentConversation> recents,
                                                                                     : reference.title;
     };
 
+    for (auto& link : links) add(std::move(link));
     for (const auto& recent : recents) {
         SidebarRow row{.section = SidebarRow::Section::recent,
                        .agent = recent.source,
@@ -74,10 +116,12 @@ void SidebarContents::add(SidebarRow row) {
     all.push_back(std::move(row));
 }
 
-std::vector<std::size_t> SidebarContents::matching(std::string_view query) const {
+std::vector<std::size_t> SidebarContents::matching(std::string_view query, const Scope& scope) const {
     const auto words = wordsOf(query);
     std::vector<std::size_t> found;
     for (std::size_t i = 0; i < all.size(); ++i) {
+        const bool isInScope = all[i].link ? scope.links : !scope.agent || all[i].agent == *scope.agent;
+        if (!isInScope) continue;
         const auto holds = [&](const std::string& word) {
             return searched[i].find(word) != std::string::npos;
         };

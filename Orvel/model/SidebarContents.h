@@ -1,5 +1,5 @@
 #pragma once
-// The rows of the sidebar: recent and found conversations, and which of them a search leaves.
+// The rows of the sidebar: links, recent and found conversations, and which of them a search leaves.
 
 #include "OrvelCore/conversations/ConversationReference.h"
 #include "OrvelCore/conversations/RecentConversationsStore.h"
@@ -14,11 +14,28 @@
 
 namespace orvel {
 
+class OrvelModel;
+
+/// What a link's row tells of its transfers, apart from its names.
+struct SidebarLink {
+    /// What became of the last message: there is none, it has arrived, it is on its way, its delivery failed.
+    enum class Standing { unused, arrived, pending, failed };
+
+    std::string pairID;
+    Standing standing = Standing::unused;
+    Date date = 0; ///< When the last message was formed; 0 if there is none.
+
+    bool operator==(const SidebarLink&) const = default;
+};
+
+/// The open links, the newest first.
+std::vector<SidebarLink> sidebarLinks(const OrvelModel& model);
+
 struct SidebarRow {
-    enum class Section { recent, conversations };
+    enum class Section { links, recent, conversations };
 
     Section section = Section::conversations;
-    Agent agent = Agent::codex;
+    Agent agent = Agent::codex; ///< Of a conversation; a link has both.
     std::string title;
     std::string folder; ///< Name of the folder that the agent works in.
     Date date = 0;
@@ -26,21 +43,31 @@ struct SidebarRow {
     bool isAvailable = true; ///< The file was there when the row was made.
     /// The conversation as the catalogue knows it; for a recent file perhaps nothing.
     std::optional<ConversationReference> reference;
+    std::optional<SidebarLink> link; ///< Of a row among the links; it has no path.
 };
 
-/// Immutable. Made anew when the catalogue or the recent list changes; a search only reads it.
+/// The rows of these links, with the best names that the model knows.
+std::vector<SidebarRow> linkRows(const OrvelModel& model, std::span<const SidebarLink> links);
+
+/// Immutable. Made anew when the links, the catalogue or the recent list change; a search only reads it.
 class SidebarContents {
   public:
     SidebarContents() = default;
-    SidebarContents(std::span<const RecentConversation> recents,
+    SidebarContents(std::vector<SidebarRow> links, std::span<const RecentConversation> recents,
                     std::span<const ConversationReference> catalog,
                     const std::map<std::string, std::string>& codexThreadTitles);
 
     const std::vector<SidebarRow>& rows() const { return all; }
 
-    /// The indexes of the rows that hold every word of the query in title, folder or identifier, whatever
-    /// their case, in the order of the rows. An empty query leaves all.
-    std::vector<std::size_t> matching(std::string_view query) const;
+    /// Which rows are looked at.
+    struct Scope {
+        bool links = true;
+        std::optional<Agent> agent; ///< Only conversations of this one.
+    };
+
+    /// The indexes of the rows in scope that hold every word of the query in title, folder or identifier,
+    /// whatever their case, in the order of the rows. An empty query leaves all.
+    std::vector<std::size_t> matching(std::string_view query, const Scope& scope) const;
 
   private:
     void add(SidebarRow row);

@@ -42,7 +42,11 @@ class ChangeSignal {
         return {listeners, last};
     }
 
+    /// How often subscribers were told.
+    std::uint64_t count() const { return notified; }
+
     void notify() const {
+        ++notified;
         // A copy, since a listener may subscribe or leave.
         const auto current = *listeners;
         for (const auto& [number, listener] : current)
@@ -52,6 +56,7 @@ class ChangeSignal {
   private:
     std::shared_ptr<Listeners> listeners = std::make_shared<Listeners>();
     std::uint64_t last = 0;
+    mutable std::uint64_t notified = 0;
 };
 
 /// A field whose every assignment notifies, also one of an equal value.

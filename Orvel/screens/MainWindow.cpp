@@ -5,6 +5,8 @@
 #include "Orvel/screens/SidebarView.h"
 #include "Orvel/screens/WorkspaceView.h"
 
+#include <utility>
+
 #include <QApplication>
 #include <QDragEnterEvent>
 #include <QFile>
@@ -34,7 +36,7 @@ MainWindow::MainWindow(OrvelModel& model, const Desktop& desktop, std::function<
       openSamples(std::move(openSamples)),
       splitter(new QSplitter),
       sidebar(new SidebarView(model, desktop.applications)),
-      workspace(new WorkspaceView(model, desktop.pasteboard)) {
+      workspace(new WorkspaceView(model, desktop)) {
     setWindowTitle(QStringLiteral("Orvel"));
     setObjectName(QStringLiteral("main"));
     setAcceptDrops(true);
@@ -52,9 +54,13 @@ MainWindow::MainWindow(OrvelModel& model, const Desktop& desktop, std::function<
     makeMenus();
 
     connect(workspace, &WorkspaceView::openFileWanted, this, [this] { this->model.chooseFile(); });
-    connect(workspace, &WorkspaceView::chooseConversationWanted, this, [this] {
+    connect(workspace, &WorkspaceView::sourceWanted, this, [this] {
         sidebar->show();
-        sidebar->focusSearch();
+        sidebar->chooseSource();
+    });
+    connect(workspace, &WorkspaceView::destinationWanted, this, [this] {
+        sidebar->show();
+        sidebar->chooseDestination();
     });
     connect(workspace, &WorkspaceView::samplesWanted, this, [this] { this->openSamples(); });
     subscription = model.changes().subscribe([this] { renderSoon(); });
@@ -63,46 +69,67 @@ MainWindow::MainWindow(OrvelModel& model, const Desktop& desktop, std::function<
 
 MainWindow::~MainWindow() = default;
 
-void MainWindow::makeMenus() {
-    const auto add = [this](QMenu* menu, const QString& text, const QKeySequence& shortcut, auto action) {
-        auto* made = menu->addAction(text);
-        made->setShortcut(shortcut);
-        connect(made, &QAction::triggered, this, action);
-        return made;
-    };
-    auto* file = menuBar()->addMenu(tr("&File"));
-    add(file, tr("&New link"), QKeySequence(Qt::CTRL | Qt::Key_N), [this] { model.newLink(); });
-    add(file, tr("&Open file…"), QKeySequence::Open, [this] { model.chooseFile(); });
-    add(file, tr("&Paste a conversation"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_V),
-        [this] { workspace->pasteConversation(); });
-    add(file, tr("Open the &samples"), {}, [this] { openSamples(); });
-    file->addSeparator();
-    add(file, tr("&Quit"), QKeySequence(Qt::CTRL | Qt::Key_Q), [this] { close(); });
+QAction* MainWindow::add(QMenu* menu, const QString& text, const QList<QKeySequence>& shortcuts,
+                         std::function<void()> action) {
+    auto* made = menu->addAction(text);
+    made->setShortcuts(shortcuts);
+    connect(made, &QAction::triggered, this, [action = std::move(action)] { action(); });
+    return made;
+}
 
-    auto* relay = menuBar()->addMenu(tr("&Relay"));
-    add(relay, tr("&Copy relay"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C),
-        [this] { workspace->copyRelay(); });
-    add(relay, tr("Show or hide &preview"), QKeySequence(Qt::CTRL | Qt::Key_P),
-        [this] { workspace->togglePreview(); });
-    add(relay, tr("Start with the &first message"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Home),
-        [this] { model.selectRange(std::nullopt); });
-    add(relay, tr("&Refresh"), QKeySequence(Qt::Key_F5), [this] {
-        model.refresh();
-        model.discoverConversations();
-    });
+void MainWindow::makeMenus() {
+    auto* file = menuBar()->addMenu(tr("&File"));
+    add(file, tr("&New link"), {Qt::CTRL | Qt::Key_N}, [this] { model.newLink(); });
+    add(file, tr("Choose the &source…"), {Qt::CTRL | Qt::SHIFT | Qt::Key_S},
+        [this] { emit workspace->sourceWanted(); });
+    add(file, tr("Choose the &destination…"), {Qt::CTRL | Qt::SHIFT | Qt::Key_D},
+        [this] { emit workspace->destinationWanted(); });
+    file->addSeparator();
+    add(file, tr("&Open file…"), QKeySequence::keyBindings(QKeySequence::Open),
+        [this] { model.chooseFile(); });
+    add(file, tr("&Paste a conversation"), {Qt::CTRL | Qt::SHIFT | Qt::Key_V},
+        [this] { workspace->pasteConversation(); });
+    add(file, tr("Open the s&amples"), {}, [this] { openSamples(); });
+    file->addSeparator();
+    add(file, tr("&Quit"), {Qt::CTRL | Qt::Key_Q}, [this] { close(); });
+    makeRelayMenu();
 
     auto* view = menuBar()->addMenu(tr("&View"));
-    add(view, tr("&Search"), QKeySequence(Qt::CTRL | Qt::Key_F), [this] {
+    add(view, tr("&Search"), {Qt::CTRL | Qt::Key_F}, [this] {
         sidebar->show();
         sidebar->focusSearch();
     });
-    add(view, tr("Source &card"), QKeySequence(Qt::CTRL | Qt::Key_1), [this] { workspace->focusCard(); });
-    add(view, tr("&Messages"), QKeySequence(Qt::CTRL | Qt::Key_M), [this] { workspace->focusMessages(); });
-    add(view, tr("&Instructions"), QKeySequence(Qt::CTRL | Qt::Key_L),
-        [this] { workspace->focusInstruction(); });
+    add(view, tr("Source &card"), {Qt::CTRL | Qt::Key_1}, [this] { workspace->focusSource(); });
+    add(view, tr("&Destination card"), {Qt::CTRL | Qt::Key_2}, [this] { workspace->focusDestination(); });
+    add(view, tr("&Messages"), {Qt::CTRL | Qt::Key_M}, [this] { workspace->focusMessages(); });
+    add(view, tr("&Instructions"), {Qt::CTRL | Qt::Key_L}, [this] { workspace->focusInstruction(); });
     view->addSeparator();
-    add(view, tr("Show or hide side&bar"), QKeySequence(Qt::CTRL | Qt::Key_B),
+    add(view, tr("Show or hide side&bar"), {Qt::CTRL | Qt::Key_B},
         [this] { sidebar->setVisible(sidebar->isHidden()); });
+}
+
+void MainWindow::makeRelayMenu() {
+    auto* relay = menuBar()->addMenu(tr("&Relay"));
+    actions.send = add(relay, tr("Send"), {Qt::CTRL | Qt::Key_Return, Qt::CTRL | Qt::Key_Enter},
+                       [this] { workspace->sendRelay(); });
+    actions.copy =
+        add(relay, tr("&Copy relay"), {Qt::CTRL | Qt::SHIFT | Qt::Key_C}, [this] { workspace->copyRelay(); });
+    actions.turnRound =
+        add(relay, tr("&Turn the relay round"), {Qt::CTRL | Qt::Key_R}, [this] { workspace->turnRound(); });
+    relay->addSeparator();
+    actions.showSaved = add(relay, tr("Show or hide the sa&ved message"), {Qt::CTRL | Qt::SHIFT | Qt::Key_P},
+                            [this] { workspace->toggleSavedMessage(); });
+    actions.copySaved = add(relay, tr("Copy s&aved message"), {Qt::CTRL | Qt::SHIFT | Qt::Key_M},
+                            [this] { workspace->copySavedMessage(); });
+    actions.submitDraft = add(relay, tr("S&ubmit draft"), {}, [this] { workspace->submitDraft(); });
+    relay->addSeparator();
+    add(relay, tr("Show or hide &preview"), {Qt::CTRL | Qt::Key_P}, [this] { workspace->togglePreview(); });
+    add(relay, tr("Start with the &first message"), {Qt::CTRL | Qt::SHIFT | Qt::Key_Home},
+        [this] { model.selectRange(std::nullopt); });
+    add(relay, tr("&Refresh"), {Qt::Key_F5}, [this] {
+        model.refresh();
+        model.discoverConversations();
+    });
 }
 
 void MainWindow::markAsSample() {
@@ -117,8 +144,25 @@ void MainWindow::renderSoon() {
 
 void MainWindow::render() {
     renderIsDue = false;
+    if (std::exchange(rendered, shownChanges()) == shownChanges()) return workspace->renderProgress();
     sidebar->render();
     workspace->render();
+    renderActions();
+}
+
+// The checks for receipts come and go all the time; what they find is told by other fields.
+std::uint64_t MainWindow::shownChanges() const {
+    return 1 + model.changes().count() - model.relay().isCheckingReceipts.revision();
+}
+
+void MainWindow::renderActions() {
+    const auto& snapshot = workspace->snapshot();
+    actions.send->setText(qtText(snapshot.primaryTitle));
+    actions.send->setEnabled(snapshot.canSend);
+    actions.turnRound->setEnabled(!snapshot.routes.empty());
+    actions.submitDraft->setEnabled(snapshot.canSubmitDraft);
+    for (auto* action : {actions.copySaved, actions.showSaved})
+        action->setEnabled(snapshot.pendingMessage.has_value());
 }
 
 void MainWindow::restorePlace() {
@@ -152,7 +196,10 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 
 void MainWindow::changeEvent(QEvent* event) {
     QMainWindow::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange) renderSoon();
+    if (event->type() == QEvent::PaletteChange) {
+        rendered = 0;
+        renderSoon();
+    }
 }
 
 } // namespace orvel

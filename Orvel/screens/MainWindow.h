@@ -4,8 +4,10 @@
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/model/OrvelModel.h"
 
+#include <cstdint>
 #include <functional>
 
+#include <QAction>
 #include <QMainWindow>
 #include <QSplitter>
 
@@ -32,9 +34,19 @@ class MainWindow : public QMainWindow {
     void changeEvent(QEvent* event) override;
 
   private:
+    // The entries whose text or state follows what is shown.
+    struct RelayActions {
+        QAction *send, *copy, *turnRound, *copySaved, *submitDraft, *showSaved;
+    };
+
     void makeMenus();
+    void makeRelayMenu();
+    QAction* add(QMenu* menu, const QString& text, const QList<QKeySequence>& shortcuts,
+                 std::function<void()> action);
+    void renderActions();
     void renderSoon();
     void render();
+    std::uint64_t shownChanges() const;
     void restorePlace();
     void savePlace() const;
 
@@ -44,7 +56,9 @@ class MainWindow : public QMainWindow {
     QSplitter* splitter;
     SidebarView* sidebar;
     WorkspaceView* workspace;
+    RelayActions actions{};
     bool renderIsDue = false;
+    std::uint64_t rendered = 0; // The changes that have been rendered.
     ChangeSignal::Subscription subscription;
 };
 

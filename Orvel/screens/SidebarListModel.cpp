@@ -4,16 +4,50 @@
 #include "Orvel/platform/posix/SystemClock.h"
 #include "Orvel/platform/qt/QtText.h"
 
-#include <optional>
-
 namespace orvel {
 
-void SidebarListModel::show(std::shared_ptr<const SidebarContents> newContents, const QString& query) {
+namespace {
+
+QString heading(SidebarRow::Section section) {
+    switch (section) {
+    case SidebarRow::Section::links: return SidebarListModel::tr("Links");
+    case SidebarRow::Section::recent: return SidebarListModel::tr("Recent");
+    case SidebarRow::Section::conversations: break;
+    }
+    return SidebarListModel::tr("Conversations");
+}
+
+// What became of a link's last message, in a few words.
+QString standing(SidebarLink::Standing standing) {
+    switch (standing) {
+    case SidebarLink::Standing::unused: break;
+    case SidebarLink::Standing::arrived: return SidebarListModel::tr("arrived");
+    case SidebarLink::Standing::pending: return SidebarListModel::tr("on its way");
+    case SidebarLink::Standing::failed: return SidebarListModel::tr("needs attention");
+    }
+    return SidebarListModel::tr("nothing sent yet");
+}
+
+QString spokenLink(const SidebarRow& row) {
+    const auto title = qtText(row.title), subtitle = SidebarListModel::subtitle(row);
+    switch (row.link->standing) {
+    case SidebarLink::Standing::pending:
+        return SidebarListModel::tr("Link, %1, transfer pending, %2").arg(title, subtitle);
+    case SidebarLink::Standing::failed:
+        return SidebarListModel::tr("Link, %1, transfer failed, %2").arg(title, subtitle);
+    default: return SidebarListModel::tr("Link, %1, %2").arg(title, subtitle);
+    }
+}
+
+} // namespace
+
+void SidebarListModel::show(std::shared_ptr<const SidebarContents> newContents, const QString& query,
+                            const SidebarContents::Scope& scope) {
     beginResetModel();
     contents = std::move(newContents);
     items.clear();
     std::optional<SidebarRow::Section> section;
-    for (const auto found : contents->matching(utf8Text(query))) {
+    for (const auto found : contents->matching(utf8Text(query), scope)) {
         const auto rowSection = contents->rows()[found].section;
         if (section != rowSection) items.push_back({rowSection, -1});
         section = rowSection;
@@ -28,12 +62,21 @@ const SidebarRow* SidebarListModel::row(const QModelIndex& index) const {
     return item.row < 0 ? nullptr : &contents->rows()[static_cast<std::size_t>(item.row)];
 }
 
-QModelIndex SidebarListModel::indexOf(const std::string& path, SidebarRow::Section section) const {
+template <typename Fits>
+QModelIndex SidebarListModel::firstRow(Fits fits) const {
     for (int i = 0; i < rowCount(); ++i) {
         const auto* candidate = row(index(i));
-        if (candidate && candidate->section == section && candidate->path == path) return index(i);
+        if (candidate && fits(*candidate)) return index(i);
     }
     return {};
+}
+
+QModelIndex SidebarListModel::indexOf(const std::string& path, SidebarRow::Section section) const {
+    return firstRow([&](const SidebarRow& row) { return row.section == section && row.path == path; });
+}
+
+QModelIndex SidebarListModel::indexOfLink(const std::string& pairID) const {
+    return firstRow([&](const SidebarRow& row) { return row.link && row.link->pairID == pairID; });
 }
 
 int SidebarListModel::rowCount(const QModelIndex& parent) const {
@@ -43,6 +86,10 @@ int SidebarListModel::rowCount(const QModelIndex& parent) const {
 QString SidebarListModel::subtitle(const SidebarRow& row) {
     const auto now = SystemClock::now();
     const auto when = qtText(relativeTime(row.date, now, localUTCOffset(row.date)));
+    if (row.link) {
+        const auto words = standing(row.link->standing);
+        return row.date == 0 ? words : words + QStringLiteral(" · ") + when;
+    }
     if (!row.isAvailable) return tr("file not found");
     return row.folder.empty() ? when : qtText(row.folder) + QStringLiteral(" · ") + when;
 }
@@ -50,20 +97,20 @@ QString SidebarListModel::subtitle(const SidebarRow& row) {
 QVariant SidebarListModel::data(const QModelIndex& index, int role) const {
     if (!index.isValid() || index.row() >= rowCount()) return {};
     const auto& item = items[static_cast<std::size_t>(index.row())];
-    const auto* conversation = row(index);
-    const bool isRecent = item.section == SidebarRow::Section::recent;
-    if (!conversation) {
-        if (role == Qt::DisplayRole || role == Qt::AccessibleTextRole)
-            return isRecent ? tr("Recent") : tr("Conversations");
+    const auto* shown = row(index);
+    if (!shown) {
+        if (role == Qt::DisplayRole || role == Qt::AccessibleTextRole) return heading(item.section);
         return {};
     }
     switch (role) {
-    case Qt::DisplayRole: return qtText(conversation->title);
+    case Qt::DisplayRole: return qtText(shown->title);
     case Qt::ToolTipRole:
-        return QStringLiteral("%1\n%2").arg(qtText(conversation->title), qtText(conversation->path));
+        return QStringLiteral("%1\n%2").arg(qtText(shown->title),
+                                            qtText(shown->link ? shown->folder : shown->path));
     case Qt::AccessibleTextRole:
+        if (shown->link) return spokenLink(*shown);
         return QStringLiteral("%1, %2, %3")
-            .arg(qtText(label(conversation->agent)), qtText(conversation->title), subtitle(*conversation));
+            .arg(qtText(label(shown->agent)), qtText(shown->title), subtitle(*shown));
     default: return {};
     }
 }

@@ -16,23 +16,29 @@ class SidebarListModel : public QAbstractListModel {
   public:
     using QAbstractListModel::QAbstractListModel;
 
-    /// Shows those of the contents that match the query.
-    void show(std::shared_ptr<const SidebarContents> newContents, const QString& query);
+    /// Shows those of the contents in scope that match the query.
+    void show(std::shared_ptr<const SidebarContents> newContents, const QString& query,
+              const SidebarContents::Scope& scope);
 
     /// The row at the index; null for a heading.
     const SidebarRow* row(const QModelIndex& index) const;
     /// The index of the first row of this file and section; invalid if it is not shown.
     QModelIndex indexOf(const std::string& path, SidebarRow::Section section) const;
-    bool showsConversations() const { return !items.empty(); }
+    /// The index of the link of this pair; invalid if it is not shown.
+    QModelIndex indexOfLink(const std::string& pairID) const;
+    bool isEmpty() const { return items.empty(); }
 
     int rowCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
     Qt::ItemFlags flags(const QModelIndex& index) const override;
 
-    /// "codex" or "compiler · 2 min": what stands beneath a title.
+    /// "compiler · 2 min" or "arrived · 2 min": what stands beneath a title.
     static QString subtitle(const SidebarRow& row);
 
   private:
+    template <typename Fits>
+    QModelIndex firstRow(Fits fits) const;
+
     struct Item {
         SidebarRow::Section section;
         std::ptrdiff_t row; // In the contents; -1 for the section's heading.

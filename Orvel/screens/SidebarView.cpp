@@ -5,11 +5,16 @@
 #include "Orvel/screens/SidebarListModel.h"
 #include "Orvel/screens/Theme.h"
 
+#include <utility>
+
+#include <QAccessible>
 #include <QClipboard>
 #include <QGuiApplication>
+#include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QPainter>
+#include <QPushButton>
 #include <QStyledItemDelegate>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -23,7 +28,7 @@ QFont smaller(QFont font) {
     return font;
 }
 
-// Two lines a conversation, one a heading.
+// Two lines a link or a conversation, one a heading.
 class SidebarDelegate : public QStyledItemDelegate {
   public:
     SidebarDelegate(const SidebarListModel& rows, QObject* parent)
@@ -41,7 +46,7 @@ class SidebarDelegate : public QStyledItemDelegate {
         painter->save();
         painter->setRenderHint(QPainter::Antialiasing);
         if (const auto* row = rows.row(index))
-            paintConversation(*painter, option, area, *row, theme);
+            paintRow(*painter, option, area, *row, theme);
         else
             paintHeading(*painter, option, area, index.data().toString(), theme);
         painter->restore();
@@ -59,8 +64,8 @@ class SidebarDelegate : public QStyledItemDelegate {
         painter.drawText(area.adjusted(8, 0, 0, -5), Qt::AlignLeft | Qt::AlignBottom, text);
     }
 
-    static void paintConversation(QPainter& painter, const QStyleOptionViewItem& option, const QRect& area,
-                                  const SidebarRow& row, const Theme& theme) {
+    static void paintRow(QPainter& painter, const QStyleOptionViewItem& option, const QRect& area,
+                         const SidebarRow& row, const Theme& theme) {
         const bool isSelected = option.state.testFlag(QStyle::State_Selected);
         const bool isHovered = option.state.testFlag(QStyle::State_MouseOver);
         if (isSelected || isHovered) {
@@ -73,10 +78,17 @@ class SidebarDelegate : public QStyledItemDelegate {
         }
         const auto small = smaller(option.font);
         const auto titleHeight = option.fontMetrics.height();
-        const auto textArea = area.adjusted(24, 6, -8, -6);
+        auto textArea = area.adjusted(24, 6, -8, -6);
+        const QPointF dot(area.left() + 12, textArea.top() + titleHeight / 2.0);
         painter.setPen(Qt::NoPen);
-        painter.setBrush(row.isAvailable ? theme.colorOf(row.agent) : theme.fadedText);
-        painter.drawEllipse(QPointF(area.left() + 12, textArea.top() + titleHeight / 2.0), 4, 4);
+        if (row.link) {
+            paintBothAgents(painter, dot, theme);
+            if (paintMark(painter, QPointF(area.right() - 12, dot.y()), row.link->standing, theme))
+                textArea.setRight(textArea.right() - 16);
+        } else {
+            painter.setBrush(row.isAvailable ? theme.colorOf(row.agent) : theme.fadedText);
+            painter.drawEllipse(dot, 4, 4);
+        }
 
         painter.setFont(option.font);
         painter.setPen(row.isAvailable ? theme.text : theme.fadedText);
@@ -92,6 +104,33 @@ class SidebarDelegate : public QStyledItemDelegate {
             metrics.elidedText(SidebarListModel::subtitle(row), Qt::ElideRight, textArea.width()));
     }
 
+    // One half in the colour of each.
+    static void paintBothAgents(QPainter& painter, const QPointF& center, const Theme& theme) {
+        const QRectF circle(center - QPointF(4, 4), QSizeF(8, 8));
+        constexpr int quarter = 90 * 16;
+        painter.setBrush(theme.colorOf(Agent::claude));
+        painter.drawPie(circle, quarter, 2 * quarter);
+        painter.setBrush(theme.colorOf(Agent::codex));
+        painter.drawPie(circle, 3 * quarter, 2 * quarter);
+    }
+
+    // A dot while a message is on its way, an exclamation mark after a failure. Says whether there is one.
+    static bool paintMark(QPainter& painter, const QPointF& center, SidebarLink::Standing standing,
+                          const Theme& theme) {
+        if (standing == SidebarLink::Standing::pending) {
+            painter.setBrush(theme.pending);
+            painter.drawEllipse(center, 3.5, 3.5);
+            return true;
+        }
+        if (standing != SidebarLink::Standing::failed) return false;
+        painter.setBrush(theme.failure);
+        painter.drawEllipse(center, 7, 7);
+        painter.setBrush(theme.sidebar);
+        painter.drawRoundedRect(QRectF(center.x() - 1, center.y() - 4, 2, 5), 1, 1);
+        painter.drawEllipse(center + QPointF(0, 3.2), 1.1, 1.1);
+        return true;
+    }
+
     const SidebarListModel& rows;
 };
 
@@ -101,6 +140,8 @@ SidebarView::SidebarView(OrvelModel& model, Applications& applications, QWidget*
     : QWidget(parent),
       model(model),
       applications(applications),
+      pickingFrame(new QFrame),
+      pickingText(new QLabel),
       search(new QLineEdit),
       progress(new QProgressBar),
       list(new QListView),
@@ -119,7 +160,8 @@ SidebarView::SidebarView(OrvelModel& model, Applications& applications, QWidget*
     progress->setAccessibleName(tr("Looking for conversations"));
 
     list->setObjectName(QStringLiteral("sidebarList"));
-    list->setAccessibleName(tr("Conversations"));
+    list->setAccessibleName(tr("Links and conversations"));
+    list->installEventFilter(this);
     list->setModel(rows);
     list->setItemDelegate(new SidebarDelegate(*rows, list));
     list->setUniformItemSizes(true);
@@ -142,6 +184,7 @@ SidebarView::SidebarView(OrvelModel& model, Applications& applications, QWidget*
     column->setSpacing(4);
     auto* searchRow = new QVBoxLayout;
     searchRow->setContentsMargins(10, 0, 10, 0);
+    searchRow->addWidget(pickingRow());
     searchRow->addWidget(search);
     searchRow->addWidget(progress);
     column->addLayout(searchRow);
@@ -153,6 +196,49 @@ SidebarView::SidebarView(OrvelModel& model, Applications& applications, QWidget*
     connect(clock, &QTimer::timeout, list->viewport(), qOverload<>(&QWidget::update));
     clock->start(std::chrono::seconds(30));
     setMinimumWidth(180);
+}
+
+QWidget* SidebarView::pickingRow() {
+    pickingFrame->setObjectName(QStringLiteral("hint"));
+    pickingText->setWordWrap(true);
+    auto* cancel = new QPushButton(tr("Cancel"));
+    cancel->setAccessibleName(tr("Stop choosing"));
+    connect(cancel, &QPushButton::clicked, this, &SidebarView::stopPicking);
+    auto* row = new QHBoxLayout(pickingFrame);
+    row->setContentsMargins(10, 6, 6, 6);
+    row->addWidget(pickingText, 1);
+    row->addWidget(cancel);
+    pickingFrame->hide();
+    return pickingFrame;
+}
+
+void SidebarView::chooseSource() {
+    startPicking(Picking::source);
+}
+
+void SidebarView::chooseDestination() {
+    startPicking(model.relay().sourceReference ? Picking::destination : Picking::source);
+}
+
+void SidebarView::startPicking(Picking newPicking) {
+    picking = newPicking;
+    pickingText->setText(picking == Picking::source
+                             ? tr("Choose the conversation to take from")
+                             : tr("Choose the %1 conversation to send to")
+                                   .arg(qtText(label(other(model.relay().sourceReference->agent)))));
+    pickingFrame->show();
+    refill();
+    focusSearch();
+    search->setAccessibleDescription(pickingText->text());
+    QAccessibleEvent alert(pickingText, QAccessible::Alert);
+    QAccessible::updateAccessibility(&alert);
+}
+
+void SidebarView::stopPicking() {
+    if (std::exchange(picking, Picking::anything) == Picking::anything) return;
+    pickingFrame->hide();
+    search->setAccessibleDescription({});
+    refill();
 }
 
 void SidebarView::paintEvent(QPaintEvent*) {
@@ -171,11 +257,14 @@ void SidebarView::render() {
     policy.setRetainSizeWhenHidden(true);
     progress->setSizePolicy(policy);
     progress->setVisible(model.relay().isDiscovering);
-    if (!contents || shownRevision != contentsRevision()) {
+    if (picking == Picking::destination && !model.relay().sourceReference) stopPicking();
+    auto links = sidebarLinks(model);
+    if (!contents || shownRevision != contentsRevision() || shownLinks != links) {
         shownRevision = contentsRevision();
-        contents = std::make_shared<SidebarContents>(model.session().recentConversations.get(),
-                                                     model.relay().catalog.get(),
-                                                     model.relay().codexThreadTitles.get());
+        shownLinks = std::move(links);
+        contents = std::make_shared<SidebarContents>(
+            linkRows(model, shownLinks), model.session().recentConversations.get(),
+            model.relay().catalog.get(), model.relay().codexThreadTitles.get());
         refill();
     }
     showSelection();
@@ -183,38 +272,68 @@ void SidebarView::render() {
 
 void SidebarView::refill() {
     if (!contents) return;
-    rows->show(contents, search->text());
-    const bool isEmpty = !rows->showsConversations();
+    SidebarContents::Scope scope{.links = picking == Picking::anything};
+    if (picking == Picking::destination) scope.agent = other(model.relay().sourceReference->agent);
+    rows->show(contents, search->text(), scope);
+    shownSelection.clear();
+    const bool isEmpty = rows->isEmpty();
     list->setVisible(!isEmpty);
     nothing->setVisible(isEmpty);
-    if (!contents->rows().empty())
+    if (!search->text().isEmpty())
         nothing->setText(tr("No conversation matches “%1”.").arg(search->text()));
+    else if (scope.agent)
+        nothing->setText(tr("No conversations of %1 found.").arg(qtText(label(*scope.agent))));
     else
         nothing->setText(model.relay().isDiscovering ? tr("Looking for conversations…")
                                                      : tr("No conversations yet."));
     showSelection();
 }
 
+// Selects what is open, once: after that the person may move about in the list.
 void SidebarView::showSelection() {
-    const auto& path = model.session().filePath.get();
-    const auto* selected = rows->row(list->currentIndex());
-    if (!path) {
+    const auto pair = model.activePair();
+    const auto open = pair ? pair->id : model.session().filePath->value_or("");
+    if (picking != Picking::anything || std::exchange(shownSelection, open) == open) return;
+    const auto indexOf = [&] {
+        if (pair) return rows->indexOfLink(pair->id);
+        const auto index = rows->indexOf(open, SidebarRow::Section::conversations);
+        return index.isValid() ? index : rows->indexOf(open, SidebarRow::Section::recent);
+    };
+    const auto* current = rows->row(list->currentIndex());
+    if (open.empty())
         list->clearSelection();
-    } else if (!selected || selected->path != *path) {
-        auto index = rows->indexOf(*path, SidebarRow::Section::conversations);
-        if (!index.isValid()) index = rows->indexOf(*path, SidebarRow::Section::recent);
-        list->selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
-    }
+    else if (!current || current->link || current->path != open)
+        list->selectionModel()->setCurrentIndex(indexOf(), QItemSelectionModel::ClearAndSelect);
 }
 
+// With a source open, a conversation of the other agent is where the message goes; any other becomes the
+// source.
 void SidebarView::openRow(const QModelIndex& index) {
     const auto* found = rows->row(index);
     if (!found) return;
     const auto row = *found; // Opening may refill the list.
+    const auto picked = picking;
+    stopPicking();
+    if (row.link) {
+        if (const auto pair = model.relay().relayState->pairs.find(row.link->pairID))
+            model.openSidebarLink(*pair);
+    } else if (picked != Picking::source && canBeDestination(row)) {
+        model.chooseEndpoint(*row.reference);
+    } else {
+        openAsSource(row);
+    }
+}
+
+void SidebarView::openAsSource(const SidebarRow& row) {
     if (row.section == SidebarRow::Section::conversations)
         model.chooseSource(*row.reference);
     else
         model.openRecent({.source = row.agent, .title = row.title, .path = row.path, .lastUsed = row.date});
+}
+
+bool SidebarView::canBeDestination(const SidebarRow& row) const {
+    const auto& source = model.relay().sourceReference;
+    return row.reference && source && source->agent != row.agent;
 }
 
 void SidebarView::showMenu(const QPoint& position) {
@@ -223,15 +342,30 @@ void SidebarView::showMenu(const QPoint& position) {
     if (!found) return;
     const auto row = *found;
     QMenu menu(this);
-    connect(menu.addAction(tr("Open")), &QAction::triggered, this, [this, index] { openRow(index); });
-    connect(menu.addAction(tr("Show in file manager")), &QAction::triggered, this,
-            [this, row] { applications.revealFile(row.path); });
+    const auto add = [&](const QString& text, auto action) {
+        auto* made = menu.addAction(text);
+        connect(made, &QAction::triggered, this, action);
+        return made;
+    };
+    if (row.link) {
+        add(tr("Open"), [this, index] { openRow(index); });
+    } else {
+        add(tr("Open as source"), [this, row] {
+            stopPicking();
+            openAsSource(row);
+        });
+        add(tr("Use as destination"), [this, row] {
+            stopPicking();
+            model.chooseEndpoint(*row.reference);
+        })->setEnabled(canBeDestination(row));
+        menu.addSeparator();
+        add(tr("Show in file manager"), [this, row] { applications.revealFile(row.path); });
+    }
     if (row.reference)
-        connect(menu.addAction(tr("Copy identifier")), &QAction::triggered, this,
-                [row] { QGuiApplication::clipboard()->setText(qtText(row.reference->sessionID)); });
+        add(tr("Copy identifier"),
+            [row] { QGuiApplication::clipboard()->setText(qtText(row.reference->sessionID)); });
     if (row.section == SidebarRow::Section::recent)
-        connect(menu.addAction(tr("Remove from recent")), &QAction::triggered, this,
-                [this, row] { model.removeRecent(row.path); });
+        add(tr("Remove from recent"), [this, row] { model.removeRecent(row.path); });
     menu.exec(list->viewport()->mapToGlobal(position));
 }
 
@@ -241,19 +375,21 @@ void SidebarView::focusSearch() {
 }
 
 bool SidebarView::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == search && event->type() == QEvent::KeyPress) {
-        const auto key = static_cast<QKeyEvent*>(event)->key();
-        if (key == Qt::Key_Escape && !search->text().isEmpty()) {
+    if (event->type() != QEvent::KeyPress) return QWidget::eventFilter(watched, event);
+    const auto key = static_cast<QKeyEvent*>(event)->key();
+    if (key == Qt::Key_Escape && (picking != Picking::anything || !search->text().isEmpty())) {
+        if (search->text().isEmpty())
+            stopPicking();
+        else
             search->clear();
-            return true;
-        }
-        if (key == Qt::Key_Down || key == Qt::Key_Return || key == Qt::Key_Enter) {
-            // Row 0 is a heading.
-            if (!rows->row(list->currentIndex())) list->setCurrentIndex(rows->index(1));
-            list->setFocus(Qt::ShortcutFocusReason);
-            if (key != Qt::Key_Down) openRow(list->currentIndex());
-            return true;
-        }
+        return true;
+    }
+    if (watched == search && (key == Qt::Key_Down || key == Qt::Key_Return || key == Qt::Key_Enter)) {
+        // Row 0 is a heading.
+        if (!rows->row(list->currentIndex())) list->setCurrentIndex(rows->index(1));
+        list->setFocus(Qt::ShortcutFocusReason);
+        if (key != Qt::Key_Down) openRow(list->currentIndex());
+        return true;
     }
     return QWidget::eventFilter(watched, event);
 }

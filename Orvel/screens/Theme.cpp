@@ -11,8 +11,11 @@ const Theme* shown = nullptr;
 // Only what a palette cannot say. Object names are those that the widgets give themselves.
 QString styleSheetOf(const Theme& theme) {
     return QStringLiteral(R"(
-        QFrame#card { background: %1; border: 1px solid %2; border-radius: 8px; }
+        QFrame#panel { background: %1; border: 1px solid %2; border-radius: 8px; }
         QFrame#banner { background: %3; border: 1px solid %4; border-radius: 8px; }
+        QFrame#hint { background: %9; border: 1px solid %5; border-radius: 6px; }
+        QFrame#hint QPushButton { padding: 3px 10px; }
+        QFrame#panel QPushButton { padding: 5px 12px; }
         QPlainTextEdit { background: %1; border: 1px solid %2; border-radius: 8px; padding: 6px 8px; }
         QPlainTextEdit:focus { border: 1px solid %5; }
         QLineEdit#search { background: %1; border: 1px solid %2; border-radius: 6px; padding: 6px 8px; }
@@ -23,6 +26,11 @@ QString styleSheetOf(const Theme& theme) {
         QPushButton#primary { background: %5; color: %8; border-color: %5; font-weight: 600; }
         QPushButton#primary:focus { border-color: %6; }
         QPushButton#primary:disabled { background: %2; color: %7; border-color: %2; }
+        QPushButton#card { border-radius: 8px; padding: 0; }
+        QPushButton#arrow { border-radius: 11px; min-height: 20px; padding: 0 15px; color: %7; }
+        QPushButton#arrow[selected="true"] { background: %5; color: %8; border-color: %5; font-weight: 600; }
+        QPushButton#arrow[selected="true"]:focus { border-color: %6; }
+        QPushButton#arrow:disabled { background: transparent; color: %7; border-color: %2; }
         QSplitter::handle { background: %2; }
         QListView#sidebarList { background: transparent; border: none; }
         QScrollBar:vertical { background: transparent; width: 10px; margin: 0; }
@@ -34,7 +42,8 @@ QString styleSheetOf(const Theme& theme) {
         QProgressBar::chunk { background: %5; }
     )")
         .arg(theme.card.name(), theme.border.name(), theme.banner.name(), theme.bannerBorder.name(),
-             theme.accent.name(), theme.text.name(), theme.fadedText.name(), theme.accentText.name());
+             theme.accent.name(), theme.text.name(), theme.fadedText.name(), theme.accentText.name(),
+             theme.selection.name());
 }
 
 } // namespace
@@ -54,7 +63,10 @@ const Theme& Theme::light() {
                              .codex = "#0f8f83",
                              .claude = "#bf6138",
                              .banner = "#fdeeec",
-                             .bannerBorder = "#e9b5ae"};
+                             .bannerBorder = "#e9b5ae",
+                             .done = "#1f8a4c",
+                             .pending = "#b07414",
+                             .failure = "#c0392b"};
     return theme;
 }
 
@@ -73,7 +85,10 @@ const Theme& Theme::dark() {
                              .codex = "#43c4b3",
                              .claude = "#e58a60",
                              .banner = "#3b2726",
-                             .bannerBorder = "#6d4340"};
+                             .bannerBorder = "#6d4340",
+                             .done = "#45c07a",
+                             .pending = "#e0a53a",
+                             .failure = "#ff7a6b"};
     return theme;
 }
 

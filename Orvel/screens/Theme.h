@@ -15,6 +15,7 @@ struct Theme {
     QColor accent, accentText, selection;
     QColor codex, claude;
     QColor banner, bannerBorder;
+    QColor done, pending, failure; ///< How far a message has come.
 
     static const Theme& light();
     static const Theme& dark();

@@ -1,61 +1,118 @@
 #include "Orvel/screens/WorkspaceView.h"
 
-#include "Orvel/desktop/Pasteboard.h"
 #include "Orvel/platform/qt/QtText.h"
+#include "Orvel/runtime/MainLoop.h"
 #include "Orvel/screens/ErrorBanner.h"
 #include "Orvel/screens/ExactText.h"
 #include "Orvel/screens/GrowingTextEdit.h"
+#include "Orvel/screens/LongText.h"
 #include "Orvel/screens/MessageListView.h"
-#include "Orvel/screens/SourceCard.h"
+#include "Orvel/screens/PendingPanel.h"
+#include "Orvel/screens/RouteView.h"
 #include "Orvel/screens/WelcomeView.h"
 
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QKeySequence>
 #include <QLocale>
+#include <QStyle>
 #include <QVBoxLayout>
 
 namespace orvel {
 
 namespace {
 
-// A text editor takes long over more than this, in bytes. What is copied is never cut.
-constexpr std::size_t mostPreviewed = 1'000'000;
-
 // Sets an editor's text without moving the cursor of somebody who just typed the same.
 void showText(QPlainTextEdit& editor, const std::string& text) {
     if (exactText(*editor.document()) == text) return;
     const QSignalBlocker quiet(&editor);
     editor.setPlainText(qtText(text));
+    editor.moveCursor(QTextCursor::End);
 }
 
-// How much would be relayed to whom, and why it can't be copied yet.
+// How much would be relayed to whom, and what keeps it back.
 QString previewText(const OrvelWorkspaceSnapshot& snapshot) {
+    if (snapshot.preparing) return WorkspaceView::tr("Reading both conversations once more…");
     if (!snapshot.state.hasContent) return {};
     const auto bytes = QLocale().toString(static_cast<qulonglong>(snapshot.previewSize));
+    if (snapshot.nextRange) return WorkspaceView::tr("%1 bytes for the next transfer").arg(bytes);
     auto text = WorkspaceView::tr("%1 bytes for %2").arg(bytes, qtText(snapshot.destination));
     if (snapshot.state.busy)
-        text += WorkspaceView::tr(" · %1 is still working; F5 looks again").arg(qtText(snapshot.sourceLabel));
+        text += WorkspaceView::tr(" · %1 is still working").arg(qtText(snapshot.sourceLabel));
+    else if (snapshot.pendingMessage && !snapshot.hasPending)
+        text += WorkspaceView::tr(" · waits until the message above has been seen");
     return text;
+}
+
+// The model's own line; where that is only the title, which the card shows, what would go where.
+QString statusText(const OrvelModel& model, const OrvelWorkspaceSnapshot& snapshot) {
+    const auto& status = model.session().status.get();
+    const auto& source = model.relay().sourceReference;
+    if (!snapshot.hasRange || !source || source->title != status) return qtText(status);
+    const auto count = static_cast<int>(snapshot.messages.span().size());
+    if (count == 0) return {};
+    const auto messages = count == 1 ? WorkspaceView::tr("1 message for %1")
+                                     : WorkspaceView::tr("%1 messages for %2").arg(QLocale().toString(count));
+    return messages.arg(qtText(snapshot.destination));
+}
+
+// What the instructions are for, while a saved message is shown.
+QString nextNoteText(const OrvelWorkspaceSnapshot& snapshot, bool hasText) {
+    if (!snapshot.hasPending) return {};
+    if (snapshot.nextError) return qtText(*snapshot.nextError);
+    if (snapshot.nextRange) return qtText(*snapshot.nextRange);
+    if (hasText)
+        return WorkspaceView::tr("These instructions are part of the saved message. If you change them, they "
+                                 "become a note for the next transfer.");
+    return WorkspaceView::tr("What you write now is for the next transfer.");
+}
+
+// "0:42" or "1:02:03".
+QString clockText(MainLoop::Duration duration) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration).count();
+    const auto two = [](auto number) { return QStringLiteral("%1").arg(number, 2, 10, QLatin1Char('0')); };
+    const auto hours = seconds / 3600, minutes = seconds / 60 % 60;
+    return (hours > 0 ? QString::number(hours) + QStringLiteral(":") + two(minutes)
+                      : QString::number(minutes)) +
+           QStringLiteral(":") + two(seconds % 60);
+}
+
+QString withShortcut(const QString& text, const QKeySequence& shortcut) {
+    return text + QStringLiteral("  ") + shortcut.toString(QKeySequence::NativeText);
+}
+
+// The most important of the buttons has the object name "primary".
+void makePrimary(QPushButton& button, bool isPrimary) {
+    const auto name = isPrimary ? QStringLiteral("primary") : QString();
+    if (button.objectName() == name) return;
+    button.setObjectName(name);
+    button.style()->unpolish(&button);
+    button.style()->polish(&button);
 }
 
 } // namespace
 
-WorkspaceView::WorkspaceView(OrvelModel& model, Pasteboard& pasteboard, QWidget* parent)
+WorkspaceView::WorkspaceView(OrvelModel& model, const Desktop& desktop, QWidget* parent)
     : QWidget(parent),
       model(model),
-      pasteboard(pasteboard),
-      card(new SourceCard),
+      desktop(desktop),
+      route(new RouteView),
       progress(new QProgressBar),
       statusTitle(new QLabel),
+      elapsed(new QLabel),
       statusLine(new QLabel),
       banner(new ErrorBanner),
+      pending(new PendingPanel),
+      nextNote(new QLabel),
       instruction(new GrowingTextEdit) {
-    connect(card, &SourceCard::activated, this, &WorkspaceView::chooseConversationWanted);
-    card->setMaximumWidth(520);
+    connect(route, &RouteView::sourceActivated, this, &WorkspaceView::sourceWanted);
+    connect(route, &RouteView::destinationActivated, this, &WorkspaceView::destinationWanted);
+    connect(route, &RouteView::routeChosen, this, [this](const QString& id) {
+        chooseWorkspaceRoute(this->model, utf8Text(id));
+        render();
+    });
     progress->setRange(0, 0);
     progress->setTextVisible(false);
-    progress->setAccessibleName(tr("Loading conversation"));
     auto policy = progress->sizePolicy();
     policy.setRetainSizeWhenHidden(true);
     progress->setSizePolicy(policy);
@@ -64,27 +121,35 @@ WorkspaceView::WorkspaceView(OrvelModel& model, Pasteboard& pasteboard, QWidget*
     large.setPointSizeF(large.pointSizeF() * 1.3);
     large.setWeight(QFont::Bold);
     statusTitle->setFont(large);
-    statusLine->setForegroundRole(QPalette::PlaceholderText);
-    for (auto* label : {statusTitle, statusLine}) {
+    for (auto* label : {elapsed, statusLine, nextNote}) label->setForegroundRole(QPalette::PlaceholderText);
+    for (auto* label : {statusTitle, statusLine, nextNote}) {
         label->setTextFormat(Qt::PlainText);
         label->setWordWrap(true);
     }
     connect(banner, &ErrorBanner::dismissed, this, [this] { this->model.dismissError(); });
+    connect(pending, &PendingPanel::copyWanted, this, &WorkspaceView::copySavedMessage);
+    connect(pending, &PendingPanel::submitDraftWanted, this, &WorkspaceView::submitDraft);
+    clock.setInterval(std::chrono::seconds(1));
+    connect(&clock, &QTimer::timeout, this, &WorkspaceView::renderProgress);
 
-    instruction->setPlaceholderText(tr("Instructions for the relay (optional)"));
     instruction->setAccessibleName(tr("Instructions"));
     connect(instruction, &QPlainTextEdit::textChanged, this,
             [this] { this->model.setInstruction(exactText(*instruction->document())); });
 
+    auto* title = new QHBoxLayout;
+    title->addWidget(statusTitle, 1);
+    title->addWidget(elapsed, 0, Qt::AlignBottom);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(20, 14, 20, 14);
     column->setSpacing(8);
-    column->addWidget(card);
+    column->addWidget(route);
     column->addWidget(progress);
-    column->addWidget(statusTitle);
+    column->addLayout(title);
     column->addWidget(statusLine);
     column->addWidget(banner);
     column->addWidget(middle(), 1);
+    column->addWidget(pending);
+    column->addWidget(nextNote);
     column->addWidget(instruction);
     column->addWidget(bottom());
 }
@@ -116,6 +181,7 @@ QWidget* WorkspaceView::middle() {
     for (QWidget* page : {static_cast<QWidget*>(welcome), static_cast<QWidget*>(messages),
                           static_cast<QWidget*>(manual), static_cast<QWidget*>(preview), loading})
         stack->addWidget(page);
+    stack->setMinimumHeight(80); // Where the window is small, what is below comes first.
     return stack;
 }
 
@@ -126,9 +192,12 @@ QWidget* WorkspaceView::bottom() {
     previewButton = new QPushButton;
     connect(previewButton, &QPushButton::clicked, this, &WorkspaceView::togglePreview);
     copyButton = new QPushButton(tr("Copy"));
-    copyButton->setObjectName(QStringLiteral("primary"));
+    copyButton->setAccessibleName(tr("Copy relay"));
     copyButton->setToolTip(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C).toString(QKeySequence::NativeText));
     connect(copyButton, &QPushButton::clicked, this, &WorkspaceView::copyRelay);
+    sendButton = new QPushButton;
+    makePrimary(*sendButton, true);
+    connect(sendButton, &QPushButton::clicked, this, &WorkspaceView::sendRelay);
 
     auto* holder = new QWidget;
     auto* row = new QHBoxLayout(holder);
@@ -136,34 +205,50 @@ QWidget* WorkspaceView::bottom() {
     row->addWidget(size, 1);
     row->addWidget(previewButton);
     row->addWidget(copyButton);
+    row->addWidget(sendButton);
     return holder;
 }
 
 void WorkspaceView::render() {
-    const auto snapshot = workspaceSnapshot(model);
+    shown = workspaceSnapshot(model);
     const auto& session = model.session();
     if (session.conversation.get() || session.isLoading) isPasting = false;
-    if (!snapshot.state.hasContent) showsPreview = false;
+    if (!shown.state.hasContent) showsPreview = false;
 
-    card->render(snapshot.endpoints.empty() ? std::nullopt : std::optional(snapshot.endpoints.front()));
-    progress->setVisible(snapshot.state.loading);
-    statusTitle->setText(qtText(snapshot.statusTitle()));
-    statusLine->setText(qtText(session.status.get()));
-    banner->render(snapshot.error);
-    renderMiddle(snapshot);
-    showText(*instruction, session.instruction);
-    size->setText(previewText(snapshot));
-    const auto shortcut = QKeySequence(Qt::CTRL | Qt::Key_P).toString(QKeySequence::NativeText);
-    previewButton->setText((showsPreview ? tr("Hide preview  %1") : tr("Preview  %1")).arg(shortcut));
-    previewButton->setEnabled(snapshot.state.hasContent);
-    copyButton->setEnabled(snapshot.canCopy);
+    route->render(shown);
+    const bool isOccupied = shown.state.loading || shown.preparing || shown.state.sending;
+    progress->setVisible(isOccupied);
+    progress->setAccessibleName(shown.state.loading ? tr("Loading conversation") : tr("Sending"));
+    statusTitle->setText(qtText(shown.statusTitle()));
+    statusLine->setText(statusText(model, shown));
+    statusLine->setVisible(!statusLine->text().isEmpty());
+    // What the panel says of its message is not said twice.
+    banner->render(shown.error == shown.pendingFailure ? std::nullopt : shown.error);
+    renderProgress();
+    renderMiddle();
+    pending->render(shown);
+    renderInstruction();
+    renderBottom();
 }
 
-void WorkspaceView::renderMiddle(const OrvelWorkspaceSnapshot& snapshot) {
+void WorkspaceView::renderProgress() {
+    const auto since = watchedSince(model);
+    elapsed->setVisible(since.has_value());
+    if (since) {
+        elapsed->setText(
+            tr("%1 is working · %2")
+                .arg(qtText(model.speakerTitle(Agent::codex)), clockText(desktop.loop.uptime() - *since)));
+        if (!clock.isActive()) clock.start();
+    } else {
+        clock.stop();
+    }
+}
+
+void WorkspaceView::renderMiddle() {
     const auto& session = model.session();
     showText(*manual, session.manualText);
     if (const auto& conversation = session.conversation.get()) {
-        const auto start = conversation->messages.size() - snapshot.messages.span().size();
+        const auto start = conversation->messages.size() - shown.messages.span().size();
         messages->show(conversation, start,
                        model.startsAtCheckpoint() ? tr("new since the last relay")
                                                   : tr("the range starts here"),
@@ -185,21 +270,38 @@ void WorkspaceView::renderMiddle(const OrvelWorkspaceSnapshot& snapshot) {
     stack->setCurrentWidget(page);
 }
 
+// Locked while the model takes no edits, so that no typed word is lost.
+void WorkspaceView::renderInstruction() {
+    showText(*instruction, model.session().instruction);
+    instruction->setReadOnly(!shown.canEdit);
+    instruction->setPlaceholderText(shown.hasPending ? tr("Note for the next transfer (optional)")
+                                                     : tr("Instructions for the relay (optional)"));
+    instruction->viewport()->update(); // A new placeholder is not painted by itself.
+    nextNote->setText(nextNoteText(shown, !model.session().instruction->empty()));
+    nextNote->setVisible(!nextNote->text().isEmpty());
+}
+
+// Without a pair there is nothing to send to, and copying is what can be done.
+void WorkspaceView::renderBottom() {
+    size->setText(previewText(shown));
+    previewButton->setText(
+        withShortcut(showsPreview ? tr("Hide preview") : tr("Preview"), Qt::CTRL | Qt::Key_P));
+    previewButton->setEnabled(shown.state.hasContent);
+    copyButton->setEnabled(shown.canCopy);
+    const bool hasPair = !shown.routes.empty();
+    makePrimary(*copyButton, !hasPair);
+    const auto title = qtText(shown.primaryTitle);
+    sendButton->setText(withShortcut(title, Qt::CTRL | Qt::Key_Return));
+    sendButton->setAccessibleName(title);
+    sendButton->setEnabled(shown.canSend);
+    sendButton->setVisible(hasPair);
+}
+
 void WorkspaceView::renderPreview() {
     auto text = model.preview();
     if (text == shownPreview) return;
     shownPreview = text;
-    if (text.size() > mostPreviewed) {
-        auto end = mostPreviewed;
-        while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
-        const auto rest = text.size() - end;
-        text.resize(end);
-        preview->setPlainText(
-            qtText(text) +
-            tr("\n\n[Shown up to here. The copy holds %1 bytes more.]").arg(static_cast<qulonglong>(rest)));
-    } else {
-        preview->setPlainText(qtText(text));
-    }
+    preview->setPlainText(shownText(text));
 }
 
 void WorkspaceView::togglePreview() {
@@ -208,8 +310,33 @@ void WorkspaceView::togglePreview() {
     if (showsPreview) preview->setFocus(Qt::ShortcutFocusReason);
 }
 
+void WorkspaceView::toggleSavedMessage() {
+    pending->toggleText();
+}
+
+void WorkspaceView::sendRelay() {
+    if (workspaceSnapshot(model).canSend) model.sendRelay();
+    render(); // Before the next key is typed.
+}
+
 void WorkspaceView::copyRelay() {
-    if (workspaceSnapshot(model).canCopy || !model.session().conversation.get()) model.copy(pasteboard);
+    if (workspaceSnapshot(model).canCopy || !model.session().conversation.get())
+        model.copy(desktop.pasteboard);
+    render();
+}
+
+void WorkspaceView::copySavedMessage() {
+    model.copyPendingTransfer(desktop.pasteboard);
+}
+
+void WorkspaceView::submitDraft() {
+    if (workspaceSnapshot(model).canSubmitDraft) model.submitExistingClaudeDraft();
+    render();
+}
+
+void WorkspaceView::turnRound() {
+    for (const auto& route : shown.routes)
+        if (!route.selected) return chooseWorkspaceRoute(model, route.id);
 }
 
 void WorkspaceView::pasteConversation() {
@@ -224,8 +351,12 @@ void WorkspaceView::focusInstruction() {
     instruction->setFocus(Qt::ShortcutFocusReason);
 }
 
-void WorkspaceView::focusCard() {
-    card->setFocus(Qt::ShortcutFocusReason);
+void WorkspaceView::focusSource() {
+    route->focusSource();
+}
+
+void WorkspaceView::focusDestination() {
+    route->focusDestination();
 }
 
 void WorkspaceView::focusMessages() {

@@ -1,4 +1,4 @@
-#include "Orvel/screens/SourceCard.h"
+#include "Orvel/screens/ConversationCard.h"
 
 #include "Orvel/platform/qt/QtText.h"
 #include "Orvel/screens/Theme.h"
@@ -11,10 +11,11 @@
 
 namespace orvel {
 
-SourceCard::SourceCard(QWidget* parent)
-    : QFrame(parent), name(new QLabel), role(new QLabel), title(new QLabel) {
+ConversationCard::ConversationCard(QWidget* parent)
+    : QPushButton(parent), name(new QLabel), role(new QLabel), title(new QLabel) {
     setObjectName(QStringLiteral("card"));
     setFocusPolicy(Qt::StrongFocus);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     setCursor(Qt::PointingHandCursor);
     auto bold = name->font();
     bold.setWeight(QFont::Bold);
@@ -40,40 +41,46 @@ SourceCard::SourceCard(QWidget* parent)
     column->addWidget(title);
 }
 
-void SourceCard::render(const std::optional<OrvelWorkspaceSnapshot::Endpoint>& newEndpoint) {
+void ConversationCard::render(const std::optional<OrvelWorkspaceSnapshot::Endpoint>& newEndpoint,
+                              const QString& newInvitation) {
     const auto& theme = Theme::current();
     endpoint = newEndpoint;
+    invitation = newInvitation;
     name->setText(endpoint ? qtText(endpoint->name) : tr("Source"));
     role->setVisible(endpoint.has_value());
     if (endpoint) role->setText(qtText(endpoint->role));
+    const bool isSource = endpoint && endpoint->role == "From";
     role->setStyleSheet(QStringLiteral("background: %1; color: %2; border-radius: 7px; padding: 1px 8px;")
-                            .arg(theme.accent.name(), theme.accentText.name()));
-    title->setStyleSheet(QStringLiteral("color: %1;").arg(theme.secondaryText.name()));
-    setAccessibleName(
-        endpoint
-            ? tr("%1, %2, %3").arg(qtText(endpoint->name), qtText(endpoint->role), qtText(endpoint->title))
-            : tr("Source: choose a conversation"));
+                            .arg((isSource ? theme.accent : theme.border).name(),
+                                 (isSource ? theme.accentText : theme.secondaryText).name()));
+    title->setStyleSheet(
+        QStringLiteral("color: %1;").arg((isEmpty() ? theme.accent : theme.secondaryText).name()));
+    setAccessibleName(endpoint ? tr("%1, %2, %3")
+                                     .arg(qtText(endpoint->name), qtText(endpoint->role),
+                                          isEmpty() ? invitation : qtText(endpoint->title))
+                               : tr("Source: %1").arg(invitation));
     showTitle();
     update();
 }
 
-void SourceCard::showTitle() {
-    const auto full =
-        endpoint ? qtText(endpoint->title).simplified() : tr("Choose a conversation in the sidebar");
+void ConversationCard::showTitle() {
+    const auto full = isEmpty() ? invitation : qtText(endpoint->title).simplified();
     title->setText(title->fontMetrics().elidedText(full, Qt::ElideRight, width() - 30));
-    title->setToolTip(endpoint ? full : QString());
+    title->setToolTip(full);
 }
 
-void SourceCard::paintEvent(QPaintEvent* event) {
-    QFrame::paintEvent(event);
+void ConversationCard::paintEvent(QPaintEvent* event) {
+    QPushButton::paintEvent(event);
     const auto& theme = Theme::current();
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     QPainterPath outline;
     outline.addRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 8, 8);
     if (endpoint) {
+        auto stripe = theme.colorOf(endpoint->agent);
+        if (isEmpty()) stripe.setAlphaF(0.4F);
         painter.setClipRect(QRect(0, 0, width(), 3));
-        painter.fillPath(outline, theme.colorOf(endpoint->agent));
+        painter.fillPath(outline, stripe);
         painter.setClipping(false);
     }
     if (hasFocus()) {
@@ -82,19 +89,19 @@ void SourceCard::paintEvent(QPaintEvent* event) {
     }
 }
 
-void SourceCard::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton && rect().contains(event->pos())) emit activated();
+QSize ConversationCard::sizeHint() const {
+    return layout()->sizeHint();
 }
 
-void SourceCard::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter || event->key() == Qt::Key_Space)
-        emit activated();
+void ConversationCard::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+        click();
     else
-        QFrame::keyPressEvent(event);
+        QPushButton::keyPressEvent(event);
 }
 
-void SourceCard::resizeEvent(QResizeEvent* event) {
-    QFrame::resizeEvent(event);
+void ConversationCard::resizeEvent(QResizeEvent* event) {
+    QPushButton::resizeEvent(event);
     showTitle();
 }
 

@@ -1,0 +1,108 @@
+#include "Orvel/screens/DeliverySteps.h"
+
+#include "Orvel/screens/Theme.h"
+
+#include <array>
+
+#include <QPainter>
+
+namespace orvel {
+
+namespace {
+
+using Delivery = OrvelWorkspaceSnapshot::Delivery;
+
+constexpr int circle = 14, gap = 6, line = 40;
+
+const std::array<QString, 3>& stepNames() {
+    static const std::array names{DeliverySteps::tr("Saved"), DeliverySteps::tr("Delivered"),
+                                  DeliverySteps::tr("Seen in the transcript")};
+    return names;
+}
+
+void paintDone(QPainter& painter, const QPointF& center, const Theme& theme) {
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(theme.done);
+    painter.drawEllipse(center, circle / 2.0, circle / 2.0);
+    painter.setPen(QPen(theme.card, 1.6, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawPolyline(
+        QPolygonF({center + QPointF(-3, 0.2), center + QPointF(-0.8, 2.6), center + QPointF(3.2, -2.4)}));
+}
+
+// The step that comes next is an open ring, or a cross if it failed; those after it are faint.
+void paintOpen(QPainter& painter, const QPointF& center, bool isNext, bool failed, const Theme& theme) {
+    constexpr double radius = circle / 2.0 - 1;
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(!isNext  ? theme.border
+                        : failed ? theme.failure
+                                 : theme.accent,
+                        2, Qt::SolidLine, Qt::RoundCap));
+    if (isNext && !failed) {
+        constexpr int degree = 16;
+        painter.drawArc(QRectF(center - QPointF(radius, radius), QSizeF(2 * radius, 2 * radius)), 60 * degree,
+                        270 * degree);
+        return;
+    }
+    painter.drawEllipse(center, radius, radius);
+    if (!isNext) return;
+    painter.setPen(QPen(theme.failure, 1.6, Qt::SolidLine, Qt::RoundCap));
+    painter.drawLine(center + QPointF(-2.2, -2.2), center + QPointF(2.2, 2.2));
+    painter.drawLine(center + QPointF(-2.2, 2.2), center + QPointF(2.2, -2.2));
+}
+
+} // namespace
+
+DeliverySteps::DeliverySteps(QWidget* parent) : QWidget(parent) {
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+}
+
+void DeliverySteps::render(Delivery newReached, bool newFailed) {
+    reached = newReached;
+    failed = newFailed;
+    QStringList spoken;
+    for (std::size_t i = 0; i < stepNames().size(); ++i) {
+        const auto step = static_cast<Delivery>(i);
+        const bool isNext = i == static_cast<std::size_t>(reached) + 1;
+        spoken += stepNames()[i] + (step <= reached    ? tr(": done")
+                                    : isNext && failed ? tr(": failed")
+                                                       : tr(": not yet"));
+    }
+    setAccessibleName(spoken.join(QStringLiteral(", ")));
+    update();
+}
+
+QSize DeliverySteps::sizeHint() const {
+    int width = 0;
+    for (const auto& name : stepNames()) width += circle + gap + fontMetrics().horizontalAdvance(name);
+    return {width + 2 * (line + 2 * gap), std::max(fontMetrics().height(), circle + 2)};
+}
+
+void DeliverySteps::paintEvent(QPaintEvent*) {
+    const auto& theme = Theme::current();
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const double middle = height() / 2.0;
+    double x = 0;
+    for (std::size_t i = 0; i < stepNames().size(); ++i) {
+        const auto step = static_cast<Delivery>(i);
+        const bool isDone = step <= reached;
+        if (i > 0) {
+            painter.setPen(QPen(isDone ? theme.done : theme.border, 2));
+            painter.drawLine(QPointF(x + gap, middle), QPointF(x + gap + line, middle));
+            x += line + 2 * gap;
+        }
+        const QPointF center(x + circle / 2.0, middle);
+        if (isDone)
+            paintDone(painter, center, theme);
+        else
+            paintOpen(painter, center, i == static_cast<std::size_t>(reached) + 1, failed, theme);
+        x += circle + gap;
+        const auto width = fontMetrics().horizontalAdvance(stepNames()[i]);
+        painter.setPen(isDone ? theme.text : theme.secondaryText);
+        painter.drawText(QRectF(x, 0, width + 2, height()), Qt::AlignVCenter | Qt::AlignLeft, stepNames()[i]);
+        x += width;
+    }
+}
+
+} // namespace orvel

@@ -1,0 +1,408 @@
+// The relay in the window: what it says in every state of a link, and what a person can do there.
+
+#include "Orvel/platform/posix/PosixFileStore.h"
+#include "Orvel/platform/qt/QtText.h"
+#include "Orvel/platform/simulated/SimulatedCodex.h"
+#include "Orvel/platform/simulated/SimulatedDesktop.h"
+#include "OrvelCore/conversations/ConversationCatalog.h"
+#include "OrvelCore/conversations/TranscriptReader.h"
+#include "OrvelCore/relay/RelayStateJson.h"
+#include "TemporaryFolder.h"
+#include "WindowFixture.h"
+#include "model/FakeClaudeSender.h"
+#include "samples/TranscriptWriter.h"
+
+#include <chrono>
+
+#include <QApplication>
+#include <QKeyEvent>
+
+namespace orvel {
+namespace {
+
+using namespace std::chrono_literals;
+
+class RelayWindowTest : public WindowFixture {
+  protected:
+    static constexpr auto codexID = "01a1fd20-0000-7000-8000-000000000001";
+    static constexpr auto otherCodexID = "01a1fd20-0000-7000-8000-000000000003";
+    static constexpr auto claudeID = "5b0d714f-0000-4000-8000-000000000002";
+
+    void SetUp() override {
+        write();
+        CodexTranscript other({.id = otherCodexID, .workingDirectory = "/code/engine"});
+        other.ask("q").answer("a");
+        folder.write(codexPath(otherCodexID), other.text());
+        std::string titles;
+        for (const auto& [id, title] : {std::pair(codexID, "Parser"), std::pair(otherCodexID, "Presets")})
+            titles += std::string(R"({"id":")") + id + R"(","thread_name":")" + title + "\"}\n";
+        folder.write("home/.codex/session_index.jsonl", titles);
+        folder.write("config/Claude/claude-code-sessions/one/local_1.json",
+                     std::string(R"({"sessionId":"local_1","cliSessionId":")") + claudeID +
+                         R"(","cwd":"/code/compiler","title":"Review"})");
+        simulated.processes.environment["PATH"] = "/opt";
+    }
+
+    static std::string codexPath(const std::string& id) {
+        return "home/.codex/sessions/2026/11/20/rollout-2026-11-20T10-00-00-" + id + ".jsonl";
+    }
+
+    void write() const {
+        folder.write(codexPath(codexID), codexTranscript.text());
+        folder.write("home/.claude/projects/-code-compiler/" + std::string(claudeID) + ".jsonl",
+                     claudeTranscript.text());
+    }
+
+    AgentFolders folders() const {
+        return AgentFolders::of(folder.path("home"), std::nullopt, std::nullopt, folder.path("config"));
+    }
+
+    ConversationReference reference(const std::string& sessionID) const {
+        for (const auto& known : ConversationCatalog::list(folders()))
+            if (known.sessionID == sessionID) return known;
+        ADD_FAILURE() << "no conversation " << sessionID;
+        return {};
+    }
+
+    // The records, as an earlier run of Orvel left them
+
+    void pairUp() { pairID = state.pair(reference(codexID), reference(claudeID), std::nullopt, stamp).id; }
+
+    std::string prepare(Agent source) {
+        const auto read = [&](Agent agent) {
+            const auto known = reference(agent == Agent::codex ? codexID : claudeID);
+            return TranscriptReader::read(known.transcriptPath, agent);
+        };
+        if (pairID.empty()) pairUp();
+        return state.prepare({pairID, source, read(source), read(other(source)), "note", std::nullopt}, stamp)
+            .id;
+    }
+
+    // The window
+
+    void open() {
+        folder.write("data/relay-state.json", encodeRelayState(state));
+        model = std::make_unique<OrvelModel>(simulated.ports(), claude, folders(),
+                                             folder.path("data/state.json"));
+        window = std::make_unique<MainWindow>(*model, simulated.ports(), [] {});
+        window->resize(1000, 700);
+        window->show();
+        model->restoreRelay();
+        model->discoverConversations();
+        settle();
+    }
+
+    void settle() override { pass(10ms); }
+
+    void pass(MainLoop::Duration time) {
+        simulated.loop.runFor(time);
+        for (int i = 0; i < 3; ++i) QApplication::processEvents();
+    }
+
+    void send() {
+        trigger(qtText("Send to Claude"));
+        pass(2s);
+    }
+
+    // Lets time pass until the window shows it, for an hour at most.
+    void waitInWindow(const std::function<bool()>& condition) {
+        for (int i = 0; i < 36'000 && !condition(); ++i) pass(100ms);
+        EXPECT_TRUE(condition());
+    }
+
+    std::string cards() {
+        QStringList names;
+        for (const char* role : {", From, ", ", To, "})
+            if (auto* card = shown(QAccessible::Button, QLatin1String(role)))
+                names += card->text(QAccessible::Name);
+        return utf8Text(names.join(QStringLiteral(" | ")));
+    }
+
+    TemporaryFolder folder;
+    CodexTranscript codexTranscript =
+        CodexTranscript({.id = codexID, .workingDirectory = "/code/compiler"}).ask("q1").answer("a1");
+    ClaudeTranscript claudeTranscript =
+        ClaudeTranscript({.id = claudeID, .workingDirectory = "/code/compiler"}).ask("c1").answer("d1");
+    RelayState state;
+    std::string pairID;
+    RelayStamp stamp{[count = std::make_shared<int>(0)] { return "ID-" + std::to_string(++*count); }, 1000};
+    PosixFileStore files;
+    SimulatedDesktop simulated{files};
+    FakeClaudeSender claude{simulated.loop};
+};
+
+// What the window says in each state
+
+struct Look {
+    const char* name;
+    void (*arrange)(class RelayStateTest& test);
+    const char* title;
+    const char* primary; // Empty where there is none.
+    bool canSend, canCopy;
+    const char* steps; // Empty where no message is on its way.
+    bool canSubmitDraft;
+    const char* says; // Some further text, or empty.
+};
+
+class RelayStateTest : public RelayWindowTest, public testing::WithParamInterface<Look> {
+  public:
+    void choosesASource() {
+        open();
+        choose(qtText("Parser"));
+    }
+    void hasAPair() {
+        pairUp();
+        open();
+    }
+    void isBusy() {
+        codexTranscript.ask("q2");
+        write();
+        hasAPair();
+    }
+    void waitsForPaste() {
+        prepare(Agent::codex);
+        open();
+    }
+    void waitsForReceipt(Agent source) {
+        state.markSubmitted(prepare(source));
+        open();
+    }
+    void failedEarlier() {
+        state.setRetryable(prepare(Agent::codex), true);
+        open();
+    }
+    void fails(bool canRetry) {
+        claude.failure = RelaySendError("The window vanished.", canRetry);
+        hasAPair();
+        send();
+    }
+    void hasANoteForTheNext() {
+        waitsForReceipt(Agent::codex);
+        type(qtText("Instructions"), qtText("and this"));
+    }
+    void sends() {
+        hasAPair();
+        trigger(qtText("Send to Claude"));
+        pass(500ms);
+    }
+};
+
+constexpr auto savedOnly = "Saved: done, Delivered: not yet, Seen in the transcript: not yet";
+constexpr auto notDelivered = "Saved: done, Delivered: failed, Seen in the transcript: not yet";
+constexpr auto delivered = "Saved: done, Delivered: done, Seen in the transcript: not yet";
+
+const Look looks[] = {
+    {"NoPair", [](auto& test) { test.choosesASource(); }, "Ready", "", false, true, "", false,
+     "Choose a conversation"},
+    {"PairReady", [](auto& test) { test.hasAPair(); }, "Ready", "Send to Claude", true, true, "", false,
+     "2 messages for Claude"},
+    {"BusySource", [](auto& test) { test.isBusy(); }, "Waiting for Codex", "Send to Claude", false, false, "",
+     false, ""},
+    {"WaitingForPaste", [](auto& test) { test.waitsForPaste(); }, "Waiting for paste", "Retry to Claude",
+     false, false, savedOnly, true, "Waits to be pasted into Claude"},
+    {"AwaitingReceipt", [](auto& test) { test.waitsForReceipt(Agent::codex); }, "Checking delivery…",
+     "Retry to Claude", false, false, delivered, true, "What you write now is for the next transfer."},
+    {"PendingFromTheOtherSide", [](auto& test) { test.waitsForReceipt(Agent::claude); }, "Ready",
+     "Send to Claude", false, false, delivered, false, "waits until the message above has been seen"},
+    {"RetryableAfterARestart", [](auto& test) { test.failedEarlier(); }, "Not sent", "Retry to Claude", true,
+     false, notDelivered, true, "It was not delivered. Retry sends exactly the saved message."},
+    {"FailedAndRetryable", [](auto& test) { test.fails(true); }, "Not sent", "Retry to Claude", true, false,
+     notDelivered, true, "The window vanished."},
+    {"FailedAndUnconfirmed", [](auto& test) { test.fails(false); }, "Delivery unconfirmed", "Retry to Claude",
+     false, false, notDelivered, true, "It may have reached Claude, so Orvel does not send it again."},
+    {"NoteForTheNext", [](auto& test) { test.hasANoteForTheNext(); }, "Checking delivery…", "Retry to Claude",
+     false, false, delivered, true, "New messages: Showing messages after the saved message."},
+    {"Sending", [](auto& test) { test.sends(); }, "Sending to Claude…", "Retry to Claude", false, false,
+     savedOnly, false, "Delivering…"},
+};
+
+TEST_P(RelayStateTest, SaysWhatIsGoingOnAndOffersWhatCanBeDone) {
+    const auto& look = GetParam();
+    look.arrange(*this);
+    EXPECT_TRUE(shows(qtText(look.title)));
+    EXPECT_EQ(isEnabled(qtText("Copy relay")), look.canCopy);
+    if (*look.primary) {
+        EXPECT_TRUE(shown(QAccessible::Button, qtText(look.primary)));
+    }
+    for (const auto* primary : {"Send to", "Retry to", "Start in"})
+        EXPECT_EQ(isEnabled(qtText(primary)),
+                  look.canSend && qtText(look.primary).startsWith(qtText(primary)))
+            << primary;
+
+    const bool isPending = *look.steps;
+    auto* steps = shown(QAccessible::Client, qtText("Saved: "));
+    ASSERT_EQ(steps != nullptr, isPending);
+    if (isPending) {
+        EXPECT_EQ(steps->text(QAccessible::Name), qtText(look.steps));
+    }
+    EXPECT_EQ(isEnabled(qtText("Copy saved message")), isPending);
+    EXPECT_EQ(isEnabled(qtText("Submit draft")), look.canSubmitDraft);
+    if (*look.says) {
+        EXPECT_EQ(countShown(qtText(look.says)), 1); // And not twice.
+    }
+}
+
+std::string nameOf(const testing::TestParamInfo<Look>& info) {
+    return info.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(States, RelayStateTest, testing::ValuesIn(looks), nameOf);
+
+// What a person does there
+
+TEST_F(RelayWindowTest, ALinkIsMadeByChoosingASourceAndThenItsDestination) {
+    open();
+    choose(qtText("Parser"));
+    EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Choose a conversation");
+    trigger(qtText("Choose the destination…"));
+    EXPECT_TRUE(shows(qtText("Choose the Claude conversation to send to")));
+    EXPECT_EQ(rows().size(), 2); // The heading and the only one of Claude's.
+    choose(qtText("Review"));
+    EXPECT_FALSE(shows(qtText("Choose the Claude conversation to send to")));
+    EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Review");
+    EXPECT_EQ(rows()[1], qtText("Link, Review ↔ Parser, nothing sent yet"));
+    EXPECT_TRUE(isEnabled(qtText("Send to Claude")));
+
+    // One of the source's agent becomes the source.
+    choose(qtText("Presets"));
+    EXPECT_EQ(cards(), "Codex, From, Presets | Claude, To, Choose a conversation");
+    choose(qtText("Review ↔ Parser"));
+    EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Review");
+
+    // So does one of the other agent, where a source is being chosen.
+    trigger(qtText("Choose the source…"));
+    EXPECT_FALSE(rows().contains(qtText("Links")));
+    choose(qtText("Review"));
+    EXPECT_EQ(cards(), "Claude, From, Review | Codex, To, Choose a conversation");
+    EXPECT_EQ(model->relay().relayState->pairs.size(), 1U);
+}
+
+TEST_F(RelayWindowTest, ChoosingCanBeGivenUp) {
+    open();
+    choose(qtText("Parser"));
+    const auto all = rows();
+    const auto escape = [this] {
+        QKeyEvent event(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+        QApplication::sendEvent(window->findChild<QWidget*>(qtText("search")), &event);
+        settle();
+    };
+    for (const auto& stop :
+         std::vector<std::function<void()>>{escape, [this] { press(qtText("Stop choosing")); }}) {
+        trigger(qtText("Choose the destination…"));
+        EXPECT_NE(rows(), all);
+        stop();
+        EXPECT_EQ(rows(), all);
+        EXPECT_FALSE(shown(QAccessible::Button, qtText("Stop choosing")));
+    }
+}
+
+TEST_F(RelayWindowTest, AnArrowOrItsShortcutTurnsTheRelayRound) {
+    pairUp();
+    open();
+    EXPECT_TRUE(shown(QAccessible::Button, qtText("Codex → Claude, selected")));
+    press(qtText("Claude → Codex"));
+    EXPECT_EQ(cards(), "Claude, From, Review | Codex, To, Parser");
+    EXPECT_TRUE(shown(QAccessible::Button, qtText("Claude → Codex, selected")));
+    EXPECT_TRUE(isEnabled(qtText("Send to Codex")));
+    trigger(qtText("Turn the relay round"));
+    EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Review");
+}
+
+TEST_F(RelayWindowTest, TheLinksTellWhatBecameOfTheirMessages) {
+    struct Case {
+        std::function<void()> arrange;
+        const char* spoken;
+    };
+    for (const auto& [arrange, spoken] : std::vector<Case>{
+             {[this] { pairUp(); }, "Link, Review ↔ Parser, nothing sent yet"},
+             {[this] { prepare(Agent::codex); }, "Link, Review ↔ Parser, transfer pending, on its way · "},
+             {[this] { state.setRetryable("ID-2", true); },
+              "Link, Review ↔ Parser, transfer failed, needs attention · "},
+         }) {
+        arrange();
+        open();
+        EXPECT_TRUE(rows()[1].startsWith(qtText(spoken))) << rows()[1].toStdString();
+    }
+    type(qtText("Search conversations"), qtText("parser review"));
+    EXPECT_EQ(rows().size(), 2);
+    EXPECT_EQ(rows()[0], qtText("Links"));
+}
+
+TEST_F(RelayWindowTest, NoWordIsTypedIntoAFieldThatWouldLoseIt) {
+    pairUp();
+    open();
+    type(qtText("Instructions"), qtText("Judge this."));
+    claude.failure = RelaySendError("It is closed.", true);
+    auto* field = editor(qtText("Instructions"));
+    const auto typeKey = [&] {
+        QKeyEvent event(QEvent::KeyPress, Qt::Key_X, Qt::NoModifier, qtText("x"));
+        QApplication::sendEvent(field, &event);
+        settle();
+    };
+    trigger(qtText("Send to Claude"));
+    typeKey();
+    EXPECT_EQ(field->toPlainText(), qtText("Judge this."));
+    pass(2s);
+    EXPECT_TRUE(shows(qtText("These instructions are part of the saved message.")));
+    typeKey();
+    EXPECT_EQ(field->toPlainText(), qtText("Judge this.x"));
+    EXPECT_EQ(model->session().instruction.get(), "Judge this.x");
+    EXPECT_TRUE(model->noteIsForNextTransfer());
+
+    press(qtText("Show the saved message"));
+    EXPECT_EQ(editor(qtText("Text of the saved message"))->toPlainText(),
+              qtText("Judge this.\n\nme: q1\n\ncodex: a1"));
+    press(qtText("Copy saved message"));
+    EXPECT_EQ(simulated.pasteboard.text, "Judge this.\n\nme: q1\n\ncodex: a1");
+    claude.failure.reset();
+    trigger(qtText("Retry to Claude"));
+    pass(2s);
+    EXPECT_EQ(claude.sent, (std::vector<std::string>(2, *simulated.pasteboard.text)));
+}
+
+TEST_F(RelayWindowTest, ARelayIntoCodexIsFollowedFromSendToReceipt) {
+    SimulatedCodex codex(simulated.processes, simulated.loop, "/opt/codex", folder.path("home/.codex"));
+    codex.manner.turnMilliseconds = 3'723'000;
+    pairUp();
+    open();
+    model->startReceiptPolling();
+    trigger(qtText("Turn the relay round"));
+    trigger(qtText("Send to Codex"));
+    EXPECT_TRUE(shows(qtText("Sending to Codex…")));
+    waitInWindow([this] { return shows(qtText("Waiting for Codex")); });
+    EXPECT_TRUE(codex.complaints().empty());
+    EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Review");
+    EXPECT_TRUE(shows(qtText("Codex is working · 0:0")));
+    waitInWindow([this] { return shows(qtText("Codex has it")); });
+    EXPECT_TRUE(
+        shown(QAccessible::Client, qtText("Saved: done, Delivered: done, Seen in the transcript: done")));
+    EXPECT_TRUE(rows()[1].startsWith(qtText("Link, Review ↔ Parser, arrived · "))) << rows()[1].toStdString();
+    pass(10min);
+    EXPECT_TRUE(shows(qtText("Codex is working · 10:")));
+    TearDown(); // The processes end before their program goes.
+}
+
+// A check runs every two seconds for as long as the window is open.
+TEST_F(RelayWindowTest, ChecksThatFindNothingPaintNothing) {
+    struct Counter : QObject {
+        bool eventFilter(QObject*, QEvent* event) override {
+            if (event->type() == QEvent::UpdateRequest || event->type() == QEvent::LayoutRequest) ++count;
+            return false;
+        }
+        int count = 0;
+    } counter;
+    pairUp();
+    open();
+    model->startReceiptPolling();
+    pass(5s);
+    window->installEventFilter(&counter);
+    const auto checks = model->relay().isCheckingReceipts.revision();
+    for (int i = 0; i < 10; ++i) pass(2s);
+    EXPECT_EQ(model->relay().isCheckingReceipts.revision() - checks, 20U);
+    EXPECT_EQ(counter.count, 0);
+    type(qtText("Instructions"), qtText("x"));
+    EXPECT_GT(counter.count, 0);
+}
+
+} // namespace
+} // namespace orvel
