@@ -78,7 +78,7 @@ std::string list(const Arguments& arguments, const Places& places, const Stylist
     const auto references = ConversationCatalog::discover(roots, places.folders.claudeDesktop);
     if (arguments.json) return linesOf(references);
     TextTable table;
-    const SidebarContents contents({}, references, {});
+    const SidebarContents contents({}, {}, references, {});
     for (const auto& row : contents.rows())
         table.add({agentCell(row.agent),
                    timeCell(row.date),
