@@ -1,5 +1,6 @@
 #include "bench/WindowBench.h"
 
+#include "Orvel/delivery/AbsentClaudeSender.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/qt/QtMainLoop.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
@@ -90,8 +91,9 @@ class BenchWindow {
     QtMainLoop loop;
     const std::string data = samples().many().home + "/data";
     Desktop desktop{loop, simulated.pasteboard, simulated.panels, simulated.applications, simulated.settings,
-                    files};
-    OrvelModel model{desktop, samples().many(), data + "/state.json"};
+                    files, simulated.processes};
+    AbsentClaudeSender claude;
+    OrvelModel model{desktop, claude, samples().many(), data + "/state.json"};
     MainWindow window{model, desktop, [] {}};
     std::vector<std::string> longPaths;
 };

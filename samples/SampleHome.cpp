@@ -120,8 +120,10 @@ class ConversationFiles {
 
 } // namespace
 
-SampleHome::SampleHome() : path(makeTemporaryFolder()) {
+SampleHome::SampleHome(const std::optional<std::string>& codex) : path(makeTemporaryFolder()) {
     try {
+        std::filesystem::create_directory(toolFolder());
+        if (codex) std::filesystem::create_symlink(*codex, toolFolder() + "/codex");
         ConversationFiles files(folders());
         const auto now = std::time(nullptr);
         for (const auto& conversation : sampleConversations()) files.write(conversation, now);

@@ -1,9 +1,9 @@
 #pragma once
 // The ports of a program in a terminal that touches nothing of the desktop.
 
-#include "Orvel/desktop/Applications.h"
 #include "Orvel/desktop/Panels.h"
-#include "Orvel/desktop/Pasteboard.h"
+#include "Orvel/platform/unavailable/UnavailableApplications.h"
+#include "Orvel/platform/unavailable/UnavailablePasteboard.h"
 
 #include <optional>
 #include <string>
@@ -11,7 +11,7 @@
 namespace orvel {
 
 /// A clipboard of this process alone.
-struct MemoryPasteboard : Pasteboard {
+struct MemoryPasteboard : UnavailablePasteboard {
     void clearContents() override { text.reset(); }
     bool setString(std::string_view newText) override {
         text = newText;
@@ -26,9 +26,6 @@ struct NoPanels : Panels {
     std::optional<std::string> chooseFile(const OpenPanel&) override { return std::nullopt; }
 };
 
-struct NoApplications : Applications {
-    void activateSelf() override {}
-    bool revealFile(const std::string&) override { return false; }
-};
+using NoApplications = UnavailableApplications;
 
 } // namespace orvel

@@ -5,14 +5,18 @@
 
 #include "Orvel/delivery/ConversationReading.h"
 #include "Orvel/delivery/RelaySendError.h"
-#include "Orvel/runtime/Observable.h"
 
+#include <exception>
 #include <functional>
+#include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace orvel {
+
+class CodexThreadSession;
 
 class CodexRelaySender {
   public:
@@ -31,7 +35,7 @@ class CodexRelaySender {
     Task<void> send(std::string payload, ConversationReference to, std::optional<std::string> afterMessageID,
                     LifecycleFailure lifecycleFailure);
 
-    /// When each turn that is being watched began, as uptime, by the session identifier.
+    /// Since when, as uptime, the turn of a conversation is watched; by its session identifier.
     const std::map<std::string, MainLoop::Duration>& watchedTurns() const { return watched; }
 
     /// Whether the conversation holds the payload behind that message, and a reply to it.
@@ -39,9 +43,13 @@ class CodexRelaySender {
                                  const Conversation& conversation);
 
   private:
-    Task<void> watch(std::unique_ptr<class CodexThreadSession> session, std::string payload,
+    /// Hands the message to the tool; gives what went wrong, or null.
+    Task<std::exception_ptr> queue(std::string tool, std::string threadID, std::string payload);
+    Task<void> watch(std::unique_ptr<CodexThreadSession> session, std::string payload,
                      ConversationReference reference, std::optional<std::string> afterMessageID,
                      LifecycleFailure lifecycleFailure);
+    Task<bool> hasBeenAnswered(std::string payload, ConversationReference reference,
+                               std::optional<std::string> afterMessageID);
 
     MainLoop& loop;
     Processes& processes;

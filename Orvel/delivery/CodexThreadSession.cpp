@@ -1,11 +1,12 @@
 #include "Orvel/delivery/CodexThreadSession.h"
 
+#include "Orvel/delivery/ChildEnding.h"
 #include "Orvel/delivery/CodexThreadLoaderError.h"
 #include "Orvel/delivery/JsonMessage.h"
 #include "Orvel/delivery/PipeWait.h"
+#include "Orvel/runtime/Random.h"
 #include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/text/Base64.h"
-#include "OrvelCore/text/Random.h"
 
 #include <algorithm>
 
@@ -21,8 +22,6 @@ using Opcode = CodexWebSocketCodec::Opcode;
 
 constexpr auto connectTime = 20s;
 constexpr auto completionPoll = 250ms;
-constexpr auto terminationTime = 1s;
-constexpr auto terminationPoll = 10ms;
 constexpr std::size_t largeText = 65'536; // Parsing more than this would hold the main loop.
 
 ChildLaunch serverLaunch(Processes& processes, const std::string& executable) {
@@ -274,12 +273,7 @@ Task<void> CodexThreadSession::close() {
     if (closed) co_return;
     closed = true;
     process->closePipes();
-    if (!process->exitStatus()) {
-        process->terminate();
-        const auto until = loop.uptime() + terminationTime;
-        while (!process->exitStatus() && loop.uptime() < until) co_await loop.sleep(terminationPoll);
-        if (!process->exitStatus()) process->kill();
-    }
+    co_await endChild(loop, *process);
     process.reset();
 }
 

@@ -9,6 +9,7 @@ class FileStore;
 class MainLoop;
 class Panels;
 class Pasteboard;
+class Processes;
 class Settings;
 
 /// References to the ports; whoever makes it keeps them alive.
@@ -19,6 +20,7 @@ struct Desktop {
     Applications& applications;
     Settings& settings;
     FileStore& files;
+    Processes& processes;
 };
 
 } // namespace orvel

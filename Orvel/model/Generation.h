@@ -12,6 +12,7 @@ class Generation {
     using Value = std::uint64_t;
 
     Value renew() { return ++value; }
+    Value current() const { return value; }
     bool isCurrent(Value kept) const { return kept == value; }
 
   private:

@@ -16,7 +16,8 @@ constexpr std::size_t stateFileLimit = 67'108'864;
 
 } // namespace
 
-OrvelModel::OrvelModel(Desktop desktop, AgentFolders folders, const std::string& statePath)
+OrvelModel::OrvelModel(Desktop desktop, ClaudeRelaySender& claudeSender, AgentFolders folders,
+                       const std::string& statePath)
     : desktop(desktop),
       folders(std::move(folders)),
       plain(changeSignal),
@@ -24,7 +25,11 @@ OrvelModel::OrvelModel(Desktop desktop, AgentFolders folders, const std::string&
       recentStore(joinedPath(parentFolder(statePath), "recent-conversations.json"),
                   [&files = desktop.files](const std::string& path, std::string_view contents) {
                       files.replaceFile(path, contents);
-                  }) {
+                  }),
+      relayFile(joinedPath(parentFolder(statePath), "relay-state.json"), desktop.files),
+      reading(desktop.loop, desktop.processes, this->folders.home),
+      codexSender(desktop.loop, desktop.processes, reading, this->folders.home),
+      claudeSender(claudeSender) {
     plain.recentConversations = recentStore.entries();
     plain.error = recentStore.loadErrorDescription();
     if (!fileExists(statePath)) return;

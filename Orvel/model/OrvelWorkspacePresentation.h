@@ -13,7 +13,10 @@ namespace orvel {
 struct OrvelWorkspaceState {
     bool hasSource = false; ///< A source is open: a conversation, pasted text or a chosen reference.
     bool loading = false;
-    bool busy = false; ///< The source's agent has not finished its turn.
+    bool sending = false;
+    bool busy = false;       ///< The source's agent has not finished its turn.
+    bool hasPending = false; ///< A saved message of this side is shown.
+    bool canRetry = false;   ///< The saved message may be sent again.
     bool hasFailure = false;
     bool hasContent = false; ///< The preview is not empty.
 
@@ -27,27 +30,59 @@ struct OrvelWorkspaceSnapshot {
         Agent agent = Agent::codex;
         std::string name;
         std::string title;
-        std::string role; ///< "From" or "To".
+        std::string role;   ///< "From" or "To".
+        bool isNew = false; ///< No conversation is chosen for this card yet.
 
         bool operator==(const Endpoint&) const = default;
     };
 
+    /// One arrow between two cards.
+    struct Route {
+        std::string id;
+        std::string fromID, toID;
+        std::string title;
+        bool selected = false;
+
+        bool operator==(const Route&) const = default;
+    };
+
+    /// How far a saved message has come.
+    enum class Delivery { saved, delivered, seen };
+
     OrvelWorkspaceState state;
     std::vector<Endpoint> endpoints;
-    std::string destination; ///< The destination's name for the user.
+    std::vector<Route> routes;
+    std::string destination;  ///< The destination's name for the user.
+    std::string primaryTitle; ///< The text of the primary action.
+    bool canSend = false;
     bool canCopy = false;
-    bool hasRange = false; ///< A conversation is loaded, of which a range can be chosen.
+    bool canEditNext = false;    ///< What is typed is a note for the transfer after the saved one.
+    bool canSubmitDraft = false; ///< Send may be pressed on the text that stands in Claude's editor.
+    bool hasRange = false;       ///< A conversation is loaded, of which a range can be chosen.
+    bool hasPending = false;
+    bool waitingForPaste = false; ///< The saved message was copied for the user to paste.
+    bool checkingDelivery = false;
+    std::optional<std::string> pendingMessage; ///< The text of the saved message.
+    std::optional<std::string> pendingFailure; ///< Why its delivery failed in this run.
+    Delivery pendingStep = Delivery::saved;
+    std::optional<MainLoop::Duration> watchedSince; ///< The uptime since which Codex's turn is watched.
     SelectedMessages messages;
     std::string sourceLabel;
     std::optional<std::string> error;
-    std::size_t previewSize = 0; ///< Bytes of the text that would be relayed.
-    std::string contextID;       ///< Changes whenever something else is shown.
+    std::optional<std::string> nextError; ///< Why the range of the next transfer cannot be shown.
+    std::optional<std::string> nextRange; ///< What the next transfer would hold.
+    std::size_t previewSize = 0;          ///< Bytes of the text that would be relayed.
+    std::string contextID;                ///< Changes whenever something else is shown.
 
     /// The large title: what is going on, in a few words.
     std::string statusTitle() const;
 };
 
 OrvelWorkspaceSnapshot workspaceSnapshot(const OrvelModel& model);
+
+/// Turns the relay round: opens the pair with the message going out from the route's first card. Does nothing
+/// while something is sent or loaded.
+void chooseWorkspaceRoute(OrvelModel& model, const std::string& routeID);
 
 /// The best name known for the conversation: what Codex calls the thread, else what the catalogue says, else
 /// its own title.

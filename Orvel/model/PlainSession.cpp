@@ -8,6 +8,7 @@
 #include "Orvel/runtime/MainLoop.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/RelayFormatter.h"
+#include "OrvelCore/conversations/TranscriptError.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
 #include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/text/Unicode.h"
@@ -73,6 +74,7 @@ void OrvelModel::removeRecent(std::string_view id) try {
 }
 
 void OrvelModel::useManualInput() {
+    relays.selectedPairID = std::nullopt;
     plain.selectedStartMessageID = std::nullopt;
     relays.sourceReference.reset();
     relays.relayLoadGeneration.renew();
@@ -90,6 +92,7 @@ void OrvelModel::setManualText(std::string text) {
 
 // What every load of a file does first. Gives the generation of this load.
 Generation::Value OrvelModel::beginLoad() {
+    relays.selectedPairID = std::nullopt;
     plain.selectedStartMessageID = std::nullopt;
     relays.sourceReference.reset();
     relays.relayLoadGeneration.renew();
@@ -125,11 +128,8 @@ Task<void> OrvelModel::recognizeAndLoad(std::string path, Generation::Value gene
 Task<void> OrvelModel::loadFile(std::string path, Agent source, Generation::Value generation) {
     SharedConversation loaded;
     std::string failure;
-    const auto read = [path, source]() -> SharedConversation {
-        return std::make_shared<Conversation>(TranscriptReader::read(path, source));
-    };
     try {
-        loaded = co_await desktop.loop.background(read);
+        loaded = co_await readWhole(path, source);
     } catch (const std::exception& error) {
         failure = error.what();
     }
@@ -141,6 +141,25 @@ Task<void> OrvelModel::loadFile(std::string path, Agent source, Generation::Valu
         plain.status = "Couldn't load the conversation.";
     }
     plain.isLoading = false;
+}
+
+// A file that holds only the tail of its conversation is read as its reference is.
+Task<SharedConversation> OrvelModel::readWhole(std::string path, Agent source) {
+    struct Reading {
+        SharedConversation conversation;
+        std::optional<ConversationReference> inheriting;
+    };
+    const auto read = [path, source]() -> Reading {
+        try {
+            return {std::make_shared<Conversation>(TranscriptReader::read(path, source)), std::nullopt};
+        } catch (const TranscriptError& error) {
+            if (error.kind() != TranscriptError::Case::inheritedHistory) throw;
+            return {nullptr, ConversationCatalog::reference(path, source)};
+        }
+    };
+    auto result = co_await desktop.loop.background(read);
+    if (!result.inheriting) co_return result.conversation;
+    co_return co_await reading.readReference(std::move(*result.inheriting));
 }
 
 void OrvelModel::finishLoad(const SharedConversation& loaded, const std::string& path, Agent source) {
@@ -164,14 +183,24 @@ void OrvelModel::recordRecent(const Conversation& loaded, const std::string& pat
 }
 
 void OrvelModel::selectRange(std::optional<std::string> messageID) {
+    if (isBusyWithMessage()) return;
+    relays.commandEditGeneration.renew();
     const auto& conversation = plain.conversation.get();
     plain.startIndex =
         conversation && messageID ? positionOf(conversation->messages, *messageID).value_or(0) : 0;
     plain.selectedStartMessageID = std::move(messageID);
+    saveCurrentDraft();
 }
 
 void OrvelModel::setInstruction(std::string text) {
+    if (isBusyWithMessage()) return;
+    relays.commandEditGeneration.renew();
+    if (editingSavedTransfer() && !noteIsForNextTransfer()) {
+        plain.selectedStartMessageID = std::nullopt;
+        plain.startIndex = 0;
+    }
     plain.instruction = std::move(text);
+    saveCurrentDraft();
 }
 
 std::optional<std::string> OrvelModel::checkpointKey() const {
@@ -198,15 +227,31 @@ void OrvelModel::restoreDestinationConversation() {
     selectUnsentRange();
 }
 
-std::string OrvelModel::sourceSpeakerLabel() const {
-    return std::string(rawValue(plain.source));
+// The choice among ten thousand messages is made once, not at each look.
+SelectedMessages OrvelModel::selectedMessages() const {
+    const SelectionBasis basis{relays.selectedPairID.revision(),
+                               relays.relayState.revision(),
+                               plain.conversation.revision(),
+                               plain.source.revision(),
+                               plain.selectedStartMessageID.revision(),
+                               plain.startIndex.revision(),
+                               plain.manualText.revision()};
+    if (!selection || selection->first != basis) selection.emplace(basis, newSelection());
+    return selection->second;
 }
 
-SelectedMessages OrvelModel::selectedMessages() const {
+SelectedMessages OrvelModel::newSelection() const {
     const auto& conversation = plain.conversation.get();
+    if (const auto pair = activePair(); pair && conversation) try {
+            if (noteIsForNextTransfer()) return SelectedMessages(nextTransferMessages(*conversation));
+            return SelectedMessages(relays.relayState->preview(pair->id, plain.source, *conversation,
+                                                               plain.selectedStartMessageID));
+        } catch (const std::exception&) {
+            return {};
+        }
     if (!conversation) {
         if (trimmed(plain.manualText.get()).empty()) return {};
-        return SelectedMessages({.id = "manual", .role = "context", .text = plain.manualText});
+        return SelectedMessages({Message{.id = "manual", .role = "context", .text = plain.manualText}});
     }
     const auto& chosen = plain.selectedStartMessageID.get();
     const auto start = chosen ? positionOf(conversation->messages, *chosen) : std::nullopt;
@@ -220,20 +265,30 @@ std::string OrvelModel::preview() const {
 }
 
 bool OrvelModel::startsAtCheckpoint() const {
+    if (const auto pair = activePair())
+        return !plain.selectedStartMessageID.get() &&
+               relays.relayState->checkpoints.contains(positionKey(pair->id, plain.source));
     return plain.conversation.get() && !plain.selectedStartMessageID.get() && plain.startIndex > 0;
 }
 
-bool OrvelModel::copy(Pasteboard& pasteboard) {
+void OrvelModel::copy(Pasteboard& pasteboard) {
+    if (!activePair()) return copyPlain(pasteboard);
+    if (plain.isLoading || isBusyWithMessage()) return;
+    relays.isPreparing = true;
+    tasks.start(copyRelay(pasteboard));
+}
+
+void OrvelModel::copyPlain(Pasteboard& pasteboard) {
     auto text = preview();
     if (text.empty() || plain.isLoading) {
         plain.error = plain.isLoading ? "Wait for the conversation to finish loading before copying."
                                       : "Enter a conversation or instructions to copy.";
-        return false;
+        return;
     }
     pasteboard.clearContents();
     if (!pasteboard.setString(text)) {
         plain.error = "Couldn't copy to the clipboard. Try again.";
-        return false;
+        return;
     }
     plain.error = std::nullopt;
     plain.copiedPreview = std::move(text);
@@ -245,7 +300,6 @@ bool OrvelModel::copy(Pasteboard& pasteboard) {
         fmt::format("Copied. Destination: {}. Paste into the intended conversation and send. Copying alone "
                     "does not confirm delivery.",
                     label(plain.destination));
-    return true;
 }
 
 } // namespace orvel

@@ -1,10 +1,10 @@
 #pragma once
 // The ports that Qt offers on every desktop: clipboard, panels, applications, settings.
 
-#include "Orvel/desktop/Applications.h"
 #include "Orvel/desktop/Panels.h"
-#include "Orvel/desktop/Pasteboard.h"
 #include "Orvel/desktop/Settings.h"
+#include "Orvel/platform/unavailable/UnavailableApplications.h"
+#include "Orvel/platform/unavailable/UnavailablePasteboard.h"
 
 #include <QPointer>
 #include <QString>
@@ -12,7 +12,7 @@
 
 namespace orvel {
 
-class QtPasteboard : public Pasteboard {
+class QtPasteboard : public UnavailablePasteboard {
   public:
     void clearContents() override;
     bool setString(std::string_view text) override;
@@ -28,7 +28,7 @@ class QtPanels : public Panels {
     QPointer<QWidget> window;
 };
 
-class QtApplications : public Applications {
+class QtApplications : public UnavailableApplications {
   public:
     void setWindow(QWidget* newWindow) { window = newWindow; }
     void activateSelf() override;

@@ -1,13 +1,14 @@
 #pragma once
 // A desktop in memory: what Orvel does to it can be looked at, and what it answers can be chosen.
 
-#include "Orvel/desktop/Applications.h"
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/desktop/FileStore.h"
 #include "Orvel/desktop/MemorySettings.h"
 #include "Orvel/desktop/Panels.h"
-#include "Orvel/desktop/Pasteboard.h"
 #include "Orvel/platform/simulated/SimulatedLoop.h"
+#include "Orvel/platform/simulated/SimulatedProcesses.h"
+#include "Orvel/platform/unavailable/UnavailableApplications.h"
+#include "Orvel/platform/unavailable/UnavailablePasteboard.h"
 
 #include <functional>
 #include <optional>
@@ -16,7 +17,7 @@
 
 namespace orvel {
 
-struct SimulatedPasteboard : Pasteboard {
+struct SimulatedPasteboard : UnavailablePasteboard {
     void clearContents() override { text.reset(); }
     bool setString(std::string_view newText) override {
         if (!refuses) text = newText;
@@ -37,7 +38,7 @@ struct SimulatedPanels : Panels {
     std::optional<std::string> answer;
 };
 
-struct SimulatedApplications : Applications {
+struct SimulatedApplications : UnavailableApplications {
     void activateSelf() override { ++activations; }
     bool revealFile(const std::string& path) override {
         revealed.push_back(path);
@@ -62,7 +63,7 @@ struct SimulatedFileStore : FileStore {
 
 struct SimulatedDesktop {
     explicit SimulatedDesktop(FileStore& store) : files(store) {}
-    Desktop ports() { return {loop, pasteboard, panels, applications, settings, files}; }
+    Desktop ports() { return {loop, pasteboard, panels, applications, settings, files, processes}; }
 
     SimulatedLoop loop;
     SimulatedPasteboard pasteboard;
@@ -70,6 +71,7 @@ struct SimulatedDesktop {
     SimulatedApplications applications;
     MemorySettings settings;
     SimulatedFileStore files;
+    SimulatedProcesses processes{loop};
 };
 
 } // namespace orvel

@@ -1,5 +1,5 @@
 #pragma once
-// Random bytes from the operating system.
+// Random bytes and identifiers, from the operating system.
 
 #include <cstddef>
 #include <string>
@@ -8,5 +8,8 @@ namespace orvel {
 
 /// Up to 256 unpredictable bytes. Throws std::runtime_error if the system gives none.
 std::string randomBytes(std::size_t count);
+
+/// A random UUID in upper case. Throws as `randomBytes`.
+std::string randomUUID();
 
 } // namespace orvel

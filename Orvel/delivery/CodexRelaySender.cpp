@@ -1,0 +1,167 @@
+#include "Orvel/delivery/CodexRelaySender.h"
+
+#include "Orvel/delivery/ChildEnding.h"
+#include "Orvel/delivery/CodexThreadLoader.h"
+#include "Orvel/delivery/CodexThreadLoaderError.h"
+#include "OrvelCore/files/FilePath.h"
+#include "OrvelCore/text/UUID.h"
+
+#include <array>
+#include <chrono>
+#include <vector>
+
+namespace orvel {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto acceptanceWait = 15s;
+constexpr auto acceptanceLook = 50ms;
+constexpr auto longestTurn = 3600s;
+
+std::vector<std::string> entriesOf(std::string_view searchPath) {
+    std::vector<std::string> entries;
+    for (;;) {
+        const auto end = searchPath.find(':');
+        if (end != 0 && !searchPath.empty()) entries.emplace_back(searchPath.substr(0, end));
+        if (end == searchPath.npos) return entries;
+        searchPath.remove_prefix(end + 1);
+    }
+}
+
+ChildLaunch queueLaunch(const std::string& executable, const std::string& threadID,
+                        const std::string& payload, const std::string& oldPath) {
+    const auto folder = std::string(parentFolder(executable));
+    return {.executable = executable,
+            .arguments = {"queue", "--thread", threadID, "--message", payload},
+            .environment = {{"PATH", folder + ":/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin:" + oldPath}}};
+}
+
+} // namespace
+
+CodexRelaySender::CodexRelaySender(MainLoop& loop, Processes& processes, ConversationReading& reading,
+                                   std::string home)
+    : loop(loop), processes(processes), reading(reading), home(std::move(home)) {}
+
+std::optional<std::string> CodexRelaySender::executable(Processes& processes, const std::string& home) {
+    std::vector<std::string> candidates;
+    for (const auto& folder : entriesOf(processes.environmentVariable("PATH").value_or("")))
+        candidates.push_back(joinedPath(folder, "codex"));
+    for (const auto* place : {"Library/pnpm/bin/codex", ".local/bin/codex"})
+        candidates.push_back(joinedPath(home, place));
+    candidates.insert(candidates.end(), {"/opt/homebrew/bin/codex", "/usr/local/bin/codex"});
+    for (auto& candidate : candidates)
+        if (processes.isExecutable(candidate)) return std::move(candidate);
+    return std::nullopt;
+}
+
+Task<void> CodexRelaySender::send(std::string payload, ConversationReference to,
+                                  std::optional<std::string> afterMessageID,
+                                  LifecycleFailure lifecycleFailure) {
+    const auto tool = executable(processes, home);
+    if (to.agent != Agent::codex || !isUUID(to.sessionID) || !tool)
+        throw RelaySendError(
+            "Codex CLI was not found or the conversation ID is invalid. Use Copy to recover.", true);
+
+    // Nothing has gone out yet: whatever fails here may be tried again.
+    std::unique_ptr<CodexThreadSession> session;
+    try {
+        session = co_await CodexThreadLoader::connect(loop, processes, *tool, to.sessionID);
+    } catch (const std::exception& failure) {
+        const auto* known = dynamic_cast<const CodexThreadLoaderError*>(&failure);
+        // The program that holds the conversation takes the message; there is just nothing to watch.
+        if (!known || known->kind() != CodexThreadLoaderError::Kind::activeWriter)
+            throw RelaySendError(std::string("Couldn't load the Codex conversation. Nothing was sent.\n") +
+                                     failure.what(),
+                                 true);
+    }
+
+    // From here on only the transcript can tell whether the message went in.
+    auto failure = co_await queue(*tool, to.sessionID, payload);
+    if (failure) {
+        if (session) co_await session->close();
+        std::rethrow_exception(failure);
+    }
+    if (session)
+        tasks.start(watch(std::move(session), std::move(payload), std::move(to), std::move(afterMessageID),
+                          std::move(lifecycleFailure)));
+}
+
+Task<std::exception_ptr> CodexRelaySender::queue(std::string tool, std::string threadID,
+                                                 std::string payload) {
+    try {
+        const auto oldPath = processes.environmentVariable("PATH").value_or("");
+        const auto child = processes.start(queueLaunch(tool, threadID, payload, oldPath));
+        const auto deadline = loop.uptime() + acceptanceWait;
+        auto status = child->exitStatus();
+        for (; !status && loop.uptime() < deadline; status = child->exitStatus())
+            co_await loop.sleep(acceptanceLook);
+        if (!status) {
+            co_await endChild(loop, *child);
+            throw RelaySendError(
+                "Codex acceptance verification timed out. Check delivery records before resending.");
+        }
+        if (*status != 0)
+            throw RelaySendError(
+                "Codex could not accept the queued message. Copy the pending message to recover.");
+        co_return nullptr;
+    } catch (const std::exception&) {
+        co_return std::current_exception();
+    }
+}
+
+Task<void> CodexRelaySender::watch(std::unique_ptr<CodexThreadSession> session, std::string payload,
+                                   ConversationReference reference, std::optional<std::string> afterMessageID,
+                                   LifecycleFailure lifecycleFailure) {
+    const auto threadID = reference.sessionID;
+    watched[threadID] = loop.uptime();
+    const CodexThreadSession::CompletionCheck isAnswered = [&] {
+        return hasBeenAnswered(payload, reference, afterMessageID);
+    };
+    std::optional<std::string> failure;
+    try {
+        co_await session->waitForTurnCompletion(longestTurn, isAnswered);
+    } catch (const std::exception& error) {
+        failure = error.what();
+    }
+    watched.erase(threadID);
+    if (failure)
+        lifecycleFailure(
+            "The connection waiting for the Codex reply ended. Check the conversation and delivery "
+            "records without resending.\n" +
+            *failure);
+    co_await session->close();
+}
+
+Task<bool> CodexRelaySender::hasBeenAnswered(std::string payload, ConversationReference reference,
+                                             std::optional<std::string> afterMessageID) {
+    SharedConversation conversation;
+    try {
+        conversation = co_await reading.readIfChanged(reference);
+    } catch (const std::exception&) {
+        co_return false;
+    }
+    co_return completedPayload(payload, afterMessageID, *conversation);
+}
+
+bool CodexRelaySender::completedPayload(std::string_view payload,
+                                        const std::optional<std::string>& afterMessageID,
+                                        const Conversation& conversation) {
+    if (conversation.isBusy || conversation.hasAmbiguousBranches) return false;
+    const auto& messages = conversation.messages;
+    std::size_t next = 0;
+    if (afterMessageID) {
+        const auto before = positionOf(messages, *afterMessageID);
+        if (!before) return false;
+        next = *before + 1;
+    }
+    while (next < messages.size() && (messages[next].role != "user" || messages[next].text != payload))
+        ++next;
+    if (next == messages.size()) return false;
+    for (++next; next < messages.size() && messages[next].role != "user"; ++next)
+        if (messages[next].role == "assistant") return true;
+    return false;
+}
+
+} // namespace orvel

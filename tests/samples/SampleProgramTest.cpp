@@ -1,0 +1,85 @@
+// The program orvel-sample-codex as a child of Orvel's own delivery, in a sample home.
+
+#include "Orvel/delivery/CodexRelaySender.h"
+#include "Orvel/delivery/ConversationReading.h"
+#include "Orvel/platform/sample/SampleProcesses.h"
+#include "OrvelCore/conversations/ConversationCatalog.h"
+#include "PollWorld.h"
+#include "core/Outcome.h"
+#include "samples/SampleHome.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace orvel;
+
+namespace {
+
+class SampleProgramTest : public testing::Test {
+  protected:
+    SampleProgramTest() {
+        for (const auto& found : ConversationCatalog::list(home.folders()))
+            if (found.agent == Agent::codex) reference = found;
+    }
+
+    std::string send(const std::string& text) {
+        return world.outcomeOf(sender.send(text, reference, std::nullopt, [this](const auto& failure) {
+            ADD_FAILURE() << failure;
+            failures.push_back(failure);
+        }));
+    }
+
+    std::string transcript() const {
+        return outcomeOf(TranscriptReader::read(reference.transcriptPath, Agent::codex));
+    }
+
+    SampleHome home{SAMPLE_CODEX};
+    ConversationReference reference;
+    std::vector<std::string> failures;
+    PollWorld world;
+    SampleProcesses processes{world.processes, home.toolFolder(), home.folders().codex};
+    ConversationReading reading{world.loop, processes, home.home()};
+    CodexRelaySender sender{world.loop, processes, reading, home.home()};
+};
+
+} // namespace
+
+TEST_F(SampleProgramTest, TakesAMessageAndRepliesToIt) {
+    EXPECT_EQ(send("First line\nand “more”"), "done");
+    EXPECT_EQ(sender.watchedTurns().size(), 1U);
+    EXPECT_TRUE(world.runUntil([&] { return sender.watchedTurns().empty(); }));
+    EXPECT_THAT(transcript(),
+                testing::HasSubstr("user: First line\nand “more” | assistant: This is the reply"));
+    EXPECT_EQ(send("Second"), "done");
+    EXPECT_TRUE(world.runUntil([&] { return sender.watchedTurns().empty(); }));
+    EXPECT_THAT(transcript(), testing::EndsWith("It begins: “Second”"));
+}
+
+TEST_F(SampleProgramTest, EndsAsTheRealOneDoes) {
+    const auto codex = home.toolFolder() + "/codex";
+    const std::string unknown = "99999999-9999-4999-8999-999999999999";
+    const struct {
+        std::vector<std::string> arguments;
+        int status;
+    } cases[] = {{{"queue", "--thread", reference.sessionID, "--message", "M"}, 0},
+                 {{"queue", "--thread", unknown, "--message", "M"}, 1},
+                 {{"queue", "--thread", reference.sessionID, "--message", "-M"}, 2},
+                 {{"queue", "--thread", reference.sessionID, "--message", ""}, 2},
+                 {{"exec"}, 2}};
+    for (const auto& [arguments, status] : cases) {
+        const auto child = processes.start({.executable = codex, .arguments = arguments});
+        EXPECT_TRUE(world.runUntil([&] { return child->exitStatus().has_value(); }));
+        EXPECT_EQ(child->exitStatus(), status) << testing::PrintToString(arguments);
+    }
+    EXPECT_THAT(transcript(), testing::EndsWith("It begins: “M”"));
+
+    const auto proxy =
+        processes.start({.executable = codex, .arguments = {"app-server", "proxy"}, .hasPipes = true});
+    proxy->terminate();
+    EXPECT_TRUE(world.runUntil([&] { return proxy->exitStatus().has_value(); }));
+    const auto closed =
+        processes.start({.executable = codex, .arguments = {"app-server", "proxy"}, .hasPipes = true});
+    closed->closePipes();
+    EXPECT_TRUE(world.runUntil([&] { return closed->exitStatus().has_value(); }));
+    EXPECT_EQ(closed->exitStatus(), 0);
+}
