@@ -59,20 +59,25 @@ Event textEvent(std::string text) {
     return {Event::Kind::text, std::move(text)};
 }
 
-// Combines the bytes with the mask over and over, many at a time: compilers make vector code of the blocks.
-void applyMask(char* bytes, std::size_t size, const CodexWebSocketCodec::Mask& mask) {
-    constexpr std::size_t block = 32;
-    std::array<char, block> repeated;
-    for (std::size_t i = 0; i < block; i += mask.size()) std::memcpy(&repeated[i], mask.data(), mask.size());
-    std::size_t at = 0;
-    for (; size - at >= block; at += block) {
-        std::array<std::uint64_t, block / 8> words, masks;
-        std::memcpy(words.data(), bytes + at, block);
-        std::memcpy(masks.data(), repeated.data(), block);
-        for (std::size_t i = 0; i < words.size(); ++i) words[i] ^= masks[i];
-        std::memcpy(bytes + at, words.data(), block);
+// Appends the bytes combined with the mask over and over, a word at a time: compilers make vector code of it.
+void appendMasked(std::string& frame, std::string_view payload, const CodexWebSocketCodec::Mask& mask) {
+    std::uint64_t maskWord = 0;
+    std::array<char, sizeof maskWord> repeated;
+    for (std::size_t i = 0; i < repeated.size(); ++i) repeated[i] = mask[i % mask.size()];
+    std::memcpy(&maskWord, repeated.data(), sizeof maskWord);
+
+    const auto begin = frame.size();
+    frame.resize(begin + payload.size());
+    char* const to = frame.data() + begin;
+    const auto inWords = payload.size() - payload.size() % sizeof maskWord;
+    for (std::size_t at = 0; at < inWords; at += sizeof maskWord) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, payload.data() + at, sizeof word);
+        word ^= maskWord;
+        std::memcpy(to + at, &word, sizeof word);
     }
-    for (; at < size; ++at) bytes[at] = static_cast<char>(bytes[at] ^ repeated[at % block]);
+    for (auto at = inWords; at < payload.size(); ++at)
+        to[at] = static_cast<char>(payload[at] ^ repeated[at % sizeof maskWord]);
 }
 
 // The head of an answer
@@ -229,13 +234,7 @@ std::string CodexWebSocketCodec::clientFrame(Opcode opcode, std::string_view pay
         appendBigEndian(frame, payload.size(), 8);
     }
     frame.append(mask.data(), mask.size());
-    // In blocks that stay in the nearest cache between being copied and being masked.
-    constexpr std::size_t block = 16'384;
-    for (std::size_t at = 0; at < payload.size(); at += block) {
-        const auto begin = frame.size();
-        frame += payload.substr(at, block);
-        applyMask(frame.data() + begin, frame.size() - begin, mask);
-    }
+    appendMasked(frame, payload, mask);
     return frame;
 }
 
