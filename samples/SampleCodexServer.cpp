@@ -164,7 +164,7 @@ Json SampleCodexServer::answerTo(const std::string& method, const Json& params, 
 
 Json SampleCodexServer::initialize(const Json& params, const SampleMoment&) {
     if (introduced) throw Refusal("Already initialized");
-    const auto client = params.at("clientInfo");
+    const auto& client = params.at("clientInfo");
     introduced = true;
     socket.sendPing("orvel-sample");
     askClient();
@@ -209,7 +209,8 @@ Json SampleCodexServer::listTurns(const SampleCodexThread& thread, const Json& p
     // A cursor is the turn with which its page begins.
     auto first = turns.begin();
     if (const auto cursor = params.find("cursor"); cursor != params.end() && !cursor->is_null()) {
-        first = std::find_if(first, turns.end(), [&](const auto& turn) { return turn.id == *cursor; });
+        const auto id = cursor->get<std::string>();
+        first = std::find_if(first, turns.end(), [&](const auto& turn) { return turn.id == id; });
         if (first == turns.end()) throw Refusal("invalid cursor");
     }
     const auto limit = std::clamp<std::size_t>(params.value("limit", std::size_t{25}), 1, largestPage);

@@ -54,9 +54,9 @@ std::vector<std::string> SampleWebSocketServer::receive(std::string_view bytes) 
     input += bytes;
     if (!upgraded && !closed) upgrade();
     while (upgraded && !closed) {
-        auto frame = nextFrame();
+        const auto frame = nextFrame();
         if (!frame) break;
-        take(std::move(*frame), texts);
+        take(*frame, texts);
     }
     return texts;
 }
@@ -136,7 +136,7 @@ std::optional<SampleWebSocketServer::Frame> SampleWebSocketServer::nextFrame() {
     return frame;
 }
 
-void SampleWebSocketServer::take(Frame frame, std::vector<std::string>& texts) {
+void SampleWebSocketServer::take(const Frame& frame, std::vector<std::string>& texts) {
     switch (frame.opcode) {
     case continuation:
     case text:

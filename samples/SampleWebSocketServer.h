@@ -36,7 +36,7 @@ class SampleWebSocketServer {
 
     void upgrade();
     std::optional<Frame> nextFrame();
-    void take(Frame frame, std::vector<std::string>& texts);
+    void take(const Frame& frame, std::vector<std::string>& texts);
     void sendFrame(unsigned opcode, std::string_view payload);
     void complain(std::uint16_t closeCode, std::string_view words);
 

@@ -155,7 +155,7 @@ CodexTranscript& CodexTranscript::interrupt() {
     return *this;
 }
 
-void CodexTranscript::writeMeta(Json more) {
+void CodexTranscript::writeMeta(const Json& more) {
     Json meta{{"id", session.id},
               {"timestamp", timestamp(nextRecordAt)},
               {"cwd", session.workingDirectory},
@@ -175,7 +175,7 @@ void CodexTranscript::write(std::string_view type, Json payload) {
     nextRecordAt += pause;
 }
 
-void CodexTranscript::writeEvent(std::string_view type, Json more) {
+void CodexTranscript::writeEvent(std::string_view type, const Json& more) {
     Json event{{"type", type}, {"turn_id", turnID}};
     event.update(more);
     write("event_msg", std::move(event));

@@ -73,9 +73,9 @@ class CodexTranscript {
     struct Continued {};
     CodexTranscript(Continued, SampleSession session, std::int64_t recordCount);
 
-    void writeMeta(nlohmann::ordered_json more);
+    void writeMeta(const nlohmann::ordered_json& more);
     void write(std::string_view type, nlohmann::ordered_json payload);
-    void writeEvent(std::string_view type, nlohmann::ordered_json more);
+    void writeEvent(std::string_view type, const nlohmann::ordered_json& more);
     void writeUserMessage(const std::vector<std::string>& texts, const std::vector<std::string>& kinds);
     void writeAssistantMessage(std::string_view text, std::string_view phase);
 
