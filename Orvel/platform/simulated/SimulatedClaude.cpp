@@ -387,6 +387,7 @@ void SimulatedClaude::userAttaches(const std::string& desktopID) {
 
 void SimulatedClaude::userComposes(const std::string& text) {
     if (!editor) return;
+    if (composition.empty()) compositionBegan = desktop.loop.uptime();
     composition = text;
     textChanged();
 }

@@ -108,6 +108,10 @@ class SimulatedClaude : public SimulatedApplication {
     const std::list<Conversation>& conversations() const { return all; }
     const std::string& shown() const { return route; }
     const std::vector<Deed>& deeds() const { return done; }
+    /// Since when a composition is open, as uptime.
+    std::optional<Duration> composingSince() const {
+        return composition.empty() ? std::nullopt : std::optional(compositionBegan);
+    }
     /// The text in the editor that is shown, open composition included.
     std::string editorText();
     SimulatedElement::Shared windowElement() const { return window; }
@@ -177,7 +181,7 @@ class SimulatedClaude : public SimulatedApplication {
     Element sendButton, stopButton, replyNote, attachment;
     bool isSendComing = false;
     std::optional<std::string> seen;
-    Duration seenAt{0};
+    Duration seenAt{0}, compositionBegan{0};
 };
 
 } // namespace orvel
