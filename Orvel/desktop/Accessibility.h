@@ -104,6 +104,10 @@ using AXElements = std::vector<AXElement>;
 using AXValue = std::variant<std::monostate, AXNull, std::string, bool, double, AXURL, AXRange, AXPoint,
                              AXSize, AXElement, AXElements, std::vector<std::string>, AXOpaque>;
 
+inline bool isNothing(const AXValue& value) {
+    return std::holds_alternative<std::monostate>(value) || std::holds_alternative<AXNull>(value);
+}
+
 /// What a read gave. Without success there is no value; with it there may be none all the same.
 struct AXReading {
     AXStatus status = AXStatus::apiDisabled;

@@ -108,6 +108,17 @@ std::string_view yesOrNo(bool holds) {
 
 } // namespace
 
+bool isURL(std::string_view text) {
+    return !text.empty() && componentsOf(text).has_value();
+}
+
+std::optional<std::string> claudeWebPath(std::string_view url) {
+    auto components = componentsOf(url);
+    if (!components || components->scheme != originScheme || components->host != originHost)
+        return std::nullopt;
+    return std::move(components->path);
+}
+
 ClaudeCodeRoute ClaudeCodeRoute::of(std::string_view url) {
     static constexpr std::string_view page = "/epitaxy", conversations = "/epitaxy/", prefix = "local_";
     const auto components = componentsOf(url);

@@ -9,6 +9,12 @@ namespace orvel {
 
 inline constexpr std::string_view claudeWebOrigin = "https://claude.ai";
 
+/// Whether the text is a URL, of whatever kind.
+bool isURL(std::string_view text);
+
+/// The path of a page of Claude's web origin, still percent-encoded; nothing for any other URL.
+std::optional<std::string> claudeWebPath(std::string_view url);
+
 /// A page of Code conversations.
 struct ClaudeCodeRoute {
     enum class Kind { conversation, newConversation, unsupported };

@@ -1,5 +1,6 @@
 #include "OrvelCore/commands/DiagnosticText.h"
 
+#include "OrvelCore/text/UUID.h"
 #include "OrvelCore/text/Unicode.h"
 
 #include <algorithm>
@@ -40,6 +41,13 @@ DiagnosticText DiagnosticText::oneOf(std::string_view value, std::span<const Fix
     const auto name =
         std::find_if(names.begin(), names.end(), [&](const auto& known) { return known.view() == value; });
     return name == names.end() ? otherwise : *name;
+}
+
+DiagnosticText DiagnosticText::uuid(std::string_view value) {
+    if (!isUUID(value)) return FixedWords("Unknown");
+    DiagnosticText result;
+    for (const char c : value) result.string += c >= 'a' && c <= 'f' ? static_cast<char>(c - 'a' + 'A') : c;
+    return result;
 }
 
 DiagnosticText DiagnosticText::milliseconds(double seconds) {

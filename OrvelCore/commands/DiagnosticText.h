@@ -74,6 +74,9 @@ class DiagnosticText {
     static DiagnosticText oneOf(std::string_view value, std::span<const FixedWords> names,
                                 FixedWords otherwise);
 
+    /// A UUID in upper case, or "Unknown" if it is none.
+    static DiagnosticText uuid(std::string_view value);
+
     /// A time in whole milliseconds, or "Unavailable" if it is no finite number.
     static DiagnosticText milliseconds(double seconds);
 

@@ -72,6 +72,15 @@ bool isValidUTF8(std::string_view bytes) {
     return simdjson::validate_utf8(bytes.data(), bytes.size());
 }
 
+std::size_t utf16Length(std::string_view text) {
+    std::size_t units = 0;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        units += (byte & 0xC0) == 0x80 ? 0 : byte >= 0xF0 ? 2 : 1;
+    }
+    return units;
+}
+
 std::string_view trimmed(std::string_view text) {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
     const auto size = static_cast<std::int32_t>(text.size());

@@ -13,6 +13,9 @@ bool isValidUTF8(std::string_view bytes);
 /// The text, of less than 2 GiB, without White_Space characters at both ends; a view into the argument.
 std::string_view trimmed(std::string_view text);
 
+/// The length of valid UTF-8 in UTF-16 units.
+std::size_t utf16Length(std::string_view text);
+
 /// The first `count` user-perceived characters (extended grapheme clusters); a view into the argument.
 std::string_view firstCharacters(std::string_view text, std::size_t count);
 

@@ -111,8 +111,7 @@ ConversationReference ExplorationDesk::claudeReference() const {
 }
 
 void ExplorationDesk::boot() {
-    const auto folders =
-        AgentFolders::of(folder + "/home", std::nullopt, std::nullopt, folder + "/config");
+    const auto folders = AgentFolders::of(folder + "/home", std::nullopt, std::nullopt, folder + "/config");
     orvel = std::make_unique<OrvelProcess>(desktop, folders, folder + "/data/state.json");
     perform([](OrvelProcess& started) { started.model.restoreRelay(); });
 }

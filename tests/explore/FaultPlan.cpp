@@ -168,8 +168,8 @@ std::span<const FaultKind> allFaults() {
 }
 
 const FaultKind* faultNamed(std::string_view name) {
-    const auto* found =
-        std::find_if(std::begin(faults), std::end(faults), [&](const auto& kind) { return kind.name == name; });
+    const auto* found = std::find_if(std::begin(faults), std::end(faults),
+                                     [&](const auto& kind) { return kind.name == name; });
     return found == std::end(faults) ? nullptr : found;
 }
 

@@ -55,7 +55,8 @@ std::span<const RuleText> allRules() {
 }
 
 std::string_view nameOf(Rule rule) {
-    return std::find_if(std::begin(rules), std::end(rules), [&](const auto& text) { return text.rule == rule; })
+    return std::find_if(std::begin(rules), std::end(rules),
+                        [&](const auto& text) { return text.rule == rule; })
         ->name;
 }
 
@@ -131,7 +132,8 @@ void SafetyJudge::judgeWrite(const Deed& deed) {
 
 void SafetyJudge::judgePress(const Deed& deed) {
     if (deed.byPerson) return;
-    if (deed.desktopID != destination) fail(Rule::onlyTheMessageIsSent, "pressed Send in another conversation");
+    if (deed.desktopID != destination)
+        fail(Rule::onlyTheMessageIsSent, "pressed Send in another conversation");
     if (deed.lastSeen != payload())
         fail(Rule::onlyTheMessageIsSent, "pressed Send without having seen the message in the editor");
 }
@@ -174,7 +176,8 @@ void SafetyJudge::judgeReceipts() {
         const auto& started = desk.orvel->started;
         if (!started) return;
         const auto* made = desk.claude.conversation(started->desktopSessionID.value_or(""));
-        if (!made || !holds(*made)) fail(Rule::receivedOnlyIfThere, "gave a conversation without the message");
+        if (!made || !holds(*made))
+            fail(Rule::receivedOnlyIfThere, "gave a conversation without the message");
         return;
     }
     const bool isThere = holds(*desk.claude.conversation(destination));
@@ -203,8 +206,9 @@ void SafetyJudge::judgeDiagnostics() {
 
 void SafetyJudge::judgeRest() {
     const auto& relay = desk.model().relay();
-    if (!desk.isIdle() || relay.isSending.get() || relay.isPreparing.get() || relay.isCheckingReceipts.get() ||
-        relay.isDiscovering.get() || relay.isRefreshingBusySource || desk.model().session().isLoading.get())
+    if (!desk.isIdle() || relay.isSending.get() || relay.isPreparing.get() ||
+        relay.isCheckingReceipts.get() || relay.isDiscovering.get() || relay.isRefreshingBusySource ||
+        desk.model().session().isLoading.get())
         fail(Rule::comesToRest, "an operation is still under way");
 }
 
@@ -213,9 +217,9 @@ void SafetyJudge::judgeHolds() {
     const auto& hold = desk.desktop.loop.longestHold();
     if (desk.desktop.loop.latestCall() > longestUnbrokenHold ||
         hold.duration - hold.slowestCall > longestUnbrokenHold)
-        fail(Rule::mainThreadIsFree,
-             "held for " + std::to_string(hold.duration / 1us) + " microseconds, of which the slowest call took " +
-                 std::to_string(hold.slowestCall / 1us));
+        fail(Rule::mainThreadIsFree, "held for " + std::to_string(hold.duration / 1us) +
+                                         " microseconds, of which the slowest call took " +
+                                         std::to_string(hold.slowestCall / 1us));
 }
 
 } // namespace orvel::explore

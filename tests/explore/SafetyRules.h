@@ -48,6 +48,8 @@ class SafetyJudge {
 
     /// The text that is to be delivered where no transfer holds it, into the page of a new conversation.
     void expectNewConversation(std::string payload);
+    /// An earlier attempt has written the message.
+    void expectNoWrite() { writes = 1; }
     /// The user lets Orvel press Send once more.
     void allowAnotherPress() { ++allowedPresses; }
     /// Calls that were made slow on purpose say nothing of how long Orvel holds the main thread.

@@ -1,10 +1,8 @@
 #include "explore/Scenarios.h"
 
 #include "OrvelCore/relay/RelayStateJson.h"
-#include "OrvelCore/text/Unicode.h"
 
 #include <algorithm>
-#include <filesystem>
 
 namespace orvel::explore {
 
@@ -19,8 +17,7 @@ constexpr auto newText = "CANARY begin here";
 void inClaude(ExplorationDesk& desk, const std::string& shown) {
     desk.claude.habits.messagesShown = 1;
     RelayState state;
-    int ids = 0;
-    const RelayStamp stamp{[&] { return fmtID(++ids); }, 800'000'000};
+    const RelayStamp stamp{[] { return std::string("00000000-0000-4000-8000-000000000001"); }, 800'000'000};
     const auto pair = state.pair(desk.codexReference(), desk.claudeReference(), std::nullopt, stamp);
     state.setDraft(pair.id, Agent::codex, note, std::nullopt, false);
     desk.disk.replaceFile(desk.relayStatePath(), encodeRelayState(state));
@@ -152,7 +149,14 @@ constexpr Scenario scenarios[] = {
     {"slow page", "a send into a page that takes its time", slowPage, sendRelay},
     {"late receipt", "a send whose receipt comes when nobody waits for it any more", slowReceipt, sendRelay},
     {"launch", "a send for which Claude is started first", claudeNotStarted, sendRelay},
-    {"recovery", "Send is pressed on a message that was left in the editor", messageLeftInEditor, submitDraft},
+    {"recovery",
+     "Send is pressed on a message that was left in the editor",
+     messageLeftInEditor,
+     submitDraft,
+     Ending::received,
+     nullptr,
+     {},
+     true},
     {"retry", "an ordinary send, and whatever Orvel offers after its failure", atDestination, sendRelay,
      Ending::received, userGoesOn},
     {"new conversation", "a first message into a conversation that it makes", atEmptyElsewhere,

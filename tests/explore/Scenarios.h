@@ -29,6 +29,7 @@ struct Scenario {
     /// What the user does when all has come to rest and the faults have stopped; may be null.
     void (*afterwards)(ExplorationDesk& desk, SafetyJudge& judge) = nullptr;
     std::string_view newConversation = {}; ///< The text for a new conversation, if one is to be made.
+    bool isWritten = false;                ///< The message was written before.
 };
 
 std::span<const Scenario> allScenarios();

@@ -392,6 +392,13 @@ void SimulatedClaude::userComposes(const std::string& text) {
     textChanged();
 }
 
+void SimulatedClaude::userFinishesComposing() {
+    if (!editor || composition.empty()) return;
+    draft() += std::exchange(composition, {});
+    desktop.windows.showCandidates(false);
+    textChanged();
+}
+
 void SimulatedClaude::userFocuses(bool newFocus) {
     isEditorFocused = newFocus;
     setFocus();

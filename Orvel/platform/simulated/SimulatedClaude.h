@@ -96,6 +96,7 @@ class SimulatedClaude : public SimulatedApplication {
     void userSetsDraft(const std::string& desktopID, const std::string& text);
     void userAttaches(const std::string& desktopID);
     void userComposes(const std::string& text); ///< Opens a composition with this unconfirmed text.
+    void userFinishesComposing();
     void userFocuses(bool editor);
     void userSends();
     void closesWindow();

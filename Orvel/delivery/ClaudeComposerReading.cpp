@@ -1,0 +1,144 @@
+// The editor of a Claude page and the controls around it, told by where they stand.
+
+#include "Orvel/delivery/ClaudeReadiness.h"
+#include "Orvel/delivery/ClaudeWindowReading.h"
+#include "Orvel/delivery/RelaySendError.h"
+#include "OrvelCore/commands/DiagnosticSummary.h"
+
+#include <algorithm>
+
+namespace orvel {
+
+namespace {
+
+constexpr std::size_t rootLevel = 5,
+                      diagnosticLevel = 6; // Of the editor's ancestors; the parent has level 1.
+
+bool isTextInput(const std::string& role) {
+    return role == "AXTextArea" || role == "AXTextField";
+}
+
+bool isForeign(const std::string& role) {
+    return role == "AXSheet" || role == "AXDialog" || role == "AXWebArea";
+}
+
+bool holds(const std::vector<std::string>& labels, std::string_view label) {
+    return std::find(labels.begin(), labels.end(), label) != labels.end();
+}
+
+bool tellsOfAttachment(const std::string& label) {
+    return label.starts_with("Remove ") || label.find("添付を削除") != label.npos;
+}
+
+} // namespace
+
+Task<ClaudeSnapshot> ClaudeWindowReading::composerSnapshot(AXElement editor, AXElement page,
+                                                           AXElements responseNodes, std::string text,
+                                                           bool diagnosticDetails) {
+    ClaudeSnapshot snapshot{page, responseNodes, editor, text};
+    const auto root = co_await composerRoot(editor, diagnosticDetails, snapshot.diagnostics);
+    co_await readControls(root, snapshot);
+    if (!snapshot.isResponding) snapshot.isResponding = co_await stillResponds(responseNodes);
+    co_await step();
+    readSendEnabled(snapshot);
+    co_return snapshot;
+}
+
+// The ancestor that holds the composer, if all up to it are groups.
+Task<AXElement> ClaudeWindowReading::composerRoot(AXElement editor, bool diagnosticDetails,
+                                                  DiagnosticText& diagnostics) {
+    auto ancestor = editor, root = editor;
+    for (std::size_t level = 1; level <= (diagnosticDetails ? diagnosticLevel : rootLevel); ++level) {
+        co_await step();
+        const auto parent = checkedElement(ancestor, "AXParent");
+        requireClaude(parent.has_value());
+        ancestor = *parent;
+        accessibility.setMessagingTimeout(ancestor, elementTimeout);
+        co_await step();
+        const auto role = checkedString(ancestor, "AXRole");
+        if (diagnosticDetails) {
+            const auto line = co_await ancestorLine(level, ancestor, role);
+            if (line && !diagnostics.text().empty()) diagnostics += FixedWords("\n");
+            if (line) diagnostics += *line;
+        }
+        requireClaude(role == "AXGroup");
+        if (level > rootLevel) break;
+        root = ancestor;
+        if (auto* attempt = history.current()) attempt->parents = level;
+    }
+    co_return root;
+}
+
+// What stands below an ancestor of the editor; nothing if that can't be read.
+Task<std::optional<DiagnosticText>> ClaudeWindowReading::ancestorLine(std::size_t level, AXElement ancestor,
+                                                                      std::optional<std::string> role) {
+    std::size_t elements = 0, buttons = 0, sendLabels = 0, sendValues = 0;
+    try {
+        const auto nodes = co_await descendants(ancestor, diagnosticLimit);
+        elements = nodes.size();
+        for (const auto& node : nodes) {
+            if (node.role != "AXButton") continue;
+            ++buttons;
+            const auto texts = co_await labels(node.element);
+            if (holds(texts, "Send")) ++sendLabels;
+            co_await step();
+            if (checkedString(node.element, "AXValue") == "Send") ++sendValues;
+        }
+    } catch (const Failure&) {
+        co_return std::nullopt;
+    }
+    co_return DiagnosticText::of("Ancestor {}: role={}, element={}, button={}, Send label={}, Send value={}",
+                                 level, role ? DiagnosticSummary::role(role) : FixedWords("Unknown"),
+                                 elements, buttons, sendLabels, sendValues);
+}
+
+// Judges what stands in the composer, and finds its Send button, attachments, and whether a reply can be
+// stopped.
+Task<void> ClaudeWindowReading::readControls(AXElement root, ClaudeSnapshot& snapshot) {
+    const auto nodes = co_await descendants(root, composerLimit);
+    AXElements inputs;
+    for (const auto& node : nodes) {
+        if (isTextInput(node.role)) inputs.push_back(node.element);
+        requireClaude(!isForeign(node.role));
+    }
+    requireClaude(inputs.size() == 1 && inputs.front() == snapshot.editor);
+
+    for (const auto& node : nodes) {
+        if (node.role != "AXButton") continue;
+        const auto texts = co_await labels(node.element);
+        if (holds(texts, "Send")) {
+            requireClaude(!snapshot.sendButton);
+            snapshot.sendButton = node.element;
+        }
+        if (std::any_of(texts.begin(), texts.end(), tellsOfAttachment)) snapshot.hasAttachment = true;
+        if (holds(texts, "Stop")) snapshot.isResponding = true;
+    }
+}
+
+Task<bool> ClaudeWindowReading::stillResponds(AXElements responseNodes) {
+    for (const auto& node : responseNodes) {
+        co_await step();
+        if (checkedString(node, "AXValue") == respondingText) co_return true;
+    }
+    co_return false;
+}
+
+void ClaudeWindowReading::readSendEnabled(ClaudeSnapshot& snapshot) {
+    if (!snapshot.sendButton) {
+        snapshot.sendEnabledDiagnostic = FixedWords("No Send button");
+        return;
+    }
+    const auto reading = accessibility.attribute(*snapshot.sendButton, "AXEnabled");
+    history.axFailure("AXEnabled", reading.status);
+    if (reading.status != AXStatus::success) {
+        snapshot.sendEnabledDiagnostic =
+            DiagnosticText::of("Unavailable AX={}", static_cast<std::int32_t>(reading.status));
+    } else if (const auto* enabled = reading.as<bool>()) {
+        snapshot.sendEnabled = *enabled;
+        snapshot.sendEnabledDiagnostic = DiagnosticText::of("{} (AX succeeded / Boolean)", *enabled);
+    } else {
+        snapshot.sendEnabledDiagnostic = FixedWords("AX succeeded; no value or non-Boolean type");
+    }
+}
+
+} // namespace orvel

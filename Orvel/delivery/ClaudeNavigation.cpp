@@ -1,0 +1,289 @@
+#include "Orvel/delivery/ClaudeNavigation.h"
+
+#include "Orvel/delivery/ClaudeConversationNavigation.h"
+#include "Orvel/delivery/ClaudeReadiness.h"
+#include "Orvel/delivery/RelaySendError.h"
+#include "OrvelCore/commands/ClaudeRoutes.h"
+#include "OrvelCore/commands/GoogleIMEWindowPolicy.h"
+
+namespace orvel {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Composition = NavigationInput::Composition;
+using Stage = ClaudeRelayDiagnosticHistory::Stage;
+
+constexpr MainLoop::Duration patience = 5s, pause = 100ms;
+constexpr std::size_t mostAncestors = 64;
+
+constexpr const char* unconfirmedComposition =
+    "The source Claude editor has unconfirmed composition. No conversation navigation was performed.";
+
+std::string_view orEmpty(const std::optional<std::string>& text) {
+    return text ? std::string_view(*text) : std::string_view();
+}
+
+double secondsOf(MainLoop::Duration time) {
+    return std::chrono::duration<double>(time).count();
+}
+
+Composition compositionOf(MarkedTextEvidence marked, const InputSource& source, bool hasText) {
+    if (marked == MarkedTextEvidence::marked ||
+        (!source.isASCIICapable && marked != MarkedTextEvidence::absent))
+        return Composition::unconfirmed;
+    const bool cannotCompose =
+        KnownASCIISource::matches(source.id, source.type, source.isASCIICapable.value_or(false));
+    return hasText && !cannotCompose ? Composition::requiresCandidateCheck : Composition::none;
+}
+
+// Why a draft would not surely survive.
+DiagnosticText candidateFailure(const GoogleIMEWindowPolicy::Evidence& evidence) {
+    const auto reason =
+        evidence.state == GoogleIMEWindowPolicy::State::present
+            ? FixedWords("Japanese candidates are visible")
+            : FixedWords("Japanese candidate state could not be rechecked within the time limit");
+    return DiagnosticText::of(
+        "In the source editor, {}. The draft was kept; no conversation navigation was performed.\n"
+        "Candidate read: {} ms / Recheck completed: {} ms / State: {}",
+        reason, DiagnosticText::milliseconds(evidence.observationFinished - evidence.observationStarted),
+        DiagnosticText::milliseconds(evidence.now - evidence.observationStarted),
+        GoogleIMEWindowDiagnostic::rawValue(evidence.state));
+}
+
+} // namespace
+
+Task<AXElement> ClaudeNavigation::navigateToConversation(std::string desktopSessionID) {
+    try {
+        co_return co_await navigate(desktopSessionID);
+    } catch (const std::exception& failure) {
+        throw RelaySendError(failure.what(), true);
+    }
+}
+
+Task<AXElement> ClaudeNavigation::navigate(std::string desktopSessionID) {
+    const auto target = ClaudeConversationNavigation::target(desktopSessionID);
+    requireClaude(target.has_value());
+    history.stage(Stage::sourceRoute);
+    const auto [window, path] = co_await sourceRoute();
+    const bool isThere = path == target->path;
+    if (auto* attempt = history.current()) attempt->routeMatches = isThere;
+    if (isThere) co_return window;
+
+    history.stage(Stage::sourceSnapshot);
+    const ClaudeSnapshotRequest request{path};
+    const auto snapshot = co_await reading.snapshot(request);
+    const auto input = co_await navigationInput(snapshot);
+    requireClaude(!snapshot.hasAttachment,
+                  "The source Claude editor has an attachment. No conversation navigation was performed.");
+    requireClaude(!snapshot.isResponding, "Claude is replying in the source conversation. No conversation "
+                                          "navigation was performed.");
+    requireClaude(input.composition != Composition::unconfirmed, unconfirmedComposition);
+    const Source source{snapshot, path, window, input};
+    co_await verifyNavigationSource(source);
+
+    history.stage(Stage::navigationOpen);
+    requireClaude(ports.applications.openURL(target->url),
+                  "Couldn't start Claude conversation navigation. No message was inserted.");
+    history.stage(Stage::navigationWait);
+    co_return co_await waitForPage(source, target->path);
+}
+
+Task<ClaudeNavigation::Route> ClaudeNavigation::sourceRoute() {
+    const auto deadline = ports.loop.uptime() + patience;
+    std::optional<AXElement> window;
+    for (int number = 1; ports.loop.uptime() < deadline; ++number) {
+        if (auto* attempt = history.current()) attempt->readinessReads = number;
+        const auto route = co_await unlessTooEarly(readRoute(window));
+        if (route) co_return *route;
+        co_await ports.loop.sleep(pause);
+    }
+    throw ClaudeReadiness::Failure();
+}
+
+// The first read sets the window; later ones must find the same.
+Task<std::optional<ClaudeNavigation::Route>> ClaudeNavigation::readRoute(std::optional<AXElement>& window) {
+    co_await reading.step();
+    if (window)
+        reading.requireWindow(*window);
+    else
+        window = reading.focusedClaudeWindow();
+    const auto path = co_await reading.currentCodePagePath(window);
+    reading.requireWindow(*window);
+    if (!path) co_return std::nullopt;
+    co_return Route{*window, *path};
+}
+
+Task<AXElement> ClaudeNavigation::waitForPage(const Source& source, std::string targetPath) {
+    const auto deadline = ports.loop.uptime() + patience;
+    while (ports.loop.uptime() < deadline) {
+        const auto window = co_await unlessTooEarly(arrival(source, targetPath));
+        if (window) co_return *window;
+        co_await ports.loop.sleep(pause);
+    }
+    throw ClaudeReadiness::Failure();
+}
+
+// The window once it shows the target; nothing while it still shows the source, unharmed.
+Task<std::optional<AXElement>> ClaudeNavigation::arrival(const Source& source, std::string targetPath) {
+    const auto& window = source.window;
+    co_await reading.step();
+    reading.requireWindow(window);
+    const auto path = co_await reading.currentCodePagePath(window);
+    if (!path) co_return std::nullopt;
+    if (path == targetPath) {
+        reading.requireWindow(window);
+        co_return window;
+    }
+    requireClaude(path == source.path,
+                  "Claude navigated to another conversation. Stopped without inserting a message.");
+    const bool stays = co_await sourceStays(source);
+    if (stays) co_return std::nullopt;
+    // The page left between the two reads.
+    reading.requireWindow(window);
+    const auto newPath = co_await reading.currentCodePagePath(window);
+    requireClaude(newPath == targetPath);
+    co_return window;
+}
+
+Task<bool> ClaudeNavigation::sourceStays(const Source& source) {
+    try {
+        co_await verifyNavigationSource(source);
+    } catch (const RouteSnapshotMismatch&) {
+        co_return false;
+    }
+    co_return true;
+}
+
+// Proves that what the person has typed would survive the move.
+Task<void> ClaudeNavigation::verifyNavigationSource(const Source& source) {
+    const auto& before = source.snapshot;
+    const ClaudeSnapshotRequest request{source.path, false, source.window, before.page, before.editor};
+    const auto fresh = co_await reading.snapshot(request);
+    const bool isUnchanged = co_await agrees(source, fresh);
+    requireClaude(isUnchanged);
+    switch (source.input.composition) {
+    case Composition::unconfirmed: throw RelaySendError(unconfirmedComposition);
+    case Composition::none:
+        requireClaude(!fresh.sendButton || fresh.hasText(),
+                      "The source Claude editor and Send button states disagree. No conversation navigation "
+                      "was performed.");
+        break;
+    case Composition::requiresCandidateCheck: co_await checkCandidates(source); break;
+    }
+}
+
+Task<bool> ClaudeNavigation::agrees(const Source& source, ClaudeSnapshot fresh) {
+    const auto& before = source.snapshot;
+    if (fresh.page != before.page || fresh.editor != before.editor || fresh.text != before.text ||
+        fresh.sendButton.has_value() != before.sendButton.has_value() || fresh.hasAttachment ||
+        fresh.isResponding)
+        co_return false;
+    const auto input = co_await navigationInput(fresh);
+    if (input != source.input) co_return false;
+    co_await reading.step();
+    co_return reading.focusedClaudeWindow() == source.window;
+}
+
+// A Japanese conversion may be open, and navigating would commit or lose it.
+Task<void> ClaudeNavigation::checkCandidates(const Source& source) {
+    using namespace GoogleIMEWindowPolicy;
+    const auto front = ports.applications.frontmost();
+    requireClaude(front.has_value());
+    const auto claude = ports.applications.bundleOf(front->process).value_or(ApplicationBundle{});
+    const auto ime = ports.applications.bundleAt("/Library/Input Methods/GoogleJapaneseInput.app")
+                         .value_or(ApplicationBundle{});
+    const auto layoutID = ports.inputSources.currentLayoutID();
+    const Setting setting{orEmpty(claude.shortVersion), orEmpty(source.input.sourceID),
+                          orEmpty(source.input.mode),   orEmpty(source.input.type),
+                          orEmpty(ime.shortVersion),    orEmpty(layoutID)};
+    requireClaude(ime.bundleID == "com.google.inputmethod.Japanese" &&
+                      isCompatible(Profile::claudeCode, setting),
+                  "The source Japanese input method or Claude Code version is unsupported. Input was not "
+                  "changed.");
+
+    const auto verificationStarted = secondsOf(ports.loop.uptime());
+    const auto sample = navigationWindowReader.readFresh(0.025);
+    const auto fresh = co_await refreshNavigationComposer(source.snapshot, source.window, source.path);
+    bool isUnchanged = ports.applications.frontmost() == front;
+    if (isUnchanged) isUnchanged = co_await agrees(source, fresh);
+    requireClaude(isUnchanged, "The source conversation, draft, or input state changed. No conversation "
+                               "navigation was performed.");
+    requireClaude(sample.has_value(), "Couldn't read Japanese candidate state in the source editor. No "
+                                      "conversation navigation was performed.");
+    const Evidence evidence{sample->state,
+                            sample->started,
+                            sample->started + sample->duration,
+                            verificationStarted,
+                            secondsOf(ports.loop.uptime()),
+                            isUnchanged,
+                            true};
+    const bool deniesMarkedText = source.input.marked == MarkedTextEvidence::absent ||
+                                  source.input.marked == MarkedTextEvidence::unsupported;
+    if (!allowsPreservingDraftNavigation(evidence, deniesMarkedText))
+        throw RelaySendError(candidateFailure(evidence).text());
+}
+
+// Reads the editor again by climbing from it instead of walking all over the window, so that little time
+// passes between the look at the candidates and the end of the check.
+Task<ClaudeSnapshot> ClaudeNavigation::refreshNavigationComposer(ClaudeSnapshot snapshot, AXElement window,
+                                                                 std::string path) {
+    auto element = snapshot.editor;
+    bool metPage = false;
+    for (std::size_t level = 1; level <= mostAncestors && element != window; ++level) {
+        co_await reading.step();
+        const auto parent = reading.checkedElement(element, "AXParent");
+        requireClaude(parent.has_value());
+        element = *parent;
+        ports.accessibility.setMessagingTimeout(element, ClaudeWindowReading::elementTimeout);
+        co_await reading.step();
+        const auto url = reading.checkedURL(element);
+        requireClaude(!url || claudeWebPath(*url) == path);
+        metPage = metPage || element == snapshot.page;
+    }
+    requireClaude(metPage && element == window);
+    co_await reading.step();
+    const auto text = reading.checkedString(snapshot.editor, "AXValue");
+    requireClaude(text.has_value());
+    co_return co_await reading.composerSnapshot(snapshot.editor, snapshot.page, snapshot.responseNodes, *text,
+                                                false);
+}
+
+Task<NavigationInput> ClaudeNavigation::navigationInput(ClaudeSnapshot snapshot) {
+    co_await reading.step();
+    const auto marked = markedText(snapshot.editor);
+    const auto source = ports.inputSources.current().value_or(InputSource{});
+    NavigationInput input{source.id, source.mode, source.type, marked,
+                          compositionOf(marked, source, snapshot.hasText())};
+    if (input.composition == Composition::requiresCandidateCheck) {
+        co_await reading.step();
+        const auto range = selection(snapshot.editor);
+        input.selectionLocation = range.location;
+        input.selectionLength = range.length;
+    }
+    co_return input;
+}
+
+MarkedTextEvidence ClaudeNavigation::markedText(const AXElement& editor) {
+    static constexpr std::string_view attribute = "AXTextInputMarkedTextMarkerRange";
+    const auto marked = ports.accessibility.attribute(editor, attribute);
+    history.axFailure(attribute, marked.status);
+    switch (marked.status) {
+    case AXStatus::success:
+        return isNothing(marked.value) ? MarkedTextEvidence::absent : MarkedTextEvidence::marked;
+    case AXStatus::noValue: return MarkedTextEvidence::absent;
+    case AXStatus::attributeUnsupported: return MarkedTextEvidence::unsupported;
+    default: throw RelaySendError(claudeEditorUnverified);
+    }
+}
+
+AXRange ClaudeNavigation::selection(const AXElement& editor) {
+    static constexpr std::string_view attribute = "AXSelectedTextRange";
+    const auto selected = ports.accessibility.attribute(editor, attribute);
+    history.axFailure(attribute, selected.status);
+    const auto* range = selected.as<AXRange>();
+    requireClaude(range && range->location >= 0 && range->length >= 0);
+    return *range;
+}
+
+} // namespace orvel

@@ -1,0 +1,75 @@
+#pragma once
+// What became of the last attempts to deliver into Claude, for reports that users send: counts, identifiers
+// and fixed words, no content.
+
+#include "Orvel/desktop/Accessibility.h"
+#include "OrvelCore/commands/DiagnosticText.h"
+#include "OrvelCore/text/Date.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string_view>
+
+namespace orvel {
+
+/// Kept for the life of the process. Belongs to the main loop's thread.
+class ClaudeRelayDiagnosticHistory {
+  public:
+    static constexpr std::size_t capacity = 8; ///< Of finished attempts.
+
+    enum class Stage {
+        launch,
+        sourceRoute,
+        sourceSnapshot,
+        navigationOpen,
+        navigationWait,
+        targetSnapshot,
+        targetRecheck,
+        insertion,
+        submission
+    };
+
+    struct Attempt {
+        DiagnosticText transferID, attemptID;
+        Date started = 0;
+        Stage stage = Stage::launch;
+        std::optional<bool> routeMatches;
+        std::optional<std::size_t> pages, codePages, editors, parents;
+        FixedWords front = "Unread";
+        std::optional<DiagnosticText> axFailure;
+        int readinessReads = 0;
+        std::int64_t elapsedMilliseconds = 0;
+        FixedWords outcome = "In progress";
+
+        DiagnosticText line() const;
+    };
+
+    /// Begins an attempt; one that is under way is forgotten. Both identifiers are UUIDs.
+    void begin(std::string_view transferID, std::string_view attemptID, Date now);
+
+    /// The attempt under way goes on to this stage, whose counts are yet to come.
+    void stage(Stage stage);
+
+    /// Keeps the last status that was a failure, unless it only says that there is no such value.
+    void axFailure(std::string_view attribute, AXStatus status);
+
+    /// Ends the attempt under way.
+    void finish(bool succeeded, bool retryable, Date now);
+
+    /// The attempt under way, for the counts of its stage.
+    Attempt* current() { return active ? &*active : nullptr; }
+
+    /// Oldest first.
+    const std::deque<Attempt>& finished() const { return completed; }
+
+    /// All attempts, one a line.
+    DiagnosticText description() const;
+
+  private:
+    std::deque<Attempt> completed;
+    std::optional<Attempt> active;
+};
+
+} // namespace orvel

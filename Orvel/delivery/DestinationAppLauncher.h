@@ -1,0 +1,15 @@
+#pragma once
+// Brings an agent's application to the front before anything is read from it.
+
+#include "Orvel/desktop/Applications.h"
+#include "Orvel/runtime/Task.h"
+#include "OrvelCore/conversations/Agent.h"
+
+namespace orvel::DestinationAppLauncher {
+
+enum class Outcome { opened, notInstalled, failed };
+
+/// Starts or activates the agent's application. Doesn't throw. The port outlives the task.
+Task<Outcome> open(Applications& applications, Agent agent);
+
+} // namespace orvel::DestinationAppLauncher
