@@ -13,7 +13,7 @@ using namespace orvel;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     const auto command = OrvelCommand::parse(text);
-    const auto kind = classified(text);
+    const ReturnInputClassification kind(text);
     claim(command.has_value() == (kind == ReturnInputClassification::command), "both readings agree");
     claim((kind == ReturnInputClassification::empty) == text.empty(), "only nothing is empty");
     claim((kind == ReturnInputClassification::leadingWhitespace) <= (trimmed(text).size() < text.size()),
@@ -24,9 +24,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const auto separator = text.substr(
             OrvelCommand::word.size(), text.size() - OrvelCommand::word.size() - command->instruction.size());
         claim(separator.empty() == (text == OrvelCommand::word), "there is a separator");
-        claim(separator.empty() || firstCharacters(separator, 1) == separator, "it is one character");
+        claim(separator == firstCharacters(text.substr(OrvelCommand::word.size()), 1),
+              "it is one whole character");
     }
-    const auto readback = readbackOf(text, OrvelCommand::word);
+    const CommandRemovalReadback readback(text, OrvelCommand::word);
     claim((readback == CommandRemovalReadback::unchanged) == (text == OrvelCommand::word),
           "unchanged is equal");
     return 0;

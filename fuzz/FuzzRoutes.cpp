@@ -11,20 +11,19 @@ using namespace orvel;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
-    const auto code = ClaudeCodeRoute::of(text);
-    const auto chat = claudeChatRoute(text);
+    const ClaudeCodeRoute code(text);
+    const ClaudeChatRoute chat(text);
     claim(code.desktopSessionID.has_value() == (code.kind == ClaudeCodeRoute::Kind::conversation),
           "just a conversation has an id");
     if (code.desktopSessionID) {
         claim(code.desktopSessionID->size() == 42 && text.find(*code.desktopSessionID) != text.npos,
               "the id is as written");
-        claim(ClaudeCodeRoute::of(std::string(claudeWebOrigin) + "/epitaxy/" + *code.desktopSessionID) ==
-                  code,
+        claim(ClaudeCodeRoute(std::string(claudeWebOrigin) + "/epitaxy/" + *code.desktopSessionID) == code,
               "the id leads to the same page");
     }
     claim(chat == ClaudeChatRoute::unsupported || code.kind == ClaudeCodeRoute::Kind::unsupported,
           "no page is of both kinds");
-    const auto summary = claudeRouteSummary(text);
+    const auto summary = ClaudeChatRoute::diagnosticSummary(text).text();
     claim(summary.size() < 512, "a summary is short");
     for (const char c : summary) claim(c >= ' ' && c <= '~', "a summary is one line of ASCII");
 

@@ -16,15 +16,14 @@ using Json = nlohmann::ordered_json;
 // Time passes from record to record, so that transcripts look lived in.
 constexpr std::int64_t millisecondsBetweenRecords = 2'700;
 
-std::string timestamp(std::int64_t startedAt, std::int64_t recordCount) {
-    const auto passed = recordCount * millisecondsBetweenRecords;
-    const std::time_t seconds = startedAt + passed / 1000;
+std::string timestamp(std::int64_t milliseconds) {
+    const std::time_t seconds = milliseconds / 1000;
     std::tm parts{};
     gmtime_r(&seconds, &parts);
     std::array<char, 32> day{};
     std::strftime(day.data(), day.size(), "%Y-%m-%dT%H:%M:%S", &parts);
     std::array<char, 48> text{};
-    std::snprintf(text.data(), text.size(), "%s.%03dZ", day.data(), static_cast<int>(passed % 1000));
+    std::snprintf(text.data(), text.size(), "%s.%03dZ", day.data(), static_cast<int>(milliseconds % 1000));
     return text.data();
 }
 
@@ -56,20 +55,47 @@ std::string SampleIDs::uuid() {
 }
 
 CodexTranscript::CodexTranscript(SampleSession newSession, std::string_view baseInstructions)
-    : session(std::move(newSession)), ids(session.id) {
-    write("session_meta", {{"id", session.id},
-                           {"timestamp", timestamp(session.startedAt, 0)},
-                           {"cwd", session.workingDirectory},
-                           {"originator", "codex_cli_rs"},
-                           {"cli_version", "0.169.0"},
-                           {"source", "cli"},
-                           {"base_instructions", {{"text", baseInstructions}}},
-                           {"history_mode", "paginated"}});
+    : session(std::move(newSession)),
+      ids(session.id),
+      nextRecordAt(session.startedAt * 1000),
+      pause(millisecondsBetweenRecords) {
+    writeMeta({{"base_instructions", {{"text", baseInstructions}}}, {"history_mode", "paginated"}});
+}
+
+CodexTranscript::CodexTranscript(SampleSession newSession, const SampleForkBase& base)
+    : session(std::move(newSession)),
+      ids(session.id),
+      count(base.recordCount),
+      nextRecordAt(session.startedAt * 1000),
+      pause(millisecondsBetweenRecords),
+      isFirstTurn(false) {
+    writeMeta({{"forked_from_id", base.id},
+               {"history_mode", "paginated"},
+               {"history_base", {{"thread_id", base.id}, {"end_ordinal_exclusive", base.recordCount}}}});
+}
+
+// Seeded with the place too, so that no identifier comes twice in one transcript.
+CodexTranscript::CodexTranscript(Continued, SampleSession newSession, std::int64_t recordCount)
+    : session(std::move(newSession)),
+      ids(session.id + '/' + std::to_string(recordCount)),
+      count(recordCount),
+      nextRecordAt(0),
+      pause(1),
+      isFirstTurn(false) {}
+
+CodexTranscript CodexTranscript::continued(SampleSession session, std::int64_t recordCount,
+                                           std::int64_t moment) {
+    return CodexTranscript(Continued{}, std::move(session), recordCount).at(moment);
+}
+
+CodexTranscript& CodexTranscript::at(std::int64_t moment) {
+    nextRecordAt = moment;
+    return *this;
 }
 
 CodexTranscript& CodexTranscript::ask(std::string_view text) {
     turnID = ids.uuid();
-    writeEvent("task_started");
+    writeEvent("task_started", {{"started_at", nextRecordAt / 1000}});
     if (std::exchange(isFirstTurn, false)) {
         write("response_item",
               {{"type", "message"},
@@ -107,8 +133,14 @@ CodexTranscript& CodexTranscript::runCommand(std::string_view command, std::stri
 
 CodexTranscript& CodexTranscript::answer(std::string_view text) {
     writeAssistantMessage(text, "final_answer");
-    writeEvent("token_count");
-    writeEvent("task_complete");
+    writeEvent("token_count", Json::object());
+    writeEvent("task_complete", {{"completed_at", nextRecordAt / 1000}});
+    return *this;
+}
+
+CodexTranscript& CodexTranscript::fail(std::string_view reason) {
+    writeEvent("task_complete", {{"error", {{"message", reason}, {"codex_error_info", "other"}}},
+                                 {"completed_at", nextRecordAt / 1000}});
     return *this;
 }
 
@@ -118,28 +150,43 @@ CodexTranscript& CodexTranscript::interrupt() {
                             {"id", "msg_" + ids.uuid()},
                             {"role", "user"},
                             {"content", Json::array({contentItem("input_text", note)})}});
-    writeEvent("turn_aborted");
+    writeEvent("turn_aborted", {{"reason", "interrupted"}});
     return *this;
 }
 
-void CodexTranscript::write(std::string_view type, Json payload) {
-    appendLine(lines, {{"timestamp", timestamp(session.startedAt, recordCount)},
-                       {"ordinal", recordCount},
-                       {"type", type},
-                       {"payload", std::move(payload)}});
-    ++recordCount;
+void CodexTranscript::writeMeta(Json more) {
+    Json meta{{"id", session.id},
+              {"timestamp", timestamp(nextRecordAt)},
+              {"cwd", session.workingDirectory},
+              {"originator", "codex_cli_rs"},
+              {"cli_version", "0.169.0"},
+              {"source", "cli"}};
+    meta.update(more);
+    write("session_meta", std::move(meta));
 }
 
-void CodexTranscript::writeEvent(std::string_view type) {
-    write("event_msg", {{"type", type}, {"turn_id", turnID}});
+void CodexTranscript::write(std::string_view type, Json payload) {
+    appendLine(lines, {{"timestamp", timestamp(nextRecordAt)},
+                       {"ordinal", count},
+                       {"type", type},
+                       {"payload", std::move(payload)}});
+    ++count;
+    nextRecordAt += pause;
+}
+
+void CodexTranscript::writeEvent(std::string_view type, Json more) {
+    Json event{{"type", type}, {"turn_id", turnID}};
+    event.update(more);
+    write("event_msg", std::move(event));
 }
 
 void CodexTranscript::writeUserMessage(const std::vector<std::string>& texts,
                                        const std::vector<std::string>& kinds) {
     auto content = Json::array();
     for (const auto& text : texts) content.push_back(contentItem("input_text", text));
+    messageID = "msg_" + ids.uuid();
     write("response_item", {{"type", "message"},
-                            {"id", "msg_" + ids.uuid()},
+                            {"id", messageID},
                             {"role", "user"},
                             {"content", std::move(content)},
                             {"internal_chat_message_metadata_passthrough",
@@ -147,9 +194,10 @@ void CodexTranscript::writeUserMessage(const std::vector<std::string>& texts,
 }
 
 void CodexTranscript::writeAssistantMessage(std::string_view text, std::string_view phase) {
+    messageID = "msg_" + ids.hex(16);
     write("response_item", {{"type", "message"},
                             {"status", "completed"},
-                            {"id", "msg_" + ids.hex(16)},
+                            {"id", messageID},
                             {"role", "assistant"},
                             {"content", Json::array({contentItem("output_text", text)})},
                             {"phase", phase},
@@ -224,14 +272,15 @@ void ClaudeTranscript::writeLink(const Json& record, Chain chain) {
     auto uuid = ids.uuid();
     Json link{{"parentUuid", last.empty() ? Json() : Json(last)}, {"isSidechain", chain == Chain::side}};
     link.update(record);
-    link.update({{"uuid", uuid},
-                 {"timestamp", timestamp(session.startedAt, recordCount)},
-                 {"userType", "external"},
-                 {"entrypoint", "cli"},
-                 {"cwd", session.workingDirectory},
-                 {"sessionId", session.id},
-                 {"version", "2.1.329"},
-                 {"gitBranch", "main"}});
+    link.update(
+        {{"uuid", uuid},
+         {"timestamp", timestamp(session.startedAt * 1000 + recordCount * millisecondsBetweenRecords)},
+         {"userType", "external"},
+         {"entrypoint", "cli"},
+         {"cwd", session.workingDirectory},
+         {"sessionId", session.id},
+         {"version", "2.1.329"},
+         {"gitBranch", "main"}});
     write(link);
     last = std::move(uuid);
 }

@@ -33,12 +33,25 @@ class SampleIDs {
     std::mt19937_64 random;
 };
 
-/// A transcript of Codex. Each turn begins with `ask` and ends with `answer` or `interrupt`; before that the
-/// agent is at work.
+/// The conversation from which a fork was made; its first `recordCount` records belong to the fork too.
+struct SampleForkBase {
+    std::string id;
+    std::int64_t recordCount = 0;
+};
+
+/// A transcript of Codex. Each turn begins with `ask` and ends with `answer`, `fail` or `interrupt`; before
+/// that the agent is at work.
 class CodexTranscript {
   public:
     /// `baseInstructions` stand in the first record, which in real transcripts they make 15 to 20 KB long.
     explicit CodexTranscript(SampleSession session, std::string_view baseInstructions = "You are Codex.");
+    /// A fork, whose transcript holds only its own turns.
+    CodexTranscript(SampleSession session, const SampleForkBase& base);
+    /// What is added to a transcript that holds `recordCount` records already, at a moment in milliseconds of
+    /// the Unix epoch.
+    static CodexTranscript continued(SampleSession session, std::int64_t recordCount, std::int64_t moment);
+    /// Goes on at another moment.
+    CodexTranscript& at(std::int64_t moment);
 
     /// The user's message, in the first turn behind the scaffolding that Codex writes as user messages.
     CodexTranscript& ask(std::string_view text);
@@ -46,21 +59,32 @@ class CodexTranscript {
     CodexTranscript& comment(std::string_view text);
     CodexTranscript& runCommand(std::string_view command, std::string_view output);
     CodexTranscript& answer(std::string_view text);
+    /// Ends the turn without an answer.
+    CodexTranscript& fail(std::string_view reason);
     CodexTranscript& interrupt();
 
     const std::string& text() const { return lines; }
+    std::int64_t recordCount() const { return count; }
+    /// The identifiers of the latest turn and of the latest message.
+    const std::string& turn() const { return turnID; }
+    const std::string& message() const { return messageID; }
 
   private:
+    struct Continued {};
+    CodexTranscript(Continued, SampleSession session, std::int64_t recordCount);
+
+    void writeMeta(nlohmann::ordered_json more);
     void write(std::string_view type, nlohmann::ordered_json payload);
-    void writeEvent(std::string_view type);
+    void writeEvent(std::string_view type, nlohmann::ordered_json more);
     void writeUserMessage(const std::vector<std::string>& texts, const std::vector<std::string>& kinds);
     void writeAssistantMessage(std::string_view text, std::string_view phase);
 
     SampleSession session;
     SampleIDs ids;
-    std::string turnID;
+    std::string turnID, messageID;
     std::string lines;
-    std::int64_t recordCount = 0;
+    std::int64_t count = 0;
+    std::int64_t nextRecordAt, pause; // In milliseconds.
     bool isFirstTurn = true;
 };
 

@@ -3,6 +3,7 @@
 
 #include "Orvel/apps/Places.h"
 #include "Orvel/model/OrvelModel.h"
+#include "Orvel/platform/posix/DataFolderLock.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/qt/QtDesktop.h"
 #include "Orvel/platform/qt/QtMainLoop.h"
@@ -134,6 +135,7 @@ int run(QApplication& application, const Options& options) {
 
     SingleInstance instance(places.dataFolder);
     if (instance.handOver(options.toOpen)) return 0;
+    const DataFolderLock lock(places.dataFolder, "orvel");
 
     QtMainLoop loop;
     QtPasteboard pasteboard;

@@ -105,6 +105,10 @@ class Grammar {
         auto& keybindings =
             addCommand(Command::keybindings, "keybindings", "Print what Orvel makes of Codex's keybindings");
         keybindings.add_option("FILE", result.subject, "Codex's keybindings.json")->required();
+
+        auto& typed = addCommand(Command::typedCommand, "command",
+                                 "Print what Orvel makes of a text that somebody types");
+        typed.add_option("TEXT", result.text, "All that is in the editor; standard input where it is absent");
     }
 
     std::variant<Arguments, UsageReply> parse(std::span<const std::string> arguments) try {

@@ -11,7 +11,7 @@
 namespace orvel {
 
 struct Arguments {
-    enum class Command { none, list, show, preview, url, recent, relayCheck, keybindings };
+    enum class Command { none, list, show, preview, url, recent, relayCheck, keybindings, typedCommand };
 
     Command command = Command::none; ///< `none` only for a sample.
     std::optional<std::string> home; ///< Stands for the user's home.
@@ -21,6 +21,7 @@ struct Arguments {
 
     std::optional<Agent> agent;
     std::string subject;             ///< The FILE or ID, the URL, or the FILE to look into.
+    std::optional<std::string> text; ///< The TEXT; standard input stands for it where it is absent.
     std::optional<std::string> from; ///< Identity of the first message of the range.
     std::string note;
 };

@@ -8,6 +8,7 @@
 #include "Orvel/cli/RelayCheck.h"
 #include "Orvel/cli/SampleTour.h"
 #include "Orvel/cli/TerminalText.h"
+#include "Orvel/cli/TypedCommandCheck.h"
 #include "OrvelCore/Failure.h"
 #include "samples/SampleHome.h"
 
@@ -60,6 +61,7 @@ void runCommand(const Arguments& arguments, const Places& places, Output& output
     case url: return output.write(Commands::url(arguments, stylist));
     case relayCheck: return checkRelayRecords(arguments, output, stylist);
     case keybindings: return checkKeybindings(arguments, output, stylist);
+    case typedCommand: return checkTypedCommand(arguments, output, stylist);
     }
 }
 

@@ -32,7 +32,7 @@ std::optional<std::string> select(std::span<const URLValue> values) {
     for (const auto& [kind, url] : values) {
         if (kind == URLValue::Kind::missing) continue;
         if (kind == URLValue::Kind::invalidType) throw Failure(Failure::Case::invalidURLValue);
-        const auto path = pathOf(ClaudeCodeRoute::of(url));
+        const auto path = pathOf(ClaudeCodeRoute(url));
         if (!path) continue;
         isAmbiguous = isAmbiguous || found;
         found = path;

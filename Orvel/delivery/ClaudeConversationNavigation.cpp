@@ -9,7 +9,7 @@ ClaudeConversationNavigation::target(std::string_view desktopSessionID) {
     static constexpr std::string_view webScheme = "https:", applicationScheme = "claude:";
     const auto path = "/epitaxy/" + std::string(desktopSessionID);
     const auto page = std::string(claudeWebOrigin) + path;
-    if (ClaudeCodeRoute::of(page).desktopSessionID != desktopSessionID) return std::nullopt;
+    if (ClaudeCodeRoute(page).desktopSessionID != desktopSessionID) return std::nullopt;
     return Target{path, std::string(applicationScheme) + page.substr(webScheme.size())};
 }
 

@@ -1,5 +1,6 @@
 #include "Orvel/delivery/CodexRelaySender.h"
 
+#include "Orvel/delivery/ChildEnding.h"
 #include "Orvel/delivery/CodexThreadLoader.h"
 #include "Orvel/delivery/CodexThreadLoaderError.h"
 #include "OrvelCore/files/FilePath.h"
@@ -97,7 +98,7 @@ Task<std::exception_ptr> CodexRelaySender::queue(std::string tool, std::string t
         for (; !status && loop.uptime() < deadline; status = child->exitStatus())
             co_await loop.sleep(acceptanceLook);
         if (!status) {
-            child->terminate();
+            co_await endChild(loop, *child);
             throw RelaySendError(
                 "Codex acceptance verification timed out. Check delivery records before resending.");
         }

@@ -8,6 +8,7 @@
 #include "Orvel/runtime/MainLoop.h"
 #include "Orvel/runtime/Task.h"
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -37,7 +38,7 @@ class CodexThreadSession {
     ~CodexThreadSession();
 
     /// Introduces Orvel and, unless `readOnly`, becomes the writer of an idle conversation. A failure names
-    /// the stage of the connection that it reached.
+    /// the stage of the connection that it reached, and the session is closed.
     Task<void> connect(bool readOnly);
 
     /// Asks the server. `params` is the JSON text of an object, `until` an uptime. The message holds the
@@ -50,6 +51,36 @@ class CodexThreadSession {
 
     /// Ends the server, with force after a second. Once only; later calls do nothing.
     Task<void> close();
+
+  private:
+    struct Turn;
+
+    Task<void> upgrade(MainLoop::Duration until);
+    Task<void> initialize(MainLoop::Duration until);
+    Task<void> resume(MainLoop::Duration until);
+
+    Task<void> send(std::string json, MainLoop::Duration until);
+    Task<SharedMessage> response(std::int64_t expectedID, MainLoop::Duration until);
+    /// The next object, or nothing if none has come by `pollUntil`.
+    Task<std::shared_ptr<JsonMessage>> receive(MainLoop::Duration until,
+                                               std::optional<MainLoop::Duration> pollUntil = std::nullopt);
+    Task<std::shared_ptr<JsonMessage>> parsed(std::string text);
+    std::optional<Turn> turnOf(const JsonMessage& message) const;
+
+    Task<void> write(std::string bytes, MainLoop::Duration until);
+    /// The next bytes, in `chunk`; nothing if none have come by `until`.
+    Task<std::string_view> readSome(MainLoop::Duration until);
+    /// Whether the end can be used; not by `until` if not.
+    Task<bool> waitFor(PipeEnd end, MainLoop::Duration until);
+
+    MainLoop& loop;
+    std::string threadID;
+    std::unique_ptr<ChildProcess> process;
+    std::array<char, 16'384> chunk;
+    CodexWebSocketCodec codec;
+    bool closed = false;
+    std::set<std::string, std::less<>> startedTurns;
+    std::int64_t requestID = 10; ///< The last one used.
 };
 
 } // namespace orvel

@@ -20,11 +20,12 @@ struct FileReading {
     bool isMissing = false;
 };
 
-FileReading readFile(const ConversationReference& reference) {
+FileReading readFile(const ConversationReference& reference, const SharedConversation& known) {
     FileReading reading{.facts = FileFacts::of(reference.transcriptPath)};
     try {
-        reading.conversation =
-            std::make_shared<Conversation>(TranscriptReader::read(reference.transcriptPath, reference.agent));
+        auto conversation = TranscriptReader::read(reference.transcriptPath, reference.agent);
+        const bool isKnown = known && *known == conversation;
+        reading.conversation = isKnown ? known : std::make_shared<Conversation>(std::move(conversation));
     } catch (const TranscriptError& error) {
         if (error.kind() != TranscriptError::Case::inheritedHistory) throw;
         reading.isInherited = true;
@@ -42,7 +43,9 @@ std::string ConversationReading::key(const ConversationReference& reference) {
 }
 
 Task<SharedConversation> ConversationReading::readReference(ConversationReference reference) {
-    const auto read = [reference] { return readFile(reference); };
+    const auto known = earlier.find(key(reference));
+    const auto held = known == earlier.end() ? nullptr : known->second.conversation.lock();
+    const auto read = [reference, held] { return readFile(reference, held); };
     auto reading = co_await loop.background(read);
     if (!reading.conversation) {
         const auto executable = CodexRelaySender::executable(processes, home);

@@ -31,9 +31,9 @@ class ConversationReading {
     /// Tells readings apart: "{agent}:{sessionID}\n{transcriptPath}".
     static std::string key(const ConversationReference& reference);
 
-    /// A fresh reading. Throws what TranscriptReader::read and CodexThreadLoader::readHistory throw,
-    /// RelayError::conversationMismatch if the file holds another conversation, and RelaySendError if Codex
-    /// is needed and not found.
+    /// A fresh reading; if it equals an earlier one that somebody still holds, that one is given. Throws what
+    /// TranscriptReader::read and CodexThreadLoader::readHistory throw, RelayError::conversationMismatch if
+    /// the file holds another conversation, and RelaySendError if Codex is needed and not found.
     Task<SharedConversation> readReference(ConversationReference reference);
 
     /// The same; but a file that has not changed since it was last read is not read again, as long as

@@ -177,6 +177,7 @@ class OrvelModel {
     void restoreDestinationConversation();
     void selectUnsentRange();
     Generation::Value beginLoad();
+    Task<SharedConversation> readWhole(std::string path, Agent source);
     Task<void> loadFile(std::string path, Agent source, Generation::Value generation);
     Task<void> recognizeAndLoad(std::string path, Generation::Value generation);
     void finishLoad(const SharedConversation& loaded, const std::string& path, Agent source);

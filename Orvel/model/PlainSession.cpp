@@ -8,6 +8,7 @@
 #include "Orvel/runtime/MainLoop.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/RelayFormatter.h"
+#include "OrvelCore/conversations/TranscriptError.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
 #include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/text/Unicode.h"
@@ -127,11 +128,8 @@ Task<void> OrvelModel::recognizeAndLoad(std::string path, Generation::Value gene
 Task<void> OrvelModel::loadFile(std::string path, Agent source, Generation::Value generation) {
     SharedConversation loaded;
     std::string failure;
-    const auto read = [path, source]() -> SharedConversation {
-        return std::make_shared<Conversation>(TranscriptReader::read(path, source));
-    };
     try {
-        loaded = co_await desktop.loop.background(read);
+        loaded = co_await readWhole(path, source);
     } catch (const std::exception& error) {
         failure = error.what();
     }
@@ -143,6 +141,25 @@ Task<void> OrvelModel::loadFile(std::string path, Agent source, Generation::Valu
         plain.status = "Couldn't load the conversation.";
     }
     plain.isLoading = false;
+}
+
+// A file that holds only the tail of its conversation is read as its reference is.
+Task<SharedConversation> OrvelModel::readWhole(std::string path, Agent source) {
+    struct Reading {
+        SharedConversation conversation;
+        std::optional<ConversationReference> inheriting;
+    };
+    const auto read = [path, source]() -> Reading {
+        try {
+            return {std::make_shared<Conversation>(TranscriptReader::read(path, source)), std::nullopt};
+        } catch (const TranscriptError& error) {
+            if (error.kind() != TranscriptError::Case::inheritedHistory) throw;
+            return {nullptr, ConversationCatalog::reference(path, source)};
+        }
+    };
+    auto result = co_await desktop.loop.background(read);
+    if (!result.inheriting) co_return result.conversation;
+    co_return co_await reading.readReference(std::move(*result.inheriting));
 }
 
 void OrvelModel::finishLoad(const SharedConversation& loaded, const std::string& path, Agent source) {

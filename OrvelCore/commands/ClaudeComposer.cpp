@@ -1,5 +1,7 @@
 #include "OrvelCore/commands/ClaudeComposer.h"
 
+#include "OrvelCore/commands/DiagnosticSummary.h"
+
 #include <array>
 #include <map>
 #include <set>
@@ -11,19 +13,10 @@ namespace {
 using Diagnosis = ClaudeComposerDiagnosis;
 using Tree = ClaudeComposerTree;
 
-constexpr std::string_view sendButtonLabels[] = {"Send message", "Send Message", "メッセージを送信"};
-constexpr std::string_view codeSendLabels[] = {"Send"};
-constexpr std::string_view editingButtonLabels[] = {
-    "Save", "Save changes", "Save & Submit", "Save and submit", "Cancel",
-    "保存", "変更を保存",   "保存して送信",  "キャンセル"};
 constexpr std::string_view editorRoles[] = {"AXTextArea", "AXTextField"};
 constexpr std::string_view branchRoles[] = {"AXGroup", "AXRadioGroup"};
 constexpr std::string_view leafRoles[] = {"AXTextArea", "AXStaticText",  "AXImage",      "AXLink",
                                           "AXCheckBox", "AXPopUpButton", "AXMenuButton", "AXRadioButton"};
-constexpr std::string_view namedRoles[] = {
-    "AXTextArea",    "AXTextField",   "AXWebArea",    "AXGroup", "AXStaticText", "AXButton",
-    "AXWindow",      "AXApplication", "AXScrollArea", "AXList",  "AXUnknown",    "AXRadioGroup",
-    "AXRadioButton", "AXPopUpButton", "AXMenuButton", "AXImage", "AXLink",       "AXCheckBox"};
 
 // An ancestor below the web area.
 struct Ancestor {
@@ -44,7 +37,7 @@ std::vector<Ancestor> ancestorsBelowWebArea(std::optional<NodeID> parent, Tree& 
         if (!seen.insert(*parent).second) throw Diagnosis::ancestorCycle;
         const auto node = tree.readNode(*parent);
         if (!node) throw Diagnosis::ancestorReadFailed;
-        tree.onAncestor(level, node->role);
+        tree.onAncestor(level, DiagnosticSummary::role(node->role));
         if (isDialog(node->role, node->subrole)) throw Diagnosis::dialog;
         if (isBoundary(node->role)) break;
         if (!metWebArea) {
@@ -83,9 +76,10 @@ void inspectCodeScope(NodeID scope, Tree& tree) {
         } else if (node->role == "AXButton") {
             const auto& labels = node->buttonLabels;
             const auto removes = [](const std::string& label) { return label.starts_with("Remove "); };
-            if (holdsOneOf(labels, editingButtonLabels) || std::any_of(labels.begin(), labels.end(), removes))
+            if (holdsOneOf(labels, ClaudeComposerIdentity::editingButtonLabels) ||
+                std::any_of(labels.begin(), labels.end(), removes))
                 throw Diagnosis::messageEditor;
-            if (holdsOneOf(labels, codeSendLabels)) ++sendButtons;
+            if (holds(labels, sendButtonLabel)) ++sendButtons;
         }
 
         const auto children = tree.readChildren(id);
@@ -115,12 +109,12 @@ class ChatScopes {
         using namespace ClaudeComposerIdentity;
         number = scopeNumber;
         const auto children = tree.readChildren(scope);
-        if (!children) give(Diagnosis::unavailable, "Child list unavailable");
-        if (children->size() > mostChildren) give(Diagnosis::sendButtonMissing, "More than 12 children");
+        if (!children) give(Diagnosis::unavailable, FixedWords("Child list unavailable"));
+        if (children->size() > mostChildren)
+            give(Diagnosis::sendButtonMissing, FixedWords("More than 12 children"));
         const auto sight = sightOfChildren(scope, *children);
-        const auto word = [](bool holds) { return holds ? "true" : "false"; };
-        tell("Inspected " + std::to_string(count) + " elements / focus=" + word(sight.focus) +
-             " / Send=" + word(sight.send));
+        tell(
+            DiagnosticText::of("Inspected {} elements / focus={} / Send={}", count, sight.focus, sight.send));
         return sight;
     }
 
@@ -137,12 +131,13 @@ class ChatScopes {
         using namespace ClaudeComposerIdentity;
         if (const auto known = sights.find(id); known != sights.end()) {
             if (known->second) return *known->second;
-            give(Diagnosis::unavailable, "Revisiting an element in an unfinished branch");
+            give(Diagnosis::unavailable, FixedWords("Revisiting an element in an unfinished branch"));
         }
-        if (count == mostElements) give(Diagnosis::unavailable, "Total limit of 40 elements exceeded");
+        if (count == mostElements)
+            give(Diagnosis::unavailable, FixedWords("Total limit of 40 elements exceeded"));
         ++count;
         const auto node = tree.readNode(id);
-        if (!node) give(Diagnosis::unavailable, "Child element unavailable");
+        if (!node) give(Diagnosis::unavailable, FixedWords("Child element unavailable"));
         const auto& role = node->role;
         if (isDialog(role, node->subrole) || role == "AXWebArea") refuse(role);
         const bool isEditor = isOneOf(role, editorRoles);
@@ -150,7 +145,7 @@ class ChatScopes {
         if (isOneOf(role, branchRoles)) {
             const auto children = tree.readChildren(id);
             if (!children || children->size() > mostChildren)
-                give(Diagnosis::unavailable, "Branch children unavailable or more than 12");
+                give(Diagnosis::unavailable, FixedWords("Branch children unavailable or more than 12"));
             return sightOfChildren(id, *children);
         }
         Sight sight{isEditor, false};
@@ -164,17 +159,16 @@ class ChatScopes {
         return sight;
     }
 
-    void tell(std::string_view words) {
-        tree.report(std::string("scope").append(std::to_string(number)).append(": ").append(words));
-    }
+    void tell(const DiagnosticText& words) { tree.report(DiagnosticText::of("scope{}: {}", number, words)); }
 
-    [[noreturn]] void give(Diagnosis diagnosis, std::string_view words) {
+    [[noreturn]] void give(Diagnosis diagnosis, const DiagnosticText& words) {
         tell(words);
         throw diagnosis;
     }
 
-    [[noreturn]] void refuse(std::string_view role) {
-        give(Diagnosis::unavailable, std::string("Unsupported role=").append(claudeRoleForDiagnostics(role)));
+    [[noreturn]] void refuse(const std::string& role) {
+        give(Diagnosis::unavailable,
+             DiagnosticText::of("Unsupported role={}", DiagnosticSummary::role(role)));
     }
 
     Tree& tree;
@@ -200,8 +194,8 @@ Diagnosis inspectChat(std::optional<NodeID> parent, Tree& tree) {
 
 } // namespace
 
-std::string_view rawValue(ClaudeComposerDiagnosis diagnosis) {
-    static constexpr std::array<std::string_view, 14> words{
+FixedWords rawValue(ClaudeComposerDiagnosis diagnosis) {
+    static constexpr std::array<FixedWords, 14> words{
         "Regular chat and nearby Send button: Match",
         "Existing Code conversation and nearby Send button: Match",
         "Nearest web area: Unavailable",
@@ -219,14 +213,9 @@ std::string_view rawValue(ClaudeComposerDiagnosis diagnosis) {
     return words.at(static_cast<std::size_t>(diagnosis));
 }
 
-std::string_view claudeRoleForDiagnostics(std::string_view role) {
-    const auto* known = std::find(std::begin(namedRoles), std::end(namedRoles), role);
-    return known == std::end(namedRoles) ? "Other role" : *known;
-}
-
 bool ClaudeCodeComposerIdentity::matchesEditor(std::string_view role, std::string_view description,
                                                bool editable) {
-    return role == "AXTextArea" && description == "Prompt" && editable;
+    return role == "AXTextArea" && description == editorDescription && editable;
 }
 
 ClaudeCodeInspection ClaudeCodeComposerIdentity::inspect(std::optional<NodeID> parent,
@@ -248,8 +237,7 @@ ClaudeCodeInspection ClaudeCodeComposerIdentity::inspect(std::optional<NodeID> p
 
 bool ClaudeComposerIdentity::matchesEditor(std::string_view role, const std::vector<std::string>& domClasses,
                                            bool editable) {
-    static constexpr std::string_view editorClass[] = {"ProseMirror"};
-    return role == "AXTextArea" && holdsOneOf(domClasses, editorClass) && editable;
+    return role == "AXTextArea" && holds(domClasses, "ProseMirror") && editable;
 }
 
 ClaudeComposerDiagnosis ClaudeComposerIdentity::inspect(std::optional<NodeID> parent,

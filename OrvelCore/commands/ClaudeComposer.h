@@ -4,6 +4,7 @@
 
 #include "OrvelCore/commands/ClaudeRoutes.h"
 #include "OrvelCore/commands/ComposerTree.h"
+#include "OrvelCore/commands/DiagnosticText.h"
 
 namespace orvel {
 
@@ -19,11 +20,12 @@ struct ComposerNode {
 /// What the inspections read, and what they tell on their way for diagnostics.
 class ClaudeComposerTree : public ComposerTree<ComposerNode> {
   public:
-    /// Told of every ancestor that was read, the parent being of level 1.
-    virtual void onAncestor(std::size_t level, std::string_view role) = 0;
+    /// Told of every ancestor that was read, the parent being of level 1. The role is in the form of
+    /// DiagnosticSummary.
+    virtual void onAncestor(std::size_t level, const DiagnosticText& role) = 0;
 
-    /// One line a scope, without anything that was read but the names of known roles.
-    virtual void report(std::string_view line) = 0;
+    /// One line a scope.
+    virtual void report(const DiagnosticText& line) = 0;
 };
 
 enum class ClaudeComposerDiagnosis {
@@ -43,10 +45,8 @@ enum class ClaudeComposerDiagnosis {
     sendButtonMissing
 };
 
-std::string_view rawValue(ClaudeComposerDiagnosis diagnosis);
-
-/// The role if diagnostics may name it, else "Other role".
-std::string_view claudeRoleForDiagnostics(std::string_view role);
+/// The words that diagnostics print.
+FixedWords rawValue(ClaudeComposerDiagnosis diagnosis);
 
 inline constexpr std::size_t mostClaudeAncestors = 64; ///< For both inspections.
 
@@ -56,6 +56,8 @@ struct ClaudeCodeInspection {
 };
 
 namespace ClaudeCodeComposerIdentity {
+
+inline constexpr std::string_view editorDescription = "Prompt", sendButtonLabel = "Send";
 
 inline constexpr std::size_t scopeLevel = 5;     ///< Which group above the editor is the scope.
 inline constexpr std::size_t mostElements = 100; ///< In the scope, itself included.
@@ -69,6 +71,13 @@ ClaudeCodeInspection inspect(std::optional<NodeID> parent, ClaudeComposerTree& t
 } // namespace ClaudeCodeComposerIdentity
 
 namespace ClaudeComposerIdentity {
+
+inline constexpr std::string_view sendButtonLabels[] = {"Send message", "Send Message", "メッセージを送信"};
+
+/// Of what stands beside the editor of an earlier message, in Code conversations too.
+inline constexpr std::string_view editingButtonLabels[] = {
+    "Save", "Save changes", "Save & Submit", "Save and submit", "Cancel",
+    "保存", "変更を保存",   "保存して送信",  "キャンセル"};
 
 inline constexpr std::size_t mostScopes = 4;
 inline constexpr std::size_t mostChildren = 12; ///< Of a scope or a branch.

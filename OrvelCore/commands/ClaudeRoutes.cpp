@@ -43,6 +43,7 @@ std::string pathOf(const UriUriA& uri) {
 }
 
 std::optional<Components> componentsOf(std::string_view url) {
+    if (url.size() > longestClaudeURL) return std::nullopt;
     UriUriA uri;
     if (uriParseSingleUriExA(&uri, url.data(), url.data() + url.size(), nullptr) != URI_SUCCESS)
         return std::nullopt;
@@ -78,32 +79,38 @@ std::vector<std::string_view> partsOf(std::string_view path) {
     return parts;
 }
 
-std::string_view kindOfPart(std::string_view part) {
-    static constexpr std::array<std::string_view, 3> pages{"new", "chat", "epitaxy"};
-    const auto page = std::find(pages.begin(), pages.end(), part);
-    if (page != pages.end()) return *page;
-    if (isUUID(part)) return "{UUID}";
-    if (part.starts_with("local_") && isUUID(part.substr(6))) return "local_{UUID}";
-    return part.empty() ? "" : "{other}";
+DiagnosticText kindOfPart(std::string_view part) {
+    static constexpr std::array<FixedWords, 4> pages{"", "new", "chat", "epitaxy"};
+    if (isUUID(part)) return FixedWords("{UUID}");
+    if (part.starts_with("local_") && isUUID(part.substr(6))) return FixedWords("local_{UUID}");
+    return DiagnosticText::oneOf(part, pages, "{other}");
 }
 
-std::string pathSummary(std::string_view path) {
+DiagnosticText pathSummary(std::string_view path) {
     // Nobody needs more of a path than the longest known page and a little, and a line stays a line.
     static constexpr std::size_t most = 8;
-    if (path.empty()) return "Empty path";
-    if (path == "/") return "Root /";
+    if (path.empty()) return FixedWords("Empty path");
+    if (path == "/") return FixedWords("Root /");
     const auto parts = partsOf(path);
-    std::string summary;
+    DiagnosticText summary;
     for (std::size_t i = 0; i < std::min(parts.size(), most); ++i) {
-        if (i > 0) summary += '/';
+        if (i > 0) summary += FixedWords("/");
         summary += kindOfPart(parts[i]);
     }
-    if (parts.size() > most) summary += "/{more}";
+    if (parts.size() > most) summary += FixedWords("/{more}");
     return summary;
 }
 
-std::string_view yesOrNo(bool holds) {
-    return holds ? "true" : "false";
+ClaudeChatRoute::Case chatPageOf(std::string_view url) {
+    using enum ClaudeChatRoute::Case;
+    const auto components = componentsOf(url);
+    if (!components || !isOfClaude(*components)) return unsupported;
+    const auto path = decoded(components->path);
+    if (!path) return unsupported;
+    if (path->empty() || *path == "/" || *path == "/new") return newChat;
+    const auto parts = partsOf(*path);
+    if (parts.size() == 3 && parts[0].empty() && parts[1] == "chat" && isUUID(parts[2])) return conversation;
+    return unsupported;
 }
 
 } // namespace
@@ -119,45 +126,36 @@ std::optional<std::string> claudeWebPath(std::string_view url) {
     return std::move(components->path);
 }
 
-ClaudeCodeRoute ClaudeCodeRoute::of(std::string_view url) {
+ClaudeCodeRoute::ClaudeCodeRoute(std::string_view url) {
     static constexpr std::string_view page = "/epitaxy", conversations = "/epitaxy/", prefix = "local_";
     const auto components = componentsOf(url);
-    if (!components || !isOfClaude(*components)) return {};
+    if (!components || !isOfClaude(*components)) return;
     const std::string_view path = components->path;
-    if (path == page) return {Kind::newConversation, std::nullopt};
-    if (!path.starts_with(conversations)) return {};
+    if (path == page) kind = Kind::newConversation;
+    if (!path.starts_with(conversations)) return;
     const auto id = path.substr(conversations.size());
-    if (!id.starts_with(prefix) || !isUUID(id.substr(prefix.size()))) return {};
-    return {Kind::conversation, std::string(id)};
+    if (!id.starts_with(prefix) || !isUUID(id.substr(prefix.size()))) return;
+    kind = Kind::conversation;
+    desktopSessionID = id;
 }
 
-ClaudeChatRoute claudeChatRoute(std::string_view url) {
-    const auto components = componentsOf(url);
-    if (!components || !isOfClaude(*components)) return ClaudeChatRoute::unsupported;
-    const auto path = decoded(components->path);
-    if (!path) return ClaudeChatRoute::unsupported;
-    if (path->empty() || *path == "/" || *path == "/new") return ClaudeChatRoute::newChat;
-    const auto parts = partsOf(*path);
-    if (parts.size() == 3 && parts[0].empty() && parts[1] == "chat" && isUUID(parts[2]))
-        return ClaudeChatRoute::conversation;
-    return ClaudeChatRoute::unsupported;
-}
+ClaudeChatRoute::ClaudeChatRoute(std::string_view url) : value(chatPageOf(url)) {}
 
-std::string claudeRouteSummary(std::string_view url) {
+DiagnosticText ClaudeChatRoute::diagnosticSummary(std::string_view url) {
     const auto components = componentsOf(url);
-    if (!components) return "URL structure: Unparseable";
+    if (!components) return FixedWords("URL structure: Unparseable");
     const auto& [scheme, host, port, path, hasUserInfo, hasQuery, hasFragment] = *components;
-    std::string summary = "URL structure: scheme=";
-    summary += scheme == originScheme ? "https" : scheme.empty() ? "absent" : "other";
-    summary += host == originHost ? ", host=claude.ai" : ", host=claude.ai mismatch or absent";
-    summary.append(", user info present=").append(yesOrNo(hasUserInfo));
-    summary.append(", port present=").append(yesOrNo(!port.empty()));
-    summary.append(", path=").append(pathSummary(path));
-    summary.append(", trailing slash=").append(yesOrNo(path.size() > 1 && path.ends_with('/')));
-    summary.append(", consecutive slashes=").append(yesOrNo(path.find("//") != path.npos));
-    summary.append(", query present=").append(yesOrNo(hasQuery));
-    summary.append(", fragment present=").append(yesOrNo(hasFragment));
-    return summary;
+    const auto schemeWords = scheme == originScheme ? FixedWords("https")
+                             : scheme.empty()       ? FixedWords("absent")
+                                                    : FixedWords("other");
+    const auto hostWords =
+        host == originHost ? FixedWords("claude.ai") : FixedWords("claude.ai mismatch or absent");
+    return DiagnosticText::of("URL structure: scheme={}, host={}, user info present={}, port present={}, "
+                              "path={}, trailing slash={}, consecutive slashes={}, query present={}, "
+                              "fragment present={}",
+                              schemeWords, hostWords, hasUserInfo, !port.empty(), pathSummary(path),
+                              path.size() > 1 && path.ends_with('/'), path.find("//") != path.npos, hasQuery,
+                              hasFragment);
 }
 
 } // namespace orvel

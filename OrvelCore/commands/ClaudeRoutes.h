@@ -1,6 +1,9 @@
 #pragma once
 // Which page of Claude a URL is. What isn't surely one of the known pages is unsupported.
 
+#include "OrvelCore/commands/DiagnosticText.h"
+
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,6 +18,9 @@ bool isURL(std::string_view text);
 /// The path of a page of Claude's web origin, still percent-encoded; nothing for any other URL.
 std::optional<std::string> claudeWebPath(std::string_view url);
 
+/// A longer URL is taken for none, in bytes: what a page puts into its URL must not delay a key.
+inline constexpr std::size_t longestClaudeURL = 16'384;
+
 /// A page of Code conversations.
 struct ClaudeCodeRoute {
     enum class Kind { conversation, newConversation, unsupported };
@@ -22,18 +28,28 @@ struct ClaudeCodeRoute {
     Kind kind = Kind::unsupported;
     std::optional<std::string> desktopSessionID; ///< "local_" and a UUID as written; of a conversation only.
 
-    static ClaudeCodeRoute of(std::string_view url);
+    ClaudeCodeRoute() = default;
+    explicit ClaudeCodeRoute(std::string_view url);
 
     bool operator==(const ClaudeCodeRoute&) const = default;
 };
 
 /// A page of regular chats.
-enum class ClaudeChatRoute { newChat, conversation, unsupported };
+class ClaudeChatRoute {
+  public:
+    enum class Case { newChat, conversation, unsupported };
+    using enum Case;
 
-ClaudeChatRoute claudeChatRoute(std::string_view url);
+    constexpr ClaudeChatRoute(Case value) : value(value) {}
+    constexpr operator Case() const { return value; }
 
-/// The structure of a URL in fixed words: segments that aren't names of known pages are told by their kind
-/// only.
-std::string claudeRouteSummary(std::string_view url);
+    explicit ClaudeChatRoute(std::string_view url);
+
+    /// The structure of any URL: segments that aren't names of known pages are told by their kind only.
+    static DiagnosticText diagnosticSummary(std::string_view url);
+
+  private:
+    Case value;
+};
 
 } // namespace orvel

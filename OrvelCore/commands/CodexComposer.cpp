@@ -12,12 +12,6 @@ using Tree = ComposerTree<Node>;
 using Children = std::vector<NodeID>;
 using namespace CodexComposerStructure;
 
-constexpr std::string_view submitLabels[] = {"Send",       "送信", "Queue", "キューに追加", "Steer",
-                                             "今すぐ反映", "Stop", "停止",  "Resume",       "再開"};
-constexpr std::string_view contextLabels[] = {"Add files and more", "ファイルなどを追加"};
-constexpr std::string_view editLabels[] = {"Save",      "Save changes", "Save & Submit", "Save and submit",
-                                           "Cancel",    "保存",         "変更を保存",    "保存して送信",
-                                           "キャンセル"};
 constexpr std::string_view editorRoles[] = {"AXTextArea", "AXTextField", "AXSearchField"};
 constexpr std::string_view buttonRoles[] = {"AXButton", "AXMenuButton", "AXPopUpButton"};
 constexpr std::string_view branchRoles[] = {"AXGroup", "AXForm", "AXToolbar", "AXRadioGroup"};
@@ -167,8 +161,7 @@ class Inspection {
 bool CodexComposerStructure::matchesEditor(std::string_view role,
                                            const std::optional<std::vector<std::string>>& classes,
                                            bool editable) {
-    static constexpr std::string_view editorClass[] = {"ProseMirror"};
-    return role == "AXTextArea" && classes && holdsOneOf(*classes, editorClass) && editable;
+    return role == "AXTextArea" && classes && holds(*classes, "ProseMirror") && editable;
 }
 
 ComposerRecognition CodexComposerStructure::inspect(std::optional<NodeID> parent,

@@ -16,6 +16,16 @@ struct CodexComposerNode {
 
 namespace CodexComposerStructure {
 
+/// The button that submits changes with what the agent does.
+inline constexpr std::string_view submitLabels[] = {"Send",       "送信", "Queue", "キューに追加", "Steer",
+                                                    "今すぐ反映", "Stop", "停止",  "Resume",       "再開"};
+inline constexpr std::string_view contextLabels[] = {"Add files and more", "ファイルなどを追加"};
+
+/// Of what stands beside the editor of an earlier message.
+inline constexpr std::string_view editLabels[] = {
+    "Save", "Save changes", "Save & Submit", "Save and submit", "Cancel",
+    "保存", "変更を保存",   "保存して送信",  "キャンセル"};
+
 inline constexpr std::size_t mostAncestors = 64;
 inline constexpr std::size_t mostScopes = 8;
 inline constexpr std::size_t mostChildren = 24;
@@ -25,8 +35,8 @@ inline constexpr std::size_t mostElements = 160; ///< The focused element, which
 bool matchesEditor(std::string_view role, const std::optional<std::vector<std::string>>& classes,
                    bool editable);
 
-/// Judges the focused element, whose parent is `parent`. Reads at most 159 elements and the children of at
-/// most 159, each once.
+/// Judges the focused element, whose parent is `parent`. Reads at most 159 elements and the children of 157
+/// of them, each once.
 ComposerRecognition inspect(std::optional<NodeID> parent, ComposerTree<CodexComposerNode>& tree);
 
 } // namespace CodexComposerStructure

@@ -9,6 +9,7 @@ namespace orvel {
 namespace {
 
 using enum CodexCopyShortcutDisposition;
+using CodexCopyShortcutPolicy::commandName;
 
 struct Words {
     FixedWords name, status;
@@ -33,17 +34,6 @@ constexpr Words words[] = {
     {"unreadable", "The confirmed Codex keybindings could not be read."},
 };
 
-CodexCopyShortcutDisposition dispositionOf(CodexKeybindingFault fault) {
-    switch (fault) {
-    case CodexKeybindingFault::unconfirmed: return unconfirmed;
-    case CodexKeybindingFault::unreadable: return unreadable;
-    case CodexKeybindingFault::oversized: return oversized;
-    case CodexKeybindingFault::invalidJSON: return invalidJSON;
-    case CodexKeybindingFault::unknownSyntax: break;
-    }
-    return unknownSyntax;
-}
-
 const Stroke& standardStroke() {
     static const Stroke stroke{"l", {.command = true, .option = true}};
     return stroke;
@@ -60,9 +50,9 @@ CodexCopyShortcut shortcutOf(const StrokeModifiers& modifiers) {
 
 // What the file says of the strokes that copy, and of all others.
 struct Bindings {
-    explicit Bindings(const std::vector<CodexKeybinding>& entries) {
+    explicit Bindings(const CodexKeybindingFile::Entries& entries) {
         for (const auto& entry : entries) {
-            const bool copies = entry.command == CodexKeybindingFile::copyCommand;
+            const bool copies = entry.command == commandName;
             if (!entry.key) {
                 isUnbound = isUnbound || copies;
                 continue;
@@ -88,7 +78,7 @@ struct Bindings {
     bool hasSeveral = false, isUnbound = false, hasUnknownStroke = false;
 };
 
-CodexCopyShortcutAssessment assess(const std::vector<CodexKeybinding>& entries) {
+CodexCopyShortcutAssessment assessed(const CodexKeybindingFile::Entries& entries) {
     const Bindings bindings(entries);
     if (bindings.hasSeveral) return {ambiguous, {}};
     if (bindings.isUnbound) return {disabled, {}};
@@ -111,9 +101,13 @@ FixedWords statusDescription(CodexCopyShortcutDisposition disposition) {
 
 CodexCopyShortcutAssessment CodexCopyShortcutPolicy::assess(std::optional<std::string_view> data,
                                                             bool pathConfirmed, bool readFailed) {
-    const auto file = CodexKeybindingFile::read(data, pathConfirmed, readFailed);
-    if (const auto* fault = std::get_if<CodexKeybindingFault>(&file)) return {dispositionOf(*fault), {}};
-    return orvel::assess(std::get<std::vector<CodexKeybinding>>(file));
+    return assess(CodexKeybindingFile::read(data, pathConfirmed, readFailed));
+}
+
+CodexCopyShortcutAssessment CodexCopyShortcutPolicy::assess(const CodexKeybindingFile::Reading& file) {
+    if (const auto* fault = std::get_if<CodexKeybindingFault>(&file))
+        return {dispositionOf<CodexCopyShortcutDisposition>(*fault), {}};
+    return assessed(std::get<CodexKeybindingFile::Entries>(file));
 }
 
 } // namespace orvel

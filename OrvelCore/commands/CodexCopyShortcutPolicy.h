@@ -1,6 +1,7 @@
 #pragma once
 // Which shortcut of Codex copies the address of the conversation, if exactly one surely does.
 
+#include "OrvelCore/commands/CodexKeybindingFile.h"
 #include "OrvelCore/commands/FixedWords.h"
 
 #include <array>
@@ -46,12 +47,18 @@ struct CodexCopyShortcutAssessment {
 
 namespace CodexCopyShortcutPolicy {
 
+/// The command that copies the address of the conversation.
+inline constexpr std::string_view commandName = "copyDeeplink";
+
 inline constexpr std::string_view supportedAppVersion = "26.1016.62342";
 /// Those versions of Codex whose shortcut is known.
 inline constexpr std::array<std::string_view, 2> supportedAppVersions{supportedAppVersion, "26.1021.31345"};
 
 /// Judges the bytes of the file, or its absence.
 CodexCopyShortcutAssessment assess(std::optional<std::string_view> data, bool pathConfirmed, bool readFailed);
+
+/// The same of a file that was read already.
+CodexCopyShortcutAssessment assess(const CodexKeybindingFile::Reading& file);
 
 } // namespace CodexCopyShortcutPolicy
 

@@ -1,5 +1,7 @@
 #include "OrvelCore/commands/CodexKeybindingFile.h"
 
+#include "OrvelCore/commands/CodexCopyShortcutPolicy.h"
+
 #include "OrvelCore/text/Unicode.h"
 
 #include <simdjson.h>
@@ -55,15 +57,15 @@ std::optional<CodexKeybinding> entryIn(const dom::object& object) {
     if (!command) return std::nullopt;
     // What it means to unbind anything else is not known.
     const bool isNull = hasKey && !key;
-    if (isNull && *command != CodexKeybindingFile::copyCommand) return std::nullopt;
+    if (isNull && *command != CodexCopyShortcutPolicy::commandName) return std::nullopt;
     return CodexKeybinding{std::string(*command), key ? std::optional(std::string(*key)) : std::nullopt};
 }
 
 } // namespace
 
-std::variant<std::vector<CodexKeybinding>, CodexKeybindingFault>
-CodexKeybindingFile::read(std::optional<std::string_view> data, bool pathConfirmed, bool readFailed) {
-    std::vector<CodexKeybinding> entries;
+CodexKeybindingFile::Reading CodexKeybindingFile::read(std::optional<std::string_view> data,
+                                                       bool pathConfirmed, bool readFailed) {
+    Entries entries;
     if (!pathConfirmed) return unconfirmed;
     if (readFailed) return unreadable;
     if (!data) return entries;

@@ -20,18 +20,30 @@ struct CodexKeybinding {
 /// What keeps a file from being judged, in the order in which it is looked for.
 enum class CodexKeybindingFault { unconfirmed, unreadable, oversized, invalidJSON, unknownSyntax };
 
+/// The disposition of the same name.
+template <typename Disposition>
+Disposition dispositionOf(CodexKeybindingFault fault) {
+    switch (fault) {
+    case CodexKeybindingFault::unconfirmed: return Disposition::unconfirmed;
+    case CodexKeybindingFault::unreadable: return Disposition::unreadable;
+    case CodexKeybindingFault::oversized: return Disposition::oversized;
+    case CodexKeybindingFault::invalidJSON: return Disposition::invalidJSON;
+    case CodexKeybindingFault::unknownSyntax: break;
+    }
+    return Disposition::unknownSyntax;
+}
+
 class CodexKeybindingFile {
   public:
     /// A larger file is not looked at.
     static constexpr std::size_t maximumBytes = 65536;
 
-    /// The command that copies the address of the conversation.
-    static constexpr std::string_view copyCommand = "copyDeeplink";
+    using Entries = std::vector<CodexKeybinding>;
+    using Reading = std::variant<Entries, CodexKeybindingFault>;
 
     /// The entries of the file, or the fault that comes first. No data stands for a file that does not exist,
     /// which holds no entries, as does one of blanks. Throws nothing but std::bad_alloc.
-    static std::variant<std::vector<CodexKeybinding>, CodexKeybindingFault>
-    read(std::optional<std::string_view> data, bool pathConfirmed, bool readFailed);
+    static Reading read(std::optional<std::string_view> data, bool pathConfirmed, bool readFailed);
 };
 
 } // namespace orvel

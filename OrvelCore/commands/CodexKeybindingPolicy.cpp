@@ -30,18 +30,7 @@ constexpr Words words[] = {
     {"unreadable", "The confirmed keybindings could not be read. Japanese Return verification is disabled."},
 };
 
-CodexKeybindingDisposition dispositionOf(CodexKeybindingFault fault) {
-    switch (fault) {
-    case CodexKeybindingFault::unconfirmed: return unconfirmed;
-    case CodexKeybindingFault::unreadable: return unreadable;
-    case CodexKeybindingFault::oversized: return oversized;
-    case CodexKeybindingFault::invalidJSON: return invalidJSON;
-    case CodexKeybindingFault::unknownSyntax: break;
-    }
-    return unknownSyntax;
-}
-
-CodexKeybindingDisposition dispositionOf(const std::vector<CodexKeybinding>& entries, bool hasCustomSubmit) {
+CodexKeybindingDisposition dispositionOf(const CodexKeybindingFile::Entries& entries, bool hasCustomSubmit) {
     const Stroke shiftReturn{"enter", {.shift = true}};
     bool isConflicting = false;
     for (const auto& entry : entries) {
@@ -71,8 +60,9 @@ bool CodexKeybindingAssessment::allowsLineBreakProbe() const {
 CodexKeybindingAssessment CodexKeybindingPolicy::assess(std::optional<std::string_view> data,
                                                         bool pathConfirmed, bool readFailed) {
     const auto file = CodexKeybindingFile::read(data, pathConfirmed, readFailed);
-    if (const auto* fault = std::get_if<CodexKeybindingFault>(&file)) return {dispositionOf(*fault)};
-    const auto& entries = std::get<std::vector<CodexKeybinding>>(file);
+    if (const auto* fault = std::get_if<CodexKeybindingFault>(&file))
+        return {dispositionOf<CodexKeybindingDisposition>(*fault)};
+    const auto& entries = std::get<CodexKeybindingFile::Entries>(file);
     const bool hasCustomSubmit = std::any_of(
         entries.begin(), entries.end(), [](const auto& entry) { return entry.command == submitCommand; });
     return {dispositionOf(entries, hasCustomSubmit), hasCustomSubmit};

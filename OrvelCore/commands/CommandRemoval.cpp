@@ -5,7 +5,20 @@
 
 namespace orvel {
 
-std::string_view rawValue(CommandRemovalOutcome outcome) {
+namespace {
+
+CommandRemovalReadback::Case caseOf(std::optional<std::string_view> value, std::string_view expectedText) {
+    using enum CommandRemovalReadback::Case;
+    if (!value) return unavailable;
+    if (value->empty()) return empty;
+    if (trimmed(*value).empty()) return whitespaceOnly;
+    if (*value == expectedText) return unchanged;
+    return changed;
+}
+
+} // namespace
+
+FixedWords rawValue(CommandRemovalOutcome outcome) {
     switch (outcome) {
     case CommandRemovalOutcome::cleared: return "Removed the command from the original editor.";
     case CommandRemovalOutcome::focusChanged:
@@ -15,19 +28,17 @@ std::string_view rawValue(CommandRemovalOutcome outcome) {
                "Orvel.";
     case CommandRemovalOutcome::unavailable:
         return "Input state could not be verified, so the command was not removed. Instructions were passed "
-               "to "
-               "Orvel.";
+               "to Orvel.";
     case CommandRemovalOutcome::writeFailed:
         return "Command removal could not be verified. Instructions were passed to Orvel. Check the original "
                "editor.";
     case CommandRemovalOutcome::verificationFailed: break;
     }
     return "Input state after removal could not be verified. Instructions were passed to Orvel. Check the "
-           "original "
-           "editor.";
+           "original editor.";
 }
 
-std::string_view rawValue(CommandRemovalReadback readback) {
+FixedWords rawValue(CommandRemovalReadback readback) {
     switch (readback) {
     case CommandRemovalReadback::notAttempted: return "Not attempted";
     case CommandRemovalReadback::empty: return "Empty confirmed";
@@ -39,20 +50,16 @@ std::string_view rawValue(CommandRemovalReadback readback) {
     return "Unavailable";
 }
 
-bool confirmsRemoval(CommandRemovalReadback readback) {
-    return readback == CommandRemovalReadback::empty || readback == CommandRemovalReadback::whitespaceOnly;
+CommandRemovalReadback::CommandRemovalReadback(std::optional<std::string_view> value,
+                                               std::string_view expectedText)
+    : value(caseOf(value, expectedText)) {}
+
+bool CommandRemovalReadback::confirmsRemoval() const {
+    return value == empty || value == whitespaceOnly;
 }
 
-bool canRetryReadOnly(CommandRemovalReadback readback) {
-    return readback == CommandRemovalReadback::unchanged || readback == CommandRemovalReadback::unavailable;
-}
-
-CommandRemovalReadback readbackOf(std::optional<std::string_view> value, std::string_view expectedText) {
-    if (!value) return CommandRemovalReadback::unavailable;
-    if (value->empty()) return CommandRemovalReadback::empty;
-    if (trimmed(*value).empty()) return CommandRemovalReadback::whitespaceOnly;
-    if (*value == expectedText) return CommandRemovalReadback::unchanged;
-    return CommandRemovalReadback::changed;
+bool CommandRemovalReadback::canRetryReadOnly() const {
+    return value == unchanged || value == unavailable;
 }
 
 CommandRemovalOutcome CommandRemoval::perform(std::string_view expectedText, CommandEditor& editor) {
@@ -65,10 +72,10 @@ CommandRemovalOutcome CommandRemoval::perform(std::string_view expectedText, Com
     if (!editor.isSameFocusedEditor()) return CommandRemovalOutcome::focusChanged;
 
     const bool written = editor.writeEmpty();
-    const auto readback = readbackOf(editor.readText(), expectedText);
+    const CommandRemovalReadback readback(editor.readText(), expectedText);
     editor.observeReadback(readback);
     if (readback == CommandRemovalReadback::unavailable) return CommandRemovalOutcome::verificationFailed;
-    if (confirmsRemoval(readback)) return CommandRemovalOutcome::cleared;
+    if (readback.confirmsRemoval()) return CommandRemovalOutcome::cleared;
     return written ? CommandRemovalOutcome::verificationFailed : CommandRemovalOutcome::writeFailed;
 }
 

@@ -2,6 +2,8 @@
 // Removing a captured command from its editor: nothing but the very text that was captured is ever erased,
 // and the editor is read again to learn what became of it.
 
+#include "OrvelCore/commands/FixedWords.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,21 +20,32 @@ enum class CommandRemovalOutcome {
 };
 
 /// The sentence for the user.
-std::string_view rawValue(CommandRemovalOutcome outcome);
+FixedWords rawValue(CommandRemovalOutcome outcome);
 
 /// What the editor held after the removal.
-enum class CommandRemovalReadback { notAttempted, empty, whitespaceOnly, unchanged, changed, unavailable };
+class CommandRemovalReadback {
+  public:
+    enum class Case { notAttempted, empty, whitespaceOnly, unchanged, changed, unavailable };
+    using enum Case;
 
-std::string_view rawValue(CommandRemovalReadback readback);
+    constexpr CommandRemovalReadback(Case value) : value(value) {}
+    constexpr operator Case() const { return value; }
 
-/// Editors leave a line break in an emptied field, so blanks confirm a removal as well.
-bool confirmsRemoval(CommandRemovalReadback readback);
+    /// The judgement of a value read back, which is absent if it could not be read; never `notAttempted`.
+    CommandRemovalReadback(std::optional<std::string_view> value, std::string_view expectedText);
 
-/// Whether reading once more may give another answer.
-bool canRetryReadOnly(CommandRemovalReadback readback);
+    /// Editors leave a line break in an emptied field, so blanks confirm a removal as well.
+    bool confirmsRemoval() const;
 
-/// The judgement of a value read back, which is absent if it could not be read; never `notAttempted`.
-CommandRemovalReadback readbackOf(std::optional<std::string_view> value, std::string_view expectedText);
+    /// Whether reading once more may give another answer.
+    bool canRetryReadOnly() const;
+
+  private:
+    Case value;
+};
+
+/// The words that diagnostics print.
+FixedWords rawValue(CommandRemovalReadback readback);
 
 /// The editor that the removal works on.
 class CommandEditor {

@@ -34,6 +34,10 @@ inline bool isOneOf(std::string_view name, Names names) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
+inline bool holds(const std::vector<std::string>& texts, std::string_view text) {
+    return std::find(texts.begin(), texts.end(), text) != texts.end();
+}
+
 inline bool holdsOneOf(const std::vector<std::string>& texts, Names names) {
     return std::any_of(texts.begin(), texts.end(), [&](const auto& text) { return isOneOf(text, names); });
 }

@@ -1,5 +1,8 @@
 #include "OrvelCore/commands/DiagnosticSummary.h"
 
+#include "OrvelCore/commands/ClaudeComposer.h"
+#include "OrvelCore/commands/CodexComposer.h"
+
 #include <algorithm>
 
 namespace orvel::DiagnosticSummary {
@@ -10,6 +13,16 @@ constexpr FixedWords knownRoles[] = {
     "AXTextArea",    "AXTextField",   "AXWebArea",    "AXGroup", "AXStaticText", "AXButton",
     "AXWindow",      "AXApplication", "AXScrollArea", "AXList",  "AXUnknown",    "AXRadioGroup",
     "AXRadioButton", "AXPopUpButton", "AXMenuButton", "AXImage", "AXLink",       "AXCheckBox"};
+
+bool isKnownLabel(std::string_view label) {
+    namespace Claude = ClaudeComposerIdentity;
+    namespace Code = ClaudeCodeComposerIdentity;
+    namespace Codex = CodexComposerStructure;
+    return label == Code::editorDescription || label == Code::sendButtonLabel ||
+           isOneOf(label, Claude::sendButtonLabels) || isOneOf(label, Claude::editingButtonLabels) ||
+           isOneOf(label, Codex::submitLabels) || isOneOf(label, Codex::contextLabels) ||
+           isOneOf(label, Codex::editLabels);
+}
 
 } // namespace
 
@@ -27,12 +40,15 @@ DiagnosticText classes(std::optional<std::span<const std::string>> classes) {
                               holds("tiptap"), classes->size());
 }
 
-DiagnosticText label(const std::optional<std::string>& label, std::span<const std::string_view> known) {
+DiagnosticText label(const std::optional<std::string>& label) {
     if (!label) return FixedWords("String unavailable");
     if (label->empty()) return FixedWords("Empty string");
-    if (std::find(known.begin(), known.end(), *label) != known.end())
-        return FixedWords("Matches a known conversation label");
+    if (isKnownLabel(*label)) return FixedWords("Matches a known conversation label");
     return FixedWords("Unregistered label (content not recorded)");
+}
+
+DiagnosticText input(ReturnInputClassification classification) {
+    return rawValue(classification);
 }
 
 DiagnosticText inputSource(const std::optional<InputSourceIdentity>& source) {

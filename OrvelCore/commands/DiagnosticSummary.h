@@ -2,11 +2,11 @@
 // What diagnostics say in place of values that were read from other applications.
 
 #include "OrvelCore/commands/DiagnosticText.h"
+#include "OrvelCore/commands/OrvelCommand.h"
 
 #include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 
 namespace orvel {
 
@@ -23,8 +23,11 @@ DiagnosticText role(const std::optional<std::string>& role);
 /// Whether the two classes that editors have are among them, and how many there are.
 DiagnosticText classes(std::optional<std::span<const std::string>> classes);
 
-/// Whether the label is one of those that conversations have.
-DiagnosticText label(const std::optional<std::string>& label, std::span<const std::string_view> known);
+/// Whether the label is one of those by which composers are recognised.
+DiagnosticText label(const std::optional<std::string>& label);
+
+/// What is told of an editor's text.
+DiagnosticText input(ReturnInputClassification classification);
 
 /// Identifier, mode and type, each only if it looks like an identifier; "Unavailable" for no source.
 DiagnosticText inputSource(const std::optional<InputSourceIdentity>& source);

@@ -19,6 +19,8 @@ class FixedWords {
     constexpr operator std::string_view() const { return words; }
     constexpr std::string_view view() const { return words; }
 
+    friend constexpr bool operator==(FixedWords, FixedWords) = default;
+
   private:
     std::string_view words;
 };

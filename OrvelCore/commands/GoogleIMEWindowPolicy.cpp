@@ -47,10 +47,11 @@ bool isCompatible(Profile profile, const Setting& setting) {
            (setting.layoutID == "com.apple.keylayout.ABC" || setting.layoutID == "com.apple.keylayout.US");
 }
 
-Decision decide(const Evidence& evidence, bool endCaretWithoutSelection, bool isPlainReturn) {
+Decision decide(const Evidence& evidence, bool endCaretWithoutSelection, OrvelReturnShortcut shortcut) {
     if (!holds(evidence)) return Decision::stop;
     switch (evidence.state) {
-    case State::present: return isPlainReturn ? Decision::confirmOriginalReturn : Decision::stop;
+    case State::present:
+        return shortcut == OrvelReturnShortcut::plain ? Decision::confirmOriginalReturn : Decision::stop;
     case State::absent:
         return endCaretWithoutSelection ? Decision::captureWithWindowEvidence : Decision::stop;
     case State::unavailable: break;
@@ -58,18 +59,20 @@ Decision decide(const Evidence& evidence, bool endCaretWithoutSelection, bool is
     return Decision::stop;
 }
 
-bool allowsPreservingDraftNavigation(const Evidence& evidence, bool editorDeniesMarkedText) {
-    return editorDeniesMarkedText && evidence.state == State::absent && holds(evidence);
+bool allowsPreservingDraftNavigation(const Evidence& evidence, MarkedTextEvidence markedEvidence) {
+    const bool deniesMarkedText =
+        markedEvidence == MarkedTextEvidence::absent || markedEvidence == MarkedTextEvidence::unsupported;
+    return deniesMarkedText && evidence.state == State::absent && holds(evidence);
 }
 
 bool allowsDefaultReturnKeybindings(std::optional<std::string_view> data, bool pathConfirmed) {
-    if (!CodexCopyShortcutPolicy::assess(data, pathConfirmed, false).shortcut) return false;
     const auto file = CodexKeybindingFile::read(data, pathConfirmed, false);
-    const auto* entries = std::get_if<std::vector<CodexKeybinding>>(&file);
+    if (!CodexCopyShortcutPolicy::assess(file).shortcut) return false;
+    const auto* entries = std::get_if<CodexKeybindingFile::Entries>(&file);
     if (!entries) return false;
     bool togglesPlanMode = false;
     for (const auto& entry : *entries) {
-        if (entry.command == CodexKeybindingFile::copyCommand) continue;
+        if (entry.command == CodexCopyShortcutPolicy::commandName) continue;
         if (entry.command != "composer.togglePlanMode" || entry.key != "Shift+Tab" || togglesPlanMode)
             return false;
         togglesPlanMode = true;

@@ -3,6 +3,7 @@
 // and what follows from it.
 
 #include "OrvelCore/commands/FixedWords.h"
+#include "OrvelCore/commands/ReturnDecision.h"
 
 #include <array>
 #include <optional>
@@ -48,11 +49,11 @@ struct Evidence {
     bool compatible;       ///< `isCompatible`, asked again behind the observation.
 };
 
-Decision decide(const Evidence& evidence, bool endCaretWithoutSelection, bool isPlainReturn);
+Decision decide(const Evidence& evidence, bool endCaretWithoutSelection, OrvelReturnShortcut shortcut);
 
-/// Whether moving about in the agent keeps the draft. `editorDeniesMarkedText`: the editor said that it holds
-/// no marked text, or that it knows none; not that it could not be asked.
-bool allowsPreservingDraftNavigation(const Evidence& evidence, bool editorDeniesMarkedText);
+/// Whether moving about in the agent keeps the draft. The editor must have said that it holds no marked text,
+/// or that it knows none; not that it could not be asked.
+bool allowsPreservingDraftNavigation(const Evidence& evidence, MarkedTextEvidence markedEvidence);
 
 /// Whether Codex's keybindings surely leave Return, Shift+Return and the send keys as they are. No data
 /// stands for a file that does not exist. Stricter than CodexKeybindingPolicy: any entry but two known ones

@@ -1,7 +1,6 @@
 #include "OrvelCore/commands/Keystroke.h"
 
 #include <algorithm>
-#include <vector>
 
 namespace orvel {
 
@@ -34,14 +33,18 @@ std::string lowercased(std::string_view text) {
     return lower;
 }
 
-std::vector<std::string_view> partsOf(std::string_view text) {
-    std::vector<std::string_view> parts;
-    for (std::size_t from = 0;;) {
-        const auto end = text.find('+', from);
-        parts.push_back(text.substr(from, end - from));
-        if (end == text.npos) return parts;
-        from = end + 1;
-    }
+// What stands before the last plus sign, if there is one, and behind it. As a key the sign is "plus".
+struct Parts {
+    std::optional<std::string_view> modifiers;
+    std::string_view key;
+};
+
+Parts partsOf(std::string_view text) {
+    if (text == "+") return {std::nullopt, "plus"};
+    if (text.ends_with("++")) return {text.substr(0, text.size() - 2), "plus"};
+    const auto sign = text.rfind('+');
+    if (sign == text.npos) return {std::nullopt, text};
+    return {text.substr(0, sign), text.substr(sign + 1)};
 }
 
 bool isFunctionKey(std::string_view key) {
@@ -64,26 +67,29 @@ bool add(std::string_view name, StrokeModifiers& modifiers) {
     return true;
 }
 
+// Nothing if any of the names between plus signs is unknown or there twice, so that a long text ends early.
+std::optional<StrokeModifiers> modifiersIn(std::string_view names) {
+    StrokeModifiers modifiers;
+    for (std::size_t from = 0;;) {
+        const auto end = names.find('+', from);
+        if (!add(names.substr(from, end - from), modifiers)) return std::nullopt;
+        if (end == names.npos) return modifiers;
+        from = end + 1;
+    }
+}
+
 } // namespace
 
 std::optional<Stroke> parseStroke(std::string_view text) {
     const auto lower = lowercased(text);
-    auto parts = partsOf(lower);
-    if (lower == "+" || lower.ends_with("++")) {
-        parts.resize(parts.size() - 2);
-        parts.emplace_back("plus");
-    }
-
-    auto key = parts.back();
-    parts.pop_back();
+    auto [names, key] = partsOf(lower);
     for (const auto& [alias, meaning] : keyAliases)
         if (key == alias) key = meaning;
     if (!isKey(key)) return std::nullopt;
 
-    Stroke stroke{std::string(key), {}};
-    for (const auto part : parts)
-        if (!add(part, stroke.modifiers)) return std::nullopt;
-    return stroke;
+    const auto modifiers = names ? modifiersIn(*names) : StrokeModifiers();
+    if (!modifiers) return std::nullopt;
+    return Stroke{std::string(key), *modifiers};
 }
 
 } // namespace orvel

@@ -1,5 +1,7 @@
 #include "OrvelCore/commands/LineBreakProbe.h"
 
+#include "OrvelCore/commands/OrvelCommand.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -18,7 +20,12 @@ std::int64_t utf16Length(std::string_view text) {
     return units;
 }
 
-bool isWithin(EditorSelection selection, std::int64_t length) {
+bool isAtEnd(EditorSelection selection, std::string_view text) {
+    return selection.location == utf16Length(text) && selection.length == 0;
+}
+
+bool isWithin(EditorSelection selection, std::string_view text) {
+    const auto length = utf16Length(text);
     return selection.location >= 0 && selection.location <= length && selection.length >= 0 &&
            selection.length <= length - selection.location;
 }
@@ -41,20 +48,19 @@ FixedWords difference(std::string_view text, std::string_view before) {
 
 } // namespace
 
-std::optional<LineBreakProbe> LineBreakProbe::begin(std::string_view text, bool isCommand,
-                                                    EditorSelection selection, Context context,
-                                                    std::int64_t keyCode, double now) {
-    const bool isAtEnd = selection.location == utf16Length(text) && selection.length == 0;
+std::optional<LineBreakProbe> LineBreakProbe::begin(std::string_view text, EditorSelection selection,
+                                                    Context context, std::int64_t keyCode, double now) {
     const bool isReturn = keyCode == returnKey || keyCode == enterKey;
-    if (!isCommand || !isAtEnd || !isReturn || !std::isfinite(now)) return std::nullopt;
+    if (!OrvelCommand::parse(text) || !isAtEnd(selection, text) || !isReturn || !std::isfinite(now))
+        return std::nullopt;
     return LineBreakProbe(text, std::move(context), keyCode, now);
 }
 
 LineBreakProbe::ReturnHandling LineBreakProbe::handleReturn(std::int64_t code, bool isKeyDown,
                                                             bool isRepeat) {
-    if (code != keyCode || keyReleased) return ReturnHandling::unrelated;
+    if (code != keyCode || released) return ReturnHandling::unrelated;
     if (!isKeyDown) {
-        keyReleased = true;
+        released = true;
         return ReturnHandling::releaseWithShift;
     }
     if (isRepeat) return ReturnHandling::suppressRepeat;
@@ -77,10 +83,9 @@ LineBreakProbe::Result LineBreakProbe::resultOf(std::string_view text, EditorSel
                                                 const Context& current, double now) const {
     if (current != context) return Result::cancelled;
     if (!(now <= end)) return Result::expiredWithoutEvidence;
-    const auto length = utf16Length(text);
-    if (isOneLineBreakLonger(text, expectedText) && selection.location == length && selection.length == 0)
+    if (isOneLineBreakLonger(text, expectedText) && isAtEnd(selection, text))
         return Result::insertedSingleLineBreak;
-    return text == expectedText && isWithin(selection, length) ? Result::waiting : Result::cancelled;
+    return text == expectedText && isWithin(selection, text) ? Result::waiting : Result::cancelled;
 }
 
 } // namespace orvel

@@ -33,11 +33,10 @@ class LineBreakProbe {
     /// How long a probe watches, in seconds.
     static constexpr double lifetime = 0.25;
 
-    /// A probe of the text, which `isCommand` says to be one, if the caret stands at its end and the key is a
-    /// Return. `now` is in seconds, as all times here.
-    static std::optional<LineBreakProbe> begin(std::string_view text, bool isCommand,
-                                               EditorSelection selection, Context context,
-                                               std::int64_t keyCode, double now);
+    /// A probe of the text, if that is the command, the caret stands at its end and the key is a Return.
+    /// `now` is in seconds, as all times here.
+    static std::optional<LineBreakProbe> begin(std::string_view text, EditorSelection selection,
+                                               Context context, std::int64_t keyCode, double now);
 
     /// What is to be done with an event of the key.
     ReturnHandling handleReturn(std::int64_t keyCode, bool isKeyDown, bool isRepeat);
@@ -47,7 +46,7 @@ class LineBreakProbe {
 
     Result result() const { return outcome; }
     double deadline() const { return end; }
-    bool isKeyReleased() const { return keyReleased; }
+    bool keyReleased() const { return released; }
     /// What the last observation showed, without content.
     const DiagnosticText& lastObservationSummary() const { return summary; }
 
@@ -62,7 +61,7 @@ class LineBreakProbe {
     Context context;
     std::int64_t keyCode;
     double end;
-    bool keyReleased = false;
+    bool released = false;
     Result outcome = Result::waiting;
     DiagnosticText summary = FixedWords("Not observed");
 };

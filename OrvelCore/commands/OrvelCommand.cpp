@@ -11,19 +11,29 @@ namespace orvel {
 
 namespace {
 
-// The first code point; negative if there is none or it is no UTF-8.
-UChar32 firstCodePoint(std::string_view text) {
+// What a text begins with; the value is negative if that is no UTF-8 or the text is empty.
+struct CodePoint {
+    UChar32 value;
+    std::size_t size; // In bytes.
+};
+
+CodePoint firstCodePoint(std::string_view text) {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
     const auto size = static_cast<std::int64_t>(text.size());
     std::int64_t at = 0;
-    UChar32 codePoint = U_SENTINEL;
-    if (size > 0) U8_NEXT(bytes, at, size, codePoint); // NOLINT(bugprone-inc-dec-in-conditions)
-    return codePoint;
+    UChar32 value = U_SENTINEL;
+    if (size > 0) U8_NEXT(bytes, at, size, value); // NOLINT(bugprone-inc-dec-in-conditions)
+    return {value, static_cast<std::size_t>(at)};
 }
 
-// Whether the code point, behind a letter, belongs to the letter's character.
-bool continuesLetter(UChar32 codePoint) {
-    switch (u_getIntPropertyValue(codePoint, UCHAR_GRAPHEME_CLUSTER_BREAK)) {
+int clusterBreak(UChar32 codePoint) {
+    return u_getIntPropertyValue(codePoint, UCHAR_GRAPHEME_CLUSTER_BREAK);
+}
+
+// Whether the code point, behind a letter or a blank, belongs to the same character.
+bool isMark(UChar32 codePoint) {
+    if (codePoint < 0) return false;
+    switch (clusterBreak(codePoint)) {
     case U_GCB_EXTEND:
     case U_GCB_SPACING_MARK:
     case U_GCB_ZWJ: return true;
@@ -31,10 +41,44 @@ bool continuesLetter(UChar32 codePoint) {
     }
 }
 
+// Whether the code point is a character by itself, whatever follows. CR LF is the one exception.
+bool takesNoMarks(UChar32 codePoint) {
+    switch (clusterBreak(codePoint)) {
+    case U_GCB_CONTROL:
+    case U_GCB_CR:
+    case U_GCB_LF: return true;
+    default: return false;
+    }
+}
+
 bool beginsWithWord(std::string_view text) {
-    if (!text.starts_with(OrvelCommand::word)) return false;
-    const auto next = firstCodePoint(text.substr(OrvelCommand::word.size()));
-    return next < 0 || !continuesLetter(next);
+    return text.starts_with(OrvelCommand::word) &&
+           !isMark(firstCodePoint(text.substr(OrvelCommand::word.size())).value);
+}
+
+// The first character if it is whitespace, else nothing. Reads no further than its end: a character may be
+// as long as the text, and a break iterator takes twice the time.
+std::string_view separatorIn(std::string_view text) {
+    if (text.starts_with("\r\n")) return text.substr(0, 2);
+    const auto first = firstCodePoint(text);
+    if (first.value < 0 || !u_isUWhiteSpace(first.value)) return {};
+    auto size = first.size;
+    if (takesNoMarks(first.value)) return text.substr(0, size);
+    for (;;) {
+        const auto next = firstCodePoint(text.substr(size));
+        if (!isMark(next.value)) return text.substr(0, size);
+        size += next.size;
+    }
+}
+
+ReturnInputClassification::Case caseOf(std::string_view editorText) {
+    using enum ReturnInputClassification::Case;
+    if (OrvelCommand::parse(editorText)) return command;
+    if (editorText.empty()) return empty;
+    if (editorText.size() > OrvelCommand::maximumBytes) return tooLong;
+    if (beginsWithWord(editorText)) return invalidBoundary;
+    if (beginsWithWord(trimmed(editorText))) return leadingWhitespace;
+    return other;
 }
 
 } // namespace
@@ -44,12 +88,15 @@ std::optional<OrvelCommand> OrvelCommand::parse(std::string_view editorText) {
     if (!beginsWithWord(editorText)) return std::nullopt;
     const auto rest = editorText.substr(word.size());
     if (rest.empty()) return OrvelCommand{};
-    const auto separator = firstCodePoint(rest);
-    if (separator < 0 || !u_isUWhiteSpace(separator)) return std::nullopt;
-    return OrvelCommand{std::string(rest.substr(firstCharacters(rest, 1).size()))};
+    const auto separator = separatorIn(rest);
+    if (separator.empty()) return std::nullopt;
+    return OrvelCommand{std::string(rest.substr(separator.size()))};
 }
 
-std::string_view rawValue(ReturnInputClassification classification) {
+ReturnInputClassification::ReturnInputClassification(std::string_view editorText)
+    : value(caseOf(editorText)) {}
+
+FixedWords rawValue(ReturnInputClassification classification) {
     switch (classification) {
     case ReturnInputClassification::unread: return "Not read";
     case ReturnInputClassification::unavailable: return "Unavailable";
@@ -61,16 +108,6 @@ std::string_view rawValue(ReturnInputClassification classification) {
     case ReturnInputClassification::other: break;
     }
     return "Not command syntax (content not recorded)";
-}
-
-ReturnInputClassification classified(std::string_view editorText) {
-    using enum ReturnInputClassification;
-    if (OrvelCommand::parse(editorText)) return command;
-    if (editorText.empty()) return empty;
-    if (editorText.size() > OrvelCommand::maximumBytes) return tooLong;
-    if (beginsWithWord(editorText)) return invalidBoundary;
-    if (beginsWithWord(trimmed(editorText))) return leadingWhitespace;
-    return other;
 }
 
 } // namespace orvel

@@ -2,6 +2,8 @@
 // The typed command: /orvel, and behind one separator the instructions for Orvel. Characters are
 // user-perceived ones, so a letter that carries a mark is another letter and CR LF is one separator.
 
+#include "OrvelCore/commands/FixedWords.h"
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -22,20 +24,31 @@ struct OrvelCommand {
 };
 
 /// What may be told about an editor's text without telling the text.
-enum class ReturnInputClassification {
-    unread,
-    unavailable,
-    command,
-    empty,
-    tooLong,
-    invalidBoundary,
-    leadingWhitespace,
-    other
+class ReturnInputClassification {
+  public:
+    enum class Case {
+        unread,
+        unavailable,
+        command,
+        empty,
+        tooLong,
+        invalidBoundary,
+        leadingWhitespace,
+        other
+    };
+    using enum Case; // In a template GCC 12 understands only Case::command.
+
+    constexpr ReturnInputClassification(Case value) : value(value) {}
+    constexpr operator Case() const { return value; }
+
+    /// What the text is; never `unread` or `unavailable`, which are for texts that were not had.
+    explicit ReturnInputClassification(std::string_view editorText);
+
+  private:
+    Case value;
 };
 
-std::string_view rawValue(ReturnInputClassification classification);
-
-/// What the text is; never `unread` or `unavailable`, which are for texts that were not had.
-ReturnInputClassification classified(std::string_view editorText);
+/// The words that diagnostics print.
+FixedWords rawValue(ReturnInputClassification classification);
 
 } // namespace orvel

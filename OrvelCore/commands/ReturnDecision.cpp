@@ -5,7 +5,7 @@
 
 namespace orvel {
 
-std::string_view rawValue(MarkedTextEvidence evidence) {
+FixedWords rawValue(MarkedTextEvidence evidence) {
     switch (evidence) {
     case MarkedTextEvidence::marked: return "marked";
     case MarkedTextEvidence::absent: return "absent";
@@ -15,15 +15,14 @@ std::string_view rawValue(MarkedTextEvidence evidence) {
     return "unavailable";
 }
 
-CompositionState compositionState(MarkedTextEvidence evidence, bool knownASCIISource) {
+CompositionState CompositionState::resolve(MarkedTextEvidence evidence, bool knownASCIISource) {
     switch (evidence) {
-    case MarkedTextEvidence::marked: return CompositionState::composing;
+    case MarkedTextEvidence::marked: return composing;
     case MarkedTextEvidence::absent:
-    case MarkedTextEvidence::unsupported:
-        return knownASCIISource ? CompositionState::clear : CompositionState::unknown;
+    case MarkedTextEvidence::unsupported: return knownASCIISource ? clear : unknown;
     case MarkedTextEvidence::unavailable: break;
     }
-    return CompositionState::unknown;
+    return unknown;
 }
 
 bool KnownASCIISource::matches(std::optional<std::string_view> id, std::optional<std::string_view> type,
@@ -40,13 +39,13 @@ bool KnownASCIISource::matches(std::optional<std::string_view> id, std::optional
     return false;
 }
 
-std::string_view rawValue(OrvelReturnShortcut shortcut) {
-    return shortcut == OrvelReturnShortcut::plain ? "Return" : "⌘Return";
+FixedWords rawValue(OrvelReturnShortcut shortcut) {
+    return shortcut == OrvelReturnShortcut::plain ? FixedWords("Return") : FixedWords("⌘Return");
 }
 
-std::optional<OrvelReturnShortcut> returnShortcut(ReturnModifiers modifiers) {
-    if (modifiers.rawValue == 0) return OrvelReturnShortcut::plain;
-    if (modifiers.rawValue == ReturnModifiers::command) return OrvelReturnShortcut::command;
+std::optional<OrvelReturnShortcut> OrvelReturnShortcut::of(ReturnModifiers modifiers) {
+    if (modifiers.rawValue == 0) return plain;
+    if (modifiers.rawValue == ReturnModifiers::command) return command;
     return std::nullopt;
 }
 
@@ -70,7 +69,7 @@ std::optional<OrvelCommand> OrvelCommandPolicy::command(std::optional<std::strin
     return passes ? OrvelCommand::parse(editorText) : std::nullopt;
 }
 
-std::string_view rawValue(ComposerRecognition recognition) {
+FixedWords rawValue(ComposerRecognition recognition) {
     switch (recognition) {
     case ComposerRecognition::verified: return "Conversation editor structure verified";
     case ComposerRecognition::excluded: return "Not a conversation editor; excluded";
@@ -79,26 +78,25 @@ std::string_view rawValue(ComposerRecognition recognition) {
     return "Possible conversation editor; structure not fully verified";
 }
 
-CommandEntryDisposition entryDisposition(bool isCommand, std::optional<OrvelReturnShortcut> shortcut,
-                                         ComposerRecognition recognition, bool contextValid) {
-    if (!shortcut || !isCommand || recognition == ComposerRecognition::excluded)
-        return CommandEntryDisposition::forward;
-    if (recognition == ComposerRecognition::verified && contextValid) return CommandEntryDisposition::inspect;
-    return CommandEntryDisposition::stop;
+CommandEntryDisposition CommandEntryDisposition::resolve(bool isCommand,
+                                                         std::optional<OrvelReturnShortcut> shortcut,
+                                                         ComposerRecognition recognition, bool contextValid) {
+    if (!shortcut || !isCommand || recognition == ComposerRecognition::excluded) return forward;
+    if (recognition == ComposerRecognition::verified && contextValid) return inspect;
+    return stop;
 }
 
-CommandReturnDecision returnDecision(const CommandReturnFacts& facts) {
+CommandReturnDecision CommandReturnDecision::resolve(const Facts& facts) {
     const bool isPlain = facts.shortcut == OrvelReturnShortcut::plain;
     switch (facts.composition) {
-    case CompositionState::clear: return CommandReturnDecision::capture;
+    case CompositionState::clear: return capture;
     case CompositionState::composing:
-        return isPlain && facts.allowsCompositionConfirmation ? CommandReturnDecision::confirmComposition
-                                                              : CommandReturnDecision::stop;
+        return isPlain && facts.allowsCompositionConfirmation ? confirmComposition : stop;
     case CompositionState::unknown: break;
     }
     return isPlain && facts.knownJapaneseSource && facts.safeLineBreak && facts.endCaretWithoutSelection
-               ? CommandReturnDecision::probeLineBreak
-               : CommandReturnDecision::stop;
+               ? probeLineBreak
+               : stop;
 }
 
 } // namespace orvel

@@ -10,18 +10,28 @@
 
 namespace orvel {
 
-/// Whether text is pending in the input method.
-enum class CompositionState { clear, composing, unknown };
-
 /// What the editor's marked-text attribute said.
 enum class MarkedTextEvidence { marked, absent, unsupported, unavailable };
 
 /// The name that diagnostics print.
-std::string_view rawValue(MarkedTextEvidence evidence);
+FixedWords rawValue(MarkedTextEvidence evidence);
 
-/// That no text is marked proves nothing unless the input source cannot compose at all: editors in web views
-/// don't tell of compositions reliably.
-CompositionState compositionState(MarkedTextEvidence evidence, bool knownASCIISource);
+/// Whether text is pending in the input method.
+class CompositionState {
+  public:
+    enum class Case { clear, composing, unknown };
+    using enum Case;
+
+    constexpr CompositionState(Case value) : value(value) {}
+    constexpr operator Case() const { return value; }
+
+    /// That no text is marked proves nothing unless the input source cannot compose at all: editors in web
+    /// views don't tell of compositions reliably.
+    static CompositionState resolve(MarkedTextEvidence evidence, bool knownASCIISource);
+
+  private:
+    Case value;
+};
 
 namespace KnownASCIISource {
 
@@ -34,14 +44,28 @@ bool matches(std::optional<std::string_view> id, std::optional<std::string_view>
 struct ReturnModifiers {
     static constexpr int command = 1, shift = 2, control = 4, option = 8, function = 16;
     int rawValue = 0;
+
+    bool contains(int modifier) const { return (rawValue & modifier) != 0; }
     bool operator==(const ReturnModifiers&) const = default;
 };
 
 /// The chords that submit a command.
-enum class OrvelReturnShortcut { plain, command };
+class OrvelReturnShortcut {
+  public:
+    enum class Case { plain, command };
+    using enum Case;
 
-std::string_view rawValue(OrvelReturnShortcut shortcut);
-std::optional<OrvelReturnShortcut> returnShortcut(ReturnModifiers modifiers);
+    constexpr OrvelReturnShortcut(Case value) : value(value) {}
+    constexpr operator Case() const { return value; }
+
+    /// The chord of Return and these modifiers, if it is one.
+    static std::optional<OrvelReturnShortcut> of(ReturnModifiers modifiers);
+
+  private:
+    Case value;
+};
+
+FixedWords rawValue(OrvelReturnShortcut shortcut);
 
 namespace OrvelCommandPolicy {
 
@@ -64,30 +88,49 @@ std::optional<OrvelCommand> command(std::optional<std::string_view> bundleID, bo
 /// Whether an editor is the composer of a conversation.
 enum class ComposerRecognition { verified, excluded, uncertain };
 
-std::string_view rawValue(ComposerRecognition recognition);
+FixedWords rawValue(ComposerRecognition recognition);
 
 /// What happens to a Return before its composition is looked at.
-enum class CommandEntryDisposition { forward, stop, inspect };
+class CommandEntryDisposition {
+  public:
+    enum class Case { forward, stop, inspect };
+    using enum Case;
 
-/// Stops what looks like the command in something that may be a conversation's editor and isn't proved to be,
-/// rather than risk that /orvel is sent as a message.
-CommandEntryDisposition entryDisposition(bool isCommand, std::optional<OrvelReturnShortcut> shortcut,
-                                         ComposerRecognition recognition, bool contextValid);
+    constexpr CommandEntryDisposition(Case value) : value(value) {}
+    constexpr operator Case() const { return value; }
 
-/// What happens to the Return of a command in a proven composer.
-enum class CommandReturnDecision { capture, confirmComposition, probeLineBreak, stop };
+    /// Stops what looks like the command in something that may be a conversation's editor and isn't proved to
+    /// be, rather than risk that /orvel is sent as a message.
+    static CommandEntryDisposition resolve(bool isCommand, std::optional<OrvelReturnShortcut> shortcut,
+                                           ComposerRecognition recognition, bool contextValid);
 
-/// Facts about the Return of a command.
-struct CommandReturnFacts {
-    CompositionState composition = CompositionState::unknown;
-    bool knownJapaneseSource = false;
-    bool safeLineBreak = false;
-    bool endCaretWithoutSelection = false;
-    OrvelReturnShortcut shortcut = OrvelReturnShortcut::plain;
-    bool allowsCompositionConfirmation = false;
+  private:
+    Case value;
 };
 
-/// Only a plain Return may ever reach the input method.
-CommandReturnDecision returnDecision(const CommandReturnFacts& facts);
+/// What happens to the Return of a command in a proven composer.
+class CommandReturnDecision {
+  public:
+    enum class Case { capture, confirmComposition, probeLineBreak, stop };
+    using enum Case;
+
+    constexpr CommandReturnDecision(Case value) : value(value) {}
+    constexpr operator Case() const { return value; }
+
+    struct Facts {
+        CompositionState composition = CompositionState::unknown;
+        bool knownJapaneseSource = false;
+        bool safeLineBreak = false;
+        bool endCaretWithoutSelection = false;
+        OrvelReturnShortcut shortcut = OrvelReturnShortcut::plain;
+        bool allowsCompositionConfirmation = false;
+    };
+
+    /// Only a plain Return may ever reach the input method.
+    static CommandReturnDecision resolve(const Facts& facts);
+
+  private:
+    Case value;
+};
 
 } // namespace orvel

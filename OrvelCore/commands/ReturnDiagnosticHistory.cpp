@@ -1,5 +1,7 @@
 #include "OrvelCore/commands/ReturnDiagnosticHistory.h"
 
+#include "OrvelCore/commands/DiagnosticSummary.h"
+
 #include <algorithm>
 #include <utility>
 #include <vector>
@@ -14,9 +16,13 @@ using CommandAttempt = ReturnDiagnosticHistory::CommandAttempt;
 constexpr std::int64_t keypadEnter = 76;
 
 constexpr struct {
-    int bit;
+    int modifier;
     FixedWords name;
-} modifierNames[] = {{1, "Command+"}, {2, "Shift+"}, {4, "Control+"}, {8, "Option+"}, {16, "Function+"}};
+} modifierNames[] = {{ReturnModifiers::command, "Command+"},
+                     {ReturnModifiers::shift, "Shift+"},
+                     {ReturnModifiers::control, "Control+"},
+                     {ReturnModifiers::option, "Option+"},
+                     {ReturnModifiers::function, "Function+"}};
 
 // In the order in which they happened.
 std::vector<const CommandAttempt*> inOrder(const std::map<Agent, CommandAttempt>& attempts) {
@@ -46,7 +52,7 @@ DiagnosticText fullTextOf(const CommandAttempt& attempt, const ClockStyle& clock
 DiagnosticText lineOf(const Event& event, const ClockStyle& clock) {
     return DiagnosticText::of("{} / {} / {} / Input={} / {}",
                               DiagnosticText::timeOfDay(event.timestamp, clock), event.source,
-                              rawValue(event.phase), event.input, event.outcome);
+                              rawValue(event.phase), DiagnosticSummary::input(event.input), event.outcome);
 }
 
 template <typename Items, typename TextOf>
@@ -73,8 +79,8 @@ FixedWords rawValue(ReturnEventPhase phase) {
 
 DiagnosticText ReturnDiagnosticHistory::Event::keyDescription() const {
     DiagnosticText description;
-    for (const auto& [bit, name] : modifierNames)
-        if (modifiers & bit) description += name;
+    for (const auto& [modifier, name] : modifierNames)
+        if (modifiers.contains(modifier)) description += name;
     description += keyCode == keypadEnter ? FixedWords("Keypad Enter") : FixedWords("Return");
     return description;
 }
@@ -82,7 +88,8 @@ DiagnosticText ReturnDiagnosticHistory::Event::keyDescription() const {
 void ReturnDiagnosticHistory::append(Event event, const std::optional<DiagnosticText>& details) {
     event.outcome = event.outcome.shortened(longestOutcome);
     event.sequence = nextSequence++;
-    if (event.phase == ReturnEventPhase::keyDown && event.isCommand && details)
+    if (event.phase == ReturnEventPhase::keyDown && event.input == ReturnInputClassification::command &&
+        details)
         attempts[event.source] = {event, details->shortened(longestDetails), {}, {}};
     kept.push_back(std::move(event));
     if (kept.size() > capacity) kept.pop_front();

@@ -2,6 +2,7 @@
 // What became of the last Returns in the agents' applications, without content, for reports that users send.
 
 #include "OrvelCore/commands/DiagnosticText.h"
+#include "OrvelCore/commands/ReturnDecision.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -31,10 +32,9 @@ class ReturnDiagnosticHistory {
         Agent source = Agent::codex;
         std::int64_t keyCode = 0;
         ReturnEventPhase phase = ReturnEventPhase::keyDown;
-        DiagnosticText input;   ///< The classification of the text.
-        bool isCommand = false; ///< Whether `input` says that the text is the command.
+        ReturnInputClassification input = ReturnInputClassification::unread;
         DiagnosticText outcome;
-        int modifiers = 0; ///< Sum of command 1, shift 2, control 4, option 8, function 16.
+        ReturnModifiers modifiers;
 
         /// The key with its modifiers: "Command+Return".
         DiagnosticText keyDescription() const;

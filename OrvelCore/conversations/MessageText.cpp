@@ -30,8 +30,7 @@ std::string attachmentText(const object& item) {
         }
         return remote(stringMember(item, "image_url"));
     }();
-    if (!reference)
-        return "[添付あり: ファイル本体は転送されません。必要なパスまたはリンクを追加してください。]";
+    if (!reference) return std::string(attachmentWithoutReference);
     return "[添付参照: " + std::string(*reference) + "]";
 }
 

@@ -3,10 +3,15 @@
 // simdjson.
 
 #include <string>
+#include <string_view>
 
 #include <simdjson.h>
 
 namespace orvel {
+
+/// Stands for an attachment that has no path and no link. Part of the relayed text, and never translated.
+inline constexpr std::string_view attachmentWithoutReference =
+    "[添付あり: ファイル本体は転送されません。必要なパスまたはリンクを追加してください。]";
 
 /// The text of a `content` member: a string as it is, a list of objects flattened item by item; anything
 /// else, a missing member included, is the empty string. Attachments leave a line of their own.

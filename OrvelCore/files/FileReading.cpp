@@ -1,10 +1,12 @@
 #include "OrvelCore/files/FileReading.h"
 
 #include "OrvelCore/files/FileError.h"
+#include "OrvelCore/files/FilePath.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -93,6 +95,12 @@ std::string readFile(const std::string& path, std::size_t limit) {
 bool fileExists(const std::string& path) {
     struct stat facts {};
     return stat(path.c_str(), &facts) == 0;
+}
+
+std::string resolvedPath(const std::string& path) {
+    std::error_code error;
+    const auto resolved = std::filesystem::weakly_canonical(path, error);
+    return standardizedPath(error ? path : resolved.string());
 }
 
 bool isReadableFile(const std::string& path) {

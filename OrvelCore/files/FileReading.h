@@ -60,6 +60,9 @@ std::string readFile(const std::string& path, std::size_t limit);
 /// Whether something lies at `path`; a link that leads nowhere counts as nothing.
 bool fileExists(const std::string& path);
 
+/// The standardised path with links followed as far as something lies there.
+std::string resolvedPath(const std::string& path);
+
 /// Whether a file that is no folder lies at `path` and may be read.
 bool isReadableFile(const std::string& path);
 

@@ -1,20 +1,8 @@
 #include "OrvelCore/relay/RelayPair.h"
 
-#include "OrvelCore/files/FilePath.h"
-
-#include <filesystem>
+#include "OrvelCore/files/FileReading.h"
 
 namespace orvel {
-
-namespace {
-
-std::string resolvedPath(const std::string& path) {
-    std::error_code error;
-    const auto resolved = std::filesystem::weakly_canonical(path, error);
-    return standardizedPath(error ? path : resolved.string());
-}
-
-} // namespace
 
 std::string RelayPair::speakerLabel(Agent agent) const {
     return speakerContext ? speakerContext->label(endpoint(agent)) : std::string(rawValue(agent));

@@ -1,12 +1,12 @@
 // Writes the relay state. A state of many payloads is written as a whole at every change, on the thread that
-// also serves the keyboard, so texts are copied in whole runs, which a general JSON writer does not do.
+// also serves the keyboard, so nothing stands between the records and the text.
 #include "OrvelCore/relay/RelayStateJson.h"
 
 #include "OrvelCore/relay/RelayStateError.h"
 #include "OrvelCore/relay/RelayStateFields.h"
+#include "OrvelCore/text/JsonString.h"
 #include "OrvelCore/text/Unicode.h"
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -15,30 +15,6 @@
 namespace orvel {
 
 namespace {
-
-// For each byte what it is escaped by: nothing, the letter behind a backslash, or 'u' for the numeric form.
-constexpr auto escapes = [] {
-    std::array<char, 256> letters{};
-    for (std::size_t control = 0; control < 0x20; ++control) letters[control] = 'u';
-    letters['\b'] = 'b';
-    letters['\t'] = 't';
-    letters['\n'] = 'n';
-    letters['\f'] = 'f';
-    letters['\r'] = 'r';
-    letters['"'] = '"';
-    letters['\\'] = '\\';
-    return letters;
-}();
-
-// Whether one of the 32 bytes is escaped. One branchless reduction, which compilers turn into vector code.
-bool holdsEscaped(const char* block) {
-    unsigned char found = 0;
-    for (int i = 0; i < 32; ++i) {
-        const auto byte = static_cast<unsigned char>(block[i]);
-        found |= static_cast<unsigned char>((byte < 0x20) | (byte == '"') | (byte == '\\'));
-    }
-    return found != 0;
-}
 
 class Writer {
   public:
@@ -117,8 +93,6 @@ class Writer {
         json += '}';
     }
 
-    void writeEscaped(unsigned char byte);
-
     void separate() {
         if (json.back() != '{' && json.back() != '[') json += ',';
     }
@@ -129,33 +103,7 @@ class Writer {
 void Writer::write(std::string_view text) {
     if (!isValidUTF8(text)) throw RelayStateError::notStorable("a text is not valid UTF-8");
     if (json.size() + text.size() > maximumRelayStateSize) throw RelayStateError::tooLarge();
-    json += '"';
-    std::size_t copied = 0, at = 0;
-    while (at < text.size()) {
-        const auto blockEnd = std::min(at + 32, text.size());
-        if (blockEnd - at == 32 && !holdsEscaped(text.data() + at)) {
-            at = blockEnd;
-            continue;
-        }
-        for (; at < blockEnd; ++at) {
-            if (!escapes[static_cast<unsigned char>(text[at])]) continue;
-            json.append(text, copied, at - copied);
-            writeEscaped(static_cast<unsigned char>(text[at]));
-            copied = at + 1;
-        }
-    }
-    json.append(text, copied);
-    json += '"';
-}
-
-void Writer::writeEscaped(unsigned char byte) {
-    static constexpr std::string_view digits = "0123456789abcdef";
-    json += '\\';
-    json += escapes[byte];
-    if (escapes[byte] != 'u') return;
-    json += "00";
-    json += digits[byte >> 4];
-    json += digits[byte & 15];
+    appendJsonString(json, text);
 }
 
 void Writer::write(std::int64_t number) {

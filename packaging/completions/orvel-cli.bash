@@ -14,7 +14,7 @@ _orvel_cli() {
         case ${COMP_WORDS[i]} in
         =) is_value=yes ;;
         --home | --data | --agent | --from | --note) is_value=yes ;;
-        list | show | preview | url | recent | relay | keybindings)
+        list | show | preview | url | recent | relay | keybindings | command)
             [[ -n $is_value || -n $command ]] || command=${COMP_WORDS[i]}
             is_value=
             ;;
@@ -48,7 +48,7 @@ _orvel_cli() {
         return
     fi
     case $command in
-    "") COMPREPLY=($(compgen -W "list show preview url recent relay keybindings" -- "$current")) ;;
+    "") COMPREPLY=($(compgen -W "list show preview url recent relay keybindings command" -- "$current")) ;;
     relay)
         if [[ $previous == relay ]]; then
             COMPREPLY=($(compgen -W "check" -- "$current"))

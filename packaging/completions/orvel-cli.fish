@@ -1,6 +1,6 @@
 # Completion of orvel-cli for fish.
 
-set -l commands list show preview url recent relay keybindings
+set -l commands list show preview url recent relay keybindings command
 set -l no_command "not __fish_seen_subcommand_from $commands"
 
 complete -c orvel-cli -f
@@ -11,6 +11,7 @@ complete -c orvel-cli -n $no_command -a url -d "Print what a handoff URL asks fo
 complete -c orvel-cli -n $no_command -a recent -d "List the conversations that were opened last"
 complete -c orvel-cli -n $no_command -a relay -d "Look into a file of relay records"
 complete -c orvel-cli -n $no_command -a keybindings -d "Print what Orvel makes of the keybindings of Codex"
+complete -c orvel-cli -n $no_command -a command -d "Print what Orvel makes of a text that somebody types"
 
 complete -c orvel-cli -l home -x -a "(__fish_complete_directories)" -d "Take this folder for the user's home"
 complete -c orvel-cli -l data -x -a "(__fish_complete_directories)" -d "Take this folder for Orvel's data folder"

@@ -18,10 +18,11 @@ std::string parsed(const Words& words) {
         return (reply->isComplaint ? "complaint: " : "reply: ") +
                reply->text.substr(0, reply->text.find('\n'));
     const auto& arguments = std::get<Arguments>(result);
-    constexpr const char* names[] = {"none", "list",   "show",        "preview",
-                                     "url",  "recent", "relay check", "keybindings"};
+    constexpr const char* names[] = {"none",   "list",        "show",        "preview", "url",
+                                     "recent", "relay check", "keybindings", "command"};
     std::string line = names[static_cast<int>(arguments.command)];
     if (!arguments.subject.empty()) line += " {" + arguments.subject + "}";
+    if (arguments.text) line += " {" + *arguments.text + "}";
     if (arguments.agent) line += " agent=" + std::string(rawValue(*arguments.agent));
     if (arguments.from) line += " from={" + *arguments.from + "}";
     if (!arguments.note.empty()) line += " note={" + arguments.note + "}";
@@ -49,6 +50,10 @@ TEST(Arguments, AreTakenApart) {
         {{"relay", "check", "f", "--json"}, "relay check {f} json"},
         {{"--json", "keybindings", "f"}, "keybindings {f} json"},
         {{"relay", "--home=/h", "check", "check"}, "relay check {check} home=/h"},
+        {{"command"}, "command"},
+        {{"command", ""}, "command {}"},
+        {{"command", "/orvel x", "--json"}, "command {/orvel x} json"},
+        {{"command", "list"}, "command {list}"},
         // Names of commands are no commands where something else is expected.
         {{"show", "list"}, "show {list}"},
         {{"preview", "recent", "--note", "url"}, "preview {recent} note={url}"},

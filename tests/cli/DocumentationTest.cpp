@@ -107,7 +107,7 @@ Names withDashes(const Names& names) {
 
 TEST(Documentation, BashOffersWhatTheHelpNames) {
     const Help help;
-    ASSERT_EQ(help.commands.size(), 7U);
+    ASSERT_EQ(help.commands.size(), 8U);
     EXPECT_EQ(bashOffers("''"), help.commands);
     for (const auto& [command, options] : help.optionsOf)
         EXPECT_EQ(bashOffers(command + " --"), withDashes(options)) << command;
@@ -127,6 +127,7 @@ TEST(Documentation, BashOffersWhatTheHelpNames) {
         {"preview --note list --fr", {"--from"}},
         {"preview --note ''", {}},
         {"list ''", {}},
+        {"command ''", {}},
         {"show " + source + "/docs/orvel-c", {source + "/docs/orvel-cli.1"}},
         {"show --home " + source + "/doc", {source + "/docs"}},
     };

@@ -13,9 +13,13 @@ namespace {
 struct Page : ComposerTreeTable<ComposerNode, ClaudeComposerTree> {
     std::vector<std::string> lines;
     std::size_t levels = 0;
+    std::string roles;
 
-    void onAncestor(std::size_t level, std::string_view) override { EXPECT_EQ(level, ++levels); }
-    void report(std::string_view line) override { lines.emplace_back(line); }
+    void onAncestor(std::size_t level, const DiagnosticText& role) override {
+        EXPECT_EQ(level, ++levels);
+        roles += (roles.empty() ? "" : " ") + role.text();
+    }
+    void report(const DiagnosticText& line) override { lines.push_back(line.text()); }
 
     ClaudeComposerDiagnosis chat() { return ClaudeComposerIdentity::inspect(parentOfFocused(), *this); }
     ClaudeCodeInspection code() { return ClaudeCodeComposerIdentity::inspect(parentOfFocused(), *this); }
@@ -32,7 +36,7 @@ Page composer(const char* sendLabel) {
     page.add(100, "AXWindow");
     auto& webArea = page.add(101, "AXWebArea", 100).node;
     webArea.webRoute = ClaudeChatRoute::conversation;
-    webArea.codeRoute = ClaudeCodeRoute{ClaudeCodeRoute::Kind::conversation, session};
+    webArea.codeRoute = ClaudeCodeRoute("https://claude.ai/epitaxy/" + session);
     for (NodeID id = 6; id > 0; --id) page.add(id, "AXGroup", id == 6 ? 101 : id + 1);
     page.add(0, "AXTextArea", 1);
     page.add(10, "AXButton", 1, {sendLabel});
@@ -79,7 +83,7 @@ TEST(ClaudeComposer, IsRecognisedByWhatSurroundsIt) {
         {"new page", unsupportedRoute, matched,
          [](Page& p) {
              p.node(101).webRoute = ClaudeChatRoute::newChat;
-             p.node(101).codeRoute = ClaudeCodeRoute{ClaudeCodeRoute::Kind::newConversation, {}};
+             p.node(101).codeRoute = ClaudeCodeRoute("https://claude.ai/epitaxy");
          }},
         {"editor right in the page", unavailable, sendButtonMissing, [](Page& p) { p.node(0).parent = 101; }},
         {"four groups", unavailable, matched, [](Page& p) { p.node(4).parent = 101; }},
@@ -150,6 +154,32 @@ TEST(ClaudeComposer, GivesUpAtAScopeOfThirteenChildren) {
         EXPECT_EQ(page.chat(), children > 12 ? sendButtonMissing : matched) << children;
         EXPECT_EQ(page.lastLine().substr(0, 6), children > 12 ? "scope2" : "scope4");
     }
+}
+
+TEST(ClaudeComposer, LooksIntoBranchesOfTwelveChildren) {
+    for (const std::size_t children : {11, 12, 13}) {
+        auto page = composer("Send message");
+        page.add(11, "AXRadioGroup", 1);
+        for (NodeID id = 20; page.entries[11].children.size() < children; ++id) page.add(id, "AXImage", 11);
+        EXPECT_EQ(page.chat(), children > 12 ? unavailable : matched) << children;
+    }
+}
+
+TEST(ClaudeComposer, LooksForTheSendButtonInTheFourNearestScopes) {
+    for (NodeID scope = 1; scope <= 6; ++scope) {
+        auto page = composer("Send message");
+        page.entries[1].children = {0};
+        page.entries[scope].children.push_back(10);
+        EXPECT_EQ(page.chat(), scope > 4 ? sendButtonMissing : matched) << scope;
+        EXPECT_EQ(page.lines.size(), 4U);
+    }
+}
+
+TEST(ClaudeComposer, TellsTheKnownRolesOfAncestors) {
+    auto page = composer("Send");
+    page.node(6).role = "Canary";
+    page.chat();
+    EXPECT_EQ(page.roles, "AXGroup AXGroup AXGroup AXGroup AXGroup Other role AXWebArea AXWindow");
 }
 
 TEST(ClaudeComposer, ReadsNoMoreThanItsLimitWhateverTheTree) {

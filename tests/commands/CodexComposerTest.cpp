@@ -99,6 +99,12 @@ TEST(CodexComposer, KeepsItsLimits) {
         for (NodeID id = 20; page.entries[1].children.size() < children; ++id) page.add(id, "AXImage", 1);
         EXPECT_EQ(page.judged(), children > 24 ? excluded : verified) << children;
     }
+    for (const std::size_t children : {23, 24, 25}) { // Of a branch.
+        auto page = composer();
+        page.add(12, "AXToolbar", 1);
+        for (NodeID id = 20; page.entries[12].children.size() < children; ++id) page.add(id, "AXImage", 12);
+        EXPECT_EQ(page.judged(), children > 24 ? excluded : verified) << children;
+    }
     for (const NodeID ancestors : {63, 64, 65}) {
         auto page = composer();
         NodeID above = 100; // Four ancestors lie below the window.
@@ -121,6 +127,15 @@ TEST(CodexComposer, KeepsItsLimits) {
         page.add(51, "AXButton", 1, {"Add files and more"});
         EXPECT_EQ(page.judged(), scopes > 8 ? excluded : verified) << scopes;
     }
+}
+
+TEST(CodexComposer, IsAnEditableTextAreaOfItsKind) {
+    const std::vector<std::string> editor{"a", "ProseMirror"}, other{"ProseMirror-focused"};
+    EXPECT_TRUE(CodexComposerStructure::matchesEditor("AXTextArea", editor, true));
+    EXPECT_FALSE(CodexComposerStructure::matchesEditor("AXTextField", editor, true));
+    EXPECT_FALSE(CodexComposerStructure::matchesEditor("AXTextArea", other, true));
+    EXPECT_FALSE(CodexComposerStructure::matchesEditor("AXTextArea", std::nullopt, true));
+    EXPECT_FALSE(CodexComposerStructure::matchesEditor("AXTextArea", editor, false));
 }
 
 // A page with as many leaves as are wanted behind the proof, in branches of ten.

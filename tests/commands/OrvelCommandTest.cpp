@@ -5,7 +5,7 @@
 using namespace orvel;
 
 TEST(OrvelCommand, IsTheWordAndOneSeparatorAndWhatFollows) {
-    using enum ReturnInputClassification;
+    using enum ReturnInputClassification::Case;
     const std::string atLimit = "/orvel " + std::string(OrvelCommand::maximumBytes - 7, 'x');
     // The limit lies inside the last character.
     const std::string acrossLimit = "/orvel " + std::string(OrvelCommand::maximumBytes - 9, 'x') + "\u3042";
@@ -27,7 +27,16 @@ TEST(OrvelCommand, IsTheWordAndOneSeparatorAndWhatFollows) {
         {"/orvel\u2028x", "x"},
         {"/orvel\u0085x", "x"},
         {"/orvel /orvel", "/orvel"},
-        {"/orvel \u0301x", "x"}, // A blank with a mark is one character.
+        {"/orvel \u0301x", "x"}, // A blank with marks is one character.
+        {"/orvel\u3000\u0301\u200D\u0903\U000E0061x", "x"},
+        {"/orvel \u0301", ""},
+        {"/orvel \u0301\r\n", "\r\n"},
+        {"/orvel\n\u0301x", "\u0301x"}, // A line break takes no mark.
+        {"/orvel\t\u0301x", "\u0301x"},
+        {"/orvel\r\u0301x", "\u0301x"},
+        {"/orvel\u2029\u0301x", "\u0301x"},
+        {"/orvel\n\r\n", "\r\n"},
+        {"/orvel \xCC", "\xCC"},
         {atLimit, std::string(OrvelCommand::maximumBytes - 7, 'x')},
 
         {atLimit + "x", {}, tooLong},
@@ -58,6 +67,6 @@ TEST(OrvelCommand, IsTheWordAndOneSeparatorAndWhatFollows) {
         const auto command = OrvelCommand::parse(test.text);
         const auto shown = test.text.substr(0, 20);
         EXPECT_EQ(command ? std::optional(command->instruction) : std::nullopt, test.instruction) << shown;
-        EXPECT_EQ(rawValue(classified(test.text)), rawValue(test.classification)) << shown;
+        EXPECT_EQ(rawValue(ReturnInputClassification(test.text)), rawValue(test.classification)) << shown;
     }
 }

@@ -6,17 +6,17 @@ using namespace orvel;
 
 TEST(CompositionState, IsClearOnlyUnderASourceThatCannotCompose) {
     using enum MarkedTextEvidence;
-    using enum CompositionState;
+    using enum CompositionState::Case;
     const struct {
         MarkedTextEvidence evidence;
         CompositionState ascii, other;
     } rows[] = {{marked, composing, composing},
-                {absent, clear, CompositionState::unknown},
-                {unsupported, clear, CompositionState::unknown},
-                {unavailable, CompositionState::unknown, CompositionState::unknown}};
+                {absent, clear, unknown},
+                {unsupported, clear, unknown},
+                {unavailable, unknown, unknown}};
     for (const auto& row : rows) {
-        EXPECT_EQ(compositionState(row.evidence, true), row.ascii) << rawValue(row.evidence);
-        EXPECT_EQ(compositionState(row.evidence, false), row.other) << rawValue(row.evidence);
+        EXPECT_EQ(CompositionState::resolve(row.evidence, true), row.ascii) << rawValue(row.evidence).view();
+        EXPECT_EQ(CompositionState::resolve(row.evidence, false), row.other) << rawValue(row.evidence).view();
     }
 }
 
@@ -46,7 +46,7 @@ TEST(KnownASCIISource, IsOneOfFourPairsOfIdAndType) {
 
 TEST(OrvelReturnShortcut, IsReturnAloneOrWithCommandAlone) {
     for (int modifiers = 0; modifiers < 32; ++modifiers) {
-        const auto shortcut = returnShortcut({modifiers});
+        const auto shortcut = OrvelReturnShortcut::of({modifiers});
         if (modifiers == 0)
             EXPECT_EQ(shortcut, OrvelReturnShortcut::plain);
         else if (modifiers == 1)
@@ -94,34 +94,38 @@ TEST(CommandEntryDisposition, StopsACommandThatMayBeInAConversationAndIsNotProve
     for (const auto shortcut : {Shortcut(OrvelReturnShortcut::plain), Shortcut(OrvelReturnShortcut::command)})
         for (const bool valid : {true, false}) {
             const auto unlessValid = valid ? CommandEntryDisposition::inspect : CommandEntryDisposition::stop;
-            EXPECT_EQ(entryDisposition(true, shortcut, verified, valid), unlessValid);
-            EXPECT_EQ(entryDisposition(true, shortcut, uncertain, valid), CommandEntryDisposition::stop);
-            EXPECT_EQ(entryDisposition(true, shortcut, excluded, valid), CommandEntryDisposition::forward);
+            EXPECT_EQ(CommandEntryDisposition::resolve(true, shortcut, verified, valid), unlessValid);
+            EXPECT_EQ(CommandEntryDisposition::resolve(true, shortcut, uncertain, valid),
+                      CommandEntryDisposition::stop);
+            EXPECT_EQ(CommandEntryDisposition::resolve(true, shortcut, excluded, valid),
+                      CommandEntryDisposition::forward);
             for (const auto recognition : {verified, excluded, uncertain}) {
-                EXPECT_EQ(entryDisposition(false, shortcut, recognition, valid),
+                EXPECT_EQ(CommandEntryDisposition::resolve(false, shortcut, recognition, valid),
                           CommandEntryDisposition::forward);
                 for (const bool isCommand : {true, false})
-                    EXPECT_EQ(entryDisposition(isCommand, std::nullopt, recognition, valid),
+                    EXPECT_EQ(CommandEntryDisposition::resolve(isCommand, std::nullopt, recognition, valid),
                               CommandEntryDisposition::forward);
             }
         }
 }
 
 TEST(CommandReturnDecision, LetsOnlyAPlainReturnReachTheInputMethod) {
-    using enum CommandReturnDecision;
+    using enum CommandReturnDecision::Case;
     for (int bits = 0; bits < 32; ++bits) {
         const auto bit = [&](int n) { return (bits >> n & 1) != 0; };
-        CommandReturnFacts facts;
+        CommandReturnDecision::Facts facts;
         facts.knownJapaneseSource = bit(0);
         facts.safeLineBreak = bit(1);
         facts.endCaretWithoutSelection = bit(2);
         facts.allowsCompositionConfirmation = bit(3);
         facts.shortcut = bit(4) ? OrvelReturnShortcut::command : OrvelReturnShortcut::plain;
         facts.composition = CompositionState::clear;
-        EXPECT_EQ(returnDecision(facts), capture) << bits;
+        EXPECT_EQ(CommandReturnDecision::resolve(facts), capture) << bits;
         facts.composition = CompositionState::composing;
-        EXPECT_EQ(returnDecision(facts), bits >= 8 && bits < 16 ? confirmComposition : stop) << bits;
+        EXPECT_EQ(CommandReturnDecision::resolve(facts), bits >= 8 && bits < 16 ? confirmComposition : stop)
+            << bits;
         facts.composition = CompositionState::unknown;
-        EXPECT_EQ(returnDecision(facts), bits == 7 || bits == 15 ? probeLineBreak : stop) << bits;
+        EXPECT_EQ(CommandReturnDecision::resolve(facts), bits == 7 || bits == 15 ? probeLineBreak : stop)
+            << bits;
     }
 }

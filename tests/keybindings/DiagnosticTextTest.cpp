@@ -90,14 +90,23 @@ TEST(DiagnosticSummary, CountsClassesAndComparesLabels) {
     EXPECT_EQ(DiagnosticSummary::classes(Classes{"tiptap", "ProseMirror-focused"}).text(),
               "ProseMirror=false, tiptap=true, class count=2");
 
-    constexpr std::string_view known[] = {"Prompt", "送信"};
     const auto label = [&](const std::optional<std::string>& text) {
-        return DiagnosticSummary::label(text, known).text();
+        return DiagnosticSummary::label(text).text();
     };
     EXPECT_EQ(label(std::nullopt), "String unavailable");
     EXPECT_EQ(label(""), "Empty string");
-    EXPECT_EQ(label("送信"), "Matches a known conversation label");
-    EXPECT_EQ(label("prompt"), "Unregistered label (content not recorded)");
+    for (const auto* known : {"Prompt", "Send", "Send message", "メッセージを送信", "Save & Submit",
+                              "キャンセル", "送信", "今すぐ反映", "Add files and more"})
+        EXPECT_EQ(label(known), "Matches a known conversation label") << known;
+    for (const auto* other : {"prompt", "Send ", "Remove a.txt"})
+        EXPECT_EQ(label(other), "Unregistered label (content not recorded)") << other;
+}
+
+TEST(DiagnosticSummary, TellsOfATextOnlyWhatItIs) {
+    EXPECT_EQ(DiagnosticSummary::input(ReturnInputClassification("my secret")).text(),
+              "Not command syntax (content not recorded)");
+    EXPECT_EQ(DiagnosticSummary::input(ReturnInputClassification::unread).text(), "Not read");
+    EXPECT_EQ(DiagnosticSummary::input(ReturnInputClassification::unavailable).text(), "Unavailable");
 }
 
 TEST(DiagnosticSummary, PrintsIdentifiersOfInputSourcesOnlyInTheirForm) {

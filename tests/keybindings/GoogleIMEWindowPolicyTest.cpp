@@ -61,20 +61,26 @@ TEST(GoogleIMEWindowPolicy, DecidesByTheWindowTheCaretAndTheKey) {
         for (const bool contextUnchanged : {false, true})
             for (const bool compatible : {false, true})
                 for (const bool endCaret : {false, true})
-                    for (const bool isPlain : {false, true}) {
+                    for (const OrvelReturnShortcut shortcut :
+                         {OrvelReturnShortcut::plain, OrvelReturnShortcut::command}) {
                         auto evidence = timely;
                         evidence.state = state;
                         evidence.contextUnchanged = contextUnchanged;
                         evidence.compatible = compatible;
                         const bool counts = contextUnchanged && compatible;
                         std::string expected = "stop";
-                        if (counts && state == State::present && isPlain) expected = "confirmOriginalReturn";
+                        if (counts && state == State::present && shortcut == OrvelReturnShortcut::plain)
+                            expected = "confirmOriginalReturn";
                         if (counts && state == State::absent && endCaret)
                             expected = "captureWithWindowEvidence";
-                        EXPECT_EQ(nameOf(decide(evidence, endCaret, isPlain)).view(), expected);
-                        for (const bool denied : {false, true})
-                            EXPECT_EQ(allowsPreservingDraftNavigation(evidence, denied),
-                                      denied && counts && state == State::absent);
+                        EXPECT_EQ(nameOf(decide(evidence, endCaret, shortcut)).view(), expected);
+                        for (const auto marked :
+                             {MarkedTextEvidence::marked, MarkedTextEvidence::absent,
+                              MarkedTextEvidence::unsupported, MarkedTextEvidence::unavailable})
+                            EXPECT_EQ(allowsPreservingDraftNavigation(evidence, marked),
+                                      counts && state == State::absent &&
+                                          (marked == MarkedTextEvidence::absent ||
+                                           marked == MarkedTextEvidence::unsupported));
                     }
 }
 
@@ -102,11 +108,15 @@ TEST(GoogleIMEWindowPolicy, TakesNoObservationFromAnotherTime) {
     };
     for (const auto& [verification, started, finished, now, counts] : cases) {
         const Evidence evidence{State::absent, started, finished, verification, now, true, true};
-        EXPECT_EQ(decide(evidence, true, true) == Decision::captureWithWindowEvidence, counts) << now;
-        EXPECT_EQ(allowsPreservingDraftNavigation(evidence, true), counts) << now;
+        EXPECT_EQ(decide(evidence, true, OrvelReturnShortcut::plain) == Decision::captureWithWindowEvidence,
+                  counts)
+            << now;
+        EXPECT_EQ(allowsPreservingDraftNavigation(evidence, MarkedTextEvidence::absent), counts) << now;
         auto present = evidence;
         present.state = State::present;
-        EXPECT_EQ(decide(present, true, true) == Decision::confirmOriginalReturn, counts) << now;
+        EXPECT_EQ(decide(present, true, OrvelReturnShortcut::plain) == Decision::confirmOriginalReturn,
+                  counts)
+            << now;
     }
 }
 

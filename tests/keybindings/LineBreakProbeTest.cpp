@@ -16,32 +16,32 @@ constexpr std::int64_t length = 10;
 const LineBreakProbe::Context here{7, "editor", "source", 3};
 
 LineBreakProbe probe() {
-    return *LineBreakProbe::begin(text, true, {length, 0}, here, 36, 100);
+    return *LineBreakProbe::begin(text, {length, 0}, here, 36, 100);
 }
 
 } // namespace
 
 TEST(LineBreakProbe, BeginsOnlyWithTheCommandAndTheCaretAtItsEnd) {
     const struct {
-        bool isCommand;
+        std::string text;
         EditorSelection selection;
         std::int64_t keyCode;
         double now;
         bool begins;
     } cases[] = {
-        {true, {length, 0}, 36, 100, true},
-        {true, {length, 0}, 76, 100, true},
-        {false, {length, 0}, 36, 100, false},
-        {true, {length - 1, 0}, 36, 100, false},
-        {true, {length + 1, 0}, 36, 100, false},
-        {true, {length, 1}, 36, 100, false},
-        {true, {0, length}, 36, 100, false},
-        {true, {length, 0}, 49, 100, false},
-        {true, {length, 0}, 36, std::numeric_limits<double>::infinity(), false},
-        {true, {length, 0}, 36, std::numeric_limits<double>::quiet_NaN(), false},
+        {text, {length, 0}, 36, 100, true},
+        {text, {length, 0}, 76, 100, true},
+        {" /orvel x", {length, 0}, 36, 100, false},
+        {text, {length - 1, 0}, 36, 100, false},
+        {text, {length + 1, 0}, 36, 100, false},
+        {text, {length, 1}, 36, 100, false},
+        {text, {0, length}, 36, 100, false},
+        {text, {length, 0}, 49, 100, false},
+        {text, {length, 0}, 36, std::numeric_limits<double>::infinity(), false},
+        {text, {length, 0}, 36, std::numeric_limits<double>::quiet_NaN(), false},
     };
-    for (const auto& [isCommand, selection, keyCode, now, begins] : cases) {
-        const auto begun = LineBreakProbe::begin(text, isCommand, selection, here, keyCode, now);
+    for (const auto& [typed, selection, keyCode, now, begins] : cases) {
+        const auto begun = LineBreakProbe::begin(typed, selection, here, keyCode, now);
         ASSERT_EQ(begun.has_value(), begins) << selection.location << " " << keyCode << " " << now;
         if (!begun) continue;
         EXPECT_EQ(begun->deadline(), 100.25);
@@ -118,7 +118,9 @@ TEST(LineBreakProbe, FollowsItsKeyUntilItIsReleased) {
         EXPECT_EQ(watching.handleReturn(keyCode, isKeyDown, isRepeat), handling);
         EXPECT_EQ(watching.result(), result);
     }
+    EXPECT_TRUE(watching.keyReleased());
     auto interrupted = probe();
     EXPECT_EQ(interrupted.handleReturn(36, true, false), unrelated);
     EXPECT_EQ(interrupted.result(), cancelled);
+    EXPECT_FALSE(interrupted.keyReleased());
 }

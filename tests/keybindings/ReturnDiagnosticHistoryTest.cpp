@@ -6,16 +6,12 @@ using namespace orvel;
 
 namespace {
 
-const DiagnosticText commandInput = FixedWords("/orvel syntax matched"),
-                     emptyInput = FixedWords("Empty input");
-
 ReturnDiagnosticHistory::Event event(Agent source, bool isCommand, const std::string& attemptID = "A") {
     ReturnDiagnosticHistory::Event made;
     made.attemptID = attemptID;
     made.source = source;
     made.keyCode = 36;
-    made.isCommand = isCommand;
-    made.input = isCommand ? commandInput : emptyInput;
+    made.input = isCommand ? ReturnInputClassification::command : ReturnInputClassification::empty;
     made.outcome = isCommand ? FixedWords("Suppressed") : FixedWords("Pass through");
     return made;
 }
@@ -101,7 +97,7 @@ TEST(ReturnDiagnosticHistory, DescribesKeys) {
     for (const auto& [keyCode, modifiers, description] : cases) {
         auto made = event(Agent::codex, true);
         made.keyCode = keyCode;
-        made.modifiers = modifiers;
+        made.modifiers = {modifiers};
         EXPECT_EQ(made.keyDescription().text(), description);
     }
 }
@@ -121,7 +117,7 @@ TEST(ReturnDiagnosticHistory, ReportsWithoutContent) {
     // Claude's attempt came first.
     auto claude = event(Agent::claude, true, "first");
     claude.timestamp = 3600;
-    claude.modifiers = 1;
+    claude.modifiers = {ReturnModifiers::command};
     history.append(claude, details);
     auto codex = event(Agent::codex, true, "second");
     codex.timestamp = 3661;

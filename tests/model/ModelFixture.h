@@ -1,6 +1,7 @@
 #pragma once
 // A model on a simulated desktop, over a home folder of its own.
 
+#include "FakeClaudeSender.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
@@ -19,9 +20,13 @@ class ModelFixture : public testing::Test {
     /// The model, made when it is first asked for, so that a test can write its files before.
     OrvelModel& model() {
         if (!made)
-            made = std::make_unique<OrvelModel>(desktop.ports(), folders(), folder.path("data/state.json"));
+            made = std::make_unique<OrvelModel>(desktop.ports(), claude, folders(),
+                                                folder.path("data/state.json"));
         return *made;
     }
+
+    /// Ends the model as a crash does; the next one begins with what is on the disk.
+    void crash() { made.reset(); }
 
     AgentFolders folders() const {
         return AgentFolders::of(folder.path("home"), std::nullopt, std::nullopt, folder.path("config"));
@@ -53,6 +58,7 @@ class ModelFixture : public testing::Test {
     TemporaryFolder folder;
     PosixFileStore files;
     SimulatedDesktop desktop{files};
+    FakeClaudeSender claude{desktop.loop};
 
   private:
     std::unique_ptr<OrvelModel> made;

@@ -124,9 +124,9 @@ TEST_F(PlainSessionTest, ManualInputOrphansALoadThatThenFails) {
 }
 
 TEST_F(PlainSessionTest, TheModelMayEndWhileItLoads) {
-    OrvelModel other(desktop.ports(), folders(), folder.path("other/state.json"));
+    OrvelModel other(desktop.ports(), claude, folders(), folder.path("other/state.json"));
     {
-        OrvelModel brief(desktop.ports(), folders(), folder.path("brief/state.json"));
+        OrvelModel brief(desktop.ports(), claude, folders(), folder.path("brief/state.json"));
         brief.load(writeCodex());
         brief.discoverConversations();
     }
@@ -144,7 +144,7 @@ TEST_F(PlainSessionTest, TheRangeBeginsBehindTheLastDeliveredMessage) {
     for (const auto& [checkpoint, texts] : std::vector<Case>{
              {ids[1].id, {"q2", "a2"}}, {ids[3].id, {}}, {"unknown", {"q1", "a1", "q2", "a2"}}}) {
         writeCheckpoint(checkpoint);
-        OrvelModel later(desktop.ports(), folders(), folder.path("data/state.json"));
+        OrvelModel later(desktop.ports(), claude, folders(), folder.path("data/state.json"));
         later.load(path);
         desktop.loop.run();
         std::vector<std::string> selected;
@@ -171,7 +171,7 @@ TEST_F(PlainSessionTest, CopiesTheTrimmedInstructionAndTheRange) {
     load(writeCodex());
     model().selectRange(session().conversation.get()->messages[3].id);
     model().setInstruction(" \nLook at this.\u00A0\n");
-    EXPECT_TRUE(model().copy(desktop.pasteboard));
+    model().copy(desktop.pasteboard);
     EXPECT_EQ(desktop.pasteboard.text, "Look at this.\n\ncodex: a2");
     EXPECT_EQ(session().copiedPreview.get(), desktop.pasteboard.text);
     EXPECT_EQ(session().copiedLastMessageID, session().conversation.get()->messages[3].id);
@@ -182,26 +182,26 @@ TEST_F(PlainSessionTest, CopiesTheTrimmedInstructionAndTheRange) {
 
 TEST_F(PlainSessionTest, ACopyThatCannotBeSaysWhyAndTouchesNoClipboard) {
     desktop.pasteboard.text = "the user's own";
-    EXPECT_FALSE(model().copy(desktop.pasteboard));
+    model().copy(desktop.pasteboard);
     EXPECT_EQ(errorText(), "Enter a conversation or instructions to copy.");
     model().setInstruction("do it");
     model().load(writeCodex());
-    EXPECT_FALSE(model().copy(desktop.pasteboard));
+    model().copy(desktop.pasteboard);
     EXPECT_EQ(errorText(), "Wait for the conversation to finish loading before copying.");
     EXPECT_EQ(desktop.pasteboard.text, "the user's own");
     desktop.loop.run();
     desktop.pasteboard.refuses = true;
-    EXPECT_FALSE(model().copy(desktop.pasteboard));
+    model().copy(desktop.pasteboard);
     EXPECT_EQ(errorText(), "Couldn't copy to the clipboard. Try again.");
     EXPECT_EQ(session().copiedPreview.get(), std::nullopt);
     desktop.pasteboard.refuses = false;
-    EXPECT_TRUE(model().copy(desktop.pasteboard));
+    model().copy(desktop.pasteboard);
     EXPECT_EQ(errorText(), "");
 }
 
 TEST_F(PlainSessionTest, InstructionsAloneCanBeCopied) {
     model().setInstruction("only this");
-    EXPECT_TRUE(model().copy(desktop.pasteboard));
+    model().copy(desktop.pasteboard);
     EXPECT_EQ(desktop.pasteboard.text, "only this");
     EXPECT_EQ(session().copiedLastMessageID, std::nullopt);
 }
@@ -282,7 +282,7 @@ TEST_F(PlainSessionTest, UnreadableFilesOfTheDataFolderAreToldAndKept) {
     EXPECT_EQ(contentsOf(folder.path("data/recent-conversations.json")), "[broken");
 
     folder.write("data/state.json", R"({"checkpoints":{}})");
-    OrvelModel later(desktop.ports(), folders(), folder.path("data/state.json"));
+    OrvelModel later(desktop.ports(), claude, folders(), folder.path("data/state.json"));
     EXPECT_EQ(later.session().error->value_or("").rfind(
                   "Couldn't load the last transfer position. Check the message range.\n", 0),
               0U);

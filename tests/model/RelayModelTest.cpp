@@ -40,15 +40,15 @@ TEST_F(RelayModelTest, OneDiscoveryRunsAtATime) {
 TEST_F(RelayModelTest, AnOpenFileFindsItsReferenceInTheCatalogue) {
     const auto path = writeCodex();
     load(path);
-    EXPECT_FALSE(model().cardReference());
+    EXPECT_FALSE(model().cardReference(Agent::codex));
     discover();
-    ASSERT_TRUE(model().cardReference());
-    EXPECT_EQ(model().cardReference()->transcriptPath, path);
+    ASSERT_TRUE(model().cardReference(Agent::codex));
+    EXPECT_EQ(model().cardReference(Agent::codex)->transcriptPath, path);
 
     load(writeCodex());
-    EXPECT_TRUE(model().cardReference());
+    EXPECT_TRUE(model().cardReference(Agent::codex));
     load(folder.write("elsewhere.jsonl", contentsOf(path)));
-    EXPECT_FALSE(model().cardReference());
+    EXPECT_FALSE(model().cardReference(Agent::codex));
 }
 
 TEST_F(RelayModelTest, ChoosingASourceOpensIt) {
@@ -106,7 +106,7 @@ TEST_F(RelayModelTest, AReferenceWhoseFileHoldsAnotherConversationIsRefused) {
     std::filesystem::remove(path);
     model().refresh();
     desktop.loop.run();
-    EXPECT_EQ(errorText(), "Couldn't read “" + path + "”: No such file or directory.");
+    EXPECT_EQ(errorText(), "Couldn't find Codex CLI to locate the conversation or load inherited history.");
     EXPECT_FALSE(session().isLoading);
 }
 

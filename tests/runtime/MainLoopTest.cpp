@@ -1,8 +1,6 @@
 // What every main loop promises, tried on all three of them.
 
-#include "Orvel/platform/posix/PollLoop.h"
-#include "Orvel/platform/qt/QtMainLoop.h"
-#include "Orvel/platform/simulated/SimulatedLoop.h"
+#include "LoopDrivers.h"
 #include "Orvel/runtime/Task.h"
 
 #include <stdexcept>
@@ -10,52 +8,15 @@
 #include <thread>
 #include <vector>
 
-#include <QCoreApplication>
-#include <QEventLoop>
-
 namespace orvel {
 namespace {
 
 using namespace std::chrono_literals;
 
-struct Simulated {
-    SimulatedLoop loop;
-    void run() { loop.run(); }
-    void stop() {}
-};
-
-struct Poll {
-    PollLoop loop;
-    void run() { loop.run(); }
-    void stop() { loop.stop(); }
-};
-
-struct Qt {
-    int count = 1;
-    char name[5] = "test";
-    char* arguments[2] = {name, nullptr};
-    QCoreApplication application{count, arguments};
-    QtMainLoop loop;
-    QEventLoop events;
-    void run() { events.exec(); }
-    void stop() { events.quit(); }
-};
-
 template <typename Driver>
 class MainLoopTest : public testing::Test {
   protected:
-    // Runs the loop until `stop`, or for a minute, which is a failure.
-    void run() {
-        bool isLate = false;
-        const auto guard = driver.loop.after(60s, [&] {
-            isLate = true;
-            driver.stop();
-        });
-        driver.run();
-        if constexpr (!std::is_same_v<Driver, Simulated>) {
-            ASSERT_FALSE(isLate);
-        }
-    }
+    void run() { runWithin60s(driver); }
 
     // Ends the run after everything that is due by now.
     void stopSoon() {
@@ -67,7 +28,7 @@ class MainLoopTest : public testing::Test {
     std::unique_ptr<Timer> stopper;
 };
 
-using Drivers = testing::Types<Simulated, Poll, Qt>;
+using Drivers = testing::Types<SimulatedDriver, PollDriver, QtDriver>;
 TYPED_TEST_SUITE(MainLoopTest, Drivers);
 
 TYPED_TEST(MainLoopTest, RunsPostedActionsInOrderAndNeverInsideThePost) {

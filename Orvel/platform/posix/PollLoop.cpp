@@ -60,7 +60,42 @@ class PollLoop::TimerEntry : public Timer {
     Timers::Key key;
 };
 
-PollLoop::PollLoop() : mailbox(std::make_shared<Mailbox>()), timers(std::make_unique<Timers>()) {}
+struct PollLoop::Watches {
+    struct Waiting {
+        int descriptor;
+        short events;
+        std::function<void(bool)> ready;
+    };
+    using Key = std::uint64_t; // Never used twice, as descriptors are.
+
+    // All that is waited for: the pipe, then every watch, whose keys go to `keys`.
+    std::vector<pollfd> pollSet(int wakeDescriptor, std::vector<Key>& keys) const {
+        std::vector<pollfd> set{{wakeDescriptor, POLLIN, 0}};
+        for (const auto& [key, watch] : waiting) {
+            set.push_back({watch.descriptor, watch.events, 0});
+            keys.push_back(key);
+        }
+        return set;
+    }
+
+    std::map<Key, Waiting> waiting;
+    Key last = 0;
+};
+
+class PollLoop::WatchEntry : public DescriptorWatch {
+  public:
+    WatchEntry(Watches& watches, Watches::Key key) : watches(watches), key(key) {}
+    ~WatchEntry() override { watches.waiting.erase(key); }
+
+  private:
+    Watches& watches;
+    Watches::Key key;
+};
+
+PollLoop::PollLoop()
+    : mailbox(std::make_shared<Mailbox>()),
+      timers(std::make_unique<Timers>()),
+      watches(std::make_unique<Watches>()) {}
 
 PollLoop::~PollLoop() {
     mailbox->shut();
@@ -76,11 +111,20 @@ void PollLoop::run() {
             timeout =
                 static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, std::numeric_limits<int>::max()));
         }
-        pollfd wake{mailbox->pipe.readEnd(), POLLIN, 0};
-        if (poll(&wake, 1, timeout) < 0 && errno != EINTR)
-            throw std::system_error(errno, std::generic_category(), "poll");
+        std::vector<Watches::Key> keys;
+        auto set = watches->pollSet(mailbox->pipe.readEnd(), keys);
+        if (poll(set.data(), static_cast<nfds_t>(set.size()), timeout) < 0) {
+            if (errno != EINTR) throw std::system_error(errno, std::generic_category(), "poll");
+            for (auto& entry : set) entry.revents = 0;
+        }
         for (auto& action : mailbox->takeAll())
             if (running) action();
+        for (std::size_t i = 0; running && i < keys.size(); ++i) {
+            const auto events = set[i + 1].revents;
+            if (events == 0) continue;
+            // One of those before may have ended this watch.
+            if (const auto watch = watches->waiting.extract(keys[i])) watch.mapped().ready(isBroken(events));
+        }
         // Only what is due by now: a timer that one of these starts waits for the next round.
         const Timers::Key round{uptime(), timers->last};
         while (running && !timers->waiting.empty() && timers->waiting.begin()->first <= round) {
@@ -110,6 +154,12 @@ std::unique_ptr<Timer> PollLoop::after(Duration delay, std::function<void()> act
     const Timers::Key key{uptime() + delay, ++timers->last};
     timers->waiting.emplace(key, std::move(action));
     return std::make_unique<TimerEntry>(*timers, key);
+}
+
+std::unique_ptr<DescriptorWatch> PollLoop::watch(int descriptor, Use use, std::function<void(bool)> ready) {
+    const auto key = ++watches->last;
+    watches->waiting.emplace(key, Watches::Waiting{descriptor, pollEvents(use), std::move(ready)});
+    return std::make_unique<WatchEntry>(*watches, key);
 }
 
 void PollLoop::runInBackground(std::function<void()> work, std::function<void()> done) {

@@ -1,13 +1,14 @@
 #pragma once
 // The main loop of programs without a window, over poll(2).
 
+#include "Orvel/platform/posix/DescriptorWatcher.h"
 #include "Orvel/runtime/MainLoop.h"
 
 #include <memory>
 
 namespace orvel {
 
-class PollLoop : public MainLoop {
+class PollLoop : public MainLoop, public DescriptorWatcher {
   public:
     PollLoop();
     ~PollLoop() override;
@@ -23,14 +24,19 @@ class PollLoop : public MainLoop {
     void post(std::function<void()> action) override;
     std::unique_ptr<Timer> after(Duration delay, std::function<void()> action) override;
     void runInBackground(std::function<void()> work, std::function<void()> done) override;
+    std::unique_ptr<DescriptorWatch> watch(int descriptor, Use use,
+                                           std::function<void(bool isBroken)> ready) override;
 
   private:
     struct Mailbox;
     class TimerEntry;
     struct Timers;
+    class WatchEntry;
+    struct Watches;
 
     std::shared_ptr<Mailbox> mailbox; // Shared with the threads, which may outlive the loop.
     std::unique_ptr<Timers> timers;
+    std::unique_ptr<Watches> watches;
     bool running = false;
 };
 

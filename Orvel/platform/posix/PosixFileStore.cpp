@@ -1,5 +1,6 @@
 #include "Orvel/platform/posix/PosixFileStore.h"
 
+#include "Orvel/platform/posix/PrivateFolder.h"
 #include "OrvelCore/files/FileError.h"
 #include "OrvelCore/files/FilePath.h"
 
@@ -19,13 +20,6 @@ constexpr std::string_view saving = "save";
 
 [[noreturn]] void fail(const std::string& path) {
     throw FileError::fromErrno(errno, saving, path);
-}
-
-void makeFolder(const std::string& folder) {
-    if (mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST) return;
-    if (errno != ENOENT || folder == "/") fail(folder);
-    makeFolder(std::string(parentFolder(folder)));
-    if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) fail(folder);
 }
 
 // A file under a name of its own, which vanishes unless it takes the place of another.
@@ -89,7 +83,7 @@ void PosixFileStore::replaceFile(const std::string& path, std::string_view conte
         throw FileError(FileError::Case::invalidFileName, saving, path, "The file name is not valid");
     const auto target = standardizedPath(path);
     const std::string folder(parentFolder(target));
-    makeFolder(folder);
+    makePrivateFolder(folder, saving);
     const OpenFolder openFolder(folder);
     TemporaryFile file(target);
     file.write(contents);

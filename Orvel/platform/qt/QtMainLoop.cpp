@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include <QMetaObject>
+#include <QSocketNotifier>
 #include <QTimer>
 
 namespace orvel {
@@ -44,6 +45,28 @@ class OneShot : public Timer {
 
 } // namespace
 
+class QtMainLoop::Notice : public DescriptorWatch {
+  public:
+    Notice(int descriptor, Use use, std::function<void(bool)> ready)
+        : notifier(descriptor, use == Use::read ? QSocketNotifier::Read : QSocketNotifier::Write) {
+        // The action may destroy this object, so it is moved out first.
+        QObject::connect(&notifier, &QSocketNotifier::activated,
+                         [this, use, ready = std::move(ready)]() mutable {
+                             notifier.setEnabled(false);
+                             std::exchange(ready, {})(failed(use));
+                         });
+    }
+
+  private:
+    // Qt tells that something happened, but not what.
+    bool failed(Use use) const {
+        pollfd state{static_cast<int>(notifier.socket()), pollEvents(use), 0};
+        return poll(&state, 1, 0) > 0 && isBroken(state.revents);
+    }
+
+    QSocketNotifier notifier;
+};
+
 QtMainLoop::QtMainLoop() : receiver(std::make_shared<Receiver>()) {}
 
 QtMainLoop::~QtMainLoop() {
@@ -64,6 +87,10 @@ void QtMainLoop::post(std::function<void()> action) {
 
 std::unique_ptr<Timer> QtMainLoop::after(Duration delay, std::function<void()> action) {
     return std::make_unique<OneShot>(delay, std::move(action));
+}
+
+std::unique_ptr<DescriptorWatch> QtMainLoop::watch(int descriptor, Use use, std::function<void(bool)> ready) {
+    return std::make_unique<Notice>(descriptor, use, std::move(ready));
 }
 
 void QtMainLoop::runInBackground(std::function<void()> work, std::function<void()> done) {

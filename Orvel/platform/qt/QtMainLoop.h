@@ -2,6 +2,7 @@
 // The main loop of programs with a window: Qt's own.
 
 #include "Orvel/platform/posix/BackgroundThreads.h"
+#include "Orvel/platform/posix/DescriptorWatcher.h"
 #include "Orvel/runtime/MainLoop.h"
 
 #include <QObject>
@@ -9,7 +10,7 @@
 namespace orvel {
 
 /// Exists on the thread of the QCoreApplication, while that does.
-class QtMainLoop : public MainLoop {
+class QtMainLoop : public MainLoop, public DescriptorWatcher {
   public:
     QtMainLoop();
     ~QtMainLoop() override;
@@ -19,9 +20,12 @@ class QtMainLoop : public MainLoop {
     void post(std::function<void()> action) override;
     std::unique_ptr<Timer> after(Duration delay, std::function<void()> action) override;
     void runInBackground(std::function<void()> work, std::function<void()> done) override;
+    std::unique_ptr<DescriptorWatch> watch(int descriptor, Use use,
+                                           std::function<void(bool isBroken)> ready) override;
 
   private:
     struct Receiver;
+    class Notice;
 
     std::shared_ptr<Receiver> receiver; // Shared with the threads, which may outlive the loop.
     BackgroundThreads threads;

@@ -1,0 +1,65 @@
+#pragma once
+// The command `codex` on a simulated desktop: the sample's stand-in, on the simulated clock, over transcripts
+// in a real folder. What the outside world may do differently can be chosen.
+
+#include "Orvel/platform/simulated/SimulatedProcesses.h"
+#include "samples/SampleCodexHome.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace orvel {
+
+struct SampleMoment;
+
+class SimulatedCodex {
+  public:
+    using Duration = MainLoop::Duration;
+
+    /// Puts the command at `path`; `codexHome` holds "sessions". Both references outlive this object, which
+    /// outlives all children.
+    SimulatedCodex(SimulatedProcesses& processes, SimulatedLoop& loop, const std::string& path,
+                   std::string codexHome);
+    ~SimulatedCodex();
+    SimulatedCodex(const SimulatedCodex&) = delete;
+    SimulatedCodex& operator=(const SimulatedCodex&) = delete;
+
+    // From the next connection, queue command or turn on
+
+    SampleCodexManner manner;
+    bool hasServer = true; ///< Without one the proxy ends at once with status 1.
+
+    // The queue command
+
+    Duration queueDuration = std::chrono::milliseconds(100);
+    bool queueStores = true; ///< Whether the message is stored, halfway through.
+    bool queueEnds = true;
+    int queueStatus = 0; ///< Where the message was stored, or `queueStores` is false.
+
+    // Another program as the writer of a thread
+
+    /// Another client becomes the thread's writer, and performs the turns that are queued for it.
+    void holdAsAnother(const std::string& threadID);
+    /// It lets the thread go behind its last turn.
+    void letGo(const std::string& threadID);
+
+    /// What Orvel sent against the protocol.
+    const std::vector<std::string>& complaints() const { return complained; }
+
+  private:
+    class Proxy;
+    class Queue;
+
+    SampleMoment moment() const;
+    void lookForMessages(const std::string& threadID);
+
+    SimulatedLoop& loop;
+    SampleCodexHome home;
+    std::map<std::string, std::unique_ptr<SampleCodexWriter>> others; // By thread.
+    std::map<std::string, std::unique_ptr<Timer>> otherTurns;
+    std::vector<std::string> complained;
+};
+
+} // namespace orvel

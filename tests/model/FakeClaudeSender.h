@@ -1,0 +1,43 @@
+#pragma once
+// A way into Claude that does what a test says.
+
+#include "Orvel/delivery/ClaudeRelaySender.h"
+#include "Orvel/runtime/MainLoop.h"
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace orvel {
+
+struct FakeClaudeSender : ClaudeRelaySender {
+    explicit FakeClaudeSender(MainLoop& loop) : loop(loop) {}
+
+    Task<void> performSend(std::string text, ConversationReference, ReceiptCheck check) override {
+        return act(sent, std::move(text), std::move(check));
+    }
+    Task<void> submitExistingDraft(std::string text, ConversationReference, ReceiptCheck check) override {
+        return act(submitted, std::move(text), std::move(check));
+    }
+
+    std::vector<std::string> sent, submitted; ///< The texts, in order.
+    std::function<void()> during;             ///< What happens while the message is on its way.
+    std::optional<RelaySendError> failure;    ///< How it ends.
+    bool asksForReceipt = false;
+    std::vector<bool> receipts; ///< What the receipt check answered.
+
+  private:
+    Task<void> act(std::vector<std::string>& texts, std::string text, ReceiptCheck check) {
+        texts.push_back(std::move(text));
+        co_await loop.sleep(std::chrono::seconds(1));
+        if (during) during();
+        if (asksForReceipt) receipts.push_back(co_await check());
+        if (failure) throw RelaySendError(*failure);
+    }
+
+    MainLoop& loop;
+};
+
+} // namespace orvel

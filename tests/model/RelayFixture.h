@@ -1,0 +1,77 @@
+#pragma once
+// Two conversations that are done, one of each agent, and what it takes to relay between them.
+
+#include "ModelFixture.h"
+
+#include "Orvel/model/OrvelWorkspacePresentation.h"
+
+namespace orvel {
+
+class RelayFixture : public ModelFixture {
+  protected:
+    void SetUp() override {
+        codexTranscript.ask("q1").answer("a1");
+        claudeTranscript.ask("c1").answer("d1");
+        writeTranscripts();
+    }
+
+    void writeTranscripts() const {
+        folder.write("home/.codex/sessions/2026/11/rollout-one.jsonl", codexTranscript.text());
+        folder.write("home/.claude/projects/-code-site/" + std::string(claudeID) + ".jsonl",
+                     claudeTranscript.text());
+    }
+
+    ConversationReference found(Agent agent) {
+        if (model().relay().catalog->empty()) {
+            model().discoverConversations();
+            desktop.loop.run();
+        }
+        for (const auto& reference : model().relay().catalog.get())
+            if (reference.agent == agent) return reference;
+        ADD_FAILURE() << "no conversation of " << rawValue(agent);
+        return {};
+    }
+
+    /// Makes the pair, or opens it, with the message going out from `source`.
+    void pairUp(Agent source) {
+        const auto from = found(source), to = found(other(source));
+        model().chooseSource(from);
+        desktop.loop.run();
+        model().chooseEndpoint(to);
+        desktop.loop.run();
+        ASSERT_TRUE(model().activePair()) << errorText();
+        ASSERT_EQ(session().source.get(), source);
+    }
+
+    /// The message arrives in Claude's transcript.
+    void arriveInClaude(const std::string& text) {
+        claudeTranscript.ask(text);
+        writeTranscripts();
+    }
+
+    void checkReceipts() {
+        model().checkRelayReceipts();
+        desktop.loop.run();
+    }
+
+    const RelayState& state() { return model().relay().relayState; }
+    const RelayTransfer& onlyTransfer() {
+        EXPECT_EQ(state().transfers.size(), 1U);
+        return state().transfers.back();
+    }
+
+    std::string statePath() const { return folder.path("data/relay-state.json"); }
+    RelayState stateOnDisk() const { return readRelayState(statePath()); }
+
+    /// Memory must always equal the disk.
+    void TearDown() override {
+        if (std::filesystem::exists(statePath()) && !model().relay().relayStorageError) {
+            EXPECT_EQ(state(), stateOnDisk());
+        }
+    }
+
+    CodexTranscript codexTranscript{{.id = codexID, .workingDirectory = "/code/compiler"}};
+    ClaudeTranscript claudeTranscript{{.id = claudeID, .workingDirectory = "/code/site"}};
+};
+
+} // namespace orvel

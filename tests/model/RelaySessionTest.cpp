@@ -1,0 +1,486 @@
+// The relay session: pairs, drafts, copies, sending, retries and receipts.
+
+#include "RelayFixture.h"
+
+#include "OrvelCore/files/FileError.h"
+
+namespace orvel {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto fullDisk = "The disk is full.";
+
+class RelaySessionTest : public RelayFixture {
+  protected:
+    void failSaving(bool fails = true) {
+        desktop.files.beforeReplacing = [fails](const std::string& path) {
+            if (fails) throw FileError(FileError::Case::outOfSpace, "save", path, "No space left on device");
+        };
+    }
+
+    std::string statusTitle() { return workspaceSnapshot(model()).statusTitle(); }
+};
+
+// Pairs
+
+TEST_F(RelaySessionTest, AConversationOfTheOtherAgentBecomesTheDestination) {
+    pairUp(Agent::codex);
+    EXPECT_EQ(stateOnDisk().pairs.size(), 1U);
+    EXPECT_EQ(session().destinationConversation.get(), claudeID);
+    EXPECT_EQ(model().preview(), "me: q1\n\ncodex: a1");
+    EXPECT_EQ(model().primaryActionTitle(), "Send to Claude");
+    const auto snapshot = workspaceSnapshot(model());
+    ASSERT_EQ(snapshot.endpoints.size(), 2U);
+    EXPECT_EQ(snapshot.endpoints[1].role, "To");
+    ASSERT_EQ(snapshot.routes.size(), 2U);
+    EXPECT_TRUE(snapshot.routes[0].selected);
+
+    chooseWorkspaceRoute(model(), snapshot.routes[1].id);
+    desktop.loop.run();
+    EXPECT_EQ(session().source.get(), Agent::claude);
+    EXPECT_EQ(model().preview(), "me: c1\n\nclaude: d1");
+
+    // One of the same agent is a new source.
+    model().chooseEndpoint(found(Agent::claude));
+    desktop.loop.run();
+    EXPECT_FALSE(model().activePair());
+}
+
+TEST_F(RelaySessionTest, ConnectingWhatIsConnectedOpensItAndKeepsTheTypedNote) {
+    pairUp(Agent::codex);
+    model().setInstruction("stored");
+    for (const char* expected : {"stored\n\ntyped", "stored\n\ntyped\n\ntyped"}) {
+        model().chooseSource(found(Agent::codex));
+        desktop.loop.run();
+        model().setInstruction("typed");
+        model().chooseEndpoint(found(Agent::claude));
+        desktop.loop.run();
+        EXPECT_EQ(session().instruction.get(), expected);
+    }
+    EXPECT_EQ(state().pairs.size(), 1U);
+    EXPECT_EQ(session().status.get(), found(Agent::codex).title);
+    EXPECT_TRUE(state().transfers.empty());
+}
+
+TEST_F(RelaySessionTest, DraftsAndTheOpenPairOutliveARestart) {
+    pairUp(Agent::claude);
+    model().setInstruction("do this\n");
+    model().selectRange(session().conversation.get()->messages[1].id);
+    crash();
+    model().restoreRelay();
+    desktop.loop.run();
+    ASSERT_TRUE(model().activePair());
+    chooseWorkspaceRoute(model(), workspaceSnapshot(model()).routes[1].id);
+    desktop.loop.run();
+    EXPECT_EQ(session().instruction.get(), "do this\n");
+    EXPECT_EQ(model().preview(), "do this\n\nclaude: d1");
+}
+
+TEST_F(RelaySessionTest, ADraftThatCannotBeSavedIsToldAndKeptInTheWindow) {
+    pairUp(Agent::codex);
+    failSaving();
+    model().setInstruction("unsaved");
+    EXPECT_EQ(errorText(), "Couldn't save “" + statePath() + "”: No space left on device.");
+    EXPECT_TRUE(model().relay().hasUnsavedDraft);
+    EXPECT_EQ(session().instruction.get(), "unsaved");
+    failSaving(false);
+    model().setInstruction("saved");
+    EXPECT_FALSE(model().relay().hasUnsavedDraft);
+    EXPECT_EQ(stateOnDisk().draft(model().activePair()->id, Agent::codex).instruction, "saved");
+}
+
+TEST_F(RelaySessionTest, RecordsThatCannotBeReadAreNeverWrittenOver) {
+    folder.write("data/relay-state.json", "{broken");
+    model().restoreRelay();
+    const auto words = errorText();
+    EXPECT_TRUE(words.starts_with("Couldn't load links and transfer records. The original file is kept.\n"));
+    model().dismissError();
+    model().chooseEndpoint(found(Agent::codex));
+    desktop.loop.run();
+    model().chooseEndpoint(found(Agent::claude));
+    EXPECT_EQ(errorText(), words);
+    EXPECT_EQ(contentsOf(statePath()), "{broken");
+}
+
+// Copying
+
+TEST_F(RelaySessionTest, ACopyIsSavedBeforeTheClipboardIsTouchedAndEndsWithItsReceipt) {
+    pairUp(Agent::codex);
+    model().setInstruction(" look ");
+    failSaving();
+    model().copy(desktop.pasteboard);
+    desktop.loop.run();
+    EXPECT_EQ(desktop.pasteboard.text, std::nullopt);
+    EXPECT_TRUE(state().transfers.empty());
+
+    failSaving(false);
+    desktop.pasteboard.refuses = true;
+    model().copy(desktop.pasteboard);
+    desktop.loop.run();
+    EXPECT_EQ(errorText(), "Couldn't copy. The message has been saved.");
+    EXPECT_EQ(*onlyTransfer().payload, "look\n\nme: q1\n\ncodex: a1");
+
+    desktop.pasteboard.refuses = false;
+    model().copyPendingTransfer(desktop.pasteboard);
+    EXPECT_EQ(desktop.pasteboard.text, *onlyTransfer().payload);
+    EXPECT_EQ(session().status.get(), "Saved message copied.");
+    model().dismissError();
+    EXPECT_EQ(statusTitle(), "Waiting for paste");
+    EXPECT_FALSE(workspaceSnapshot(model()).canCopy);
+    checkReceipts();
+    EXPECT_TRUE(onlyTransfer().isPending());
+
+    arriveInClaude(*desktop.pasteboard.text);
+    checkReceipts();
+    EXPECT_FALSE(onlyTransfer().isPending());
+    EXPECT_EQ(session().instruction.get(), "");
+    EXPECT_EQ(model().preview(), "");
+    EXPECT_EQ(statusTitle(), "Up to date");
+}
+
+// Sending
+
+TEST_F(RelaySessionTest, ASendIsSavedThenDeliveredThenTurnsTheRelayRound) {
+    pairUp(Agent::codex);
+    model().setInstruction("look");
+    claude.during = [&] {
+        EXPECT_EQ(*stateOnDisk().transfers.back().payload, claude.sent.back());
+        EXPECT_EQ(stateOnDisk().transfers.back().retryable, false);
+        EXPECT_EQ(statusTitle(), "Sending to Claude…");
+        model().setInstruction("too late");
+        model().openPair(*model().activePair(), Agent::claude);
+        model().sendRelay();
+        EXPECT_EQ(session().instruction.get(), "look");
+    };
+    model().sendRelay();
+    desktop.loop.run();
+    EXPECT_EQ(errorText(), "");
+    EXPECT_EQ(claude.sent, std::vector<std::string>{"look\n\nme: q1\n\ncodex: a1"});
+    EXPECT_EQ(onlyTransfer().deliveryMode, RelayDeliveryMode::submitted);
+    EXPECT_TRUE(onlyTransfer().isPending());
+    EXPECT_EQ(session().source.get(), Agent::claude);
+    EXPECT_EQ(state().draft(onlyTransfer().pairID, Agent::codex), RelayDraft());
+    EXPECT_FALSE(model().canSendRelay());
+
+    arriveInClaude(claude.sent.front());
+    checkReceipts();
+    EXPECT_FALSE(onlyTransfer().isPending());
+    claudeTranscript.answer("d2");
+    writeTranscripts();
+    checkReceipts();
+    EXPECT_EQ(model().preview(), "me: look\n\nclaude: d2");
+}
+
+TEST_F(RelaySessionTest, AFailedSendSaysWhetherItMayBeRepeated) {
+    for (const bool canRetry : {false, true}) {
+        SCOPED_TRACE(canRetry);
+        if (canRetry) {
+            arriveInClaude(claude.sent.back());
+            checkReceipts();
+            codexTranscript.ask("q2").answer("a2");
+            claudeTranscript.answer("d2");
+            writeTranscripts();
+        }
+        pairUp(Agent::codex);
+        checkReceipts();
+        claude.failure = RelaySendError("No.", canRetry);
+        model().sendRelay();
+        desktop.loop.run();
+        const auto words =
+            canRetry ? "No.\nNo message was inserted. You can retry the saved message." : "No.";
+        EXPECT_EQ(errorText(), words);
+        EXPECT_EQ(session().status.get(), "The message is kept. Recover with Retry or Copy saved message.");
+        EXPECT_EQ(statusTitle(), canRetry ? "Not sent" : "Delivery unconfirmed");
+        EXPECT_EQ(model().canSendRelay(), canRetry);
+        EXPECT_EQ(workspaceSnapshot(model()).primaryTitle, "Retry to Claude");
+
+        // So it stays after a restart.
+        crash();
+        model().restoreRelay();
+        desktop.loop.run();
+        EXPECT_EQ(model().canSendRelay(), canRetry);
+    }
+}
+
+TEST_F(RelaySessionTest, ARetrySendsTheSavedMessageAgainAndNothingElse) {
+    pairUp(Agent::codex);
+    claude.failure = RelaySendError("No.", true);
+    model().sendRelay();
+    desktop.loop.run();
+    claude.failure.reset();
+    model().setInstruction("for the next one");
+    EXPECT_TRUE(model().noteIsForNextTransfer());
+    EXPECT_EQ(model().nextRangeDescription(),
+              "New messages: Showing messages after the saved message. This preview does not advance the "
+              "delivery position.");
+    model().sendRelay();
+    desktop.loop.run();
+    ASSERT_EQ(claude.sent.size(), 2U);
+    EXPECT_EQ(claude.sent[0], claude.sent[1]);
+    EXPECT_EQ(state().transfers.size(), 1U);
+
+    // The note outlives the receipt.
+    arriveInClaude(claude.sent[0]);
+    checkReceipts();
+    pairUp(Agent::codex);
+    EXPECT_EQ(session().instruction.get(), "for the next one");
+    EXPECT_FALSE(model().noteIsForNextTransfer());
+}
+
+TEST_F(RelaySessionTest, ARetryFirstLooksWhetherTheMessageHasArrived) {
+    pairUp(Agent::codex);
+    claude.failure = RelaySendError("No.", true);
+    model().sendRelay();
+    desktop.loop.run();
+    model().setInstruction("next");
+    arriveInClaude(claude.sent.front());
+    model().sendRelay();
+    desktop.loop.run();
+    EXPECT_EQ(claude.sent.size(), 1U);
+    EXPECT_FALSE(onlyTransfer().isPending());
+    EXPECT_EQ(session().instruction.get(), "next");
+    EXPECT_FALSE(model().relay().isPreparing);
+}
+
+TEST_F(RelaySessionTest, ARetryWhoseSourceHasGrownIsRefused) {
+    pairUp(Agent::codex);
+    claude.failure = RelaySendError("No.", true);
+    model().sendRelay();
+    desktop.loop.run();
+    codexTranscript.ask("q2").answer("a2");
+    writeTranscripts();
+    checkReceipts();
+    model().sendRelay();
+    desktop.loop.run();
+    EXPECT_EQ(errorText(), "Couldn't verify the original range of the saved message. Nothing will be resent. "
+                           "Review the saved message.");
+    EXPECT_EQ(claude.sent.size(), 1U);
+    EXPECT_EQ(onlyTransfer().retryable, true);
+}
+
+TEST_F(RelaySessionTest, WhatStandsAgainstSendingLeavesNoRecord) {
+    struct Case {
+        const char* words;
+        std::function<void()> arrange;
+    };
+    const std::vector<Case> cases{
+        {"The conversation changed. Review the latest message range.",
+         [&] {
+             codexTranscript.ask("q2").answer("a2");
+             writeTranscripts();
+         }},
+        {"Couldn't read “", [&] { std::filesystem::remove_all(folder.path("home/.claude/projects")); }},
+        {"Couldn't save “", [&] { failSaving(); }},
+    };
+    for (const auto& [words, arrange] : cases) {
+        SCOPED_TRACE(words);
+        failSaving(false);
+        writeTranscripts();
+        pairUp(Agent::codex);
+        arrange();
+        const auto before = contentsOf(statePath());
+        model().sendRelay();
+        desktop.loop.run();
+        EXPECT_TRUE(errorText().starts_with(words)) << errorText();
+        EXPECT_EQ(contentsOf(statePath()), before);
+        EXPECT_TRUE(state().transfers.empty());
+        EXPECT_TRUE(claude.sent.empty());
+        EXPECT_FALSE(model().relay().isPreparing || model().relay().isSending);
+    }
+    // The fresh reading is shown, so that the user can look and send.
+    failSaving(false);
+    pairUp(Agent::codex);
+    EXPECT_EQ(session().conversation.get()->messages.size(), 4U);
+}
+
+TEST_F(RelaySessionTest, NothingIsSentFromAConversationAtWorkNorAgainstThePendingOne) {
+    pairUp(Agent::codex);
+    codexTranscript.ask("q2");
+    writeTranscripts();
+    checkReceipts();
+    EXPECT_FALSE(model().canSendRelay());
+    EXPECT_EQ(statusTitle(), "Waiting for Codex");
+    codexTranscript.answer("a2");
+    writeTranscripts();
+    checkReceipts();
+    EXPECT_TRUE(model().canSendRelay());
+
+    claude.failure = RelaySendError("No.", true);
+    model().sendRelay();
+    desktop.loop.run();
+    model().openPair(*model().activePair(), Agent::claude);
+    desktop.loop.run();
+    EXPECT_FALSE(model().canSendRelay());
+}
+
+TEST_F(RelaySessionTest, AMessageThatGoesElsewhereWhileItIsPreparedIsNotSent) {
+    desktop.loop.setBackgroundDuration(1s);
+    pairUp(Agent::codex);
+    model().sendRelay();
+    desktop.loop.runFor(100ms);
+    model().load(folder.path("home/.codex/sessions/2026/11/rollout-one.jsonl"));
+    desktop.loop.run();
+    EXPECT_TRUE(claude.sent.empty());
+    EXPECT_TRUE(state().transfers.empty());
+    EXPECT_EQ(errorText(), "The conversation changed. Review the latest message range.");
+}
+
+TEST_F(RelaySessionTest, ADeliveryWhoseRecordCannotBeSavedStaysPendingUntilItsReceipt) {
+    pairUp(Agent::codex);
+    claude.during = [&] { failSaving(); };
+    model().sendRelay();
+    desktop.loop.run();
+    EXPECT_TRUE(errorText().starts_with("Couldn't save")) << errorText();
+    EXPECT_EQ(session().status.get(), "The message is kept. Recover with Retry or Copy saved message.");
+    EXPECT_FALSE(model().canSendRelay());
+    failSaving(false);
+    arriveInClaude(claude.sent.front());
+    checkReceipts();
+    EXPECT_FALSE(onlyTransfer().isPending());
+}
+
+// A draft that was left in Claude's editor
+
+TEST_F(RelaySessionTest, SubmittingALeftDraftCountsOnlyWithItsReceipt) {
+    struct Case {
+        const char* name;
+        bool arrivesBefore, arrivesDuring;
+        std::optional<RelaySendError> failure;
+        std::string status, error;
+    };
+    const std::string unconfirmed =
+        "Delivery could not be confirmed. The saved message is kept; no automatic resend.";
+    const std::vector<Case> cases{
+        {"arrived before", true, false, std::nullopt, "Already delivered. Nothing was sent.", ""},
+        {"arrives", false, true, std::nullopt, "Confirmed that Claude received the saved message.", ""},
+        {"no receipt", false, false, std::nullopt, unconfirmed,
+         "Couldn't confirm the message in the final receipt check. The saved message is kept; no automatic "
+         "resend."},
+        {"the sender fails", false, false, RelaySendError("Gone.", true), unconfirmed, "Gone."},
+    };
+    for (const auto& [name, arrivesBefore, arrivesDuring, failure, status, error] : cases) {
+        SCOPED_TRACE(name);
+        crash();
+        std::filesystem::remove(statePath());
+        codexTranscript.ask(name).answer(name);
+        claudeTranscript.answer("ready");
+        writeTranscripts();
+        pairUp(Agent::codex);
+        claude.submitted.clear();
+        claude.during = nullptr;
+        claude.failure = RelaySendError("No.");
+        model().sendRelay();
+        desktop.loop.run();
+        claude.failure = failure;
+        const auto payload = *onlyTransfer().payload;
+        if (arrivesBefore) arriveInClaude(payload);
+        if (arrivesDuring) claude.during = [&] { arriveInClaude(payload); };
+        model().submitExistingClaudeDraft();
+        desktop.loop.run();
+        EXPECT_EQ(session().status.get(), status);
+        EXPECT_EQ(errorText(), arrivesBefore ? "No." : error);
+        EXPECT_EQ(claude.submitted.size(), arrivesBefore ? 0U : 1U);
+        EXPECT_EQ(onlyTransfer().isPending(), !arrivesBefore && !arrivesDuring);
+        EXPECT_EQ(onlyTransfer().retryable.value_or(false), false);
+        EXPECT_FALSE(model().relay().isSending || model().relay().isPreparing);
+    }
+}
+
+TEST_F(RelaySessionTest, SubmittingALeftDraftStopsWhenTheSelectionChanges) {
+    pairUp(Agent::codex);
+    claude.failure = RelaySendError("No.");
+    model().sendRelay();
+    desktop.loop.run();
+    claude.failure.reset();
+    claude.asksForReceipt = true;
+    claude.during = [&] { model().useManualInput(); };
+    model().submitExistingClaudeDraft();
+    desktop.loop.run();
+    EXPECT_EQ(errorText(), "The selection or instructions changed. Stopped verifying the existing draft.");
+}
+
+// Receipts
+
+TEST_F(RelaySessionTest, ReceiptsAreCheckedEveryTwoSecondsByOnePassAtATime) {
+    pairUp(Agent::codex);
+    model().copy(desktop.pasteboard);
+    desktop.loop.run();
+    model().startReceiptPolling();
+    model().startReceiptPolling();
+    arriveInClaude(*desktop.pasteboard.text);
+    desktop.loop.runFor(1999ms);
+    EXPECT_TRUE(onlyTransfer().isPending());
+    desktop.loop.setBackgroundDuration(5s);
+    desktop.loop.runFor(1ms);
+    EXPECT_TRUE(model().relay().isCheckingReceipts);
+    desktop.loop.runFor(15s); // One pass looks, then reads one file after another.
+    EXPECT_FALSE(onlyTransfer().isPending());
+}
+
+TEST_F(RelaySessionTest, AnEditedDraftOutlivesTheReceipt) {
+    pairUp(Agent::codex);
+    model().setInstruction("first");
+    model().copy(desktop.pasteboard);
+    desktop.loop.run();
+    model().setInstruction("second");
+    arriveInClaude(*desktop.pasteboard.text);
+    checkReceipts();
+    EXPECT_FALSE(onlyTransfer().isPending());
+    EXPECT_EQ(session().instruction.get(), "second");
+    EXPECT_EQ(stateOnDisk().draft(model().activePair()->id, Agent::codex).instruction, "second");
+    EXPECT_FALSE(model().noteIsForNextTransfer());
+}
+
+TEST_F(RelaySessionTest, AReceiptThatCannotBeSavedChangesNothing) {
+    pairUp(Agent::codex);
+    model().setInstruction("look");
+    model().copy(desktop.pasteboard);
+    desktop.loop.run();
+    arriveInClaude(*desktop.pasteboard.text);
+    failSaving();
+    checkReceipts();
+    EXPECT_TRUE(onlyTransfer().isPending());
+    EXPECT_TRUE(session().status->starts_with("Couldn't save"));
+    EXPECT_FALSE(model().relay().isCheckingReceipts);
+    failSaving(false);
+    checkReceipts();
+    EXPECT_FALSE(onlyTransfer().isPending());
+}
+
+TEST_F(RelaySessionTest, AQuietPassTellsTheScreensNothingButItself) {
+    pairUp(Agent::codex);
+    checkReceipts();
+    const auto* shown = session().conversation.get().get();
+    int told = 0;
+    const auto subscription = model().changes().subscribe([&] { ++told; });
+    checkReceipts();
+    EXPECT_EQ(told, 2); // It begins and ends.
+    EXPECT_EQ(session().conversation.get().get(), shown);
+}
+
+TEST_F(RelaySessionTest, AnUnpairedSourceAtWorkIsWatchedUntilItIsDone) {
+    codexTranscript.ask("q2");
+    writeTranscripts();
+    model().chooseEndpoint(found(Agent::codex));
+    desktop.loop.run();
+    EXPECT_TRUE(session().conversation.get()->isBusy);
+    codexTranscript.answer("a2");
+    writeTranscripts();
+    checkReceipts();
+    EXPECT_FALSE(session().conversation.get()->isBusy);
+    EXPECT_EQ(session().conversation.get()->messages.size(), 4U);
+
+    codexTranscript.ask("q3");
+    writeTranscripts();
+    model().refresh();
+    desktop.loop.run();
+    desktop.loop.setBackgroundDuration(1s);
+    model().checkRelayReceipts();
+    model().useManualInput(); // What comes back is for nobody.
+    desktop.loop.run();
+    EXPECT_FALSE(session().conversation.get());
+}
+
+} // namespace
+} // namespace orvel

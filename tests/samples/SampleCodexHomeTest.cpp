@@ -1,0 +1,102 @@
+#include "samples/SampleCodexHome.h"
+
+#include "samples/CodexFolder.h"
+
+#include <algorithm>
+#include <set>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace orvel;
+using Status = SampleCodexTurn::Status;
+
+namespace {
+
+const std::string begun = "user: A | assistant: B | assistant: C";
+
+class SampleCodexHomeTest : public testing::Test {
+  protected:
+    bool queue(std::string_view message) {
+        return files.home.queue(CodexFolder::plain, message, CodexFolder::moment, false);
+    }
+
+    CodexFolder files;
+};
+
+} // namespace
+
+TEST_F(SampleCodexHomeTest, PerformsATurnAtOnceIfNobodyWritesTheThread) {
+    EXPECT_FALSE(files.home.queue(CodexFolder::unknown, "M", CodexFolder::moment, false));
+    EXPECT_TRUE(queue(" M \n\n more"));
+    EXPECT_EQ(files.outcome(), begun + " | user:  M \n\n more | " + files.reply("M"));
+    const std::string longLine(100, 'x');
+    EXPECT_TRUE(queue(longLine));
+    EXPECT_THAT(files.outcome(), testing::EndsWith(files.reply(longLine.substr(20).append("…"))));
+    EXPECT_TRUE(files.home.queue(CodexFolder::plain, "F", CodexFolder::moment, true));
+    EXPECT_THAT(files.outcome(), testing::EndsWith("user: F"));
+    EXPECT_EQ(files.thread().turns.back().status, Status::failed);
+}
+
+TEST_F(SampleCodexHomeTest, LeavesMessagesToTheOneWriter) {
+    auto writer = files.home.writer(files.thread());
+    EXPECT_TRUE(files.home.hasWriter(files.thread()));
+    EXPECT_EQ(files.home.writer(files.thread()), nullptr);
+    EXPECT_FALSE(writer->begin(CodexFolder::moment));
+
+    for (const auto* message : {"M", "N\nline", "O", "P"}) EXPECT_TRUE(queue(message));
+    EXPECT_EQ(files.outcome(), begun);
+    EXPECT_TRUE(writer->begin(CodexFolder::moment));
+    EXPECT_FALSE(writer->begin(CodexFolder::moment));
+    EXPECT_EQ(files.outcome(), begun + " | user: M [busy]");
+    EXPECT_EQ(writer->finish(CodexFolder::moment + 1'500, false).status, Status::completed);
+    EXPECT_EQ(files.outcome(), begun + " | user: M | " + files.reply("M"));
+
+    EXPECT_TRUE(writer->begin(CodexFolder::moment));
+    writer->finishAll(CodexFolder::moment, false);
+    EXPECT_FALSE(files.home.hasWriter(files.thread()));
+    EXPECT_EQ(files.outcome(), begun + " | user: M | " + files.reply("M") + " | user: N\nline | " +
+                                   files.reply("N") + " | user: O | " + files.reply("O") + " | user: P | " +
+                                   files.reply("P"));
+    writer.reset();
+    EXPECT_TRUE(queue("Q"));
+    EXPECT_THAT(files.outcome(), testing::EndsWith("user: Q | " + files.reply("Q")));
+}
+
+TEST_F(SampleCodexHomeTest, GoesOnBehindAProcessThatWasKilledInATurn) {
+    auto writer = files.home.writer(files.thread());
+    queue("M");
+    queue("N");
+    writer->begin(CodexFolder::moment);
+    writer.reset();
+    EXPECT_EQ(files.outcome(), begun + " | user: M [busy]");
+    EXPECT_TRUE(queue("O"));
+    EXPECT_EQ(files.outcome(),
+              begun + " | user: M | user: N | " + files.reply("N") + " | user: O | " + files.reply("O"));
+    EXPECT_EQ(files.thread().turns[1].status, Status::interrupted);
+}
+
+TEST_F(SampleCodexHomeTest, ContinuesATranscriptAsItWasBegun) {
+    queue("M");
+    const auto thread = files.thread();
+    EXPECT_EQ(thread.nextOrdinal,
+              static_cast<std::int64_t>(std::ranges::count(contentsOf(thread.path), '\n')));
+    ASSERT_EQ(thread.turns.size(), 2U);
+    EXPECT_EQ(thread.turns[1].startedAt, CodexFolder::moment / 1000);
+    std::set<std::string> ids;
+    for (const auto& turn : thread.turns) {
+        EXPECT_TRUE(ids.insert(turn.id).second);
+        for (const auto& item : turn.items) EXPECT_TRUE(ids.insert(item.id).second);
+    }
+}
+
+TEST_F(SampleCodexHomeTest, PutsTheTurnsThatAForkInheritedBeforeItsOwn) {
+    const auto fork = SampleCodexThread::read(files.addFork());
+    queue("too late for the fork");
+    std::string texts;
+    for (const auto& turn : files.home.allTurns(fork))
+        for (const auto& item : turn.items)
+            if (item.kind != SampleCodexTurn::Item::Kind::command) texts += item.text;
+    EXPECT_EQ(texts, "ABCFG");
+    EXPECT_EQ(outcomeOf(contentsOf(fork.path), Agent::codex), "inheritedHistory");
+}

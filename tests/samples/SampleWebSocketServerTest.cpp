@@ -1,0 +1,115 @@
+#include "samples/SampleWebSocketServer.h"
+
+#include "samples/WebSocketClient.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace orvel;
+using testing::ElementsAre;
+
+namespace {
+
+SampleWebSocketServer upgraded() {
+    SampleWebSocketServer server;
+    EXPECT_TRUE(server.receive(upgradeHead).empty());
+    server.takeOutput();
+    return server;
+}
+
+std::string replaced(std::string text, std::string_view part, std::string_view by) {
+    return text.replace(text.find(part), part.size(), by);
+}
+
+} // namespace
+
+TEST(SampleWebSocketServer, AnswersAnUpgradeThatIsComplete) {
+    SampleWebSocketServer server;
+    server.receive(upgradeHead.substr(0, upgradeHead.size() - 1));
+    EXPECT_EQ(server.takeOutput(), "");
+    server.receive("\n");
+    const auto head = server.takeOutput();
+    EXPECT_THAT(head, testing::StartsWith("HTTP/1.1 101 "));
+    // The example that the protocol's own description gives.
+    EXPECT_THAT(head, testing::HasSubstr("sec-websocket-accept: s3pPLMBiTxaQ9kYGzzhZRbK+xOo=\r\n"));
+    EXPECT_FALSE(server.isClosed());
+}
+
+TEST(SampleWebSocketServer, RefusesAnUpgradeThatIsNone) {
+    const std::string heads[] = {
+        replaced(upgradeHead, "GET / ", "GET /x "),   replaced(upgradeHead, "Host: localhost", "Host: "),
+        replaced(upgradeHead, "websocket", "h2c"),    replaced(upgradeHead, ": Upgrade", ": close"),
+        replaced(upgradeHead, "Version: 13", "V: 1"), replaced(upgradeHead, "b25jZQ==", "b25jZQ"),
+        replaced(upgradeHead, "Host:", "Host"),       std::string(20'000, 'x'),
+    };
+    for (const auto& head : heads) {
+        SampleWebSocketServer server;
+        server.receive(head);
+        EXPECT_TRUE(server.isClosed() && server.complaint()) << head;
+        EXPECT_THAT(server.takeOutput(), testing::StartsWith("HTTP/1.1 400 ")) << head;
+    }
+}
+
+TEST(SampleWebSocketServer, ReadsAndWritesEveryLengthHoweverTheBytesArrive) {
+    for (const std::size_t length : {0U, 1U, 125U, 126U, 65'535U, 65'536U}) {
+        const std::string text(length, 'a');
+        auto server = upgraded();
+        EXPECT_THAT(server.receive(clientText(text) + clientText(text)), ElementsAre(text, text));
+        std::vector<std::string> received;
+        if (length < 1000)
+            for (const char c : clientText(text))
+                for (auto& one : server.receive({&c, 1})) received.push_back(one);
+        EXPECT_EQ(received, std::vector<std::string>(length < 1000 ? 1 : 0, text));
+        server.sendText(text);
+        auto output = server.takeOutput();
+        EXPECT_THAT(takeFrames(output), ElementsAre(ServerFrame{0x81, text}));
+        EXPECT_EQ(output, "");
+    }
+    auto server = upgraded();
+    EXPECT_THAT(
+        server.receive(clientFrame(0x01, "\xE3\x81") + clientFrame(0x89, "p") + clientFrame(0x80, "\x82")),
+        ElementsAre("\xE3\x81\x82"));
+    EXPECT_EQ(server.takeOutput(), "\x8A\x01p");
+}
+
+TEST(SampleWebSocketServer, ComplainsOfEveryForbiddenFrame) {
+    using namespace std::string_literals;
+    const struct {
+        std::string frame, complaint;
+    } cases[] = {
+        {"\x81\x01"s + "a", "a frame without a mask"},
+        {clientFrame(0xC1, "a"), "a reserved bit"},
+        {clientFrame(0x82, "a"), "an unknown opcode"},
+        {clientFrame(0x83, "a"), "an unknown opcode"},
+        {clientFrame(0x80, "a"), "a message inside another, or a part without a beginning"},
+        {clientFrame(0x01, "a") + clientText("b"), "a message inside another, or a part without a beginning"},
+        {clientFrame(0x09, "a"), "a control frame in parts or too long"},
+        {clientFrame(0x89, std::string(126, 'a')), "a control frame in parts or too long"},
+        {clientFrame(0x8A, "a"), "a pong to no ping"},
+        {clientText("\xFF"), "a text that is no UTF-8"},
+        {"\x81\xFE\x00\x7D\x00\x00\x00\x00"s, "a length that is not the shortest"},
+        {"\x81\xFF\x00\x00\x00\x00\x00\x00\xFF\xFF\x00\x00\x00\x00"s, "a length that is not the shortest"},
+        {"\x81\xFF\x00\x00\x00\x00\x01\x00\x00\x01\x00\x00\x00\x00"s, "a frame too long"},
+    };
+    for (const auto& [frame, complaint] : cases) {
+        auto server = upgraded();
+        EXPECT_TRUE(server.receive(frame + clientText("later")).empty()) << complaint;
+        EXPECT_EQ(server.complaint().value_or("none"), complaint);
+        auto output = server.takeOutput();
+        EXPECT_EQ(takeFrames(output).back().firstByte, 0x88U);
+    }
+}
+
+TEST(SampleWebSocketServer, WantsEachPingAnsweredOnce) {
+    auto server = upgraded();
+    server.sendPing("x");
+    EXPECT_EQ(server.takeOutput(), "\x89\x01x");
+    server.receive(clientFrame(0x8A, "x"));
+    EXPECT_FALSE(server.complaint());
+    server.receive(clientFrame(0x8A, "x"));
+    EXPECT_TRUE(server.complaint());
+
+    auto closing = upgraded();
+    closing.receive(clientFrame(0x88, ""));
+    EXPECT_TRUE(closing.isClosed() && !closing.complaint());
+}
