@@ -218,9 +218,7 @@ Task<void> ClaudeNavigation::checkCandidates(const Source& source) {
                             secondsOf(ports.loop.uptime()),
                             isUnchanged,
                             true};
-    const bool deniesMarkedText = source.input.marked == MarkedTextEvidence::absent ||
-                                  source.input.marked == MarkedTextEvidence::unsupported;
-    if (!allowsPreservingDraftNavigation(evidence, deniesMarkedText))
+    if (!allowsPreservingDraftNavigation(evidence, source.input.marked))
         throw RelaySendError(candidateFailure(evidence).text());
 }
 
