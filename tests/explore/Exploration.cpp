@@ -14,7 +14,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::size_t keptSteps = 24, keptFailures = 5;
+constexpr std::size_t keptSteps = 40, keptFailures = 5;
 constexpr MainLoop::Duration rest = 12s;
 
 // Tells of every step to whom it concerns, in order: death, harm, judgement, trace.
@@ -84,7 +84,7 @@ void chooseHabits(SimulatedClaudeHabits& habits, std::uint64_t seed) {
     habits.receipt = std::chrono::milliseconds(50 + chance.below(3'000));
     habits.leaving = std::chrono::milliseconds(chance.below(500));
     habits.loading = std::chrono::milliseconds(chance.below(500));
-    habits.settling = std::chrono::milliseconds(chance.below(500));
+    habits.settling = std::chrono::milliseconds(chance.below(2) * chance.below(500));
 }
 
 std::string inWords(const RunPlan& plan) {
@@ -94,14 +94,14 @@ std::string inWords(const RunPlan& plan) {
     return text;
 }
 
+} // namespace
+
 std::string inWords(const TraceLine& line) {
     return fmt::format("  {:>6} {:>9.3f} ms  {} {}{}{}", line.number,
                        std::chrono::duration<double, std::milli>(line.at).count(), line.operation, line.name,
                        line.element ? fmt::format(" of {}", line.element) : "",
                        line.fault.empty() ? "" : fmt::format("   <- {}", line.fault));
 }
-
-} // namespace
 
 void ExplorationReport::add(const RunPlan& plan, const RunResult& result) {
     ++runs;

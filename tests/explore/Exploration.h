@@ -26,6 +26,8 @@ struct TraceLine {
     MainLoop::Duration at;
 };
 
+std::string inWords(const TraceLine& line);
+
 struct RunResult {
     std::uint64_t steps = 0; ///< Of the work, without what came before and after.
     std::uint64_t reads = 0; ///< Of accessibility attributes in the work.

@@ -41,7 +41,9 @@ void atDraftElsewhere(ExplorationDesk& desk) {
     desk.desktop.loop.runFor(1s);
 }
 
+// The look at the candidates must be confirmed within 25 ms, which takes reads as fast as these.
 void japaneseDraftElsewhere(ExplorationDesk& desk) {
+    desk.desktop.accessibility.latency = {100us, 300us, 2ms};
     desk.desktop.inputSources.useGoogleHiragana();
     desk.desktop.applications.bundles["/Library/Input Methods/GoogleJapaneseInput.app"] = {
         "com.google.inputmethod.Japanese", "3.34.6260"};
@@ -62,10 +64,15 @@ void slowPage(ExplorationDesk& desk) {
     atEmptyElsewhere(desk);
     auto& habits = desk.claude.habits;
     habits.leaving = 700ms;
-    habits.loading = 900ms;
-    habits.settling = 1'300ms;
+    habits.loading = 2'500ms;
     habits.sendAppears = 500ms;
     habits.sendEnables = 700ms;
+}
+
+// The address of the page is there long before its composer.
+void unsettledPage(ExplorationDesk& desk) {
+    atEmptyElsewhere(desk);
+    desk.claude.habits.settling = 1'500ms;
 }
 
 void slowReceipt(ExplorationDesk& desk) {
@@ -147,6 +154,8 @@ constexpr Scenario scenarios[] = {
     {"composition", "the same with a composition open that only its candidates betray", openComposition,
      sendRelay, Ending::refused},
     {"slow page", "a send into a page that takes its time", slowPage, sendRelay},
+    {"unsettled page", "a send into a page that has no editor at first, and a retry", unsettledPage,
+     sendRelay, Ending::refused, userGoesOn},
     {"late receipt", "a send whose receipt comes when nobody waits for it any more", slowReceipt, sendRelay},
     {"launch", "a send for which Claude is started first", claudeNotStarted, sendRelay},
     {"recovery",

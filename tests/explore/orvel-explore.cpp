@@ -96,6 +96,8 @@ int runOne(Exploration& exploration, const RunPlan& plan) {
     ExplorationReport report;
     report.add(plan, result);
     print("one run", report, 1);
+    if (report.failures.empty())
+        for (const auto& line : result.lastSteps) fmt::print("{}\n", inWords(line));
     fmt::print("{} steps, {} accessibility reads, trace {:016x}\n{}\n", result.steps, result.reads,
                result.trace, result.failure);
     return report.failed ? 1 : 0;

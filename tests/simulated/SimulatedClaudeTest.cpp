@@ -26,6 +26,8 @@ class SimulatedClaudeTest : public testing::Test {
         claude.addConversation(session, one, {"q", "a"});
         claude.addConversation("5b0d714f-0000-4000-8000-000000000003", two, {"p", "b"});
         claude.show(one);
+        claude.habits.settling = 80ms;
+        claude.habits.hasShellPage = true;
         process = desktop.applications.start(claude);
         desktop.applications.bringToFront(process);
     }

@@ -23,7 +23,7 @@ struct SimulatedClaudeHabits {
     // How long things take
     Duration leaving{60'000'000};        ///< From the request for another page to the end of the old one.
     Duration loading{120'000'000};       ///< From there to the new page.
-    Duration settling{80'000'000};       ///< From there to its composer.
+    Duration settling{0};                ///< From there to its composer.
     Duration textShows{15'000'000};      ///< From a change of the text to what can be read of it.
     Duration sendAppears{30'000'000};    ///< From readable text to the Send button.
     Duration sendEnables{90'000'000};    ///< From there to its being enabled.
@@ -34,7 +34,7 @@ struct SimulatedClaudeHabits {
 
     // What it is like
     bool makesNewPages = true; ///< Another page is another element; else the same with another address.
-    bool hasShellPage = true;  ///< A page of the application's own stands around the conversation's.
+    bool hasShellPage = false; ///< A page of the application's own stands around the conversation's.
     int messagesShown = 3;     ///< Elements of the conversation, four for each message.
     int pagesShown = 1;        ///< How many pages show the conversation at once.
     std::string sendLabelAttribute = "AXDescription";

@@ -58,7 +58,7 @@ void SimulatedLoop::outside(Duration delay, std::function<void()> action) {
 }
 
 void SimulatedLoop::spend(Duration duration) {
-    if (isOutside) return;
+    if (isOutside || duration <= Duration::zero()) return;
     latest = std::max(latest, clock - turnBegan);
     slowestCall = std::max(slowestCall, duration);
     const auto end = clock + duration;

@@ -48,7 +48,7 @@ class SimulatedLoop : public MainLoop {
     /// far, also in the middle of a call that takes its time. It must not call into this program.
     void outside(Duration delay, std::function<void()> action);
 
-    /// The call that this turn makes takes so long. Does nothing for what happens outside.
+    /// The call that this turn makes takes so long. Says nothing of what happens outside.
     void spend(Duration duration);
 
     /// The longest turn so far, and how far into its turn the latest call began that took its time.
