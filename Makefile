@@ -1,5 +1,5 @@
 # The front door. Every target installs what it misses first.
-.PHONY: help run test sanitize bench fuzz lint format package install clean
+.PHONY: help run test explore sanitize bench fuzz lint format package install clean
 
 PREFIX ?= /usr/local
 SOURCES = $(shell git ls-files '*.cpp' '*.h')
@@ -7,6 +7,7 @@ SOURCES = $(shell git ls-files '*.cpp' '*.h')
 help:
 	@echo "make run       build Orvel and open its window (without a display: the main job in the terminal)"
 	@echo "make test      build and run all tests, the fuzzers for a short while too"
+	@echo "make explore   everything that can go wrong in a delivery, at every step of it"
 	@echo "make sanitize  the tests under the address and undefined-behaviour sanitizers"
 	@echo "make bench     measure, and write docs/performance.md"
 	@echo "make fuzz      the fuzzers, a minute each"
@@ -29,6 +30,12 @@ test:
 	@cmake --preset fuzz >/dev/null
 	cmake --build --preset fuzz
 	ctest --preset fuzz
+
+explore:
+	@scripts/install-dependencies build test
+	@cmake --preset dev >/dev/null
+	cmake --build --preset dev --target orvel-explore
+	build/dev/orvel-explore
 
 sanitize:
 	@scripts/install-dependencies build test

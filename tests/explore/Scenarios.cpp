@@ -44,6 +44,7 @@ void atDraftElsewhere(ExplorationDesk& desk) {
 // The look at the candidates must be confirmed within 25 ms, which takes reads as fast as these.
 void japaneseDraftElsewhere(ExplorationDesk& desk) {
     desk.desktop.accessibility.latency = {100us, 300us, 2ms};
+    desk.claude.habits.textShows = 1ms; // Such a system shows what was written before it can be read.
     desk.desktop.inputSources.useGoogleHiragana();
     desk.desktop.applications.bundles["/Library/Input Methods/GoogleJapaneseInput.app"] = {
         "com.google.inputmethod.Japanese", "3.34.6260"};
