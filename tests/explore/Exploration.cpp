@@ -29,6 +29,7 @@ class RunObserver {
     void stopFaults() { hasFaults = false; }
     std::uint64_t steps() const { return desk.desktop.steps.taken() - before; }
     std::uint64_t digest() const { return hash; }
+    const std::vector<std::uint64_t>& writes() const { return written; }
 
     std::vector<TraceLine> lastSteps() const {
         std::vector<TraceLine> lines;
@@ -53,6 +54,7 @@ class RunObserver {
         } else {
             judge.watch(step);
         }
+        if (step.isWrite) written.push_back(number);
         ring[seen++ % keptSteps] = {number, step.element, step.operation, step.name, happened, step.at};
         digestMore(step.element);
         digestMore(static_cast<std::uint64_t>(step.at.count()));
@@ -68,6 +70,7 @@ class RunObserver {
     bool hasFaults = true;
     std::array<TraceLine, keptSteps> ring{};
     std::size_t seen = 0;
+    std::vector<std::uint64_t> written;
 };
 
 // The same program is not the same everywhere.
@@ -154,6 +157,7 @@ RunResult Exploration::run(const RunPlan& plan) {
     result.steps = observer.steps();
     result.reads = desk.desktop.accessibility.reads() - readsBefore;
     result.lastSteps = observer.lastSteps();
+    result.writes = observer.writes();
     result.longestHold = desk.desktop.loop.longestHold();
 
     // The faults stop; what they left stays.
@@ -191,12 +195,17 @@ std::uint64_t Exploration::stepsOf(const Scenario& scenario) {
 ExplorationReport Exploration::sweep(const Scenario& scenario, std::uint64_t stride, std::uint64_t first) {
     ExplorationReport report;
     const RunPlan undisturbed{&scenario, {}, 1};
-    report.add(undisturbed, run(undisturbed));
-    for (auto step = first; step <= stepsOf(scenario); step += stride)
+    const auto plain = run(undisturbed);
+    report.add(undisturbed, plain);
+    for (std::uint64_t step = 1; step <= plain.steps; ++step) {
+        const bool isDue = step >= first && (step - first) % stride == 0;
+        if (!isDue && std::find(plain.writes.begin(), plain.writes.end(), step) == plain.writes.end())
+            continue;
         for (const auto& kind : allFaults()) {
             const RunPlan plan{&scenario, {{&kind, step}}, 1};
             report.add(plan, run(plan));
         }
+    }
     return report;
 }
 

@@ -37,6 +37,7 @@ struct RunResult {
     std::string failure; ///< What Orvel told the user.
     std::vector<BrokenRule> broken;
     std::vector<TraceLine> lastSteps;
+    std::vector<std::uint64_t> writes; ///< The steps that change something outside.
 };
 
 /// What many runs came to.
@@ -61,7 +62,8 @@ class Exploration {
 
     RunResult run(const RunPlan& plan);
 
-    /// Every kind of fault at every `stride`th step of the scenario, from `first` on.
+    /// Every kind of fault at every `stride`th step of the scenario, from `first` on, and at every step that
+    /// changes something outside.
     ExplorationReport sweep(const Scenario& scenario, std::uint64_t stride = 1, std::uint64_t first = 1);
 
     /// Runs with the seeds from `first` on: scenario, habits, latencies and faults all follow from the seed.
