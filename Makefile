@@ -1,5 +1,5 @@
 # The front door. Every target installs what it misses first.
-.PHONY: help run test test-agents sanitize bench fuzz lint format package install clean
+.PHONY: help run test test-agents explore sanitize bench fuzz lint format package install clean
 
 PREFIX ?= /usr/local
 SOURCES = $(shell git ls-files '*.cpp' '*.h')
@@ -8,6 +8,7 @@ help:
 	@echo "make run       build Orvel and open its window (without a display: the main job in the terminal)"
 	@echo "make test      build and run all tests, the fuzzers for a short while too"
 	@echo "make test-agents  Orvel against the real agents, offline (docs/agents.md)"
+	@echo "make explore   everything that can go wrong in a delivery, at every step of it"
 	@echo "make sanitize  the tests under the address and undefined-behaviour sanitizers"
 	@echo "make bench     measure, and write docs/performance.md"
 	@echo "make fuzz      the fuzzers, a minute each"
@@ -34,6 +35,12 @@ test:
 test-agents:
 	@scripts/install-dependencies build test agents
 	@scripts/test-agents
+
+explore:
+	@scripts/install-dependencies build test
+	@cmake --preset dev >/dev/null
+	cmake --build --preset dev --target orvel-explore
+	build/dev/orvel-explore
 
 sanitize:
 	@scripts/install-dependencies build test

@@ -5,10 +5,14 @@
 #include "Orvel/desktop/FileStore.h"
 #include "Orvel/desktop/MemorySettings.h"
 #include "Orvel/desktop/Panels.h"
+#include "Orvel/platform/simulated/SimulatedAccessibility.h"
+#include "Orvel/platform/simulated/SimulatedApplications.h"
+#include "Orvel/platform/simulated/SimulatedKeyboard.h"
 #include "Orvel/platform/simulated/SimulatedLoop.h"
+#include "Orvel/platform/simulated/SimulatedPasteboard.h"
 #include "Orvel/platform/simulated/SimulatedProcesses.h"
-#include "Orvel/platform/unavailable/UnavailableApplications.h"
-#include "Orvel/platform/unavailable/UnavailablePasteboard.h"
+#include "Orvel/platform/simulated/SimulatedSteps.h"
+#include "Orvel/platform/simulated/SimulatedTyping.h"
 
 #include <functional>
 #include <optional>
@@ -16,17 +20,6 @@
 #include <vector>
 
 namespace orvel {
-
-struct SimulatedPasteboard : UnavailablePasteboard {
-    void clearContents() override { text.reset(); }
-    bool setString(std::string_view newText) override {
-        if (!refuses) text = newText;
-        return !refuses;
-    }
-
-    std::optional<std::string> text;
-    bool refuses = false;
-};
 
 struct SimulatedPanels : Panels {
     std::optional<std::string> chooseFile(const OpenPanel& panel) override {
@@ -36,17 +29,6 @@ struct SimulatedPanels : Panels {
 
     std::vector<OpenPanel> shown;
     std::optional<std::string> answer;
-};
-
-struct SimulatedApplications : UnavailableApplications {
-    void activateSelf() override { ++activations; }
-    bool revealFile(const std::string& path) override {
-        revealed.push_back(path);
-        return true;
-    }
-
-    int activations = 0;
-    std::vector<std::string> revealed;
 };
 
 /// Passes everything on to a real store, unless `beforeReplacing` throws.
@@ -66,12 +48,18 @@ struct SimulatedDesktop {
     Desktop ports() { return {loop, pasteboard, panels, applications, settings, files, processes}; }
 
     SimulatedLoop loop;
-    SimulatedPasteboard pasteboard;
+    SimulatedSteps steps{loop};
+    SimulatedPasteboard pasteboard{steps};
     SimulatedPanels panels;
-    SimulatedApplications applications;
+    SimulatedApplications applications{loop, steps};
     MemorySettings settings;
     SimulatedFileStore files;
     SimulatedProcesses processes{loop};
+    SimulatedAccessibility accessibility{loop, steps};
+    SimulatedKeyboard keyboard{loop, steps, applications};
+    SimulatedInputSources inputSources{steps};
+    SimulatedWindowList windows{loop, steps};
+    SimulatedSideQueue sideQueue{loop, windows};
 };
 
 } // namespace orvel

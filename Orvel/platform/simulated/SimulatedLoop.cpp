@@ -1,5 +1,8 @@
 #include "Orvel/platform/simulated/SimulatedLoop.h"
 
+#include <algorithm>
+#include <limits>
+
 namespace orvel {
 
 class SimulatedLoop::SimulatedTimer : public Timer {
@@ -15,13 +18,15 @@ class SimulatedLoop::SimulatedTimer : public Timer {
 SimulatedLoop::~SimulatedLoop() = default;
 
 void SimulatedLoop::run() {
-    while (!waiting.empty()) runNext();
+    while (runNextBefore(Duration::max())) {
+    }
 }
 
 void SimulatedLoop::runFor(Duration span) {
     const auto end = clock + span;
-    while (!waiting.empty() && waiting.begin()->first.first <= end) runNext();
-    clock = end;
+    while (runNextBefore(end)) {
+    }
+    clock = std::max(clock, end);
 }
 
 void SimulatedLoop::setNow(Date date) {
@@ -33,30 +38,71 @@ Date SimulatedLoop::now() const {
 }
 
 void SimulatedLoop::post(std::function<void()> action) {
-    schedule(Duration::zero(), std::move(action));
+    schedule(waiting, Duration::zero(), std::move(action));
 }
 
 std::unique_ptr<Timer> SimulatedLoop::after(Duration delay, std::function<void()> action) {
-    return std::make_unique<SimulatedTimer>(*this, schedule(delay, std::move(action)));
+    return std::make_unique<SimulatedTimer>(*this, schedule(waiting, delay, std::move(action)));
 }
 
 void SimulatedLoop::runInBackground(std::function<void()> work, std::function<void()> done) {
-    schedule(backgroundDuration, [work = std::move(work), done = std::move(done)] {
+    schedule(waiting, backgroundDuration, [this, work = std::move(work), done = std::move(done)] {
         work();
+        turnBegan = clock; // It did not hold the main thread.
         done();
     });
 }
 
-SimulatedLoop::Key SimulatedLoop::schedule(Duration delay, std::function<void()> action) {
+void SimulatedLoop::outside(Duration delay, std::function<void()> action) {
+    schedule(world, delay, std::move(action));
+}
+
+void SimulatedLoop::spend(Duration duration) {
+    if (isOutside || duration <= Duration::zero()) return;
+    latest = std::max(latest, clock - turnBegan);
+    slowestCall = std::max(slowestCall, duration);
+    const auto end = clock + duration;
+    while (!world.empty() && world.begin()->first.first <= end) runOutside();
+    clock = end;
+}
+
+SimulatedLoop::Key SimulatedLoop::schedule(Queue& queue, Duration delay, std::function<void()> action) {
     const Key key{clock + delay, ++last};
-    waiting.emplace(key, std::move(action));
+    queue.emplace(key, std::move(action));
     return key;
 }
 
-void SimulatedLoop::runNext() {
+// What is overdue in this program runs now, so it comes after what happened outside before.
+bool SimulatedLoop::runNextBefore(Duration end) {
+    const auto due = [this](const Queue& queue) {
+        return queue.empty() ? Key(Duration::max(), std::numeric_limits<std::uint64_t>::max())
+                             : std::max(queue.begin()->first, Key(clock, 0));
+    };
+    const auto turn = due(waiting), event = due(world);
+    if (std::min(turn, event).first > end || (waiting.empty() && world.empty())) return false;
+    if (event < turn)
+        runOutside();
+    else
+        runTurn();
+    return true;
+}
+
+void SimulatedLoop::runTurn() {
     const auto next = waiting.extract(waiting.begin());
     clock = std::max(clock, next.key().first);
+    turnBegan = clock;
+    slowestCall = Duration::zero();
     next.mapped()();
+    if (clock - turnBegan > longest.duration) longest = {clock - turnBegan, slowestCall};
+    turnBegan = clock;
+}
+
+void SimulatedLoop::runOutside() {
+    const auto next = world.extract(world.begin());
+    clock = std::max(clock, next.key().first);
+    const auto before = std::exchange(isOutside, true);
+    next.mapped()();
+    isOutside = before;
 }
 
 } // namespace orvel

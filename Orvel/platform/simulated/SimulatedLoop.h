@@ -1,6 +1,6 @@
 #pragma once
-// A main loop whose clock moves only when everything waits, so that an hour of waiting passes at once and
-// every run is the same run.
+// A main loop whose clock moves only when everything waits, or when a call is said to take its time, so that
+// an hour of waiting passes at once and every run is the same run.
 
 #include "Orvel/runtime/MainLoop.h"
 
@@ -11,6 +11,12 @@ namespace orvel {
 
 class SimulatedLoop : public MainLoop {
   public:
+    /// One turn of the loop, during which nothing else of this program could run.
+    struct Hold {
+        Duration duration{0};
+        Duration slowestCall{0}; ///< The longest `spend` in it.
+    };
+
     ~SimulatedLoop() override;
 
     /// Runs until nothing waits any more.
@@ -19,11 +25,35 @@ class SimulatedLoop : public MainLoop {
     /// Runs what falls due within `span`, and lets the clock pass it.
     void runFor(Duration span);
 
+    /// Runs until `isDone`, which is asked before every turn, or until nothing falls due within `limit`;
+    /// gives whether it is done.
+    template <typename Condition>
+    bool runUntil(Condition isDone, Duration limit) {
+        const auto end = clock + limit;
+        while (!isDone()) {
+            if (!runNextBefore(end)) return isDone();
+        }
+        return true;
+    }
+
     /// How long background work takes that begins from now on.
     void setBackgroundDuration(Duration duration) { backgroundDuration = duration; }
 
     /// Lets the wall clock jump.
     void setNow(Date date);
+
+    // The world outside this program
+
+    /// Other programs and people go on while a turn runs: `action` happens as soon as the clock has come so
+    /// far, also in the middle of a call that takes its time. It must not call into this program.
+    void outside(Duration delay, std::function<void()> action);
+
+    /// The call that this turn makes takes so long. Says nothing of what happens outside.
+    void spend(Duration duration);
+
+    /// The longest turn so far, and how far into its turn the latest call began that took its time.
+    const Hold& longestHold() const { return longest; }
+    Duration latestCall() const { return latest; }
 
     Duration uptime() const override { return clock; }
     Date now() const override;
@@ -34,16 +64,25 @@ class SimulatedLoop : public MainLoop {
 
   private:
     using Key = std::pair<Duration, std::uint64_t>; // Due time, then order of creation.
+    using Queue = std::map<Key, std::function<void()>>;
     class SimulatedTimer;
 
-    Key schedule(Duration delay, std::function<void()> action);
-    void runNext();
+    Key schedule(Queue& queue, Duration delay, std::function<void()> action);
+    bool runNextBefore(Duration end);
+    void runTurn();
+    void runOutside();
 
-    std::map<Key, std::function<void()>> waiting;
+    Queue waiting, world;
     std::uint64_t last = 0;
     Duration clock{0};
     Duration backgroundDuration{0};
     Date wallClockAtStart = 0;
+
+    bool isOutside = false;
+    Duration turnBegan{0};
+    Duration slowestCall{0};
+    Hold longest;
+    Duration latest{0};
 };
 
 } // namespace orvel

@@ -1,0 +1,266 @@
+#include "Orvel/platform/simulated/SimulatedAccessibility.h"
+
+#include <algorithm>
+#include <array>
+#include <unordered_map>
+
+namespace orvel {
+
+namespace {
+
+// Names that traces may show; they live as long as the program.
+std::string_view lastingName(std::string_view name) {
+    static constexpr std::array<std::string_view, 22> known{
+        "AXRole",        "AXChildren",      "AXValue",
+        "AXDescription", "AXTitle",         "AXHelp",
+        "AXParent",      "AXURL",           "AXEnabled",
+        "AXSubrole",     "AXFocusedWindow", "AXFocusedUIElement",
+        "AXFocused",     "AXWindows",       "AXTextInputMarkedTextMarkerRange",
+        "AXPosition",    "AXSize",          "AXSelectedTextRange",
+        "AXWindow",      "AXDOMClassList",  "AXManualAccessibility",
+        "AXPress"};
+    const auto* found = std::find(known.begin(), known.end(), name);
+    return found == known.end() ? "other" : *found;
+}
+
+AXElements handlesOf(const std::vector<SimulatedElement::Shared>& elements) {
+    AXElements handles;
+    handles.reserve(elements.size());
+    for (const auto& element : elements) handles.push_back(element->handle());
+    return handles;
+}
+
+// Breadth-first, the root first.
+std::vector<SimulatedElement*> everythingBelow(SimulatedElement& root) {
+    std::vector<SimulatedElement*> all{&root};
+    for (std::size_t i = 0; i < all.size(); ++i)
+        for (const auto& child : all[i]->below()) all.push_back(child.get());
+    return all;
+}
+
+constexpr std::chrono::microseconds fetchTime{200}; // Of one element in a pipelined fetch.
+
+} // namespace
+
+std::chrono::nanoseconds SimulatedLatency::draw(SimulatedChance& chance) const {
+    const auto between = [](std::chrono::nanoseconds low, std::chrono::nanoseconds high, double share) {
+        const auto span = static_cast<double>((high - low).count());
+        return low + std::chrono::nanoseconds(static_cast<std::int64_t>(span * share));
+    };
+    const auto place = chance.fraction();
+    if (place < 0.5) return between(median / 2, median, place / 0.5);
+    if (place < 0.9) return between(median, std::min(median * 2, rare), (place - 0.5) / 0.4);
+    const auto share = (place - 0.9) / 0.09;
+    if (place < 0.99) return between(std::min(median * 2, rare), rare, share * share);
+    if (place < 0.999) return between(rare, worst / 2, (place - 0.99) / 0.009);
+    return between(worst / 2, worst, (place - 0.999) / 0.001);
+}
+
+// Values fetched at the beginning, each read once from when it has arrived.
+class SimulatedAccessibility::ReadAhead : public AXReadAhead {
+  public:
+    ReadAhead(SimulatedAccessibility& owner, SimulatedElement& root, std::span<const std::string_view> names,
+              std::size_t limit)
+        : owner(owner), begun(owner.loop.uptime()) {
+        for (const auto name : names) wanted.emplace_back(name);
+        for (auto* element : everythingBelow(root)) {
+            if (arrivals.size() == limit) break;
+            arrivals.emplace(element, Fetched{element->shared_from_this(), arrivals.size() + 1, {}});
+        }
+        owner.fetched.push_back(this);
+    }
+    ~ReadAhead() override { std::erase(owner.fetched, this); }
+
+    // When the value has arrived, if this read may be answered from it.
+    std::optional<MainLoop::Duration> take(const SimulatedElement& element, std::string_view name) {
+        const auto wants = std::find(wanted.begin(), wanted.end(), name);
+        const auto found = arrivals.find(&element);
+        if (wants == wanted.end() || found == arrivals.end()) return std::nullopt;
+        const auto bit = std::uint64_t{1} << (wants - wanted.begin());
+        if (found->second.taken & bit) return std::nullopt;
+        found->second.taken |= bit;
+        return begun + static_cast<std::int64_t>(found->second.place) * fetchTime;
+    }
+
+  private:
+    struct Fetched {
+        SimulatedElement::Shared element;
+        std::size_t place;
+        std::uint64_t taken;
+    };
+
+    SimulatedAccessibility& owner;
+    MainLoop::Duration begun;
+    std::vector<std::string> wanted;
+    std::unordered_map<const SimulatedElement*, Fetched> arrivals;
+};
+
+void SimulatedAccessibility::setApplication(ProcessID process, SimulatedElement::Shared element) {
+    if (element)
+        applications[process] = std::move(element);
+    else
+        applications.erase(process);
+}
+
+SimulatedElement* SimulatedAccessibility::elementOf(const AXElement& handle) {
+    const auto* element = dynamic_cast<const SimulatedElement*>(&handle.identity());
+    return const_cast<SimulatedElement*>(element); // Made by makeElement, never const.
+}
+
+SimulatedAccessibility::Call SimulatedAccessibility::begin(std::string_view operation,
+                                                           const AXElement& handle, std::string_view name,
+                                                           bool isWrite, std::chrono::nanoseconds duration) {
+    auto* element = elementOf(handle);
+    SimulatedStep step{.operation = operation,
+                       .name = name.empty() ? name : lastingName(name),
+                       .element = element ? element->number : 0,
+                       .isWrite = isWrite};
+    steps.announce(step);
+    const auto own = element ? element->messagingTimeout : std::chrono::milliseconds(0);
+    const auto bound = std::min<std::chrono::nanoseconds>(own.count() > 0 ? own : ownBound, greatestBound);
+    const bool isLate = duration + step.delay > bound;
+    loop.spend(std::min(duration + step.delay, bound));
+    if (!trusted) return {nullptr, AXStatus::apiDisabled, false};
+    if (step.report) return {element, *step.report, step.happens && element && !element->isRemoved()};
+    if (!element || element->isRemoved()) return {nullptr, AXStatus::invalidElement, false};
+    if (isLate) return {element, AXStatus::cannotComplete, isWrite}; // A write goes its way all the same.
+    return {element, AXStatus::success, true};
+}
+
+bool SimulatedAccessibility::isTrusted() {
+    const auto step = steps.take("isTrusted");
+    return !step.report && trusted;
+}
+
+AXElement SimulatedAccessibility::application(ProcessID process) {
+    steps.take("applicationElement");
+    const auto found = applications.find(process);
+    if (found != applications.end()) return found->second->handle();
+    const auto nobody = makeElement("AXApplication");
+    nobody->remove();
+    return nobody->handle();
+}
+
+void SimulatedAccessibility::setMessagingTimeout(const AXElement& element,
+                                                 std::chrono::milliseconds timeout) {
+    if (auto* known = elementOf(element)) known->messagingTimeout = timeout;
+}
+
+AXReading SimulatedAccessibility::attribute(const AXElement& handle, std::string_view name) {
+    ++readCount;
+    auto duration = latency.draw(chance);
+    if (!fetched.empty())
+        if (const auto* element = elementOf(handle))
+            for (auto* ahead : fetched)
+                if (const auto arrival = ahead->take(*element, name)) {
+                    duration = std::max(*arrival - loop.uptime(), MainLoop::Duration(1'000));
+                    break;
+                }
+    const auto call = begin("attribute", handle, name, false, duration);
+    if (call.status != AXStatus::success) return {call.status, {}};
+    auto reading = valueOf(*call.element, name);
+    if (call.element->wasRead) call.element->wasRead(name);
+    return reading;
+}
+
+AXReading SimulatedAccessibility::valueOf(SimulatedElement& element, std::string_view name) const {
+    for (const auto& [failing, status] : element.statuses)
+        if (failing == name) return {status, {}};
+    if (name == "AXChildren") return {AXStatus::success, handlesOf(element.below())};
+    if (name == "AXParent") {
+        if (!element.parent()) return {AXStatus::noValue, {}};
+        return {AXStatus::success, element.parent()->handle()};
+    }
+    const auto* value = element.find(name);
+    if (!value) return {AXStatus::attributeUnsupported, {}};
+    if (std::holds_alternative<std::monostate>(*value)) return {AXStatus::noValue, {}};
+    return {AXStatus::success, *value};
+}
+
+AXSettable SimulatedAccessibility::isSettable(const AXElement& element, std::string_view name) {
+    const auto call = begin("isSettable", element, name, false, latency.draw(chance));
+    if (call.status != AXStatus::success) return {call.status, false};
+    return {AXStatus::success, call.element->write != nullptr && call.element->find(name) != nullptr};
+}
+
+AXStatus SimulatedAccessibility::setAttribute(const AXElement& element, std::string_view name,
+                                              const AXValue& value) {
+    const auto call = begin("setAttribute", element, name, true, writeTime);
+    if (!call.happens) return call.status;
+    const auto write = call.element->write; // The element may vanish by it.
+    const auto status = write ? write(name, value) : AXStatus::attributeUnsupported;
+    return call.status == AXStatus::success ? status : call.status;
+}
+
+AXActionNames SimulatedAccessibility::actionNames(const AXElement& element) {
+    const auto call = begin("actionNames", element, {}, false, latency.draw(chance));
+    if (call.status != AXStatus::success) return {call.status, {}};
+    return {AXStatus::success,
+            call.element->perform ? std::vector<std::string>{"AXPress"} : std::vector<std::string>{}};
+}
+
+AXStatus SimulatedAccessibility::performAction(const AXElement& element, std::string_view name) {
+    const auto call = begin("performAction", element, name, true, latency.draw(chance));
+    if (!call.happens) return call.status;
+    const auto perform = call.element->perform; // The element may vanish by it.
+    const auto status = perform ? perform(name) : AXStatus::actionUnsupported;
+    return call.status == AXStatus::success ? status : call.status;
+}
+
+AXReading SimulatedAccessibility::elementAtPosition(AXPoint point) {
+    const auto step = steps.take("elementAtPosition", false, latency.draw(chance));
+    if (!trusted) return {};
+    if (step.report) return {*step.report, {}};
+    const auto covers = [point](const SimulatedElement& element) {
+        const auto* place = element.find("AXPosition");
+        const auto* extent = element.find("AXSize");
+        const auto* corner = place ? std::get_if<AXPoint>(place) : nullptr;
+        const auto* size = extent ? std::get_if<AXSize>(extent) : nullptr;
+        return corner && size && point.x >= corner->x && point.x < corner->x + size->width &&
+               point.y >= corner->y && point.y < corner->y + size->height;
+    };
+    SimulatedElement* deepest = nullptr;
+    for (const auto& [process, root] : applications)
+        for (auto* element : everythingBelow(*root))
+            if (covers(*element)) deepest = element;
+    if (!deepest) return {AXStatus::noValue, {}};
+    return {AXStatus::success, deepest->handle()};
+}
+
+std::optional<ProcessID> SimulatedAccessibility::process(const AXElement& handle) {
+    const auto call = begin("process", handle, {}, false, std::chrono::nanoseconds(0));
+    if (call.status != AXStatus::success) return std::nullopt;
+    const auto* top = call.element;
+    while (top->parent()) top = top->parent();
+    for (const auto& [process, root] : applications)
+        if (root.get() == top) return process;
+    return std::nullopt;
+}
+
+std::unique_ptr<AXReadAhead> SimulatedAccessibility::readAhead(const AXElement& root,
+                                                               std::span<const std::string_view> names,
+                                                               std::size_t limit) {
+    auto* element = elementOf(root);
+    if (!supportsReadAhead || !element || element->isRemoved()) return nullptr;
+    return std::make_unique<ReadAhead>(*this, *element, names, limit);
+}
+
+Task<std::optional<AXElements>> SimulatedAccessibility::search(AXElement root, std::vector<std::string> roles,
+                                                               std::size_t limit) {
+    const auto step = steps.take("search");
+    auto* element = elementOf(root);
+    if (!supportsSearch || step.report || !element) co_return std::nullopt;
+    co_await loop.sleep(std::chrono::milliseconds(1 + chance.below(84)));
+    if (element->isRemoved()) co_return std::nullopt;
+    AXElements found;
+    const auto all = everythingBelow(*element);
+    if (all.size() > limit) co_return std::nullopt;
+    for (auto* each : all) {
+        if (!each->statuses.empty()) co_return std::nullopt;
+        if (std::find(roles.begin(), roles.end(), each->text("AXRole")) != roles.end())
+            found.push_back(each->handle());
+    }
+    co_return found;
+}
+
+} // namespace orvel

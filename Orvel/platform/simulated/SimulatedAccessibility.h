@@ -1,0 +1,86 @@
+#pragma once
+// The accessibility interface of a simulated desktop: reads take time, time out, and find elements gone.
+
+#include "Orvel/desktop/Accessibility.h"
+#include "Orvel/platform/simulated/SimulatedElement.h"
+#include "Orvel/platform/simulated/SimulatedLoop.h"
+#include "Orvel/platform/simulated/SimulatedSteps.h"
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace orvel {
+
+/// How long calls take. As measured on a real desktop: half of them within `median`, one in a hundred longer
+/// than `rare`, one in a thousand up to `worst`.
+struct SimulatedLatency {
+    std::chrono::nanoseconds median{200'000}, rare{4'000'000}, worst{20'000'000};
+
+    std::chrono::nanoseconds draw(SimulatedChance& chance) const;
+};
+
+class SimulatedAccessibility : public Accessibility {
+  public:
+    SimulatedAccessibility(SimulatedLoop& loop, SimulatedSteps& steps) : loop(loop), steps(steps) {}
+
+    // The world's side
+
+    SimulatedElement::Shared makeElement(std::string_view role) {
+        return std::make_shared<SimulatedElement>(++madeElements, role);
+    }
+    /// The element of an application that runs; null when it ends.
+    void setApplication(ProcessID process, SimulatedElement::Shared element);
+
+    bool trusted = true;
+    SimulatedLatency latency;
+    std::chrono::nanoseconds writeTime{1'000'000}; ///< 30 to 60 ms where a write is composed.
+    std::chrono::milliseconds ownBound{6'000};     ///< Of calls on elements without a timeout of their own.
+    std::chrono::milliseconds greatestBound{
+        100'000}; ///< What the platform takes at most, however long it may.
+    bool supportsReadAhead = false, supportsSearch = false;
+    SimulatedChance chance{1};
+
+    /// How many attributes have been read.
+    std::uint64_t reads() const { return readCount; }
+
+    // The port
+
+    bool isTrusted() override;
+    AXElement application(ProcessID process) override;
+    void setMessagingTimeout(const AXElement& element, std::chrono::milliseconds timeout) override;
+    AXReading attribute(const AXElement& element, std::string_view name) override;
+    AXSettable isSettable(const AXElement& element, std::string_view name) override;
+    AXStatus setAttribute(const AXElement& element, std::string_view name, const AXValue& value) override;
+    AXActionNames actionNames(const AXElement& element) override;
+    AXStatus performAction(const AXElement& element, std::string_view name) override;
+    AXReading elementAtPosition(AXPoint point) override;
+    std::optional<ProcessID> process(const AXElement& element) override;
+    std::unique_ptr<AXReadAhead> readAhead(const AXElement& root, std::span<const std::string_view> names,
+                                           std::size_t limit) override;
+    Task<std::optional<AXElements>> search(AXElement root, std::vector<std::string> roles,
+                                           std::size_t limit) override;
+
+  private:
+    class ReadAhead;
+    /// How a call on an element went: the element if it is to be answered.
+    struct Call {
+        SimulatedElement* element = nullptr;
+        AXStatus status = AXStatus::success;
+        bool happens = true;
+    };
+
+    static SimulatedElement* elementOf(const AXElement& handle);
+    Call begin(std::string_view operation, const AXElement& handle, std::string_view name, bool isWrite,
+               std::chrono::nanoseconds duration);
+    AXReading valueOf(SimulatedElement& element, std::string_view name) const;
+
+    SimulatedLoop& loop;
+    SimulatedSteps& steps;
+    std::uint64_t madeElements = 0, readCount = 0;
+    std::map<ProcessID, SimulatedElement::Shared> applications;
+    std::vector<ReadAhead*> fetched;
+};
+
+} // namespace orvel

@@ -1,0 +1,90 @@
+#pragma once
+// The applications of a simulated desktop: which are installed, which run, and which has the keyboard.
+
+#include "Orvel/desktop/Applications.h"
+#include "Orvel/platform/simulated/SimulatedLoop.h"
+#include "Orvel/platform/simulated/SimulatedSteps.h"
+
+#include <chrono>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orvel {
+
+/// An application that can be installed on a simulated desktop. What happens to it comes from outside.
+class SimulatedApplication {
+  public:
+    SimulatedApplication(std::string bundleID, std::string version, std::string location)
+        : bundleID(std::move(bundleID)), version(std::move(version)), location(std::move(location)) {}
+    virtual ~SimulatedApplication() = default;
+
+    virtual void started(ProcessID) {}
+    virtual void ended() {}
+    /// Asked to open a URL; false if it doesn't take such ones.
+    virtual bool takesURL(const std::string&) { return false; }
+    virtual void openURL(const std::string&) {}
+    /// The person types a character while the application has the keyboard.
+    virtual void typed(const std::string&) {}
+
+    const std::string bundleID;
+    std::string version; ///< Empty if it can't be known.
+    const std::string location;
+};
+
+class SimulatedApplications : public Applications {
+  public:
+    static constexpr ProcessID self = 4'000;
+
+    SimulatedApplications(SimulatedLoop& loop, SimulatedSteps& steps) : loop(loop), steps(steps) {}
+
+    // The world's side
+
+    /// The application lives as long as this object.
+    void install(SimulatedApplication& application) { installed.push_back(&application); }
+    ProcessID start(SimulatedApplication& application);
+    void quit(SimulatedApplication& application);
+    /// Gives the keyboard to a process; 0 to none.
+    void bringToFront(ProcessID process) { front = process; }
+    /// The process of an application that runs, else 0.
+    ProcessID processOf(const SimulatedApplication& application) const;
+    /// The application that has the keyboard, or null.
+    SimulatedApplication* inFront() const;
+
+    std::chrono::nanoseconds startTime{800'000'000}, activationTime{120'000'000}, urlTime{40'000'000};
+    bool refusesActivation = false;
+    bool opens = true;                                ///< What opening an application ends with.
+    std::map<std::string, ApplicationBundle> bundles; ///< Besides those of installed applications, by place.
+
+    int activations = 0; ///< Of this program, by itself.
+    std::vector<std::string> revealed;
+    std::vector<std::string> openedURLs;
+
+    // The port
+
+    ProcessID ownProcess() override { return self; }
+    void activateSelf() override;
+    bool revealFile(const std::string& path) override;
+    std::optional<RunningApplication> frontmost() override;
+    std::vector<RunningApplication> running(const std::string& bundleID) override;
+    std::optional<RunningApplication> application(ProcessID process) override;
+    std::optional<ApplicationBundle> bundleOf(ProcessID process) override;
+    bool activate(ProcessID process) override;
+    std::optional<std::string> location(const std::string& bundleID) override;
+    std::optional<ApplicationBundle> bundleAt(const std::string& path) override;
+    Task<bool> openApplication(std::string location) override;
+    bool openURL(const std::string& url) override;
+
+  private:
+    std::optional<RunningApplication> facts(ProcessID process) const;
+    void bringToFrontLater(SimulatedApplication& application);
+
+    SimulatedLoop& loop;
+    SimulatedSteps& steps;
+    std::vector<SimulatedApplication*> installed;
+    std::map<ProcessID, SimulatedApplication*> processes;
+    ProcessID front = self, nextProcess = 5'001;
+};
+
+} // namespace orvel

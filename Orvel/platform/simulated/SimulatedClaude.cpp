@@ -1,0 +1,486 @@
+#include "Orvel/platform/simulated/SimulatedClaude.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+
+namespace orvel {
+
+namespace {
+
+constexpr std::string_view origin = "https://claude.ai";
+constexpr std::string_view codePath = "/epitaxy";
+
+bool isBlank(std::string_view text) {
+    return std::all_of(text.begin(), text.end(),
+                       [](unsigned char byte) { return byte < 0x80 && std::isspace(byte); });
+}
+
+std::string upper(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char byte) { return std::toupper(byte); });
+    return text;
+}
+
+} // namespace
+
+SimulatedClaude::SimulatedClaude(SimulatedDesktop& desktop, std::string projects, std::string records)
+    : SimulatedApplication("com.anthropic.claudefordesktop", "3.6556.2", "/Applications/Claude.app"),
+      desktop(desktop),
+      projects(std::move(projects)),
+      records(std::move(records)) {
+    desktop.applications.install(*this);
+}
+
+SimulatedClaude::Conversation& SimulatedClaude::addConversation(const std::string& sessionID,
+                                                                const std::string& desktopID,
+                                                                const std::vector<std::string>& texts) {
+    auto& made = all.emplace_back(
+        Conversation{.desktopID = desktopID,
+                     .transcriptPath = projects + "/-code-lark/" + sessionID + ".jsonl",
+                     .transcript = ClaudeTranscript({.id = sessionID, .workingDirectory = "/code/lark"})});
+    for (std::size_t i = 0; i < texts.size(); ++i)
+        if (i % 2 == 0)
+            receive(made, texts[i]);
+        else
+            made.transcript.answer(texts[i]);
+    if (!texts.empty()) flush(made);
+    return made;
+}
+
+SimulatedClaude::Conversation* SimulatedClaude::conversation(const std::string& desktopID) {
+    const auto found =
+        std::find_if(all.begin(), all.end(), [&](const auto& each) { return each.desktopID == desktopID; });
+    return found == all.end() ? nullptr : &*found;
+}
+
+void SimulatedClaude::receive(Conversation& conversation, const std::string& text) {
+    conversation.transcript.ask(text);
+    conversation.received.push_back(text);
+}
+
+// Brings the disk up to date.
+void SimulatedClaude::flush(Conversation& conversation) {
+    const std::filesystem::path path(conversation.transcriptPath);
+    if (conversation.written == 0) std::filesystem::create_directories(path.parent_path());
+    std::ofstream file(path, conversation.written == 0 ? std::ios::binary : std::ios::binary | std::ios::app);
+    file << std::string_view(conversation.transcript.text()).substr(conversation.written);
+    conversation.written = conversation.transcript.text().size();
+}
+
+// Starting and ending
+
+void SimulatedClaude::started(ProcessID newProcess) {
+    process = newProcess;
+    application = make("AXApplication", "AXTitle", "Claude");
+    desktop.accessibility.setApplication(process, application);
+    opensWindow();
+}
+
+void SimulatedClaude::ended() {
+    ++run;
+    closesWindow();
+    application->remove();
+    desktop.accessibility.setApplication(process, nullptr);
+    for (auto& each : all) each.isReplying = false;
+}
+
+void SimulatedClaude::opensWindow() {
+    if (window) return;
+    window = child(application, "AXWindow", "AXTitle", "Claude");
+    application->set("AXFocusedWindow", window->handle());
+    makeSidebar();
+    makePage();
+    makeComposer();
+}
+
+void SimulatedClaude::closesWindow() {
+    if (!window) return;
+    dropPage();
+    window->remove();
+    window = shell = nullptr;
+    application->set("AXFocusedWindow", std::monostate());
+}
+
+void SimulatedClaude::onThisPage(Duration delay, std::function<void()> action) {
+    desktop.loop.outside(delay, [this, at = std::pair(run, visit), action = std::move(action)] {
+        if (at == std::pair(run, visit)) action();
+    });
+}
+
+void SimulatedClaude::whileRunning(Duration delay, std::function<void()> action) {
+    desktop.loop.outside(delay, [this, at = run, action = std::move(action)] {
+        if (at == run) action();
+    });
+}
+
+// What the window holds
+
+SimulatedClaude::Element SimulatedClaude::make(std::string_view role, std::string_view attribute,
+                                               std::string_view text) {
+    auto made = desktop.accessibility.makeElement(role);
+    if (!attribute.empty()) made->set(attribute, std::string(text));
+    return made;
+}
+
+SimulatedClaude::Element SimulatedClaude::child(const Element& parent, std::string_view role,
+                                                std::string_view attribute, std::string_view text) {
+    auto made = make(role, attribute, text);
+    parent->append(made);
+    return made;
+}
+
+SimulatedClaude::Element SimulatedClaude::button(const Element& parent, std::string_view attribute,
+                                                 const std::string& label, std::function<void()> pressed) {
+    auto made = child(parent, "AXButton", attribute, label);
+    made->set("AXEnabled", true);
+    made->perform = [this, label, pressed = std::move(pressed)](std::string_view action) {
+        if (action != "AXPress") return AXStatus::actionUnsupported;
+        note(Deed::Kind::pressedOther, false, editorText(), label);
+        if (pressed) pressed();
+        return AXStatus::success;
+    };
+    return made;
+}
+
+void SimulatedClaude::makeSidebar() {
+    shell = window;
+    if (habits.hasShellPage) {
+        shell = child(window, "AXWebArea");
+        shell->set("AXURL", AXURL{"file:///Applications/Claude.app/Contents/Resources/shell/index.html"});
+    }
+    const auto bar = child(shell, "AXGroup", "AXDescription", "Sidebar");
+    button(bar, "AXTitle", "New", [this] { goTo(""); });
+    button(bar, "AXDescription", "Search", nullptr);
+    const auto list = child(bar, "AXList");
+    for (const auto& each : all)
+        button(list, "AXTitle", "Conversation " + each.desktopID.substr(6, 4),
+               [this, id = each.desktopID] { goTo(id); });
+}
+
+std::string SimulatedClaude::address() const {
+    return std::string(origin) + std::string(codePath) + (route.empty() ? "" : "/" + route);
+}
+
+void SimulatedClaude::makePage() {
+    ++visit;
+    if (!page) {
+        page = child(shell, "AXWebArea");
+        page->set("AXTitle", std::string("Claude"));
+        for (int i = 1; i < habits.pagesShown; ++i) child(shell, "AXWebArea")->set("AXURL", AXURL{address()});
+    }
+    page->set("AXURL", AXURL{address()});
+}
+
+void SimulatedClaude::dropPage() {
+    ++visit;
+    if (!composition.empty()) {
+        note(Deed::Kind::lostComposition, false, editorText());
+        composition.clear();
+        desktop.windows.showCandidates(false);
+    }
+    if (habits.makesNewPages && page) {
+        page->remove();
+        page = nullptr;
+    } else if (page) {
+        while (!page->below().empty()) page->below().back()->remove();
+    }
+    messages = composerRoot = toolbar = editor = nullptr;
+    sendButton = stopButton = replyNote = attachment = nullptr;
+    isSendComing = false;
+    seen.reset();
+    setFocus();
+}
+
+void SimulatedClaude::makeTranscriptView() {
+    messages = child(page, "AXGroup", "AXDescription", "Messages");
+    for (int i = 0; i < habits.messagesShown; ++i) {
+        const auto message = child(messages, "AXGroup");
+        child(message, "AXStaticText", "AXValue", i % 2 == 0 ? "You said" : "Claude said");
+        const auto body = child(message, "AXGroup");
+        child(body, "AXStaticText", "AXValue", "Message " + std::to_string(i + 1));
+    }
+}
+
+void SimulatedClaude::makeComposer() {
+    if (!route.empty() && !conversation(route)) {
+        child(page, "AXStaticText", "AXValue", "Session not found");
+        return;
+    }
+    makeTranscriptView();
+    composerRoot = child(page, "AXGroup");
+    auto group = composerRoot;
+    for (int level = 4; level >= 1; --level) group = child(group, "AXGroup");
+    editor = child(group, "AXTextArea", "AXDescription", "Prompt");
+    editor->set("AXValue", std::string());
+    editor->set("AXSelectedTextRange", AXRange{0, 0});
+    editor->set("AXTextInputMarkedTextMarkerRange", std::monostate());
+    editor->write = [this](std::string_view name, const AXValue& value) { return takeWrite(name, value); };
+    editor->wasRead = [this](std::string_view name) {
+        if (name != "AXValue") return;
+        seen = editor->text("AXValue");
+        seenAt = desktop.loop.uptime();
+    };
+    toolbar = child(composerRoot, "AXGroup");
+    button(toolbar, "AXDescription", "Add files", nullptr);
+    child(toolbar, "AXPopUpButton", "AXTitle", "Model");
+    showText();
+    showReply();
+    showAttachment();
+    setFocus();
+}
+
+void SimulatedClaude::setFocus() {
+    if (!application) return;
+    if (editor && isEditorFocused)
+        application->set("AXFocusedUIElement", editor->handle());
+    else
+        application->set("AXFocusedUIElement", std::monostate());
+}
+
+// Going from page to page
+
+bool SimulatedClaude::takesURL(const std::string& url) {
+    return url.rfind("claude://", 0) == 0;
+}
+
+void SimulatedClaude::openURL(const std::string& url) {
+    const auto place = url.find(std::string(codePath) + "/");
+    if (habits.ignoresURLs || place == std::string::npos) return;
+    opensWindow();
+    goTo(habits.goesElsewhere.value_or(url.substr(place + codePath.size() + 1)));
+}
+
+void SimulatedClaude::userNavigates(const std::string& desktopID) {
+    if (window) goTo(desktopID);
+}
+
+void SimulatedClaude::goTo(const std::string& desktopID) {
+    whileRunning(habits.leaving, [this, desktopID] {
+        if (!window || desktopID == route) return;
+        dropPage();
+        route = desktopID;
+        onThisPage(habits.loading, [this] {
+            if (!window) return;
+            makePage();
+            onThisPage(habits.settling, [this] { makeComposer(); });
+        });
+    });
+}
+
+// The editor
+
+SimulatedClaude::Conversation& SimulatedClaude::current() {
+    return *conversation(route);
+}
+
+std::string& SimulatedClaude::draft() {
+    return route.empty() ? newDraft : current().draft;
+}
+
+bool SimulatedClaude::isReplying() {
+    return !route.empty() && current().isReplying;
+}
+
+std::string SimulatedClaude::editorText() {
+    return editor ? draft() + composition : std::string();
+}
+
+void SimulatedClaude::textChanged() {
+    onThisPage(habits.textShows, [this] { showText(); });
+}
+
+void SimulatedClaude::showText() {
+    if (!editor) return;
+    const auto text = editorText();
+    editor->set("AXValue", text);
+    const auto end = static_cast<std::int64_t>(text.size());
+    editor->set("AXSelectedTextRange", AXRange{end, 0});
+    if (composition.empty() || !habits.reportsMarkedText)
+        editor->set("AXTextInputMarkedTextMarkerRange", std::monostate());
+    else
+        editor->set("AXTextInputMarkedTextMarkerRange", AXOpaque{editor});
+    if (!isBlank(text) && !isReplying())
+        announceSend();
+    else if (sendButton) {
+        sendButton->remove();
+        sendButton = nullptr;
+    }
+}
+
+void SimulatedClaude::announceSend() {
+    if (sendButton || isSendComing) return;
+    isSendComing = true;
+    onThisPage(habits.sendAppears, [this] {
+        isSendComing = false;
+        if (!editor || isBlank(editor->text("AXValue")) || isReplying()) return;
+        sendButton = child(toolbar, "AXButton", habits.sendLabelAttribute, "Send");
+        sendButton->set("AXEnabled",
+                        habits.sendEnabledIsUnreadable ? AXValue(std::monostate()) : AXValue(false));
+        sendButton->perform = [this](std::string_view action) {
+            if (action != "AXPress") return AXStatus::actionUnsupported;
+            pressSend(false);
+            return AXStatus::success;
+        };
+        onThisPage(habits.sendEnables, [this] {
+            if (sendButton && !habits.sendEnabledIsUnreadable) sendButton->set("AXEnabled", true);
+        });
+    });
+}
+
+void SimulatedClaude::showReply() {
+    if (!editor) return;
+    const bool replies = isReplying();
+    if (replies && !stopButton) {
+        stopButton = button(toolbar, "AXDescription", "Stop", nullptr);
+        replyNote = child(messages, "AXStaticText", "AXValue", "Claude is responding");
+    } else if (!replies && stopButton) {
+        stopButton->remove();
+        replyNote->remove();
+        stopButton = replyNote = nullptr;
+    }
+    showText();
+}
+
+void SimulatedClaude::showAttachment() {
+    if (!editor) return;
+    const bool has = route.empty() ? newHasAttachment : current().hasAttachment;
+    if (has && !attachment) {
+        attachment = make("AXGroup");
+        composerRoot->insert(0, attachment);
+        button(attachment, "AXDescription", "Remove notes.txt", nullptr);
+    } else if (!has && attachment) {
+        attachment->remove();
+        attachment = nullptr;
+    }
+}
+
+AXStatus SimulatedClaude::takeWrite(std::string_view name, const AXValue& value) {
+    const auto* text = std::get_if<std::string>(&value);
+    if (name != "AXValue" || !text) return AXStatus::attributeUnsupported;
+    note(Deed::Kind::written, false, editorText(), *text);
+    if (habits.ignoresWrites) return AXStatus::success;
+    composition.clear();
+    draft() = *text;
+    if (habits.trimsWrites)
+        while (!draft().empty() && isBlank(draft().substr(draft().size() - 1))) draft().pop_back();
+    textChanged();
+    return AXStatus::success;
+}
+
+void SimulatedClaude::typed(const std::string& text) {
+    if (!editor || !isEditorFocused) return;
+    draft() += text;
+    textChanged();
+}
+
+void SimulatedClaude::userSetsDraft(const std::string& desktopID, const std::string& text) {
+    (desktopID.empty() ? newDraft : conversation(desktopID)->draft) = text;
+    if (desktopID == route) textChanged();
+}
+
+void SimulatedClaude::userAttaches(const std::string& desktopID) {
+    (desktopID.empty() ? newHasAttachment : conversation(desktopID)->hasAttachment) = true;
+    if (desktopID == route) showAttachment();
+}
+
+void SimulatedClaude::userComposes(const std::string& text) {
+    if (!editor) return;
+    if (composition.empty()) compositionBegan = desktop.loop.uptime();
+    composition = text;
+    textChanged();
+}
+
+void SimulatedClaude::userFinishesComposing() {
+    if (!editor || composition.empty()) return;
+    draft() += std::exchange(composition, {});
+    desktop.windows.showCandidates(false);
+    textChanged();
+}
+
+void SimulatedClaude::userFocuses(bool newFocus) {
+    isEditorFocused = newFocus;
+    setFocus();
+}
+
+void SimulatedClaude::repliesOnItsOwn(const std::string& desktopID) {
+    auto& replying = *conversation(desktopID);
+    replying.isReplying = true;
+    if (desktopID == route) showReply();
+    whileRunning(habits.reply, [this, &replying, desktopID] {
+        replying.isReplying = false;
+        if (desktopID == route) showReply();
+    });
+}
+
+// Sending
+
+void SimulatedClaude::userSends() {
+    if (editor && sendButton) pressSend(true);
+}
+
+void SimulatedClaude::pressSend(bool byPerson) {
+    note(Deed::Kind::pressedSend, byPerson, editorText());
+    const auto* enabled = sendButton ? sendButton->find("AXEnabled") : nullptr;
+    if (habits.ignoresPresses || !enabled || *enabled != AXValue(true) || isBlank(editorText())) return;
+    submit();
+}
+
+void SimulatedClaude::submit() {
+    const auto text = editorText();
+    note(Deed::Kind::sent, false, text);
+    composition.clear();
+    draft().clear();
+    (route.empty() ? newHasAttachment : current().hasAttachment) = false;
+    auto* into = conversation(route);
+    const bool isNew = route.empty();
+    if (isNew) into = &addConversation(ids.uuid(), "local_" + upper(ids.uuid()), {});
+    into->isReplying = true;
+    whileRunning(habits.receipt, [this, into, text] {
+        if (habits.losesReceipts) return;
+        receive(*into, text);
+        flush(*into);
+    });
+    whileRunning(std::max(habits.reply, habits.receipt), [this, into] {
+        into->isReplying = false;
+        if (!habits.losesReceipts) {
+            into->transcript.answer("As you wish.");
+            flush(*into);
+        }
+        if (into->desktopID == route) showReply();
+    });
+    if (isNew) {
+        finishNewConversation(*into);
+        return;
+    }
+    onThisPage(habits.textShows, [this] {
+        showReply();
+        showAttachment();
+    });
+}
+
+// The page of a new conversation becomes that conversation's page.
+void SimulatedClaude::finishNewConversation(Conversation& made) {
+    textChanged();
+    whileRunning(habits.recordWritten, [this, &made] {
+        std::filesystem::create_directories(records);
+        const auto session = std::filesystem::path(made.transcriptPath).stem().string();
+        std::ofstream(records + "/" + made.desktopID + ".json", std::ios::binary)
+            << R"({"sessionId":")" << made.desktopID << R"(","cliSessionId":")" << session
+            << R"(","title":"New session","cwd":"/code/lark"})";
+    });
+    onThisPage(habits.newRoute, [this, &made] {
+        route = made.desktopID;
+        page->set("AXURL", AXURL{address()});
+        showReply();
+    });
+}
+
+void SimulatedClaude::note(Deed::Kind kind, bool byPerson, std::string before, std::string after) {
+    done.push_back(
+        {kind, byPerson, route, std::move(before), std::move(after), seen, desktop.loop.uptime() - seenAt});
+    if (onDeed) onDeed(done.back());
+}
+
+} // namespace orvel

@@ -1,0 +1,188 @@
+#pragma once
+// The Claude application as a simulated program: windows and pages by route, an editor that keeps a draft for
+// each conversation, replies that take their time, and transcripts on the disk behind it. It knows nothing of
+// how Orvel reads it.
+
+#include "Orvel/platform/simulated/SimulatedDesktop.h"
+#include "samples/TranscriptWriter.h"
+
+#include <chrono>
+#include <functional>
+#include <list>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orvel {
+
+/// How the program behaves; all of it can be changed at any time.
+struct SimulatedClaudeHabits {
+    using Duration = std::chrono::nanoseconds;
+
+    // How long things take
+    Duration leaving{60'000'000};        ///< From the request for another page to the end of the old one.
+    Duration loading{120'000'000};       ///< From there to the new page.
+    Duration settling{0};                ///< From there to its composer.
+    Duration textShows{15'000'000};      ///< From a change of the text to what can be read of it.
+    Duration sendAppears{30'000'000};    ///< From readable text to the Send button.
+    Duration sendEnables{90'000'000};    ///< From there to its being enabled.
+    Duration receipt{250'000'000};       ///< From Send to the message in the transcript.
+    Duration reply{3'000'000'000};       ///< From Send to the end of the reply.
+    Duration recordWritten{400'000'000}; ///< From Send to the record of a new conversation.
+    Duration newRoute{300'000'000};      ///< From Send to the address of a new conversation.
+
+    // What it is like
+    bool makesNewPages = true; ///< Another page is another element; else the same with another address.
+    bool hasShellPage = false; ///< A page of the application's own stands around the conversation's.
+    int messagesShown = 3;     ///< Elements of the conversation, four for each message.
+    int pagesShown = 1;        ///< How many pages show the conversation at once.
+    std::string sendLabelAttribute = "AXDescription";
+    bool reportsMarkedText = true; ///< An open composition can be read from the editor.
+
+    // What can go wrong
+    bool ignoresWrites = false;               ///< Says that it took a text, and doesn't.
+    bool trimsWrites = false;                 ///< Takes a text without the blanks at its end.
+    bool ignoresPresses = false;              ///< Says that Send was pressed, and does nothing.
+    bool ignoresURLs = false;                 ///< Stays where it is.
+    std::optional<std::string> goesElsewhere; ///< Shows this conversation instead of the one asked for.
+    bool sendEnabledIsUnreadable = false;
+    bool losesReceipts = false; ///< Never writes what was sent into the transcript.
+};
+
+class SimulatedClaude : public SimulatedApplication {
+  public:
+    using Duration = std::chrono::nanoseconds;
+
+    struct Conversation {
+        std::string desktopID; ///< "local_" and a UUID.
+        std::string transcriptPath;
+        ClaudeTranscript transcript;
+        std::string draft;
+        bool hasAttachment = false;
+        bool isReplying = false;
+        std::vector<std::string> received; ///< The messages that stand in its transcript.
+        std::size_t written = 0;           ///< How much of the transcript is on the disk.
+    };
+
+    /// Something that was done to an editor or a button, by the person or by another program.
+    struct Deed {
+        enum class Kind { written, pressedSend, pressedOther, sent, lostComposition };
+
+        Kind kind;
+        bool byPerson = false;
+        std::string desktopID; ///< Of the conversation, empty on the page of a new one.
+        std::string before;    ///< The text in the editor.
+        std::string after;     ///< What was written, or the label of another button.
+        /// What was last read of the editor from outside, and how long ago.
+        std::optional<std::string> lastSeen;
+        Duration sinceSeen{0};
+    };
+
+    /// Keeps transcripts below `projects` and its records below `records`.
+    SimulatedClaude(SimulatedDesktop& desktop, std::string projects, std::string records);
+
+    // Before it starts
+
+    /// A conversation with these questions and answers, one after the other, written to the disk.
+    Conversation& addConversation(const std::string& sessionID, const std::string& desktopID,
+                                  const std::vector<std::string>& messages);
+    /// The conversation that is shown first; empty for the page of a new one.
+    void show(const std::string& desktopID) { route = desktopID; }
+
+    // The person
+
+    void userNavigates(const std::string& desktopID);
+    void userSetsDraft(const std::string& desktopID, const std::string& text);
+    void userAttaches(const std::string& desktopID);
+    void userComposes(const std::string& text); ///< Opens a composition with this unconfirmed text.
+    void userFinishesComposing();
+    void userFocuses(bool editor);
+    void userSends();
+    void closesWindow();
+    void opensWindow();
+    void repliesOnItsOwn(const std::string& desktopID); ///< A reply begins that nobody asked for here.
+
+    // What there is
+
+    Conversation* conversation(const std::string& desktopID);
+    const std::list<Conversation>& conversations() const { return all; }
+    const std::string& shown() const { return route; }
+    const std::vector<Deed>& deeds() const { return done; }
+    /// Since when a composition is open, as uptime.
+    std::optional<Duration> composingSince() const {
+        return composition.empty() ? std::nullopt : std::optional(compositionBegan);
+    }
+    /// The text in the editor that is shown, open composition included.
+    std::string editorText();
+    SimulatedElement::Shared windowElement() const { return window; }
+    SimulatedElement::Shared pageElement() const { return page; }
+    SimulatedElement::Shared editorElement() const { return editor; }
+    SimulatedElement::Shared sendElement() const { return sendButton; }
+
+    SimulatedClaudeHabits habits;
+    /// Called as each deed is done.
+    std::function<void(const Deed&)> onDeed;
+
+    // SimulatedApplication
+    void started(ProcessID newProcess) override;
+    void ended() override;
+    bool takesURL(const std::string& url) override;
+    void openURL(const std::string& url) override;
+    void typed(const std::string& text) override;
+
+  private:
+    using Element = SimulatedElement::Shared;
+
+    Element make(std::string_view role, std::string_view attribute = {}, std::string_view text = {});
+    Element child(const Element& parent, std::string_view role, std::string_view attribute = {},
+                  std::string_view text = {});
+    Element button(const Element& parent, std::string_view attribute, const std::string& label,
+                   std::function<void()> pressed);
+    void setFocus();
+    void makeSidebar();
+    void makePage();
+    void makeComposer();
+    void makeTranscriptView();
+    void dropPage();
+    void goTo(const std::string& desktopID);
+    std::string address() const;
+
+    Conversation& current();
+    std::string& draft();
+    bool isReplying();
+    void textChanged();
+    void showText();
+    void showReply();
+    void showAttachment();
+    void announceSend();
+    void pressSend(bool byPerson);
+    void submit();
+    void finishNewConversation(Conversation& made);
+    void receive(Conversation& conversation, const std::string& text);
+    void flush(Conversation& conversation);
+    AXStatus takeWrite(std::string_view name, const AXValue& value);
+    void note(Deed::Kind kind, bool byPerson, std::string before, std::string after = {});
+    /// Does the action later, unless the page was left before.
+    void onThisPage(Duration delay, std::function<void()> action);
+    /// Does it later, unless the application has ended before.
+    void whileRunning(Duration delay, std::function<void()> action);
+
+    SimulatedDesktop& desktop;
+    std::string projects, records;
+    SampleIDs ids{"claude"};
+    std::list<Conversation> all;
+    std::vector<Deed> done;
+
+    ProcessID process = 0;
+    std::uint64_t run = 0, visit = 0;
+    std::string route, newDraft, composition;
+    bool newHasAttachment = false, isEditorFocused = true;
+    Element application, window, shell, page, messages, composerRoot, toolbar, editor;
+    Element sendButton, stopButton, replyNote, attachment;
+    bool isSendComing = false;
+    std::optional<std::string> seen;
+    Duration seenAt{0}, compositionBegan{0};
+};
+
+} // namespace orvel

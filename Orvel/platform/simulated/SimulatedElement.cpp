@@ -1,0 +1,53 @@
+#include "Orvel/platform/simulated/SimulatedElement.h"
+
+#include <algorithm>
+
+namespace orvel {
+
+void SimulatedElement::set(std::string_view name, AXValue value) {
+    for (auto& [known, held] : attributes)
+        if (known == name) {
+            held = std::move(value);
+            return;
+        }
+    attributes.emplace_back(name, std::move(value));
+}
+
+void SimulatedElement::unset(std::string_view name) {
+    std::erase_if(attributes, [name](const auto& attribute) { return attribute.first == name; });
+}
+
+const AXValue* SimulatedElement::find(std::string_view name) const {
+    for (const auto& [known, held] : attributes)
+        if (known == name) return &held;
+    return nullptr;
+}
+
+std::string SimulatedElement::text(std::string_view name) const {
+    const auto* value = find(name);
+    const auto* held = value ? std::get_if<std::string>(value) : nullptr;
+    return held ? *held : std::string();
+}
+
+void SimulatedElement::insert(std::size_t place, const Shared& child) {
+    children.insert(children.begin() + static_cast<std::ptrdiff_t>(place), child);
+    child->above = this;
+}
+
+void SimulatedElement::remove() {
+    const auto self = shared_from_this();
+    if (above) std::erase(above->children, self);
+    forget();
+}
+
+void SimulatedElement::forget() {
+    gone = true;
+    above = nullptr;
+    write = nullptr;
+    perform = nullptr;
+    wasRead = nullptr;
+    for (const auto& child : children) child->forget();
+    children.clear();
+}
+
+} // namespace orvel

@@ -1,0 +1,236 @@
+#include "explore/Exploration.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include <fmt/format.h>
+
+namespace orvel::explore {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::size_t keptSteps = 40, keptFailures = 5;
+constexpr MainLoop::Duration rest = 12s;
+
+// Tells of every step to whom it concerns, in order: death, harm, judgement, trace.
+class RunObserver {
+  public:
+    RunObserver(ExplorationDesk& desk, SafetyJudge& judge, const FaultPlan& faults)
+        : desk(desk), judge(judge), faults(faults), before(desk.desktop.steps.taken()) {
+        desk.desktop.steps.observer = [this](SimulatedStep& step) { see(step); };
+    }
+    ~RunObserver() { desk.desktop.steps.observer = nullptr; }
+
+    void stopFaults() { hasFaults = false; }
+    std::uint64_t steps() const { return desk.desktop.steps.taken() - before; }
+    std::uint64_t digest() const { return hash; }
+    const std::vector<std::uint64_t>& writes() const { return written; }
+
+    std::vector<TraceLine> lastSteps() const {
+        std::vector<TraceLine> lines;
+        const auto kept = std::min<std::size_t>(seen, keptSteps);
+        for (auto i = seen - kept; i < seen; ++i) lines.push_back(ring[i % keptSteps]);
+        return lines;
+    }
+
+  private:
+    void see(SimulatedStep& step) {
+        const auto number = step.number - before;
+        std::string_view happened;
+        if (hasFaults && !desk.isDead())
+            for (const auto& fault : faults)
+                if (fault.step == number && fault.kind->fits(step)) {
+                    fault.kind->happen(desk, step);
+                    happened = fault.kind->name;
+                }
+        if (desk.isDead()) {
+            step.report = AXStatus::apiDisabled;
+            step.happens = false;
+        } else {
+            judge.watch(step);
+        }
+        if (step.isWrite) written.push_back(number);
+        ring[seen++ % keptSteps] = {number, step.element, step.operation, step.name, happened, step.at};
+        digestMore(step.element);
+        digestMore(static_cast<std::uint64_t>(step.at.count()));
+        digestMore(step.operation.size() + 64 * step.name.size());
+    }
+
+    void digestMore(std::uint64_t value) { hash = (hash ^ value) * 0x100000001B3; }
+
+    ExplorationDesk& desk;
+    SafetyJudge& judge;
+    const FaultPlan& faults;
+    std::uint64_t before, hash = 0xCBF29CE484222325;
+    bool hasFaults = true;
+    std::array<TraceLine, keptSteps> ring{};
+    std::size_t seen = 0;
+    std::vector<std::uint64_t> written;
+};
+
+// The same program is not the same everywhere.
+void chooseHabits(SimulatedClaudeHabits& habits, std::uint64_t seed) {
+    if (seed == 1) return;
+    SimulatedChance chance(seed);
+    habits.makesNewPages = chance.below(2) == 0;
+    habits.hasShellPage = chance.below(2) == 0;
+    constexpr std::array labels{"AXTitle", "AXDescription", "AXHelp"};
+    habits.sendLabelAttribute = labels[chance.below(3)];
+    habits.textShows = std::chrono::milliseconds(chance.below(48));
+    habits.sendAppears = std::chrono::milliseconds(chance.below(200));
+    habits.sendEnables = std::chrono::milliseconds(chance.below(400));
+    habits.receipt = std::chrono::milliseconds(50 + chance.below(3'000));
+    habits.leaving = std::chrono::milliseconds(chance.below(500));
+    habits.loading = std::chrono::milliseconds(chance.below(500));
+    habits.settling = std::chrono::milliseconds(chance.below(2) * chance.below(500));
+}
+
+std::string inWords(const RunPlan& plan) {
+    auto text = fmt::format("scenario “{}”, seed {}", plan.scenario->name, plan.seed);
+    for (const auto& fault : plan.faults)
+        text += fmt::format(", “{}” at step {}", fault.kind->name, fault.step);
+    return text;
+}
+
+} // namespace
+
+std::string inWords(const TraceLine& line) {
+    return fmt::format("  {:>6} {:>9.3f} ms  {} {}{}{}", line.number,
+                       std::chrono::duration<double, std::milli>(line.at).count(), line.operation, line.name,
+                       line.element ? fmt::format(" of {}", line.element) : "",
+                       line.fault.empty() ? "" : fmt::format("   <- {}", line.fault));
+}
+
+void ExplorationReport::add(const RunPlan& plan, const RunResult& result) {
+    ++runs;
+    steps += result.steps;
+    faults += plan.faults.size();
+    if (result.longestHold.duration > longestHold.duration) longestHold = result.longestHold;
+    if (result.isReceived) ++received;
+    if (result.isRetryOffered) ++retriesOffered;
+    if (result.broken.empty() || ++failed > keptFailures) return;
+    auto text = inWords(plan) + "\n";
+    for (const auto& [rule, detail] : result.broken)
+        text += fmt::format("broken: {} ({})\n", nameOf(rule), detail);
+    if (!result.failure.empty()) text += "Orvel says: " + result.failure + "\n";
+    text += "the last steps:\n";
+    for (const auto& line : result.lastSteps) text += inWords(line) + "\n";
+    failures.push_back(std::move(text));
+}
+
+Exploration::Exploration() {
+    std::error_code absent;
+    const auto inMemory = std::filesystem::is_directory("/dev/shm", absent);
+    folder = (inMemory ? std::filesystem::path("/dev/shm") : std::filesystem::temp_directory_path()) /
+             "orvel-explore-XXXXXX";
+    if (!mkdtemp(folder.data())) throw std::system_error(errno, std::generic_category(), folder);
+}
+
+Exploration::~Exploration() {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+}
+
+RunResult Exploration::run(const RunPlan& plan) {
+    const auto& scenario = *plan.scenario;
+    ExplorationDesk desk(folder);
+    chooseHabits(desk.claude.habits, plan.seed);
+    desk.desktop.accessibility.chance = SimulatedChance(plan.seed);
+    scenario.prepare(desk);
+    desk.boot();
+
+    SafetyJudge judge(desk);
+    if (!scenario.newConversation.empty()) judge.expectNewConversation(std::string(scenario.newConversation));
+    if (scenario.isWritten) judge.expectNoWrite();
+    for (const auto& fault : plan.faults)
+        if (fault.kind->name.starts_with("delay")) judge.ignoreHolds();
+
+    RunResult result;
+    RunObserver observer(desk, judge, plan.faults);
+    const auto readsBefore = desk.desktop.accessibility.reads();
+    const bool ended = desk.perform(scenario.work);
+    result.steps = observer.steps();
+    result.reads = desk.desktop.accessibility.reads() - readsBefore;
+    result.lastSteps = observer.lastSteps();
+    result.writes = observer.writes();
+    result.longestHold = desk.desktop.loop.longestHold();
+
+    // The faults stop; what they left stays.
+    observer.stopFaults();
+    desk.desktop.accessibility.trusted = true;
+    if (desk.isDead()) {
+        desk.bootAgain();
+        judge.watchProcess();
+    }
+    result.failure = desk.orvel->startFailure.value_or(desk.model().session().error->value_or(""));
+    desk.model().startReceiptPolling();
+    desk.desktop.loop.runFor(rest);
+    if (const auto pending = desk.model().pendingTransfer())
+        result.isRetryOffered = desk.model().mayRetry(*pending);
+    if (scenario.afterwards) {
+        scenario.afterwards(desk, judge);
+        desk.desktop.loop.runFor(rest);
+    }
+    desk.desktop.loop.runUntil([&] { return desk.isIdle(); }, 5s);
+    judge.finish();
+    result.isReceived = judge.isReceived();
+    result.hasWritten = judge.wroteAnything();
+    result.trace = observer.digest();
+    result.broken = judge.broken();
+    if (!ended) result.broken.push_back({Rule::comesToRest, "the work did not end"});
+    return result;
+}
+
+std::uint64_t Exploration::stepsOf(const Scenario& scenario) {
+    auto& count = stepCounts[scenario.name];
+    if (count == 0) count = run({&scenario, {}, 1}).steps;
+    return count;
+}
+
+ExplorationReport Exploration::sweep(const Scenario& scenario, std::uint64_t stride, std::uint64_t first) {
+    ExplorationReport report;
+    const RunPlan undisturbed{&scenario, {}, 1};
+    const auto plain = run(undisturbed);
+    report.add(undisturbed, plain);
+    for (std::uint64_t step = 1; step <= plain.steps; ++step) {
+        const bool isDue = step >= first && (step - first) % stride == 0;
+        if (!isDue && std::find(plain.writes.begin(), plain.writes.end(), step) == plain.writes.end())
+            continue;
+        for (const auto& kind : allFaults()) {
+            const RunPlan plan{&scenario, {{&kind, step}}, 1};
+            report.add(plan, run(plan));
+        }
+    }
+    return report;
+}
+
+RunPlan Exploration::mixture(std::uint64_t seed) {
+    SimulatedChance chance(seed * 2 + 1);
+    const auto scenarios = allScenarios();
+    RunPlan plan{.scenario = &scenarios[chance.below(scenarios.size())], .seed = seed};
+    const auto steps = stepsOf(*plan.scenario);
+    // Some kinds are switched off, so that the others meet.
+    std::vector<const FaultKind*> kinds;
+    for (const auto& kind : allFaults())
+        if (chance.below(3) == 0) kinds.push_back(&kind);
+    if (kinds.empty()) return plan;
+    for (auto count = 1 + chance.below(4); count > 0; --count)
+        plan.faults.push_back({kinds[chance.below(kinds.size())], 1 + chance.below(steps)});
+    return plan;
+}
+
+ExplorationReport Exploration::mix(std::uint64_t first, std::uint64_t count) {
+    ExplorationReport report;
+    for (auto seed = first; seed < first + count; ++seed) {
+        const auto plan = mixture(seed);
+        report.add(plan, run(plan));
+    }
+    return report;
+}
+
+} // namespace orvel::explore

@@ -1,0 +1,80 @@
+#pragma once
+// Runs scenarios under fault plans, judges each run, and sums up what was found.
+
+#include "explore/FaultPlan.h"
+#include "explore/SafetyRules.h"
+#include "explore/Scenarios.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace orvel::explore {
+
+/// One run, and all that makes it the same run again.
+struct RunPlan {
+    const Scenario* scenario = nullptr;
+    FaultPlan faults;
+    std::uint64_t seed = 1; ///< Of the latencies, and of the program's habits if not 1.
+};
+
+/// A line of the trace.
+struct TraceLine {
+    std::uint64_t number, element;
+    std::string_view operation, name, fault;
+    MainLoop::Duration at;
+};
+
+std::string inWords(const TraceLine& line);
+
+struct RunResult {
+    std::uint64_t steps = 0; ///< Of the work, without what came before and after.
+    std::uint64_t reads = 0; ///< Of accessibility attributes in the work.
+    std::uint64_t trace = 0; ///< A digest of all steps with their times.
+    SimulatedLoop::Hold longestHold;
+    bool isReceived = false, isRetryOffered = false, hasWritten = false;
+    std::string failure; ///< What Orvel told the user.
+    std::vector<BrokenRule> broken;
+    std::vector<TraceLine> lastSteps;
+    std::vector<std::uint64_t> writes; ///< The steps that change something outside.
+};
+
+/// What many runs came to.
+struct ExplorationReport {
+    std::uint64_t runs = 0, steps = 0, faults = 0;
+    SimulatedLoop::Hold longestHold;
+    std::uint64_t received = 0, retriesOffered = 0;
+    /// The first runs that broke a rule, each with its plan in words, the rules and the last steps.
+    std::vector<std::string> failures;
+    std::uint64_t failed = 0;
+
+    void add(const RunPlan& plan, const RunResult& result);
+};
+
+class Exploration {
+  public:
+    /// Works in a folder of its own, which it removes behind it; in memory where the system has such a place.
+    Exploration();
+    ~Exploration();
+    Exploration(const Exploration&) = delete;
+    Exploration& operator=(const Exploration&) = delete;
+
+    RunResult run(const RunPlan& plan);
+
+    /// Every kind of fault at every `stride`th step of the scenario, from `first` on, and at every step that
+    /// changes something outside.
+    ExplorationReport sweep(const Scenario& scenario, std::uint64_t stride = 1, std::uint64_t first = 1);
+
+    /// Runs with the seeds from `first` on: scenario, habits, latencies and faults all follow from the seed.
+    ExplorationReport mix(std::uint64_t first, std::uint64_t count);
+    RunPlan mixture(std::uint64_t seed);
+
+  private:
+    std::uint64_t stepsOf(const Scenario& scenario);
+
+    std::string folder;
+    std::map<std::string_view, std::uint64_t> stepCounts;
+};
+
+} // namespace orvel::explore

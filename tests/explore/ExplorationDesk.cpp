@@ -1,0 +1,139 @@
+#include "explore/ExplorationDesk.h"
+
+#include "OrvelCore/files/FileError.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+namespace orvel::explore {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+void writeFile(const std::string& path, std::string_view contents) {
+    std::ofstream file(path, std::ios::binary);
+    if (!file) {
+        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+        file.open(path, std::ios::binary);
+    }
+    file << contents;
+}
+
+} // namespace
+
+void QuickFileStore::replaceFile(const std::string& path, std::string_view contents) {
+    writeFile(path + ".new", contents);
+    if (std::rename((path + ".new").c_str(), path.c_str()) != 0)
+        throw FileError::fromErrno(errno, "save", path);
+}
+
+Task<void> WatchedSender::performSend(std::string text, ConversationReference to, ReceiptCheck check) {
+    try {
+        co_await sender.performSend(text, to, check);
+    } catch (const RelaySendError& failure) {
+        onFailure(failure);
+        throw;
+    }
+}
+
+Task<void> WatchedSender::submitExistingDraft(std::string text, ConversationReference to,
+                                              ReceiptCheck check) {
+    try {
+        co_await sender.submitExistingDraft(text, to, check);
+    } catch (const RelaySendError& failure) {
+        onFailure(failure);
+        throw;
+    }
+}
+
+OrvelProcess::OrvelProcess(SimulatedDesktop& desktop, const AgentFolders& folders,
+                           const std::string& statePath)
+    : sender({desktop.loop, desktop.accessibility, desktop.applications, desktop.inputSources,
+              desktop.windows, desktop.sideQueue},
+             history, folders),
+      watched(sender),
+      model(desktop.ports(), watched, folders, statePath) {
+    watched.onFailure = [](const RelaySendError&) {};
+}
+
+ExplorationDesk::ExplorationDesk(std::string place)
+    : folder(std::move(place)),
+      claude(desktop, folder + "/home/.claude/projects", folder + "/config/Claude/claude-code-sessions") {
+    std::remove(relayStatePath().c_str());
+    desktop.loop.setNow(800'000'000);
+    desktop.loop.setBackgroundDuration(2ms);
+    CodexTranscript codex({.id = codexSession, .workingDirectory = "/code/lark"});
+    codex.ask(std::string("Ask ") + canary).answer(std::string("Advice ") + canary);
+    writeFile(codexTranscriptPath(), codex.text());
+    claude.addConversation(claudeSession, destination, {std::string("q ") + canary, "a"});
+    claude.addConversation("5b0d714f-0000-4000-8000-000000000003", elsewhere, {"p", "b"});
+    claude.show(destination);
+    wireSteps();
+}
+
+ExplorationDesk::~ExplorationDesk() {
+    orvel.reset();
+    for (const auto& made : claude.conversations()) {
+        if (made.desktopID == destination || made.desktopID == elsewhere) continue;
+        std::remove(made.transcriptPath.c_str());
+        std::remove((folder + "/config/Claude/claude-code-sessions/" + made.desktopID + ".json").c_str());
+    }
+}
+
+// The ports that don't know of steps themselves.
+void ExplorationDesk::wireSteps() {
+    desktop.files.beforeReplacing = [this](const std::string& path) {
+        if (desktop.steps.take("replaceFile", true).report) throw FileError::fromErrno(EIO, "save", path);
+    };
+    desktop.processes.beforeStep = [this](std::string_view) { desktop.steps.take("process"); };
+}
+
+std::string ExplorationDesk::codexTranscriptPath() const {
+    return folder + "/home/.codex/sessions/2026/11/rollout-one.jsonl";
+}
+
+ConversationReference ExplorationDesk::codexReference() const {
+    return {.agent = Agent::codex,
+            .sessionID = codexSession,
+            .title = "Lark",
+            .transcriptPath = codexTranscriptPath()};
+}
+
+ConversationReference ExplorationDesk::claudeReference() const {
+    return {.agent = Agent::claude,
+            .sessionID = claudeSession,
+            .title = "Lark",
+            .transcriptPath = folder + "/home/.claude/projects/-code-lark/" + claudeSession + ".jsonl",
+            .desktopSessionID = destination};
+}
+
+void ExplorationDesk::boot() {
+    const auto folders = AgentFolders::of(folder + "/home", std::nullopt, std::nullopt, folder + "/config");
+    orvel = std::make_unique<OrvelProcess>(desktop, folders, folder + "/data/state.json");
+    perform([](OrvelProcess& started) { started.model.restoreRelay(); });
+}
+
+void ExplorationDesk::die() {
+    dead = true;
+    desktop.processes.killAll();
+}
+
+void ExplorationDesk::bootAgain() {
+    orvel.reset();
+    dead = false;
+    boot();
+}
+
+bool ExplorationDesk::perform(std::function<void(OrvelProcess&)> action) {
+    bool begun = false;
+    desktop.loop.post([&] {
+        if (!dead) action(*orvel);
+        begun = true;
+    });
+    return desktop.loop.runUntil([&] { return dead || (begun && isIdle()); }, 300s);
+}
+
+} // namespace orvel::explore

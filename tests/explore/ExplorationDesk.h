@@ -1,0 +1,95 @@
+#pragma once
+// The world in which an exploration runs: a simulated desktop with Claude on it, a disk, and Orvel as a
+// process that can die and be started again.
+
+#include "Orvel/delivery/ClaudeDesktopRelaySender.h"
+#include "Orvel/model/OrvelModel.h"
+#include "Orvel/platform/simulated/SimulatedClaude.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace orvel::explore {
+
+/// Replaces files as a whole, and leaves it to the system when they reach the disk.
+struct QuickFileStore : FileStore {
+    void replaceFile(const std::string& path, std::string_view contents) override;
+};
+
+/// Passes on to the real sender, and tells of its failures.
+class WatchedSender : public ClaudeRelaySender {
+  public:
+    explicit WatchedSender(ClaudeRelaySender& sender) : sender(sender) {}
+
+    Task<void> performSend(std::string text, ConversationReference to, ReceiptCheck check) override;
+    Task<void> submitExistingDraft(std::string text, ConversationReference to, ReceiptCheck check) override;
+
+    std::function<void(const RelaySendError&)> onFailure;
+
+  private:
+    ClaudeRelaySender& sender;
+};
+
+/// All that ends when the process ends.
+struct OrvelProcess {
+    OrvelProcess(SimulatedDesktop& desktop, const AgentFolders& folders, const std::string& statePath);
+
+    ClaudeRelayDiagnosticHistory history;
+    ClaudeDesktopRelaySender sender;
+    WatchedSender watched;
+    OrvelModel model;
+    /// What a sender that no model drives came to.
+    std::optional<ConversationReference> started;
+    std::optional<std::string> startFailure;
+    TaskScope tasks; // Last: ends before what its work uses.
+};
+
+struct ExplorationDesk {
+    static constexpr auto codexSession = "01a1fd20-0000-7000-8000-000000000001";
+    static constexpr auto claudeSession = "5b0d714f-0000-4000-8000-000000000002";
+    static constexpr auto destination = "local_11111111-1111-4111-8111-111111111111";
+    static constexpr auto elsewhere = "local_22222222-2222-4222-8222-222222222222";
+    /// Stands in everything that no diagnostic may show.
+    static constexpr auto canary = "CANARY";
+
+    /// A fresh world on a folder in which earlier worlds may have left their files. The folder holds nothing
+    /// else.
+    explicit ExplorationDesk(std::string folder);
+    ~ExplorationDesk();
+    ExplorationDesk(const ExplorationDesk&) = delete;
+    ExplorationDesk& operator=(const ExplorationDesk&) = delete;
+
+    /// Orvel starts, opens the pair, and comes to rest.
+    void boot();
+    /// The process of Orvel ends: what it still does in this turn reaches nothing any more.
+    void die();
+    /// Removes the remains of a dead Orvel and starts another.
+    void bootAgain();
+    bool isDead() const { return dead; }
+
+    OrvelModel& model() { return orvel->model; }
+    bool isIdle() const { return orvel->model.isIdle() && orvel->tasks.isIdle(); }
+
+    /// Has the user do something in Orvel, and runs until that has ended, or the process of Orvel. False if
+    /// neither happens.
+    bool perform(std::function<void(OrvelProcess&)> action);
+
+    std::string relayStatePath() const { return folder + "/data/relay-state.json"; }
+    ConversationReference claudeReference() const;
+    ConversationReference codexReference() const;
+    std::string codexTranscriptPath() const;
+
+    const std::string folder;
+    QuickFileStore disk;
+    SimulatedDesktop desktop{disk};
+    SimulatedClaude claude;
+    std::unique_ptr<OrvelProcess> orvel;
+
+  private:
+    void wireSteps();
+    bool dead = false;
+};
+
+} // namespace orvel::explore

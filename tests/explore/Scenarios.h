@@ -1,0 +1,39 @@
+#pragma once
+// Work: what the user has Orvel do, and in what world.
+
+#include "explore/ExplorationDesk.h"
+#include "explore/SafetyRules.h"
+
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace orvel::explore {
+
+/// How a run ends if nothing goes wrong.
+enum class Ending {
+    received,
+    refused,    ///< Nothing was touched but the foreground, and a retry is offered.
+    stillAbsent ///< Sent, and not yet seen in the transcript.
+};
+
+struct Scenario {
+    std::string_view name;
+    std::string_view about;
+    /// Makes the world, before Orvel starts.
+    void (*prepare)(ExplorationDesk& desk);
+    /// What the user does in Orvel; faults happen meanwhile.
+    void (*work)(OrvelProcess& orvel);
+    Ending ending = Ending::received;
+    /// What the user does when all has come to rest and the faults have stopped; may be null.
+    void (*afterwards)(ExplorationDesk& desk, SafetyJudge& judge) = nullptr;
+    std::string_view newConversation = {}; ///< The text for a new conversation, if one is to be made.
+    bool isWritten = false;                ///< The message was written before.
+};
+
+std::span<const Scenario> allScenarios();
+/// The one of that name, or null.
+const Scenario* scenarioNamed(std::string_view name);
+
+} // namespace orvel::explore

@@ -1,0 +1,155 @@
+// Explores what can go wrong in a delivery, and prints what it did.
+
+#include "explore/Exploration.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+#include <fmt/format.h>
+
+namespace {
+
+using namespace orvel::explore;
+
+constexpr auto usage =
+    "orvel-explore [OPTION...]\n"
+    "Runs every scenario with every fault at every step, then seeded mixtures of faults.\n\n"
+    "  --scenario NAME   only this one; without mixtures unless --seed or --mixtures is there\n"
+    "  --stride N        only every Nth step\n"
+    "  --mixtures N      so many mixtures (20000)\n"
+    "  --seed N          only the mixture of this seed, with its last steps\n"
+    "  --fault NAME --step N   only this fault at this step of the scenario, with its last steps\n"
+    "  --list            name the scenarios, the faults and the rules\n";
+
+struct Options {
+    std::string_view scenario, fault;
+    std::uint64_t stride = 1, step = 0;
+    std::optional<std::uint64_t> seed, mixtures;
+    bool lists = false;
+};
+
+std::optional<Options> parsed(int count, char** arguments) {
+    Options options;
+    for (int i = 1; i < count; ++i) {
+        const std::string_view name = arguments[i];
+        if (name == "--list") {
+            options.lists = true;
+            continue;
+        }
+        if (i + 1 == count) return std::nullopt;
+        const char* value = arguments[++i];
+        const auto number = std::strtoull(value, nullptr, 10);
+        if (name == "--scenario")
+            options.scenario = value;
+        else if (name == "--fault")
+            options.fault = value;
+        else if (name == "--stride" && number > 0)
+            options.stride = number;
+        else if (name == "--step")
+            options.step = number;
+        else if (name == "--seed")
+            options.seed = number;
+        else if (name == "--mixtures")
+            options.mixtures = number;
+        else
+            return std::nullopt;
+    }
+    return options;
+}
+
+void list() {
+    for (const auto& scenario : allScenarios())
+        fmt::print("scenario {:<18} {}\n", scenario.name, scenario.about);
+    for (const auto& kind : allFaults()) fmt::print("fault    {}\n", kind.name);
+    for (const auto& rule : allRules()) fmt::print("rule     {:<35} {}\n", rule.name, rule.sentence);
+}
+
+double milliseconds(std::chrono::nanoseconds duration) {
+    return std::chrono::duration<double, std::milli>(duration).count();
+}
+
+void print(std::string_view name, const ExplorationReport& report, double seconds) {
+    fmt::print(
+        "{:<18} {:>8} runs {:>8} received {:>8} retries offered {:>7} broken   longest hold {:.1f} ms, "
+        "slowest call in it {:.1f} ms   {:.0f} runs a minute\n",
+        name, report.runs, report.received, report.retriesOffered, report.failed,
+        milliseconds(report.longestHold.duration), milliseconds(report.longestHold.slowestCall),
+        static_cast<double>(report.runs) / seconds * 60);
+    for (const auto& failure : report.failures) fmt::print("{}\n", failure);
+    std::fflush(stdout);
+}
+
+template <typename Work>
+ExplorationReport timed(std::string_view name, Work work) {
+    const auto began = std::chrono::steady_clock::now();
+    auto report = work();
+    print(name, report, std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count());
+    return report;
+}
+
+int runOne(Exploration& exploration, const RunPlan& plan) {
+    const auto result = exploration.run(plan);
+    ExplorationReport report;
+    report.add(plan, result);
+    print("one run", report, 1);
+    if (report.failures.empty())
+        for (const auto& line : result.lastSteps) fmt::print("{}\n", inWords(line));
+    fmt::print("{} steps, {} accessibility reads, trace {:016x}\n{}\n", result.steps, result.reads,
+               result.trace, result.failure);
+    return report.failed ? 1 : 0;
+}
+
+int exploreAll(Exploration& exploration, const Options& options) {
+    ExplorationReport all;
+    const auto began = std::chrono::steady_clock::now();
+    const auto take = [&all](const ExplorationReport& report) {
+        all.runs += report.runs;
+        all.failed += report.failed;
+        all.received += report.received;
+        all.retriesOffered += report.retriesOffered;
+        if (report.longestHold.duration > all.longestHold.duration) all.longestHold = report.longestHold;
+    };
+    for (const auto& scenario : allScenarios()) {
+        if (!options.scenario.empty() && scenario.name != options.scenario) continue;
+        const auto plain = exploration.run({&scenario, {}, 1});
+        fmt::print("{}: {}; {} steps, {} accessibility reads; {}\n", scenario.name, scenario.about,
+                   plain.steps, plain.reads, plain.isReceived ? "received" : "not received");
+        take(timed(scenario.name, [&] { return exploration.sweep(scenario, options.stride); }));
+    }
+    const auto mixtures = options.mixtures.value_or(options.scenario.empty() ? 20'000 : 0);
+    if (mixtures > 0) take(timed("mixtures", [&] { return exploration.mix(2, mixtures); }));
+    fmt::print("\n{} scenarios, {} kinds of faults, {} rules\n", allScenarios().size(), allFaults().size(),
+               allRules().size());
+    print("all", all, std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count());
+    return all.failed ? 1 : 0;
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    const auto options = parsed(count, arguments);
+    if (!options || (!options->scenario.empty() && !scenarioNamed(options->scenario))) {
+        std::fputs(usage, stderr);
+        return 2;
+    }
+    if (options->lists) {
+        list();
+        return 0;
+    }
+    Exploration exploration;
+    if (options->seed) return runOne(exploration, exploration.mixture(*options->seed));
+    if (!options->fault.empty()) {
+        const auto* scenario = scenarioNamed(options->scenario);
+        const auto* kind = faultNamed(options->fault);
+        if (!scenario || !kind) {
+            std::fputs(usage, stderr);
+            return 2;
+        }
+        return runOne(exploration, {scenario, {{kind, options->step}}, 1});
+    }
+    return exploreAll(exploration, *options);
+}

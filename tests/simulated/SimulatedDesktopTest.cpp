@@ -1,0 +1,164 @@
+// The loop's account of its holds, and the small ports of the simulated desktop.
+
+#include "Orvel/platform/simulated/SimulatedDesktop.h"
+#include "Orvel/platform/posix/PosixFileStore.h"
+
+#include <gtest/gtest.h>
+
+namespace orvel {
+namespace {
+
+using namespace std::chrono_literals;
+
+struct Notes : SimulatedApplication {
+    Notes() : SimulatedApplication("org.example.notes", "1.0", "/Applications/Notes.app") {}
+    void typed(const std::string& text) override { held += text; }
+    bool takesURL(const std::string& url) override { return url.rfind("notes:", 0) == 0; }
+    void openURL(const std::string& url) override { opened = url; }
+
+    std::string held, opened;
+};
+
+class SimulatedDesktopTest : public testing::Test {
+  protected:
+    PosixFileStore files;
+    SimulatedDesktop desktop{files};
+    SimulatedLoop& loop = desktop.loop;
+    Notes notes;
+};
+
+TEST_F(SimulatedDesktopTest, longestHoldIsThatOfOneTurn) {
+    loop.post([&] {
+        loop.spend(3ms);
+        loop.spend(4ms);
+    });
+    loop.post([&] { loop.spend(5ms); });
+    loop.outside(1ms, [&] { loop.spend(50ms); });
+    loop.run();
+    EXPECT_EQ(loop.longestHold().duration, 7ms);
+    EXPECT_EQ(loop.longestHold().slowestCall, 4ms);
+    EXPECT_EQ(loop.latestCall(), 3ms);
+}
+
+TEST_F(SimulatedDesktopTest, outsideHappensInTheMiddleOfATurnAndInOrder) {
+    std::string order;
+    loop.outside(2ms, [&] { order += "b"; });
+    loop.outside(1ms, [&] { order += "a"; });
+    loop.outside(9ms, [&] { order += "e"; });
+    const auto timer = loop.after(3ms, [&] { order += "d"; });
+    loop.post([&] {
+        loop.spend(5ms);
+        order += "c";
+    });
+    loop.run();
+    EXPECT_EQ(order, "abcde");
+}
+
+Task<void> open(Applications& applications, std::string location, std::optional<bool>& opened) {
+    opened = co_await applications.openApplication(location);
+}
+
+TEST_F(SimulatedDesktopTest, applicationStartsAndComesToTheFrontInItsTime) {
+    auto& applications = desktop.applications;
+    applications.install(notes);
+    EXPECT_TRUE(applications.running(notes.bundleID).empty());
+    EXPECT_EQ(applications.location("org.example.absent"), std::nullopt);
+
+    struct Row {
+        const char* name;
+        bool opens, refusesActivation, outcome, comesToFront;
+    };
+    for (const auto& row : {Row{"fails", false, false, false, false}, Row{"refused", true, true, true, false},
+                            Row{"opens", true, false, true, true}}) {
+        SCOPED_TRACE(row.name);
+        applications.opens = row.opens;
+        applications.refusesActivation = row.refusesActivation;
+        std::optional<bool> opened;
+        TaskScope scope;
+        scope.start(open(applications, *applications.location(notes.bundleID), opened));
+        loop.run();
+        EXPECT_EQ(opened, row.outcome);
+        EXPECT_EQ(applications.inFront() == &notes, row.comesToFront);
+    }
+    const auto process = applications.processOf(notes);
+    EXPECT_EQ(applications.frontmost(), (RunningApplication{notes.bundleID, process}));
+    EXPECT_EQ(applications.bundleOf(process), (ApplicationBundle{notes.bundleID, "1.0"}));
+
+    EXPECT_FALSE(applications.openURL("unknown:1"));
+    EXPECT_TRUE(applications.openURL("notes:1"));
+    EXPECT_EQ(notes.opened, "");
+    loop.run();
+    EXPECT_EQ(notes.opened, "notes:1");
+
+    applications.quit(notes);
+    EXPECT_EQ(applications.frontmost(), std::nullopt);
+    EXPECT_FALSE(applications.activate(process));
+}
+
+TEST_F(SimulatedDesktopTest, keysWaitForTheTapAndForTheMainThread) {
+    auto& applications = desktop.applications;
+    applications.install(notes);
+    applications.bringToFront(applications.start(notes));
+    auto& keyboard = desktop.keyboard;
+    keyboard.press("a");
+    EXPECT_EQ(notes.held, "a") << "without a tap nothing waits";
+
+    std::vector<TapEventType> seen;
+    EXPECT_EQ(keyboard.start([&](const TapEvent& event) {
+        seen.push_back(event.type);
+        return event.keyCode == 36 ? TapAnswer::swallow : TapAnswer::pass;
+    }),
+              TapStart::started);
+    loop.outside(1ms, [&] { keyboard.press("b"); });
+    loop.outside(2ms, [&] { keyboard.press("\n", {.keyCode = 36}); });
+    loop.post([&] { loop.spend(8ms); });
+    loop.run();
+    EXPECT_EQ(notes.held, "ab");
+    EXPECT_EQ(keyboard.longestWait(), 7ms);
+
+    loop.outside(1ms, [&] { keyboard.press("c"); });
+    loop.post([&] { loop.spend(2s); });
+    loop.run();
+    EXPECT_EQ(notes.held, "abc") << "a key that waited too long passes";
+    EXPECT_FALSE(keyboard.isEnabled());
+    EXPECT_EQ(seen.back(), TapEventType::tapDisabledByTimeout);
+}
+
+TEST_F(SimulatedDesktopTest, clipboardCountsEverybodysChanges) {
+    auto& pasteboard = desktop.pasteboard;
+    const auto count = pasteboard.changeCount();
+    EXPECT_TRUE(pasteboard.setString("mine"));
+    EXPECT_EQ(pasteboard.changeCount(), count + 1);
+    pasteboard.copiedElsewhere({{{"public.png", "\x89PNG"}, {"public.utf8-plain-text", "theirs"}}});
+    EXPECT_EQ(pasteboard.changeCount(), count + 2);
+    EXPECT_EQ(pasteboard.text, "theirs");
+    EXPECT_EQ(pasteboard.data(0, "public.png"), "\x89PNG");
+    EXPECT_EQ(pasteboard.data(1, "public.png"), std::nullopt);
+    EXPECT_EQ(pasteboard.types().size(), 2u);
+
+    desktop.steps.observer = [](SimulatedStep& step) {
+        if (step.isWrite) step.report = AXStatus::failure;
+    };
+    EXPECT_FALSE(pasteboard.setString("refused"));
+    EXPECT_EQ(pasteboard.text, "theirs");
+}
+
+TEST_F(SimulatedDesktopTest, readOnTheSideIsWaitedForOnlySoLong) {
+    std::optional<std::vector<WindowList::OwnerName>> names;
+    const auto read = [&] { names = desktop.windows.ownerNames(100); };
+    desktop.windows.showCandidates(true);
+    EXPECT_TRUE(desktop.sideQueue.run(read, 25ms));
+    EXPECT_EQ(names->front(), "GoogleJapaneseInputRenderer");
+
+    names.reset();
+    desktop.windows.duration = 30ms;
+    const auto began = loop.uptime();
+    EXPECT_FALSE(desktop.sideQueue.run(read, 25ms));
+    EXPECT_EQ(loop.uptime() - began, 25ms);
+    EXPECT_FALSE(names);
+    loop.run();
+    EXPECT_TRUE(names) << "it runs to its end all the same";
+}
+
+} // namespace
+} // namespace orvel
