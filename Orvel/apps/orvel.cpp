@@ -13,6 +13,7 @@
 #include "Orvel/platform/qt/SingleInstance.h"
 #include "Orvel/platform/qt/SystemAppearance.h"
 #include "Orvel/platform/qt/TerminationSignals.h"
+#include "Orvel/platform/sample/SampleProcesses.h"
 #include "Orvel/screens/MainWindow.h"
 #include "Orvel/screens/Theme.h"
 #include "OrvelCore/files/FilePath.h"
@@ -132,8 +133,9 @@ class DesktopRequests : public QObject {
 int run(QApplication& application, const Options& options) {
     std::optional<SampleHome> sampleHome;
     if (options.sample) sampleHome.emplace();
-    const auto places = sampleHome ? Places{sampleHome->folders(), sampleHome->dataFolder()}
-                                   : Places::fromEnvironment(options.home, options.data);
+    const auto places =
+        sampleHome ? Places{sampleHome->folders(), sampleHome->dataFolder(), {}, sampleHome->toolFolder()}
+                   : Places::fromEnvironment(options.home, options.data);
 
     SingleInstance instance(places.dataFolder);
     if (instance.handOver(options.toOpen)) return 0;
@@ -145,7 +147,10 @@ int run(QApplication& application, const Options& options) {
     QtApplications applications;
     QtSettings settings(joinedPath(places.dataFolder, "settings.ini"));
     PosixFileStore files;
-    PosixProcesses processes(loop, loop);
+    PosixProcesses systemProcesses(loop, loop, places.toolEnvironment);
+    std::optional<SampleProcesses> sampleProcesses;
+    if (places.toolFolder) sampleProcesses.emplace(systemProcesses, *places.toolFolder, places.folders.codex);
+    Processes& processes = sampleProcesses ? static_cast<Processes&>(*sampleProcesses) : systemProcesses;
     const Desktop desktop{loop, pasteboard, panels, applications, settings, files, processes};
     AbsentClaudeSender claudeSender;
     OrvelModel model(desktop, claudeSender, places.folders, places.statePath());
