@@ -66,6 +66,16 @@ void SimulatedLoop::spend(Duration duration) {
     clock = end;
 }
 
+bool SimulatedLoop::spendUntil(const std::function<bool()>& isDone, Duration limit) {
+    const auto began = clock;
+    latest = std::max(latest, began - turnBegan);
+    while (!isDone() && !world.empty() && world.begin()->first.first <= began + limit) runOutside();
+    const bool done = isDone();
+    if (!done) clock = began + limit;
+    slowestCall = std::max(slowestCall, clock - began);
+    return done;
+}
+
 SimulatedLoop::Key SimulatedLoop::schedule(Queue& queue, Duration delay, std::function<void()> action) {
     const Key key{clock + delay, ++last};
     queue.emplace(key, std::move(action));

@@ -51,6 +51,10 @@ class SimulatedLoop : public MainLoop {
     /// The call that this turn makes takes so long. Says nothing of what happens outside.
     void spend(Duration duration);
 
+    /// The same, of a call that ends as soon as `isDone`, which is asked whenever something has happened
+    /// outside; gives whether it is done within the limit.
+    bool spendUntil(const std::function<bool()>& isDone, Duration limit);
+
     /// The longest turn so far, and how far into its turn the latest call began that took its time.
     const Hold& longestHold() const { return longest; }
     Duration latestCall() const { return latest; }
