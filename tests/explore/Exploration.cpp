@@ -121,7 +121,8 @@ void ExplorationReport::add(const RunPlan& plan, const RunResult& result) {
     ++runs;
     steps += result.steps;
     faults += plan.faults.size();
-    if (result.longestHold.duration > longestHold.duration) longestHold = result.longestHold;
+    longestHold = std::max(longestHold, result.longestHold);
+    longestOwnHold = std::max(longestOwnHold, result.longestOwnHold);
     longestKeyWait = std::max(longestKeyWait, result.longestKeyWait);
     if (result.isReceived) ++received;
     if (result.isRetryOffered) ++retriesOffered;
@@ -139,7 +140,8 @@ void ExplorationReport::add(const ExplorationReport& other) {
     runs += other.runs;
     steps += other.steps;
     faults += other.faults;
-    if (other.longestHold.duration > longestHold.duration) longestHold = other.longestHold;
+    longestHold = std::max(longestHold, other.longestHold);
+    longestOwnHold = std::max(longestOwnHold, other.longestOwnHold);
     longestKeyWait = std::max(longestKeyWait, other.longestKeyWait);
     received += other.received;
     retriesOffered += other.retriesOffered;
@@ -181,7 +183,8 @@ RunResult Exploration::run(const RunPlan& plan) {
     result.reads = desk.desktop.accessibility.reads() - readsBefore;
     result.lastSteps = observer.lastSteps();
     result.allSteps = observer.allSteps();
-    result.longestHold = desk.desktop.loop.longestHold();
+    result.longestHold = desk.desktop.loop.longestHold().duration;
+    result.longestOwnHold = desk.desktop.loop.busiestHold().own();
     result.longestKeyWait = desk.desktop.keyboard.longestWait();
 
     // The faults stop; what they left stays.

@@ -32,7 +32,8 @@ struct RunResult {
     std::uint64_t steps = 0; ///< Of the work, without what came before and after.
     std::uint64_t reads = 0; ///< Of accessibility attributes in the work.
     std::uint64_t trace = 0; ///< A digest of all steps with their times.
-    SimulatedLoop::Hold longestHold;
+    MainLoop::Duration longestHold{0};
+    MainLoop::Duration longestOwnHold{0}; ///< Without what nobody can shorten.
     MainLoop::Duration longestKeyWait{0}; ///< For the tap.
     bool isReceived = false, isRetryOffered = false;
     std::string failure; ///< What Orvel told the user.
@@ -44,8 +45,7 @@ struct RunResult {
 /// What many runs came to.
 struct ExplorationReport {
     std::uint64_t runs = 0, steps = 0, faults = 0;
-    SimulatedLoop::Hold longestHold;
-    MainLoop::Duration longestKeyWait{0};
+    MainLoop::Duration longestHold{0}, longestOwnHold{0}, longestKeyWait{0};
     std::uint64_t received = 0, retriesOffered = 0;
     /// The first runs that broke a rule, each with its plan in words, the rules and the last steps.
     std::vector<std::string> failures;

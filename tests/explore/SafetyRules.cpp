@@ -35,7 +35,8 @@ constexpr RuleText rules[] = {
     {Rule::diagnosticsHoldNoContent, "diagnostics hold no content",
      "No text of an editor or a conversation appears in a message or a diagnostic."},
     {Rule::mainThreadIsFree, "main thread is free",
-     "The main thread is held for at most 10 ms, besides the one slowest call, which nobody can shorten."},
+     "The main thread is held for at most 10 ms, besides the one slowest call and a composed write, which "
+     "nobody can shorten."},
     {Rule::keysPass, "keys pass",
      "A key that the person presses waits for what holds the main thread, not "
      "for other work that waits as well."},

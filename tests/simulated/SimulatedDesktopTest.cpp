@@ -37,6 +37,7 @@ TEST_F(SimulatedDesktopTest, longestHoldIsThatOfOneTurn) {
     loop.run();
     EXPECT_EQ(loop.longestHold().duration, 7ms);
     EXPECT_EQ(loop.longestHold().slowestCall, 4ms);
+    EXPECT_EQ(loop.busiestHold().own(), 3ms);
     EXPECT_EQ(loop.latestCall(), 3ms);
 }
 

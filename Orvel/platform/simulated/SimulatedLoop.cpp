@@ -72,7 +72,7 @@ bool SimulatedLoop::spendUntil(const std::function<bool()>& isDone, Duration lim
     while (!isDone() && !world.empty() && world.begin()->first.first <= began + limit) runOutside();
     const bool done = isDone();
     if (!done) clock = began + limit;
-    slowestCall = std::max(slowestCall, clock - began);
+    awaited += clock - began;
     return done;
 }
 
@@ -101,9 +101,11 @@ void SimulatedLoop::runTurn() {
     const auto next = waiting.extract(waiting.begin());
     clock = std::max(clock, next.key().first);
     turnBegan = clock;
-    slowestCall = Duration::zero();
+    slowestCall = awaited = Duration::zero();
     next.mapped()();
-    if (clock - turnBegan > longest.duration) longest = {clock - turnBegan, slowestCall};
+    const Hold hold{clock - turnBegan, slowestCall, awaited};
+    if (hold.duration > longest.duration) longest = hold;
+    if (hold.own() > busiest.own()) busiest = hold;
     turnBegan = clock;
 }
 

@@ -15,6 +15,10 @@ class SimulatedLoop : public MainLoop {
     struct Hold {
         Duration duration{0};
         Duration slowestCall{0}; ///< The longest `spend` in it.
+        Duration awaited{0};     ///< In all calls of `spendUntil`.
+
+        /// Without what the program can't shorten.
+        Duration own() const { return duration - slowestCall - awaited; }
     };
 
     ~SimulatedLoop() override;
@@ -57,6 +61,8 @@ class SimulatedLoop : public MainLoop {
 
     /// The longest turn so far, and how far into its turn the latest call began that took its time.
     const Hold& longestHold() const { return longest; }
+    /// The turn that took longest of its own accord.
+    const Hold& busiestHold() const { return busiest; }
     Duration latestCall() const { return latest; }
 
     Duration uptime() const override { return clock; }
@@ -84,8 +90,8 @@ class SimulatedLoop : public MainLoop {
 
     bool isOutside = false;
     Duration turnBegan{0};
-    Duration slowestCall{0};
-    Hold longest;
+    Duration slowestCall{0}, awaited{0};
+    Hold longest, busiest;
     Duration latest{0};
 };
 
