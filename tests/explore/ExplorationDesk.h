@@ -6,6 +6,7 @@
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/simulated/SimulatedClaude.h"
 #include "Orvel/platform/simulated/SimulatedCodex.h"
+#include "QuickFileStore.h"
 
 #include <functional>
 #include <memory>
@@ -13,11 +14,6 @@
 #include <string_view>
 
 namespace orvel::explore {
-
-/// Replaces files as a whole, and leaves it to the system when they reach the disk.
-struct QuickFileStore : FileStore {
-    void replaceFile(const std::string& path, std::string_view contents) override;
-};
 
 /// Passes on to the real sender, and tells of its failures.
 class WatchedSender : public ClaudeRelaySender {
