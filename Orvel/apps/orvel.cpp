@@ -1,8 +1,8 @@
 // The window program: chooses the platform, makes the long-lived objects, connects them, and takes in what
 // the desktop hands over.
 
+#include "Orvel/apps/ClaudeAccess.h"
 #include "Orvel/apps/Places.h"
-#include "Orvel/delivery/AbsentClaudeSender.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/posix/DataFolderLock.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
@@ -152,8 +152,8 @@ int run(QApplication& application, const Options& options) {
     if (places.toolFolder) sampleProcesses.emplace(systemProcesses, *places.toolFolder, places.folders.codex);
     Processes& processes = sampleProcesses ? static_cast<Processes&>(*sampleProcesses) : systemProcesses;
     const Desktop desktop{loop, pasteboard, panels, applications, settings, files, processes};
-    AbsentClaudeSender claudeSender;
-    OrvelModel model(desktop, claudeSender, places.folders, places.statePath());
+    ClaudeAccess claude(loop, applications, places);
+    OrvelModel model(desktop, claude.sender(), places.folders, places.statePath());
     DesktopRequests requests(model);
     application.installEventFilter(&requests);
 

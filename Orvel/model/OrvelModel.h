@@ -16,6 +16,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -156,6 +157,10 @@ class OrvelModel {
     void sendRelay();
     /// Presses Send on the saved message that an earlier attempt left in Claude's editor.
     void submitExistingClaudeDraft();
+    /// Told what a look at the open pair's editor in Claude came to, without content.
+    using Completion = std::function<void(const std::string&)>;
+    /// Looks at the editor, with Claude in front for as long as that takes. Does nothing without a pair.
+    void diagnoseRelayComposer(Completion completion);
     /// Since when, as uptime, each Codex turn is watched; by session identifier.
     const std::map<std::string, MainLoop::Duration>& watchedTurns() const {
         return codexSender.watchedTurns();
@@ -239,6 +244,7 @@ class OrvelModel {
     Task<bool> isReceivedAsShown(ShownSelection kept, std::string transferID,
                                  ConversationReference destination);
     Task<bool> settleIfReceived(std::string transferID, ConversationReference destination, bool wasSubmitted);
+    Task<void> diagnose(ConversationReference reference, Completion completion);
 
     void pollReceipts();
     Task<void> receiptPass();
@@ -261,6 +267,8 @@ class OrvelModel {
     RecentConversationsStore recentStore;
     RelayStateFile relayFile;
     ConversationReading reading;
+    /// The reading in which each pending message was last looked for in vain.
+    std::map<std::string, SharedConversation> searchedForReceipt;
     CodexRelaySender codexSender;
     ClaudeRelaySender& claudeSender;
     TaskScope tasks; // Last: ends before what its work uses.

@@ -1,8 +1,11 @@
 // Sending: a message is saved before the destination is touched, and never delivered twice on its own once
 // anything may have been inserted.
 
+#include "Orvel/delivery/ClaudeRelayDiagnosticHistory.h"
 #include "Orvel/delivery/RelaySendError.h"
+#include "Orvel/desktop/Applications.h"
 #include "Orvel/model/OrvelModel.h"
+#include "Orvel/runtime/Random.h"
 #include "OrvelCore/conversations/RelayFormatter.h"
 
 namespace orvel {
@@ -158,6 +161,8 @@ Task<void> OrvelModel::deliverToClaude(ConversationReference destination, RelayT
                                                               state = relays.relayState.get()] {
         return isReceived(id, destination, state);
     };
+    auto& attempts = claudeSender.attempts();
+    attempts.begin(transfer.id, randomUUID(), desktop.loop.now());
     std::optional<RelaySendError> failure;
     try {
         co_await claudeSender.performSend(*transfer.payload, destination, receiptConfirmed);
@@ -166,10 +171,13 @@ Task<void> OrvelModel::deliverToClaude(ConversationReference destination, RelayT
     } catch (const std::exception& error) {
         failure.emplace(error.what());
     }
+    const bool canRetry = failure && failure->canRetry();
+    attempts.finish(!failure, canRetry, desktop.loop.now());
     if (!failure) co_return;
     std::string text = failure->what();
-    if (failure->canRetry()) text += "\nNo message was inserted. You can retry the saved message.";
-    throw RelaySendError(std::move(text), failure->canRetry());
+    if (canRetry) text += "\nNo message was inserted. You can retry the saved message.";
+    text += "\n" + attempts.finished().back().line().text();
+    throw RelaySendError(std::move(text), canRetry);
 }
 
 Task<bool> OrvelModel::isReceived(std::string transferID, ConversationReference destination,
@@ -285,6 +293,22 @@ Task<bool> OrvelModel::settleIfReceived(std::string transferID, ConversationRefe
     if (wasSubmitted) state.markSubmitted(transferID);
     saveRelay(std::move(state));
     co_return true;
+}
+
+void OrvelModel::diagnoseRelayComposer(Completion completion) {
+    if (const auto pair = activePair()) tasks.start(diagnose(pair->claude, std::move(completion)));
+}
+
+Task<void> OrvelModel::diagnose(ConversationReference reference, Completion completion) {
+    std::string text;
+    try {
+        text = "Claude Code structural diagnostics (no content)\n";
+        text += co_await claudeSender.diagnose(std::move(reference));
+    } catch (const std::exception& failure) {
+        text = failure.what();
+    }
+    desktop.applications.activateSelf();
+    completion(text);
 }
 
 } // namespace orvel

@@ -5,6 +5,7 @@
 #include "Orvel/delivery/ClaudeDesktopRelaySender.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/simulated/SimulatedClaude.h"
+#include "Orvel/platform/simulated/SimulatedDesktop.h"
 
 #include <functional>
 #include <memory>
@@ -25,6 +26,10 @@ class WatchedSender : public ClaudeRelaySender {
 
     Task<void> performSend(std::string text, ConversationReference to, ReceiptCheck check) override;
     Task<void> submitExistingDraft(std::string text, ConversationReference to, ReceiptCheck check) override;
+    Task<std::string> diagnose(ConversationReference reference) override {
+        return sender.diagnose(std::move(reference));
+    }
+    ClaudeRelayDiagnosticHistory& attempts() override { return sender.attempts(); }
 
     std::function<void(const RelaySendError&)> onFailure;
 

@@ -3,6 +3,7 @@
 
 #include "Orvel/platform/simulated/SimulatedClaude.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
+#include "Orvel/platform/simulated/SimulatedDesktop.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
 #include "TemporaryFolder.h"
@@ -80,6 +81,7 @@ TEST_F(SimulatedClaudeTest, editorSitsBelowFiveGroupsInAPageWithTheAddressOfItsC
 
 TEST_F(SimulatedClaudeTest, sendComesWithTextAndIsEnabledLater) {
     EXPECT_EQ(claude.sendElement(), nullptr);
+    claude.habits.writtenShows = 15ms;
     EXPECT_EQ(writeEditor("hello"), AXStatus::success);
     EXPECT_EQ(shownText(), "") << "the tree is late";
     pass(20ms);
