@@ -223,7 +223,7 @@ void WorkspaceView::render() {
     statusLine->setText(statusText(model, shown));
     statusLine->setVisible(!statusLine->text().isEmpty());
     // What the panel says of its message is not said twice.
-    banner->render(shown.error == shown.pendingFailure ? std::nullopt : shown.error);
+    banner->render(shown.isErrorOfPending ? std::nullopt : shown.error);
     renderProgress();
     renderMiddle();
     pending->render(shown);

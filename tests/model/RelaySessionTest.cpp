@@ -199,7 +199,11 @@ TEST_F(RelaySessionTest, AFailedSendSaysWhetherItMayBeRepeated) {
         EXPECT_EQ(session().status.get(), "The message is kept. Recover with Retry or Copy saved message.");
         EXPECT_EQ(statusTitle(), canRetry ? "Not sent" : "Delivery unconfirmed");
         EXPECT_EQ(model().canSendRelay(), canRetry);
-        EXPECT_EQ(workspaceSnapshot(model()).primaryTitle, "Retry to Claude");
+        const auto snapshot = workspaceSnapshot(model());
+        EXPECT_EQ(snapshot.primaryTitle, "Retry to Claude");
+        EXPECT_EQ(snapshot.pendingFailure, words);
+        EXPECT_EQ(snapshot.pendingAttempt, attempt.line().text());
+        EXPECT_TRUE(snapshot.isErrorOfPending);
 
         // So it stays after a restart.
         crash();
