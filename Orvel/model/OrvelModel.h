@@ -225,6 +225,7 @@ class OrvelModel {
     Task<void> deliverToClaude(ConversationReference destination, RelayTransfer transfer);
     Task<bool> isReceived(std::string transferID, ConversationReference destination, RelayState state);
     void adoptDelivered(const RelayPair& pair, const RelayTransfer& transfer);
+    void noteFailure(const std::string& transferID, const std::string& text);
     void forgetFailure(const std::string& transferID);
     void recordFailure(const std::string& transferID, const std::string& text, bool canRetry);
     void setRelayRetryable(const std::string& transferID, bool retryable);

@@ -59,6 +59,13 @@ void OrvelModel::beginDelivery(const std::string& transferID) {
     forgetFailure(transferID);
 }
 
+void OrvelModel::noteFailure(const std::string& transferID, const std::string& text) {
+    plain.error = text;
+    auto failures = relays.transferFailures.get();
+    failures[transferID] = text;
+    relays.transferFailures = std::move(failures);
+}
+
 void OrvelModel::forgetFailure(const std::string& transferID) {
     auto failures = relays.transferFailures.get();
     if (failures.erase(transferID)) relays.transferFailures = std::move(failures);
@@ -103,10 +110,8 @@ Task<std::optional<RelayTransfer>> OrvelModel::prepareNew(RelayPair pair, Agent 
 Task<std::optional<RelayTransfer>> OrvelModel::prepareRetry(RelayPair pair, RelayTransfer transfer) {
     const auto generation = relays.relayLoadGeneration.current();
     const auto source = transfer.source;
-    const auto to = co_await reading.readReference(pair.endpoint(other(source)));
-    auto state = relays.relayState.get();
-    if (state.reconcile(transfer.id, *to)) {
-        saveRelay(std::move(state));
+    const bool hasArrived = co_await settleIfReceived(transfer.id, pair.endpoint(other(source)), false);
+    if (hasArrived) {
         if (relays.selectedPairID.get() == pair.id && plain.source == source)
             showDraft(relays.relayState->draft(pair.id, source));
         co_return std::nullopt;
@@ -197,10 +202,7 @@ void OrvelModel::adoptDelivered(const RelayPair& pair, const RelayTransfer& tran
 }
 
 void OrvelModel::recordFailure(const std::string& transferID, const std::string& text, bool canRetry) {
-    plain.error = text;
-    auto failures = relays.transferFailures.get();
-    failures[transferID] = text;
-    relays.transferFailures = std::move(failures);
+    noteFailure(transferID, text);
     try {
         if (canRetry) setRelayRetryable(transferID, true);
     } catch (const std::exception& failure) {
@@ -256,14 +258,11 @@ Task<void> OrvelModel::submitDraft(RelayPair pair, RelayTransfer transfer) {
     } else if (!failure) {
         forgetFailure(transfer.id);
         plain.status = "Confirmed that Claude received the saved message.";
+    } else if (wasSending) {
+        noteFailure(transfer.id, *failure);
+        plain.status = "Delivery could not be confirmed. The saved message is kept; no automatic resend.";
     } else {
         plain.error = *failure;
-        if (wasSending) {
-            auto failures = relays.transferFailures.get();
-            failures[transfer.id] = *failure;
-            relays.transferFailures = std::move(failures);
-            plain.status = "Delivery could not be confirmed. The saved message is kept; no automatic resend.";
-        }
     }
     checkRelayReceipts();
 }

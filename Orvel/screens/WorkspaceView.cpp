@@ -339,6 +339,10 @@ void WorkspaceView::turnRound() {
         if (!route.selected) return chooseWorkspaceRoute(model, route.id);
 }
 
+void WorkspaceView::withdrawSamples() {
+    welcome->withdrawSamples();
+}
+
 void WorkspaceView::pasteConversation() {
     model.useManualInput();
     isPasting = true;

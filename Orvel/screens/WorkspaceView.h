@@ -54,6 +54,8 @@ class WorkspaceView : public QWidget {
     void turnRound();
     /// Leaves what is open for a field in which a conversation can be pasted.
     void pasteConversation();
+    /// No longer offers the samples.
+    void withdrawSamples();
 
   signals:
     void openFileWanted();
