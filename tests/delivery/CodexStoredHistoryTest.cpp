@@ -274,37 +274,28 @@ TEST_F(CodexStoredHistoryTest, ReadsTheFileWhereThatIsPreferredAndEnough) {
     const auto hello = messageLine("user", "from the file");
     const struct {
         const char* name;
-        std::string file;
-        std::vector<Json> threads;
-        std::string outcome;
+        std::string file, outcome;
+        std::vector<Json> threads = {}; // Idle where none is given.
     } cases[] = {
-        {"a whole transcript", meta + hello, {thread()}, "user: from the file"},
-        {"a busy one",
-         meta + line("event_msg", {{"type", "task_started"}}) + hello,
-         {thread()},
+        {"a whole transcript", meta + hello, "user: from the file"},
+        {"a busy one", meta + line("event_msg", {{"type", "task_started"}}) + hello,
          "user: from the file [busy]"},
-        {"one whose conversation is active", meta + hello, {thread("active")}, "user: from the file [busy]"},
-        {"the tail of a fork", fork + hello, {thread()}, "user: from the server"},
-        {"a tail behind messages", meta + hello + fork, {thread()}, "user: from the server"},
-        {"a malformed line",
-         meta + hello + "{\n",
-         {thread()},
+        {"one whose conversation is active", meta + hello, "user: from the file [busy]", {thread("active")}},
+        {"the tail of a fork", fork + hello, "user: from the server"},
+        {"a tail behind messages", meta + hello + fork, "user: from the server"},
+        {"a malformed line", meta + hello + "{\n",
          "malformedLine: Couldn't read conversation file line 3. If the file is being written, refresh it."},
-        {"no messages",
-         meta,
-         {thread()},
+        {"no messages", meta,
          "noMessages: No user or assistant messages were found. Choose a supported JSONL file."},
-        {"another conversation",
-         metaLine("another") + hello,
-         {thread()},
+        {"another conversation", metaLine("another") + hello,
          "conversationMismatch: The selected conversation ID does not match the loaded transcript."},
-        {"a change meanwhile", meta + hello, {thread(), with(thread(), "updatedAt", 1)}, changedWords},
+        {"a change meanwhile", meta + hello, changedWords, {thread(), with(thread(), "updatedAt", 1)}},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.name);
         folder.write("sessions/a.jsonl", each.file);
-        EXPECT_EQ(read(each.threads, {page({turn("t", {user("u", "from the server")})})}, true),
-                  each.outcome);
+        const auto threads = each.threads.empty() ? std::vector<Json>{thread()} : each.threads;
+        EXPECT_EQ(read(threads, {page({turn("t", {user("u", "from the server")})})}, true), each.outcome);
         const bool usedServer = std::any_of(asked.begin(), asked.end(), [](const auto& request) {
             return request.starts_with("thread/turns/list");
         });
