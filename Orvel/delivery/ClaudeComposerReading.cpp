@@ -11,8 +11,7 @@ namespace orvel {
 
 namespace {
 
-constexpr std::size_t rootLevel = 5,
-                      diagnosticLevel = 6; // Of the editor's ancestors; the parent has level 1.
+constexpr std::size_t diagnosticLevel = 6; // Of the editor's ancestors; the parent has level 1.
 
 bool isTextInput(const std::string& role) {
     return role == "AXTextArea" || role == "AXTextField";
@@ -48,7 +47,7 @@ Task<ClaudeSnapshot> ClaudeWindowReading::composerSnapshot(AXElement editor, AXE
 Task<AXElement> ClaudeWindowReading::composerRoot(AXElement editor, bool diagnosticDetails,
                                                   DiagnosticText& diagnostics) {
     auto ancestor = editor, root = editor;
-    for (std::size_t level = 1; level <= (diagnosticDetails ? diagnosticLevel : rootLevel); ++level) {
+    for (std::size_t level = 1; level <= (diagnosticDetails ? diagnosticLevel : composerLevel); ++level) {
         co_await step();
         const auto parent = checkedElement(ancestor, "AXParent");
         requireClaude(parent.has_value());
@@ -62,7 +61,7 @@ Task<AXElement> ClaudeWindowReading::composerRoot(AXElement editor, bool diagnos
             if (line) diagnostics += *line;
         }
         requireClaude(role == "AXGroup");
-        if (level > rootLevel) break;
+        if (level > composerLevel) break;
         root = ancestor;
         if (auto* attempt = history.current()) attempt->parents = level;
     }
@@ -103,12 +102,15 @@ Task<void> ClaudeWindowReading::readControls(AXElement root, ClaudeSnapshot& sna
     }
     requireClaude(inputs.size() == 1 && inputs.front() == snapshot.editor);
 
-    for (const auto& node : nodes) {
-        if (node.role != "AXButton") continue;
-        const auto texts = co_await labels(node.element);
+    AXElements buttons;
+    for (const auto& node : nodes)
+        if (node.role == "AXButton") buttons.push_back(node.element);
+    const auto announced = announce(buttons, labelAttributes);
+    for (const auto& button : buttons) {
+        const auto texts = co_await labels(button);
         if (holds(texts, "Send")) {
             requireClaude(!snapshot.sendButton);
-            snapshot.sendButton = node.element;
+            snapshot.sendButton = button;
         }
         if (std::any_of(texts.begin(), texts.end(), tellsOfAttachment)) snapshot.hasAttachment = true;
         if (holds(texts, "Stop")) snapshot.isResponding = true;

@@ -6,6 +6,9 @@
 #include "OrvelCore/commands/ClaudeRoutes.h"
 #include "OrvelCore/commands/GoogleIMEWindowPolicy.h"
 
+#include <algorithm>
+#include <array>
+
 namespace orvel {
 
 namespace {
@@ -223,9 +226,19 @@ Task<void> ClaudeNavigation::checkCandidates(const Source& source) {
 }
 
 // Reads the editor again by climbing from it instead of walking all over the window, so that little time
-// passes between the look at the candidates and the end of the check.
+// passes between the look at the candidates and the end of the check. What will be read on both ways up is
+// known, so a platform can fetch it at once.
 Task<ClaudeSnapshot> ClaudeNavigation::refreshNavigationComposer(ClaudeSnapshot snapshot, AXElement window,
                                                                  std::string path) {
+    static constexpr std::array<std::string_view, 2> ofPage{"AXParent", "AXURL"},
+        ofComposer{"AXParent", "AXRole"};
+    auto way = snapshot.ancestors;
+    way.insert(way.begin(), snapshot.editor);
+    way.push_back(window);
+    const auto toWindow = reading.announce(way, ofPage);
+    const auto inComposer = std::min(way.size(), ClaudeWindowReading::composerLevel + 1);
+    const auto toComposer = reading.announce(std::span(way).first(inComposer), ofComposer);
+
     auto element = snapshot.editor;
     bool metPage = false;
     for (std::size_t level = 1; level <= mostAncestors && element != window; ++level) {

@@ -7,7 +7,7 @@
 #include "OrvelCore/commands/ReturnDecision.h"
 #include "OrvelCore/text/Unicode.h"
 
-#include <array>
+#include <algorithm>
 #include <utility>
 
 namespace orvel {
@@ -89,6 +89,7 @@ Task<std::vector<ClaudeWindowReading::Node>> ClaudeWindowReading::descendants(AX
     static constexpr std::array<std::string_view, 2> attributes{"AXRole", "AXChildren"};
     const auto readAhead = accessibility.readAhead(root, attributes, limit);
     AXElements queue{root};
+    std::vector<std::size_t> parents{0};
     std::vector<Node> visited;
     for (std::size_t next = 0; next < queue.size(); ++next) {
         requireClaude(queue.size() <= limit);
@@ -102,7 +103,8 @@ Task<std::vector<ClaudeWindowReading::Node>> ClaudeWindowReading::descendants(AX
         const auto* children = std::get_if<AXElements>(&value);
         requireClaude(children || isNothing(value));
         if (children) queue.insert(queue.end(), children->begin(), children->end());
-        visited.push_back({element, *std::move(role)});
+        parents.resize(queue.size(), next);
+        visited.push_back({element, *std::move(role), parents[next]});
     }
     co_return visited;
 }
@@ -122,13 +124,19 @@ Task<AXElements> ClaudeWindowReading::elementsOfRole(AXElement root, std::string
 }
 
 Task<std::vector<std::string>> ClaudeWindowReading::labels(AXElement button) {
-    static constexpr std::array<std::string_view, 3> attributes{"AXTitle", "AXDescription", "AXHelp"};
     std::vector<std::string> labels;
-    for (const auto attribute : attributes) {
+    for (const auto attribute : labelAttributes) {
         co_await step();
         if (auto label = checkedString(button, attribute)) labels.push_back(*std::move(label));
     }
     co_return labels;
+}
+
+ClaudeWindowReading::ReadAheads ClaudeWindowReading::announce(std::span<const AXElement> elements,
+                                                              std::span<const std::string_view> names) {
+    ReadAheads announced;
+    for (const auto& element : elements) announced.push_back(accessibility.readAhead(element, names, 1));
+    return announced;
 }
 
 AXElement ClaudeWindowReading::focusedWindow(ProcessID process) {
@@ -196,7 +204,9 @@ Task<ClaudeSnapshot> ClaudeWindowReading::snapshot(ClaudeSnapshotRequest request
                   "Claude has a draft. Nothing was changed.");
 
     const auto responseNodes = co_await responseNodesOf(page, nodes, editor, *text);
-    co_return co_await composerSnapshot(editor, page, responseNodes, *text, request.diagnosticDetails);
+    auto snapshot = co_await composerSnapshot(editor, page, responseNodes, *text, request.diagnosticDetails);
+    snapshot.ancestors = ancestorsOf(editor, nodes);
+    co_return snapshot;
 }
 
 // The only web area of the window whose URL has this path.
@@ -230,16 +240,27 @@ Task<AXElement> ClaudeWindowReading::editorOf(const std::vector<Node>& page) {
     co_return editors.front();
 }
 
+AXElements ClaudeWindowReading::ancestorsOf(const AXElement& editor, const std::vector<Node>& page) {
+    const auto isEditor = [&](const Node& node) { return node.element == editor; };
+    auto place = static_cast<std::size_t>(std::find_if(page.begin(), page.end(), isEditor) - page.begin());
+    AXElements ancestors;
+    while (place != 0) {
+        place = page[place].parent;
+        ancestors.push_back(page[place].element);
+    }
+    return ancestors;
+}
+
 // The editor's text is known already.
 Task<AXElements> ClaudeWindowReading::responseNodesOf(AXElement page, const std::vector<Node>& nodes,
                                                       AXElement editor, std::string text) {
     static constexpr std::array<std::string_view, 1> attributes{"AXValue"};
     const auto readAhead = accessibility.readAhead(page, attributes, windowLimit);
     AXElements responseNodes;
-    for (const auto& [element, role] : nodes) {
+    for (const auto& node : nodes) {
         co_await step();
-        const auto value = element == editor ? text : checkedString(element, "AXValue");
-        if (value == respondingText) responseNodes.push_back(element);
+        const auto value = node.element == editor ? text : checkedString(node.element, "AXValue");
+        if (value == respondingText) responseNodes.push_back(node.element);
     }
     co_return responseNodes;
 }

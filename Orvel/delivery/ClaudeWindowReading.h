@@ -7,8 +7,11 @@
 #include "Orvel/runtime/Pace.h"
 #include "Orvel/runtime/Task.h"
 
+#include <array>
 #include <cstddef>
+#include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +25,9 @@ inline constexpr const char* claudeEditorUnverified =
 /// The value of an element of the page while a reply is in progress.
 inline constexpr std::string_view respondingText = "Claude is responding";
 
+/// What may name a button, in the order in which it is read.
+inline constexpr std::array<std::string_view, 3> labelAttributes{"AXTitle", "AXDescription", "AXHelp"};
+
 /// One consistent reading of a page.
 struct ClaudeSnapshot {
     AXElement page;           ///< The only web area of the path.
@@ -34,6 +40,8 @@ struct ClaudeSnapshot {
     bool hasAttachment = false;
     bool isResponding = false;
     DiagnosticText diagnostics; ///< Lines about the editor's ancestors, in diagnostic readings.
+    /// Where the editor stood in the walk over the page: its parent first, the page last. A hint, no proof.
+    AXElements ancestors;
 
     /// Whether the editor holds anything but White_Space.
     bool hasText() const;
@@ -57,6 +65,8 @@ class ClaudeWindowReading {
   public:
     static constexpr std::size_t windowLimit = 4000, composerLimit = 100,
                                  diagnosticLimit = 300; ///< Elements.
+    /// The level of the composer among the editor's ancestors; the parent has level 1.
+    static constexpr std::size_t composerLevel = 5;
     static constexpr std::chrono::milliseconds applicationTimeout{150}, elementTimeout{100};
 
     ClaudeWindowReading(const ClaudePorts& ports, ClaudeRelayDiagnosticHistory& history)
@@ -96,6 +106,11 @@ class ClaudeWindowReading {
     /// The same if it is a URL or a string that is one.
     std::optional<std::string> checkedURL(const AXElement& element);
 
+    using ReadAheads = std::vector<std::unique_ptr<AXReadAhead>>;
+    /// Tells the platform that these attributes of each element are about to be read, once.
+    [[nodiscard]] ReadAheads announce(std::span<const AXElement> elements,
+                                      std::span<const std::string_view> names);
+
     /// Gives way to the loop where it is time to: `co_await reading.step()` before a read.
     auto step() { return pace.step(); }
 
@@ -103,12 +118,14 @@ class ClaudeWindowReading {
     struct Node {
         AXElement element;
         std::string role;
+        std::size_t parent; ///< Its place among the nodes; the root is its own.
     };
 
     AXElement focusedWindow(ProcessID process);
     Task<std::vector<Node>> descendants(AXElement root, std::size_t limit);
     Task<AXElement> pageOf(AXElement window, std::string path);
     Task<AXElement> editorOf(const std::vector<Node>& page);
+    static AXElements ancestorsOf(const AXElement& editor, const std::vector<Node>& page);
     Task<AXElements> responseNodesOf(AXElement page, const std::vector<Node>& nodes, AXElement editor,
                                      std::string text);
     Task<std::optional<DiagnosticText>> ancestorLine(std::size_t level, AXElement ancestor,

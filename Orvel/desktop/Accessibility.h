@@ -158,8 +158,9 @@ class Accessibility {
     virtual AXSettable isSettable(const AXElement& element, std::string_view name) = 0;
 
     /// Writes once. Success doesn't prove that the value stays, and `mayHaveHappened` not that it was
-    /// written. A platform without such a write composes it, from the keyboard and the clipboard, which it
-    /// gives back; that takes 30 to 60 ms.
+    /// written. A platform without such a write composes it: it selects all, pastes from the clipboard, which
+    /// it gives back, and reads until it finds the new value; that takes 30 to 60 ms. It returns success only
+    /// then, so that the first read after this call finds the value, and `mayHaveHappened` where it can't.
     virtual AXStatus setAttribute(const AXElement& element, std::string_view name, const AXValue& value) = 0;
 
     virtual AXActionNames actionNames(const AXElement& element) = 0;

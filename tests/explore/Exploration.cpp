@@ -15,7 +15,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::size_t keptSteps = 40, keptFailures = 5;
-constexpr MainLoop::Duration rest = 12s;
+constexpr MainLoop::Duration rest = 12s, longestWatch = 3'700s;
 
 // Tells of every step to whom it concerns, in order: death, harm, judgement, trace.
 class RunObserver {
@@ -29,7 +29,7 @@ class RunObserver {
     void stopFaults() { hasFaults = false; }
     std::uint64_t steps() const { return desk.desktop.steps.taken() - before; }
     std::uint64_t digest() const { return hash; }
-    const std::vector<std::uint64_t>& writes() const { return written; }
+    std::vector<SimulatedStep> allSteps() { return std::move(all); }
 
     std::vector<TraceLine> lastSteps() const {
         std::vector<TraceLine> lines;
@@ -54,7 +54,10 @@ class RunObserver {
         } else {
             judge.watch(step);
         }
-        if (step.isWrite) written.push_back(number);
+        if (faults.empty()) {
+            all.push_back(step);
+            all.back().number = number;
+        }
         ring[seen++ % keptSteps] = {number, step.element, step.operation, step.name, happened, step.at};
         digestMore(step.element);
         digestMore(static_cast<std::uint64_t>(step.at.count()));
@@ -70,24 +73,32 @@ class RunObserver {
     bool hasFaults = true;
     std::array<TraceLine, keptSteps> ring{};
     std::size_t seen = 0;
-    std::vector<std::uint64_t> written;
+    std::vector<SimulatedStep> all;
 };
 
-// The same program is not the same everywhere.
-void chooseHabits(SimulatedClaudeHabits& habits, std::uint64_t seed) {
+// The same program is not the same everywhere, nor are the platforms.
+void chooseHabits(ExplorationDesk& desk, std::uint64_t seed) {
     if (seed == 1) return;
     SimulatedChance chance(seed);
+    auto& habits = desk.claude.habits;
     habits.makesNewPages = chance.below(2) == 0;
     habits.hasShellPage = chance.below(2) == 0;
     constexpr std::array labels{"AXTitle", "AXDescription", "AXHelp"};
     habits.sendLabelAttribute = labels[chance.below(3)];
-    habits.textShows = std::chrono::milliseconds(chance.below(48));
+    habits.textShows = habits.writtenShows = std::chrono::milliseconds(chance.below(48));
     habits.sendAppears = std::chrono::milliseconds(chance.below(200));
     habits.sendEnables = std::chrono::milliseconds(chance.below(400));
     habits.receipt = std::chrono::milliseconds(50 + chance.below(3'000));
     habits.leaving = std::chrono::milliseconds(chance.below(500));
     habits.loading = std::chrono::milliseconds(chance.below(500));
     habits.settling = std::chrono::milliseconds(chance.below(2) * chance.below(500));
+
+    auto& accessibility = desk.desktop.accessibility;
+    accessibility.supportsReadAhead = chance.below(2) == 0;
+    accessibility.supportsSearch = chance.below(2) == 0;
+    accessibility.composesWrites = chance.below(2) == 0;
+    if (accessibility.composesWrites)
+        accessibility.writeTime = std::chrono::milliseconds(15 + chance.below(30));
 }
 
 std::string inWords(const RunPlan& plan) {
@@ -110,7 +121,9 @@ void ExplorationReport::add(const RunPlan& plan, const RunResult& result) {
     ++runs;
     steps += result.steps;
     faults += plan.faults.size();
-    if (result.longestHold.duration > longestHold.duration) longestHold = result.longestHold;
+    longestHold = std::max(longestHold, result.longestHold);
+    longestOwnHold = std::max(longestOwnHold, result.longestOwnHold);
+    longestKeyWait = std::max(longestKeyWait, result.longestKeyWait);
     if (result.isReceived) ++received;
     if (result.isRetryOffered) ++retriesOffered;
     if (result.broken.empty() || ++failed > keptFailures) return;
@@ -121,6 +134,19 @@ void ExplorationReport::add(const RunPlan& plan, const RunResult& result) {
     text += "the last steps:\n";
     for (const auto& line : result.lastSteps) text += inWords(line) + "\n";
     failures.push_back(std::move(text));
+}
+
+void ExplorationReport::add(const ExplorationReport& other) {
+    runs += other.runs;
+    steps += other.steps;
+    faults += other.faults;
+    longestHold = std::max(longestHold, other.longestHold);
+    longestOwnHold = std::max(longestOwnHold, other.longestOwnHold);
+    longestKeyWait = std::max(longestKeyWait, other.longestKeyWait);
+    received += other.received;
+    retriesOffered += other.retriesOffered;
+    failures.insert(failures.end(), other.failures.begin(), other.failures.end());
+    failed += other.failed;
 }
 
 Exploration::Exploration() {
@@ -139,14 +165,12 @@ Exploration::~Exploration() {
 RunResult Exploration::run(const RunPlan& plan) {
     const auto& scenario = *plan.scenario;
     ExplorationDesk desk(folder);
-    chooseHabits(desk.claude.habits, plan.seed);
+    chooseHabits(desk, plan.seed);
     desk.desktop.accessibility.chance = SimulatedChance(plan.seed);
     scenario.prepare(desk);
     desk.boot();
 
-    SafetyJudge judge(desk);
-    if (!scenario.newConversation.empty()) judge.expectNewConversation(std::string(scenario.newConversation));
-    if (scenario.isWritten) judge.expectNoWrite();
+    SafetyJudge judge(desk, scenario);
     for (const auto& fault : plan.faults)
         if (fault.kind->name.starts_with("delay")) judge.ignoreHolds();
 
@@ -154,11 +178,14 @@ RunResult Exploration::run(const RunPlan& plan) {
     RunObserver observer(desk, judge, plan.faults);
     const auto readsBefore = desk.desktop.accessibility.reads();
     const bool ended = desk.perform(scenario.work);
+    if (!desk.isDead()) desk.desktop.loop.runUntil([&] { return desk.isDead(); }, scenario.watching);
     result.steps = observer.steps();
     result.reads = desk.desktop.accessibility.reads() - readsBefore;
     result.lastSteps = observer.lastSteps();
-    result.writes = observer.writes();
-    result.longestHold = desk.desktop.loop.longestHold();
+    result.allSteps = observer.allSteps();
+    result.longestHold = desk.desktop.loop.longestHold().duration;
+    result.longestOwnHold = desk.desktop.loop.busiestHold().own();
+    result.longestKeyWait = desk.desktop.keyboard.longestWait();
 
     // The faults stop; what they left stays.
     observer.stopFaults();
@@ -177,9 +204,9 @@ RunResult Exploration::run(const RunPlan& plan) {
         desk.desktop.loop.runFor(rest);
     }
     desk.desktop.loop.runUntil([&] { return desk.isIdle(); }, 5s);
+    desk.desktop.loop.runUntil([&] { return desk.isIdle() && desk.isAlone(); }, longestWatch);
     judge.finish();
     result.isReceived = judge.isReceived();
-    result.hasWritten = judge.wroteAnything();
     result.trace = observer.digest();
     result.broken = judge.broken();
     if (!ended) result.broken.push_back({Rule::comesToRest, "the work did not end"});
@@ -197,12 +224,13 @@ ExplorationReport Exploration::sweep(const Scenario& scenario, std::uint64_t str
     const RunPlan undisturbed{&scenario, {}, 1};
     const auto plain = run(undisturbed);
     report.add(undisturbed, plain);
-    for (std::uint64_t step = 1; step <= plain.steps; ++step) {
-        const bool isDue = step >= first && (step - first) % stride == 0;
-        if (!isDue && std::find(plain.writes.begin(), plain.writes.end(), step) == plain.writes.end())
-            continue;
+    stride *= scenario.coarseness;
+    for (const auto& step : plain.allSteps) {
+        const bool isDue = step.number >= first && (step.number - first) % stride == 0;
+        if (!isDue && !step.isWrite) continue;
         for (const auto& kind : allFaults()) {
-            const RunPlan plan{&scenario, {{&kind, step}}, 1};
+            if (!kind.fits(scenario.destination) || !kind.fits(step)) continue;
+            const RunPlan plan{&scenario, {{&kind, step.number}}, 1};
             report.add(plan, run(plan));
         }
     }
@@ -213,11 +241,12 @@ RunPlan Exploration::mixture(std::uint64_t seed) {
     SimulatedChance chance(seed * 2 + 1);
     const auto scenarios = allScenarios();
     RunPlan plan{.scenario = &scenarios[chance.below(scenarios.size())], .seed = seed};
+    if (chance.below(plan.scenario->coarseness) > 0) plan.scenario = &scenarios.front();
     const auto steps = stepsOf(*plan.scenario);
     // Some kinds are switched off, so that the others meet.
     std::vector<const FaultKind*> kinds;
     for (const auto& kind : allFaults())
-        if (chance.below(3) == 0) kinds.push_back(&kind);
+        if (kind.fits(plan.scenario->destination) && chance.below(3) == 0) kinds.push_back(&kind);
     if (kinds.empty()) return plan;
     for (auto count = 1 + chance.below(4); count > 0; --count)
         plan.faults.push_back({kinds[chance.below(kinds.size())], 1 + chance.below(steps)});

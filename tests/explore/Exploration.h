@@ -2,7 +2,7 @@
 // Runs scenarios under fault plans, judges each run, and sums up what was found.
 
 #include "explore/FaultPlan.h"
-#include "explore/SafetyRules.h"
+#include "explore/SafetyJudge.h"
 #include "explore/Scenarios.h"
 
 #include <cstdint>
@@ -16,7 +16,7 @@ namespace orvel::explore {
 struct RunPlan {
     const Scenario* scenario = nullptr;
     FaultPlan faults;
-    std::uint64_t seed = 1; ///< Of the latencies, and of the program's habits if not 1.
+    std::uint64_t seed = 1; ///< Of the latencies, and of the platform's and the program's habits if not 1.
 };
 
 /// A line of the trace.
@@ -32,24 +32,27 @@ struct RunResult {
     std::uint64_t steps = 0; ///< Of the work, without what came before and after.
     std::uint64_t reads = 0; ///< Of accessibility attributes in the work.
     std::uint64_t trace = 0; ///< A digest of all steps with their times.
-    SimulatedLoop::Hold longestHold;
-    bool isReceived = false, isRetryOffered = false, hasWritten = false;
+    MainLoop::Duration longestHold{0};
+    MainLoop::Duration longestOwnHold{0}; ///< Without what nobody can shorten.
+    MainLoop::Duration longestKeyWait{0}; ///< For the tap.
+    bool isReceived = false, isRetryOffered = false;
     std::string failure; ///< What Orvel told the user.
     std::vector<BrokenRule> broken;
     std::vector<TraceLine> lastSteps;
-    std::vector<std::uint64_t> writes; ///< The steps that change something outside.
+    std::vector<SimulatedStep> allSteps; ///< Of the work, in runs without faults.
 };
 
 /// What many runs came to.
 struct ExplorationReport {
     std::uint64_t runs = 0, steps = 0, faults = 0;
-    SimulatedLoop::Hold longestHold;
+    MainLoop::Duration longestHold{0}, longestOwnHold{0}, longestKeyWait{0};
     std::uint64_t received = 0, retriesOffered = 0;
     /// The first runs that broke a rule, each with its plan in words, the rules and the last steps.
     std::vector<std::string> failures;
     std::uint64_t failed = 0;
 
     void add(const RunPlan& plan, const RunResult& result);
+    void add(const ExplorationReport& other);
 };
 
 class Exploration {
@@ -62,8 +65,8 @@ class Exploration {
 
     RunResult run(const RunPlan& plan);
 
-    /// Every kind of fault at every `stride`th step of the scenario, from `first` on, and at every step that
-    /// changes something outside.
+    /// Every kind of fault that makes sense at every `stride`th step of the scenario, from `first` on, and at
+    /// every step that changes something outside.
     ExplorationReport sweep(const Scenario& scenario, std::uint64_t stride = 1, std::uint64_t first = 1);
 
     /// Runs with the seeds from `first` on: scenario, habits, latencies and faults all follow from the seed.

@@ -13,6 +13,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
+/// Faster than anybody types, so that some key meets every longer hold.
+constexpr MainLoop::Duration betweenKeys = 23ms;
+constexpr TapEvent arrowKey{.keyCode = 123};
+
 void writeFile(const std::string& path, std::string_view contents) {
     std::ofstream file(path, std::ios::binary);
     if (!file) {
@@ -51,7 +55,8 @@ Task<void> WatchedSender::submitExistingDraft(std::string text, ConversationRefe
 
 OrvelProcess::OrvelProcess(SimulatedDesktop& desktop, const AgentFolders& folders,
                            const std::string& statePath)
-    : sender({desktop.loop, desktop.accessibility, desktop.applications, desktop.inputSources,
+    : tap(desktop.keyboard),
+      sender({desktop.loop, desktop.accessibility, desktop.applications, desktop.inputSources,
               desktop.windows, desktop.sideQueue},
              history, folders),
       watched(sender),
@@ -61,21 +66,27 @@ OrvelProcess::OrvelProcess(SimulatedDesktop& desktop, const AgentFolders& folder
 
 ExplorationDesk::ExplorationDesk(std::string place)
     : folder(std::move(place)),
-      claude(desktop, folder + "/home/.claude/projects", folder + "/config/Claude/claude-code-sessions") {
+      claude(desktop, folder + "/home/.claude/projects", folder + "/config/Claude/claude-code-sessions"),
+      codex(desktop.processes, desktop.loop, "/tools/codex", folder + "/home/.codex") {
     std::remove(relayStatePath().c_str());
+    std::remove(codexQueuePath().c_str());
+    desktop.processes.environment["PATH"] = "/tools";
     desktop.loop.setNow(800'000'000);
     desktop.loop.setBackgroundDuration(2ms);
-    CodexTranscript codex({.id = codexSession, .workingDirectory = "/code/lark"});
-    codex.ask(std::string("Ask ") + canary).answer(std::string("Advice ") + canary);
-    writeFile(codexTranscriptPath(), codex.text());
+    CodexTranscript transcript({.id = codexSession, .workingDirectory = "/code/lark"});
+    transcript.ask(std::string("Ask ") + canary).answer(std::string("Advice ") + canary);
+    writeFile(codexTranscriptPath(), transcript.text());
     claude.addConversation(claudeSession, destination, {std::string("q ") + canary, "a"});
     claude.addConversation("5b0d714f-0000-4000-8000-000000000003", elsewhere, {"p", "b"});
     claude.show(destination);
     wireSteps();
+    keepTyping();
 }
 
 ExplorationDesk::~ExplorationDesk() {
     orvel.reset();
+    desktop.processes.orphanAll();
+    desktop.processes.endOrphans();
     for (const auto& made : claude.conversations()) {
         if (made.desktopID == destination || made.desktopID == elsewhere) continue;
         std::remove(made.transcriptPath.c_str());
@@ -88,11 +99,28 @@ void ExplorationDesk::wireSteps() {
     desktop.files.beforeReplacing = [this](const std::string& path) {
         if (desktop.steps.take("replaceFile", true).report) throw FileError::fromErrno(EIO, "save", path);
     };
-    desktop.processes.beforeStep = [this](std::string_view) { desktop.steps.take("process"); };
+    desktop.processes.beforeStep = [this](std::string_view name) {
+        SimulatedStep step{.operation = "process", .name = name, .isWrite = name == "start"};
+        desktop.steps.announce(step);
+        if (name == "start" && step.report)
+            throw ProcessError(ProcessError::Case::launchFailed, "The program could not be started.");
+    };
+}
+
+// Keys that move a cursor somewhere, and change nothing.
+void ExplorationDesk::keepTyping() {
+    desktop.loop.outside(betweenKeys, [this] {
+        desktop.keyboard.press("", arrowKey);
+        keepTyping();
+    });
 }
 
 std::string ExplorationDesk::codexTranscriptPath() const {
     return folder + "/home/.codex/sessions/2026/11/rollout-one.jsonl";
+}
+
+std::string ExplorationDesk::codexQueuePath() const {
+    return folder + "/home/.codex/sample/" + codexSession + ".queue";
 }
 
 ConversationReference ExplorationDesk::codexReference() const {
@@ -113,12 +141,16 @@ ConversationReference ExplorationDesk::claudeReference() const {
 void ExplorationDesk::boot() {
     const auto folders = AgentFolders::of(folder + "/home", std::nullopt, std::nullopt, folder + "/config");
     orvel = std::make_unique<OrvelProcess>(desktop, folders, folder + "/data/state.json");
-    perform([](OrvelProcess& started) { started.model.restoreRelay(); });
+    perform([this](OrvelProcess& started) {
+        started.model.restoreRelay();
+        const auto pair = started.model.activePair();
+        if (pair && started.model.session().source.get() != source) started.model.openPair(*pair, source);
+    });
 }
 
 void ExplorationDesk::die() {
     dead = true;
-    desktop.processes.killAll();
+    desktop.processes.orphanAll();
 }
 
 void ExplorationDesk::bootAgain() {

@@ -1,10 +1,11 @@
 #pragma once
-// The world in which an exploration runs: a simulated desktop with Claude on it, a disk, and Orvel as a
-// process that can die and be started again.
+// The world in which an exploration runs: a simulated desktop with Claude and Codex on it, a person who
+// types, a disk, and Orvel as a process that can die and be started again.
 
 #include "Orvel/delivery/ClaudeDesktopRelaySender.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/simulated/SimulatedClaude.h"
+#include "Orvel/platform/simulated/SimulatedCodex.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
 
 #include <functional>
@@ -37,10 +38,25 @@ class WatchedSender : public ClaudeRelaySender {
     ClaudeRelaySender& sender;
 };
 
+/// A tap through which all keys pass, for as long as it lives.
+class PassingTap {
+  public:
+    explicit PassingTap(KeyboardTap& tap) : tap(tap) {
+        tap.start([](const TapEvent&) { return TapAnswer::pass; });
+    }
+    ~PassingTap() { tap.stop(); }
+    PassingTap(const PassingTap&) = delete;
+    PassingTap& operator=(const PassingTap&) = delete;
+
+  private:
+    KeyboardTap& tap;
+};
+
 /// All that ends when the process ends.
 struct OrvelProcess {
     OrvelProcess(SimulatedDesktop& desktop, const AgentFolders& folders, const std::string& statePath);
 
+    PassingTap tap;
     ClaudeRelayDiagnosticHistory history;
     ClaudeDesktopRelaySender sender;
     WatchedSender watched;
@@ -76,6 +92,8 @@ struct ExplorationDesk {
 
     OrvelModel& model() { return orvel->model; }
     bool isIdle() const { return orvel->model.isIdle() && orvel->tasks.isIdle(); }
+    /// Whether no child of Orvel's runs.
+    bool isAlone() const { return desktop.processes.running() == 0; }
 
     /// Has the user do something in Orvel, and runs until that has ended, or the process of Orvel. False if
     /// neither happens.
@@ -85,15 +103,20 @@ struct ExplorationDesk {
     ConversationReference claudeReference() const;
     ConversationReference codexReference() const;
     std::string codexTranscriptPath() const;
+    std::string codexQueuePath() const;
 
     const std::string folder;
     QuickFileStore disk;
     SimulatedDesktop desktop{disk};
     SimulatedClaude claude;
+    SimulatedCodex codex;
+    /// Whose message goes into the other's conversation. From the next start on.
+    Agent source = Agent::codex;
     std::unique_ptr<OrvelProcess> orvel;
 
   private:
     void wireSteps();
+    void keepTyping();
     bool dead = false;
 };
 

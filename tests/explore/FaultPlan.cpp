@@ -117,38 +117,95 @@ void orvelDies(ExplorationDesk& desk, SimulatedStep&) {
     desk.die();
 }
 
+void childrenDie(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.processes.killAll();
+}
+
+void orvelDiesWithItsChildren(ExplorationDesk& desk, SimulatedStep& step) {
+    childrenDie(desk, step);
+    orvelDies(desk, step);
+}
+
+void outputBreaksOff(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.processes.breakOffOutputs();
+}
+
+void childrenFallSilent(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.processes.silenceAll();
+}
+
+void noServer(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codex.hasServer = false;
+}
+
+void queueRefuses(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codex.queueStores = false;
+    desk.codex.queueStatus = 1;
+}
+
+void queueStoresAndFails(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codex.queueStatus = 1;
+}
+
+void queueNeverEnds(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codex.queueEnds = false;
+}
+
+void turnsFail(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codex.manner.turnsFail = true;
+}
+
+void anotherTakesTheThread(ExplorationDesk& desk, SimulatedStep&) {
+    if (!desk.codex.isHeld(desk.codexSession)) desk.codex.holdAsAnother(desk.codexSession);
+}
+
+constexpr auto read = FaultPlace::read, write = FaultPlace::write, anyStep = FaultPlace::anyStep;
+
 constexpr FaultKind faults[] = {
-    {"cannot complete", FaultPlace::read, report<AXStatus::cannotComplete>},
-    {"invalid element", FaultPlace::read, report<AXStatus::invalidElement>},
-    {"hard failure", FaultPlace::read, report<AXStatus::failure>},
-    {"no value", FaultPlace::read, report<AXStatus::noValue>},
-    {"delay of 30 ms", FaultPlace::read, delay<30>},
-    {"delay beyond the timeout", FaultPlace::read, delay<400>},
-    {"write refused", FaultPlace::write, report<AXStatus::failure>},
-    {"write done and not answered", FaultPlace::write, report<AXStatus::cannotComplete, true>},
-    {"write not done, half-known", FaultPlace::write, report<AXStatus::mayHaveHappened>},
-    {"write done, half-known", FaultPlace::write, report<AXStatus::mayHaveHappened, true>},
     {"disk refuses", FaultPlace::fileWrite, report<AXStatus::failure>},
-    {"Orvel dies", FaultPlace::anyStep, orvelDies},
-    {"user types", FaultPlace::anyStep, userTypes},
-    {"user types and deletes", FaultPlace::anyStep, userTypesAndDeletes},
-    {"user composes", FaultPlace::anyStep, userComposes},
-    {"user attaches", FaultPlace::anyStep, userAttaches},
-    {"user sends", FaultPlace::anyStep, userSends},
-    {"user edits the note", FaultPlace::anyStep, userEditsNote},
-    {"user navigates", FaultPlace::anyStep, userNavigates},
-    {"another application in front", FaultPlace::anyStep, anotherInFront},
-    {"a glance elsewhere", FaultPlace::anyStep, glanceElsewhere},
-    {"window closes", FaultPlace::anyStep, windowCloses},
-    {"window is replaced", FaultPlace::anyStep, windowIsReplaced},
-    {"Claude quits", FaultPlace::anyStep, claudeQuits},
-    {"Claude restarts", FaultPlace::anyStep, claudeRestarts},
-    {"a reply begins", FaultPlace::anyStep, replyBegins},
-    {"writes are ignored", FaultPlace::anyStep, writesAreIgnored},
-    {"presses are ignored", FaultPlace::anyStep, pressesAreIgnored},
-    {"text is trimmed", FaultPlace::anyStep, textIsTrimmed},
-    {"clipboard is written", FaultPlace::anyStep, clipboardIsWritten},
-    {"permission is withdrawn", FaultPlace::anyStep, permissionIsWithdrawn},
+    {"Orvel dies", anyStep, orvelDies},
+    {"user edits the note", anyStep, userEditsNote},
+    {"clipboard is written", anyStep, clipboardIsWritten},
+
+    {"cannot complete", read, report<AXStatus::cannotComplete>, Agent::claude},
+    {"invalid element", read, report<AXStatus::invalidElement>, Agent::claude},
+    {"hard failure", read, report<AXStatus::failure>, Agent::claude},
+    {"no value", read, report<AXStatus::noValue>, Agent::claude},
+    {"delay of 30 ms", read, delay<30>, Agent::claude},
+    {"delay beyond the timeout", read, delay<400>, Agent::claude},
+    {"write refused", write, report<AXStatus::failure>, Agent::claude},
+    {"write done and not answered", write, report<AXStatus::cannotComplete, true>, Agent::claude},
+    {"write not done, half-known", write, report<AXStatus::mayHaveHappened>, Agent::claude},
+    {"write done, half-known", write, report<AXStatus::mayHaveHappened, true>, Agent::claude},
+    {"user types", anyStep, userTypes, Agent::claude},
+    {"user types and deletes", anyStep, userTypesAndDeletes, Agent::claude},
+    {"user composes", anyStep, userComposes, Agent::claude},
+    {"user attaches", anyStep, userAttaches, Agent::claude},
+    {"user sends", anyStep, userSends, Agent::claude},
+    {"user navigates", anyStep, userNavigates, Agent::claude},
+    {"another application in front", anyStep, anotherInFront, Agent::claude},
+    {"a glance elsewhere", anyStep, glanceElsewhere, Agent::claude},
+    {"window closes", anyStep, windowCloses, Agent::claude},
+    {"window is replaced", anyStep, windowIsReplaced, Agent::claude},
+    {"Claude quits", anyStep, claudeQuits, Agent::claude},
+    {"Claude restarts", anyStep, claudeRestarts, Agent::claude},
+    {"a reply begins", anyStep, replyBegins, Agent::claude},
+    {"writes are ignored", anyStep, writesAreIgnored, Agent::claude},
+    {"presses are ignored", anyStep, pressesAreIgnored, Agent::claude},
+    {"text is trimmed", anyStep, textIsTrimmed, Agent::claude},
+    {"permission is withdrawn", anyStep, permissionIsWithdrawn, Agent::claude},
+
+    {"Codex can't be started", FaultPlace::childStart, report<AXStatus::failure>, Agent::codex},
+    {"children die", anyStep, childrenDie, Agent::codex},
+    {"Orvel dies with its children", anyStep, orvelDiesWithItsChildren, Agent::codex},
+    {"output breaks off", anyStep, outputBreaksOff, Agent::codex},
+    {"children fall silent", anyStep, childrenFallSilent, Agent::codex},
+    {"no server", anyStep, noServer, Agent::codex},
+    {"queue refuses", anyStep, queueRefuses, Agent::codex},
+    {"queue stores and fails", anyStep, queueStoresAndFails, Agent::codex},
+    {"queue never ends", anyStep, queueNeverEnds, Agent::codex},
+    {"turns fail", anyStep, turnsFail, Agent::codex},
+    {"another program takes the thread", anyStep, anotherTakesTheThread, Agent::codex},
 };
 
 } // namespace
@@ -157,8 +214,10 @@ bool FaultKind::fits(const SimulatedStep& step) const {
     switch (place) {
     case FaultPlace::anyStep: return true;
     case FaultPlace::read: return !step.isWrite && step.element != 0;
-    case FaultPlace::write: return step.isWrite && step.operation != "replaceFile";
+    case FaultPlace::write:
+        return step.isWrite && step.operation != "replaceFile" && step.operation != "process";
     case FaultPlace::fileWrite: return step.operation == "replaceFile";
+    case FaultPlace::childStart: return step.isWrite && step.operation == "process";
     }
     return false;
 }

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -12,14 +13,16 @@
 namespace orvel::explore {
 
 /// Where a fault makes sense.
-enum class FaultPlace { anyStep, read, write, fileWrite };
+enum class FaultPlace { anyStep, read, write, fileWrite, childStart };
 
 struct FaultKind {
     std::string_view name;
     FaultPlace place;
     void (*happen)(ExplorationDesk& desk, SimulatedStep& step);
+    std::optional<Agent> destination = {}; ///< Makes sense only for messages into this one.
 
     bool fits(const SimulatedStep& step) const;
+    bool fits(Agent messageTo) const { return !destination || destination == messageTo; }
 };
 
 /// Every kind of fault.

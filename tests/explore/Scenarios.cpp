@@ -13,18 +13,22 @@ using namespace std::chrono_literals;
 constexpr auto note = "Please look at this.";
 constexpr auto newText = "CANARY begin here";
 
-// A world in which Claude runs and shows a conversation, and Orvel has a pair with it.
-void inClaude(ExplorationDesk& desk, const std::string& shown) {
-    desk.claude.habits.messagesShown = 1;
+// Orvel has a pair, with a note for the message that goes out from the desk's source.
+void pairUp(ExplorationDesk& desk) {
     RelayState state;
     const RelayStamp stamp{[] { return std::string("00000000-0000-4000-8000-000000000001"); }, 800'000'000};
     const auto pair = state.pair(desk.codexReference(), desk.claudeReference(), std::nullopt, stamp);
-    state.setDraft(pair.id, Agent::codex, note, std::nullopt, false);
+    state.setDraft(pair.id, desk.source, note, std::nullopt, false);
     desk.disk.replaceFile(desk.relayStatePath(), encodeRelayState(state));
+    desk.desktop.applications.bringToFront(SimulatedApplications::self);
+}
+
+// Claude runs behind Orvel and shows a conversation.
+void inClaude(ExplorationDesk& desk, const std::string& shown, int messages = 1) {
+    desk.claude.habits.messagesShown = messages;
     desk.claude.show(shown);
-    auto& applications = desk.desktop.applications;
-    applications.start(desk.claude);
-    applications.bringToFront(SimulatedApplications::self);
+    desk.desktop.applications.start(desk.claude);
+    pairUp(desk);
 }
 
 void atDestination(ExplorationDesk& desk) {
@@ -41,10 +45,16 @@ void atDraftElsewhere(ExplorationDesk& desk) {
     desk.desktop.loop.runFor(1s);
 }
 
-// The look at the candidates must be confirmed within 25 ms, which takes reads as fast as these.
+// As over AT-SPI: what will be read can be fetched ahead, and there are no writes.
+void onAPlatformWithHints(ExplorationDesk& desk) {
+    auto& accessibility = desk.desktop.accessibility;
+    accessibility.supportsReadAhead = accessibility.composesWrites = true;
+    accessibility.writeTime = 20ms;
+}
+
+// The look at the candidates must be confirmed within 25 ms, which takes a platform that fetches ahead.
 void japaneseDraftElsewhere(ExplorationDesk& desk) {
-    desk.desktop.accessibility.latency = {100us, 300us, 2ms};
-    desk.claude.habits.textShows = 1ms; // Such a system shows what was written before it can be read.
+    onAPlatformWithHints(desk);
     desk.desktop.inputSources.useGoogleHiragana();
     desk.desktop.applications.bundles["/Library/Input Methods/GoogleJapaneseInput.app"] = {
         "com.google.inputmethod.Japanese", "3.34.6260"};
@@ -59,6 +69,13 @@ void openComposition(ExplorationDesk& desk) {
     desk.claude.userComposes("かな");
     desk.desktop.windows.showCandidates(true);
     desk.desktop.loop.runFor(1s);
+}
+
+// About 3,500 elements; 4,000 are the limit.
+void atLongConversation(ExplorationDesk& desk) {
+    onAPlatformWithHints(desk);
+    desk.desktop.accessibility.supportsSearch = true;
+    inClaude(desk, ExplorationDesk::destination, 870);
 }
 
 void slowPage(ExplorationDesk& desk) {
@@ -96,6 +113,17 @@ void messageLeftInEditor(ExplorationDesk& desk) {
     desk.orvel.reset();
     desk.claude.habits.ignoresPresses = false;
     desk.desktop.applications.bringToFront(SimulatedApplications::self);
+}
+
+void atCodex(ExplorationDesk& desk) {
+    desk.source = Agent::claude;
+    pairUp(desk);
+}
+
+// Another program holds the conversation, and takes what is queued for it.
+void atHeldCodex(ExplorationDesk& desk) {
+    atCodex(desk);
+    desk.codex.holdAsAnother(ExplorationDesk::codexSession);
 }
 
 void sendRelay(OrvelProcess& orvel) {
@@ -146,6 +174,15 @@ void userGoesOn(ExplorationDesk& desk, SafetyJudge& judge) {
     });
 }
 
+// The user tries again where Orvel offers it.
+void userRetries(ExplorationDesk& desk, SafetyJudge& judge) {
+    desk.codex.hasServer = desk.codex.queueStores = desk.codex.queueEnds = true;
+    desk.codex.queueStatus = 0;
+    const auto pending = desk.model().pendingTransfer();
+    if (judge.isReceived() || (pending && !desk.model().mayRetry(*pending))) return;
+    desk.perform([](OrvelProcess& orvel) { orvel.model.sendRelay(); });
+}
+
 constexpr Scenario scenarios[] = {
     {"ordinary", "a send into the conversation that Claude shows", atDestination, sendRelay},
     {"navigation", "a send that moves Claude from an empty page", atEmptyElsewhere, sendRelay},
@@ -171,6 +208,25 @@ constexpr Scenario scenarios[] = {
      Ending::received, userGoesOn},
     {"new conversation", "a first message into a conversation that it makes", atEmptyElsewhere,
      startConversation, Ending::received, nullptr, newText},
+    {.name = "long conversation",
+     .about = "a send into a page of thousands of elements",
+     .prepare = atLongConversation,
+     .work = sendRelay,
+     .coarseness = 100},
+    {.name = "into Codex",
+     .about = "a send into Codex, and a retry where Orvel offers one",
+     .prepare = atCodex,
+     .work = sendRelay,
+     .afterwards = userRetries,
+     .destination = Agent::codex,
+     .watching = 3s},
+    {.name = "into held Codex",
+     .about = "the same while another program holds the conversation",
+     .prepare = atHeldCodex,
+     .work = sendRelay,
+     .afterwards = userRetries,
+     .destination = Agent::codex,
+     .watching = 3s},
 };
 
 } // namespace

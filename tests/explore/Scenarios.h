@@ -2,7 +2,7 @@
 // Work: what the user has Orvel do, and in what world.
 
 #include "explore/ExplorationDesk.h"
-#include "explore/SafetyRules.h"
+#include "explore/SafetyJudge.h"
 
 #include <functional>
 #include <span>
@@ -30,6 +30,9 @@ struct Scenario {
     void (*afterwards)(ExplorationDesk& desk, SafetyJudge& judge) = nullptr;
     std::string_view newConversation = {}; ///< The text for a new conversation, if one is to be made.
     bool isWritten = false;                ///< The message was written before.
+    Agent destination = Agent::claude;     ///< Into whose conversation the message goes.
+    MainLoop::Duration watching{0};        ///< How long faults still happen after the work.
+    std::uint64_t coarseness = 1;          ///< Sweeps go on by so many of their strides; runs are as rare.
 };
 
 std::span<const Scenario> allScenarios();

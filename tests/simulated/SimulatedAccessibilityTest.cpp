@@ -98,6 +98,40 @@ TEST_F(SimulatedAccessibilityTest, callEndsWithinTheElementsTimeout) {
     EXPECT_EQ(written, "new");
 }
 
+TEST_F(SimulatedAccessibilityTest, composedWriteEndsWhenItsTextCanBeRead) {
+    access.composesWrites = true;
+    access.writeTime = 20ms;
+    access.setMessagingTimeout(field->handle(), 100ms);
+    struct Row {
+        const char* name;
+        MainLoop::Duration shows;
+        const char* shown;
+        AXStatus expected;
+        MainLoop::Duration takes;
+    };
+    const Row rows[] = {
+        {"shown in time", 15ms, "new", AXStatus::success, 35ms},
+        {"shown too late", 90ms, "new", AXStatus::mayHaveHappened, 100ms},
+        {"something else is shown", 15ms, "ne", AXStatus::mayHaveHappened, 100ms},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        field->set("AXValue", std::string("draft"));
+        field->write = [&](std::string_view, const AXValue&) {
+            desktop.loop.outside(row.shows, [&] { field->set("AXValue", std::string(row.shown)); });
+            return AXStatus::success;
+        };
+        const auto began = desktop.loop.uptime();
+        EXPECT_EQ(access.setAttribute(field->handle(), "AXValue", std::string("new")), row.expected);
+        EXPECT_EQ(desktop.loop.uptime() - began, row.takes);
+        desktop.loop.runFor(1s);
+    }
+
+    desktop.loop.outside(10ms, [&] { field->remove(); });
+    EXPECT_EQ(access.setAttribute(field->handle(), "AXValue", std::string("new")), AXStatus::mayHaveHappened)
+        << "gone before the paste";
+}
+
 TEST_F(SimulatedAccessibilityTest, observerDecidesWhatBecomesOfAStep) {
     struct Row {
         const char* name;

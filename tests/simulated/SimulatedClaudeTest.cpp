@@ -81,7 +81,6 @@ TEST_F(SimulatedClaudeTest, editorSitsBelowFiveGroupsInAPageWithTheAddressOfItsC
 
 TEST_F(SimulatedClaudeTest, sendComesWithTextAndIsEnabledLater) {
     EXPECT_EQ(claude.sendElement(), nullptr);
-    claude.habits.writtenShows = 15ms;
     EXPECT_EQ(writeEditor("hello"), AXStatus::success);
     EXPECT_EQ(shownText(), "") << "the tree is late";
     pass(20ms);

@@ -37,6 +37,7 @@ TEST_F(SimulatedDesktopTest, longestHoldIsThatOfOneTurn) {
     loop.run();
     EXPECT_EQ(loop.longestHold().duration, 7ms);
     EXPECT_EQ(loop.longestHold().slowestCall, 4ms);
+    EXPECT_EQ(loop.busiestHold().own(), 3ms);
     EXPECT_EQ(loop.latestCall(), 3ms);
 }
 
@@ -122,6 +123,52 @@ TEST_F(SimulatedDesktopTest, keysWaitForTheTapAndForTheMainThread) {
     EXPECT_EQ(notes.held, "abc") << "a key that waited too long passes";
     EXPECT_FALSE(keyboard.isEnabled());
     EXPECT_EQ(seen.back(), TapEventType::tapDisabledByTimeout);
+}
+
+// Says a word now and then, and leaves when its input ends.
+class Talker : public SimulatedProgram {
+  public:
+    Talker(SimulatedChildSide side, int& ended) : SimulatedProgram(side), ended(ended) {}
+    ~Talker() override { ++ended; }
+    void started() override { talk(); }
+
+  private:
+    void talk() {
+        side.write("word");
+        side.after(10ms, [this] { talk(); });
+    }
+    int& ended;
+};
+
+TEST_F(SimulatedDesktopTest, childrenBreakInManyWays) {
+    enum class Way { none, breaksOff, fallsSilent, isOrphaned };
+    struct Row {
+        Way way;
+        std::string_view read;
+        bool runsOn;
+    };
+    for (const auto& [way, read, runsOn] :
+         {Row{Way::none, "wordword", true}, Row{Way::breaksOff, "wo", true},
+          Row{Way::fallsSilent, "word", true}, Row{Way::isOrphaned, "", false}}) {
+        SCOPED_TRACE(static_cast<int>(way));
+        auto& processes = desktop.processes;
+        int ended = 0;
+        processes.programs["/talker"] = [&](SimulatedChildSide side, const ChildLaunch&) {
+            return std::make_unique<Talker>(side, ended);
+        };
+        const auto child = processes.start({.executable = "/talker", .hasPipes = true});
+        loop.runFor(5ms);
+        if (way == Way::breaksOff) processes.breakOffOutputs();
+        if (way == Way::fallsSilent) processes.silenceAll();
+        if (way == Way::isOrphaned) processes.orphanAll();
+        loop.runFor(10ms);
+        std::string text(100, ' ');
+        text.resize(child->read(text).count);
+        EXPECT_EQ(text, read);
+        EXPECT_EQ(processes.running(), runsOn ? 1 : 0);
+        EXPECT_EQ(ended, runsOn ? 0 : 1) << "an orphan finds its input closed";
+        processes.killAll();
+    }
 }
 
 TEST_F(SimulatedDesktopTest, clipboardCountsEverybodysChanges) {

@@ -32,6 +32,7 @@ class RealTimeWorld : public WorldLoop {
         });
     }
     void spend(Duration) override {}
+    bool spendUntil(const std::function<bool()>& isDone, Duration) override { return isDone(); }
 
   private:
     MainLoop& loop;

@@ -61,7 +61,7 @@ class SimulatedAccessibility::ReadAhead : public AXReadAhead {
   public:
     ReadAhead(SimulatedAccessibility& owner, SimulatedElement& root, std::span<const std::string_view> names,
               std::size_t limit)
-        : owner(owner), begun(owner.loop.uptime()) {
+        : owner(owner), begun(owner.endOfFetches()) {
         for (const auto name : names) wanted.emplace_back(name);
         for (auto* element : everythingBelow(root)) {
             if (arrivals.size() == limit) break;
@@ -70,6 +70,8 @@ class SimulatedAccessibility::ReadAhead : public AXReadAhead {
         owner.fetched.push_back(this);
     }
     ~ReadAhead() override { std::erase(owner.fetched, this); }
+
+    MainLoop::Duration end() const { return begun + static_cast<std::int64_t>(arrivals.size()) * fetchTime; }
 
     // When the value has arrived, if this read may be answered from it.
     std::optional<MainLoop::Duration> take(const SimulatedElement& element, std::string_view name) {
@@ -185,11 +187,36 @@ AXSettable SimulatedAccessibility::isSettable(const AXElement& element, std::str
 
 AXStatus SimulatedAccessibility::setAttribute(const AXElement& element, std::string_view name,
                                               const AXValue& value) {
-    const auto call = begin("setAttribute", element, name, true, writeTime);
+    const auto call =
+        begin("setAttribute", element, name, true, composesWrites ? MainLoop::Duration::zero() : writeTime);
     if (!call.happens) return call.status;
-    const auto write = call.element->write; // The element may vanish by it.
-    const auto status = write ? write(name, value) : AXStatus::attributeUnsupported;
+    const auto status =
+        composesWrites ? compose(*call.element, name, value) : write(*call.element, name, value);
     return call.status == AXStatus::success ? status : call.status;
+}
+
+AXStatus SimulatedAccessibility::write(SimulatedElement& element, std::string_view name,
+                                       const AXValue& value) {
+    if (element.isRemoved()) return AXStatus::invalidElement;
+    const auto take = element.write; // The element may vanish by it.
+    return take ? take(name, value) : AXStatus::attributeUnsupported;
+}
+
+AXStatus SimulatedAccessibility::compose(SimulatedElement& element, std::string_view name,
+                                         const AXValue& value) {
+    const auto target = element.shared_from_this();
+    const auto pasted = std::make_shared<std::optional<AXStatus>>();
+    loop.outside(writeTime, [this, target, pasted, name = std::string(name), value] {
+        *pasted = write(*target, name, value);
+    });
+    const auto isDone = [&] {
+        if (!*pasted) return false;
+        const auto* read = target->find(name);
+        return **pasted != AXStatus::success || target->isRemoved() || (read && *read == value);
+    };
+    const auto bound = element.messagingTimeout.count() > 0 ? element.messagingTimeout : ownBound;
+    if (!loop.spendUntil(isDone, bound) || target->isRemoved()) return AXStatus::mayHaveHappened;
+    return **pasted;
 }
 
 AXActionNames SimulatedAccessibility::actionNames(const AXElement& element) {
@@ -235,6 +262,13 @@ std::optional<ProcessID> SimulatedAccessibility::process(const AXElement& handle
     for (const auto& [process, root] : applications)
         if (root.get() == top) return process;
     return std::nullopt;
+}
+
+// What is fetched ahead goes over one wire.
+MainLoop::Duration SimulatedAccessibility::endOfFetches() const {
+    auto end = loop.uptime();
+    for (const auto* ahead : fetched) end = std::max(end, ahead->end());
+    return end;
 }
 
 std::unique_ptr<AXReadAhead> SimulatedAccessibility::readAhead(const AXElement& root,

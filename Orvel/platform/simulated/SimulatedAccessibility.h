@@ -35,8 +35,11 @@ class SimulatedAccessibility : public Accessibility {
 
     bool trusted = true;
     SimulatedLatency latency;
-    std::chrono::nanoseconds writeTime{1'000'000}; ///< 30 to 60 ms where a write is composed.
-    std::chrono::milliseconds ownBound{6'000};     ///< Of calls on elements without a timeout of their own.
+    std::chrono::nanoseconds writeTime{1'000'000};
+    /// The platform knows no writes: it pastes `writeTime` after the call, and returns when it reads the
+    /// text.
+    bool composesWrites = false;
+    std::chrono::milliseconds ownBound{6'000}; ///< Of calls on elements without a timeout of their own.
     std::chrono::milliseconds greatestBound{
         100'000}; ///< What the platform takes at most, however long it may.
     bool supportsReadAhead = false, supportsSearch = false;
@@ -75,6 +78,9 @@ class SimulatedAccessibility : public Accessibility {
     Call begin(std::string_view operation, const AXElement& handle, std::string_view name, bool isWrite,
                std::chrono::nanoseconds duration);
     AXReading valueOf(SimulatedElement& element, std::string_view name) const;
+    AXStatus write(SimulatedElement& element, std::string_view name, const AXValue& value);
+    AXStatus compose(SimulatedElement& element, std::string_view name, const AXValue& value);
+    MainLoop::Duration endOfFetches() const;
 
     WorldLoop& loop;
     SimulatedSteps& steps;

@@ -25,7 +25,7 @@ struct SimulatedClaudeHabits {
     Duration loading{120'000'000};       ///< From there to the new page.
     Duration settling{0};                ///< From there to its composer.
     Duration textShows{15'000'000};      ///< From what is typed to what can be read of it.
-    Duration writtenShows{0};            ///< The same for a write, which has read back before it returns.
+    Duration writtenShows{15'000'000};   ///< The same for what another program writes.
     Duration sendAppears{30'000'000};    ///< From readable text to the Send button.
     Duration sendEnables{90'000'000};    ///< From there to its being enabled.
     Duration receipt{250'000'000};       ///< From Send to the message in the transcript.

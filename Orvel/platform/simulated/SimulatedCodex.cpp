@@ -116,6 +116,11 @@ SimulatedCodex::SimulatedCodex(SimulatedProcesses& processes, SimulatedLoop& loo
 
 SimulatedCodex::~SimulatedCodex() = default;
 
+bool SimulatedCodex::isHeld(const std::string& threadID) const {
+    const auto thread = home.thread(threadID);
+    return thread && home.hasWriter(*thread);
+}
+
 void SimulatedCodex::holdAsAnother(const std::string& threadID) {
     const auto thread = home.thread(threadID);
     auto writer = thread ? home.writer(*thread) : nullptr;

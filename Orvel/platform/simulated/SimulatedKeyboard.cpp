@@ -38,7 +38,8 @@ void SimulatedKeyboard::press(const std::string& text, const TapEvent& event) {
 }
 
 void SimulatedKeyboard::arrive(const std::string& text) {
-    if (auto* application = applications.inFront()) application->typed(text);
+    auto* application = applications.inFront();
+    if (application && !text.empty()) application->typed(text);
 }
 
 void SimulatedKeyboard::disable(TapEventType reason) {

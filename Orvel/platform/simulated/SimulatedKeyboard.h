@@ -27,7 +27,8 @@ class SimulatedKeyboard : public KeyboardTap, public EventPosting {
 
     // The world's side
 
-    /// The person presses a key that types `text`. The key waits for the main thread if a tap runs.
+    /// The person presses a key that types `text`, or nothing, as an arrow key does. The key waits for the
+    /// main thread if a tap runs.
     void press(const std::string& text, const TapEvent& event = {});
     void disable(TapEventType reason);
 

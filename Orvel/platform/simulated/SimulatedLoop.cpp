@@ -66,6 +66,16 @@ void SimulatedLoop::spend(Duration duration) {
     clock = end;
 }
 
+bool SimulatedLoop::spendUntil(const std::function<bool()>& isDone, Duration limit) {
+    const auto began = clock;
+    latest = std::max(latest, began - turnBegan);
+    while (!isDone() && !world.empty() && world.begin()->first.first <= began + limit) runOutside();
+    const bool done = isDone();
+    if (!done) clock = began + limit;
+    awaited += clock - began;
+    return done;
+}
+
 SimulatedLoop::Key SimulatedLoop::schedule(Queue& queue, Duration delay, std::function<void()> action) {
     const Key key{clock + delay, ++last};
     queue.emplace(key, std::move(action));
@@ -91,9 +101,11 @@ void SimulatedLoop::runTurn() {
     const auto next = waiting.extract(waiting.begin());
     clock = std::max(clock, next.key().first);
     turnBegan = clock;
-    slowestCall = Duration::zero();
+    slowestCall = awaited = Duration::zero();
     next.mapped()();
-    if (clock - turnBegan > longest.duration) longest = {clock - turnBegan, slowestCall};
+    const Hold hold{clock - turnBegan, slowestCall, awaited};
+    if (hold.duration > longest.duration) longest = hold;
+    if (hold.own() > busiest.own()) busiest = hold;
     turnBegan = clock;
 }
 

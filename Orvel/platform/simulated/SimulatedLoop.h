@@ -15,6 +15,10 @@ class SimulatedLoop : public WorldLoop {
     struct Hold {
         Duration duration{0};
         Duration slowestCall{0}; ///< The longest `spend` in it.
+        Duration awaited{0};     ///< In all calls of `spendUntil`.
+
+        /// Without what the program can't shorten.
+        Duration own() const { return duration - slowestCall - awaited; }
     };
 
     ~SimulatedLoop() override;
@@ -47,9 +51,12 @@ class SimulatedLoop : public WorldLoop {
     /// Also in the middle of a call that takes its time.
     void outside(Duration delay, std::function<void()> action) override;
     void spend(Duration duration) override;
+    bool spendUntil(const std::function<bool()>& isDone, Duration limit) override;
 
     /// The longest turn so far, and how far into its turn the latest call began that took its time.
     const Hold& longestHold() const { return longest; }
+    /// The turn that took longest of its own accord.
+    const Hold& busiestHold() const { return busiest; }
     Duration latestCall() const { return latest; }
 
     Duration uptime() const override { return clock; }
@@ -77,8 +84,8 @@ class SimulatedLoop : public WorldLoop {
 
     bool isOutside = false;
     Duration turnBegan{0};
-    Duration slowestCall{0};
-    Hold longest;
+    Duration slowestCall{0}, awaited{0};
+    Hold longest, busiest;
     Duration latest{0};
 };
 

@@ -66,7 +66,7 @@ class SimulatedChildState : public std::enable_shared_from_this<SimulatedChildSt
     // The program's output
 
     void writeOutput(std::string_view bytes) {
-        if (!isOutputOpen) return;
+        if (!isOutputOpen || isSilent) return;
         outbox += bytes;
         wakeWatches();
     }
@@ -74,6 +74,12 @@ class SimulatedChildState : public std::enable_shared_from_this<SimulatedChildSt
     void closeOutput() {
         isOutputOpen = false;
         wakeWatches();
+    }
+
+    void breakOffOutput() {
+        outbox = outbox.substr(taken, (outbox.size() - taken) / 2);
+        taken = 0;
+        closeOutput();
     }
 
     PipeTransfer read(std::span<char> into) {
@@ -145,6 +151,8 @@ class SimulatedChildState : public std::enable_shared_from_this<SimulatedChildSt
     std::size_t taken = 0; ///< How much of the outbox has been read.
     bool isInputOpen, isOutputOpen;
     bool isHeld = true; ///< The pipes are open on the side of the child's owner.
+    bool isSilent = false;
+    bool isOrphan = false; ///< The owner has ended.
 };
 
 namespace {
@@ -169,7 +177,7 @@ class SimulatedChild : public ChildProcess {
                    std::set<std::shared_ptr<SimulatedChildState>>& children)
         : state(std::move(state)), children(children) {}
     ~SimulatedChild() override {
-        state->endFromOutside();
+        if (!state->isOrphan) state->endFromOutside();
         children.erase(state);
     }
 
@@ -179,11 +187,12 @@ class SimulatedChild : public ChildProcess {
     }
     void terminate() override {
         state->step("terminate");
+        if (state->isOrphan) return;
         state->tellProgram([](SimulatedProgram& running) { running.terminated(); });
     }
     void kill() override {
         state->step("kill");
-        state->endFromOutside();
+        if (!state->isOrphan) state->endFromOutside();
     }
     PipeTransfer read(std::span<char> into) override {
         state->step("read");
@@ -233,6 +242,7 @@ std::unique_ptr<ChildProcess> SimulatedProcesses::start(const ChildLaunch& launc
         throw ProcessError(ProcessError::Case::launchFailed,
                            "The program could not be started: " + launch.executable);
     launches.push_back(launch);
+    if (onStart) onStart(launch);
     auto state = std::make_shared<SimulatedChildState>(*this, launch.hasPipes);
     children.insert(state);
     state->begin(program->second(SimulatedChildSide(*state), launch));
@@ -255,6 +265,28 @@ int SimulatedProcesses::running() const {
 
 void SimulatedProcesses::killAll() {
     for (const auto& child : children) child->endFromOutside();
+}
+
+void SimulatedProcesses::breakOffOutputs() {
+    for (const auto& child : children) child->breakOffOutput();
+}
+
+void SimulatedProcesses::silenceAll() {
+    for (const auto& child : children) child->isSilent = true;
+}
+
+void SimulatedProcesses::orphanAll() {
+    for (const auto& child : children) {
+        child->closePipes();
+        child->isOrphan = true;
+    }
+    orphans.insert(orphans.end(), children.begin(), children.end());
+    children.clear();
+}
+
+void SimulatedProcesses::endOrphans() {
+    for (const auto& child : orphans) child->endFromOutside();
+    orphans.clear();
 }
 
 void SimulatedProcesses::step(std::string_view name) {

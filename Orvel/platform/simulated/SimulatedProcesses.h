@@ -79,8 +79,18 @@ class SimulatedProcesses : public Processes {
     /// "whenReady", "exitStatus", "terminate", "kill"); may throw from "start", kill children, or do anything
     /// else to the outside but destroy a child.
     std::function<void(std::string_view step)> beforeStep;
+    /// Told of each child that is started.
+    std::function<void(const ChildLaunch& launch)> onStart;
     /// Ends all children at once, as if each had been killed from outside.
     void killAll();
+    /// The output of every child ends in the middle of what has not been read of it.
+    void breakOffOutputs();
+    /// No child says anything any more; they run on.
+    void silenceAll();
+    /// The program that started them has ended: its ends of the pipes are closed, its handles reach nothing
+    /// any more, and the children go their own ways.
+    void orphanAll();
+    void endOrphans();
 
   private:
     friend class SimulatedChildState;
@@ -88,6 +98,7 @@ class SimulatedProcesses : public Processes {
 
     SimulatedLoop& loop;
     std::set<std::shared_ptr<SimulatedChildState>> children;
+    std::list<std::shared_ptr<SimulatedChildState>> orphans;
 };
 
 } // namespace orvel

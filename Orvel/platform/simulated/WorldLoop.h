@@ -13,6 +13,10 @@ class WorldLoop : public MainLoop {
 
     /// The call that this turn makes takes so long. Says nothing of what happens outside.
     virtual void spend(Duration duration) = 0;
+
+    /// The same, of a call that ends as soon as `isDone`, which is asked whenever something has happened
+    /// outside; gives whether it is done within the limit.
+    virtual bool spendUntil(const std::function<bool()>& isDone, Duration limit) = 0;
 };
 
 } // namespace orvel

@@ -1,0 +1,79 @@
+// Codex as a destination: which commands are run, and what stands in the transcript and waits in the queue.
+
+#include "explore/DestinationWatch.h"
+#include "explore/SafetyJudge.h"
+
+#include "samples/SampleCodexThread.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
+#include <nlohmann/json.hpp>
+
+namespace orvel::explore {
+
+namespace {
+
+using Item = SampleCodexTurn::Item;
+
+class CodexWatch : public DestinationWatch {
+  public:
+    CodexWatch(ExplorationDesk& desk, SafetyJudge& judge) : desk(desk), judge(judge) {
+        desk.desktop.processes.onStart = [this](const ChildLaunch& launch) { see(launch); };
+    }
+    ~CodexWatch() override { desk.desktop.processes.onStart = nullptr; }
+
+    bool touches(const SimulatedStep& step) override {
+        return step.operation == "process" && step.name == "start";
+    }
+
+    bool mayHoldMessage() const override { return handovers > 0; }
+
+    bool hasReceived(const std::string& text) const override { return inTranscript(text) > 0; }
+
+    void finish(const std::string& text) override {
+        if (inTranscript(text) + inQueue(text) > 1)
+            judge.fail(Rule::sentOnce, "the message stands in the destination twice");
+    }
+
+  private:
+    void see(const ChildLaunch& launch) {
+        if (launch.arguments.empty() || launch.arguments.front() != "queue") return;
+        if (++handovers > 1) judge.fail(Rule::writtenOnce, "handed over twice");
+        const std::vector<std::string> expected{"queue", "--thread", ExplorationDesk::codexSession,
+                                                "--message", judge.payload().value_or("")};
+        if (launch.arguments != expected)
+            judge.fail(Rule::onlyTheMessageIsSent, "handed something else to Codex than the message");
+    }
+
+    std::ptrdiff_t inTranscript(const std::string& text) const {
+        std::ptrdiff_t count = 0;
+        for (const auto& turn : SampleCodexThread::read(desk.codexTranscriptPath()).turns)
+            count += std::count_if(turn.items.begin(), turn.items.end(), [&](const Item& item) {
+                return item.kind == Item::Kind::user && item.text == text;
+            });
+        return count;
+    }
+
+    std::ptrdiff_t inQueue(const std::string& text) const {
+        std::ifstream file(desk.codexQueuePath(), std::ios::binary);
+        const std::string lines{std::istreambuf_iterator<char>(file), {}};
+        const auto line = nlohmann::json(text).dump() + '\n';
+        std::ptrdiff_t count = 0;
+        for (auto at = lines.find(line); at != lines.npos; at = lines.find(line, at + 1)) ++count;
+        return count;
+    }
+
+    ExplorationDesk& desk;
+    SafetyJudge& judge;
+    int handovers = 0;
+};
+
+} // namespace
+
+std::unique_ptr<DestinationWatch> watchCodex(ExplorationDesk& desk, SafetyJudge& judge) {
+    return std::make_unique<CodexWatch>(desk, judge);
+}
+
+} // namespace orvel::explore

@@ -1,0 +1,35 @@
+#pragma once
+// What a judge sees of a destination from the destination's own side. Each program has one.
+
+#include "explore/ExplorationDesk.h"
+
+#include <memory>
+#include <string>
+
+namespace orvel::explore {
+
+class SafetyJudge;
+
+class DestinationWatch {
+  public:
+    virtual ~DestinationWatch() = default;
+
+    /// Told of every step that is about to happen, after the faults had their turn. Gives whether it touches
+    /// the destination.
+    virtual bool touches(const SimulatedStep& step) = 0;
+
+    /// Whether anything may have been put into it.
+    virtual bool mayHoldMessage() const = 0;
+
+    /// Whether the text stands in its transcript, as a message of the user's.
+    virtual bool hasReceived(const std::string& text) const = 0;
+
+    /// Asked at the end of a run for what can only be said then.
+    virtual void finish(const std::string&) {}
+};
+
+/// The one of the program into which the desk's message goes. It reports to the judge.
+std::unique_ptr<DestinationWatch> watchClaude(ExplorationDesk& desk, SafetyJudge& judge);
+std::unique_ptr<DestinationWatch> watchCodex(ExplorationDesk& desk, SafetyJudge& judge);
+
+} // namespace orvel::explore

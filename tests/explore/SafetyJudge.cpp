@@ -1,0 +1,156 @@
+#include "explore/SafetyJudge.h"
+
+#include "Orvel/model/RelayStateFile.h"
+#include "explore/Scenarios.h"
+
+namespace orvel::explore {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr MainLoop::Duration longestUnbrokenHold = 10ms;
+
+long long microseconds(MainLoop::Duration duration) {
+    return duration / 1us;
+}
+
+} // namespace
+
+SafetyJudge::SafetyJudge(ExplorationDesk& desk, const Scenario& scenario)
+    : desk(desk),
+      scenario(scenario),
+      destination(scenario.destination == Agent::codex ? watchCodex(desk, *this) : watchClaude(desk, *this)) {
+    watchProcess();
+}
+
+void SafetyJudge::watchProcess() {
+    desk.orvel->watched.onFailure = [this](const RelaySendError& failure) { judgeFailure(failure); };
+    changes = desk.model().changes().subscribe([this] { judgeOffer(); });
+}
+
+bool SafetyJudge::isNewConversation() const {
+    return !scenario.newConversation.empty();
+}
+
+bool SafetyJudge::isWritten() const {
+    return scenario.isWritten;
+}
+
+std::optional<std::string> SafetyJudge::payload() const {
+    if (isNewConversation()) return std::string(scenario.newConversation);
+    const auto saved = readRelayState(desk.relayStatePath());
+    if (saved.transfers.empty()) return std::nullopt;
+    return *saved.transfers.back().payload;
+}
+
+void SafetyJudge::watch(const SimulatedStep& step) {
+    if (destination->touches(step)) judgeSaved();
+}
+
+void SafetyJudge::judgeSaved() {
+    if (isNewConversation()) return;
+    const auto saved = readRelayState(desk.relayStatePath());
+    if (saved.transfers.empty())
+        fail(Rule::savedFirst, "touched with nothing on disk");
+    else if (saved.transfers.back().isPending() && saved.transfers.back().retryable != false)
+        fail(Rule::savedFirst, "touched while the record allows a retry");
+}
+
+void SafetyJudge::judgeFailure(const RelaySendError& failure) {
+    if (failure.canRetry() && mayHoldMessage())
+        fail(Rule::retryOnlyIfNothingInserted, "the sender allows a retry after a write");
+}
+
+// At the very moment of the offer; a moment later a receipt may have taken it back.
+void SafetyJudge::judgeOffer() {
+    if (desk.isDead()) return;
+    const auto pending = desk.model().pendingTransfer();
+    const bool isOffered = pending && desk.model().mayRetry(*pending);
+    if (isOffered && !wasOffered && mayHoldMessage())
+        fail(Rule::retryOnlyIfNothingInserted, "a retry is offered after a write");
+    wasOffered = isOffered;
+}
+
+void SafetyJudge::finish() {
+    judgeMemory();
+    judgeReceipts();
+    judgeDiagnostics();
+    judgeRest();
+    judgeHolds();
+}
+
+void SafetyJudge::judgeMemory() {
+    if (!(readRelayState(desk.relayStatePath()) == desk.model().relay().relayState.get()))
+        fail(Rule::memoryEqualsDisk, "the file holds another state than the memory");
+}
+
+bool SafetyJudge::isReceived() const {
+    if (isNewConversation()) return desk.orvel && desk.orvel->started.has_value();
+    const auto& transfers = desk.model().relay().relayState->transfers;
+    return !transfers.empty() && !transfers.back().isPending();
+}
+
+void SafetyJudge::judgeReceipts() {
+    const auto text = payload();
+    if (!text) {
+        if (mayHoldMessage()) fail(Rule::noTransferIsLost, "written, and no record of it");
+        return;
+    }
+    destination->finish(*text);
+    if (isNewConversation()) {
+        if (isReceived() && !destination->hasReceived(*text))
+            fail(Rule::receivedOnlyIfThere, "gave a conversation without the message");
+        return;
+    }
+    const bool isThere = destination->hasReceived(*text);
+    const auto& transfer = desk.model().relay().relayState->transfers.back();
+    if (!transfer.isPending() && !isThere)
+        fail(Rule::receivedOnlyIfThere, "received without standing in the transcript");
+    if (transfer.isPending() && isThere) fail(Rule::noTransferIsLost, "arrived and still pending");
+    if (transfer.isPending() && !desk.model().pendingTransfer())
+        fail(Rule::noTransferIsLost, "pending and not shown");
+    if (transfer.isPending() && desk.model().mayRetry(transfer) && mayHoldMessage())
+        fail(Rule::retryOnlyIfNothingInserted, "the record allows a retry after a write");
+}
+
+void SafetyJudge::judgeDiagnostics() {
+    const auto check = [this](std::string_view where, std::string_view text) {
+        if (text.find(ExplorationDesk::canary) != std::string_view::npos)
+            fail(Rule::diagnosticsHoldNoContent, std::string(where) + " shows content");
+    };
+    const auto& model = desk.model();
+    check("the error", model.session().error->value_or(""));
+    check("the status", model.session().status.get());
+    for (const auto& [id, text] : model.relay().transferFailures.get()) check("a failure", text);
+    check("the history", desk.orvel->history.description().text());
+    check("a failed start", desk.orvel->startFailure.value_or(""));
+}
+
+void SafetyJudge::judgeRest() {
+    const auto& relay = desk.model().relay();
+    if (!desk.isIdle() || relay.isSending.get() || relay.isPreparing.get() ||
+        relay.isCheckingReceipts.get() || relay.isDiscovering.get() || relay.isRefreshingBusySource ||
+        desk.model().session().isLoading.get())
+        fail(Rule::comesToRest, "an operation is still under way");
+    const auto children = desk.desktop.processes.running();
+    if (children > 0) fail(Rule::noChildRemains, std::to_string(children) + " run on");
+}
+
+void SafetyJudge::judgeHolds() {
+    const auto& hold = desk.desktop.loop.longestHold();
+    const auto wait = desk.desktop.keyboard.longestWait();
+    if (wait > hold.duration)
+        fail(Rule::keysPass, "a key waited for " + std::to_string(microseconds(wait)) +
+                                 " microseconds, while the longest hold was " +
+                                 std::to_string(microseconds(hold.duration)));
+    const auto& busiest = desk.desktop.loop.busiestHold();
+    if (judgesHolds && busiest.own() > longestUnbrokenHold)
+        fail(Rule::mainThreadIsFree, "held for " + std::to_string(microseconds(busiest.duration)) +
+                                         " microseconds, of which the slowest call took " +
+                                         std::to_string(microseconds(busiest.slowestCall)) +
+                                         " and a composed write " +
+                                         std::to_string(microseconds(busiest.awaited)));
+}
+
+} // namespace orvel::explore

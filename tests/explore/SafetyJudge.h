@@ -1,0 +1,66 @@
+#pragma once
+// Judgement of one run by all rules. What happens in the destination is seen by its watch.
+
+#include "explore/DestinationWatch.h"
+#include "explore/SafetyRules.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace orvel::explore {
+
+struct Scenario;
+
+class SafetyJudge {
+  public:
+    /// The desk and the scenario outlive the judge.
+    SafetyJudge(ExplorationDesk& desk, const Scenario& scenario);
+
+    /// The user lets Orvel press Send once more.
+    void allowAnotherPress() { ++presses; }
+    /// Calls that were made slow on purpose say nothing of how long Orvel holds the main thread.
+    void ignoreHolds() { judgesHolds = false; }
+
+    /// To be told of every step that is about to happen, after the faults had their turn.
+    void watch(const SimulatedStep& step);
+    /// Orvel was started anew.
+    void watchProcess();
+    /// To be asked at the end of a run, after the faults have stopped.
+    void finish();
+
+    const std::vector<BrokenRule>& broken() const { return found; }
+    bool isReceived() const;
+    bool mayHoldMessage() const { return destination->mayHoldMessage(); }
+
+    // For the watch of the destination
+
+    void fail(Rule rule, std::string detail) { found.push_back({rule, std::move(detail)}); }
+    /// The text that is to be delivered.
+    std::optional<std::string> payload() const;
+    bool isNewConversation() const;
+    /// Whether an earlier attempt has written the message.
+    bool isWritten() const;
+    int allowedPresses() const { return presses; }
+
+  private:
+    void judgeFailure(const RelaySendError& failure);
+    void judgeOffer();
+    void judgeSaved();
+    void judgeMemory();
+    void judgeReceipts();
+    void judgeDiagnostics();
+    void judgeRest();
+    void judgeHolds();
+
+    ExplorationDesk& desk;
+    const Scenario& scenario;
+    std::unique_ptr<DestinationWatch> destination;
+    ChangeSignal::Subscription changes;
+    int presses = 1;
+    bool judgesHolds = true, wasOffered = false;
+    std::vector<BrokenRule> found;
+};
+
+} // namespace orvel::explore
