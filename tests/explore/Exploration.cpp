@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <set>
 #include <system_error>
 
 #include <fmt/format.h>
@@ -126,7 +127,11 @@ void ExplorationReport::add(const RunPlan& plan, const RunResult& result) {
     longestKeyWait = std::max(longestKeyWait, result.longestKeyWait);
     if (result.isReceived) ++received;
     if (result.isRetryOffered) ++retriesOffered;
-    if (result.broken.empty() || ++failed > keptFailures) return;
+    std::set<Rule> rules;
+    for (const auto& each : result.broken) rules.insert(each.rule);
+    bool isNew = false;
+    for (const auto rule : rules) isNew = broken[rule]++ == 0 || isNew;
+    if (rules.empty() || (++failed > keptFailures && !isNew)) return;
     auto text = inWords(plan) + "\n";
     for (const auto& [rule, detail] : result.broken)
         text += fmt::format("broken: {} ({})\n", nameOf(rule), detail);
@@ -147,6 +152,7 @@ void ExplorationReport::add(const ExplorationReport& other) {
     retriesOffered += other.retriesOffered;
     failures.insert(failures.end(), other.failures.begin(), other.failures.end());
     failed += other.failed;
+    for (const auto& [rule, count] : other.broken) broken[rule] += count;
 }
 
 Exploration::Exploration() {

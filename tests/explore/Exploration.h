@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -47,9 +48,11 @@ struct ExplorationReport {
     std::uint64_t runs = 0, steps = 0, faults = 0;
     MainLoop::Duration longestHold{0}, longestOwnHold{0}, longestKeyWait{0};
     std::uint64_t received = 0, retriesOffered = 0;
-    /// The first runs that broke a rule, each with its plan in words, the rules and the last steps.
+    /// The first runs that broke a rule, and the first for each rule, with its plan in words, the rules and
+    /// the last steps.
     std::vector<std::string> failures;
     std::uint64_t failed = 0;
+    std::map<Rule, std::uint64_t> broken; ///< How many runs broke each.
 
     void add(const RunPlan& plan, const RunResult& result);
     void add(const ExplorationReport& other);

@@ -1,11 +1,7 @@
 #include "explore/ExplorationDesk.h"
 
-#include "OrvelCore/files/FileError.h"
-
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 
 namespace orvel::explore {
 
@@ -17,22 +13,7 @@ using namespace std::chrono_literals;
 constexpr MainLoop::Duration betweenKeys = 23ms;
 constexpr TapEvent arrowKey{.keyCode = 123};
 
-void writeFile(const std::string& path, std::string_view contents) {
-    std::ofstream file(path, std::ios::binary);
-    if (!file) {
-        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-        file.open(path, std::ios::binary);
-    }
-    file << contents;
-}
-
 } // namespace
-
-void QuickFileStore::replaceFile(const std::string& path, std::string_view contents) {
-    writeFile(path + ".new", contents);
-    if (std::rename((path + ".new").c_str(), path.c_str()) != 0)
-        throw FileError::fromErrno(errno, "save", path);
-}
 
 Task<void> WatchedSender::performSend(std::string text, ConversationReference to, ReceiptCheck check) {
     try {
@@ -75,7 +56,7 @@ ExplorationDesk::ExplorationDesk(std::string place)
     desktop.loop.setBackgroundDuration(2ms);
     CodexTranscript transcript({.id = codexSession, .workingDirectory = "/code/lark"});
     transcript.ask(std::string("Ask ") + canary).answer(std::string("Advice ") + canary);
-    writeFile(codexTranscriptPath(), transcript.text());
+    disk.write(codexTranscriptPath(), transcript.text());
     claude.addConversation(claudeSession, destination, {std::string("q ") + canary, "a"});
     claude.addConversation("5b0d714f-0000-4000-8000-000000000003", elsewhere, {"p", "b"});
     claude.show(destination);

@@ -7,6 +7,7 @@
 #include "Orvel/platform/simulated/SimulatedClaude.h"
 #include "Orvel/platform/simulated/SimulatedCodex.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
+#include "QuickFileStore.h"
 
 #include <functional>
 #include <memory>
@@ -14,11 +15,6 @@
 #include <string_view>
 
 namespace orvel::explore {
-
-/// Replaces files as a whole, and leaves it to the system when they reach the disk.
-struct QuickFileStore : FileStore {
-    void replaceFile(const std::string& path, std::string_view contents) override;
-};
 
 /// Passes on to the real sender, and tells of its failures.
 class WatchedSender : public ClaudeRelaySender {

@@ -27,13 +27,19 @@ TEST(ExplorationTest, undisturbedRunsEndAsTheyShould) {
 
 TEST(ExplorationTest, noRuleBreaksUnderAnyFault) {
     Exploration exploration;
+    ExplorationReport all;
     std::uint64_t first = 1;
     for (const auto& scenario : allScenarios()) {
         const auto report = exploration.sweep(scenario, 29, first++);
         EXPECT_EQ(report.failed, 0u) << firstOf(report);
+        all.add(report);
     }
     const auto report = exploration.mix(2, 4'000);
     EXPECT_EQ(report.failed, 0u) << firstOf(report);
+    all.add(report);
+    // A timeout of 150 ms is the slowest call; the system gives a tap 180 ms.
+    EXPECT_LE(all.longestHold, 165ms);
+    EXPECT_LE(all.longestKeyWait, all.longestHold);
 }
 
 TEST(ExplorationTest, sameSeedGivesTheSameTrace) {

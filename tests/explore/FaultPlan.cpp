@@ -147,6 +147,11 @@ void queueStoresAndFails(ExplorationDesk& desk, SimulatedStep&) {
     desk.codex.queueStatus = 1;
 }
 
+// It says that it took the message, and nobody ever sees it again.
+void queueLosesTheMessage(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codex.queueStores = false;
+}
+
 void queueNeverEnds(ExplorationDesk& desk, SimulatedStep&) {
     desk.codex.queueEnds = false;
 }
@@ -203,6 +208,7 @@ constexpr FaultKind faults[] = {
     {"no server", anyStep, noServer, Agent::codex},
     {"queue refuses", anyStep, queueRefuses, Agent::codex},
     {"queue stores and fails", anyStep, queueStoresAndFails, Agent::codex},
+    {"queue loses the message", anyStep, queueLosesTheMessage, Agent::codex},
     {"queue never ends", anyStep, queueNeverEnds, Agent::codex},
     {"turns fail", anyStep, turnsFail, Agent::codex},
     {"another program takes the thread", anyStep, anotherTakesTheThread, Agent::codex},

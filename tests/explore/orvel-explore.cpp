@@ -79,6 +79,7 @@ void print(std::string_view name, const ExplorationReport& report, double second
         name, report.runs, report.received, report.retriesOffered, report.failed,
         milliseconds(report.longestHold), milliseconds(report.longestOwnHold),
         milliseconds(report.longestKeyWait), static_cast<double>(report.runs) / seconds * 60);
+    for (const auto& [rule, count] : report.broken) fmt::print("  {} runs broke: {}\n", count, nameOf(rule));
     for (const auto& failure : report.failures) fmt::print("{}\n", failure);
     std::fflush(stdout);
 }

@@ -1,6 +1,7 @@
 // A relay into Codex with every fault at every step: a child dies, nothing can be saved, Orvel itself is
 // killed. Whatever happens, no message is delivered twice without the user, and none is lost.
 
+#include "QuickFileStore.h"
 #include "RelayFixture.h"
 
 #include "Orvel/platform/simulated/SimulatedCodex.h"
@@ -16,15 +17,6 @@ namespace orvel {
 namespace {
 
 using namespace std::chrono_literals;
-
-// These runs need no disk that keeps its promise at a power cut.
-struct QuickFileStore : FileStore {
-    void replaceFile(const std::string& path, std::string_view contents) override {
-        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-        std::ofstream(path + ".new", std::ios::binary) << contents;
-        std::filesystem::rename(path + ".new", path);
-    }
-};
 
 enum class Fault { none, childrenDie, nextSaveFails, nothingCanBeSaved, orvelDies };
 

@@ -56,7 +56,8 @@ std::chrono::nanoseconds SimulatedLatency::draw(SimulatedChance& chance) const {
     return between(worst / 2, worst, (place - 0.999) / 0.001);
 }
 
-// Values fetched at the beginning, each read once from when it has arrived.
+// Values as they were at the beginning, which is as old as they may be, each read once from when it has
+// arrived.
 class SimulatedAccessibility::ReadAhead : public AXReadAhead {
   public:
     ReadAhead(SimulatedAccessibility& owner, SimulatedElement& root, std::span<const std::string_view> names,
@@ -65,7 +66,9 @@ class SimulatedAccessibility::ReadAhead : public AXReadAhead {
         for (const auto name : names) wanted.emplace_back(name);
         for (auto* element : everythingBelow(root)) {
             if (arrivals.size() == limit) break;
-            arrivals.emplace(element, Fetched{element->shared_from_this(), arrivals.size() + 1, {}});
+            Fetched fetch{element->shared_from_this(), arrivals.size() + 1, {}, {}};
+            for (const auto& name : wanted) fetch.readings.push_back(owner.valueOf(*element, name));
+            arrivals.emplace(element, std::move(fetch));
         }
         owner.fetched.push_back(this);
     }
@@ -73,15 +76,17 @@ class SimulatedAccessibility::ReadAhead : public AXReadAhead {
 
     MainLoop::Duration end() const { return begun + static_cast<std::int64_t>(arrivals.size()) * fetchTime; }
 
-    // When the value has arrived, if this read may be answered from it.
-    std::optional<MainLoop::Duration> take(const SimulatedElement& element, std::string_view name) {
+    // The value, if this read may be answered from it.
+    std::optional<FetchedValue> take(const SimulatedElement& element, std::string_view name) {
         const auto wants = std::find(wanted.begin(), wanted.end(), name);
         const auto found = arrivals.find(&element);
         if (wants == wanted.end() || found == arrivals.end()) return std::nullopt;
         const auto bit = std::uint64_t{1} << (wants - wanted.begin());
         if (found->second.taken & bit) return std::nullopt;
         found->second.taken |= bit;
-        return begun + static_cast<std::int64_t>(found->second.place) * fetchTime;
+        return FetchedValue{
+            std::move(found->second.readings[static_cast<std::size_t>(wants - wanted.begin())]),
+            begun + static_cast<std::int64_t>(found->second.place) * fetchTime};
     }
 
   private:
@@ -89,6 +94,7 @@ class SimulatedAccessibility::ReadAhead : public AXReadAhead {
         SimulatedElement::Shared element;
         std::size_t place;
         std::uint64_t taken;
+        std::vector<AXReading> readings;
     };
 
     SimulatedAccessibility& owner;
@@ -111,7 +117,8 @@ SimulatedElement* SimulatedAccessibility::elementOf(const AXElement& handle) {
 
 SimulatedAccessibility::Call SimulatedAccessibility::begin(std::string_view operation,
                                                            const AXElement& handle, std::string_view name,
-                                                           bool isWrite, std::chrono::nanoseconds duration) {
+                                                           bool isWrite, std::chrono::nanoseconds duration,
+                                                           bool isKnown) {
     auto* element = elementOf(handle);
     SimulatedStep step{.operation = operation,
                        .name = name.empty() ? name : lastingName(name),
@@ -124,7 +131,7 @@ SimulatedAccessibility::Call SimulatedAccessibility::begin(std::string_view oper
     loop.spend(std::min(duration + step.delay, bound));
     if (!trusted) return {nullptr, AXStatus::apiDisabled, false};
     if (step.report) return {element, *step.report, step.happens && element && !element->isRemoved()};
-    if (!element || element->isRemoved()) return {nullptr, AXStatus::invalidElement, false};
+    if (!element || (element->isRemoved() && !isKnown)) return {nullptr, AXStatus::invalidElement, false};
     if (isLate) return {element, AXStatus::cannotComplete, isWrite}; // A write goes its way all the same.
     return {element, AXStatus::success, true};
 }
@@ -151,18 +158,23 @@ void SimulatedAccessibility::setMessagingTimeout(const AXElement& element,
 AXReading SimulatedAccessibility::attribute(const AXElement& handle, std::string_view name) {
     ++readCount;
     auto duration = latency.draw(chance);
-    if (!fetched.empty())
-        if (const auto* element = elementOf(handle))
-            for (auto* ahead : fetched)
-                if (const auto arrival = ahead->take(*element, name)) {
-                    duration = std::max(*arrival - loop.uptime(), MainLoop::Duration(1'000));
-                    break;
-                }
-    const auto call = begin("attribute", handle, name, false, duration);
+    auto known = fetchedValue(handle, name);
+    if (known) duration = std::max(known->arrival - loop.uptime(), MainLoop::Duration(1'000));
+    const auto call = begin("attribute", handle, name, false, duration, known.has_value());
     if (call.status != AXStatus::success) return {call.status, {}};
+    if (known) return std::move(known->reading); // Says nothing of what stands there now.
     auto reading = valueOf(*call.element, name);
     if (call.element->wasRead) call.element->wasRead(name);
     return reading;
+}
+
+std::optional<SimulatedAccessibility::FetchedValue>
+SimulatedAccessibility::fetchedValue(const AXElement& handle, std::string_view name) const {
+    const auto* element = fetched.empty() ? nullptr : elementOf(handle);
+    if (!element) return std::nullopt;
+    for (auto* ahead : fetched)
+        if (auto value = ahead->take(*element, name)) return value;
+    return std::nullopt;
 }
 
 AXReading SimulatedAccessibility::valueOf(SimulatedElement& element, std::string_view name) const {

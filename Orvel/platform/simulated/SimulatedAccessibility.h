@@ -67,6 +67,10 @@ class SimulatedAccessibility : public Accessibility {
 
   private:
     class ReadAhead;
+    struct FetchedValue {
+        AXReading reading;
+        MainLoop::Duration arrival;
+    };
     /// How a call on an element went: the element if it is to be answered.
     struct Call {
         SimulatedElement* element = nullptr;
@@ -76,7 +80,8 @@ class SimulatedAccessibility : public Accessibility {
 
     static SimulatedElement* elementOf(const AXElement& handle);
     Call begin(std::string_view operation, const AXElement& handle, std::string_view name, bool isWrite,
-               std::chrono::nanoseconds duration);
+               std::chrono::nanoseconds duration, bool isKnown = false);
+    std::optional<FetchedValue> fetchedValue(const AXElement& handle, std::string_view name) const;
     AXReading valueOf(SimulatedElement& element, std::string_view name) const;
     AXStatus write(SimulatedElement& element, std::string_view name, const AXValue& value);
     AXStatus compose(SimulatedElement& element, std::string_view name, const AXValue& value);
