@@ -149,34 +149,24 @@ TEST(ClaudeComposer, KnowsItsButtonsByTheirLabels) {
 
 TEST(ClaudeComposer, KnowsWhatMayStandBesideIt) {
     const struct {
-        const char* role;
         ClaudeComposerDiagnosis code, chat;
+        std::vector<const char*> roles;
     } cases[] = {
-        {"AXStaticText", matchedCode, matched},
-        {"AXImage", matchedCode, matched},
-        {"AXLink", matchedCode, matched},
-        {"AXCheckBox", matchedCode, matched},
-        {"AXPopUpButton", matchedCode, matched},
-        {"AXMenuButton", matchedCode, matched},
-        {"AXRadioButton", matchedCode, matched},
-        {"AXButton", matchedCode, matched},
-        {"AXGroup", matchedCode, matched},
-        {"AXRadioGroup", matchedCode, matched},
-        {"AXList", matchedCode, unavailable},
-        {"AXSearchField", matchedCode, unavailable},
-        {"AXWindow", matchedCode, unavailable},
-        {"AXTextArea", ambiguousEditors, ambiguousEditors},
-        {"AXTextField", ambiguousEditors, ambiguousEditors},
-        {"AXWebArea", dialog, unavailable},
-        {"AXSheet", dialog, unavailable},
-        {"AXDialog", dialog, unavailable},
+        {matchedCode,
+         matched,
+         {"AXStaticText", "AXImage", "AXLink", "AXCheckBox", "AXPopUpButton", "AXMenuButton", "AXRadioButton",
+          "AXButton", "AXGroup", "AXRadioGroup"}},
+        {matchedCode, unavailable, {"AXList", "AXSearchField", "AXWindow"}},
+        {ambiguousEditors, ambiguousEditors, {"AXTextArea", "AXTextField"}},
+        {dialog, unavailable, {"AXWebArea", "AXSheet", "AXDialog"}},
     };
-    for (const auto& [role, code, chat] : cases) {
-        auto chatPage = composer("Send message"), codePage = composer("Send");
-        for (auto* page : {&chatPage, &codePage}) page->add(50, role, 1);
-        EXPECT_EQ(rawValue(chatPage.chat()), rawValue(chat)) << role;
-        EXPECT_EQ(rawValue(codePage.code().diagnosis), rawValue(code)) << role;
-    }
+    for (const auto& [code, chat, roles] : cases)
+        for (const auto* role : roles) {
+            auto chatPage = composer("Send message"), codePage = composer("Send");
+            for (auto* page : {&chatPage, &codePage}) page->add(50, role, 1);
+            EXPECT_EQ(rawValue(chatPage.chat()), rawValue(chat)) << role;
+            EXPECT_EQ(rawValue(codePage.code().diagnosis), rawValue(code)) << role;
+        }
     // As the focused element, a field is an editor for Code conversations alone.
     auto chatPage = composer("Send message"), codePage = composer("Send");
     for (auto* page : {&chatPage, &codePage}) page->node(0).role = "AXTextField";

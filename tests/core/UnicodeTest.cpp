@@ -75,7 +75,8 @@ TEST(Trimming, TakesOffWhiteSpaceOfUnicodeAndNothingElse) {
         {" \xe3\x80", "\xe3\x80"},
         {"\x80 ", "\x80"},
     };
-    for (const auto& [text, expected] : cases) EXPECT_EQ(trimmed(text), expected) << text;
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(trimmed(text), expected) << testing::PrintToString(text);
 }
 
 TEST(FirstCharacters, CountWhatAReaderSeesAsOne) {
@@ -108,7 +109,8 @@ TEST(Displayable, ReplacesOnlyWhatIsNoUTF8) {
         {"plain 検索 😀", "plain 検索 😀"},       {"a\xffz", "a\uFFFDz"},       {"\xe3\x81", "\uFFFD"},
         {"\xed\xa0\x80", "\uFFFD\uFFFD\uFFFD"}, {"\xc0\xaf", "\uFFFD\uFFFD"},
     };
-    for (const auto& [bytes, text] : cases) EXPECT_EQ(displayable(bytes), text) << bytes;
+    for (const auto& [bytes, text] : cases)
+        EXPECT_EQ(displayable(bytes), text) << testing::PrintToString(bytes);
 }
 
 RC_GTEST_PROP(Displayable, IsAlwaysUTF8AndKeepsUTF8, (const std::string& bytes)) {

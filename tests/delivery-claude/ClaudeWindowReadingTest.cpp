@@ -214,14 +214,13 @@ TEST(ClaudeWindowReading, ReadsEachThingOnceForEachOfItsWalks) {
 }
 
 TEST(ClaudeWindowReading, NeverHoldsTheLoopLong) {
-    ScriptedClaude claude;
-    growPage(claude, 3900);
     for (const auto latency : {MainLoop::Duration(200us), MainLoop::Duration(4ms)}) {
+        ScriptedClaude claude;
+        growPage(claude, 3900);
         claude.tree.latency = latency;
-        claude.loop.longestHold = 0ms;
         EXPECT_TRUE(read(claude).outcome.succeeded);
-        EXPECT_LT(claude.loop.longestHold, 10ms);
-        EXPECT_GT(claude.loop.longestHold, 0ms);
+        EXPECT_LT(claude.loop.longestHold().duration, 10ms);
+        EXPECT_GT(claude.loop.longestHold().duration, 0ms);
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include "Orvel/delivery/ClaudeDesktopRelaySender.h"
 #include "Orvel/delivery/RelaySendError.h"
+#include "Orvel/platform/simulated/SimulatedTyping.h"
 #include "Orvel/platform/unavailable/UnavailableApplications.h"
 #include "ScriptedTree.h"
 
@@ -47,23 +48,8 @@ struct ScriptedApplications : UnavailableApplications {
     std::function<bool(const std::string&)> onURL;
 };
 
-struct ScriptedInputSources : InputSources {
-    std::optional<InputSource> current() override { return source; }
-    std::optional<std::string> currentLayoutID() override { return "com.apple.keylayout.ABC"; }
-
-    static InputSource ascii() {
-        return {"com.apple.keylayout.ABC", std::nullopt, "TISTypeKeyboardLayout", true};
-    }
-    static InputSource hiragana() {
-        return {"com.google.inputmethod.Japanese.base", "com.apple.inputmethod.Japanese",
-                "TISTypeKeyboardInputMode", false};
-    }
-
-    std::optional<InputSource> source = ascii();
-};
-
 struct ScriptedWindows : WindowList {
-    explicit ScriptedWindows(LatencyLoop& loop) : loop(loop) {}
+    explicit ScriptedWindows(SimulatedLoop& loop) : loop(loop) {}
     std::optional<std::vector<OwnerName>> ownerNames(std::size_t most) override {
         loop.spend(latency);
         askedFor = most;
@@ -71,7 +57,7 @@ struct ScriptedWindows : WindowList {
         return names;
     }
 
-    LatencyLoop& loop;
+    SimulatedLoop& loop;
     MainLoop::Duration latency{0};
     std::size_t askedFor = 0;
     std::function<void()> onRead;
@@ -80,7 +66,7 @@ struct ScriptedWindows : WindowList {
 
 /// Does the work at once, and says that it took too long if it did. Can keep it for later.
 struct ScriptedQueue : SideQueue {
-    explicit ScriptedQueue(LatencyLoop& loop) : loop(loop) {}
+    explicit ScriptedQueue(SimulatedLoop& loop) : loop(loop) {}
     bool run(std::function<void()> work, MainLoop::Duration maximumWait) override {
         lastWait = maximumWait;
         if (hangs) {
@@ -93,7 +79,7 @@ struct ScriptedQueue : SideQueue {
         return loop.uptime() - before <= maximumWait;
     }
 
-    LatencyLoop& loop;
+    SimulatedLoop& loop;
     MainLoop::Duration lastWait{0};
     bool hangs = false;
     std::function<void()> late;
@@ -294,10 +280,11 @@ struct ScriptedClaude {
 
     std::string line() { return history.current()->line().text(); }
 
-    LatencyLoop loop;
+    SimulatedLoop loop;
     ScriptedTree tree{loop};
     ScriptedApplications applications;
-    ScriptedInputSources inputSources;
+    SimulatedSteps steps{loop};
+    SimulatedInputSources inputSources{steps};
     ScriptedWindows windows{loop};
     ScriptedQueue queue{loop};
     ClaudeRelayDiagnosticHistory history;

@@ -7,6 +7,7 @@
 #include "Orvel/delivery/JsonMessage.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
 #include "TemporaryFolder.h"
+#include "core/Outcome.h"
 
 #include <deque>
 #include <filesystem>
@@ -108,17 +109,10 @@ class CodexStoredHistoryTest : public DeliveryTest {
         };
         const auto outcome = run(CodexStoredHistory::read(loop, reference, prefersLocal, request));
         conversation = outcome.value ? *outcome.value : nullptr;
-        return conversation ? summary(*conversation) : outcome.words;
+        return conversation ? outcomeOf(*conversation) : outcome.words;
     }
 
     static Task<SharedMessage> answered(std::string json) { co_return std::make_shared<JsonMessage>(json); }
-
-    static std::string summary(const Conversation& read) {
-        std::string words;
-        for (const auto& message : read.messages)
-            words += (words.empty() ? "" : " | ") + message.role + ": " + message.text;
-        return words + (read.isBusy ? " [busy]" : "");
-    }
 
     TemporaryFolder folder;
     ConversationReference reference;
@@ -362,7 +356,7 @@ class CodexHistoryReadingTest : public CodexStoredHistoryTest {
     }
     std::string readAll() {
         const auto outcome = run(history());
-        return outcome.value ? summary(**outcome.value) : outcome.words;
+        return outcome.value ? outcomeOf(**outcome.value) : outcome.words;
     }
 };
 
