@@ -3,6 +3,8 @@
 
 #include "ScriptedClaude.h"
 
+#include <set>
+
 namespace orvel {
 namespace {
 
@@ -346,8 +348,8 @@ const Disturbance disturbances[] = {
     {"one read without value", [](auto& c) { c.tree.failures[c.tree.reads] = AXStatus::noValue; }},
 };
 
-// One disturbance at one read; the rules that nothing may break.
-void disturb(const Disturbance& disturbance, int read, bool startsElsewhere) {
+// One disturbance at one read; the rules that nothing may break. Collects what is told.
+void disturb(const Disturbance& disturbance, int read, bool startsElsewhere, std::set<std::string>& told) {
     ScriptedClaude claude(startsElsewhere ? ScriptedClaude::otherPath : ScriptedClaude::targetPath);
     bool isForeign = false; // Whether the text went into another conversation.
     claude.tree.beforeRead = [&](int number) {
@@ -358,6 +360,7 @@ void disturb(const Disturbance& disturbance, int read, bool startsElsewhere) {
         isForeign = url->text != std::string("https://claude.ai") + ScriptedClaude::targetPath;
     };
     const auto outcome = claude.perform();
+    told.insert(firstLine(outcome.message));
     const auto context = std::string(disturbance.name) + " at read " + std::to_string(read) +
                          (startsElsewhere ? ", from elsewhere" : "") + ": " + outcome.message;
     ASSERT_LE(claude.writes, 1) << context;
@@ -372,15 +375,22 @@ void disturb(const Disturbance& disturbance, int read, bool startsElsewhere) {
 }
 
 TEST(ClaudeSend, NothingThatHappensAtAnyReadBreaksTheRules) {
+    std::set<std::string> told;
     for (const bool startsElsewhere : {false, true}) {
         ScriptedClaude undisturbed(startsElsewhere ? ScriptedClaude::otherPath : ScriptedClaude::targetPath);
         ASSERT_TRUE(undisturbed.perform().succeeded);
         for (const auto& disturbance : disturbances)
             for (int read = 1; read <= undisturbed.tree.reads; ++read) {
-                disturb(disturbance, read, startsElsewhere);
+                disturb(disturbance, read, startsElsewhere, told);
                 if (testing::Test::HasFatalFailure()) return;
             }
     }
+    // What only a change between two readings brings about.
+    for (const auto* words : {"Claude input state changed. Nothing was changed.",
+                              "The Claude conversation, editor, content, or Send button changed. Content "
+                              "was kept without sending.",
+                              "The Claude window changed. Stopped without inserting a message."})
+        EXPECT_TRUE(told.contains(words)) << words;
 }
 
 } // namespace
