@@ -150,6 +150,8 @@ class OrvelModel {
     bool canSendRelay() const;
     std::string primaryActionTitle() const;
     bool hasClaudePendingDraft() const;
+    /// What the delivery into Claude that is under way is at, in words; changes without notice.
+    std::optional<std::string> deliveryStage() const;
 
     // Sending (RelaySending.cpp)
 

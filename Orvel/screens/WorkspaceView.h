@@ -88,7 +88,7 @@ class WorkspaceView : public QWidget {
     GrowingTextEdit* instruction;
     QLabel* size;
     QPushButton *previewButton, *copyButton, *sendButton;
-    QTimer clock; // Ticks only while a turn is watched.
+    QTimer clock; // Ticks only while a turn is watched or a delivery goes into Claude.
     bool isPasting = false;
     bool showsPreview = false;
     std::string shownPreview;

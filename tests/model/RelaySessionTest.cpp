@@ -411,6 +411,23 @@ TEST_F(RelaySessionTest, SubmittingALeftDraftStopsWhenTheSelectionChanges) {
     EXPECT_EQ(errorText(), "The selection or instructions changed. Stopped verifying the existing draft.");
 }
 
+TEST_F(RelaySessionTest, ADeliveryIntoClaudeSaysWhatItIsAt) {
+    pairUp(Agent::codex);
+    EXPECT_EQ(model().deliveryStage(), std::nullopt);
+    std::optional<std::string> atFirst, later;
+    claude.during = [&] {
+        atFirst = model().deliveryStage();
+        claude.history.stage(ClaudeRelayDiagnosticHistory::Stage::insertion);
+        later = model().deliveryStage();
+    };
+    model().sendRelay();
+    desktop.loop.run();
+    EXPECT_EQ(atFirst, "Opening Claude…");
+    EXPECT_EQ(later, "Writing into the editor…");
+    EXPECT_EQ(model().deliveryStage(), std::nullopt);
+    EXPECT_EQ(claude.history.finished().back().outcome.view(), "Completed");
+}
+
 TEST_F(RelaySessionTest, ALookAtTheEditorInClaudeIsToldWithoutContent) {
     std::vector<std::string> told;
     const auto look = [&](std::optional<RelaySendError> failure) {
