@@ -1,7 +1,6 @@
 // What the check for receipts costs, which runs every two seconds for as long as Orvel does: fifty pairs of
 // large transcripts, of which none has changed, or one has grown.
 
-#include "Orvel/delivery/AbsentClaudeSender.h"
 #include "Orvel/desktop/MemorySettings.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/posix/PollLoop.h"
@@ -12,6 +11,7 @@
 #include "OrvelCore/relay/RelayStateJson.h"
 #include "bench/SampleTranscripts.h"
 #include "samples/TranscriptWriter.h"
+#include "tests/model/FakeClaudeSender.h"
 
 #include <filesystem>
 #include <fstream>
@@ -112,8 +112,8 @@ class Desk {
     std::string grown;
     PosixFileStore files;
     SimulatedDesktop simulated{files};
-    AbsentClaudeSender claude;
     PollLoop loop;
+    FakeClaudeSender claude{loop};
     std::optional<OrvelModel> model;
 };
 

@@ -1,6 +1,5 @@
 #include "bench/WindowBench.h"
 
-#include "Orvel/delivery/AbsentClaudeSender.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/qt/QtMainLoop.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
@@ -9,6 +8,7 @@
 #include "Orvel/screens/Theme.h"
 #include "bench/SampleTranscripts.h"
 #include "samples/TranscriptWriter.h"
+#include "tests/model/FakeClaudeSender.h"
 
 #include <chrono>
 #include <filesystem>
@@ -90,9 +90,9 @@ class BenchWindow {
     SimulatedDesktop simulated{files};
     QtMainLoop loop;
     const std::string data = samples().many().home + "/data";
-    Desktop desktop{loop, simulated.pasteboard, simulated.panels, simulated.applications, simulated.settings,
+    Desktop desktop{loop,  simulated.pasteboard, simulated.panels, simulated.applications, simulated.settings,
                     files, simulated.processes};
-    AbsentClaudeSender claude;
+    FakeClaudeSender claude{loop};
     OrvelModel model{desktop, claude, samples().many(), data + "/state.json"};
     MainWindow window{model, desktop, [] {}};
     std::vector<std::string> longPaths;

@@ -211,6 +211,14 @@ ClaudeTranscript::ClaudeTranscript(SampleSession newSession)
     write({{"type", "mode"}, {"mode", "normal"}, {"sessionId", session.id}});
 }
 
+// Seeded with the place too, so that no identifier comes twice in one transcript.
+ClaudeTranscript::ClaudeTranscript(SampleSession newSession, std::string lastID)
+    : session(std::move(newSession)), ids(session.id + '/' + lastID), lastID(std::move(lastID)) {}
+
+ClaudeTranscript ClaudeTranscript::continued(SampleSession session, std::string lastID) {
+    return ClaudeTranscript(std::move(session), std::move(lastID));
+}
+
 ClaudeTranscript& ClaudeTranscript::ask(std::string_view text) {
     const bool isFirst = lastID.empty();
     beforeQuestion = lastID;

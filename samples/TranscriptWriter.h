@@ -93,6 +93,8 @@ class CodexTranscript {
 class ClaudeTranscript {
   public:
     explicit ClaudeTranscript(SampleSession session);
+    /// What is added behind the record `lastID` of a transcript; the session's start is when that begins.
+    static ClaudeTranscript continued(SampleSession session, std::string lastID);
 
     /// The user's message, in the first turn with the attachments that follow it.
     ClaudeTranscript& ask(std::string_view text);
@@ -113,6 +115,7 @@ class ClaudeTranscript {
 
   private:
     enum class Chain { main, side };
+    ClaudeTranscript(SampleSession session, std::string lastID);
 
     void write(const nlohmann::ordered_json& record);
     void writeLink(const nlohmann::ordered_json& record, Chain chain = Chain::main);

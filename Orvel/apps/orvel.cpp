@@ -1,12 +1,13 @@
 // The window program: chooses the platform, makes the long-lived objects, connects them, and takes in what
 // the desktop hands over.
 
+#include "Orvel/apps/ClaudeAccess.h"
 #include "Orvel/apps/Places.h"
-#include "Orvel/delivery/AbsentClaudeSender.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/posix/DataFolderLock.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/posix/PosixProcesses.h"
+#include "Orvel/platform/posix/StandardStreams.h"
 #include "Orvel/platform/qt/QtDesktop.h"
 #include "Orvel/platform/qt/QtMainLoop.h"
 #include "Orvel/platform/qt/QtText.h"
@@ -21,12 +22,14 @@
 
 #include <cstdio>
 #include <optional>
+#include <stdexcept>
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QFile>
 #include <QFileOpenEvent>
 #include <QIcon>
+#include <QMessageBox>
 #include <QProcess>
 #include <QStyleFactory>
 #include <QUrl>
@@ -152,8 +155,8 @@ int run(QApplication& application, const Options& options) {
     if (places.toolFolder) sampleProcesses.emplace(systemProcesses, *places.toolFolder, places.folders.codex);
     Processes& processes = sampleProcesses ? static_cast<Processes&>(*sampleProcesses) : systemProcesses;
     const Desktop desktop{loop, pasteboard, panels, applications, settings, files, processes};
-    AbsentClaudeSender claudeSender;
-    OrvelModel model(desktop, claudeSender, places.folders, places.statePath());
+    ClaudeAccess claude(loop, applications, places);
+    OrvelModel model(desktop, claude.sender(), places.folders, places.statePath());
     DesktopRequests requests(model);
     application.installEventFilter(&requests);
 
@@ -172,12 +175,9 @@ int run(QApplication& application, const Options& options) {
         requests.open(request);
         applications.activateSelf();
     });
-    if (!listens) {
-        std::fprintf(stderr,
-                     "orvel: Orvel is already running on %s but doesn't answer. Nothing was opened.\n",
-                     places.dataFolder.c_str());
-        return 1;
-    }
+    if (!listens)
+        throw std::runtime_error("Orvel is already running on " + places.dataFolder +
+                                 " but doesn't answer. Nothing was opened.");
     const TerminationSignals endings;
     window.show();
     model.restoreRelay();
@@ -190,6 +190,7 @@ int run(QApplication& application, const Options& options) {
 } // namespace
 
 int main(int argc, char** argv) {
+    holdStandardStreams();
     QApplication::setApplicationName(QStringLiteral("Orvel"));
     QApplication::setApplicationVersion(QStringLiteral(ORVEL_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("orvel"));
@@ -209,6 +210,7 @@ int main(int argc, char** argv) {
         return run(application, options);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "orvel: %s\n", failure.what());
+        QMessageBox::critical(nullptr, QStringLiteral("Orvel"), qtText(failure.what()));
         return 1;
     }
 }

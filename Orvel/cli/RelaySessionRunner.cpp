@@ -7,7 +7,8 @@ namespace orvel {
 RelaySessionRunner::RelaySessionRunner(const Places& places)
     : lock(places.dataFolder, "orvel-cli"),
       desktop(places),
-      orvel(desktop.ports(), claudeSender, places.folders, places.statePath()) {}
+      claude(desktop.loop, desktop.applications, places),
+      orvel(desktop.ports(), claude.sender(), places.folders, places.statePath()) {}
 
 void RelaySessionRunner::restore() {
     orvel.restoreRelay();

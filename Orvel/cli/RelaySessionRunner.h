@@ -1,8 +1,8 @@
 #pragma once
 // A model that may write, in a terminal: one command's session with the relay records.
 
+#include "Orvel/apps/ClaudeAccess.h"
 #include "Orvel/cli/TerminalDesktop.h"
-#include "Orvel/delivery/AbsentClaudeSender.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/posix/DataFolderLock.h"
 
@@ -42,7 +42,7 @@ class RelaySessionRunner {
   private:
     DataFolderLock lock;
     TerminalDesktop desktop;
-    AbsentClaudeSender claudeSender;
+    ClaudeAccess claude;
     OrvelModel orvel;
 };
 

@@ -53,8 +53,10 @@ class SampleTour {
         preview();
         send();
         watch();
+        showEnd(Agent::codex);
+        sendBack();
+        showEnd(Agent::claude);
         showRecords();
-        showDestination();
     }
 
   private:
@@ -120,18 +122,22 @@ class SampleTour {
 
     void send() {
         heading("Send");
-        model.sendRelay();
-        if (!runner.runUntil([&] { return relay.isSending || model.isIdle(); }, patience)) tooLong();
-        checkModel();
-        const auto saved = savedState();
+        beginToSend();
         say("Saved, before Codex hears of it. Orvel's relay-state.json holds the message:");
-        showJson(saved.at("transfers").back());
-        transferID = saved.at("transfers").back().at("id");
+        showJson(savedState().at("transfers").back());
         runner.settle();
         checkModel();
         if (transfer().deliveryMode != RelayDeliveryMode::submitted)
             throw CommandFailure("notSent", "The message was not delivered.");
         say("Delivered: Codex has taken the message. That does not prove yet that it arrived.");
+    }
+
+    // Until the message stands in Orvel's records and the destination may be touched.
+    void beginToSend() {
+        model.sendRelay();
+        if (!runner.runUntil([&] { return relay.isSending || model.isIdle(); }, patience)) tooLong();
+        checkModel();
+        transferID = savedState().at("transfers").back().at("id");
     }
 
     void watch() {
@@ -156,14 +162,33 @@ class SampleTour {
         showJson(state);
     }
 
-    void showDestination() {
-        heading("What the conversation with Codex ends with");
+    // The workspace has turned round: the conversation that received the message is the source now.
+    void sendBack() {
+        heading("Send the answer back to Claude");
+        model.setInstruction("Does this settle it? Tell me if the release notes need a line.");
+        checkModel();
+        quote(model.preview());
+        beginToSend();
+        say("Saved. Now Orvel shows the conversation in Claude, proves that its editor is empty, writes");
+        say("the message there once, presses Send once, and looks for it in Claude's transcript.");
+        runner.settle();
+        checkModel();
+        if (transfer().isPending())
+            throw CommandFailure("notReceived", "The message was not seen in Claude's transcript.");
+        say("Seen: the message stands in Claude's own transcript.");
+        if (!runner.runUntil([&] { return !session.conversation.get()->isBusy; }, patience)) tooLong();
+        say("Claude has answered.");
+    }
+
+    void showEnd(Agent agent) {
+        heading(fmt::format("What the conversation with {} ends with", label(agent)));
         const auto& messages = session.conversation.get()->messages;
         const auto received = std::find_if(messages.begin(), messages.end(), [&](const Message& message) {
             return message.id == transfer().receivedMessageID;
         });
         for (auto message = received; message != messages.end(); ++message) {
-            say(stylist(TextStyle::strong, message->role == "user" ? "You, by way of Orvel" : "Codex"));
+            say(stylist(TextStyle::strong,
+                        message->role == "user" ? std::string_view("You, by way of Orvel") : label(agent)));
             quote(message->text);
         }
     }

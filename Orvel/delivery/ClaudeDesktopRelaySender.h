@@ -30,9 +30,9 @@ class ClaudeDesktopRelaySender : public ClaudeRelaySender {
     Task<void> submitExistingDraft(std::string text, ConversationReference to,
                                    ReceiptCheck receiptConfirmed) override;
 
-    /// What stands in the conversation's editor and became of the last attempts, without content. Changes
-    /// nothing but what is in front. Throws RelaySendError.
-    Task<std::string> diagnose(ConversationReference reference);
+    Task<std::string> diagnose(ConversationReference reference) override;
+
+    ClaudeRelayDiagnosticHistory& attempts() override { return history; }
 
     /// Opens a new conversation, sends the payload there, and gives the conversation once its transcript
     /// holds the payload. Throws RelaySendError, and ConversationCatalogError if several could be it.

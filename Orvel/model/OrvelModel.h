@@ -16,6 +16,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -149,6 +150,8 @@ class OrvelModel {
     bool canSendRelay() const;
     std::string primaryActionTitle() const;
     bool hasClaudePendingDraft() const;
+    /// What the delivery into Claude that is under way is at, in words; changes without notice.
+    std::optional<std::string> deliveryStage() const;
 
     // Sending (RelaySending.cpp)
 
@@ -156,6 +159,10 @@ class OrvelModel {
     void sendRelay();
     /// Presses Send on the saved message that an earlier attempt left in Claude's editor.
     void submitExistingClaudeDraft();
+    /// Told what a look at the open pair's editor in Claude came to, without content.
+    using Completion = std::function<void(const std::string&)>;
+    /// Looks at the editor, with Claude in front for as long as that takes. Does nothing without a pair.
+    void diagnoseRelayComposer(Completion completion);
     /// Since when, as uptime, each Codex turn is watched; by session identifier.
     const std::map<std::string, MainLoop::Duration>& watchedTurns() const {
         return codexSender.watchedTurns();
@@ -220,6 +227,7 @@ class OrvelModel {
     Task<void> deliverToClaude(ConversationReference destination, RelayTransfer transfer);
     Task<bool> isReceived(std::string transferID, ConversationReference destination, RelayState state);
     void adoptDelivered(const RelayPair& pair, const RelayTransfer& transfer);
+    void noteFailure(const std::string& transferID, const std::string& text);
     void forgetFailure(const std::string& transferID);
     void recordFailure(const std::string& transferID, const std::string& text, bool canRetry);
     void setRelayRetryable(const std::string& transferID, bool retryable);
@@ -239,6 +247,7 @@ class OrvelModel {
     Task<bool> isReceivedAsShown(ShownSelection kept, std::string transferID,
                                  ConversationReference destination);
     Task<bool> settleIfReceived(std::string transferID, ConversationReference destination, bool wasSubmitted);
+    Task<void> diagnose(ConversationReference reference, Completion completion);
 
     void pollReceipts();
     Task<void> receiptPass();
@@ -261,6 +270,8 @@ class OrvelModel {
     RecentConversationsStore recentStore;
     RelayStateFile relayFile;
     ConversationReading reading;
+    /// The reading in which each pending message was last looked for in vain.
+    std::map<std::string, SharedConversation> searchedForReceipt;
     CodexRelaySender codexSender;
     ClaudeRelaySender& claudeSender;
     TaskScope tasks; // Last: ends before what its work uses.

@@ -69,13 +69,23 @@ void showArrived(const OrvelModel& model, OrvelWorkspaceSnapshot& snapshot) {
     }
 }
 
+// The words of a failure, and the record of the attempt that stands behind them.
+void showFailure(const std::string& failure, OrvelWorkspaceSnapshot& snapshot) {
+    const auto record = failure.rfind("\ntransfer=");
+    snapshot.pendingFailure = failure.substr(0, record);
+    if (record != failure.npos) snapshot.pendingAttempt = failure.substr(record + 1);
+}
+
 void showPending(const OrvelModel& model, OrvelWorkspaceSnapshot& snapshot) {
     const auto transfer = model.pendingTransfer();
     if (!transfer) return showArrived(model, snapshot);
     snapshot.transferID = transfer->id;
     const auto& failures = model.relay().transferFailures.get();
     const auto failure = failures.find(transfer->id);
-    if (failure != failures.end()) snapshot.pendingFailure = failure->second;
+    if (failure != failures.end()) {
+        showFailure(failure->second, snapshot);
+        snapshot.isErrorOfPending = model.session().error.get() == failure->second;
+    }
     snapshot.pendingMessage = *transfer->payload;
     snapshot.state.canRetry = snapshot.state.hasPending && model.mayRetry(*transfer);
     snapshot.waitingForPaste = transfer->deliveryMode == RelayDeliveryMode::copied;

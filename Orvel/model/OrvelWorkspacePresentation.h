@@ -65,14 +65,17 @@ struct OrvelWorkspaceSnapshot {
     bool hasPending = false;
     bool waitingForPaste = false; ///< The saved message was copied for the user to paste.
     bool checkingDelivery = false;
-    std::optional<std::string> transferID;          ///< The last transfer of the open pair, pending or not.
-    Delivery pendingStep = Delivery::saved;         ///< How far that has come.
-    std::optional<std::string> pendingMessage;      ///< Its text, until it has been seen.
-    std::optional<std::string> pendingFailure;      ///< Why its delivery failed in this run.
+    std::optional<std::string> transferID;     ///< The last transfer of the open pair, pending or not.
+    Delivery pendingStep = Delivery::saved;    ///< How far that has come.
+    std::optional<std::string> pendingMessage; ///< Its text, until it has been seen.
+    std::optional<std::string> pendingFailure; ///< Why its delivery failed in this run.
+    /// The record of the attempt that failed, for reports.
+    std::optional<std::string> pendingAttempt;
     std::optional<MainLoop::Duration> watchedSince; ///< The uptime since which Codex's turn is watched.
     SelectedMessages messages;
     std::string sourceLabel;
     std::optional<std::string> error;
+    bool isErrorOfPending = false;        ///< The error is why the saved message's delivery failed.
     std::optional<std::string> nextError; ///< Why the range of the next transfer cannot be shown.
     std::optional<std::string> nextRange; ///< What the next transfer would hold.
     std::size_t previewSize = 0;          ///< Bytes of the text that would be relayed.

@@ -1,5 +1,6 @@
 // What follows from the relay records and the open pair, and changes nothing.
 
+#include "Orvel/delivery/ClaudeRelayDiagnosticHistory.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/model/OrvelWorkspacePresentation.h"
 
@@ -115,6 +116,24 @@ std::string OrvelModel::primaryActionTitle() const {
 bool OrvelModel::hasClaudePendingDraft() const {
     const auto pending = pendingTransfer();
     return activePair() && pending && pending->source == Agent::codex;
+}
+
+std::optional<std::string> OrvelModel::deliveryStage() const {
+    using Stage = ClaudeRelayDiagnosticHistory::Stage;
+    const auto* attempt = relays.isSending ? claudeSender.attempts().current() : nullptr;
+    if (!attempt) return std::nullopt;
+    switch (attempt->stage) {
+    case Stage::launch: return "Opening Claude…";
+    case Stage::sourceRoute:
+    case Stage::sourceSnapshot: return "Looking at what Claude shows…";
+    case Stage::navigationOpen:
+    case Stage::navigationWait: return "Showing the conversation in Claude…";
+    case Stage::targetSnapshot:
+    case Stage::targetRecheck: return "Checking that the editor is empty…";
+    case Stage::insertion: return "Writing into the editor…";
+    case Stage::submission: return "Sending, and looking for it in the transcript…";
+    }
+    return std::nullopt;
 }
 
 } // namespace orvel

@@ -74,14 +74,24 @@ void OrvelModel::takeReceipts(const ConversationReading::Readings& readings) {
     auto state = before;
     // What becomes of the note and the range that are shown, once the records are saved.
     std::optional<RelayDraft> shown;
+    const auto searchedBefore = std::exchange(searchedForReceipt, {});
     for (const auto& transfer : before.pendingTransfers()) {
         const auto pair = state.pairs.find(transfer.pairID);
         if (!pair) continue;
         const auto found = readings.find(ConversationReading::key(pair->endpoint(other(transfer.source))));
         if (found == readings.end()) continue;
+        const auto& conversation = found->second;
+        const auto searched = searchedBefore.find(transfer.id);
+        if (searched != searchedBefore.end() && searched->second == conversation) {
+            searchedForReceipt.insert(*searched);
+            continue;
+        }
         const auto draft = state.draft(pair->id, transfer.source);
         const bool keepsNote = draft.isForNextTransfer() || mayRetry(transfer);
-        if (!state.reconcile(transfer.id, *found->second)) continue;
+        if (!state.reconcile(transfer.id, *conversation)) {
+            searchedForReceipt.emplace(transfer.id, conversation);
+            continue;
+        }
 
         const bool isLinked = state.link(pair->id) != nullptr;
         if (!isLinked && !keepsNote && isUsedUp(transfer, draft.instruction, draft.startMessageID))

@@ -1,8 +1,11 @@
 // Sending: a message is saved before the destination is touched, and never delivered twice on its own once
 // anything may have been inserted.
 
+#include "Orvel/delivery/ClaudeRelayDiagnosticHistory.h"
 #include "Orvel/delivery/RelaySendError.h"
+#include "Orvel/desktop/Applications.h"
 #include "Orvel/model/OrvelModel.h"
+#include "Orvel/runtime/Random.h"
 #include "OrvelCore/conversations/RelayFormatter.h"
 
 namespace orvel {
@@ -56,6 +59,13 @@ void OrvelModel::beginDelivery(const std::string& transferID) {
     forgetFailure(transferID);
 }
 
+void OrvelModel::noteFailure(const std::string& transferID, const std::string& text) {
+    plain.error = text;
+    auto failures = relays.transferFailures.get();
+    failures[transferID] = text;
+    relays.transferFailures = std::move(failures);
+}
+
 void OrvelModel::forgetFailure(const std::string& transferID) {
     auto failures = relays.transferFailures.get();
     if (failures.erase(transferID)) relays.transferFailures = std::move(failures);
@@ -100,10 +110,8 @@ Task<std::optional<RelayTransfer>> OrvelModel::prepareNew(RelayPair pair, Agent 
 Task<std::optional<RelayTransfer>> OrvelModel::prepareRetry(RelayPair pair, RelayTransfer transfer) {
     const auto generation = relays.relayLoadGeneration.current();
     const auto source = transfer.source;
-    const auto to = co_await reading.readReference(pair.endpoint(other(source)));
-    auto state = relays.relayState.get();
-    if (state.reconcile(transfer.id, *to)) {
-        saveRelay(std::move(state));
+    const bool hasArrived = co_await settleIfReceived(transfer.id, pair.endpoint(other(source)), false);
+    if (hasArrived) {
         if (relays.selectedPairID.get() == pair.id && plain.source == source)
             showDraft(relays.relayState->draft(pair.id, source));
         co_return std::nullopt;
@@ -158,6 +166,8 @@ Task<void> OrvelModel::deliverToClaude(ConversationReference destination, RelayT
                                                               state = relays.relayState.get()] {
         return isReceived(id, destination, state);
     };
+    auto& attempts = claudeSender.attempts();
+    attempts.begin(transfer.id, randomUUID(), desktop.loop.now());
     std::optional<RelaySendError> failure;
     try {
         co_await claudeSender.performSend(*transfer.payload, destination, receiptConfirmed);
@@ -166,10 +176,13 @@ Task<void> OrvelModel::deliverToClaude(ConversationReference destination, RelayT
     } catch (const std::exception& error) {
         failure.emplace(error.what());
     }
+    const bool canRetry = failure && failure->canRetry();
+    attempts.finish(!failure, canRetry, desktop.loop.now());
     if (!failure) co_return;
     std::string text = failure->what();
-    if (failure->canRetry()) text += "\nNo message was inserted. You can retry the saved message.";
-    throw RelaySendError(std::move(text), failure->canRetry());
+    if (canRetry) text += "\nNo message was inserted. You can retry the saved message.";
+    text += "\n" + attempts.finished().back().line().text();
+    throw RelaySendError(std::move(text), canRetry);
 }
 
 Task<bool> OrvelModel::isReceived(std::string transferID, ConversationReference destination,
@@ -189,10 +202,7 @@ void OrvelModel::adoptDelivered(const RelayPair& pair, const RelayTransfer& tran
 }
 
 void OrvelModel::recordFailure(const std::string& transferID, const std::string& text, bool canRetry) {
-    plain.error = text;
-    auto failures = relays.transferFailures.get();
-    failures[transferID] = text;
-    relays.transferFailures = std::move(failures);
+    noteFailure(transferID, text);
     try {
         if (canRetry) setRelayRetryable(transferID, true);
     } catch (const std::exception& failure) {
@@ -248,14 +258,11 @@ Task<void> OrvelModel::submitDraft(RelayPair pair, RelayTransfer transfer) {
     } else if (!failure) {
         forgetFailure(transfer.id);
         plain.status = "Confirmed that Claude received the saved message.";
+    } else if (wasSending) {
+        noteFailure(transfer.id, *failure);
+        plain.status = "Delivery could not be confirmed. The saved message is kept; no automatic resend.";
     } else {
         plain.error = *failure;
-        if (wasSending) {
-            auto failures = relays.transferFailures.get();
-            failures[transfer.id] = *failure;
-            relays.transferFailures = std::move(failures);
-            plain.status = "Delivery could not be confirmed. The saved message is kept; no automatic resend.";
-        }
     }
     checkRelayReceipts();
 }
@@ -285,6 +292,22 @@ Task<bool> OrvelModel::settleIfReceived(std::string transferID, ConversationRefe
     if (wasSubmitted) state.markSubmitted(transferID);
     saveRelay(std::move(state));
     co_return true;
+}
+
+void OrvelModel::diagnoseRelayComposer(Completion completion) {
+    if (const auto pair = activePair()) tasks.start(diagnose(pair->claude, std::move(completion)));
+}
+
+Task<void> OrvelModel::diagnose(ConversationReference reference, Completion completion) {
+    std::string text;
+    try {
+        text = "Claude Code structural diagnostics (no content)\n";
+        text += co_await claudeSender.diagnose(std::move(reference));
+    } catch (const std::exception& failure) {
+        text = failure.what();
+    }
+    desktop.applications.activateSelf();
+    completion(text);
 }
 
 } // namespace orvel

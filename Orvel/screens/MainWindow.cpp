@@ -89,7 +89,7 @@ void MainWindow::makeMenus() {
         [this] { model.chooseFile(); });
     add(file, tr("&Paste a conversation"), {Qt::CTRL | Qt::SHIFT | Qt::Key_V},
         [this] { workspace->pasteConversation(); });
-    add(file, tr("Open the s&amples"), {}, [this] { openSamples(); });
+    samples = add(file, tr("Open the s&amples"), {}, [this] { openSamples(); });
     file->addSeparator();
     add(file, tr("&Quit"), {Qt::CTRL | Qt::Key_Q}, [this] { close(); });
     makeRelayMenu();
@@ -134,6 +134,8 @@ void MainWindow::makeRelayMenu() {
 
 void MainWindow::markAsSample() {
     setWindowTitle(tr("Orvel — sample conversations"));
+    samples->setVisible(false);
+    workspace->withdrawSamples();
 }
 
 // Many fields change in one operation; they are rendered together.

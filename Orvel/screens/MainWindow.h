@@ -57,6 +57,7 @@ class MainWindow : public QMainWindow {
     SidebarView* sidebar;
     WorkspaceView* workspace;
     RelayActions actions{};
+    QAction* samples = nullptr;
     bool renderIsDue = false;
     std::uint64_t rendered = 0; // The changes that have been rendered.
     ChangeSignal::Subscription subscription;

@@ -18,6 +18,7 @@ namespace {
 using Delivery = OrvelWorkspaceSnapshot::Delivery;
 
 constexpr std::chrono::seconds farewellTime{8};
+constexpr double attemptTextScale = 0.85;
 constexpr int leastTextHeight = 56, mostTextHeight = 132;
 
 // What is going on, unless the message failed.
@@ -59,6 +60,7 @@ PendingPanel::PendingPanel(QWidget* parent)
       steps(new DeliverySteps),
       progress(plainLabel(false)),
       failure(plainLabel(true)),
+      attempt(plainLabel(true)),
       advice(plainLabel(true)),
       firstLine(plainLabel(false)),
       text(new QPlainTextEdit),
@@ -73,7 +75,12 @@ PendingPanel::PendingPanel(QWidget* parent)
         label->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     }
     progress->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    failure->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    for (auto* label : {failure, attempt})
+        label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    attempt->setForegroundRole(QPalette::PlaceholderText);
+    auto small = attempt->font();
+    small.setPointSizeF(small.pointSizeF() * attemptTextScale);
+    attempt->setFont(small);
     text->setReadOnly(true);
     text->setTabChangesFocus(true);
     text->setAccessibleName(tr("Text of the saved message"));
@@ -96,6 +103,7 @@ PendingPanel::PendingPanel(QWidget* parent)
     column->addLayout(head);
     column->addWidget(failure);
     column->addWidget(advice);
+    column->addWidget(attempt);
     column->addLayout(foot);
     column->addWidget(text);
     farewell.setSingleShot(true);
@@ -130,6 +138,9 @@ void PendingPanel::renderPending(const OrvelWorkspaceSnapshot& snapshot) {
     failure->setAccessibleName(tr("Failure: %1").arg(failureText));
     failure->setStyleSheet(QStringLiteral("color: %1;").arg(Theme::current().failure.name()));
     failure->setVisible(!failureText.isEmpty());
+    attempt->setText(qtText(snapshot.pendingAttempt.value_or("")));
+    attempt->setAccessibleName(tr("Record of the attempt: %1").arg(attempt->text()));
+    attempt->setVisible(!attempt->text().isEmpty());
     advice->setText(adviceFor(snapshot, receiver));
     advice->setVisible(!advice->text().isEmpty());
 

@@ -43,7 +43,7 @@ class PendingPanel : public QFrame {
     void elide();
 
     DeliverySteps* steps;
-    QLabel *progress, *failure, *advice, *firstLine;
+    QLabel *progress, *failure, *attempt, *advice, *firstLine;
     QPlainTextEdit* text;
     QPushButton *fold, *copy, *submit;
     QTimer farewell;

@@ -42,10 +42,11 @@ WelcomeView::WelcomeView(QWidget* parent) : QWidget(parent), title(new QLabel), 
         auto* made = new QPushButton(label);
         connect(made, &QPushButton::clicked, this, signal);
         buttons->addWidget(made);
+        return made;
     };
     button(tr("Open file…"), &WelcomeView::openFileWanted);
     button(tr("Paste a conversation"), &WelcomeView::pasteWanted);
-    button(tr("Open the samples"), &WelcomeView::samplesWanted);
+    samples = button(tr("Open the samples"), &WelcomeView::samplesWanted);
     buttons->addStretch();
 
     auto* column = new QVBoxLayout(this);
@@ -56,6 +57,10 @@ WelcomeView::WelcomeView(QWidget* parent) : QWidget(parent), title(new QLabel), 
     column->addSpacing(14);
     column->addLayout(buttons);
     column->addStretch(3);
+}
+
+void WelcomeView::withdrawSamples() {
+    samples->hide();
 }
 
 void WelcomeView::render(const OrvelModel& model) {

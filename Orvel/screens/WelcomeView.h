@@ -4,6 +4,7 @@
 #include "Orvel/model/OrvelModel.h"
 
 #include <QLabel>
+#include <QPushButton>
 #include <QWidget>
 
 namespace orvel {
@@ -16,6 +17,9 @@ class WelcomeView : public QWidget {
 
     void render(const OrvelModel& model);
 
+    /// No longer offers the samples.
+    void withdrawSamples();
+
   signals:
     void openFileWanted();
     void pasteWanted();
@@ -23,6 +27,7 @@ class WelcomeView : public QWidget {
 
   private:
     QLabel *title, *text;
+    QPushButton* samples;
 };
 
 } // namespace orvel

@@ -22,6 +22,8 @@ namespace orvel {
 
 namespace {
 
+constexpr std::chrono::milliseconds stageInterval{200}, turnInterval{1'000};
+
 // Sets an editor's text without moving the cursor of somebody who just typed the same.
 void showText(QPlainTextEdit& editor, const std::string& text) {
     if (exactText(*editor.document()) == text) return;
@@ -129,7 +131,6 @@ WorkspaceView::WorkspaceView(OrvelModel& model, const Desktop& desktop, QWidget*
     connect(banner, &ErrorBanner::dismissed, this, [this] { this->model.dismissError(); });
     connect(pending, &PendingPanel::copyWanted, this, &WorkspaceView::copySavedMessage);
     connect(pending, &PendingPanel::submitDraftWanted, this, &WorkspaceView::submitDraft);
-    clock.setInterval(std::chrono::seconds(1));
     connect(&clock, &QTimer::timeout, this, &WorkspaceView::renderProgress);
 
     instruction->setAccessibleName(tr("Instructions"));
@@ -223,7 +224,7 @@ void WorkspaceView::render() {
     statusLine->setText(statusText(model, shown));
     statusLine->setVisible(!statusLine->text().isEmpty());
     // What the panel says of its message is not said twice.
-    banner->render(shown.error == shown.pendingFailure ? std::nullopt : shown.error);
+    banner->render(shown.isErrorOfPending ? std::nullopt : shown.error);
     renderProgress();
     renderMiddle();
     pending->render(shown);
@@ -233,12 +234,16 @@ void WorkspaceView::render() {
 
 void WorkspaceView::renderProgress() {
     const auto since = watchedSince(model);
-    elapsed->setVisible(since.has_value());
-    if (since) {
+    const auto stage = model.deliveryStage();
+    elapsed->setVisible(since || stage);
+    if (stage) {
+        elapsed->setText(qtText(*stage));
+        clock.start(stageInterval);
+    } else if (since) {
         elapsed->setText(
             tr("%1 is working · %2")
                 .arg(qtText(model.speakerTitle(Agent::codex)), clockText(desktop.loop.uptime() - *since)));
-        if (!clock.isActive()) clock.start();
+        clock.start(turnInterval);
     } else {
         clock.stop();
     }
@@ -337,6 +342,10 @@ void WorkspaceView::submitDraft() {
 void WorkspaceView::turnRound() {
     for (const auto& route : shown.routes)
         if (!route.selected) return chooseWorkspaceRoute(model, route.id);
+}
+
+void WorkspaceView::withdrawSamples() {
+    welcome->withdrawSamples();
 }
 
 void WorkspaceView::pasteConversation() {

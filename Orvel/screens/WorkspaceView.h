@@ -54,6 +54,8 @@ class WorkspaceView : public QWidget {
     void turnRound();
     /// Leaves what is open for a field in which a conversation can be pasted.
     void pasteConversation();
+    /// No longer offers the samples.
+    void withdrawSamples();
 
   signals:
     void openFileWanted();
@@ -86,7 +88,7 @@ class WorkspaceView : public QWidget {
     GrowingTextEdit* instruction;
     QLabel* size;
     QPushButton *previewButton, *copyButton, *sendButton;
-    QTimer clock; // Ticks only while a turn is watched.
+    QTimer clock; // Ticks only while a turn is watched or a delivery goes into Claude.
     bool isPasting = false;
     bool showsPreview = false;
     std::string shownPreview;

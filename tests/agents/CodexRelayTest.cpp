@@ -1,8 +1,8 @@
 // The whole relay through the model: from a conversation of Claude into the real Codex, with its receipt.
 
 #include "agents/RealCodex.h"
+#include "model/FakeClaudeSender.h"
 
-#include "Orvel/delivery/AbsentClaudeSender.h"
 #include "Orvel/desktop/MemorySettings.h"
 #include "Orvel/desktop/Panels.h"
 #include "Orvel/model/OrvelModel.h"
@@ -52,7 +52,7 @@ class CodexRelay : public RealCodex {
     UnavailableApplications applications;
     MemorySettings settings;
     PosixFileStore files;
-    AbsentClaudeSender claude;
+    FakeClaudeSender claude{world.loop};
     ConversationReference codexReference;
     std::unique_ptr<OrvelModel> model;
 };

@@ -231,8 +231,9 @@ TEST_F(RelayCommandLine, AMessageThatWasNotDeliveredStaysAndMayBeSentAgain) {
 
 TEST_F(RelayCommandLine, OrvelHasNoWayIntoClaudeHereAndSaysSo) {
     const auto id = link();
-    expectFailure({"send", id, "--source", "codex"}, "notDelivered", "can't write into Claude here");
-    EXPECT_EQ(pendingState(), "mayBeRetried");
+    expectFailure({"send", id, "--source", "codex"}, "deliveryUnconfirmed",
+                  "accessibility permission. Use Copy");
+    EXPECT_EQ(pendingState(), "unconfirmed");
     EXPECT_EQ(run({"copy-saved", id}).out, "me: q1\n\ncodex: a1");
 
     // The user pastes it.

@@ -43,7 +43,7 @@ TEST_F(CommandLine, ASampleNeedsNoAgentAndLeavesNothingBehind) {
     EXPECT_TRUE(std::filesystem::is_empty(home.path("tmp")));
 }
 
-TEST_F(CommandLine, TheSampleShowsARelayFromSendToReceipt) {
+TEST_F(CommandLine, TheSampleShowsRelaysFromSendToReceiptInBothDirections) {
     const auto result = run({"--sample"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, notice);
@@ -63,11 +63,19 @@ TEST_F(CommandLine, TheSampleShowsARelayFromSendToReceipt) {
                              "7. Watch",
                              "   Seen: ",
                              "   Codex has answered",
-                             "8. What Orvel",
-                             "\"status\": \"received\"",
-                             "9. What the",
+                             "8. What the conversation with Codex",
                              "   You, by way of Orvel\n",
-                             "   Codex\n   │ This is the reply of Orvel's sample"}) {
+                             "   Codex\n   │ This is the reply of Orvel's sample",
+                             "9. Send the answer back",
+                             "\n   │ codex: This is the reply of Orvel's sample",
+                             "   Saved. ",
+                             "   Seen: the message stands in Claude's own transcript",
+                             "10. What the conversation with Claude",
+                             "   You, by way of Orvel\n",
+                             "   Claude\n   │ Thank you.",
+                             "11. What Orvel has kept",
+                             "\"status\": \"received\"",
+                             "\"status\": \"received\""}) {
         const auto found = result.out.find(step, at);
         ASSERT_NE(found, std::string::npos) << step << "\n" << result.out;
         at = found;
@@ -78,8 +86,8 @@ TEST_F(CommandLine, TheSampleShowsARelayFromSendToReceipt) {
     }
 
     // What was shown before is what stands in the transcript at the end.
-    const auto quoteBehind = [&](const std::string& heading) {
-        auto begin = result.out.find(heading);
+    const auto quoteBehind = [&](const std::string& part, const std::string& heading) {
+        auto begin = result.out.find(heading, result.out.find(part));
         std::string quote;
         for (begin = result.out.find('\n', begin) + 1; result.out.compare(begin, 4, "   │", 4) == 0;) {
             const auto end = result.out.find('\n', begin);
@@ -88,9 +96,12 @@ TEST_F(CommandLine, TheSampleShowsARelayFromSendToReceipt) {
         }
         return quote;
     };
-    const auto shown = quoteBehind("5. See the exact text");
-    EXPECT_THAT(shown, HasSubstr("│ me: "));
-    EXPECT_EQ(quoteBehind("   You, by way of Orvel"), shown);
+    for (const auto& [sent, received] : {std::pair("5. See the exact text", "8. What the"),
+                                         std::pair("9. Send the answer back", "10. What the")}) {
+        const auto shown = quoteBehind(sent, sent);
+        EXPECT_THAT(shown, HasSubstr("│ me: "));
+        EXPECT_EQ(quoteBehind(received, "   You, by way of Orvel"), shown);
+    }
 }
 
 TEST_F(CommandLine, ASampleThatIsBrokenOffLeavesNothingBehind) {

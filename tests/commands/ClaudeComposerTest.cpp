@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 using namespace orvel;
 using enum ClaudeComposerDiagnosis;
 
@@ -23,7 +21,6 @@ struct Page : ComposerTreeTable<ComposerNode, ClaudeComposerTree> {
 
     ClaudeComposerDiagnosis chat() { return ClaudeComposerIdentity::inspect(parentOfFocused(), *this); }
     ClaudeCodeInspection code() { return ClaudeCodeComposerIdentity::inspect(parentOfFocused(), *this); }
-    ComposerNode& node(NodeID id) { return entries[id].node; }
     std::string lastLine() const { return lines.empty() ? "" : lines.back(); }
 };
 
@@ -43,20 +40,15 @@ Page composer(const char* sendLabel) {
     return page;
 }
 
-// The window moved up until it is the ancestor of this number.
+// The window moved up until it is the ancestor of this number; it was the eighth.
 void moveWindow(Page& page, NodeID ancestors) {
-    NodeID above = 100; // Its number is 8.
-    for (NodeID id = 200; id < 200 + ancestors - 8; ++id) {
-        page.node(above) = {"AXGroup", {}, id};
-        above = id;
-    }
-    page.add(above, "AXWindow");
+    page.raise(100, ancestors - 8);
 }
 
 struct Case {
     const char* what;
     ClaudeComposerDiagnosis code, chat;
-    std::function<void(Page&)> change;
+    void (*change)(Page&);
     const char* lastLine = nullptr; // Of the chat's.
 };
 
@@ -102,9 +94,8 @@ TEST(ClaudeComposer, IsRecognisedByWhatSurroundsIt) {
         {"no send", sendButtonMissing, sendButtonMissing,
          [](Page& p) { p.node(10).buttonLabels = {"send"}; }},
         {"send too far out", sendButtonMissing, sendButtonMissing,
-         [](Page& p) { p.entries[1].children = {0}, p.entries[6].children.push_back(10); }},
-        {"focus not seen", sendButtonMissing, sendButtonMissing,
-         [](Page& p) { p.entries[1].children = {10}; }},
+         [](Page& p) { p.children(1) = {0}, p.children(6).push_back(10); }},
+        {"focus not seen", sendButtonMissing, sendButtonMissing, [](Page& p) { p.children(1) = {10}; }},
         {"page within", dialog, unavailable, [](Page& p) { p.add(11, "AXWebArea", 1); },
          "scope1: Unsupported role=AXWebArea"},
         {"dialog within", dialog, unavailable,
@@ -120,9 +111,9 @@ TEST(ClaudeComposer, IsRecognisedByWhatSurroundsIt) {
          [](Page& p) { p.add(11, "AXGroup", 2), p.childless = {11}; },
          "scope2: Branch children unavailable or more than 12"},
         {"circle within", unavailable, unavailable,
-         [](Page& p) { p.add(11, "AXGroup", 2), p.entries[11].children = {2}; },
+         [](Page& p) { p.add(11, "AXGroup", 2), p.children(11) = {2}; },
          "scope2: Revisiting an element in an unfinished branch"},
-        {"child of two", unavailable, matched, [](Page& p) { p.entries[2].children.push_back(10); },
+        {"child of two", unavailable, matched, [](Page& p) { p.children(2).push_back(10); },
          "scope4: Inspected 2 elements / focus=true / Send=true"},
     };
     for (const auto& test : cases) {
@@ -158,34 +149,24 @@ TEST(ClaudeComposer, KnowsItsButtonsByTheirLabels) {
 
 TEST(ClaudeComposer, KnowsWhatMayStandBesideIt) {
     const struct {
-        const char* role;
         ClaudeComposerDiagnosis code, chat;
+        std::vector<const char*> roles;
     } cases[] = {
-        {"AXStaticText", matchedCode, matched},
-        {"AXImage", matchedCode, matched},
-        {"AXLink", matchedCode, matched},
-        {"AXCheckBox", matchedCode, matched},
-        {"AXPopUpButton", matchedCode, matched},
-        {"AXMenuButton", matchedCode, matched},
-        {"AXRadioButton", matchedCode, matched},
-        {"AXButton", matchedCode, matched},
-        {"AXGroup", matchedCode, matched},
-        {"AXRadioGroup", matchedCode, matched},
-        {"AXList", matchedCode, unavailable},
-        {"AXSearchField", matchedCode, unavailable},
-        {"AXWindow", matchedCode, unavailable},
-        {"AXTextArea", ambiguousEditors, ambiguousEditors},
-        {"AXTextField", ambiguousEditors, ambiguousEditors},
-        {"AXWebArea", dialog, unavailable},
-        {"AXSheet", dialog, unavailable},
-        {"AXDialog", dialog, unavailable},
+        {matchedCode,
+         matched,
+         {"AXStaticText", "AXImage", "AXLink", "AXCheckBox", "AXPopUpButton", "AXMenuButton", "AXRadioButton",
+          "AXButton", "AXGroup", "AXRadioGroup"}},
+        {matchedCode, unavailable, {"AXList", "AXSearchField", "AXWindow"}},
+        {ambiguousEditors, ambiguousEditors, {"AXTextArea", "AXTextField"}},
+        {dialog, unavailable, {"AXWebArea", "AXSheet", "AXDialog"}},
     };
-    for (const auto& [role, code, chat] : cases) {
-        auto chatPage = composer("Send message"), codePage = composer("Send");
-        for (auto* page : {&chatPage, &codePage}) page->add(50, role, 1);
-        EXPECT_EQ(rawValue(chatPage.chat()), rawValue(chat)) << role;
-        EXPECT_EQ(rawValue(codePage.code().diagnosis), rawValue(code)) << role;
-    }
+    for (const auto& [code, chat, roles] : cases)
+        for (const auto* role : roles) {
+            auto chatPage = composer("Send message"), codePage = composer("Send");
+            for (auto* page : {&chatPage, &codePage}) page->add(50, role, 1);
+            EXPECT_EQ(rawValue(chatPage.chat()), rawValue(chat)) << role;
+            EXPECT_EQ(rawValue(codePage.code().diagnosis), rawValue(code)) << role;
+        }
     // As the focused element, a field is an editor for Code conversations alone.
     auto chatPage = composer("Send message"), codePage = composer("Send");
     for (auto* page : {&chatPage, &codePage}) page->node(0).role = "AXTextField";
@@ -205,7 +186,7 @@ TEST(ClaudeComposer, LooksAtSixtyFourAncestors) {
 TEST(ClaudeComposer, GivesUpAtAScopeOfThirteenChildren) {
     for (const std::size_t children : {11, 12, 13}) {
         auto page = composer("メッセージを送信");
-        for (NodeID id = 20; page.entries[2].children.size() < children; ++id) page.add(id, "AXImage", 2);
+        for (NodeID id = 20; page.children(2).size() < children; ++id) page.add(id, "AXImage", 2);
         EXPECT_EQ(page.chat(), children > 12 ? sendButtonMissing : matched) << children;
         EXPECT_EQ(page.lastLine().substr(0, 6), children > 12 ? "scope2" : "scope4");
     }
@@ -215,7 +196,7 @@ TEST(ClaudeComposer, LooksIntoBranchesOfTwelveChildren) {
     for (const std::size_t children : {11, 12, 13}) {
         auto page = composer("Send message");
         page.add(11, "AXRadioGroup", 1);
-        for (NodeID id = 20; page.entries[11].children.size() < children; ++id) page.add(id, "AXImage", 11);
+        for (NodeID id = 20; page.children(11).size() < children; ++id) page.add(id, "AXImage", 11);
         EXPECT_EQ(page.chat(), children > 12 ? unavailable : matched) << children;
     }
 }
@@ -223,8 +204,8 @@ TEST(ClaudeComposer, LooksIntoBranchesOfTwelveChildren) {
 TEST(ClaudeComposer, LooksForTheSendButtonInTheFourNearestScopes) {
     for (NodeID scope = 1; scope <= 6; ++scope) {
         auto page = composer("Send message");
-        page.entries[1].children = {0};
-        page.entries[scope].children.push_back(10);
+        page.children(1) = {0};
+        page.children(scope).push_back(10);
         EXPECT_EQ(page.chat(), scope > 4 ? sendButtonMissing : matched) << scope;
         EXPECT_EQ(page.lines.size(), 4U);
     }
@@ -242,11 +223,7 @@ TEST(ClaudeComposer, ReadsNoMoreThanItsLimitWhateverTheTree) {
     for (const NodeID elements : {39, 40, 41, 5000}) {
         auto page = composer("Send message");
         moveWindow(page, 64);
-        NodeID parent = 1;
-        for (NodeID known = 2; known < elements; ++known) { // The editor and its button are two.
-            page.add(1000 + known, "AXGroup", parent);
-            if (known % 10 == 0) parent = 1000 + known;
-        }
+        page.addBranches(1, 1002, 1000 + elements); // The editor and its button are two.
         EXPECT_EQ(page.chat(), elements > 40 ? unavailable : matched) << elements;
         if (elements > 40) {
             EXPECT_EQ(page.lastLine(), "scope1: Total limit of 40 elements exceeded");
@@ -259,12 +236,7 @@ TEST(ClaudeComposer, ReadsNoMoreThanItsLimitWhateverTheTree) {
     for (const NodeID elements : {99, 100, 101, 5000}) {
         auto page = composer("Send");
         moveWindow(page, 64);
-        NodeID parent = 1;
-        for (NodeID known = 7; known < elements;
-             ++known) { // The scope, four groups, the editor and its button.
-            page.add(1000 + known, "AXGroup", parent);
-            if (known % 10 == 0) parent = 1000 + known;
-        }
+        page.addBranches(1, 1007, 1000 + elements); // The scope, four groups, the editor and its button.
         EXPECT_EQ(page.code().diagnosis, elements > 100 ? unavailable : matchedCode) << elements;
         EXPECT_LE(page.nodeReads, 164U);
         EXPECT_LE(page.childReads, 100U);

@@ -33,11 +33,7 @@ Page nested(NodeID levels, NodeID branches) {
     makeConversation(page.add(levels - 1, "AXWebArea", levels).node);
     for (NodeID id = levels - 2; id > 0; --id) page.add(id, "AXGroup", id + 1);
     page.add(0, "AXTextArea", 1);
-    NodeID parent = 1;
-    for (NodeID id = 1000; id < 1000 + branches; ++id) {
-        page.add(id, "AXGroup", parent);
-        if (id % 10 == 0) parent = id;
-    }
+    page.addBranches(1, 1000, 1000 + branches);
     return page;
 }
 
@@ -72,7 +68,7 @@ Page tangled(std::uint32_t seed) {
 TEST(ComposerReads, ReachTheGreatestNumberThatIsStated) {
     // Everything within the first of four scopes; the others are read to find it again.
     auto chat = nested<ClaudePage>(64, 40);
-    chat.entries[1].children.erase(chat.entries[1].children.begin()); // The editor, which has no children.
+    chat.children(1).erase(chat.children(1).begin()); // The editor, which has no children.
     ClaudeComposerIdentity::inspect(1, chat);
     EXPECT_EQ(chat.nodeReads, 104U);
     EXPECT_EQ(chat.childReads, 44U);

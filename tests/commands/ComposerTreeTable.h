@@ -29,6 +29,26 @@ struct ComposerTreeTable : Tree {
         return entry;
     }
 
+    Node& node(NodeID id) { return entries[id].node; }
+    std::vector<NodeID>& children(NodeID id) { return entries[id].children; }
+
+    /// Adds groups, of which every tenth holds those behind it, beneath `parent`.
+    void addBranches(NodeID parent, NodeID first, NodeID end) {
+        for (NodeID id = first; id < end; ++id) {
+            add(id, "AXGroup", parent);
+            if (id % 10 == 0) parent = id;
+        }
+    }
+
+    /// Puts this many groups between the window and what it holds.
+    void raise(NodeID window, NodeID groups) {
+        for (NodeID id = 200; id < 200 + groups; ++id) {
+            node(window) = {"AXGroup", {}, id};
+            window = id;
+        }
+        add(window, "AXWindow");
+    }
+
     std::optional<NodeID> parentOfFocused() const { return entries.at(Tree::focused).node.parent; }
 
     std::optional<Node> readNode(NodeID id) override {

@@ -6,16 +6,16 @@ using namespace orvel;
 
 namespace {
 
-std::string item(std::string_view payload) {
-    return R"({"type":"response_item","payload":{"type":"message",)" + std::string(payload) + "}}\n";
+std::string item(const std::string& payload) {
+    return record(R"({"type":"response_item","payload":{"type":"message",)" + payload + "}}");
 }
 
-std::string event(std::string_view type) {
-    return R"({"type":"event_msg","payload":{"type":")" + std::string(type) + "\"}}\n";
+std::string event(const std::string& type) {
+    return record(R"({"type":"event_msg","payload":{"type":")" + type + "\"}}");
 }
 
-std::string meta(std::string_view payload) {
-    return R"({"type":"session_meta","payload":)" + std::string(payload) + "}\n";
+std::string meta(const std::string& payload) {
+    return record(R"({"type":"session_meta","payload":)" + payload + "}");
 }
 
 const std::string question = item(R"("role":"user","content":"A")");
@@ -31,23 +31,17 @@ TEST(CodexTranscript, KeepsWhatUserAndAssistantSaid) {
         {"other roles", item(R"("role":"developer","content":"D")") + question, "user: A"},
         {"a role that is no string", item(R"("role":1,"content":"D")") + question, "user: A"},
         {"items of other types",
-         R"({"type":"response_item","payload":{"type":"reasoning","role":"user","content":"R"}})"
-         "\n" +
+         record(R"({"type":"response_item","payload":{"type":"reasoning","role":"user","content":"R"}})") +
              question,
          "user: A"},
         {"records of other types",
-         R"({"type":"compacted","payload":{"type":"message","role":"user","content":"R"}})"
-         "\n" +
+         record(R"({"type":"compacted","payload":{"type":"message","role":"user","content":"R"}})") +
              question,
          "user: A"},
-        {"payloads that are no object",
-         R"({"type":"response_item","payload":"message"})"
-         "\n" +
-             question,
+        {"payloads that are no object", record(R"({"type":"response_item","payload":"message"})") + question,
          "user: A"},
         {"types that are no string",
-         R"({"type":["response_item"],"payload":{"type":"message","role":"user","content":"R"}})"
-         "\n" +
+         record(R"({"type":["response_item"],"payload":{"type":"message","role":"user","content":"R"}})") +
              question,
          "user: A"},
         {"the final channel", item(R"("role":"assistant","channel":"final","content":"B")"), "assistant: B"},
@@ -60,10 +54,8 @@ TEST(CodexTranscript, KeepsWhatUserAndAssistantSaid) {
         {"the phase does not matter", item(R"("role":"assistant","phase":"commentary","content":"B")"),
          "assistant: B"},
     };
-    for (const auto& [name, transcript, outcome] : cases) {
-        SCOPED_TRACE(name);
-        EXPECT_EQ(outcomeOf(transcript, Agent::codex), outcome);
-    }
+    for (const auto& [name, transcript, outcome] : cases)
+        EXPECT_EQ(outcomeOf(transcript, Agent::codex), outcome) << name;
 }
 
 TEST(CodexTranscript, IsBusyFromTheStartOfATaskToItsEnd) {
@@ -79,8 +71,7 @@ TEST(CodexTranscript, IsBusyFromTheStartOfATaskToItsEnd) {
         {"started again", event("task_started") + event("task_complete") + event("task_started"), true},
         {"other events", event("task_started") + event("token_count") + event("item_completed"), true},
         {"the end in another type of record",
-         event("task_started") + R"({"type":"response_item","payload":{"type":"task_complete"}})"
-                                 "\n",
+         event("task_started") + record(R"({"type":"response_item","payload":{"type":"task_complete"}})"),
          true},
     };
     for (const auto& [name, events, isBusy] : cases) {
@@ -107,10 +98,7 @@ TEST(CodexTranscript, TakesTheLastSessionAndRefusesInheritedHistory) {
         {"a base behind messages", question + meta(R"({"history_base":""})"), "inheritedHistory"},
         {"a base behind a malformed line", "{\n" + meta(R"({"history_base":""})"), "malformedLine"},
         {"a base in another record",
-         R"({"type":"turn_context","payload":{"history_base":1}})"
-         "\n" +
-             question,
-         "fallback"},
+         record(R"({"type":"turn_context","payload":{"history_base":1}})") + question, "fallback"},
     };
     for (const auto& [name, transcript, expected] : cases) {
         SCOPED_TRACE(name);

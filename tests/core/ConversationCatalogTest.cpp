@@ -2,6 +2,7 @@
 
 #include "OrvelCore/files/FileError.h"
 #include "TemporaryFolder.h"
+#include "core/Outcome.h"
 
 #include <algorithm>
 #include <chrono>
@@ -19,16 +20,16 @@ using testing::UnorderedElementsAre;
 
 namespace {
 
-std::string claudeRecord(std::string_view session, std::string_view rest = {}) {
-    return R"({"type":"user","sessionId":")" + std::string(session) + '"' + std::string(rest) + "}\n";
+std::string claudeRecord(const std::string& session, const std::string& rest = {}) {
+    return record(R"({"type":"user","sessionId":")" + session + '"' + rest + "}");
 }
 
-std::string codexRecord(std::string_view payload) {
-    return R"({"type":"session_meta","payload":)" + std::string(payload) + "}\n";
+std::string codexRecord(const std::string& payload) {
+    return record(R"({"type":"session_meta","payload":)" + payload + "}");
 }
 
-std::string codexNamed(std::string_view id) {
-    return codexRecord(R"({"id":")" + std::string(id) + "\"}");
+std::string codexNamed(const std::string& id) {
+    return codexRecord(R"({"id":")" + id + "\"}");
 }
 
 // "session | title | folder", or the name of the failure's case.
@@ -99,28 +100,23 @@ TEST(TranscriptIdentity, StandsInTheFirstRecordThatNamesASession) {
          "0123456789 | w · 01234567 | /w"},
         {"a title of blanks", Agent::codex, codexRecord(R"({"id":"s","title":" "})"), "s |   | none"},
         {"other records first", Agent::codex,
-         R"({"type":"event_msg","payload":{"id":"e"}})"
-         "\n" +
-             codexNamed("s"),
-         "s | s | none"},
+         record(R"({"type":"event_msg","payload":{"id":"e"}})") + codexNamed("s"), "s | s | none"},
         {"a payload that is no object", Agent::codex, codexRecord("[]") + codexNamed("s"), "s | s | none"},
         {"an id that is no string ends the search", Agent::codex, codexRecord("{}") + codexNamed("s"),
          "invalidMetadata"},
         {"an id that is empty", Agent::codex, codexNamed("") + codexNamed("s"), "invalidMetadata"},
         {"a Claude transcript", Agent::codex, claudeRecord("s"), "invalidMetadata"},
     };
-    for (const auto& [name, agent, contents, identity] : cases) {
-        SCOPED_TRACE(name);
-        EXPECT_EQ(identityOf(folder.write("t.jsonl", contents), agent), identity);
-    }
+    for (const auto& [name, agent, contents, identity] : cases)
+        EXPECT_EQ(identityOf(folder.write("t.jsonl", contents), agent), identity) << name;
 }
 
 TEST(TranscriptIdentity, IsSoughtInTheFirstMebibyteAlone) {
     const TemporaryFolder folder;
-    const auto record = R"({"sessionId":"s"})"s;
+    const auto first = R"({"sessionId":"s"})"s;
     const std::size_t limit = 1'048'576;
     const auto at = [&](std::size_t end, char filler) {
-        auto text = std::string(end - record.size() - 1, filler) + '\n' + record;
+        auto text = std::string(end - first.size() - 1, filler) + '\n' + first;
         return folder.write("t.jsonl", text + '\n' + claudeRecord("later"));
     };
     for (const char filler : {'x', '\n', ' '}) {
@@ -128,7 +124,7 @@ TEST(TranscriptIdentity, IsSoughtInTheFirstMebibyteAlone) {
         EXPECT_EQ(identityOf(at(limit, filler), Agent::claude), "s | s | none");
         EXPECT_EQ(identityOf(at(limit + 1, filler), Agent::claude), "invalidMetadata");
     }
-    EXPECT_EQ(identityOf(at(limit + 1 + record.size(), 'x'), Agent::claude), "invalidMetadata");
+    EXPECT_EQ(identityOf(at(limit + 1 + first.size(), 'x'), Agent::claude), "invalidMetadata");
     EXPECT_EQ(identityOf(folder.writeSparse("huge.jsonl", 1ULL << 36), Agent::claude), "invalidMetadata");
 }
 
@@ -142,8 +138,8 @@ TEST(TranscriptIdentity, OfAnUnreadableFileIsTheSystemsError) {
 
 TEST(ChosenTranscript, OfCodexTakesItsNameFromTheNearestIndexAbove) {
     const TemporaryFolder folder;
-    const auto index = [](std::string_view id, std::string_view name) {
-        return R"({"id":")" + std::string(id) + R"(","thread_name":")" + std::string(name) + "\"}\n";
+    const auto index = [](const std::string& id, const std::string& name) {
+        return record(R"({"id":")" + id + R"(","thread_name":")" + name + "\"}");
     };
     folder.write("codex/session_index.jsonl",
                  index("a", "first") + "{ broken\n\n[]\n{\"id\":7,\"thread_name\":\"x\"}\n{\"id\":\"a\"}\n" +
@@ -165,13 +161,12 @@ TEST(ChosenTranscript, OfCodexTakesItsNameFromTheNearestIndexAbove) {
         {"no such folder", "codex/elsewhere/a.jsonl", "a", "a"},
         {"a folder of that name only in part", "codex/sessions2/a.jsonl", "a", "a"},
     };
-    for (const auto& [name, file, id, title] : cases) {
-        SCOPED_TRACE(name);
-        EXPECT_EQ(ConversationCatalog::reference(folder.write(file, codexNamed(id)), Agent::codex).title,
-                  title);
-    }
-    const auto claude = folder.write("codex/sessions/claude.jsonl", claudeRecord("a"));
-    EXPECT_EQ(ConversationCatalog::reference(claude, Agent::claude).title, "a");
+    const auto titleOf = [&](const std::string& file, const std::string& contents, Agent agent) {
+        return ConversationCatalog::reference(folder.write(file, contents), agent).title;
+    };
+    for (const auto& [name, file, id, title] : cases)
+        EXPECT_EQ(titleOf(file, codexNamed(id), Agent::codex), title) << name;
+    EXPECT_EQ(titleOf("codex/sessions/claude.jsonl", claudeRecord("a"), Agent::claude), "a");
     const auto folders = AgentFolders::of(folder.path(), folder.path("codex"), {}, folder.path());
     EXPECT_EQ(ConversationCatalog::codexThreadTitles(folders),
               (std::map<std::string, std::string>{{"a", " latest "}, {"c", "kept"}}));
@@ -182,8 +177,8 @@ TEST(ChosenTranscript, OfCodexTakesItsNameFromTheNearestIndexAbove) {
 TEST(Discovery, FindsTheTranscriptsOfARootAndNothingElse) {
     const TemporaryFolder folder;
     const auto root = folder.path("root/.claude/projects");
-    const auto add = [&](std::string_view name, std::string_view session) {
-        folder.write("root/.claude/projects/" + std::string(name), claudeRecord(session));
+    const auto add = [&](const std::string& name, const std::string& session) {
+        folder.write("root/.claude/projects/" + name, claudeRecord(session));
     };
     add("top.jsonl", "top");
     add("a/b/c/d/deep.jsonl", "deep");
@@ -252,25 +247,25 @@ TEST(Discovery, AddsTheNamesThatTheAgentsKeepElsewhere) {
     const auto desktop = [&](const std::string& name, std::string_view contents) {
         folder.write("desktop/" + name, contents);
     };
-    const auto record = [](const std::string& cli, const std::string& rest) {
+    const auto entry = [](const std::string& cli, const std::string& rest) {
         return "{\"cliSessionId\":\"" + cli + "\"," + rest + "}";
     };
     const std::string id = R"("sessionId":"local_1")";
-    desktop("local_full.json", record("full", id + R"(,"title":"Desktop","cwd":"/desktop")"));
-    desktop("a/b/local_bare.json", record("bare", id + R"(,"title":1,"cwd":null)"));
-    desktop("local_empty.json", record("empty", id + R"(,"title":"","cwd":"")"));
-    desktop("local_twice1.json", record("twice", id));
-    desktop("local_twice2.json", record("twice", id));
-    desktop("other_name.json", record("name", id));
-    desktop("local_extension.jsonl", record("extension", id));
-    desktop(".hidden/local_x.json", record("hidden", id));
-    desktop("local_id.json", record("foreign", R"("sessionId":"remote_1")"));
-    desktop("local_none.json", record("none", R"("title":"T")"));
-    desktop("local_cli.json", record("", id));
-    desktop("local_list.json", "[" + record("list", id) + "]");
-    desktop("local_cut.json", record("cut", id).substr(0, 30));
+    desktop("local_full.json", entry("full", id + R"(,"title":"Desktop","cwd":"/desktop")"));
+    desktop("a/b/local_bare.json", entry("bare", id + R"(,"title":1,"cwd":null)"));
+    desktop("local_empty.json", entry("empty", id + R"(,"title":"","cwd":"")"));
+    desktop("local_twice1.json", entry("twice", id));
+    desktop("local_twice2.json", entry("twice", id));
+    desktop("other_name.json", entry("name", id));
+    desktop("local_extension.jsonl", entry("extension", id));
+    desktop(".hidden/local_x.json", entry("hidden", id));
+    desktop("local_id.json", entry("foreign", R"("sessionId":"remote_1")"));
+    desktop("local_none.json", entry("none", R"("title":"T")"));
+    desktop("local_cli.json", entry("", id));
+    desktop("local_list.json", "[" + entry("list", id) + "]");
+    desktop("local_cut.json", entry("cut", id).substr(0, 30));
     const auto sized = [&](const std::string& cli, std::size_t size) {
-        const auto text = record(cli, id);
+        const auto text = entry(cli, id);
         desktop("local_" + cli + ".json", text + std::string(size - text.size(), '\n'));
     };
     sized("largest", 4'194'304);

@@ -125,7 +125,7 @@ TEST(HandoffState, KeysArePlainForDirectionsAndJSONForConversations) {
         {"\xff", "[\"codex\",\"\uFFFD\",\"claude\",\"b\"]"},
     };
     for (const auto& [conversation, key] : cases)
-        EXPECT_EQ(HandoffState::key(Agent::codex, conversation, Agent::claude, "b"), key);
+        EXPECT_EQ(HandoffState::key(Agent::codex, conversation, Agent::claude, "b"), key) << conversation;
 }
 
 TEST(HandoffFormatter, ContinuesBehindTheLastDeliveredMessage) {
@@ -159,9 +159,8 @@ TEST(RelayFormatter, JoinsInstructionAndMessagesByEmptyLines) {
         {"no messages", Agent::codex, 0, "do", std::nullopt, "do"},
         {"nothing", Agent::codex, 0, " ", std::nullopt, ""},
     };
-    for (const auto& [name, source, count, instruction, label, payload] : cases) {
-        SCOPED_TRACE(name);
+    for (const auto& [name, source, count, instruction, label, payload] : cases)
         EXPECT_EQ(RelayFormatter::render(source, std::span(messages).first(count), instruction, label),
-                  payload);
-    }
+                  payload)
+            << name;
 }

@@ -9,6 +9,11 @@
 
 namespace orvel {
 
+/// A line of a transcript.
+inline std::string record(std::string_view json) {
+    return std::string(json) + '\n';
+}
+
 /// "user: text | assistant: text [busy] [ambiguous]", as far as it applies.
 inline std::string outcomeOf(const Conversation& conversation) {
     std::string line;

@@ -67,22 +67,18 @@ TEST(TranscriptReader, StopsAtTheFirstLineThatIsNoObject) {
         {"open brackets only", std::string(100'000, '['), malformed(1)},
         {"open braces only", nested(0).substr(0, 5) + std::string(100'000, '{'), malformed(1)},
     };
-    for (const auto agent : allAgents) {
-        for (const auto& [name, text, failure] : cases) {
-            SCOPED_TRACE(name);
-            EXPECT_EQ(failureOf(text, agent), failure);
-        }
-    }
+    for (const auto agent : allAgents)
+        for (const auto& [name, text, failure] : cases) EXPECT_EQ(failureOf(text, agent), failure) << name;
 }
 
 TEST(TranscriptReader, IdentifiesAMessageByItsOriginAndADigestOfRoleAndText) {
-    const auto claude = [](std::string_view type, std::string_view uuid, std::string_view text) {
-        return R"({"type":")" + std::string(type) + R"(","message":{"content":")" + std::string(text) +
-               "\"}" + (uuid.empty() ? "" : R"(,"uuid":")" + std::string(uuid) + '"') + "}\n";
+    const auto claude = [](const std::string& type, const std::string& uuid, const std::string& text) {
+        return record(R"({"type":")" + type + R"(","message":{"content":")" + text + "\"}" +
+                      (uuid.empty() ? "" : R"(,"uuid":")" + uuid + '"') + "}");
     };
-    const auto codex = [](std::string_view id, std::string_view text) {
-        return R"({"type":"response_item","payload":{"type":"message","role":"user","content":")" +
-               std::string(text) + '"' + (id.empty() ? "" : R"(,"id":)" + std::string(id)) + "}}\n";
+    const auto codex = [](const std::string& id, const std::string& text) {
+        return record(R"({"type":"response_item","payload":{"type":"message","role":"user","content":")" +
+                      text + '"' + (id.empty() ? "" : R"(,"id":)" + id) + "}}");
     };
     // The digests of "user\nhello", "assistant\nhello" and "user\n 検索 \n".
     const std::string hello = "fa82b1cf60263d970c98f29e8420cbd61e8c07e59e05008002d374235fa8abf3",
@@ -91,56 +87,43 @@ TEST(TranscriptReader, IdentifiesAMessageByItsOriginAndADigestOfRoleAndText) {
     const struct {
         const char* name;
         Agent agent;
-        std::string transcript;
-        std::vector<std::string> ids;
+        std::string transcript, ids;
     } cases[] = {
-        {"uuid", Agent::claude, claude("user", "u", "hello"), {"u:" + hello}},
-        {"line", Agent::claude, "\r\n" + claude("user", "", "hello"), {"line-3:" + hello}},
-        {"item", Agent::codex, codex("\"i\"", "hello"), {"i:" + hello}},
-        {"item that is no string", Agent::codex, codex("5", "hello"), {"line-1:" + hello}},
-        {"item that is empty", Agent::codex, codex("\"\"", "hello"), {":" + hello}},
-        {"the text is not trimmed", Agent::codex, codex("\"i\"", " 検索 \\n"), {"i:" + japanese}},
-        {"the same twice",
-         Agent::claude,
-         claude("user", "u", "hello") + claude("user", "u", "hello"),
-         {"u:" + hello}},
-        {"the same uuid with another text",
-         Agent::claude,
-         claude("user", "u", "hello") + claude("user", "u", " 検索 \\n"),
-         {"u:" + hello, "u:" + japanese}},
-        {"the same uuid with another role",
-         Agent::claude,
-         claude("user", "u", "hello") + claude("assistant", "u", "hello"),
-         {"u:" + hello, "u:" + helloBack}},
-        {"the same text on two lines",
-         Agent::codex,
-         codex("", "hello") + codex("", "hello"),
-         {"line-1:" + hello, "line-2:" + hello}},
-        {"a native identity that looks like a line",
-         Agent::codex,
-         codex("\"line-2\"", "hello") + codex("", "hello"),
-         {"line-2:" + hello}},
+        {"uuid", Agent::claude, claude("user", "u", "hello"), "u:" + hello},
+        {"line", Agent::claude, "\r\n" + claude("user", "", "hello"), "line-3:" + hello},
+        {"item", Agent::codex, codex("\"i\"", "hello"), "i:" + hello},
+        {"item that is no string", Agent::codex, codex("5", "hello"), "line-1:" + hello},
+        {"item that is empty", Agent::codex, codex("\"\"", "hello"), ":" + hello},
+        {"the text is not trimmed", Agent::codex, codex("\"i\"", " 検索 \\n"), "i:" + japanese},
+        {"the same twice", Agent::claude, claude("user", "u", "hello") + claude("user", "u", "hello"),
+         "u:" + hello},
+        {"the same uuid with another text", Agent::claude,
+         claude("user", "u", "hello") + claude("user", "u", " 検索 \\n"), "u:" + hello + " u:" + japanese},
+        {"the same uuid with another role", Agent::claude,
+         claude("user", "u", "hello") + claude("assistant", "u", "hello"), "u:" + hello + " u:" + helloBack},
+        {"the same text on two lines", Agent::codex, codex("", "hello") + codex("", "hello"),
+         "line-1:" + hello + " line-2:" + hello},
+        {"a native identity that looks like a line", Agent::codex,
+         codex("\"line-2\"", "hello") + codex("", "hello"), "line-2:" + hello},
     };
     for (const auto& [name, agent, transcript, ids] : cases) {
-        SCOPED_TRACE(name);
-        std::vector<std::string> got;
+        std::string got;
         for (const auto& message : TranscriptReader::parse(transcript, agent, "", "").messages)
-            got.push_back(message.id);
-        EXPECT_EQ(got, ids);
+            got += (got.empty() ? "" : " ") + message.id;
+        EXPECT_EQ(got, ids) << name;
     }
 }
 
 TEST(TranscriptReader, GivesEveryUnreadableFileItsOwnWords) {
     const TemporaryFolder folder;
-    const std::string record = R"({"type":"user","message":{"content":"A"}})"
-                               "\n";
+    const auto good = record(R"({"type":"user","message":{"content":"A"}})");
     const auto special = [&](const char* name, const std::function<int(const char*)>& make) {
         const auto path = folder.path(name);
         EXPECT_EQ(make(path.c_str()), 0) << name;
         return path;
     };
     const auto sparse = [&](const char* name, std::uintmax_t size) {
-        const auto path = folder.write(name, record);
+        const auto path = folder.write(name, good);
         std::filesystem::resize_file(path, size);
         return path;
     };
@@ -179,7 +162,7 @@ TEST(TranscriptReader, GivesEveryUnreadableFileItsOwnWords) {
          couldNotRead(std::string(300, 'x'), "File name too long")},
     };
     if (geteuid() != 0) {
-        const auto path = folder.write("secret", record);
+        const auto path = folder.write("secret", good);
         chmod(path.c_str(), 0);
         cases.push_back({"unreadable", path, "noPermission", couldNotRead("secret", "Permission denied")});
     }

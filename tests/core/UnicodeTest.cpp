@@ -75,7 +75,8 @@ TEST(Trimming, TakesOffWhiteSpaceOfUnicodeAndNothingElse) {
         {" \xe3\x80", "\xe3\x80"},
         {"\x80 ", "\x80"},
     };
-    for (const auto& [text, expected] : cases) EXPECT_EQ(trimmed(text), expected);
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(trimmed(text), expected) << testing::PrintToString(text);
 }
 
 TEST(FirstCharacters, CountWhatAReaderSeesAsOne) {
@@ -97,10 +98,8 @@ TEST(FirstCharacters, CountWhatAReaderSeesAsOne) {
         {"CR LF is one", "\r\nab", 2, "\r\na"},
         {"fewer than asked", "検索", 9, "検索"},
     };
-    for (const auto& [name, text, count, first] : cases) {
-        SCOPED_TRACE(name);
-        EXPECT_EQ(firstCharacters(text, count), first);
-    }
+    for (const auto& [name, text, count, first] : cases)
+        EXPECT_EQ(firstCharacters(text, count), first) << name;
 }
 
 TEST(Displayable, ReplacesOnlyWhatIsNoUTF8) {
@@ -110,7 +109,8 @@ TEST(Displayable, ReplacesOnlyWhatIsNoUTF8) {
         {"plain 検索 😀", "plain 検索 😀"},       {"a\xffz", "a\uFFFDz"},       {"\xe3\x81", "\uFFFD"},
         {"\xed\xa0\x80", "\uFFFD\uFFFD\uFFFD"}, {"\xc0\xaf", "\uFFFD\uFFFD"},
     };
-    for (const auto& [bytes, text] : cases) EXPECT_EQ(displayable(bytes), text);
+    for (const auto& [bytes, text] : cases)
+        EXPECT_EQ(displayable(bytes), text) << testing::PrintToString(bytes);
 }
 
 RC_GTEST_PROP(Displayable, IsAlwaysUTF8AndKeepsUTF8, (const std::string& bytes)) {

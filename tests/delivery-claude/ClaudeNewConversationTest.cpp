@@ -54,14 +54,14 @@ struct NewConversation : ScriptedClaude {
 };
 
 TEST(ClaudeNewConversation, SendsOnTheNewPageAndGivesTheConversation) {
-    for (const auto& path : {std::string("/epitaxy"), std::string("/epitaxy/") + ScriptedClaude::other}) {
+    for (const auto& path : {"/epitaxy", ScriptedClaude::otherPath}) {
         NewConversation claude(path);
         const auto outcome = claude.start();
         ASSERT_TRUE(outcome.succeeded) << outcome.message;
         EXPECT_EQ(claude.result->sessionID, "one");
         EXPECT_EQ(claude.result->desktopSessionID, made);
         EXPECT_EQ(claude.writes, 1);
-        EXPECT_EQ(claude.pressed.size(), path == "/epitaxy" ? 1U : 2U);
+        EXPECT_EQ(claude.pressed.size(), path == std::string("/epitaxy") ? 1U : 2U);
         EXPECT_EQ(claude.receiptChecks, 0);
     }
 }
@@ -70,61 +70,50 @@ struct Row {
     const char* name;
     void (*change)(NewConversation&);
     std::string message;
-    bool canRetry;
-    int writes;
+    int writes = 0;
 };
 
 const Row rows[] = {
-    {"not opened", [](NewConversation& c) { c.applications.opens = false; }, generic, true, 0},
-    {"no Code page", [](NewConversation& c) { c.page->set("AXURL", AXURL{"https://claude.ai/new"}); },
-     generic, true, 0},
-    {"a draft", [](NewConversation& c) { c.type("Mine"); },
-     "Claude has a draft, attachment, or reply in progress. Nothing was changed.", true, 0},
-    {"no button", [](NewConversation& c) { c.tree.remove(*c.newButton); }, generic, true, 0},
-    {"a label that only holds the word", [](NewConversation& c) { c.newButton->set("AXHelp", "New chat"); },
-     generic, true, 0},
-    {"two buttons", [](NewConversation& c) { c.tree.add(c.window, "AXButton").set("AXTitle", "New"); },
-     generic, true, 0},
-    {"a refused press", [](NewConversation& c) { c.pressStatus = AXStatus::failure; }, generic, true, 0},
-    {"a page that does not come", [](NewConversation& c) { c.reaches = false; }, generic, true, 0},
-    {"no transcript", [](NewConversation& c) { c.writesFiles = false; }, unconfirmed, false, 1},
-    {"a transcript of another message",
-     [](NewConversation& c) {
-         c.writesFiles = false;
-         c.writeFiles("one", "Hello?");
-     },
-     unconfirmed, false, 1},
+    {"not opened", [](auto& c) { c.applications.opens = false; }, generic},
+    {"no Code page", [](auto& c) { c.address("/new"); }, generic},
+    {"a draft", [](auto& c) { c.type("Mine"); }, notEmpty},
+    {"no button", [](auto& c) { c.tree.remove(*c.newButton); }, generic},
+    {"a label that only holds the word", [](auto& c) { c.newButton->set("AXHelp", "New chat"); }, generic},
+    {"two buttons", [](auto& c) { c.tree.add(c.window, "AXButton").set("AXTitle", "New"); }, generic},
+    {"a refused press", [](auto& c) { c.pressStatus = AXStatus::failure; }, generic},
+    {"a page that does not come", [](auto& c) { c.reaches = false; }, generic},
+    {"no transcript", [](auto& c) { c.writesFiles = false; }, unconfirmed, 1},
+    {"a transcript of another message", [](auto& c) { c.writesFiles = false, c.writeFiles("one", "Hello?"); },
+     unconfirmed, 1},
     {"a transcript that can't be read",
-     [](NewConversation& c) {
+     [](auto& c) {
          c.writeFiles("one", "Hello");
          c.writesFiles = false;
          c.folder.write(
              "projects/p/one.jsonl",
              "{\"type\":\"user\",\"sessionId\":\"one\",\"message\":{\"role\":\"user\"}}\nno JSON\n");
      },
-     unconfirmed, false, 1},
-    {"a conversation that existed", [](NewConversation& c) { c.existing = {"claude:one"}; }, unconfirmed,
-     false, 1},
-    {"two conversations", [](NewConversation& c) { c.writeFiles("two", "Hello"); },
-     "Multiple transcripts have the same conversation ID. Choose the file to use.", false, 1},
+     unconfirmed, 1},
+    {"a conversation that existed", [](auto& c) { c.existing = {"claude:one"}; }, unconfirmed, 1},
+    {"two conversations", [](auto& c) { c.writeFiles("two", "Hello"); },
+     "Multiple transcripts have the same conversation ID. Choose the file to use.", 1},
     {"another conversation shown meanwhile",
-     [](NewConversation& c) {
+     [](auto& c) {
          c.writesFiles = false;
-         c.timer = c.loop.after(5s, [&c] { c.show(std::string("/epitaxy/") + ScriptedClaude::other); });
+         c.timer = c.loop.after(5s, [&c] { c.show(ScriptedClaude::otherPath); });
      },
-     generic, false, 1},
-    {"Send that stays disabled",
-     [](NewConversation& c) { c.afterWrite = [&c] { c.send->set("AXEnabled", false); }; },
-     "Couldn't confirm that Claude’s Send button became enabled. Message content is kept.", false, 1},
+     generic, 1},
+    {"Send that stays disabled", [](auto& c) { c.afterWrite = [&c] { c.send->set("AXEnabled", false); }; },
+     "Couldn't confirm that Claude’s Send button became enabled. Message content is kept.", 1},
 };
 
 TEST(ClaudeNewConversation, TellsEachFailureAndWhetherARetryIsSafe) {
-    for (const auto& [name, change, message, canRetry, writes] : rows) {
-        NewConversation claude(std::string("/epitaxy/") + ScriptedClaude::other);
+    for (const auto& [name, change, message, writes] : rows) {
+        NewConversation claude(ScriptedClaude::otherPath);
         change(claude);
         const auto outcome = claude.start();
         EXPECT_EQ(outcome.message.substr(0, outcome.message.find('\n')), message) << name;
-        EXPECT_EQ(outcome.canRetry, canRetry) << name;
+        EXPECT_EQ(outcome.canRetry, writes == 0) << name;
         EXPECT_EQ(claude.writes, writes) << name;
         EXPECT_FALSE(claude.result) << name;
     }

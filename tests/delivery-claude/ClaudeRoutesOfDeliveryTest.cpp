@@ -9,14 +9,14 @@ namespace {
 using ClaudeCodePageSelection::Failure;
 using Value = ClaudeCodePageSelection::URLValue;
 
-constexpr const char* id = "local_11111111-1111-4111-8111-11111111111a";
+const std::string id = "local_11111111-1111-4111-8111-11111111111a";
 
 Value url(const std::string& text) {
     return {Value::Kind::url, text};
 }
 
 const Value missing{}, invalid{Value::Kind::invalidType, {}};
-const Value conversation = url(std::string("https://claude.ai/epitaxy/") + id);
+const Value conversation = url("https://claude.ai/epitaxy/" + id);
 
 TEST(ClaudeCodePageSelection, FindsTheOneCodePageOrRefuses) {
     struct Row {
@@ -24,7 +24,7 @@ TEST(ClaudeCodePageSelection, FindsTheOneCodePageOrRefuses) {
         std::vector<Value> values;
         std::string expected; // A path, "" for none, or the case of a failure.
     };
-    const std::string path = std::string("/epitaxy/") + id;
+    const std::string path = "/epitaxy/" + id;
     for (const auto& [name, values, expected] : std::vector<Row>{
              {"nothing", {}, ""},
              {"no URL", {missing, missing}, ""},
@@ -37,7 +37,7 @@ TEST(ClaudeCodePageSelection, FindsTheOneCodePageOrRefuses) {
              {"a value that is no URL behind two pages",
               {conversation, conversation, invalid},
               "invalidURLValue"},
-             {"another host", {url(std::string("https://claude.ai.example/epitaxy/") + id)}, ""}}) {
+             {"another host", {url("https://claude.ai.example/epitaxy/" + id)}, ""}}) {
         std::string result;
         try {
             result = ClaudeCodePageSelection::select(values).value_or("");
@@ -51,13 +51,12 @@ TEST(ClaudeCodePageSelection, FindsTheOneCodePageOrRefuses) {
 TEST(ClaudeConversationNavigation, AddressesOnlyWhatSurelyIsTheConversation) {
     const auto target = ClaudeConversationNavigation::target(id);
     ASSERT_TRUE(target);
-    EXPECT_EQ(target->path, std::string("/epitaxy/") + id);
-    EXPECT_EQ(target->url, std::string("claude://claude.ai/epitaxy/") + id);
+    EXPECT_EQ(target->path, "/epitaxy/" + id);
+    EXPECT_EQ(target->url, "claude://claude.ai/epitaxy/" + id);
     for (const auto& bad :
-         {std::string(), std::string("local_"), std::string(id) + "/", std::string(id) + "?a=b",
-          std::string(id) + "#top", std::string(id) + " ", std::string("../") + id, std::string(id).substr(6),
-          std::string("local_11111111-1111-4111-8111-11111111111g"), std::string("LOCAL_") + (id + 6),
-          std::string("local_%31") + (id + 7)})
+         {std::string(), std::string("local_"), id + "/", id + "?a=b", id + "#top", id + " ", "../" + id,
+          id.substr(6), std::string("local_11111111-1111-4111-8111-11111111111g"), "LOCAL_" + id.substr(6),
+          "local_%31" + id.substr(7)})
         EXPECT_FALSE(ClaudeConversationNavigation::target(bad)) << bad;
 }
 

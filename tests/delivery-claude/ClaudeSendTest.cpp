@@ -3,24 +3,18 @@
 
 #include "ScriptedClaude.h"
 
+#include <set>
+
 namespace orvel {
 namespace {
 
 using namespace std::chrono_literals;
 
 constexpr const char* generic = claudeEditorUnverified;
-const std::string draftFound = "Claude has a draft, attachment, or reply in progress. Nothing was changed.";
-const std::string inputChanged = "Claude input state changed. Nothing was changed.";
-const std::string windowChanged = "The Claude window changed. Stopped without inserting a message.";
-const std::string timedOut = "The Claude view did not become ready in time. No message was inserted.";
 const std::string unverified =
     "Couldn't verify insertion into Claude. Do not insert again; check the delivery record and editor.";
 const std::string stateChanged = "The Claude conversation, editor, content, attachments, or reply state "
                                  "changed. Stopped and kept the content.";
-const std::string buttonChanged =
-    "The Claude conversation, editor, content, or Send button changed. Content was kept without sending.";
-const std::string enabledUnreadable =
-    "Couldn't read whether Claude’s Send button is enabled. Stopped and kept the content.";
 const std::string notReceived = "Claude’s Send action was attempted, but delivery is not confirmed in the "
                                 "destination record. The message is kept; no automatic resend.";
 const std::string draftDiffers =
@@ -65,22 +59,21 @@ TEST(ClaudeSend, TakesNoMoreReadsWhereTheTreeIsLarge) {
 TEST(ClaudeSend, GatesBeforeAnythingIsOpened) {
     const std::string unreachable = "Couldn't verify the Claude Desktop Code conversation ID or "
                                     "accessibility permission. Use Copy to recover.";
-    struct Row {
+    const struct {
         const char* name;
         void (*change)(ScriptedClaude&, ConversationReference&);
         std::string message;
-        int opened;
+        int opened = 0;
+    } cases[] = {
+        {"a Codex conversation", [](auto&, auto& to) { to.agent = Agent::codex; }, unreachable},
+        {"no identifier", [](auto&, auto& to) { to.desktopSessionID.reset(); }, unreachable},
+        {"an identifier that leads elsewhere", [](auto&, auto& to) { *to.desktopSessionID += "/x"; },
+         unreachable},
+        {"no permission", [](auto& c, auto&) { c.tree.trusted = false; }, unreachable},
+        {"not installed", [](auto& c, auto&) { c.applications.isInstalled = false; }, notOpened},
+        {"not opened", [](auto& c, auto&) { c.applications.opens = false; }, notOpened, 1},
     };
-    for (const auto& [name, change, message, opened] : std::vector<Row>{
-             {"a Codex conversation", [](auto&, auto&to) { to.agent = Agent::codex; }, unreachable, 0},
-             {"no identifier", [](auto&, auto&to) { to.desktopSessionID.reset(); }, unreachable, 0},
-             {"an identifier that leads elsewhere", [](auto&, auto&to) { *to.desktopSessionID += "/x"; },
-              unreachable, 0},
-             {"no permission", [](auto&claude, auto&) { claude.tree.trusted = false; }, unreachable, 0},
-             {"not installed", [](auto&claude, auto&) { claude.applications.isInstalled = false; },
-              "Couldn't open Claude. Use Copy to recover.", 0},
-             {"not opened", [](auto&claude, auto&) { claude.applications.opens = false; },
-              "Couldn't open Claude. Use Copy to recover.", 1}}) {
+    for (const auto& [name, change, message, opened] : cases) {
         ScriptedClaude claude;
         auto to = ScriptedClaude::reference();
         change(claude, to);
@@ -97,108 +90,87 @@ struct Failing {
     const char* name;
     void (*change)(ScriptedClaude&);
     std::string message;
-    bool canRetry;
-    int writes;
-    std::size_t presses;
-    std::string summary; // The second line, where there is one.
+    std::string summary = ""; // The second line, where there is one.
+    std::size_t presses = 0;
 };
 
-const std::string sameEditor = "Input: Same editor=true / Content=";
+// A retry is safe only where nothing was written.
+void expectFailure(const Failing& failing, int writes) {
+    SCOPED_TRACE(failing.name);
+    ScriptedClaude claude;
+    failing.change(claude);
+    const auto outcome = claude.perform();
+    EXPECT_FALSE(outcome.succeeded);
+    EXPECT_EQ(firstLine(outcome.message), failing.message);
+    EXPECT_EQ(secondLine(outcome.message), failing.summary);
+    EXPECT_EQ(outcome.canRetry, writes == 0);
+    EXPECT_EQ(claude.writes, writes);
+    EXPECT_EQ(claude.pressed.size(), failing.presses);
+    EXPECT_EQ(claude.line().find("Hello"), std::string::npos);
+}
 
-const Failing failures[] = {
-    // Before the insertion
-    {"another program in front",
-     [](ScriptedClaude& c) { c.applications.front->bundleID = "com.apple.finder"; }, generic, true, 0, 0, ""},
-    {"a draft", [](ScriptedClaude& c) { c.type("Mine"); }, "Claude has a draft. Nothing was changed.", true,
-     0, 0, ""},
-    {"a Send button without a draft", [](ScriptedClaude& c) { c.addButton("AXTitle", "Send"); }, draftFound,
-     true, 0, 0, ""},
-    {"an attachment", [](ScriptedClaude& c) { c.addButton("AXTitle", "Remove a.png"); }, draftFound, true, 0,
-     0, ""},
-    {"a reply", [](ScriptedClaude& c) { c.addButton("AXTitle", "Stop"); }, draftFound, true, 0, 0, ""},
-    {"a page that is never complete",
-     [](ScriptedClaude& c) { c.root->fail("AXRole", AXStatus::cannotComplete); }, timedOut, true, 0, 0, ""},
-    {"a page that can't be read", [](ScriptedClaude& c) { c.root->fail("AXRole", AXStatus::failure); },
-     "Couldn't read the Claude view. AX status=-25200. Message content is kept.", true, 0, 0, ""},
+TEST(ClaudeSend, TellsEachFailureBeforeTheInsertionAsSafeToRetry) {
+    const Failing failures[] = {
+        {"another program in front", [](auto& c) { c.applications.front->bundleID = "com.apple.finder"; },
+         generic},
+        {"a draft", [](auto& c) { c.type("Mine"); }, draftKept},
+        {"a Send button without a draft", [](auto& c) { c.addButton("AXTitle", "Send"); }, notEmpty},
+        {"an attachment", [](auto& c) { c.attach(); }, notEmpty},
+        {"a reply", [](auto& c) { c.reply(); }, notEmpty},
+        {"a page that is never complete", [](auto& c) { c.root->fail("AXRole", AXStatus::cannotComplete); },
+         timedOut},
+        {"a page that can't be read", [](auto& c) { c.root->fail("AXRole", AXStatus::failure); },
+         unreadableView},
+    };
+    for (const auto& failing : failures) expectFailure(failing, 0);
+}
 
-    // The insertion
-    {"a refused write", [](ScriptedClaude& c) { c.writeStatus = AXStatus::failure; }, unverified, false, 1, 0,
-     ""},
-    {"a write that may have happened", [](ScriptedClaude& c) { c.writeStatus = AXStatus::mayHaveHappened; },
-     unverified, false, 1, 0, ""},
+// What the second line tells of the Send button and the press, and of the editor at the end.
+std::string summary(const std::string& sendEnabled, const std::string& press, const std::string& input) {
+    return "Send enabled=" + sendEnabled + " / press AX=" + press +
+           " / Receipt after boundary=false / Input: " + input;
+}
+std::string editor(const std::string& content, const std::string& sendEnabled, bool isSame = true,
+                   bool hasAttachments = false) {
+    return std::string("Same editor=") + (isSame ? "true" : "false") + " / Content=" + content +
+           " / Send=" + sendEnabled +
+           " / Replying=false / Attachments=" + (hasAttachments ? "true" : "false");
+}
 
-    // Behind it
-    {"a text that did not stay", [](ScriptedClaude& c) { c.afterWrite = [&c] { c.type("Hello!"); }; },
-     stateChanged, false, 1, 0,
-     "Send enabled=true (AX succeeded / Boolean) / press AX=Not attempted / Receipt after boundary=false / " +
-         sameEditor +
-         "Different content / Send=true (AX succeeded / Boolean) / Replying=false / "
-         "Attachments=false"},
-    {"an attachment that comes",
-     [](ScriptedClaude& c) { c.afterWrite = [&c] { c.addButton("AXTitle", "Remove a.png"); }; }, stateChanged,
-     false, 1, 0,
-     "Send enabled=true (AX succeeded / Boolean) / press AX=Not attempted / Receipt after boundary=false / " +
-         sameEditor +
-         "Unchanged saved message / Send=true (AX succeeded / Boolean) / Replying=false / "
-         "Attachments=true"},
-    {"a page that leaves",
-     [](ScriptedClaude& c) {
-         c.afterWrite = [&c] { c.show(std::string("/epitaxy/") + ScriptedClaude::other); };
-     },
-     "Claude is not displaying the selected destination conversation. No message was inserted.", false, 1, 0,
-     "Send enabled=Unread / press AX=Not attempted / Receipt after boundary=false / Input: Unreadable or not "
-     "the original route"},
-    {"a page that is made anew",
-     [](ScriptedClaude& c) {
-         c.afterWrite = [&c] { c.show(std::string("/epitaxy/") + ScriptedClaude::target); };
-     },
-     stateChanged, false, 1, 0,
-     "Send enabled=No Send button / press AX=Not attempted / Receipt after boundary=false / Input: Same "
-     "editor=false / Content=Whitespace only / Send=No Send button / Replying=false / Attachments=false"},
-    {"Send that stays disabled",
-     [](ScriptedClaude& c) { c.afterWrite = [&c] { c.send->set("AXEnabled", false); }; },
-     "Couldn't confirm that Claude’s Send button became enabled. The editor content is kept.", false, 1, 0,
-     "Send enabled=false (AX succeeded / Boolean) / press AX=Not attempted / Receipt after boundary=false "
-     "/ " +
-         sameEditor +
-         "Unchanged saved message / Send=false (AX succeeded / Boolean) / Replying=false / "
-         "Attachments=false"},
-    {"Send of which nobody knows",
-     [](ScriptedClaude& c) { c.afterWrite = [&c] { c.send->attributes.erase("AXEnabled"); }; },
-     enabledUnreadable, false, 1, 0,
-     "Send enabled=Unavailable AX=-25205 / press AX=Not attempted / Receipt after boundary=false / " +
-         sameEditor +
-         "Unchanged saved message / Send=Unavailable AX=-25205 / Replying=false / "
-         "Attachments=false"},
-    {"a refused press", [](ScriptedClaude& c) { c.pressStatus = AXStatus::cannotComplete; },
-     "Couldn't verify Claude’s send action. Check delivery records without resending.", false, 1, 1,
-     "Send enabled=true (AX succeeded / Boolean) / press AX=-25204 / Receipt after boundary=false / " +
-         sameEditor +
-         "Unchanged saved message / Send=true (AX succeeded / Boolean) / Replying=false / "
-         "Attachments=false"},
-    {"a press that does nothing", [](ScriptedClaude& c) { c.sends = false; }, notReceived, false, 1, 1,
-     "Send enabled=true (AX succeeded / Boolean) / press AX=0 / Receipt after boundary=false / " +
-         sameEditor +
-         "Unchanged saved message / Send=true (AX succeeded / Boolean) / Replying=false / Attachments=false"},
-    {"a receipt that does not come", [](ScriptedClaude& c) { c.receiptsAreLate = true; }, notReceived, false,
-     1, 1,
-     "Send enabled=true (AX succeeded / Boolean) / press AX=0 / Receipt after boundary=false / " +
-         sameEditor + "Whitespace only / Send=No Send button / Replying=false / Attachments=false"},
-};
-
-TEST(ClaudeSend, TellsEachFailureAndWhetherARetryIsSafe) {
-    for (const auto& [name, change, message, canRetry, writes, presses, summary] : failures) {
-        ScriptedClaude claude;
-        change(claude);
-        const auto outcome = claude.perform();
-        EXPECT_FALSE(outcome.succeeded) << name;
-        EXPECT_EQ(firstLine(outcome.message), message) << name;
-        EXPECT_EQ(secondLine(outcome.message), summary) << name;
-        EXPECT_EQ(outcome.canRetry, canRetry) << name;
-        EXPECT_EQ(claude.writes, writes) << name;
-        EXPECT_EQ(claude.pressed.size(), presses) << name;
-        EXPECT_EQ(claude.line().find("Hello"), std::string::npos) << name;
-    }
+TEST(ClaudeSend, TellsEachFailureFromTheInsertionOnAsUnsafeToRetry) {
+    const std::string enabled = "true (AX succeeded / Boolean)", disabled = "false (AX succeeded / Boolean)",
+                      unknown = "Unavailable AX=-25205", none = "No Send button", unpressed = "Not attempted",
+                      unchanged = "Unchanged saved message";
+    const Failing failures[] = {
+        {"a refused write", [](auto& c) { c.writeStatus = AXStatus::failure; }, unverified},
+        {"a write that may have happened", [](auto& c) { c.writeStatus = AXStatus::mayHaveHappened; },
+         unverified},
+        {"a text that did not stay", [](auto& c) { c.afterWrite = [&c] { c.type("Hello!"); }; }, stateChanged,
+         summary(enabled, unpressed, editor("Different content", enabled))},
+        {"an attachment that comes", [](auto& c) { c.afterWrite = [&c] { c.attach(); }; }, stateChanged,
+         summary(enabled, unpressed, editor(unchanged, enabled, true, true))},
+        {"a page that leaves", [](auto& c) { c.afterWrite = [&c] { c.show(ScriptedClaude::otherPath); }; },
+         notShown, summary("Unread", unpressed, "Unreadable or not the original route")},
+        {"a page that is made anew",
+         [](auto& c) { c.afterWrite = [&c] { c.show(ScriptedClaude::targetPath); }; }, stateChanged,
+         summary(none, unpressed, editor("Whitespace only", none, false))},
+        {"Send that stays disabled",
+         [](auto& c) { c.afterWrite = [&c] { c.send->set("AXEnabled", false); }; },
+         "Couldn't confirm that Claude’s Send button became enabled. The editor content is kept.",
+         summary(disabled, unpressed, editor(unchanged, disabled))},
+        {"Send of which nobody knows",
+         [](auto& c) { c.afterWrite = [&c] { c.send->attributes.erase("AXEnabled"); }; },
+         "Couldn't read whether Claude’s Send button is enabled. Stopped and kept the content.",
+         summary(unknown, unpressed, editor(unchanged, unknown))},
+        {"a refused press", [](auto& c) { c.pressStatus = AXStatus::cannotComplete; },
+         "Couldn't verify Claude’s send action. Check delivery records without resending.",
+         summary(enabled, "-25204", editor(unchanged, enabled)), 1},
+        {"a press that does nothing", [](auto& c) { c.sends = false; }, notReceived,
+         summary(enabled, "0", editor(unchanged, enabled)), 1},
+        {"a receipt that does not come", [](auto& c) { c.receiptsAreLate = true; }, notReceived,
+         summary(enabled, "0", editor("Whitespace only", none)), 1},
+    };
+    for (const auto& failing : failures) expectFailure(failing, 1);
 }
 
 TEST(ClaudeSend, WaitsForAPageThatIsBeingDrawnForFiveSeconds) {
@@ -239,19 +211,15 @@ TEST(ClaudeSend, ALateReceiptIsWaitedForAlmostSixSeconds) {
 }
 
 TEST(ClaudeSend, AReceiptAtAnyMomentEndsItWithoutAnotherAct) {
-    int checks = 0;
-    {
-        ScriptedClaude claude;
-        claude.perform();
-        checks = claude.receiptChecks;
-    }
+    ScriptedClaude plain;
+    plain.perform();
+    const int checks = plain.receiptChecks;
     ASSERT_EQ(checks, 5); // Before all, before the wait for Send, at its read, before the press, behind it.
     for (int confirmed = 1; confirmed <= checks; ++confirmed) {
         ScriptedClaude claude;
         int check = 0;
         const auto receipt = [&]() -> Task<bool> { co_return ++check >= confirmed; };
-        const auto outcome =
-            claude.run(claude.sender.performSend("Hello", ScriptedClaude::reference(), receipt));
+        const auto outcome = claude.run(claude.sender.performSend("Hello", claude.reference(), receipt));
         EXPECT_TRUE(outcome.succeeded) << confirmed;
         EXPECT_EQ(claude.writes, confirmed > 1 ? 1 : 0);
         EXPECT_EQ(claude.pressed.size(), confirmed > 4 ? 1U : 0U);
@@ -266,8 +234,7 @@ TEST(ClaudeSend, AReceiptCheckThatFailsStopsItByItsPhase) {
             if (++check == failing) throw RelaySendError("The transcript is gone.", true);
             co_return false;
         };
-        const auto outcome =
-            claude.run(claude.sender.performSend("Hello", ScriptedClaude::reference(), receipt));
+        const auto outcome = claude.run(claude.sender.performSend("Hello", claude.reference(), receipt));
         EXPECT_EQ(firstLine(outcome.message), "The transcript is gone.") << failing;
         EXPECT_EQ(outcome.canRetry, failing == 1) << failing;
         EXPECT_EQ(claude.pressed.size(), failing == 5 ? 1U : 0U) << failing;
@@ -275,35 +242,23 @@ TEST(ClaudeSend, AReceiptCheckThatFailsStopsItByItsPhase) {
 }
 
 TEST(ClaudeSend, SubmitsADraftThatStandsThereWithoutWriting) {
-    struct Row {
+    const struct {
         const char* name;
         void (*change)(ScriptedClaude&);
         std::string message;
-        std::size_t presses;
+        std::size_t presses = 0;
+    } cases[] = {
+        {"the saved message", [](auto& c) { c.type("Hello"); }, "", 1},
+        {"it has arrived", [](auto& c) { c.transcript = {"Hello"}; }, ""},
+        {"another text", [](auto& c) { c.type("Hello "); }, draftDiffers},
+        {"nothing", [](ScriptedClaude&) {}, draftDiffers},
+        {"an attachment", [](auto& c) { c.type("Hello"), c.attach(); }, draftDiffers},
+        {"a reply", [](auto& c) { c.type("Hello"), c.reply(); }, draftDiffers},
+        {"another conversation", [](auto& c) { c.show(ScriptedClaude::otherPath); }, notShown},
+        {"no permission", [](auto& c) { c.tree.trusted = false; }, generic},
+        {"not opened", [](auto& c) { c.applications.opens = false; }, notOpened},
     };
-    for (const auto& [name, change, message, presses] : std::vector<Row>{
-             {"the saved message", [](ScriptedClaude& c) { c.type("Hello"); }, "", 1},
-             {"it has arrived", [](ScriptedClaude& c) { c.transcript = {"Hello"}; }, "", 0},
-             {"another text", [](ScriptedClaude& c) { c.type("Hello "); }, draftDiffers, 0},
-             {"nothing", [](ScriptedClaude&) {}, draftDiffers, 0},
-             {"an attachment",
-              [](ScriptedClaude& c) {
-                  c.type("Hello");
-                  c.addButton("AXTitle", "Remove a.png");
-              },
-              draftDiffers, 0},
-             {"a reply",
-              [](ScriptedClaude& c) {
-                  c.type("Hello");
-                  c.addButton("AXTitle", "Stop");
-              },
-              draftDiffers, 0},
-             {"another conversation",
-              [](ScriptedClaude& c) { c.show(std::string("/epitaxy/") + ScriptedClaude::other); },
-              "Claude is not displaying the selected destination conversation. No message was inserted.", 0},
-             {"no permission", [](ScriptedClaude& c) { c.tree.trusted = false; }, generic, 0},
-             {"not opened", [](ScriptedClaude& c) { c.applications.opens = false; },
-              "Couldn't open Claude. Use Copy to recover.", 0}}) {
+    for (const auto& [name, change, message, presses] : cases) {
         ScriptedClaude claude;
         change(claude);
         const auto outcome = claude.submitExisting();
@@ -341,9 +296,7 @@ TEST(ClaudeSend, DiagnosesWithoutContent) {
     claude.applications.front.reset();
     report.reset();
     const auto outcome = claude.run(claude.sender.diagnose(ScriptedClaude::reference()), report);
-    EXPECT_EQ(outcome.message, "Claude is not in the foreground. Show the destination conversation before "
-                               "sending.\n" +
-                                   claude.history.description().text());
+    EXPECT_EQ(outcome.message, notInFront + "\n" + claude.history.description().text());
     EXPECT_FALSE(outcome.canRetry);
 }
 
@@ -372,53 +325,42 @@ struct Disturbance {
 };
 
 const Disturbance disturbances[] = {
-    {"the person types", [](ScriptedClaude& c) { c.type("Mine"); }},
-    {"the person goes on typing behind the text", [](ScriptedClaude& c) { c.type("Hello and mine"); }},
-    {"the text goes away", [](ScriptedClaude& c) { c.type(""); }},
-    {"the person sends", [](ScriptedClaude& c) { c.deliver(); }},
-    {"another program comes to the front",
-     [](ScriptedClaude& c) {
-         c.applications.front = RunningApplication{"com.apple.finder", 3};
-     }},
-    {"another window of Claude",
-     [](ScriptedClaude& c) {
-         auto& window = c.tree.add(c.tree.applicationNode, "AXWindow");
-         c.tree.applicationNode->set("AXFocusedWindow", ScriptedTree::elementOf(window));
-     }},
-    {"another conversation",
-     [](ScriptedClaude& c) { c.show(std::string("/epitaxy/") + ScriptedClaude::other); }},
-    {"the page made anew",
-     [](ScriptedClaude& c) { c.show(std::string("/epitaxy/") + ScriptedClaude::target); }},
-    {"an attachment", [](ScriptedClaude& c) { c.addButton("AXTitle", "Remove a.png"); }},
-    {"a reply begins", [](ScriptedClaude& c) { c.addButton("AXTitle", "Stop"); }},
-    {"a second Send button", [](ScriptedClaude& c) { c.addButton("AXTitle", "Send"); }},
-    {"Send made anew", [](ScriptedClaude& c) { c.replaceSendButton(); }},
+    {"the person types", [](auto& c) { c.type("Mine"); }},
+    {"the person goes on typing behind the text", [](auto& c) { c.type("Hello and mine"); }},
+    {"the text goes away", [](auto& c) { c.type(""); }},
+    {"the person sends", [](auto& c) { c.deliver(); }},
+    {"another program comes to the front", [](auto& c) { c.applications.bringToFront("com.apple.finder"); }},
+    {"another window of Claude", [](auto& c) { c.openAnotherWindow(); }},
+    {"another conversation", [](auto& c) { c.show(ScriptedClaude::otherPath); }},
+    {"the page made anew", [](auto& c) { c.show(ScriptedClaude::targetPath); }},
+    {"an attachment", [](auto& c) { c.attach(); }},
+    {"a reply begins", [](auto& c) { c.reply(); }},
+    {"a second Send button", [](auto& c) { c.addButton("AXTitle", "Send"); }},
+    {"Send made anew", [](auto& c) { c.replaceSendButton(); }},
     {"the program ends",
-     [](ScriptedClaude& c) {
+     [](auto& c) {
          c.applications.front.reset();
          c.tree.remove(*c.window);
      }},
-    {"one read too late",
-     [](ScriptedClaude& c) { c.tree.failures[c.tree.reads] = AXStatus::cannotComplete; }},
-    {"one read of nothing",
-     [](ScriptedClaude& c) { c.tree.failures[c.tree.reads] = AXStatus::invalidElement; }},
-    {"one read refused", [](ScriptedClaude& c) { c.tree.failures[c.tree.reads] = AXStatus::failure; }},
-    {"one read without value", [](ScriptedClaude& c) { c.tree.failures[c.tree.reads] = AXStatus::noValue; }},
+    {"one read too late", [](auto& c) { c.tree.failures[c.tree.reads] = AXStatus::cannotComplete; }},
+    {"one read of nothing", [](auto& c) { c.tree.failures[c.tree.reads] = AXStatus::invalidElement; }},
+    {"one read refused", [](auto& c) { c.tree.failures[c.tree.reads] = AXStatus::failure; }},
+    {"one read without value", [](auto& c) { c.tree.failures[c.tree.reads] = AXStatus::noValue; }},
 };
 
-// One disturbance at one read; the rules that nothing may break.
-void disturb(const Disturbance& disturbance, int read, bool startsElsewhere) {
-    const std::string start = startsElsewhere ? ScriptedClaude::other : ScriptedClaude::target;
-    ScriptedClaude claude("/epitaxy/" + start);
+// One disturbance at one read; the rules that nothing may break. Collects what is told.
+void disturb(const Disturbance& disturbance, int read, bool startsElsewhere, std::set<std::string>& told) {
+    ScriptedClaude claude(startsElsewhere ? ScriptedClaude::otherPath : ScriptedClaude::targetPath);
     bool isForeign = false; // Whether the text went into another conversation.
     claude.tree.beforeRead = [&](int number) {
         if (number == read) disturbance.happen(claude);
     };
     claude.afterWrite = [&] {
         const auto* url = claude.page->attributes.at("AXURL").as<AXURL>();
-        isForeign = url->text != std::string("https://claude.ai/epitaxy/") + ScriptedClaude::target;
+        isForeign = url->text != std::string("https://claude.ai") + ScriptedClaude::targetPath;
     };
     const auto outcome = claude.perform();
+    told.insert(firstLine(outcome.message));
     const auto context = std::string(disturbance.name) + " at read " + std::to_string(read) +
                          (startsElsewhere ? ", from elsewhere" : "") + ": " + outcome.message;
     ASSERT_LE(claude.writes, 1) << context;
@@ -433,16 +375,22 @@ void disturb(const Disturbance& disturbance, int read, bool startsElsewhere) {
 }
 
 TEST(ClaudeSend, NothingThatHappensAtAnyReadBreaksTheRules) {
+    std::set<std::string> told;
     for (const bool startsElsewhere : {false, true}) {
-        ScriptedClaude undisturbed(std::string("/epitaxy/") +
-                                   (startsElsewhere ? ScriptedClaude::other : ScriptedClaude::target));
+        ScriptedClaude undisturbed(startsElsewhere ? ScriptedClaude::otherPath : ScriptedClaude::targetPath);
         ASSERT_TRUE(undisturbed.perform().succeeded);
         for (const auto& disturbance : disturbances)
             for (int read = 1; read <= undisturbed.tree.reads; ++read) {
-                disturb(disturbance, read, startsElsewhere);
+                disturb(disturbance, read, startsElsewhere, told);
                 if (testing::Test::HasFatalFailure()) return;
             }
     }
+    // What only a change between two readings brings about.
+    for (const auto* words : {"Claude input state changed. Nothing was changed.",
+                              "The Claude conversation, editor, content, or Send button changed. Content "
+                              "was kept without sending.",
+                              "The Claude window changed. Stopped without inserting a message."})
+        EXPECT_TRUE(told.contains(words)) << words;
 }
 
 } // namespace

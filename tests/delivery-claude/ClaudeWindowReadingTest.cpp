@@ -10,9 +10,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr const char* generic = claudeEditorUnverified;
-constexpr const char* notShown =
-    "Claude is not displaying the selected destination conversation. No message was inserted.";
-const std::string path = std::string("/epitaxy/") + ScriptedClaude::target;
+const std::string path = ScriptedClaude::targetPath;
 
 struct Reading {
     std::optional<ClaudeSnapshot> snapshot;
@@ -29,7 +27,7 @@ Reading read(ScriptedClaude& claude, ClaudeSnapshotRequest request = {path}) {
 struct Shape {
     const char* name;
     void (*change)(ScriptedClaude&);
-    const char* message = ""; // None: the shape is accepted.
+    std::string message = ""; // None: the shape is accepted.
 };
 
 ScriptedNode& addGroups(ScriptedTree& tree, ScriptedNode& parent, int count) {
@@ -48,69 +46,53 @@ void growPage(ScriptedClaude& claude, int size) {
 
 const Shape shapes[] = {
     {"as it should be", [](ScriptedClaude&) {}},
-    {"a draft with its Send button", [](ScriptedClaude& c) { c.type("Draft"); }},
-    {"Send in the help alone", [](ScriptedClaude& c) { c.addButton("AXHelp", "Send"); }},
-    {"a button that only begins like Send", [](ScriptedClaude& c) { c.addButton("AXTitle", "Send later"); }},
+    {"a draft with its Send button", [](auto& c) { c.type("Draft"); }},
+    {"Send in the help alone", [](auto& c) { c.addButton("AXHelp", "Send"); }},
+    {"a button that only begins like Send", [](auto& c) { c.addButton("AXTitle", "Send later"); }},
     {"the URL as a string",
-     [](ScriptedClaude& c) { c.page->set("AXURL", std::string("https://claude.ai") + path + "?x=1"); }},
+     [](auto& c) { c.page->set("AXURL", std::string("https://claude.ai") + path + "?x=1"); }},
     {"a text area that is no prompt",
-     [](ScriptedClaude& c) { c.tree.add(c.page, "AXTextArea").set("AXDescription", "Notes"); }},
+     [](auto& c) { c.tree.add(c.page, "AXTextArea").set("AXDescription", "Notes"); }},
     {"no value that is told as unsupported",
-     [](ScriptedClaude& c) { c.root->fail("AXTitle", AXStatus::attributeUnsupported); }},
+     [](auto& c) { c.root->fail("AXTitle", AXStatus::attributeUnsupported); }},
 
-    {"Claude behind another program",
-     [](ScriptedClaude& c) {
-         c.applications.front = RunningApplication{"com.apple.finder", 3};
-     },
-     "Claude is not in the foreground. Show the destination conversation before sending."},
-    {"nothing in front", [](ScriptedClaude& c) { c.applications.front.reset(); },
-     "Claude is not in the foreground. Show the destination conversation before sending."},
-    {"no focused window", [](ScriptedClaude& c) { c.tree.applicationNode->attributes.clear(); }, generic},
+    {"Claude behind another program", [](auto& c) { c.applications.bringToFront("com.apple.finder"); },
+     notInFront},
+    {"nothing in front", [](auto& c) { c.applications.front.reset(); }, notInFront},
+    {"no focused window", [](auto& c) { c.tree.applicationNode->attributes.clear(); }, generic},
     {"a focused window that is no element",
-     [](ScriptedClaude& c) { c.tree.applicationNode->set("AXFocusedWindow", "Window"); }, generic},
-    {"another conversation",
-     [](ScriptedClaude& c) { c.page->set("AXURL", AXURL{"https://claude.ai/epitaxy/local_x"}); }, notShown},
-    {"another host", [](ScriptedClaude& c) { c.page->set("AXURL", AXURL{"https://example.org" + path}); },
-     notShown},
-    {"another scheme", [](ScriptedClaude& c) { c.page->set("AXURL", AXURL{"http://claude.ai" + path}); },
-     notShown},
-    {"no URL", [](ScriptedClaude& c) { c.page->attributes.erase("AXURL"); }, notShown},
+     [](auto& c) { c.tree.applicationNode->set("AXFocusedWindow", "Window"); }, generic},
+    {"another conversation", [](auto& c) { c.address("/epitaxy/local_x"); }, notShown},
+    {"another host", [](auto& c) { c.address(path, "https://example.org"); }, notShown},
+    {"another scheme", [](auto& c) { c.address(path, "http://claude.ai"); }, notShown},
+    {"no URL", [](auto& c) { c.page->attributes.erase("AXURL"); }, notShown},
     {"the page twice",
-     [](ScriptedClaude& c) {
-         c.tree.add(c.shellPage, "AXWebArea").set("AXURL", AXURL{"https://claude.ai" + path});
-     },
+     [](auto& c) { c.tree.add(c.shellPage, "AXWebArea").set("AXURL", AXURL{"https://claude.ai" + path}); },
      generic},
-    {"no prompt", [](ScriptedClaude& c) { c.editor->set("AXDescription", "prompt"); }, generic},
-    {"two prompts",
-     [](ScriptedClaude& c) { c.tree.add(c.page, "AXTextArea").set("AXDescription", "Prompt"); }, generic},
-    {"a prompt without a text", [](ScriptedClaude& c) { c.editor->attributes.erase("AXValue"); }, generic},
-    {"a text that is none", [](ScriptedClaude& c) { c.editor->set("AXValue", 1.0); }, generic},
-    {"a role that is none", [](ScriptedClaude& c) { c.root->set("AXRole", true); }, generic},
-    {"no role", [](ScriptedClaude& c) { c.groups[2]->attributes.erase("AXRole"); }, generic},
-    {"children that are none", [](ScriptedClaude& c) { c.root->set("AXChildren", "none"); }, generic},
-    {"a composer that is no group", [](ScriptedClaude& c) { c.root->set("AXRole", "AXList"); }, generic},
-    {"a group above the editor that is none",
-     [](ScriptedClaude& c) { c.groups.back()->set("AXRole", "AXScrollArea"); }, generic},
-    {"an editor without parent", [](ScriptedClaude& c) { c.editor->fail("AXParent", AXStatus::noValue); },
+    {"no prompt", [](auto& c) { c.editor->set("AXDescription", "prompt"); }, generic},
+    {"two prompts", [](auto& c) { c.tree.add(c.page, "AXTextArea").set("AXDescription", "Prompt"); },
      generic},
-    {"a second text field", [](ScriptedClaude& c) { c.tree.add(c.root, "AXTextField"); }, generic},
-    {"a sheet", [](ScriptedClaude& c) { c.tree.add(c.root, "AXSheet"); }, generic},
-    {"a dialog", [](ScriptedClaude& c) { c.tree.add(c.root, "AXDialog"); }, generic},
-    {"a page in the composer", [](ScriptedClaude& c) { c.tree.add(c.root, "AXWebArea"); }, generic},
+    {"a prompt without a text", [](auto& c) { c.editor->attributes.erase("AXValue"); }, generic},
+    {"a text that is none", [](auto& c) { c.editor->set("AXValue", 1.0); }, generic},
+    {"a role that is none", [](auto& c) { c.root->set("AXRole", true); }, generic},
+    {"no role", [](auto& c) { c.groups[2]->attributes.erase("AXRole"); }, generic},
+    {"children that are none", [](auto& c) { c.root->set("AXChildren", "none"); }, generic},
+    {"a composer that is no group", [](auto& c) { c.root->set("AXRole", "AXList"); }, generic},
+    {"a group above the editor that is none", [](auto& c) { c.groups.back()->set("AXRole", "AXScrollArea"); },
+     generic},
+    {"an editor without parent", [](auto& c) { c.editor->fail("AXParent", AXStatus::noValue); }, generic},
+    {"a second text field", [](auto& c) { c.tree.add(c.root, "AXTextField"); }, generic},
+    {"a sheet", [](auto& c) { c.tree.add(c.root, "AXSheet"); }, generic},
+    {"a dialog", [](auto& c) { c.tree.add(c.root, "AXDialog"); }, generic},
+    {"a page in the composer", [](auto& c) { c.tree.add(c.root, "AXWebArea"); }, generic},
     {"two Send buttons",
-     [](ScriptedClaude& c) {
-         c.addButton("AXTitle", "Send");
-         c.addButton("AXDescription", "Send");
-     },
-     generic},
-    {"a window of 4000 elements", [](ScriptedClaude& c) { growPage(c, 4000 - 3); }},
-    {"a window of 4001 elements", [](ScriptedClaude& c) { growPage(c, 4001 - 3); }, generic},
-    {"a composer of 100 elements", [](ScriptedClaude& c) { addGroups(c.tree, *c.root, 100 - 7); }},
-    {"a composer of 101 elements", [](ScriptedClaude& c) { addGroups(c.tree, *c.root, 101 - 7); }, generic},
-    {"a hard status", [](ScriptedClaude& c) { c.root->fail("AXRole", AXStatus::failure); },
-     "Couldn't read the Claude view. AX status=-25200. Message content is kept."},
-    {"a value that can't be read",
-     [](ScriptedClaude& c) { c.groups[1]->fail("AXValue", AXStatus::apiDisabled); },
+     [](auto& c) { c.addButton("AXTitle", "Send"), c.addButton("AXDescription", "Send"); }, generic},
+    {"a window of 4000 elements", [](auto& c) { growPage(c, 4000 - 3); }},
+    {"a window of 4001 elements", [](auto& c) { growPage(c, 4001 - 3); }, generic},
+    {"a composer of 100 elements", [](auto& c) { addGroups(c.tree, *c.root, 100 - 7); }},
+    {"a composer of 101 elements", [](auto& c) { addGroups(c.tree, *c.root, 101 - 7); }, generic},
+    {"a hard status", [](auto& c) { c.root->fail("AXRole", AXStatus::failure); }, unreadableView},
+    {"a value that can't be read", [](auto& c) { c.groups[1]->fail("AXValue", AXStatus::apiDisabled); },
      "Couldn't read the Claude view. AX status=-25211. Message content is kept."},
 };
 
@@ -122,59 +104,39 @@ TEST(ClaudeWindowReading, AcceptsOneShapeAndNamesWhatDiffers) {
             change(claude);
             const auto reading = read(claude);
             EXPECT_EQ(reading.outcome.message, message) << name << (searches ? ", searched" : ", walked");
-            EXPECT_EQ(reading.snapshot.has_value(), std::string_view(message).empty()) << name;
+            EXPECT_EQ(reading.snapshot.has_value(), message.empty()) << name;
             EXPECT_TRUE(claude.tree.unboundedReads.empty()) << name;
         }
     }
 }
 
 TEST(ClaudeWindowReading, ReadsTheControlsAroundTheEditor) {
-    struct Row {
+    const struct {
         const char* name;
         void (*change)(ScriptedClaude&);
         std::string expected; // Send, attachment, reply.
+    } cases[] = {
+        {"empty", [](ScriptedClaude&) {}, "No Send button; 0; 0"},
+        {"draft", [](auto& c) { c.type("x"); }, "true (AX succeeded / Boolean); 0; 0"},
+        {"Send disabled", [](auto& c) { c.type("x"), c.send->set("AXEnabled", false); },
+         "false (AX succeeded / Boolean); 0; 0"},
+        {"Send without a value", [](auto& c) { c.type("x"), c.send->set("AXEnabled", AXNull{}); },
+         "AX succeeded; no value or non-Boolean type; 0; 0"},
+        {"Send of another type", [](auto& c) { c.type("x"), c.send->set("AXEnabled", 1.0); },
+         "AX succeeded; no value or non-Boolean type; 0; 0"},
+        {"Send unreadable", [](auto& c) { c.type("x"), c.send->fail("AXEnabled", AXStatus::cannotComplete); },
+         "Unavailable AX=-25204; 0; 0"},
+        {"attachment", [](auto& c) { c.addButton("AXDescription", "Remove a.png"); }, "No Send button; 1; 0"},
+        {"attachment in Japanese", [](auto& c) { c.addButton("AXHelp", "a.pngの添付を削除する"); },
+         "No Send button; 1; 0"},
+        {"a label that only holds the word", [](auto& c) { c.addButton("AXHelp", "Removed"); },
+         "No Send button; 0; 0"},
+        {"reply that can be stopped", [](auto& c) { c.reply(); }, "No Send button; 0; 1"},
+        {"reply that is told",
+         [](auto& c) { c.tree.add(c.page, "AXStaticText").set("AXValue", "Claude is responding"); },
+         "No Send button; 0; 1"},
     };
-    for (const auto& [name, change, expected] : std::vector<Row>{
-             {"empty", [](ScriptedClaude&) {}, "No Send button; 0; 0"},
-             {"draft", [](ScriptedClaude& c) { c.type("x"); }, "true (AX succeeded / Boolean); 0; 0"},
-             {"Send disabled",
-              [](ScriptedClaude& c) {
-                  c.type("x");
-                  c.send->set("AXEnabled", false);
-              },
-              "false (AX succeeded / Boolean); 0; 0"},
-             {"Send without a value",
-              [](ScriptedClaude& c) {
-                  c.type("x");
-                  c.send->set("AXEnabled", AXNull{});
-              },
-              "AX succeeded; no value or non-Boolean type; 0; 0"},
-             {"Send of another type",
-              [](ScriptedClaude& c) {
-                  c.type("x");
-                  c.send->set("AXEnabled", 1.0);
-              },
-              "AX succeeded; no value or non-Boolean type; 0; 0"},
-             {"Send unreadable",
-              [](ScriptedClaude& c) {
-                  c.type("x");
-                  c.send->fail("AXEnabled", AXStatus::cannotComplete);
-              },
-              "Unavailable AX=-25204; 0; 0"},
-             {"attachment", [](ScriptedClaude& c) { c.addButton("AXDescription", "Remove a.png"); },
-              "No Send button; 1; 0"},
-             {"attachment in Japanese",
-              [](ScriptedClaude& c) { c.addButton("AXHelp", "a.pngの添付を削除する"); },
-              "No Send button; 1; 0"},
-             {"a label that only holds the word", [](ScriptedClaude& c) { c.addButton("AXHelp", "Removed"); },
-              "No Send button; 0; 0"},
-             {"reply that can be stopped", [](ScriptedClaude& c) { c.addButton("AXTitle", "Stop"); },
-              "No Send button; 0; 1"},
-             {"reply that is told",
-              [](ScriptedClaude& c) {
-                  c.tree.add(c.page, "AXStaticText").set("AXValue", "Claude is responding");
-              },
-              "No Send button; 0; 1"}}) {
+    for (const auto& [name, change, expected] : cases) {
         ScriptedClaude claude;
         change(claude);
         const auto reading = read(claude);
@@ -203,8 +165,7 @@ TEST(ClaudeWindowReading, HoldsToWhatWasExpected) {
           Row{"blanks are no draft", {path, false, {}, {}, {}, true}, ""}})
         EXPECT_EQ(read(claude, request).outcome.message, message) << name;
     claude.type("x");
-    EXPECT_EQ(read(claude, {path, false, {}, {}, {}, true}).outcome.message,
-              "Claude has a draft. Nothing was changed.");
+    EXPECT_EQ(read(claude, {path, false, {}, {}, {}, true}).outcome.message, draftKept);
 }
 
 TEST(ClaudeWindowReading, ATransientStatusIsKnownAsSuch) {
@@ -253,47 +214,38 @@ TEST(ClaudeWindowReading, ReadsEachThingOnceForEachOfItsWalks) {
 }
 
 TEST(ClaudeWindowReading, NeverHoldsTheLoopLong) {
-    ScriptedClaude claude;
-    growPage(claude, 3900);
     for (const auto latency : {MainLoop::Duration(200us), MainLoop::Duration(4ms)}) {
+        ScriptedClaude claude;
+        growPage(claude, 3900);
         claude.tree.latency = latency;
-        claude.loop.longestHold = 0ms;
         EXPECT_TRUE(read(claude).outcome.succeeded);
-        EXPECT_LT(claude.loop.longestHold, 10ms);
-        EXPECT_GT(claude.loop.longestHold, 0ms);
+        EXPECT_LT(claude.loop.longestHold().duration, 10ms);
+        EXPECT_GT(claude.loop.longestHold().duration, 0ms);
     }
 }
 
 TEST(ClaudeWindowReading, TellsWhichCodePageIsShown) {
-    struct Row {
+    const struct {
         const char* name;
         void (*change)(ScriptedClaude&);
         std::string expected; // A path, or a message.
         std::string counts;
+    } cases[] = {
+        {"one", [](ScriptedClaude&) {}, path, "pages=2 code_pages=1 front=claude"},
+        {"none", [](auto& c) { c.address("/new"); }, "", "pages=2 code_pages=0 front=claude"},
+        {"two",
+         [](auto& c) { c.tree.add(c.window, "AXWebArea").set("AXURL", AXURL{"https://claude.ai/epitaxy"}); },
+         "Multiple Claude Code conversations were found. No message was inserted.",
+         "pages=3 code_pages=2 front=claude"},
+        {"a URL that is none", [](auto& c) { c.shellPage->set("AXURL", true); },
+         "Couldn't verify the Claude conversation URL type. No message was inserted.",
+         "pages=2 code_pages=Unread front=claude"},
+        {"Orvel in front", [](auto& c) { c.applications.bringToFront(std::nullopt, 7); }, generic,
+         "pages=Unread code_pages=Unread front=orvel"},
+        {"a program without a name in front", [](auto& c) { c.applications.bringToFront(std::nullopt, 8); },
+         generic, "pages=Unread code_pages=Unread front=unknown"},
     };
-    for (const auto& [name, change, expected, counts] : std::vector<Row>{
-             {"one", [](ScriptedClaude&) {}, path, "pages=2 code_pages=1 front=claude"},
-             {"none", [](ScriptedClaude& c) { c.page->set("AXURL", AXURL{"https://claude.ai/new"}); }, "",
-              "pages=2 code_pages=0 front=claude"},
-             {"two",
-              [](ScriptedClaude& c) {
-                  c.tree.add(c.window, "AXWebArea").set("AXURL", AXURL{"https://claude.ai/epitaxy"});
-              },
-              "Multiple Claude Code conversations were found. No message was inserted.",
-              "pages=3 code_pages=2 front=claude"},
-             {"a URL that is none", [](ScriptedClaude& c) { c.shellPage->set("AXURL", true); },
-              "Couldn't verify the Claude conversation URL type. No message was inserted.",
-              "pages=2 code_pages=Unread front=claude"},
-             {"Orvel in front",
-              [](ScriptedClaude& c) {
-                  c.applications.front = RunningApplication{std::nullopt, 7};
-              },
-              generic, "pages=Unread code_pages=Unread front=orvel"},
-             {"a program without a name in front",
-              [](ScriptedClaude& c) {
-                  c.applications.front = RunningApplication{std::nullopt, 8};
-              },
-              generic, "pages=Unread code_pages=Unread front=unknown"}}) {
+    for (const auto& [name, change, expected, counts] : cases) {
         ScriptedClaude claude;
         change(claude);
         ClaudeWindowReading reading(claude.ports, claude.history);

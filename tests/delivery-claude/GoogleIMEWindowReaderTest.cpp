@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 using State = GoogleIMEWindowDiagnostic::State;
 
 struct GoogleIMEWindowReaderTest : testing::Test {
-    LatencyLoop loop;
+    SimulatedLoop loop;
     ScriptedWindows windows{loop};
     ScriptedQueue queue{loop};
     GoogleIMEWindowReader reader{loop, windows, queue};

@@ -4,6 +4,7 @@
 
 #include "Orvel/delivery/ClaudeDesktopRelaySender.h"
 #include "Orvel/delivery/RelaySendError.h"
+#include "Orvel/platform/simulated/SimulatedTyping.h"
 #include "Orvel/platform/unavailable/UnavailableApplications.h"
 #include "ScriptedTree.h"
 
@@ -35,9 +36,11 @@ struct ScriptedApplications : UnavailableApplications {
         return onURL ? onURL(url) : true;
     }
 
-    static RunningApplication claude() { return {"com.anthropic.claudefordesktop", 40}; }
+    void bringToFront(std::optional<std::string> bundleID, ProcessID process = 3) {
+        front = {std::move(bundleID), process};
+    }
 
-    std::optional<RunningApplication> front = claude();
+    std::optional<RunningApplication> front = RunningApplication{"com.anthropic.claudefordesktop", 40};
     std::string claudeVersion = "3.6556.2";
     bool isInstalled = true, opens = true;
     int opened = 0;
@@ -45,23 +48,8 @@ struct ScriptedApplications : UnavailableApplications {
     std::function<bool(const std::string&)> onURL;
 };
 
-struct ScriptedInputSources : InputSources {
-    std::optional<InputSource> current() override { return source; }
-    std::optional<std::string> currentLayoutID() override { return "com.apple.keylayout.ABC"; }
-
-    static InputSource ascii() {
-        return {"com.apple.keylayout.ABC", std::nullopt, "TISTypeKeyboardLayout", true};
-    }
-    static InputSource hiragana() {
-        return {"com.google.inputmethod.Japanese.base", "com.apple.inputmethod.Japanese",
-                "TISTypeKeyboardInputMode", false};
-    }
-
-    std::optional<InputSource> source = ascii();
-};
-
 struct ScriptedWindows : WindowList {
-    explicit ScriptedWindows(LatencyLoop& loop) : loop(loop) {}
+    explicit ScriptedWindows(SimulatedLoop& loop) : loop(loop) {}
     std::optional<std::vector<OwnerName>> ownerNames(std::size_t most) override {
         loop.spend(latency);
         askedFor = most;
@@ -69,7 +57,7 @@ struct ScriptedWindows : WindowList {
         return names;
     }
 
-    LatencyLoop& loop;
+    SimulatedLoop& loop;
     MainLoop::Duration latency{0};
     std::size_t askedFor = 0;
     std::function<void()> onRead;
@@ -78,7 +66,7 @@ struct ScriptedWindows : WindowList {
 
 /// Does the work at once, and says that it took too long if it did. Can keep it for later.
 struct ScriptedQueue : SideQueue {
-    explicit ScriptedQueue(LatencyLoop& loop) : loop(loop) {}
+    explicit ScriptedQueue(SimulatedLoop& loop) : loop(loop) {}
     bool run(std::function<void()> work, MainLoop::Duration maximumWait) override {
         lastWait = maximumWait;
         if (hangs) {
@@ -91,7 +79,7 @@ struct ScriptedQueue : SideQueue {
         return loop.uptime() - before <= maximumWait;
     }
 
-    LatencyLoop& loop;
+    SimulatedLoop& loop;
     MainLoop::Duration lastWait{0};
     bool hangs = false;
     std::function<void()> late;
@@ -104,12 +92,26 @@ struct Outcome {
     bool canRetry = false;
 };
 
+// Words that several tests expect.
+inline const std::string draftKept = "Claude has a draft. Nothing was changed.";
+inline const std::string notEmpty =
+    "Claude has a draft, attachment, or reply in progress. Nothing was changed.";
+inline const std::string notShown =
+    "Claude is not displaying the selected destination conversation. No message was inserted.";
+inline const std::string timedOut = "The Claude view did not become ready in time. No message was inserted.";
+inline const std::string unreadableView =
+    "Couldn't read the Claude view. AX status=-25200. Message content is kept.";
+inline const std::string notOpened = "Couldn't open Claude. Use Copy to recover.";
+inline const std::string notInFront =
+    "Claude is not in the foreground. Show the destination conversation before sending.";
+
 struct ScriptedClaude {
     static constexpr const char* target = "local_11111111-1111-4111-8111-111111111111";
-    static constexpr const char* other = "local_22222222-2222-4222-8222-222222222222";
     static constexpr const char* transferID = "aaaaaaaa-aaaa-4aaa-8aaa-aaaaaaaaaaaa";
+    static constexpr const char* targetPath = "/epitaxy/local_11111111-1111-4111-8111-111111111111";
+    static constexpr const char* otherPath = "/epitaxy/local_22222222-2222-4222-8222-222222222222";
 
-    explicit ScriptedClaude(std::string path = std::string("/epitaxy/") + target) {
+    explicit ScriptedClaude(const std::string& path = targetPath) {
         build(path);
         tree.onWrite = [this](ScriptedNode& node, const std::string& name, const AXValue& value) {
             ++writes;
@@ -146,7 +148,7 @@ struct ScriptedClaude {
 
     void buildPage(const std::string& path) {
         page = &tree.add(&tree.add(window, "AXGroup"), "AXWebArea");
-        page->set("AXURL", AXURL{"https://claude.ai" + path});
+        address(path);
         auto& thread = tree.add(page, "AXGroup");
         tree.add(&thread, "AXStaticText").set("AXValue", "An earlier message");
         auto* group = &tree.add(&tree.add(page, "AXGroup"), "AXGroup");
@@ -157,7 +159,7 @@ struct ScriptedClaude {
         editor->set("AXDescription", "Prompt");
         editor->set("AXValue", "");
         editor->fail("AXTextInputMarkedTextMarkerRange", AXStatus::noValue);
-        editor->set("AXSelectedTextRange", AXRange{0, 0});
+        moveCaret(0);
         tree.add(root, "AXButton").set("AXTitle", "Add files");
         send = nullptr;
     }
@@ -167,6 +169,29 @@ struct ScriptedClaude {
         tree.remove(*page->parent);
         buildPage(path);
     }
+
+    /// Gives the page that is shown another address, and nothing else.
+    void address(const std::string& path, const std::string& origin = "https://claude.ai") {
+        page->set("AXURL", AXURL{origin + path});
+    }
+
+    void moveCaret(std::int64_t location) { editor->set("AXSelectedTextRange", AXRange{location, 0}); }
+
+    void openAnotherWindow() {
+        auto& another = tree.add(tree.applicationNode, "AXWindow");
+        tree.applicationNode->set("AXFocusedWindow", ScriptedTree::elementOf(another));
+    }
+
+    /// What happens instead of the navigation when the system is asked to open a URL.
+    void whenURLOpens(std::function<void()> happen) {
+        applications.onURL = [happen = std::move(happen)](const std::string&) {
+            happen();
+            return true;
+        };
+    }
+
+    void attach() { addButton("AXTitle", "Remove a.png"); }
+    void reply() { addButton("AXTitle", "Stop"); }
 
     ScriptedNode& addButton(const std::string& attribute, const std::string& label) {
         auto& button = tree.add(root, "AXButton");
@@ -181,16 +206,19 @@ struct ScriptedClaude {
             tree.remove(*send);
             send = nullptr;
         } else {
-            send = &addButton("AXDescription", "Send");
-            send->set("AXEnabled", true);
+            addSendButton();
         }
+    }
+
+    void addSendButton() {
+        send = &addButton("AXDescription", "Send");
+        send->set("AXEnabled", true);
     }
 
     void replaceSendButton() {
         if (!send) return;
         tree.remove(*send);
-        send = &addButton("AXDescription", "Send");
-        send->set("AXEnabled", true);
+        addSendButton();
     }
 
     void deliver() {
@@ -252,10 +280,11 @@ struct ScriptedClaude {
 
     std::string line() { return history.current()->line().text(); }
 
-    LatencyLoop loop;
+    SimulatedLoop loop;
     ScriptedTree tree{loop};
     ScriptedApplications applications;
-    ScriptedInputSources inputSources;
+    SimulatedSteps steps{loop};
+    SimulatedInputSources inputSources{steps};
     ScriptedWindows windows{loop};
     ScriptedQueue queue{loop};
     ClaudeRelayDiagnosticHistory history;

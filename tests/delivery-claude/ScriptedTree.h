@@ -12,31 +12,6 @@
 
 namespace orvel {
 
-/// A simulated loop on which reads take time. It knows the longest time for which it was held.
-class LatencyLoop : public SimulatedLoop {
-  public:
-    Duration uptime() const override { return SimulatedLoop::uptime() + spent; }
-    void post(std::function<void()> action) override { SimulatedLoop::post(timed(std::move(action))); }
-    std::unique_ptr<Timer> after(Duration delay, std::function<void()> action) override {
-        return SimulatedLoop::after(delay, timed(std::move(action)));
-    }
-
-    void spend(Duration time) { spent += time; }
-
-    Duration longestHold{0};
-
-  private:
-    std::function<void()> timed(std::function<void()> action) {
-        return [this, action = std::move(action)] {
-            const auto before = spent;
-            action();
-            longestHold = std::max(longestHold, spent - before);
-        };
-    }
-
-    Duration spent{0};
-};
-
 struct ScriptedNode {
     int id = 0;
     ScriptedNode* parent = nullptr;
@@ -52,7 +27,7 @@ struct ScriptedNode {
 
 class ScriptedTree : public Accessibility {
   public:
-    explicit ScriptedTree(LatencyLoop& loop) : loop(loop) {}
+    explicit ScriptedTree(SimulatedLoop& loop) : loop(loop) {}
 
     ScriptedNode& add(ScriptedNode* parent, const std::string& role) {
         auto& node = nodes.emplace_back();
@@ -156,7 +131,7 @@ class ScriptedTree : public Accessibility {
         return elements;
     }
 
-    LatencyLoop& loop;
+    SimulatedLoop& loop;
     std::deque<ScriptedNode> nodes; // By identifier.
 };
 

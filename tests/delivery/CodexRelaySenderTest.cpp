@@ -80,8 +80,8 @@ class CodexRelaySenderTest : public DeliveryTest {
     }
 
     TemporaryFolder folder;
-    CodexTranscript transcript{{.id = ScriptedCodexServer::thread}};
-    ConversationReference reference{.agent = Agent::codex, .sessionID = ScriptedCodexServer::thread};
+    CodexTranscript transcript{{.id = Server::thread}};
+    ConversationReference reference{.agent = Agent::codex, .sessionID = Server::thread};
     ConversationReading reading{loop, processes, "/home/sam"};
     std::optional<CodexRelaySender> sender{std::in_place, loop, processes, reading, "/home/sam"};
 
@@ -112,12 +112,16 @@ TEST_F(CodexRelaySenderTest, TheToolIsTheFirstInThePathThenInTheUsualPlaces) {
 
 TEST_F(CodexRelaySenderTest, WhatCannotBeDeliveredIsRefusedBeforeAnythingStarts) {
     const auto good = reference;
-    const std::vector<std::function<void()>> cases{
-        [&] { reference.agent = Agent::claude; },
-        [&] { reference.sessionID = "thread-1"; },
-        [&] { processes.programs.clear(); },
+    const struct {
+        const char* name;
+        std::function<void()> arrange;
+    } cases[] = {
+        {"a conversation of Claude", [&] { reference.agent = Agent::claude; }},
+        {"no UUID", [&] { reference.sessionID = "thread-1"; }},
+        {"no tool", [&] { processes.programs.clear(); }},
     };
-    for (const auto& arrange : cases) {
+    for (const auto& [name, arrange] : cases) {
+        SCOPED_TRACE(name);
         reference = good;
         arrange();
         const auto sent = send();
@@ -129,19 +133,20 @@ TEST_F(CodexRelaySenderTest, WhatCannotBeDeliveredIsRefusedBeforeAnythingStarts)
 }
 
 TEST_F(CodexRelaySenderTest, UntilTheToolRunsAFailureMayBeRepeated) {
-    const std::vector<std::function<void()>> cases{
-        [&] {
-            server.answers["thread/resume"] = ScriptedCodexServer::result(
-                {{"thread", {{"id", server.thread}, {"status", {{"type", "active"}}}}}});
-        },
-        [&] { server.answers["initialize"] = ScriptedCodexServer::bytes(""); },
-        [&] {
-            processes.beforeStep = [&](std::string_view step) {
-                if (step == "start") throw ProcessError(ProcessError::Case::launchFailed, "No memory.");
-            };
-        },
+    const auto busy = Server::result({{"thread", {{"id", server.thread}, {"status", {{"type", "active"}}}}}});
+    const auto failToStart = [](std::string_view step) {
+        if (step == "start") throw ProcessError(ProcessError::Case::launchFailed, "No memory.");
     };
-    for (const auto& arrange : cases) {
+    const struct {
+        const char* name;
+        std::function<void()> arrange;
+    } cases[] = {
+        {"a busy conversation", [&] { server.answers["thread/resume"] = busy; }},
+        {"a silent server", [&] { server.answers["initialize"] = Server::bytes(""); }},
+        {"a server that cannot be started", [&] { processes.beforeStep = failToStart; }},
+    };
+    for (const auto& [name, arrange] : cases) {
+        SCOPED_TRACE(name);
         arrange();
         const auto sent = send();
         EXPECT_TRUE(sent.words.starts_with("Couldn't load the Codex conversation. Nothing was sent.\n"))
@@ -203,8 +208,8 @@ TEST_F(CodexRelaySenderTest, TheMessageIsOneArgumentOfItsOwn) {
 }
 
 TEST_F(CodexRelaySenderTest, AConversationThatAnotherProgramHoldsTakesTheMessageUnwatched) {
-    server.answers["thread/resume"] = ScriptedCodexServer::error(
-        -32600, std::string("thread ") + server.thread + " already has an active writer");
+    server.answers["thread/resume"] =
+        Server::error(-32600, std::string("thread ") + server.thread + " already has an active writer");
     sendTime = 1s;
     EXPECT_EQ(send().words, "done");
     EXPECT_TRUE(sender->watchedTurns().empty());

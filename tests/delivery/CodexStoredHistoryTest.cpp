@@ -7,6 +7,7 @@
 #include "Orvel/delivery/JsonMessage.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
 #include "TemporaryFolder.h"
+#include "core/Outcome.h"
 
 #include <deque>
 #include <filesystem>
@@ -17,10 +18,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace std::string_literals;
-using Server = ScriptedCodexServer;
-using Json = Server::Json;
 
-const auto plainWords = "invalid: Couldn't verify the Codex connection response."s;
 const auto metadataWords =
     "invalid: Couldn't verify the Codex conversation metadata (ID, storage path, or status)."s;
 const auto pathWords = "invalid: Codex returned an invalid conversation storage path."s;
@@ -111,17 +109,10 @@ class CodexStoredHistoryTest : public DeliveryTest {
         };
         const auto outcome = run(CodexStoredHistory::read(loop, reference, prefersLocal, request));
         conversation = outcome.value ? *outcome.value : nullptr;
-        return conversation ? summary(*conversation) : outcome.words;
+        return conversation ? outcomeOf(*conversation) : outcome.words;
     }
 
     static Task<SharedMessage> answered(std::string json) { co_return std::make_shared<JsonMessage>(json); }
-
-    static std::string summary(const Conversation& read) {
-        std::string words;
-        for (const auto& message : read.messages)
-            words += (words.empty() ? "" : " | ") + message.role + ": " + message.text;
-        return words + (read.isBusy ? " [busy]" : "");
-    }
 
     TemporaryFolder folder;
     ConversationReference reference;
@@ -187,34 +178,34 @@ TEST_F(CodexStoredHistoryTest, TakesTheTextsOfMessagesAndRefusesEveryOtherShape)
 
         {"nothing", page(Json::array()),
          "noMessages: No user or assistant messages were found. Choose a supported JSONL file."},
-        {"data that is no list", page("x"), plainWords},
-        {"no data", without(page({good}), "data"), plainWords},
-        {"a turn that is no object", page({good, "x"}), plainWords},
-        {"no cursor", without(page({good}), "nextCursor"), plainWords},
-        {"a cursor that is a number", page({good}, 5), plainWords},
-        {"an empty cursor", page({good}, ""), plainWords},
-        {"a cursor behind an empty page", page(Json::array(), "next"), plainWords},
-        {"a turn without identifier", page({without(good, "id")}), plainWords},
-        {"a summary", page({with(good, "itemsView", "summary")}), plainWords},
-        {"a view that is null", page({with(good, "itemsView", nullptr)}), plainWords},
-        {"a turn without status", page({without(good, "status")}), plainWords},
-        {"a status that is an object", page({with(good, "status", Json::object())}), plainWords},
-        {"no items", page({without(good, "items")}), plainWords},
-        {"items that are no list", page({with(good, "items", "x")}), plainWords},
-        {"an item that is no object", items({user("u", "hi"), "x"}), plainWords},
-        {"an item without identifier", items({without(user("u", "hi"), "id")}), plainWords},
-        {"an empty identifier", items({user("", "hi")}), plainWords},
-        {"a number as identifier", items({with(user("u", "hi"), "id", 1)}), plainWords},
-        {"an item that comes twice", items({user("u", "hi"), agent("u", "hi")}), plainWords},
-        {"an answer without text", items({agent("a", nullptr)}), plainWords},
-        {"no content", items({without(user("u", "hi"), "content")}), plainWords},
-        {"content that is a text", items({user("u", Json("hi"))}), plainWords},
-        {"a part that is a text", content("hi"), plainWords},
-        {"a part of an unknown kind", content({{"type", "video"}}), plainWords},
-        {"a part without kind", content({{"text", "hi"}}), plainWords},
-        {"a text without text", content({{"type", "text"}}), plainWords},
-        {"a skill without path", content({{"type", "skill"}, {"name", "plan"}}), plainWords},
-        {"a mention without name", content({{"type", "mention"}, {"path", "/f"}}), plainWords},
+        {"data that is no list", page("x"), invalid},
+        {"no data", without(page({good}), "data"), invalid},
+        {"a turn that is no object", page({good, "x"}), invalid},
+        {"no cursor", without(page({good}), "nextCursor"), invalid},
+        {"a cursor that is a number", page({good}, 5), invalid},
+        {"an empty cursor", page({good}, ""), invalid},
+        {"a cursor behind an empty page", page(Json::array(), "next"), invalid},
+        {"a turn without identifier", page({without(good, "id")}), invalid},
+        {"a summary", page({with(good, "itemsView", "summary")}), invalid},
+        {"a view that is null", page({with(good, "itemsView", nullptr)}), invalid},
+        {"a turn without status", page({without(good, "status")}), invalid},
+        {"a status that is an object", page({with(good, "status", Json::object())}), invalid},
+        {"no items", page({without(good, "items")}), invalid},
+        {"items that are no list", page({with(good, "items", "x")}), invalid},
+        {"an item that is no object", items({user("u", "hi"), "x"}), invalid},
+        {"an item without identifier", items({without(user("u", "hi"), "id")}), invalid},
+        {"an empty identifier", items({user("", "hi")}), invalid},
+        {"a number as identifier", items({with(user("u", "hi"), "id", 1)}), invalid},
+        {"an item that comes twice", items({user("u", "hi"), agent("u", "hi")}), invalid},
+        {"an answer without text", items({agent("a", nullptr)}), invalid},
+        {"no content", items({without(user("u", "hi"), "content")}), invalid},
+        {"content that is a text", items({user("u", Json("hi"))}), invalid},
+        {"a part that is a text", content("hi"), invalid},
+        {"a part of an unknown kind", content({{"type", "video"}}), invalid},
+        {"a part without kind", content({{"text", "hi"}}), invalid},
+        {"a text without text", content({{"type", "text"}}), invalid},
+        {"a skill without path", content({{"type", "skill"}, {"name", "plan"}}), invalid},
+        {"a mention without name", content({{"type", "mention"}, {"path", "/f"}}), invalid},
     };
     for (const auto& each : cases) // The second page is there for whoever asks in error.
         EXPECT_EQ(read({thread()}, {each.page, page({good})}), each.outcome) << each.name;
@@ -277,37 +268,28 @@ TEST_F(CodexStoredHistoryTest, ReadsTheFileWhereThatIsPreferredAndEnough) {
     const auto hello = messageLine("user", "from the file");
     const struct {
         const char* name;
-        std::string file;
-        std::vector<Json> threads;
-        std::string outcome;
+        std::string file, outcome;
+        std::vector<Json> threads = {}; // Idle where none is given.
     } cases[] = {
-        {"a whole transcript", meta + hello, {thread()}, "user: from the file"},
-        {"a busy one",
-         meta + line("event_msg", {{"type", "task_started"}}) + hello,
-         {thread()},
+        {"a whole transcript", meta + hello, "user: from the file"},
+        {"a busy one", meta + line("event_msg", {{"type", "task_started"}}) + hello,
          "user: from the file [busy]"},
-        {"one whose conversation is active", meta + hello, {thread("active")}, "user: from the file [busy]"},
-        {"the tail of a fork", fork + hello, {thread()}, "user: from the server"},
-        {"a tail behind messages", meta + hello + fork, {thread()}, "user: from the server"},
-        {"a malformed line",
-         meta + hello + "{\n",
-         {thread()},
+        {"one whose conversation is active", meta + hello, "user: from the file [busy]", {thread("active")}},
+        {"the tail of a fork", fork + hello, "user: from the server"},
+        {"a tail behind messages", meta + hello + fork, "user: from the server"},
+        {"a malformed line", meta + hello + "{\n",
          "malformedLine: Couldn't read conversation file line 3. If the file is being written, refresh it."},
-        {"no messages",
-         meta,
-         {thread()},
+        {"no messages", meta,
          "noMessages: No user or assistant messages were found. Choose a supported JSONL file."},
-        {"another conversation",
-         metaLine("another") + hello,
-         {thread()},
+        {"another conversation", metaLine("another") + hello,
          "conversationMismatch: The selected conversation ID does not match the loaded transcript."},
-        {"a change meanwhile", meta + hello, {thread(), with(thread(), "updatedAt", 1)}, changedWords},
+        {"a change meanwhile", meta + hello, changedWords, {thread(), with(thread(), "updatedAt", 1)}},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.name);
         folder.write("sessions/a.jsonl", each.file);
-        EXPECT_EQ(read(each.threads, {page({turn("t", {user("u", "from the server")})})}, true),
-                  each.outcome);
+        const auto threads = each.threads.empty() ? std::vector<Json>{thread()} : each.threads;
+        EXPECT_EQ(read(threads, {page({turn("t", {user("u", "from the server")})})}, true), each.outcome);
         const bool usedServer = std::any_of(asked.begin(), asked.end(), [](const auto& request) {
             return request.starts_with("thread/turns/list");
         });
@@ -334,7 +316,7 @@ TEST_F(CodexStoredHistoryTest, DoesNotFollowPagesForEver) {
     EXPECT_EQ(asked.size(), 1'001U);
     EXPECT_EQ(
         read({thread()}, {oneTurn("a", "x"), oneTurn("b", "y"), oneTurn("c", "x"), oneTurn("d", nullptr)}),
-        plainWords);
+        invalid);
 }
 
 TEST_F(CodexStoredHistoryTest, ReadsAHundredMillionBytesAndNotOneMore) {
@@ -374,7 +356,7 @@ class CodexHistoryReadingTest : public CodexStoredHistoryTest {
     }
     std::string readAll() {
         const auto outcome = run(history());
-        return outcome.value ? summary(**outcome.value) : outcome.words;
+        return outcome.value ? outcomeOf(**outcome.value) : outcome.words;
     }
 };
 
@@ -391,10 +373,10 @@ TEST_F(CodexHistoryReadingTest, ReadsWithoutBecomingTheWriter) {
 
 TEST_F(CodexHistoryReadingTest, StartsNothingForWhatIsNoConversationOfCodex) {
     reference.agent = Agent::claude;
-    EXPECT_EQ(readAll(), plainWords);
+    EXPECT_EQ(readAll(), invalid);
     reference.agent = Agent::codex;
     reference.sessionID = "abc";
-    EXPECT_EQ(readAll(), plainWords);
+    EXPECT_EQ(readAll(), invalid);
     EXPECT_TRUE(processes.launches.empty());
 }
 
@@ -402,19 +384,19 @@ TEST_F(CodexHistoryReadingTest, HasTwentySecondsForAllRequestsBehindTheConnectio
     server.delays = {{"initialize", 15s}, {"thread/turns/list", 6s}};
     EXPECT_EQ(readAll(), "user: x | user: x | user: x");
     server.delays["thread/turns/list"] = 7s;
-    EXPECT_EQ(readAll(), "timeout: The Codex connection check timed out. Check delivery records.");
+    EXPECT_EQ(readAll(), timeout);
     EXPECT_EQ(processes.running(), 0);
 }
 
 TEST_F(CodexHistoryReadingTest, RefusesAnyWrongResultAtAnyRequest) {
     for (const auto* method : {"thread/read", "thread/turns/list"})
         for (const auto& [answer, words] : {
-                 std::pair{Server::error(-32601, "unknown method"), plainWords},
-                 {Server::result(Json::array()), plainWords},
-                 {Server::result(nullptr), plainWords},
-                 {Server::result(Json::object()), method == "thread/read"s ? metadataWords : plainWords},
+                 std::pair{Server::error(-32601, "unknown method"), invalid},
+                 {Server::result(Json::array()), invalid},
+                 {Server::result(nullptr), invalid},
+                 {Server::result(Json::object()), method == "thread/read"s ? metadataWords : invalid},
                  {Server::bytes(serverFrame(1, "nonsense")), "other: Codex sent a text that is not JSON."s},
-                 {Server::bytes(serverFrame(2, "")), plainWords},
+                 {Server::bytes(serverFrame(2, "")), invalid},
              }) {
             SCOPED_TRACE(method);
             const auto plain = std::exchange(server.answers[method], answer);
@@ -425,31 +407,8 @@ TEST_F(CodexHistoryReadingTest, RefusesAnyWrongResultAtAnyRequest) {
 }
 
 TEST_F(CodexHistoryReadingTest, LeavesNoChildWhereverTheReadingEnds) {
-    for (const bool isGivenUp : {false, true}) {
-        bool isThrough = false;
-        int at = 0;
-        for (; !isThrough; ++at) {
-            SCOPED_TRACE("step " + std::to_string(at));
-            TaskOutcome<SharedConversation> outcome;
-            auto scope = std::make_unique<TaskScope>();
-            int step = 0;
-            processes.beforeStep = [&](std::string_view) {
-                if (step++ != at) return;
-                if (isGivenUp)
-                    loop.post([&] { scope.reset(); });
-                else
-                    processes.killAll();
-            };
-            scope->start(noteOutcome(history(), outcome));
-            loop.run();
-            EXPECT_EQ(processes.running(), 0);
-            isThrough = step <= at;
-            if (isThrough) {
-                EXPECT_EQ(outcome.words, "done");
-            }
-        }
-        EXPECT_GT(at, 20);
-    }
+    for (const auto end : {End::childDies, End::isGivenUp})
+        EXPECT_GE(endAtEveryStep<SharedConversation>(end, [&] { return history(); }), 20);
 }
 
 } // namespace

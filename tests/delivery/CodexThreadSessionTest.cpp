@@ -10,21 +10,20 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace std::string_literals;
-using Server = ScriptedCodexServer;
-using Json = Server::Json;
 
-const auto invalid = "Couldn't verify the Codex connection response."s;
-const auto timeout = "The Codex connection check timed out. Check delivery records."s;
-const auto disconnected =
-    "The Codex conversation connection ended. Check delivery records without resending automatically."s;
+// At what stage a connection ended.
+const auto upgradeStage = " (connection stage: HTTP Upgrade)"s;
+const auto initializeStage = " (connection stage: initialize)"s;
+const auto resumeStage = " (connection stage: initialized / thread-resume)"s;
+
 const auto notIdle =
-    "Couldn't verify that the Codex conversation is idle. Try again after the reply finishes."s;
+    "other: Couldn't verify that the Codex conversation is idle. Try again after the reply finishes."s +
+    resumeStage;
 
 class CodexThreadSessionTest : public DeliveryTest {
   protected:
-    std::string connect() {
-        auto outcome = run(CodexThreadLoader::connect(loop, processes, server.executable, server.thread));
-        return outcome.words;
+    std::string connect(const std::string& thread = Server::thread) {
+        return run(CodexThreadLoader::connect(loop, processes, server.executable, thread)).words;
     }
 
     /// The answer to a request, as JSON, or the failure's words.
@@ -71,8 +70,7 @@ TEST_F(CodexThreadSessionTest, StartsTheServerWithItsOwnFolderFirstInThePath) {
 }
 
 TEST_F(CodexThreadSessionTest, StartsNothingForWhatIsNoConversation) {
-    const auto outcome = run(CodexThreadLoader::connect(loop, processes, server.executable, "not-a-uuid"));
-    EXPECT_EQ(outcome.words, "invalid: " + invalid);
+    EXPECT_EQ(connect("not-a-uuid"), invalid);
     EXPECT_TRUE(processes.launches.empty());
 }
 
@@ -88,9 +86,6 @@ TEST_F(CodexThreadSessionTest, PassesALaunchFailureOnAndNamesTroubleWithPipes) {
 }
 
 TEST_F(CodexThreadSessionTest, EndsAConnectionThatDoesNotGoAsItShould) {
-    const auto upgradeStage = " (connection stage: HTTP Upgrade)"s;
-    const auto initializeStage = " (connection stage: initialize)"s;
-    const auto resumeStage = " (connection stage: initialized / thread-resume)"s;
     const auto head = [](std::string text) { return [text](const std::string&) { return text; }; };
     const auto answers = [&](const char* method, Server::Answer answer) {
         return [=](Server& script) { script.answers[method] = answer; };
@@ -99,76 +94,66 @@ TEST_F(CodexThreadSessionTest, EndsAConnectionThatDoesNotGoAsItShould) {
         return answers(method, Server::bytes(serverFrame(1, message)));
     };
     const auto thread = [&](Json result) { return answers("thread/resume", Server::result(result)); };
-    const auto idle = Json{{"type", "idle"}};
+    const auto resumed = [&](const char* id, Json status) {
+        return thread({{"thread", {{"id", id}, {"status", std::move(status)}}}});
+    };
+    const auto activeWriter = [&](int code, const std::string& id) {
+        return answers("thread/resume",
+                       Server::error(code, "thread " + id + " already has an active writer"));
+    };
+    const Json idle{{"type", "idle"}}, active{{"type", "active"}}, failed{{"type", "systemError"}};
     const struct {
         const char* name;
         std::function<void(Server&)> change;
         std::string outcome;
     } cases[] = {
         {"an answer that is no upgrade",
-         [&](Server& script) { script.upgrade = head("HTTP/1.1 404\r\n\r\n"); },
-         "invalid: " + invalid + upgradeStage},
+         [&](Server& script) { script.upgrade = head("HTTP/1.1 404\r\n\r\n"); }, invalid + upgradeStage},
         {"a head without end", [&](Server& script) { script.upgrade = head(std::string(65'537, 'x')); },
-         "invalid: " + invalid + upgradeStage},
+         invalid + upgradeStage},
         {"a head that is not all there", [&](Server& script) { script.upgrade = head("HTTP/1.1 101\r\n"); },
-         "timeout: " + timeout + upgradeStage},
-        {"no head", [&](Server& script) { script.delays["upgrade"] = 21s; },
-         "timeout: " + timeout + upgradeStage},
+         timeout + upgradeStage},
+        {"no head", [&](Server& script) { script.delays["upgrade"] = 21s; }, timeout + upgradeStage},
         {"a frame too large behind the head",
          [](Server& script) {
              script.upgrade = [plain = script.upgrade](const std::string& key) {
                  return plain(key) + serverFrameHead(1, 8'388'609);
              };
          },
-         "invalid: " + invalid + initializeStage},
+         invalid + initializeStage},
 
-        {"no answer", answers("initialize", Server::bytes("")), "timeout: " + timeout + initializeStage},
+        {"no answer", answers("initialize", Server::bytes("")), timeout + initializeStage},
         {"a binary frame", answers("initialize", Server::bytes(serverFrame(2, "{}"))),
-         "invalid: " + invalid + initializeStage},
+         invalid + initializeStage},
         {"no JSON", says("initialize", "{"), "other: Codex sent a text that is not JSON." + initializeStage},
-        {"a list", says("initialize", "[]"), "invalid: " + invalid + initializeStage},
-        {"a number", says("initialize", "1"), "invalid: " + invalid + initializeStage},
-        {"an error", answers("initialize", Server::error(-32600, "no")),
-         "invalid: " + invalid + initializeStage},
+        {"a list", says("initialize", "[]"), invalid + initializeStage},
+        {"a number", says("initialize", "1"), invalid + initializeStage},
+        {"an error", answers("initialize", Server::error(-32600, "no")), invalid + initializeStage},
         {"an error that is null", says("initialize", R"({"id":1,"error":null,"result":{}})"),
-         "invalid: " + invalid + initializeStage},
+         invalid + initializeStage},
         {"a result that is no object", says("initialize", R"({"id":1,"result":[]})"),
-         "invalid: " + invalid + initializeStage},
-        {"no result", says("initialize", R"({"id":1})"), "invalid: " + invalid + initializeStage},
+         invalid + initializeStage},
+        {"no result", says("initialize", R"({"id":1})"), invalid + initializeStage},
         {"an identifier that is a text", says("initialize", R"({"id":"1","result":{}})"),
-         "timeout: " + timeout + initializeStage},
-        {"another identifier", says("initialize", R"({"id":3,"result":{}})"),
-         "timeout: " + timeout + initializeStage},
+         timeout + initializeStage},
+        {"another identifier", says("initialize", R"({"id":3,"result":{}})"), timeout + initializeStage},
         {"a request with the same identifier", says("initialize", R"({"id":1,"method":"x","result":{}})"),
-         "timeout: " + timeout + initializeStage},
-        {"a close", answers("initialize", Server::bytes(serverFrame(8, ""))),
-         "disconnected: " + disconnected + initializeStage},
+         timeout + initializeStage},
+        {"a close", answers("initialize", Server::bytes(serverFrame(8, ""))), disconnected + initializeStage},
 
-        {"another writer",
-         answers("thread/resume",
-                 Server::error(-32600, "thread "s + Server::thread + " already has an active writer")),
+        {"another writer", activeWriter(-32600, Server::thread),
          "activeWriter: This Codex conversation is open through another connection and could not be loaded. "
          "Nothing was sent." +
              resumeStage},
-        {"another writer of another conversation",
-         answers("thread/resume", Server::error(-32600, "thread x already has an active writer")),
-         "invalid: " + invalid + resumeStage},
-        {"another writer by another code",
-         answers("thread/resume",
-                 Server::error(-32601, "thread "s + Server::thread + " already has an active writer")),
-         "invalid: " + invalid + resumeStage},
-        {"no thread", thread(Json::object()), "other: " + notIdle + resumeStage},
-        {"a thread that is no object", thread({{"thread", "idle"}}), "other: " + notIdle + resumeStage},
-        {"another thread", thread({{"thread", {{"id", "other"}, {"status", idle}}}}),
-         "other: " + notIdle + resumeStage},
-        {"no status", thread({{"thread", {{"id", Server::thread}}}}), "other: " + notIdle + resumeStage},
-        {"a status that is a text", thread({{"thread", {{"id", Server::thread}, {"status", "idle"}}}}),
-         "other: " + notIdle + resumeStage},
-        {"a busy thread", thread({{"thread", {{"id", Server::thread}, {"status", {{"type", "active"}}}}}}),
-         "other: " + notIdle + resumeStage},
-        {"a thread after a failed turn",
-         thread({{"thread", {{"id", Server::thread}, {"status", {{"type", "systemError"}}}}}}),
-         "other: " + notIdle + resumeStage},
+        {"another writer of another conversation", activeWriter(-32600, "x"), invalid + resumeStage},
+        {"another writer by another code", activeWriter(-32601, Server::thread), invalid + resumeStage},
+        {"no thread", thread(Json::object()), notIdle},
+        {"a thread that is no object", thread({{"thread", "idle"}}), notIdle},
+        {"another thread", resumed("other", idle), notIdle},
+        {"no status", thread({{"thread", {{"id", Server::thread}}}}), notIdle},
+        {"a status that is a text", resumed(Server::thread, "idle"), notIdle},
+        {"a busy thread", resumed(Server::thread, active), notIdle},
+        {"a thread after a failed turn", resumed(Server::thread, failed), notIdle},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.name);
@@ -190,7 +175,7 @@ TEST_F(CodexThreadSessionTest, HasTwentySecondsToConnectAndNotOneMoment) {
     server.delays = {{"upgrade", 10s}, {"initialize", 6s}, {"thread/resume", 4s - 1ns}};
     EXPECT_EQ(connect(), "done");
     server.delays["thread/resume"] = 4s;
-    EXPECT_EQ(connect(), "timeout: " + timeout + " (connection stage: initialized / thread-resume)");
+    EXPECT_EQ(connect(), timeout + resumeStage);
     EXPECT_EQ(processes.running(), 0);
 }
 
@@ -222,12 +207,12 @@ TEST_F(CodexThreadSessionTest, AsksWithTheParametersAndGivesTheResultWhateverIts
     EXPECT_EQ(server.texts.back(), R"({"id":11,"method":"echo","params":{"text":"\"日本\n"}})");
     const std::string large(200'000, 'x'); // More than a pipe holds, and parsed in the background.
     EXPECT_EQ(ask(*session, "echo", {{"text", large}}), R"({"said":{"text":")" + large + "\"}}");
-    EXPECT_EQ(ask(*session, "unknown", Json::object()), "timeout: " + timeout);
+    EXPECT_EQ(ask(*session, "unknown", Json::object()), timeout);
 }
 
 TEST_F(CodexThreadSessionTest, DoesNotWaitForAServerThatReadsNothing) {
     processes.pipeCapacity = 0;
-    EXPECT_EQ(connect(), "timeout: " + timeout + " (connection stage: HTTP Upgrade)");
+    EXPECT_EQ(connect(), timeout + upgradeStage);
     EXPECT_EQ(processes.running(), 0);
 }
 
@@ -247,45 +232,19 @@ TEST_F(CodexThreadSessionTest, KillsAServerThatDoesNotEndWithinASecond) {
         EXPECT_EQ(steps, ignores ? (std::vector<std::string>{"terminate", "kill"})
                                  : std::vector<std::string>{"terminate"});
         processes.beforeStep = nullptr;
-        EXPECT_EQ(run(session->waitForTurnCompletion(1h, nullptr)), "disconnected: " + disconnected);
+        EXPECT_EQ(run(session->waitForTurnCompletion(1h, nullptr)), disconnected);
     }
 }
 
-// At every use of the child in turn: it dies just before, or the work is given up just behind.
 TEST_F(CodexThreadSessionTest, LeavesNoChildWhereverTheExchangeEnds) {
-    enum class End { childDies, hangsUp, isGivenUp };
-    for (const auto end : {End::childDies, End::hangsUp, End::isGivenUp}) {
-        int done = 0, last = 0;
-        for (int at = 0; done == 0; last = at++) {
-            SCOPED_TRACE("step " + std::to_string(at));
-            TaskOutcome<bool> outcome;
-            auto scope = std::make_unique<TaskScope>();
-            int step = 0;
-            processes.beforeStep = [&](std::string_view) {
-                if (step++ != at) return;
-                if (end == End::childDies) processes.killAll();
-                if (end == End::hangsUp) server.hangUp();
-                if (end == End::isGivenUp) loop.post([&] { scope.reset(); });
-            };
-            const auto wholeUse = [](MainLoop& main, Processes& all) -> Task<void> {
-                const auto session =
-                    co_await CodexThreadLoader::connect(main, all, Server::executable, Server::thread);
-                co_await session->request("initialize", "{}", main.uptime() + 20s);
-                co_await session->close();
-            };
-            scope->start(noteOutcome(yes(wholeUse(loop, processes)), outcome));
-            loop.run();
-            EXPECT_EQ(processes.running(), 0);
-            if (step <= at) { // The whole exchange came to its end before.
-                EXPECT_EQ(outcome.words, "done");
-                ++done;
-            } else {
-                EXPECT_EQ(scope == nullptr, end == End::isGivenUp);
-            }
-        }
-        EXPECT_GT(last, 15);
-        processes.beforeStep = nullptr;
-    }
+    const auto wholeUse = [](MainLoop& main, Processes& all) -> Task<void> {
+        const auto session =
+            co_await CodexThreadLoader::connect(main, all, Server::executable, Server::thread);
+        co_await session->request("initialize", "{}", main.uptime() + 20s);
+        co_await session->close();
+    };
+    for (const auto end : {End::childDies, End::hangsUp, End::isGivenUp})
+        EXPECT_GT(endAtEveryStep<bool>(end, [&] { return yes(wholeUse(loop, processes)); }), 15);
 }
 
 } // namespace

@@ -8,16 +8,10 @@ namespace orvel {
 namespace {
 
 using namespace std::chrono_literals;
-using namespace std::string_literals;
-using Server = ScriptedCodexServer;
-using Json = Server::Json;
 using Duration = MainLoop::Duration;
 
-const auto timeout = "timeout: The Codex connection check timed out. Check delivery records."s;
-const auto turnFailed =
-    "other: The Codex reply failed or was interrupted. Check the conversation and delivery records."s;
-const auto disconnected = "disconnected: The Codex conversation connection ended. Check delivery records "
-                          "without resending automatically."s;
+const std::string turnFailed =
+    "other: The Codex reply failed or was interrupted. Check the conversation and delivery records.";
 
 Json turn(const char* method, const char* id, Json status = nullptr, const char* thread = Server::thread) {
     return {{"method", method},
@@ -50,57 +44,44 @@ class CodexTurnWatchTest : public DeliveryTest {
 
 TEST_F(CodexTurnWatchTest, EndsWithTheTurnThatBeganMeanwhile) {
     constexpr auto never = 100h;
-    const std::optional<Duration> none;
     const Json noObject = {{"method", "turn/completed"}, {"params", "x"}};
     const Json noMethod = {{"params", started("a")["params"]}};
     Json noTurn = completed("a"), idNumber = completed("a"), noThread = completed("a");
     noTurn["params"]["turn"] = "a";
     idNumber["params"]["turn"]["id"] = 1;
     noThread["params"].erase("threadId");
+    const Said start{1s, started("a")};
+    const std::vector<Said> wholeTurn{start, {9s, completed("a")}};
+    const std::vector<Said> failedTurn{start, {2s, completed("a", "failed")}};
+    const std::vector<Said> failedThenAnother{
+        start, {2s, completed("a", "failed")}, {3s, started("b")}, {4s, completed("b")}};
+    const std::vector<Said> turnThenAnother{start, {2s, completed("a")}, {2100ms, started("b")}};
+    const std::vector<Said> foreignTurn{{1s, started("a", "other")},
+                                        {2s, completed("a", "completed", "other")}};
     const struct {
         const char* name;
         std::vector<Said> said;
-        std::optional<Duration> confirmed; ///< From when the check answers true; nothing without a check.
         std::string outcome;
         Duration end;
+        std::optional<Duration> confirmed = {}; ///< From when the check, if there is one, answers true.
         int asked = 0;
         Duration limit = 1h;
     } cases[] = {
-        {"a turn", {{1s, started("a")}, {9s, completed("a")}}, none, "done", 9s},
-        {"a turn just before the end",
-         {{1s, started("a")}, {1h - 1ns, completed("a")}},
-         none,
-         "done",
-         1h - 1ns},
-        {"a turn at the end", {{1s, started("a")}, {1h, completed("a")}}, none, timeout, 1h},
-        {"silence", {}, none, timeout, 1h},
-        {"no time", {}, none, timeout, 0s, 0, 0s},
-        {"less than no time", {}, none, timeout, 0s, 0, -5s},
-        {"a turn that had begun before", {{9s, completed("a")}}, none, timeout, 1h},
-        {"another turn", {{1s, started("a")}, {9s, completed("b")}}, none, timeout, 1h},
-        {"a turn of another conversation",
-         {{1s, started("a", "other")}, {2s, completed("a", "completed", "other")}},
-         none,
-         timeout,
-         1h},
-        {"the end of one of two",
-         {{1s, started("a")}, {2s, started("b")}, {3s, completed("b")}},
-         none,
-         "done",
-         3s},
-        {"a failed turn", {{1s, started("a")}, {2s, completed("a", "failed")}}, none, turnFailed, 2s},
-        {"an interrupted turn",
-         {{1s, started("a")}, {2s, completed("a", "interrupted")}},
-         none,
-         turnFailed,
-         2s},
-        {"a turn without a status",
-         {{1s, started("a")}, {2s, completed("a", nullptr)}},
-         none,
-         turnFailed,
-         2s},
+        {"a turn", wholeTurn, "done", 9s},
+        {"a turn just before the end", {start, {1h - 1ns, completed("a")}}, "done", 1h - 1ns},
+        {"a turn at the end", {start, {1h, completed("a")}}, timeout, 1h},
+        {"silence", {}, timeout, 1h},
+        {"no time", {}, timeout, 0s, {}, 0, 0s},
+        {"less than no time", {}, timeout, 0s, {}, 0, -5s},
+        {"a turn that had begun before", {{9s, completed("a")}}, timeout, 1h},
+        {"another turn", {start, {9s, completed("b")}}, timeout, 1h},
+        {"a turn of another conversation", foreignTurn, timeout, 1h},
+        {"the end of one of two", {start, {2s, started("b")}, {3s, completed("b")}}, "done", 3s},
+        {"a failed turn", failedTurn, turnFailed, 2s},
+        {"an interrupted turn", {start, {2s, completed("a", "interrupted")}}, turnFailed, 2s},
+        {"a turn without a status", {start, {2s, completed("a", nullptr)}}, turnFailed, 2s},
         {"wrong shapes",
-         {{1s, started("a")},
+         {start,
           {2s, noObject},
           {2s, noMethod},
           {2s, noTurn},
@@ -108,39 +89,18 @@ TEST_F(CodexTurnWatchTest, EndsWithTheTurnThatBeganMeanwhile) {
           {2s, noThread},
           {2s, Json::object()},
           {3s, completed("a")}},
-         none,
          "done",
          3s},
 
-        {"a reply that is there", {{1s, started("a")}, {9s, completed("a")}}, 0s, "done", 9s, 1},
-        {"a reply that comes soon", {{1s, started("a")}, {9s, completed("a")}}, 9600ms, "done", 9750ms, 4},
-        {"a reply of another message, then ours",
-         {{1s, started("a")}, {9s, completed("a")}},
-         100s,
-         "done",
-         100s,
-         365},
-        {"a reply that never comes", {{1s, started("a")}, {9s, completed("a")}}, never, timeout, 10s, 5, 10s},
-        {"no turn, but a reply", {}, 0s, timeout, 1h, 0},
-        {"our turn failed", {{1s, started("a")}, {2s, completed("a", "failed")}}, 0s, turnFailed, 2s, 1},
-        {"another's turn failed before ours",
-         {{1s, started("a")}, {2s, completed("a", "failed")}, {3s, started("b")}, {4s, completed("b")}},
-         4s,
-         "done",
-         4s,
-         2},
-        {"another's turn failed",
-         {{1s, started("a")}, {2s, completed("a", "failed")}},
-         never,
-         timeout,
-         1h,
-         1},
-        {"something is said while the reply is awaited",
-         {{1s, started("a")}, {2s, completed("a")}, {2100ms, started("b")}},
-         2100ms,
-         "done",
-         2100ms,
-         2},
+        {"a reply that is there", wholeTurn, "done", 9s, 0s, 1},
+        {"a reply that comes soon", wholeTurn, "done", 9750ms, 9600ms, 4},
+        {"a reply of another message, then ours", wholeTurn, "done", 100s, 100s, 365},
+        {"a reply that never comes", wholeTurn, timeout, 10s, never, 5, 10s},
+        {"no turn, but a reply", {}, timeout, 1h, 0s, 0},
+        {"our turn failed", failedTurn, turnFailed, 2s, 0s, 1},
+        {"another's turn failed before ours", failedThenAnother, "done", 4s, 4s, 2},
+        {"another's turn failed", failedTurn, timeout, 1h, never, 1},
+        {"something is said while the reply is awaited", turnThenAnother, "done", 2100ms, 2100ms, 2},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.name);

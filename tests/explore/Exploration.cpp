@@ -86,7 +86,7 @@ void chooseHabits(ExplorationDesk& desk, std::uint64_t seed) {
     habits.hasShellPage = chance.below(2) == 0;
     constexpr std::array labels{"AXTitle", "AXDescription", "AXHelp"};
     habits.sendLabelAttribute = labels[chance.below(3)];
-    habits.textShows = std::chrono::milliseconds(chance.below(48));
+    habits.textShows = habits.writtenShows = std::chrono::milliseconds(chance.below(48));
     habits.sendAppears = std::chrono::milliseconds(chance.below(200));
     habits.sendEnables = std::chrono::milliseconds(chance.below(400));
     habits.receipt = std::chrono::milliseconds(50 + chance.below(3'000));

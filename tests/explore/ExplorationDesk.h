@@ -6,6 +6,7 @@
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/simulated/SimulatedClaude.h"
 #include "Orvel/platform/simulated/SimulatedCodex.h"
+#include "Orvel/platform/simulated/SimulatedDesktop.h"
 #include "QuickFileStore.h"
 
 #include <functional>
@@ -22,6 +23,10 @@ class WatchedSender : public ClaudeRelaySender {
 
     Task<void> performSend(std::string text, ConversationReference to, ReceiptCheck check) override;
     Task<void> submitExistingDraft(std::string text, ConversationReference to, ReceiptCheck check) override;
+    Task<std::string> diagnose(ConversationReference reference) override {
+        return sender.diagnose(std::move(reference));
+    }
+    ClaudeRelayDiagnosticHistory& attempts() override { return sender.attempts(); }
 
     std::function<void(const RelaySendError&)> onFailure;
 

@@ -43,11 +43,14 @@ TEST(ExplorationTest, noRuleBreaksUnderAnyFault) {
 }
 
 TEST(ExplorationTest, sameSeedGivesTheSameTrace) {
+    const auto withoutIdentifiers = [](const std::string& failure) {
+        return failure.substr(0, failure.find("\ntransfer="));
+    };
     Exploration one, two;
     for (std::uint64_t seed = 2; seed < 60; ++seed) {
         const auto first = one.run(one.mixture(seed)), second = two.run(two.mixture(seed));
         EXPECT_EQ(first.trace, second.trace) << seed;
-        EXPECT_EQ(first.failure, second.failure) << seed;
+        EXPECT_EQ(withoutIdentifiers(first.failure), withoutIdentifiers(second.failure)) << seed;
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 // A way into Claude that does what a test says.
 
+#include "Orvel/delivery/ClaudeRelayDiagnosticHistory.h"
 #include "Orvel/delivery/ClaudeRelaySender.h"
 #include "Orvel/runtime/MainLoop.h"
 
@@ -22,6 +23,14 @@ struct FakeClaudeSender : ClaudeRelaySender {
         return act(submitted, std::move(text), std::move(check));
     }
 
+    Task<std::string> diagnose(ConversationReference) override {
+        co_await loop.sleep(std::chrono::seconds(1));
+        if (failure) throw RelaySendError(*failure);
+        co_return "Characters=0";
+    }
+    ClaudeRelayDiagnosticHistory& attempts() override { return history; }
+
+    ClaudeRelayDiagnosticHistory history;
     std::vector<std::string> sent, submitted; ///< The texts, in order.
     std::function<void()> during;             ///< What happens while the message is on its way.
     std::optional<RelaySendError> failure;    ///< How it ends.

@@ -187,13 +187,23 @@ TEST_F(RelaySessionTest, AFailedSendSaysWhetherItMayBeRepeated) {
         claude.failure = RelaySendError("No.", canRetry);
         model().sendRelay();
         desktop.loop.run();
-        const auto words =
+        ASSERT_FALSE(claude.history.finished().empty());
+        const auto attempt = claude.history.finished().back();
+        const std::string words =
             canRetry ? "No.\nNo message was inserted. You can retry the saved message." : "No.";
-        EXPECT_EQ(errorText(), words);
+        EXPECT_EQ(errorText(), words + "\n" + attempt.line().text());
+        EXPECT_EQ(attempt.transferID.text(), state().transfers.back().id);
+        EXPECT_NE(attempt.attemptID.text(), "Unknown");
+        EXPECT_EQ(attempt.outcome.view(), canRetry ? "Stopped; retry before insertion allowed"
+                                                   : "Stopped; automatic retry not allowed");
         EXPECT_EQ(session().status.get(), "The message is kept. Recover with Retry or Copy saved message.");
         EXPECT_EQ(statusTitle(), canRetry ? "Not sent" : "Delivery unconfirmed");
         EXPECT_EQ(model().canSendRelay(), canRetry);
-        EXPECT_EQ(workspaceSnapshot(model()).primaryTitle, "Retry to Claude");
+        const auto snapshot = workspaceSnapshot(model());
+        EXPECT_EQ(snapshot.primaryTitle, "Retry to Claude");
+        EXPECT_EQ(snapshot.pendingFailure, words);
+        EXPECT_EQ(snapshot.pendingAttempt, attempt.line().text());
+        EXPECT_TRUE(snapshot.isErrorOfPending);
 
         // So it stays after a restart.
         crash();
@@ -374,12 +384,13 @@ TEST_F(RelaySessionTest, SubmittingALeftDraftCountsOnlyWithItsReceipt) {
         desktop.loop.run();
         claude.failure = failure;
         const auto payload = *onlyTransfer().payload;
+        const auto sendError = errorText();
         if (arrivesBefore) arriveInClaude(payload);
         if (arrivesDuring) claude.during = [&] { arriveInClaude(payload); };
         model().submitExistingClaudeDraft();
         desktop.loop.run();
         EXPECT_EQ(session().status.get(), status);
-        EXPECT_EQ(errorText(), arrivesBefore ? "No." : error);
+        EXPECT_EQ(errorText(), arrivesBefore ? sendError : error);
         EXPECT_EQ(claude.submitted.size(), arrivesBefore ? 0U : 1U);
         EXPECT_EQ(onlyTransfer().isPending(), !arrivesBefore && !arrivesDuring);
         EXPECT_EQ(onlyTransfer().retryable.value_or(false), false);
@@ -398,6 +409,40 @@ TEST_F(RelaySessionTest, SubmittingALeftDraftStopsWhenTheSelectionChanges) {
     model().submitExistingClaudeDraft();
     desktop.loop.run();
     EXPECT_EQ(errorText(), "The selection or instructions changed. Stopped verifying the existing draft.");
+}
+
+TEST_F(RelaySessionTest, ADeliveryIntoClaudeSaysWhatItIsAt) {
+    pairUp(Agent::codex);
+    EXPECT_EQ(model().deliveryStage(), std::nullopt);
+    std::optional<std::string> atFirst, later;
+    claude.during = [&] {
+        atFirst = model().deliveryStage();
+        claude.history.stage(ClaudeRelayDiagnosticHistory::Stage::insertion);
+        later = model().deliveryStage();
+    };
+    model().sendRelay();
+    desktop.loop.run();
+    EXPECT_EQ(atFirst, "Opening Claude…");
+    EXPECT_EQ(later, "Writing into the editor…");
+    EXPECT_EQ(model().deliveryStage(), std::nullopt);
+    EXPECT_EQ(claude.history.finished().back().outcome.view(), "Completed");
+}
+
+TEST_F(RelaySessionTest, ALookAtTheEditorInClaudeIsToldWithoutContent) {
+    std::vector<std::string> told;
+    const auto look = [&](std::optional<RelaySendError> failure) {
+        claude.failure = std::move(failure);
+        model().diagnoseRelayComposer([&](const std::string& text) { told.push_back(text); });
+        desktop.loop.run();
+    };
+    look(std::nullopt);
+    EXPECT_TRUE(told.empty()); // There is no pair whose editor it could be.
+    pairUp(Agent::codex);
+    look(std::nullopt);
+    look(RelaySendError("Unreadable."));
+    EXPECT_THAT(told, testing::ElementsAre("Claude Code structural diagnostics (no content)\nCharacters=0",
+                                           "Unreadable."));
+    EXPECT_EQ(desktop.applications.activations, 2);
 }
 
 // Receipts

@@ -32,8 +32,13 @@ struct Call : Desk {
             return std::vector<std::string>{"P2", "L", "NEW"}.at(std::size_t(std::min(i++, 2)));
         };
         state.extendLink("P1", RelayLinkEnd::trailing, claude2, stamps);
-        state.pairs.append(RelayPair{"P3", codex2, claude3, std::nullopt, RelaySpeakerContext()});
-        state.pairs.append(RelayPair{"P4", codex2, claude3, 5, RelaySpeakerContext()});
+        addPair("P3", codex2, claude3);
+        addPair("P4", codex2, claude3, 5);
+    }
+
+    void addOldPair(const std::string& id, const ConversationReference& withCodex,
+                    const ConversationReference& withClaude) {
+        state.pairs.append(RelayPair{id, withCodex, withClaude, std::nullopt, std::nullopt});
     }
 
     void addPending(const std::string& id, const std::string& inPair, Agent source = Agent::codex) {
@@ -92,7 +97,12 @@ void expectFirstObstacleDecides(const char* operation, const Run& prepareCall,
 }
 
 const Obstacle noPair{"no such pair", pairNotFound, [](Call& c) { c.pairID = "none"; }};
+const Obstacle noRecord{"no such record", transferNotFound, [](Call& c) { c.recordID = "none"; }};
 const Obstacle otherSource{"another source", conversationMismatch, [](Call& c) { c.talk.id = "other"; }};
+const Obstacle otherDestination{"another destination", conversationMismatch,
+                                [](Call& c) { c.destination.id = "other"; }};
+const Obstacle forkedDestination{"forked destination", ambiguousBranches,
+                                 [](Call& c) { c.destination.hasAmbiguousBranches = true; }};
 const Obstacle busySource{"busy source", busy, [](Call& c) { c.talk.isBusy = true; }};
 const Obstacle forkedSource{"forked source", ambiguousBranches,
                             [](Call& c) { c.talk.hasAmbiguousBranches = true; }};
@@ -121,7 +131,7 @@ TEST(RelayCheckOrder, pairsAndTransfers) {
     expectFirstObstacleDecides(
         "prepare", [](Call&) {},
         {noPair,
-         {"another destination", conversationMismatch, [](Call& c) { c.destination.id = "other"; }},
+         otherDestination,
          closedChain,
          {"a first message into the chain", pendingTransfer,
           [](Call& c) {
@@ -129,8 +139,7 @@ TEST(RelayCheckOrder, pairsAndTransfers) {
           }},
          pendingInLink,
          {"busy destination", busy, [](Call& c) { c.destination.isBusy = true; }},
-         {"forked destination", ambiguousBranches,
-          [](Call& c) { c.destination.hasAmbiguousBranches = true; }},
+         forkedDestination,
          otherSource,
          busySource,
          forkedSource,
@@ -204,7 +213,7 @@ TEST(RelayCheckOrder, initialTransfers) {
     };
     expectFirstObstacleDecides(
         "bindInitial", initialTo("P3"),
-        {{"no such record", transferNotFound, [](Call& c) { c.recordID = "none"; }},
+        {noRecord,
          {"the wrong agent", conversationMismatch, [](Call& c) { c.newcomer.agent = Agent::codex; }},
          {"an old conversation", destinationAlreadyExisted,
           [](Call& c) {
@@ -212,20 +221,13 @@ TEST(RelayCheckOrder, initialTransfers) {
                   initial.existingDestinationIDs = std::vector{c.newcomer.id()};
               });
           }},
-         {"joined already", pendingTransfer,
-          [](Call& c) {
-              c.state.pairs.append(RelayPair{"P5", c.codex2, c.newcomer, std::nullopt, std::nullopt});
-          }},
+         {"joined already", pendingTransfer, [](Call& c) { c.addOldPair("P5", c.codex2, c.newcomer); }},
          {"a refused attachment", pendingTransfer, [](Call& c) { c.addPending("T3", "P3"); }}},
         [](Call& c) { c.state.bindInitial(c.recordID, c.newcomer, c.stamps); });
 
     expectFirstObstacleDecides(
         "previewNextInitial", [](Call& c) { c.recordID = "I", c.addPendingInitial("I", c.codex); },
-        {{"no such record", transferNotFound, [](Call& c) { c.recordID = "none"; }},
-         otherSource,
-         busySource,
-         forkedSource,
-         lostStart},
+        {noRecord, otherSource, busySource, forkedSource, lostStart},
         [](Call& c) { c.state.previewNextInitial(c.recordID, c.talk, c.start); });
 }
 
@@ -233,8 +235,7 @@ TEST(RelayCheckOrder, links) {
     const Obstacle known{"another file of the new member", conversationMismatch, [](Call& c) {
                              auto elsewhere = c.newcomer;
                              elsewhere.transcriptPath = "/elsewhere";
-                             c.state.pairs.append(RelayPair{"P6", reference(Agent::codex, "codex-6"),
-                                                            elsewhere, std::nullopt, std::nullopt});
+                             c.addOldPair("P6", reference(Agent::codex, "codex-6"), elsewhere);
                          }};
     const Obstacle pendingInRow{"pending in the row", pendingTransfer,
                                 [](Call& c) { c.addPending("T3", "P3"); }};
@@ -252,16 +253,13 @@ TEST(RelayCheckOrder, links) {
          known,
          pendingInRow,
          initialInRow,
-         {"joined already", activePairExists,
-          [](Call& c) {
-              c.state.pairs.append(RelayPair{"P5", c.codex2, c.newcomer, std::nullopt, std::nullopt});
-          }}},
+         {"joined already", activePairExists, [](Call& c) { c.addOldPair("P5", c.codex2, c.newcomer); }}},
         [](Call& c) { c.state.extendLink(c.pairID, c.end, c.newcomer, c.stamps); });
 
     expectFirstObstacleDecides(
         "attachPair",
         [](Call& c) {
-            c.state.pairs.append(RelayPair{"P5", c.codex2, c.newcomer, std::nullopt, std::nullopt});
+            c.addOldPair("P5", c.codex2, c.newcomer);
             c.pairID = "P5";
         },
         {{"itself", invalidLink, [](Call& c) { c.otherID = c.pairID; }},
@@ -299,10 +297,7 @@ TEST(RelayCheckOrder, links) {
         "restoreLink", [](Call& c) { c.archiveChain(); },
         {noLink,
          brokenLink,
-         {"an active twin", activePairExists,
-          [](Call& c) {
-              c.state.pairs.append(RelayPair{"P5", c.codex, c.claude2, std::nullopt, std::nullopt});
-          }}},
+         {"an active twin", activePairExists, [](Call& c) { c.addOldPair("P5", c.codex, c.claude2); }}},
         [](Call& c) { c.state.restoreLink(c.linkID); });
 
     for (const bool isWriting : {true, false}) {
@@ -324,12 +319,11 @@ TEST(RelayCheckOrder, links) {
 TEST(RelayCheckOrder, receipts) {
     expectFirstObstacleDecides(
         "reconcile", [](Call& c) { c.recordID = "T", c.addPending("T", "P1"); },
-        {{"no such transfer", transferNotFound, [](Call& c) { c.recordID = "none"; }},
+        {noRecord,
          {"its pair is gone", pairNotFound,
           [](Call& c) { c.state.transfers.change("T", [](RelayTransfer& t) { t.pairID = "gone"; }); }},
-         {"another destination", conversationMismatch, [](Call& c) { c.destination.id = "other"; }},
-         {"forked destination", ambiguousBranches,
-          [](Call& c) { c.destination.hasAmbiguousBranches = true; }},
+         otherDestination,
+         forkedDestination,
          {"rewritten destination", missingCheckpoint,
           [](Call& c) {
               c.state.transfers.change("T", [](RelayTransfer& t) { t.destinationBefore = "gone"; });

@@ -9,6 +9,12 @@ using namespace samples;
 using Case = RelayError::Case;
 
 const auto newClaude = reference(Agent::claude, "claude-new");
+const RelayLinkAttachment behindP1{"P1", RelayLinkEnd::trailing};
+
+// The new conversation, in which the first message has arrived.
+Conversation landed(const RelayInitialTransfer& initial) {
+    return conversation(newClaude, {{"first", "user", *initial.payload}});
+}
 
 TEST(RelayInitial, isFormedOnce) {
     Desk desk;
@@ -21,10 +27,7 @@ TEST(RelayInitial, isFormedOnce) {
     EXPECT_EQ(desk.prepareInitial("begin"), initial);
     EXPECT_EQ(desk.state, once);
     EXPECT_EQ(failureOf([&] { desk.prepareInitial("other"); }), Case::pendingTransfer);
-    EXPECT_EQ(failureOf([&] {
-                  desk.prepareInitial("begin", RelayLinkAttachment{"P1", RelayLinkEnd::trailing});
-              }),
-              Case::pendingTransfer);
+    EXPECT_EQ(failureOf([&] { desk.prepareInitial("begin", behindP1); }), Case::pendingTransfer);
     EXPECT_EQ(failureOf([&] { desk.state.archivePair("P1", 1); }), Case::pendingTransfer)
         << "its source must stay open";
 }
@@ -74,8 +77,7 @@ TEST(RelayInitial, nextTextBecomesTheDraftAtTheReceiptAndIsClosedThen) {
     desk.state.setInitialNextDraft(initial.id, "then", "u:q1");
     const auto pair = desk.state.bindInitial(initial.id, newClaude, desk.stamps);
     desk.state.setInitialNextInstruction(initial.id, "then this");
-    const auto landed = conversation(newClaude, {{"first", "user", *initial.payload}});
-    ASSERT_TRUE(desk.state.reconcile(initial.id, landed));
+    ASSERT_TRUE(desk.state.reconcile(initial.id, landed(initial)));
     EXPECT_EQ(desk.state.draft(pair.id, Agent::codex), (RelayDraft{"then this", "u:q1", std::nullopt}));
     EXPECT_EQ(desk.state.initialTransfers[0].nextInstruction, std::nullopt);
     EXPECT_EQ(desk.state.initialTransfers[0].nextStartMessageID, std::nullopt);
@@ -102,7 +104,7 @@ TEST(RelayInitial, previewsWhatComesAfterIt) {
 
 TEST(RelayInitial, joinsTheLinkThatItWasMadeFor) {
     Desk desk;
-    const auto initial = desk.prepareInitial("begin", RelayLinkAttachment{"P1", RelayLinkEnd::trailing});
+    const auto initial = desk.prepareInitial("begin", behindP1);
     EXPECT_EQ(initial.sourceNoteRevision, 0);
     EXPECT_EQ(failureOf([&] { desk.prepareFromCodex("x"); }), Case::pendingTransfer)
         << "one message at a time moves through a chain";
@@ -120,8 +122,7 @@ TEST(RelayInitial, joinsTheLinkThatItWasMadeFor) {
 
     desk.state.setInitialNextInstruction(initial.id, "then that");
     EXPECT_EQ(desk.state.links[0].note(desk.codex)->instruction, "then that");
-    ASSERT_TRUE(
-        desk.state.reconcile(initial.id, conversation(newClaude, {{"first", "user", *initial.payload}})));
+    ASSERT_TRUE(desk.state.reconcile(initial.id, landed(initial)));
     EXPECT_EQ(desk.state.draft("P1", Agent::codex).instruction, "then that") << "the edited note survives";
 }
 
@@ -129,18 +130,17 @@ TEST(RelayInitial, joinsTheLinkThatItWasMadeFor) {
 // next one.
 TEST(RelayInitial, nextTextSurvivesThoughItEqualsTheSentOne) {
     Desk desk;
-    const auto initial = desk.prepareInitial("begin", RelayLinkAttachment{"P1", RelayLinkEnd::trailing});
+    const auto initial = desk.prepareInitial("begin", behindP1);
     desk.state.setInitialNextInstruction(initial.id, "begin");
     const auto pair = desk.state.bindInitial(initial.id, newClaude, desk.stamps);
     ASSERT_EQ(desk.state.links[0].note(desk.codex)->revision, initial.sourceNoteRevision);
-    ASSERT_TRUE(
-        desk.state.reconcile(initial.id, conversation(newClaude, {{"first", "user", *initial.payload}})));
+    ASSERT_TRUE(desk.state.reconcile(initial.id, landed(initial)));
     EXPECT_EQ(desk.state.draft(pair.id, Agent::codex).instruction, "begin");
 }
 
 TEST(RelayInitial, failedAttachmentLeavesNothingBehind) {
     Desk desk;
-    const auto initial = desk.prepareInitial("begin", RelayLinkAttachment{"P1", RelayLinkEnd::trailing});
+    const auto initial = desk.prepareInitial("begin", behindP1);
     desk.state.pairs.change("P1", [](RelayPair& pair) { pair.archivedAt = 1; });
     const auto before = desk.state;
     EXPECT_EQ(failureOf([&] { desk.state.bindInitial(initial.id, newClaude, desk.stamps); }),
@@ -151,7 +151,7 @@ TEST(RelayInitial, failedAttachmentLeavesNothingBehind) {
 // Changing the next text and sharing it with the anchor are one change.
 TEST(RelayInitial, failedSharingOfTheNoteChangesNothing) {
     Desk desk;
-    const auto initial = desk.prepareInitial("begin", RelayLinkAttachment{"P1", RelayLinkEnd::trailing});
+    const auto initial = desk.prepareInitial("begin", behindP1);
     desk.state.initialTransfers.change(
         initial.id, [](RelayInitialTransfer& changed) { changed.linkAttachment->anchorPairID = "gone"; });
     const auto before = desk.state;

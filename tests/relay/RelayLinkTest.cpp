@@ -34,7 +34,7 @@ TEST(RelayLink, growsFromALonePairAtEitherEnd) {
 TEST(RelayLink, takesOverTheDraftsOfItsPairs) {
     Desk desk;
     desk.state.setDraft("P1", Agent::codex, "from codex", std::nullopt, false);
-    desk.state.pairs.append(RelayPair{"P2", desk.codex, desk.claude2, std::nullopt, RelaySpeakerContext()});
+    desk.addPair("P2", desk.codex, desk.claude2);
     desk.state.setDraft("P2", Agent::claude, "from claude 2", std::nullopt, false);
     desk.state.setDraft("P2", Agent::codex, "lost", std::nullopt, false);
     const auto link = desk.state.attachPair("P2", "P1", RelayLinkEnd::trailing, desk.stamps);
@@ -94,8 +94,7 @@ TEST(RelayLink, renamesNoSpeakerInATextThatHasGoneOut) {
     };
     for (const auto& c : cases) {
         Desk desk;
-        desk.state.pairs.append(
-            RelayPair{"P2", desk.codex, desk.claude2, std::nullopt, RelaySpeakerContext()});
+        desk.addPair("P2", desk.codex, desk.claude2);
         RelayTransfer sent;
         sent.id = "T";
         sent.pairID = "P2";
@@ -111,42 +110,32 @@ TEST(RelayLink, renamesNoSpeakerInATextThatHasGoneOut) {
 }
 
 TEST(RelayLink, isRefusedWhenItsChainDoesNotHold) {
-    const struct {
-        const char* what;
-        void (*damage)(RelayState&);
-    } cases[] = {
-        {"a conversation too few",
-         [](RelayState& s) { s.links.change("L", [](auto& l) { l.conversations.pop_back(); }); }},
-        {"one conversation alone",
-         [](RelayState& s) {
-             s.links.change("L", [](auto& l) { l.conversations.resize(1), l.pairIDs.clear(); });
-         }},
-        {"a conversation twice",
-         [](RelayState& s) {
-             s.links.change("L", [](auto& l) { l.conversations[2] = l.conversations[0]; });
-         }},
-        {"a pair twice",
-         [](RelayState& s) { s.links.change("L", [](auto& l) { l.pairIDs[1] = l.pairIDs[0]; }); }},
-        {"a missing pair",
-         [](RelayState& s) { s.links.change("L", [](auto& l) { l.pairIDs[1] = "gone"; }); }},
-        {"neighbours of one agent",
-         [](RelayState& s) {
-             s.links.change("L", [](auto& l) { std::swap(l.conversations[0], l.conversations[1]); });
-         }},
-        {"another file",
-         [](RelayState& s) {
-             s.links.change("L", [](auto& l) { l.conversations[0].transcriptPath = "/x"; });
-         }},
-        {"one pair closed", [](RelayState& s) { s.pairs.change("P1", [](auto& p) { p.archivedAt = 1; }); }},
-    };
-    for (const auto& c : cases) {
+    const auto expectRefusal = [](const char* what, const std::function<void(RelayState&)>& damage) {
         Desk desk;
         desk.stamps.newID = [made = false]() mutable { return std::exchange(made, true) ? "L" : "P2"; };
         desk.state.extendLink("P1", RelayLinkEnd::trailing, desk.claude2, desk.stamps);
-        c.damage(desk.state);
-        EXPECT_EQ(failureOf([&] { desk.state.archiveLink("L", 1); }), Case::invalidLink) << c.what;
-        EXPECT_EQ(failureOf([&] { desk.state.restoreLink("L"); }), Case::invalidLink) << c.what;
-    }
+        damage(desk.state);
+        EXPECT_EQ(failureOf([&] { desk.state.archiveLink("L", 1); }), Case::invalidLink) << what;
+        EXPECT_EQ(failureOf([&] { desk.state.restoreLink("L"); }), Case::invalidLink) << what;
+    };
+    const struct {
+        const char* what;
+        void (*damage)(RelayLink&);
+    } cases[] = {
+        {"a conversation too few", [](auto& link) { link.conversations.pop_back(); }},
+        {"one conversation alone", [](auto& link) { link.conversations.resize(1), link.pairIDs.clear(); }},
+        {"a conversation twice", [](auto& link) { link.conversations[2] = link.conversations[0]; }},
+        {"a pair twice", [](auto& link) { link.pairIDs[1] = link.pairIDs[0]; }},
+        {"a missing pair", [](auto& link) { link.pairIDs[1] = "gone"; }},
+        {"neighbours of one agent",
+         [](auto& link) { std::swap(link.conversations[0], link.conversations[1]); }},
+        {"another file", [](auto& link) { link.conversations[0].transcriptPath = "/x"; }},
+    };
+    for (const auto& [what, damage] : cases)
+        expectRefusal(what, [&](RelayState& state) { state.links.change("L", damage); });
+    expectRefusal("one pair closed", [](RelayState& state) {
+        state.pairs.change("P1", [](RelayPair& pair) { pair.archivedAt = 1; });
+    });
 }
 
 } // namespace

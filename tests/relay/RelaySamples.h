@@ -46,7 +46,12 @@ struct Desk {
     RelayState state;
     RelayStamp stamps = stamp();
 
-    Desk() { state.pairs.append(RelayPair{"P1", codex, claude, std::nullopt, RelaySpeakerContext()}); }
+    Desk() { addPair("P1", codex, claude); }
+
+    void addPair(const std::string& id, const ConversationReference& withCodex,
+                 const ConversationReference& withClaude, std::optional<Date> archivedAt = std::nullopt) {
+        state.pairs.append(RelayPair{id, withCodex, withClaude, archivedAt, RelaySpeakerContext()});
+    }
 
     RelayTransfer prepareFromCodex(const std::string& instruction = "",
                                    const std::optional<std::string>& start = std::nullopt) {

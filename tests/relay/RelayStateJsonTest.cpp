@@ -93,44 +93,39 @@ TEST(RelayStateJson, keepsDatesExactly) {
 }
 
 TEST(RelayStateJson, refusesWhatItDoesNotUnderstand) {
-    const auto nested = [](std::size_t depth) {
-        return "{\"x\":" + std::string(depth, '[') + std::string(depth, ']') + "}";
-    };
+    using enum RelayStateError::Case;
     const struct {
         const char* what;
         std::string json;
-        RelayStateError::Case kind;
         std::string_view words;
+        RelayStateError::Case kind = unexpectedContent;
     } cases[] = {
-        {"no document", "", RelayStateError::Case::notJSON, "not valid JSON"},
-        {"blanks", std::string(100'000, ' '), RelayStateError::Case::notJSON, "not valid JSON"},
-        {"a list", "[]", RelayStateError::Case::unexpectedContent, "the document is not an object"},
-        {"more behind the document", "{} {}", RelayStateError::Case::notJSON, ""},
-        {"no UTF-8", "{\"pairs\":\"\xff\"}", RelayStateError::Case::notJSON, "UTF-8"},
-        {"deep nesting", nested(10'000), RelayStateError::Case::notJSON, "deep"},
-        {"a number beyond double", withChange("2.5", "1e999"), RelayStateError::Case::notJSON, "number"},
-        {"a missing key", withChange("\"pairID\":\"P\",", ""), RelayStateError::Case::unexpectedContent,
-         "transfers[0].pairID is missing"},
-        {"another type", withChange("\"createdAt\":2.5", "\"createdAt\":\"2.5\""),
-         RelayStateError::Case::unexpectedContent, "transfers[0].createdAt is not a number"},
-        {"null for a required text", withChange("\"title\":\"D\"", "\"title\":null"),
-         RelayStateError::Case::unexpectedContent, "pairs[0].claude.title is not a text"},
-        {"a broken revision", withChange("\"revision\":2", "\"revision\":2.5"),
-         RelayStateError::Case::unexpectedContent, "links[0].sourceNotes.codex:c.revision is not an integer"},
-        {"an unknown status", withChange("\"received\"", "\"failed\""),
-         RelayStateError::Case::unexpectedContent, "transfers[0].status has an unknown value"},
-        {"an unknown agent", withChange("\"source\":\"claude\"", "\"source\":\"Claude\""),
-         RelayStateError::Case::unexpectedContent, "transfers[0].source has an unknown value"},
-        {"an unknown end", withChange("\"trailing\"", "\"middle\""), RelayStateError::Case::unexpectedContent,
+        {"no document", "", "not valid JSON", notJSON},
+        {"blanks", std::string(100'000, ' '), "not valid JSON", notJSON},
+        {"a list", "[]", "the document is not an object"},
+        {"more behind the document", "{} {}", "", notJSON},
+        {"no UTF-8", "{\"pairs\":\"\xff\"}", "UTF-8", notJSON},
+        {"deep nesting", R"({"x":)" + std::string(10'000, '[') + std::string(10'000, ']') + "}", "deep",
+         notJSON},
+        {"a number beyond double", withChange("2.5", "1e999"), "number", notJSON},
+        {"a missing key", withChange(R"("pairID":"P",)", ""), "transfers[0].pairID is missing"},
+        {"another type", withChange(R"("createdAt":2.5)", R"("createdAt":"2.5")"),
+         "transfers[0].createdAt is not a number"},
+        {"null for a required text", withChange(R"("title":"D")", R"("title":null)"),
+         "pairs[0].claude.title is not a text"},
+        {"a broken revision", withChange(R"("revision":2)", R"("revision":2.5)"),
+         "links[0].sourceNotes.codex:c.revision is not an integer"},
+        {"an unknown status", withChange(R"("received")", R"("failed")"),
+         "transfers[0].status has an unknown value"},
+        {"an unknown agent", withChange(R"("source":"claude")", R"("source":"Claude")"),
+         "transfers[0].source has an unknown value"},
+        {"an unknown end", withChange(R"("trailing")", R"("middle")"),
          "initialTransfers[0].linkAttachment.end has an unknown value"},
-        {"a key twice", withChange("\"retryable\":false", "\"retryable\":false,\"retr\\u0079able\":true"),
-         RelayStateError::Case::unexpectedContent, "transfers[0].retryable stands twice"},
-        {"a top-level key twice", "{\"pairs\":[],\"links\":[],\"pairs\":[]}",
-         RelayStateError::Case::unexpectedContent, "pairs stands twice"},
-        {"a map key twice", "{\"checkpoints\":{\"a\":\"1\",\"a\":\"1\"}}",
-         RelayStateError::Case::unexpectedContent, "checkpoints.a stands twice"},
-        {"a list with another type", withChange("[\"claude:x\"]", "[\"claude:x\",7]"),
-         RelayStateError::Case::unexpectedContent,
+        {"a key twice", withChange(R"("retryable":false)", R"("retryable":false,"retr\u0079able":true)"),
+         "transfers[0].retryable stands twice"},
+        {"a top-level key twice", R"({"pairs":[],"links":[],"pairs":[]})", "pairs stands twice"},
+        {"a map key twice", R"({"checkpoints":{"a":"1","a":"1"}})", "checkpoints.a stands twice"},
+        {"a list with another type", withChange(R"(["claude:x"])", R"(["claude:x",7])"),
          "initialTransfers[0].existingDestinationIDs[1] is not a text"},
     };
     for (const auto& c : cases) {

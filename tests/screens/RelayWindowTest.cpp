@@ -142,6 +142,8 @@ struct Look {
     const char* steps; // Empty where no message is on its way.
     bool canSubmitDraft;
     const char* says; // Some further text, or empty.
+
+    friend void PrintTo(const Look& look, std::ostream* stream) { *stream << look.name; }
 };
 
 class RelayStateTest : public RelayWindowTest, public testing::WithParamInterface<Look> {

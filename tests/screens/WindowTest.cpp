@@ -1,12 +1,12 @@
 // The window, driven as a screen reader drives it: by the names, texts and actions that it shows.
 
-#include "Orvel/delivery/AbsentClaudeSender.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/qt/QtMainLoop.h"
 #include "Orvel/platform/qt/QtText.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
 #include "TemporaryFolder.h"
 #include "WindowFixture.h"
+#include "model/FakeClaudeSender.h"
 #include "samples/SampleHome.h"
 #include "samples/TranscriptWriter.h"
 
@@ -50,7 +50,7 @@ class WindowTest : public WindowFixture {
     PosixFileStore files;
     SimulatedDesktop simulated{files};
     QtMainLoop loop;
-    AbsentClaudeSender claude;
+    FakeClaudeSender claude{loop};
     int samplesOpened = 0;
 };
 

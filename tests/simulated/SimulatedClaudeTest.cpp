@@ -3,6 +3,7 @@
 
 #include "Orvel/platform/simulated/SimulatedClaude.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
+#include "Orvel/platform/simulated/SimulatedDesktop.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
 #include "TemporaryFolder.h"

@@ -1,5 +1,6 @@
 #include "Orvel/platform/qt/SingleInstance.h"
 
+#include "Orvel/platform/posix/PrivateFolder.h"
 #include "Orvel/platform/qt/QtText.h"
 #include "OrvelCore/text/Digest.h"
 
@@ -7,8 +8,6 @@
 
 #include <QByteArray>
 #include <QDataStream>
-#include <QDir>
-#include <QFile>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QPointer>
@@ -28,7 +27,7 @@ std::string nameFor(const std::string& dataFolder) {
     const char* runtime = std::getenv("XDG_RUNTIME_DIR");
     if (runtime && *runtime == '/')
         return std::string(runtime) + "/orvel-" + sha256Hex({dataFolder}).substr(0, 16);
-    QDir().mkpath(QFile::decodeName(QByteArray::fromStdString(dataFolder)));
+    makePrivateFolder(dataFolder, "use");
     return dataFolder + "/window.socket";
 }
 

@@ -3,8 +3,8 @@
 
 #include "Orvel/desktop/Accessibility.h"
 #include "Orvel/platform/simulated/SimulatedElement.h"
-#include "Orvel/platform/simulated/SimulatedLoop.h"
 #include "Orvel/platform/simulated/SimulatedSteps.h"
+#include "Orvel/platform/simulated/WorldLoop.h"
 
 #include <chrono>
 #include <map>
@@ -23,7 +23,7 @@ struct SimulatedLatency {
 
 class SimulatedAccessibility : public Accessibility {
   public:
-    SimulatedAccessibility(SimulatedLoop& loop, SimulatedSteps& steps) : loop(loop), steps(steps) {}
+    SimulatedAccessibility(WorldLoop& loop, SimulatedSteps& steps) : loop(loop), steps(steps) {}
 
     // The world's side
 
@@ -87,7 +87,7 @@ class SimulatedAccessibility : public Accessibility {
     AXStatus compose(SimulatedElement& element, std::string_view name, const AXValue& value);
     MainLoop::Duration endOfFetches() const;
 
-    SimulatedLoop& loop;
+    WorldLoop& loop;
     SimulatedSteps& steps;
     std::uint64_t madeElements = 0, readCount = 0;
     std::map<ProcessID, SimulatedElement::Shared> applications;

@@ -2,8 +2,8 @@
 // The applications of a simulated desktop: which are installed, which run, and which has the keyboard.
 
 #include "Orvel/desktop/Applications.h"
-#include "Orvel/platform/simulated/SimulatedLoop.h"
 #include "Orvel/platform/simulated/SimulatedSteps.h"
+#include "Orvel/platform/simulated/WorldLoop.h"
 
 #include <chrono>
 #include <map>
@@ -37,7 +37,7 @@ class SimulatedApplications : public Applications {
   public:
     static constexpr ProcessID self = 4'000;
 
-    SimulatedApplications(SimulatedLoop& loop, SimulatedSteps& steps) : loop(loop), steps(steps) {}
+    SimulatedApplications(WorldLoop& loop, SimulatedSteps& steps) : loop(loop), steps(steps) {}
 
     // The world's side
 
@@ -80,7 +80,7 @@ class SimulatedApplications : public Applications {
     std::optional<RunningApplication> facts(ProcessID process) const;
     void bringToFrontLater(SimulatedApplication& application);
 
-    SimulatedLoop& loop;
+    WorldLoop& loop;
     SimulatedSteps& steps;
     std::vector<SimulatedApplication*> installed;
     std::map<ProcessID, SimulatedApplication*> processes;

@@ -25,12 +25,12 @@ std::string upper(std::string text) {
 
 } // namespace
 
-SimulatedClaude::SimulatedClaude(SimulatedDesktop& desktop, std::string projects, std::string records)
+SimulatedClaude::SimulatedClaude(SimulatedScreen& screen, std::string projects, std::string records)
     : SimulatedApplication("com.anthropic.claudefordesktop", "3.6556.2", "/Applications/Claude.app"),
-      desktop(desktop),
+      screen(screen),
       projects(std::move(projects)),
       records(std::move(records)) {
-    desktop.applications.install(*this);
+    screen.applications.install(*this);
 }
 
 SimulatedClaude::Conversation& SimulatedClaude::addConversation(const std::string& sessionID,
@@ -49,6 +49,15 @@ SimulatedClaude::Conversation& SimulatedClaude::addConversation(const std::strin
     return made;
 }
 
+SimulatedClaude::Conversation& SimulatedClaude::adoptConversation(const std::string& desktopID,
+                                                                  const std::string& transcriptPath,
+                                                                  ClaudeTranscript continued) {
+    return all.emplace_back(Conversation{.desktopID = desktopID,
+                                         .transcriptPath = transcriptPath,
+                                         .transcript = std::move(continued),
+                                         .isOnDisk = true});
+}
+
 SimulatedClaude::Conversation* SimulatedClaude::conversation(const std::string& desktopID) {
     const auto found =
         std::find_if(all.begin(), all.end(), [&](const auto& each) { return each.desktopID == desktopID; });
@@ -63,9 +72,10 @@ void SimulatedClaude::receive(Conversation& conversation, const std::string& tex
 // Brings the disk up to date.
 void SimulatedClaude::flush(Conversation& conversation) {
     const std::filesystem::path path(conversation.transcriptPath);
-    if (conversation.written == 0) std::filesystem::create_directories(path.parent_path());
-    std::ofstream file(path, conversation.written == 0 ? std::ios::binary : std::ios::binary | std::ios::app);
+    if (!conversation.isOnDisk) std::filesystem::create_directories(path.parent_path());
+    std::ofstream file(path, conversation.isOnDisk ? std::ios::binary | std::ios::app : std::ios::binary);
     file << std::string_view(conversation.transcript.text()).substr(conversation.written);
+    conversation.isOnDisk = true;
     conversation.written = conversation.transcript.text().size();
 }
 
@@ -74,7 +84,7 @@ void SimulatedClaude::flush(Conversation& conversation) {
 void SimulatedClaude::started(ProcessID newProcess) {
     process = newProcess;
     application = make("AXApplication", "AXTitle", "Claude");
-    desktop.accessibility.setApplication(process, application);
+    screen.accessibility.setApplication(process, application);
     opensWindow();
 }
 
@@ -82,7 +92,7 @@ void SimulatedClaude::ended() {
     ++run;
     closesWindow();
     application->remove();
-    desktop.accessibility.setApplication(process, nullptr);
+    screen.accessibility.setApplication(process, nullptr);
     for (auto& each : all) each.isReplying = false;
 }
 
@@ -104,13 +114,13 @@ void SimulatedClaude::closesWindow() {
 }
 
 void SimulatedClaude::onThisPage(Duration delay, std::function<void()> action) {
-    desktop.loop.outside(delay, [this, at = std::pair(run, visit), action = std::move(action)] {
+    screen.world.outside(delay, [this, at = std::pair(run, visit), action = std::move(action)] {
         if (at == std::pair(run, visit)) action();
     });
 }
 
 void SimulatedClaude::whileRunning(Duration delay, std::function<void()> action) {
-    desktop.loop.outside(delay, [this, at = run, action = std::move(action)] {
+    screen.world.outside(delay, [this, at = run, action = std::move(action)] {
         if (at == run) action();
     });
 }
@@ -119,7 +129,7 @@ void SimulatedClaude::whileRunning(Duration delay, std::function<void()> action)
 
 SimulatedClaude::Element SimulatedClaude::make(std::string_view role, std::string_view attribute,
                                                std::string_view text) {
-    auto made = desktop.accessibility.makeElement(role);
+    auto made = screen.accessibility.makeElement(role);
     if (!attribute.empty()) made->set(attribute, std::string(text));
     return made;
 }
@@ -178,7 +188,7 @@ void SimulatedClaude::dropPage() {
     if (!composition.empty()) {
         note(Deed::Kind::lostComposition, false, editorText());
         composition.clear();
-        desktop.windows.showCandidates(false);
+        screen.windows.showCandidates(false);
     }
     if (habits.makesNewPages && page) {
         page->remove();
@@ -220,7 +230,7 @@ void SimulatedClaude::makeComposer() {
     editor->wasRead = [this](std::string_view name) {
         if (name != "AXValue") return;
         seen = editor->text("AXValue");
-        seenAt = desktop.loop.uptime();
+        seenAt = screen.world.uptime();
     };
     toolbar = child(composerRoot, "AXGroup");
     button(toolbar, "AXDescription", "Add files", nullptr);
@@ -287,8 +297,11 @@ std::string SimulatedClaude::editorText() {
     return editor ? draft() + composition : std::string();
 }
 
-void SimulatedClaude::textChanged() {
-    onThisPage(habits.textShows, [this] { showText(); });
+void SimulatedClaude::textChanged(Duration shows) {
+    if (shows == Duration::zero())
+        showText();
+    else
+        onThisPage(shows, [this] { showText(); });
 }
 
 void SimulatedClaude::showText() {
@@ -365,7 +378,7 @@ AXStatus SimulatedClaude::takeWrite(std::string_view name, const AXValue& value)
     draft() = *text;
     if (habits.trimsWrites)
         while (!draft().empty() && isBlank(draft().substr(draft().size() - 1))) draft().pop_back();
-    textChanged();
+    textChanged(habits.writtenShows);
     return AXStatus::success;
 }
 
@@ -387,7 +400,7 @@ void SimulatedClaude::userAttaches(const std::string& desktopID) {
 
 void SimulatedClaude::userComposes(const std::string& text) {
     if (!editor) return;
-    if (composition.empty()) compositionBegan = desktop.loop.uptime();
+    if (composition.empty()) compositionBegan = screen.world.uptime();
     composition = text;
     textChanged();
 }
@@ -395,7 +408,7 @@ void SimulatedClaude::userComposes(const std::string& text) {
 void SimulatedClaude::userFinishesComposing() {
     if (!editor || composition.empty()) return;
     draft() += std::exchange(composition, {});
-    desktop.windows.showCandidates(false);
+    screen.windows.showCandidates(false);
     textChanged();
 }
 
@@ -445,7 +458,7 @@ void SimulatedClaude::submit() {
     whileRunning(std::max(habits.reply, habits.receipt), [this, into] {
         into->isReplying = false;
         if (!habits.losesReceipts) {
-            into->transcript.answer("As you wish.");
+            into->transcript.answer(habits.answer);
             flush(*into);
         }
         if (into->desktopID == route) showReply();
@@ -479,7 +492,7 @@ void SimulatedClaude::finishNewConversation(Conversation& made) {
 
 void SimulatedClaude::note(Deed::Kind kind, bool byPerson, std::string before, std::string after) {
     done.push_back(
-        {kind, byPerson, route, std::move(before), std::move(after), seen, desktop.loop.uptime() - seenAt});
+        {kind, byPerson, route, std::move(before), std::move(after), seen, screen.world.uptime() - seenAt});
     if (onDeed) onDeed(done.back());
 }
 

@@ -3,7 +3,7 @@
 // each conversation, replies that take their time, and transcripts on the disk behind it. It knows nothing of
 // how Orvel reads it.
 
-#include "Orvel/platform/simulated/SimulatedDesktop.h"
+#include "Orvel/platform/simulated/SimulatedScreen.h"
 #include "samples/TranscriptWriter.h"
 
 #include <chrono>
@@ -24,7 +24,8 @@ struct SimulatedClaudeHabits {
     Duration leaving{60'000'000};        ///< From the request for another page to the end of the old one.
     Duration loading{120'000'000};       ///< From there to the new page.
     Duration settling{0};                ///< From there to its composer.
-    Duration textShows{15'000'000};      ///< From a change of the text to what can be read of it.
+    Duration textShows{15'000'000};      ///< From what is typed to what can be read of it.
+    Duration writtenShows{15'000'000};   ///< The same for what another program writes.
     Duration sendAppears{30'000'000};    ///< From readable text to the Send button.
     Duration sendEnables{90'000'000};    ///< From there to its being enabled.
     Duration receipt{250'000'000};       ///< From Send to the message in the transcript.
@@ -38,6 +39,7 @@ struct SimulatedClaudeHabits {
     int messagesShown = 3;     ///< Elements of the conversation, four for each message.
     int pagesShown = 1;        ///< How many pages show the conversation at once.
     std::string sendLabelAttribute = "AXDescription";
+    std::string answer = "As you wish.";
     bool reportsMarkedText = true; ///< An open composition can be read from the editor.
 
     // What can go wrong
@@ -62,7 +64,8 @@ class SimulatedClaude : public SimulatedApplication {
         bool hasAttachment = false;
         bool isReplying = false;
         std::vector<std::string> received; ///< The messages that stand in its transcript.
-        std::size_t written = 0;           ///< How much of the transcript is on the disk.
+        bool isOnDisk = false;
+        std::size_t written = 0; ///< How much of `transcript` is on the disk.
     };
 
     /// Something that was done to an editor or a button, by the person or by another program.
@@ -80,13 +83,16 @@ class SimulatedClaude : public SimulatedApplication {
     };
 
     /// Keeps transcripts below `projects` and its records below `records`.
-    SimulatedClaude(SimulatedDesktop& desktop, std::string projects, std::string records);
+    SimulatedClaude(SimulatedScreen& screen, std::string projects, std::string records);
 
     // Before it starts
 
     /// A conversation with these questions and answers, one after the other, written to the disk.
     Conversation& addConversation(const std::string& sessionID, const std::string& desktopID,
                                   const std::vector<std::string>& messages);
+    /// A conversation whose transcript is on the disk; what is added to it follows there.
+    Conversation& adoptConversation(const std::string& desktopID, const std::string& transcriptPath,
+                                    ClaudeTranscript continued);
     /// The conversation that is shown first; empty for the page of a new one.
     void show(const std::string& desktopID) { route = desktopID; }
 
@@ -151,7 +157,8 @@ class SimulatedClaude : public SimulatedApplication {
     Conversation& current();
     std::string& draft();
     bool isReplying();
-    void textChanged();
+    void textChanged(Duration shows);
+    void textChanged() { textChanged(habits.textShows); }
     void showText();
     void showReply();
     void showAttachment();
@@ -168,7 +175,7 @@ class SimulatedClaude : public SimulatedApplication {
     /// Does it later, unless the application has ended before.
     void whileRunning(Duration delay, std::function<void()> action);
 
-    SimulatedDesktop& desktop;
+    SimulatedScreen& screen;
     std::string projects, records;
     SampleIDs ids{"claude"};
     std::list<Conversation> all;

@@ -5,14 +5,9 @@
 #include "Orvel/desktop/FileStore.h"
 #include "Orvel/desktop/MemorySettings.h"
 #include "Orvel/desktop/Panels.h"
-#include "Orvel/platform/simulated/SimulatedAccessibility.h"
-#include "Orvel/platform/simulated/SimulatedApplications.h"
-#include "Orvel/platform/simulated/SimulatedKeyboard.h"
 #include "Orvel/platform/simulated/SimulatedLoop.h"
-#include "Orvel/platform/simulated/SimulatedPasteboard.h"
 #include "Orvel/platform/simulated/SimulatedProcesses.h"
-#include "Orvel/platform/simulated/SimulatedSteps.h"
-#include "Orvel/platform/simulated/SimulatedTyping.h"
+#include "Orvel/platform/simulated/SimulatedScreen.h"
 
 #include <functional>
 #include <optional>
@@ -43,23 +38,19 @@ struct SimulatedFileStore : FileStore {
     std::function<void(const std::string& path)> beforeReplacing;
 };
 
-struct SimulatedDesktop {
-    explicit SimulatedDesktop(FileStore& store) : files(store) {}
+// The loop before what stands on it.
+struct SimulatedDesktopLoop {
+    SimulatedLoop loop;
+};
+
+struct SimulatedDesktop : SimulatedDesktopLoop, SimulatedScreen {
+    explicit SimulatedDesktop(FileStore& store) : SimulatedScreen(loop), files(store) {}
     Desktop ports() { return {loop, pasteboard, panels, applications, settings, files, processes}; }
 
-    SimulatedLoop loop;
-    SimulatedSteps steps{loop};
-    SimulatedPasteboard pasteboard{steps};
     SimulatedPanels panels;
-    SimulatedApplications applications{loop, steps};
     MemorySettings settings;
     SimulatedFileStore files;
     SimulatedProcesses processes{loop};
-    SimulatedAccessibility accessibility{loop, steps};
-    SimulatedKeyboard keyboard{loop, steps, applications};
-    SimulatedInputSources inputSources{steps};
-    SimulatedWindowList windows{loop, steps};
-    SimulatedSideQueue sideQueue{loop, windows};
 };
 
 } // namespace orvel

@@ -5,8 +5,8 @@
 #include "Orvel/desktop/EventPosting.h"
 #include "Orvel/desktop/KeyboardTap.h"
 #include "Orvel/platform/simulated/SimulatedApplications.h"
-#include "Orvel/platform/simulated/SimulatedLoop.h"
 #include "Orvel/platform/simulated/SimulatedSteps.h"
+#include "Orvel/platform/simulated/WorldLoop.h"
 
 #include <string>
 #include <variant>
@@ -22,7 +22,7 @@ class SimulatedKeyboard : public KeyboardTap, public EventPosting {
         std::optional<ProcessID> process;
     };
 
-    SimulatedKeyboard(SimulatedLoop& loop, SimulatedSteps& steps, SimulatedApplications& applications)
+    SimulatedKeyboard(WorldLoop& loop, SimulatedSteps& steps, SimulatedApplications& applications)
         : loop(loop), steps(steps), applications(applications) {}
 
     // The world's side
@@ -54,7 +54,7 @@ class SimulatedKeyboard : public KeyboardTap, public EventPosting {
     class Prepared;
     void arrive(const std::string& text);
 
-    SimulatedLoop& loop;
+    WorldLoop& loop;
     SimulatedSteps& steps;
     SimulatedApplications& applications;
     Handler handler;

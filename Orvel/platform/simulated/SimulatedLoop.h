@@ -2,14 +2,14 @@
 // A main loop whose clock moves only when everything waits, or when a call is said to take its time, so that
 // an hour of waiting passes at once and every run is the same run.
 
-#include "Orvel/runtime/MainLoop.h"
+#include "Orvel/platform/simulated/WorldLoop.h"
 
 #include <cstdint>
 #include <map>
 
 namespace orvel {
 
-class SimulatedLoop : public MainLoop {
+class SimulatedLoop : public WorldLoop {
   public:
     /// One turn of the loop, during which nothing else of this program could run.
     struct Hold {
@@ -48,16 +48,10 @@ class SimulatedLoop : public MainLoop {
 
     // The world outside this program
 
-    /// Other programs and people go on while a turn runs: `action` happens as soon as the clock has come so
-    /// far, also in the middle of a call that takes its time. It must not call into this program.
-    void outside(Duration delay, std::function<void()> action);
-
-    /// The call that this turn makes takes so long. Says nothing of what happens outside.
-    void spend(Duration duration);
-
-    /// The same, of a call that ends as soon as `isDone`, which is asked whenever something has happened
-    /// outside; gives whether it is done within the limit.
-    bool spendUntil(const std::function<bool()>& isDone, Duration limit);
+    /// Also in the middle of a call that takes its time.
+    void outside(Duration delay, std::function<void()> action) override;
+    void spend(Duration duration) override;
+    bool spendUntil(const std::function<bool()>& isDone, Duration limit) override;
 
     /// The longest turn so far, and how far into its turn the latest call began that took its time.
     const Hold& longestHold() const { return longest; }

@@ -2,7 +2,7 @@
 // Every call through a simulated port is a numbered step, announced to an observer that may make it go wrong.
 
 #include "Orvel/desktop/Accessibility.h"
-#include "Orvel/platform/simulated/SimulatedLoop.h"
+#include "Orvel/platform/simulated/WorldLoop.h"
 
 #include <cstdint>
 #include <functional>
@@ -33,7 +33,7 @@ struct SimulatedStep {
 /// Counts the steps of all ports of a simulated desktop.
 class SimulatedSteps {
   public:
-    explicit SimulatedSteps(SimulatedLoop& loop) : loop(loop) {}
+    explicit SimulatedSteps(WorldLoop& loop) : loop(loop) {}
 
     /// Called before each step; may do anything to the world outside.
     std::function<void(SimulatedStep&)> observer;
@@ -57,7 +57,7 @@ class SimulatedSteps {
     std::uint64_t taken() const { return count; }
 
   private:
-    SimulatedLoop& loop;
+    WorldLoop& loop;
     std::uint64_t count = 0;
 };
 

@@ -4,8 +4,8 @@
 
 #include "Orvel/desktop/InputSources.h"
 #include "Orvel/desktop/WindowList.h"
-#include "Orvel/platform/simulated/SimulatedLoop.h"
 #include "Orvel/platform/simulated/SimulatedSteps.h"
+#include "Orvel/platform/simulated/WorldLoop.h"
 #include "Orvel/runtime/SideQueue.h"
 
 #include <algorithm>
@@ -40,7 +40,7 @@ struct SimulatedInputSources : InputSources {
 };
 
 struct SimulatedWindowList : WindowList {
-    SimulatedWindowList(SimulatedLoop& loop, SimulatedSteps& steps) : loop(loop), steps(steps) {}
+    explicit SimulatedWindowList(SimulatedSteps& steps) : steps(steps) {}
 
     std::optional<std::vector<OwnerName>> ownerNames(std::size_t most) override {
         if (steps.take("ownerNames", false, duration).report || !isReadable) return std::nullopt;
@@ -55,7 +55,6 @@ struct SimulatedWindowList : WindowList {
         if (shown) owners.insert(owners.begin(), "GoogleJapaneseInputRenderer");
     }
 
-    SimulatedLoop& loop;
     SimulatedSteps& steps;
     std::vector<OwnerName> owners{"Claude", "Orvel", "Dock"};
     bool isReadable = true;
@@ -65,8 +64,7 @@ struct SimulatedWindowList : WindowList {
 /// The other thread takes as long as the window list does; that is all it is for.
 class SimulatedSideQueue : public SideQueue {
   public:
-    SimulatedSideQueue(SimulatedLoop& loop, const SimulatedWindowList& windows)
-        : loop(loop), windows(windows) {}
+    SimulatedSideQueue(WorldLoop& loop, const SimulatedWindowList& windows) : loop(loop), windows(windows) {}
 
     bool run(std::function<void()> work, MainLoop::Duration maximumWait) override {
         if (windows.duration > maximumWait) {
@@ -79,7 +77,7 @@ class SimulatedSideQueue : public SideQueue {
     }
 
   private:
-    SimulatedLoop& loop;
+    WorldLoop& loop;
     const SimulatedWindowList& windows;
 };
 
