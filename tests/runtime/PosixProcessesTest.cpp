@@ -155,6 +155,9 @@ TEST(PosixProcessesTest, AFailedStartSaysWhyAndLeavesNothing) {
 }
 
 TEST(PosixProcessesTest, WithoutDescriptorsNoPipesAreMadeAndNothingLeaks) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "The sanitizer makes pipes itself when it looks at an object's type.";
+#endif
     const auto startWithFew = [] {
         World world;
         const rlimit limit{64, 64};

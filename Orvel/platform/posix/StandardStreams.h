@@ -3,8 +3,8 @@
 
 namespace orvel {
 
-/// Keeps their places: nothing that is opened later takes that of a closed one, and what stands there fails as
-/// the closed one did. For the beginning of a program.
+/// Keeps their places: nothing that is opened later takes that of a closed one, and what stands there fails
+/// as the closed one did. For the beginning of a program.
 void holdStandardStreams();
 
 } // namespace orvel

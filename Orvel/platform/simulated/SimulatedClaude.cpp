@@ -313,7 +313,7 @@ void SimulatedClaude::showText() {
     if (composition.empty() || !habits.reportsMarkedText)
         editor->set("AXTextInputMarkedTextMarkerRange", std::monostate());
     else
-        editor->set("AXTextInputMarkedTextMarkerRange", AXOpaque{editor});
+        editor->set("AXTextInputMarkedTextMarkerRange", AXOpaque{make("AXTextMarkerRange")});
     if (!isBlank(text) && !isReplying())
         announceSend();
     else if (sendButton) {
