@@ -250,7 +250,7 @@ std::unique_ptr<ChildProcess> SimulatedProcesses::start(const ChildLaunch& launc
 }
 
 bool SimulatedProcesses::isExecutable(const std::string& path) {
-    return programs.count(path) != 0;
+    return programs.contains(path);
 }
 
 std::optional<std::string> SimulatedProcesses::environmentVariable(const std::string& name) {
