@@ -122,7 +122,7 @@ Task<std::optional<std::string>> ClaudeDesktopRelaySender::shownConversation() {
     try {
         const auto path = co_await reading.currentCodePagePath(std::nullopt);
         if (path && path->starts_with("/epitaxy/local_")) co_return path->substr(conversations.size());
-    } catch (const Failure&) {
+    } catch (const Failure&) { // NOLINT(bugprone-empty-catch)
         // What can't be read now may be readable later.
     }
     co_return std::nullopt;

@@ -42,7 +42,7 @@ DiagnosticText ClaudeRelayDiagnosticHistory::Attempt::line() const {
 }
 
 void ClaudeRelayDiagnosticHistory::begin(std::string_view transferID, std::string_view attemptID, Date now) {
-    active.emplace();
+    active = Attempt();
     active->transferID = DiagnosticText::uuid(transferID);
     active->attemptID = DiagnosticText::uuid(attemptID);
     active->started = now;

@@ -250,7 +250,7 @@ std::string verifiedTranscriptPath(const std::string& path, const ConversationRe
     std::string sessionID;
     try {
         sessionID = ConversationCatalog::reference(resolved, Agent::codex).sessionID;
-    } catch (const Failure&) {
+    } catch (const Failure&) { // NOLINT(bugprone-empty-catch)
         // Stays empty, which is nobody's identifier.
     }
     if (sessionID != reference.sessionID)

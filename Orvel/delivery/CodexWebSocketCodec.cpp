@@ -253,7 +253,7 @@ void CodexWebSocketCodec::validateUpgrade(std::string_view head, std::string_vie
     std::transform(options.begin(), options.end(), options.begin(), withoutBlanks);
     require(std::find(options.begin(), options.end(), "upgrade") != options.end());
     require(valueOf(headers, "sec-websocket-accept") == base64(sha1({key, handshakeGUID})));
-    require(headers.count("sec-websocket-extensions") == 0 && headers.count("sec-websocket-protocol") == 0);
+    require(!headers.contains("sec-websocket-extensions") && !headers.contains("sec-websocket-protocol"));
 }
 
 } // namespace orvel

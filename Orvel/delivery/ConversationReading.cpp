@@ -72,14 +72,15 @@ Task<SharedConversation> ConversationReading::readUnless(ConversationReference r
 
 Task<SharedConversation> ConversationReading::readIfChanged(ConversationReference reference) {
     const auto look = [path = reference.transcriptPath] { return FileFacts::of(path); };
-    auto facts = co_await loop.background(look);
-    co_return co_await readUnless(std::move(reference), std::move(facts));
+    const auto facts = co_await loop.background(look);
+    co_return co_await readUnless(std::move(reference), facts);
 }
 
 Task<ConversationReading::Readings>
 ConversationReading::readChanged(std::vector<ConversationReference> references) {
     const auto look = [references] {
         std::vector<std::optional<FileFacts>> facts;
+        facts.reserve(references.size());
         for (const auto& reference : references) facts.push_back(FileFacts::of(reference.transcriptPath));
         return facts;
     };

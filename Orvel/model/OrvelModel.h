@@ -244,7 +244,7 @@ class OrvelModel {
     };
     ShownSelection shownSelection() const;
     Task<void> submitDraft(RelayPair pair, RelayTransfer transfer);
-    Task<bool> isReceivedAsShown(ShownSelection kept, std::string transferID,
+    Task<bool> isReceivedAsShown(const ShownSelection& kept, std::string transferID,
                                  ConversationReference destination);
     Task<bool> settleIfReceived(std::string transferID, ConversationReference destination, bool wasSubmitted);
     Task<void> diagnose(ConversationReference reference, Completion completion);

@@ -169,7 +169,7 @@ Task<void> OrvelModel::copyRelay(Pasteboard& pasteboard) {
         failure = error.what();
     }
     relays.isPreparing = false;
-    if (failure) plain.error = *failure;
+    if (failure) plain.error = failure;
 }
 
 void OrvelModel::copyPendingTransfer(Pasteboard& pasteboard) {

@@ -40,7 +40,7 @@ Task<void> OrvelModel::send(RelayPair pair, Agent source) {
     if (failure || !transfer) {
         relays.isPreparing = false;
         if (failure)
-            plain.error = *failure;
+            plain.error = failure;
         else
             checkRelayReceipts();
         co_return;
@@ -262,7 +262,7 @@ Task<void> OrvelModel::submitDraft(RelayPair pair, RelayTransfer transfer) {
         noteFailure(transfer.id, *failure);
         plain.status = "Delivery could not be confirmed. The saved message is kept; no automatic resend.";
     } else {
-        plain.error = *failure;
+        plain.error = failure;
     }
     checkRelayReceipts();
 }
@@ -276,7 +276,7 @@ OrvelModel::ShownSelection OrvelModel::shownSelection() const {
             plain.selectedStartMessageID};
 }
 
-Task<bool> OrvelModel::isReceivedAsShown(ShownSelection kept, std::string transferID,
+Task<bool> OrvelModel::isReceivedAsShown(const ShownSelection& kept, std::string transferID,
                                          ConversationReference destination) {
     if (shownSelection() != kept)
         throw RelaySendError("The selection or instructions changed. Stopped verifying the existing draft.");

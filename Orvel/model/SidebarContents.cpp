@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <unordered_map>
 
+#include <fmt/format.h>
+
 namespace orvel {
 
 namespace {
@@ -64,7 +66,7 @@ std::vector<SidebarRow> linkRows(const OrvelModel& model, std::span<const Sideba
         const auto codex = folderName(pair->codex), claude = folderName(pair->claude);
         rows.push_back({.section = SidebarRow::Section::links,
                         .title = model.pairLabel(*pair),
-                        .folder = codex == claude ? codex : claude + " ↔ " + codex,
+                        .folder = codex == claude ? codex : fmt::format("{} ↔ {}", claude, codex),
                         .date = link.date,
                         .link = link});
     }

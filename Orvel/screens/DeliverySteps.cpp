@@ -62,9 +62,9 @@ void DeliverySteps::render(Delivery newReached, bool newFailed) {
     failed = newFailed;
     QStringList spoken;
     for (std::size_t i = 0; i < stepNames().size(); ++i) {
-        const auto step = static_cast<Delivery>(i);
-        const bool isNext = i == static_cast<std::size_t>(reached) + 1;
-        spoken += stepNames()[i] + (step <= reached    ? tr(": done")
+        const auto last = static_cast<std::size_t>(reached);
+        const bool isNext = i == last + 1;
+        spoken += stepNames()[i] + (i <= last          ? tr(": done")
                                     : isNext && failed ? tr(": failed")
                                                        : tr(": not yet"));
     }
@@ -85,8 +85,7 @@ void DeliverySteps::paintEvent(QPaintEvent*) {
     const double middle = height() / 2.0;
     double x = 0;
     for (std::size_t i = 0; i < stepNames().size(); ++i) {
-        const auto step = static_cast<Delivery>(i);
-        const bool isDone = step <= reached;
+        const bool isDone = i <= static_cast<std::size_t>(reached);
         if (i > 0) {
             painter.setPen(QPen(isDone ? theme.done : theme.border, 2));
             painter.drawLine(QPointF(x + gap, middle), QPointF(x + gap + line, middle));

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 
 namespace orvel {
 
@@ -62,6 +63,11 @@ SimulatedClaude::Conversation* SimulatedClaude::conversation(const std::string& 
     const auto found =
         std::find_if(all.begin(), all.end(), [&](const auto& each) { return each.desktopID == desktopID; });
     return found == all.end() ? nullptr : &*found;
+}
+
+SimulatedClaude::Conversation& SimulatedClaude::known(const std::string& desktopID) {
+    if (auto* found = conversation(desktopID)) return *found;
+    throw std::out_of_range("There is no conversation " + desktopID + ".");
 }
 
 void SimulatedClaude::receive(Conversation& conversation, const std::string& text) {
@@ -252,7 +258,7 @@ void SimulatedClaude::setFocus() {
 // Going from page to page
 
 bool SimulatedClaude::takesURL(const std::string& url) {
-    return url.rfind("claude://", 0) == 0;
+    return url.starts_with("claude://");
 }
 
 void SimulatedClaude::openURL(const std::string& url) {
@@ -282,7 +288,7 @@ void SimulatedClaude::goTo(const std::string& desktopID) {
 // The editor
 
 SimulatedClaude::Conversation& SimulatedClaude::current() {
-    return *conversation(route);
+    return known(route);
 }
 
 std::string& SimulatedClaude::draft() {
@@ -389,12 +395,12 @@ void SimulatedClaude::typed(const std::string& text) {
 }
 
 void SimulatedClaude::userSetsDraft(const std::string& desktopID, const std::string& text) {
-    (desktopID.empty() ? newDraft : conversation(desktopID)->draft) = text;
+    (desktopID.empty() ? newDraft : known(desktopID).draft) = text;
     if (desktopID == route) textChanged();
 }
 
 void SimulatedClaude::userAttaches(const std::string& desktopID) {
-    (desktopID.empty() ? newHasAttachment : conversation(desktopID)->hasAttachment) = true;
+    (desktopID.empty() ? newHasAttachment : known(desktopID).hasAttachment) = true;
     if (desktopID == route) showAttachment();
 }
 
@@ -418,7 +424,7 @@ void SimulatedClaude::userFocuses(bool newFocus) {
 }
 
 void SimulatedClaude::repliesOnItsOwn(const std::string& desktopID) {
-    auto& replying = *conversation(desktopID);
+    auto& replying = known(desktopID);
     replying.isReplying = true;
     if (desktopID == route) showReply();
     whileRunning(habits.reply, [this, &replying, desktopID] {

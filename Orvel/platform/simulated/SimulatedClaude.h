@@ -154,6 +154,7 @@ class SimulatedClaude : public SimulatedApplication {
     void goTo(const std::string& desktopID);
     std::string address() const;
 
+    Conversation& known(const std::string& desktopID);
     Conversation& current();
     std::string& draft();
     bool isReplying();
