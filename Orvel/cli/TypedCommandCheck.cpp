@@ -41,8 +41,11 @@ std::string_view meaningOf(ReturnInputClassification classification) {
     case tooLong: return "No command: it has more than 100,000 bytes.";
     case invalidBoundary: return "No command: no blank and no line break separates /orvel from what follows.";
     case leadingWhitespace: return "No command: /orvel is not at the very beginning.";
-    default: return "No command: it does not begin with /orvel, in small letters.";
+    case unread:
+    case unavailable:
+    case other: break;
     }
+    return "No command: it does not begin with /orvel, in small letters.";
 }
 
 std::string jsonOf(ReturnInputClassification classification, const std::optional<OrvelCommand>& command) {

@@ -344,7 +344,7 @@ void SidebarView::showMenu(const QPoint& position) {
     QMenu menu(this);
     const auto add = [&](const QString& text, auto action) {
         auto* made = menu.addAction(text);
-        connect(made, &QAction::triggered, this, action);
+        connect(made, &QAction::triggered, this, std::move(action));
         return made;
     };
     if (row.link) {
