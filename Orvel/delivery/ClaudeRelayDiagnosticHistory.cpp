@@ -42,10 +42,7 @@ DiagnosticText ClaudeRelayDiagnosticHistory::Attempt::line() const {
 }
 
 void ClaudeRelayDiagnosticHistory::begin(std::string_view transferID, std::string_view attemptID, Date now) {
-    active = Attempt();
-    active->transferID = DiagnosticText::uuid(transferID);
-    active->attemptID = DiagnosticText::uuid(attemptID);
-    active->started = now;
+    active = Attempt{DiagnosticText::uuid(transferID), DiagnosticText::uuid(attemptID), now};
 }
 
 void ClaudeRelayDiagnosticHistory::stage(Stage stage) {
