@@ -209,7 +209,6 @@ RunResult Exploration::run(const RunPlan& plan) {
         scenario.afterwards(desk, judge);
         desk.desktop.loop.runFor(rest);
     }
-    desk.desktop.loop.runUntil([&] { return desk.isIdle(); }, 5s);
     desk.desktop.loop.runUntil([&] { return desk.isIdle() && desk.isAlone(); }, longestWatch);
     judge.finish();
     result.isReceived = judge.isReceived();

@@ -15,19 +15,9 @@ constexpr TapEvent arrowKey{.keyCode = 123};
 
 } // namespace
 
-Task<void> WatchedSender::performSend(std::string text, ConversationReference to, ReceiptCheck check) {
+Task<void> WatchedSender::watch(Task<void> sending) {
     try {
-        co_await sender.performSend(text, to, check);
-    } catch (const RelaySendError& failure) {
-        onFailure(failure);
-        throw;
-    }
-}
-
-Task<void> WatchedSender::submitExistingDraft(std::string text, ConversationReference to,
-                                              ReceiptCheck check) {
-    try {
-        co_await sender.submitExistingDraft(text, to, check);
+        co_await sending;
     } catch (const RelaySendError& failure) {
         onFailure(failure);
         throw;

@@ -21,8 +21,12 @@ class WatchedSender : public ClaudeRelaySender {
   public:
     explicit WatchedSender(ClaudeRelaySender& sender) : sender(sender) {}
 
-    Task<void> performSend(std::string text, ConversationReference to, ReceiptCheck check) override;
-    Task<void> submitExistingDraft(std::string text, ConversationReference to, ReceiptCheck check) override;
+    Task<void> performSend(std::string text, ConversationReference to, ReceiptCheck check) override {
+        return watch(sender.performSend(std::move(text), std::move(to), std::move(check)));
+    }
+    Task<void> submitExistingDraft(std::string text, ConversationReference to, ReceiptCheck check) override {
+        return watch(sender.submitExistingDraft(std::move(text), std::move(to), std::move(check)));
+    }
     Task<std::string> diagnose(ConversationReference reference) override {
         return sender.diagnose(std::move(reference));
     }
@@ -31,6 +35,8 @@ class WatchedSender : public ClaudeRelaySender {
     std::function<void(const RelaySendError&)> onFailure;
 
   private:
+    Task<void> watch(Task<void> sending);
+
     ClaudeRelaySender& sender;
 };
 

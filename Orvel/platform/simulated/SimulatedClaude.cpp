@@ -249,7 +249,7 @@ void SimulatedClaude::makeComposer() {
 
 void SimulatedClaude::setFocus() {
     if (!application) return;
-    if (editor && isEditorFocused)
+    if (editor)
         application->set("AXFocusedUIElement", editor->handle());
     else
         application->set("AXFocusedUIElement", std::monostate());
@@ -389,7 +389,7 @@ AXStatus SimulatedClaude::takeWrite(std::string_view name, const AXValue& value)
 }
 
 void SimulatedClaude::typed(const std::string& text) {
-    if (!editor || !isEditorFocused) return;
+    if (!editor) return;
     draft() += text;
     textChanged();
 }
@@ -416,11 +416,6 @@ void SimulatedClaude::userFinishesComposing() {
     draft() += std::exchange(composition, {});
     screen.windows.showCandidates(false);
     textChanged();
-}
-
-void SimulatedClaude::userFocuses(bool newFocus) {
-    isEditorFocused = newFocus;
-    setFocus();
 }
 
 void SimulatedClaude::repliesOnItsOwn(const std::string& desktopID) {

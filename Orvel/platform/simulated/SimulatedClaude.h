@@ -103,7 +103,6 @@ class SimulatedClaude : public SimulatedApplication {
     void userAttaches(const std::string& desktopID);
     void userComposes(const std::string& text); ///< Opens a composition with this unconfirmed text.
     void userFinishesComposing();
-    void userFocuses(bool editor);
     void userSends();
     void closesWindow();
     void opensWindow();
@@ -185,7 +184,7 @@ class SimulatedClaude : public SimulatedApplication {
     ProcessID process = 0;
     std::uint64_t run = 0, visit = 0;
     std::string route, newDraft, composition;
-    bool newHasAttachment = false, isEditorFocused = true;
+    bool newHasAttachment = false;
     Element application, window, shell, page, messages, composerRoot, toolbar, editor;
     Element sendButton, stopButton, replyNote, attachment;
     bool isSendComing = false;
