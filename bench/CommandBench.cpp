@@ -1,12 +1,12 @@
 // What a Return costs before anything is read from another application: the longest texts and files, and the
 // inspections at their limits over a tree in memory. Each input is the slowest of its kind that was found.
 
-#include "OrvelCore/commands/ClaudeComposer.h"
-#include "OrvelCore/commands/CodexComposer.h"
-#include "OrvelCore/commands/CodexCopyShortcutPolicy.h"
-#include "OrvelCore/commands/CodexKeybindingPolicy.h"
-#include "OrvelCore/commands/GoogleIMEWindowPolicy.h"
 #include "OrvelCore/commands/OrvelCommand.h"
+#include "OrvelCore/composers/ClaudeComposer.h"
+#include "OrvelCore/composers/CodexComposer.h"
+#include "OrvelCore/japanese/GoogleIMEWindowPolicy.h"
+#include "OrvelCore/keybindings/CodexCopyShortcutPolicy.h"
+#include "OrvelCore/keybindings/CodexKeybindingPolicy.h"
 
 #include <numeric>
 

@@ -1,10 +1,10 @@
 // What the connection to Codex's server costs: its frames against copying the same bytes, and a long history
 // in pages against parsing the same pages.
 
-#include "Orvel/delivery/CodexStoredHistory.h"
-#include "Orvel/delivery/CodexWebSocketCodec.h"
-#include "Orvel/delivery/JsonMessage.h"
 #include "Orvel/platform/simulated/SimulatedLoop.h"
+#include "Orvel/reading/CodexStoredHistory.h"
+#include "Orvel/reading/JsonMessage.h"
+#include "OrvelCore/frames/CodexWebSocketCodec.h"
 #include "OrvelCore/text/JsonString.h"
 
 #include <benchmark/benchmark.h>
@@ -47,7 +47,8 @@ BENCHMARK(copyFresh)->Name("frames/copy")->Unit(benchmark::kMicrosecond);
 
 void encode(benchmark::State& run) {
     const auto text = someText(messageSize);
-    for (auto _ : run) benchmark::DoNotOptimize(Codec::clientFrame(Codec::Opcode::text, text).data());
+    for (auto _ : run)
+        benchmark::DoNotOptimize(Codec::clientFrame(Codec::Opcode::text, text, {1, 2, 3, 4}).data());
     report(run, messageSize);
 }
 BENCHMARK(encode)->Name("frames/encode")->Unit(benchmark::kMicrosecond);

@@ -1,11 +1,11 @@
 // What the check for receipts costs, which runs every two seconds for as long as Orvel does: fifty pairs of
 // large transcripts, of which none has changed, or one has grown.
 
-#include "Orvel/desktop/MemorySettings.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/posix/PollLoop.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
+#include "Orvel/platform/unavailable/MemorySettings.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
 #include "OrvelCore/relay/RelayStateJson.h"

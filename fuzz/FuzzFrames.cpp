@@ -2,8 +2,8 @@
 
 #include "Claim.h"
 
-#include "Orvel/delivery/CodexThreadLoaderError.h"
-#include "Orvel/delivery/CodexWebSocketCodec.h"
+#include "OrvelCore/frames/CodexThreadLoaderError.h"
+#include "OrvelCore/frames/CodexWebSocketCodec.h"
 #include "OrvelCore/text/Unicode.h"
 
 #include <algorithm>
@@ -45,7 +45,7 @@ Reading readInPieces(std::string_view bytes, std::string_view cuts) {
 }
 
 void checkClientFrame(std::string_view payload) {
-    const auto frame = Codec::clientFrame(Codec::Opcode::text, payload);
+    const auto frame = Codec::clientFrame(Codec::Opcode::text, payload, {1, 2, 3, 4});
     const std::size_t head = frame.size() - payload.size();
     claim(head == (payload.size() < 126      ? 6
                    : payload.size() < 65'536 ? 8

@@ -2,10 +2,10 @@
 
 #include "Claim.h"
 
-#include "OrvelCore/commands/CodexCopyShortcutPolicy.h"
-#include "OrvelCore/commands/CodexKeybindingPolicy.h"
-#include "OrvelCore/commands/GoogleIMEWindowPolicy.h"
-#include "OrvelCore/commands/Keystroke.h"
+#include "OrvelCore/japanese/GoogleIMEWindowPolicy.h"
+#include "OrvelCore/keybindings/CodexCopyShortcutPolicy.h"
+#include "OrvelCore/keybindings/CodexKeybindingPolicy.h"
+#include "OrvelCore/keybindings/Keystroke.h"
 
 #include <cstdint>
 

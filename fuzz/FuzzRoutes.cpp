@@ -2,8 +2,8 @@
 
 #include "Claim.h"
 
-#include "OrvelCore/commands/ClaudeRoutes.h"
-#include "OrvelCore/commands/CodexDeepLink.h"
+#include "OrvelCore/addresses/ClaudeRoutes.h"
+#include "OrvelCore/addresses/CodexDeepLink.h"
 
 #include <cstdint>
 

@@ -2,8 +2,8 @@
 
 #include "Claim.h"
 
-#include "Orvel/delivery/CodexThreadLoaderError.h"
-#include "Orvel/delivery/CodexWebSocketCodec.h"
+#include "OrvelCore/frames/CodexThreadLoaderError.h"
+#include "OrvelCore/frames/CodexWebSocketCodec.h"
 
 #include <cstdint>
 

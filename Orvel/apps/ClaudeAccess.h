@@ -2,8 +2,8 @@
 // The way into the Claude application that a program has: a sample's own application, else what this system
 // offers.
 
-#include "Orvel/apps/Places.h"
 #include "Orvel/delivery/ClaudeDesktopRelaySender.h"
+#include "Orvel/platform/posix/Places.h"
 #include "Orvel/platform/sample/SampleClaude.h"
 #include "Orvel/platform/unavailable/UnavailableUserInterfaces.h"
 

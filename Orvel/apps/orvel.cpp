@@ -2,9 +2,9 @@
 // the desktop hands over.
 
 #include "Orvel/apps/ClaudeAccess.h"
-#include "Orvel/apps/Places.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/posix/DataFolderLock.h"
+#include "Orvel/platform/posix/Places.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/posix/PosixProcesses.h"
 #include "Orvel/platform/posix/StandardStreams.h"

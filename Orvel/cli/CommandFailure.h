@@ -1,7 +1,7 @@
 #pragma once
 // The failures that only the command line knows.
 
-#include "OrvelCore/Failure.h"
+#include "OrvelCore/text/Failure.h"
 
 namespace orvel {
 

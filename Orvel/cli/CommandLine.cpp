@@ -1,6 +1,5 @@
 #include "Orvel/cli/CommandLine.h"
 
-#include "Orvel/apps/Places.h"
 #include "Orvel/cli/Arguments.h"
 #include "Orvel/cli/Commands.h"
 #include "Orvel/cli/Interruption.h"
@@ -13,7 +12,8 @@
 #include "Orvel/cli/SampleTour.h"
 #include "Orvel/cli/TerminalText.h"
 #include "Orvel/cli/TypedCommandCheck.h"
-#include "OrvelCore/Failure.h"
+#include "Orvel/platform/posix/Places.h"
+#include "OrvelCore/text/Failure.h"
 #include "samples/SampleHome.h"
 
 #include <cstdlib>

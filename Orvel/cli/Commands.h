@@ -1,9 +1,9 @@
 #pragma once
 // What the commands print. Each gives the whole of its standard output and writes nothing anywhere.
 
-#include "Orvel/apps/Places.h"
 #include "Orvel/cli/Arguments.h"
 #include "Orvel/cli/TerminalText.h"
+#include "Orvel/platform/posix/Places.h"
 
 #include <string>
 

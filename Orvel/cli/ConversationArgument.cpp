@@ -2,7 +2,7 @@
 
 #include "Orvel/cli/CommandFailure.h"
 #include "Orvel/cli/TerminalDesktop.h"
-#include "Orvel/delivery/ConversationReading.h"
+#include "Orvel/reading/ConversationReading.h"
 #include "Orvel/runtime/Task.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/TranscriptReader.h"

@@ -2,12 +2,12 @@
 
 #include "Orvel/cli/Output.h"
 #include "Orvel/cli/TerminalText.h"
-#include "OrvelCore/commands/CodexCopyShortcutPolicy.h"
-#include "OrvelCore/commands/CodexKeybindingFile.h"
-#include "OrvelCore/commands/CodexKeybindingPolicy.h"
-#include "OrvelCore/commands/GoogleIMEWindowPolicy.h"
 #include "OrvelCore/files/FileError.h"
 #include "OrvelCore/files/FileReading.h"
+#include "OrvelCore/japanese/GoogleIMEWindowPolicy.h"
+#include "OrvelCore/keybindings/CodexCopyShortcutPolicy.h"
+#include "OrvelCore/keybindings/CodexKeybindingFile.h"
+#include "OrvelCore/keybindings/CodexKeybindingPolicy.h"
 
 #include <optional>
 #include <string>

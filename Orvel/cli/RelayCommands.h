@@ -1,8 +1,8 @@
 #pragma once
 // The commands that change the relay records. Each locks the data folder while it works.
 
-#include "Orvel/apps/Places.h"
 #include "Orvel/cli/Arguments.h"
+#include "Orvel/platform/posix/Places.h"
 
 namespace orvel {
 class Output;

@@ -1,9 +1,9 @@
 #pragma once
 // The relay records as the terminal shows them. Nothing here writes or locks.
 
-#include "Orvel/apps/Places.h"
 #include "Orvel/cli/Arguments.h"
 #include "Orvel/cli/TerminalText.h"
+#include "Orvel/platform/posix/Places.h"
 #include "OrvelCore/relay/RelayState.h"
 
 #include <memory>

@@ -1,7 +1,7 @@
 #pragma once
 // The main job, step by step in a terminal: what the window does, done by the same model.
 
-#include "Orvel/apps/Places.h"
+#include "Orvel/platform/posix/Places.h"
 
 namespace orvel {
 

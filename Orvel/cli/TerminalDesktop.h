@@ -1,14 +1,14 @@
 #pragma once
 // The ports of a program in a terminal, which touches nothing of the desktop, and the loop that it runs on.
 
-#include "Orvel/apps/Places.h"
 #include "Orvel/desktop/Desktop.h"
-#include "Orvel/desktop/MemorySettings.h"
 #include "Orvel/desktop/Panels.h"
+#include "Orvel/platform/posix/Places.h"
 #include "Orvel/platform/posix/PollLoop.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/posix/PosixProcesses.h"
 #include "Orvel/platform/sample/SampleProcesses.h"
+#include "Orvel/platform/unavailable/MemorySettings.h"
 #include "Orvel/platform/unavailable/UnavailableApplications.h"
 #include "Orvel/platform/unavailable/UnavailablePasteboard.h"
 

@@ -1,6 +1,6 @@
 #include "Orvel/delivery/ClaudeCodePageSelection.h"
 
-#include "OrvelCore/commands/ClaudeRoutes.h"
+#include "OrvelCore/addresses/ClaudeRoutes.h"
 
 namespace orvel::ClaudeCodePageSelection {
 

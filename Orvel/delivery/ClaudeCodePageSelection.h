@@ -1,7 +1,7 @@
 #pragma once
 // Which Code conversation a window of Claude shows, by what its web areas say of their URLs.
 
-#include "OrvelCore/Failure.h"
+#include "OrvelCore/text/Failure.h"
 
 #include <optional>
 #include <span>

@@ -2,8 +2,8 @@
 
 #include "Orvel/delivery/ClaudeReadiness.h"
 #include "Orvel/delivery/ClaudeWindowReading.h"
-#include "Orvel/delivery/RelaySendError.h"
-#include "OrvelCore/commands/DiagnosticSummary.h"
+#include "OrvelCore/composers/DiagnosticSummary.h"
+#include "OrvelCore/relay/RelaySendError.h"
 
 #include <algorithm>
 

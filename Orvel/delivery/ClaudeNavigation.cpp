@@ -2,9 +2,9 @@
 
 #include "Orvel/delivery/ClaudeConversationNavigation.h"
 #include "Orvel/delivery/ClaudeReadiness.h"
-#include "Orvel/delivery/RelaySendError.h"
-#include "OrvelCore/commands/ClaudeRoutes.h"
-#include "OrvelCore/commands/GoogleIMEWindowPolicy.h"
+#include "OrvelCore/addresses/ClaudeRoutes.h"
+#include "OrvelCore/japanese/GoogleIMEWindowPolicy.h"
+#include "OrvelCore/relay/RelaySendError.h"
 
 #include <algorithm>
 #include <array>

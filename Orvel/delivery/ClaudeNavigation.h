@@ -2,8 +2,8 @@
 // Moves the Claude application from the conversation that it shows to the destination, if what the person has
 // typed there would surely survive.
 
+#include "Orvel/accessibility/GoogleIMEWindowReader.h"
 #include "Orvel/delivery/ClaudeWindowReading.h"
-#include "Orvel/delivery/GoogleIMEWindowReader.h"
 #include "OrvelCore/commands/ReturnDecision.h"
 
 #include <cstdint>

@@ -4,9 +4,9 @@
 #include "Orvel/desktop/Accessibility.h"
 #include "Orvel/desktop/Applications.h"
 #include "Orvel/desktop/InputSources.h"
+#include "Orvel/desktop/SideQueue.h"
 #include "Orvel/desktop/WindowList.h"
 #include "Orvel/runtime/MainLoop.h"
-#include "Orvel/runtime/SideQueue.h"
 
 namespace orvel {
 

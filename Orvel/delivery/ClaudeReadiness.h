@@ -4,7 +4,7 @@
 
 #include "Orvel/desktop/Accessibility.h"
 #include "Orvel/runtime/Task.h"
-#include "OrvelCore/Failure.h"
+#include "OrvelCore/text/Failure.h"
 
 #include <cstdint>
 #include <optional>

@@ -3,7 +3,7 @@
 // and fixed words, no content.
 
 #include "Orvel/desktop/Accessibility.h"
-#include "OrvelCore/commands/DiagnosticText.h"
+#include "OrvelCore/diagnostics/DiagnosticText.h"
 #include "OrvelCore/text/Date.h"
 
 #include <cstddef>

@@ -1,9 +1,9 @@
 #pragma once
 // Puts a message into a conversation of the Claude application.
 
-#include "Orvel/delivery/RelaySendError.h"
 #include "Orvel/runtime/Task.h"
 #include "OrvelCore/conversations/ConversationReference.h"
+#include "OrvelCore/relay/RelaySendError.h"
 
 #include <functional>
 #include <string>

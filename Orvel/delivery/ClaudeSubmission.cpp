@@ -1,6 +1,6 @@
 #include "Orvel/delivery/ClaudeSubmission.h"
 
-#include "Orvel/delivery/RelaySendError.h"
+#include "OrvelCore/relay/RelaySendError.h"
 
 namespace orvel {
 

@@ -2,9 +2,9 @@
 
 #include "Orvel/delivery/ClaudeCodePageSelection.h"
 #include "Orvel/delivery/ClaudeReadiness.h"
-#include "Orvel/delivery/RelaySendError.h"
-#include "OrvelCore/commands/ClaudeRoutes.h"
+#include "OrvelCore/addresses/ClaudeRoutes.h"
 #include "OrvelCore/commands/ReturnDecision.h"
+#include "OrvelCore/relay/RelaySendError.h"
 #include "OrvelCore/text/Unicode.h"
 
 #include <algorithm>

@@ -2,9 +2,9 @@
 // What stands in the window of the Claude application, read from its accessibility tree: which Code
 // conversation it shows, and its editor with the controls around it. A shape that is not known is a failure.
 
+#include "Orvel/accessibility/Pace.h"
 #include "Orvel/delivery/ClaudePorts.h"
 #include "Orvel/delivery/ClaudeRelayDiagnosticHistory.h"
-#include "Orvel/runtime/Pace.h"
 #include "Orvel/runtime/Task.h"
 
 #include <array>

@@ -1,9 +1,10 @@
 #include "Orvel/delivery/CodexRelaySender.h"
 
-#include "Orvel/delivery/ChildEnding.h"
-#include "Orvel/delivery/CodexThreadLoader.h"
-#include "Orvel/delivery/CodexThreadLoaderError.h"
+#include "Orvel/reading/ChildEnding.h"
+#include "Orvel/reading/CodexExecutable.h"
+#include "Orvel/reading/CodexThreadLoader.h"
 #include "OrvelCore/files/FilePath.h"
+#include "OrvelCore/frames/CodexThreadLoaderError.h"
 #include "OrvelCore/text/UUID.h"
 
 #include <array>
@@ -20,16 +21,6 @@ constexpr auto acceptanceWait = 15s;
 constexpr auto acceptanceLook = 50ms;
 constexpr auto longestTurn = 3600s;
 
-std::vector<std::string> entriesOf(std::string_view searchPath) {
-    std::vector<std::string> entries;
-    for (;;) {
-        const auto end = searchPath.find(':');
-        if (end != 0 && !searchPath.empty()) entries.emplace_back(searchPath.substr(0, end));
-        if (end == searchPath.npos) return entries;
-        searchPath.remove_prefix(end + 1);
-    }
-}
-
 ChildLaunch queueLaunch(const std::string& executable, const std::string& threadID,
                         const std::string& payload, const std::string& oldPath) {
     const auto folder = std::string(parentFolder(executable));
@@ -44,22 +35,10 @@ CodexRelaySender::CodexRelaySender(MainLoop& loop, Processes& processes, Convers
                                    std::string home)
     : loop(loop), processes(processes), reading(reading), home(std::move(home)) {}
 
-std::optional<std::string> CodexRelaySender::executable(Processes& processes, const std::string& home) {
-    std::vector<std::string> candidates;
-    for (const auto& folder : entriesOf(processes.environmentVariable("PATH").value_or("")))
-        candidates.push_back(joinedPath(folder, "codex"));
-    for (const auto* place : {"Library/pnpm/bin/codex", ".local/bin/codex"})
-        candidates.push_back(joinedPath(home, place));
-    candidates.insert(candidates.end(), {"/opt/homebrew/bin/codex", "/usr/local/bin/codex"});
-    for (auto& candidate : candidates)
-        if (processes.isExecutable(candidate)) return std::move(candidate);
-    return std::nullopt;
-}
-
 Task<void> CodexRelaySender::send(std::string payload, ConversationReference to,
                                   std::optional<std::string> afterMessageID,
                                   LifecycleFailure lifecycleFailure) {
-    const auto tool = executable(processes, home);
+    const auto tool = codexExecutable(processes, home);
     if (to.agent != Agent::codex || !isUUID(to.sessionID) || !tool)
         throw RelaySendError(
             "Codex CLI was not found or the conversation ID is invalid. Use Copy to recover.", true);

@@ -3,8 +3,8 @@
 // process owns the conversation. Codex's server is asked before whether the conversation is there and idle,
 // and watched after for a failed reply. Neither proves the delivery; only the transcript does.
 
-#include "Orvel/delivery/ConversationReading.h"
-#include "Orvel/delivery/RelaySendError.h"
+#include "Orvel/reading/ConversationReading.h"
+#include "OrvelCore/relay/RelaySendError.h"
 
 #include <exception>
 #include <functional>
@@ -25,9 +25,6 @@ class CodexRelaySender {
 
     /// The ports and the reading outlive the sender.
     CodexRelaySender(MainLoop& loop, Processes& processes, ConversationReading& reading, std::string home);
-
-    /// The command line tool of Codex: the first in PATH, then in the usual places of `home` and the system.
-    static std::optional<std::string> executable(Processes& processes, const std::string& home);
 
     /// Returns when Codex has accepted the message; then the turn is watched for up to an hour, unless
     /// another program owns the conversation. `afterMessageID` is the last message of the destination before.

@@ -1,7 +1,7 @@
 #pragma once
 // How far a delivery has come, and with it whether another try is safe.
 
-#include "Orvel/delivery/RelaySendError.h"
+#include "OrvelCore/relay/RelaySendError.h"
 
 #include <exception>
 #include <string>

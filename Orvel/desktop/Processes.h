@@ -1,7 +1,7 @@
 #pragma once
 // Child processes: started with separate arguments and without a shell, and ended with whoever owns them.
 
-#include "OrvelCore/Failure.h"
+#include "OrvelCore/text/Failure.h"
 
 #include <cstddef>
 #include <functional>

@@ -4,11 +4,11 @@
 
 #include "Orvel/delivery/ClaudeRelaySender.h"
 #include "Orvel/delivery/CodexRelaySender.h"
-#include "Orvel/delivery/ConversationReading.h"
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/model/PlainSession.h"
 #include "Orvel/model/RelayModel.h"
 #include "Orvel/model/RelayStateFile.h"
+#include "Orvel/reading/ConversationReading.h"
 #include "Orvel/runtime/Observable.h"
 #include "Orvel/runtime/Task.h"
 #include "OrvelCore/conversations/AgentFolders.h"

@@ -1,13 +1,13 @@
 // The relay session: finding the conversations of this machine, opening one or a pair of them, copying a
 // message that was saved before, and keeping the records.
 
-#include "Orvel/delivery/RelaySendError.h"
 #include "Orvel/desktop/Pasteboard.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/runtime/MainLoop.h"
 #include "Orvel/runtime/Random.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/relay/RelayError.h"
+#include "OrvelCore/relay/RelaySendError.h"
 
 namespace orvel {
 

@@ -2,11 +2,11 @@
 // anything may have been inserted.
 
 #include "Orvel/delivery/ClaudeRelayDiagnosticHistory.h"
-#include "Orvel/delivery/RelaySendError.h"
 #include "Orvel/desktop/Applications.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/runtime/Random.h"
 #include "OrvelCore/conversations/RelayFormatter.h"
+#include "OrvelCore/relay/RelaySendError.h"
 
 namespace orvel {
 

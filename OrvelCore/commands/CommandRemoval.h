@@ -2,7 +2,7 @@
 // Removing a captured command from its editor: nothing but the very text that was captured is ever erased,
 // and the editor is read again to learn what became of it.
 
-#include "OrvelCore/commands/FixedWords.h"
+#include "OrvelCore/diagnostics/FixedWords.h"
 
 #include <optional>
 #include <string>

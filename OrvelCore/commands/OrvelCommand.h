@@ -2,7 +2,7 @@
 // The typed command: /orvel, and behind one separator the instructions for Orvel. Characters are
 // user-perceived ones, so a letter that carries a mark is another letter and CR LF is one separator.
 
-#include "OrvelCore/commands/FixedWords.h"
+#include "OrvelCore/diagnostics/FixedWords.h"
 
 #include <cstddef>
 #include <optional>

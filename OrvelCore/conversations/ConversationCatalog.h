@@ -2,9 +2,9 @@
 // Finds the conversations of both agents on this machine without loading them, and resolves an identifier to
 // exactly one file, or refuses. Every operation reads files and may run on any thread.
 
-#include "OrvelCore/Failure.h"
 #include "OrvelCore/conversations/AgentFolders.h"
 #include "OrvelCore/conversations/ConversationReference.h"
+#include "OrvelCore/text/Failure.h"
 
 #include <cstddef>
 #include <map>

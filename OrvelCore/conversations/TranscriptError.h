@@ -1,7 +1,7 @@
 #pragma once
 // Why a transcript could not become a conversation.
 
-#include "OrvelCore/Failure.h"
+#include "OrvelCore/text/Failure.h"
 
 #include <cstddef>
 

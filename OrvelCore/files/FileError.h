@@ -1,7 +1,7 @@
 #pragma once
 // The failure of a file operation, worded for the user.
 
-#include "OrvelCore/Failure.h"
+#include "OrvelCore/text/Failure.h"
 
 #include <string>
 #include <string_view>

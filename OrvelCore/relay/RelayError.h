@@ -1,7 +1,7 @@
 #pragma once
 // Why an operation on the relay records was refused.
 
-#include "OrvelCore/Failure.h"
+#include "OrvelCore/text/Failure.h"
 
 namespace orvel {
 

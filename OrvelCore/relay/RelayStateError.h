@@ -1,7 +1,7 @@
 #pragma once
 // Why bytes could not become a relay state, or a state no bytes.
 
-#include "OrvelCore/Failure.h"
+#include "OrvelCore/text/Failure.h"
 
 namespace orvel {
 

@@ -3,10 +3,10 @@
 #include "agents/RealCodex.h"
 #include "model/FakeClaudeSender.h"
 
-#include "Orvel/desktop/MemorySettings.h"
 #include "Orvel/desktop/Panels.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
+#include "Orvel/platform/unavailable/MemorySettings.h"
 #include "Orvel/platform/unavailable/UnavailableApplications.h"
 #include "Orvel/platform/unavailable/UnavailablePasteboard.h"
 #include "samples/TranscriptWriter.h"

@@ -2,9 +2,9 @@
 
 #include "agents/RealCodex.h"
 
-#include "Orvel/delivery/CodexThreadLoader.h"
-#include "Orvel/delivery/CodexThreadLoaderError.h"
-#include "core/Outcome.h"
+#include "Orvel/reading/CodexThreadLoader.h"
+#include "OrvelCore/frames/CodexThreadLoaderError.h"
+#include "conversations/Outcome.h"
 
 #include <gmock/gmock.h>
 

@@ -1,10 +1,10 @@
 #include "agents/RealCodex.h"
 
-#include "Orvel/delivery/CodexThreadLoader.h"
+#include "Orvel/reading/CodexThreadLoader.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
 #include "OrvelCore/files/FilePath.h"
-#include "core/Outcome.h"
+#include "conversations/Outcome.h"
 
 #include <array>
 #include <cstdlib>

@@ -3,7 +3,7 @@
 // all on this machine and ended with the test.
 
 #include "Orvel/delivery/CodexRelaySender.h"
-#include "Orvel/delivery/ConversationReading.h"
+#include "Orvel/reading/ConversationReading.h"
 #include "PollWorld.h"
 #include "TemporaryFolder.h"
 

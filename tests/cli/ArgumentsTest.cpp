@@ -1,6 +1,6 @@
 #include "Orvel/cli/Arguments.h"
 
-#include "CommandLineRun.h"
+#include "cli/CommandLineRun.h"
 
 #include <gmock/gmock.h>
 

@@ -1,5 +1,5 @@
-#include "CommandLineRun.h"
 #include "OrvelCore/text/Digest.h"
+#include "cli/CommandLineRun.h"
 #include "samples/TranscriptWriter.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 // The manual page and the shell completions name what the program's own help names, and nothing else.
 
-#include "CommandLineRun.h"
+#include "cli/CommandLineRun.h"
 
 #include <cstdio>
 #include <map>

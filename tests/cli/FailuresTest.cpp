@@ -1,6 +1,6 @@
 // Every failure that the command line can meet: its status, its words, its case, and nothing else.
 
-#include "CommandLineRun.h"
+#include "cli/CommandLineRun.h"
 #include "samples/TranscriptWriter.h"
 
 #include <filesystem>

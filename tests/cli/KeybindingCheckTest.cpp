@@ -1,6 +1,6 @@
 // What the command line says about Codex's keybindings.
 
-#include "CommandLineRun.h"
+#include "cli/CommandLineRun.h"
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>

@@ -1,6 +1,6 @@
 // What the command line says about a file of relay records.
 
-#include "CommandLineRun.h"
+#include "cli/CommandLineRun.h"
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>

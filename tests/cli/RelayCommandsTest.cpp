@@ -1,7 +1,7 @@
 // Links, sending and receipts in the terminal, with the sample's stand-in for codex as a real process.
 
-#include "CommandLineRun.h"
-#include "RunningProgram.h"
+#include "cli/CommandLineRun.h"
+#include "cli/RunningProgram.h"
 #include "samples/SampleCodexHome.h"
 #include "samples/SampleCodexProgram.h"
 #include "samples/TranscriptWriter.h"

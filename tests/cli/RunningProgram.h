@@ -1,7 +1,7 @@
 #pragma once
 // The program itself, running beside the test.
 
-#include "CommandLineRun.h"
+#include "cli/CommandLineRun.h"
 
 #include <csignal>
 #include <string>

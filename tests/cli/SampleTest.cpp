@@ -1,6 +1,6 @@
-#include "CommandLineRun.h"
 #include "Orvel/cli/TerminalText.h"
-#include "RunningProgram.h"
+#include "cli/CommandLineRun.h"
+#include "cli/RunningProgram.h"
 
 #include <algorithm>
 #include <filesystem>

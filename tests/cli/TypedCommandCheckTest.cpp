@@ -1,6 +1,6 @@
 // What the command line says about a text that somebody types into an editor.
 
-#include "CommandLineRun.h"
+#include "cli/CommandLineRun.h"
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>

@@ -1,8 +1,9 @@
 // Delivery into Codex: what may be repeated and what may not, and the watch of the turn.
 
-#include "DeliveryFixture.h"
+#include "reading/DeliveryFixture.h"
 
 #include "Orvel/delivery/CodexRelaySender.h"
+#include "Orvel/reading/CodexExecutable.h"
 #include "TemporaryFolder.h"
 #include "samples/TranscriptWriter.h"
 
@@ -101,13 +102,13 @@ TEST_F(CodexRelaySenderTest, TheToolIsTheFirstInThePathThenInTheUsualPlaces) {
                                           "/usr/local/bin/codex"};
     processes.environment["PATH"] = "/one::/two";
     processes.programs.clear();
-    EXPECT_EQ(CodexRelaySender::executable(processes, "/home/sam"), std::nullopt);
+    EXPECT_EQ(codexExecutable(processes, "/home/sam"), std::nullopt);
     for (auto place = places.rbegin(); place != places.rend(); ++place) {
         processes.programs[*place] = nullptr;
-        EXPECT_EQ(CodexRelaySender::executable(processes, "/home/sam"), *place);
+        EXPECT_EQ(codexExecutable(processes, "/home/sam"), *place);
     }
     processes.environment.clear();
-    EXPECT_EQ(CodexRelaySender::executable(processes, "/home/sam"), places[2]);
+    EXPECT_EQ(codexExecutable(processes, "/home/sam"), places[2]);
 }
 
 TEST_F(CodexRelaySenderTest, WhatCannotBeDeliveredIsRefusedBeforeAnythingStarts) {

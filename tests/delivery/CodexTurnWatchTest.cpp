@@ -1,6 +1,6 @@
 // Watching a turn of a conversation until its reply is there, an hour at most.
 
-#include "DeliveryFixture.h"
+#include "reading/DeliveryFixture.h"
 
 #include <vector>
 

@@ -1,9 +1,9 @@
 // What both policies and the strict test of the default Return make of a keybindings.json.
 
-#include "OrvelCore/commands/CodexCopyShortcutPolicy.h"
-#include "OrvelCore/commands/CodexKeybindingFile.h"
-#include "OrvelCore/commands/CodexKeybindingPolicy.h"
-#include "OrvelCore/commands/GoogleIMEWindowPolicy.h"
+#include "OrvelCore/japanese/GoogleIMEWindowPolicy.h"
+#include "OrvelCore/keybindings/CodexCopyShortcutPolicy.h"
+#include "OrvelCore/keybindings/CodexKeybindingFile.h"
+#include "OrvelCore/keybindings/CodexKeybindingPolicy.h"
 
 #include <optional>
 #include <string>

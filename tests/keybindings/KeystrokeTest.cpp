@@ -1,4 +1,4 @@
-#include "OrvelCore/commands/Keystroke.h"
+#include "OrvelCore/keybindings/Keystroke.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 // killed. Whatever happens, no message is delivered twice without the user, and none is lost.
 
 #include "QuickFileStore.h"
-#include "RelayFixture.h"
+#include "model/RelayFixture.h"
 
 #include "Orvel/platform/simulated/SimulatedCodex.h"
 #include "OrvelCore/files/FileError.h"

@@ -1,11 +1,11 @@
 #pragma once
 // A model on a simulated desktop, over a home folder of its own.
 
-#include "FakeClaudeSender.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
 #include "TemporaryFolder.h"
+#include "model/FakeClaudeSender.h"
 #include "samples/TranscriptWriter.h"
 
 #include <gtest/gtest.h>

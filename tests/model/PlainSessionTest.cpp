@@ -1,7 +1,7 @@
 // The plain session: opening, choosing the range, forming and copying the text, and results that come too
 // late.
 
-#include "ModelFixture.h"
+#include "model/ModelFixture.h"
 
 #include "OrvelCore/files/FileError.h"
 

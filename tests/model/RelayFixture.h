@@ -1,7 +1,7 @@
 #pragma once
 // Two conversations that are done, one of each agent, and what it takes to relay between them.
 
-#include "ModelFixture.h"
+#include "model/ModelFixture.h"
 
 #include "Orvel/model/OrvelWorkspacePresentation.h"
 

@@ -1,6 +1,6 @@
 // The conversations of this machine: discovery, opening by reference, reading again.
 
-#include "ModelFixture.h"
+#include "model/ModelFixture.h"
 
 namespace orvel {
 namespace {

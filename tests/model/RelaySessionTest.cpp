@@ -1,6 +1,6 @@
 // The relay session: pairs, drafts, copies, sending, retries and receipts.
 
-#include "RelayFixture.h"
+#include "model/RelayFixture.h"
 
 #include "OrvelCore/files/FileError.h"
 

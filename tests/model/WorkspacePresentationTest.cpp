@@ -1,6 +1,6 @@
 // What a screen is given for each state of the model.
 
-#include "ModelFixture.h"
+#include "model/ModelFixture.h"
 
 #include "Orvel/model/OrvelWorkspacePresentation.h"
 

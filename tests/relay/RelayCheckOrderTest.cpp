@@ -1,7 +1,7 @@
 // Each operation reports the failure that comes first in its order of checks. For every operation there is a
 // list of obstacles in that order; each is tried alone, then each two together, and the former one decides.
 
-#include "RelaySamples.h"
+#include "relay/RelaySamples.h"
 
 #include <gtest/gtest.h>
 

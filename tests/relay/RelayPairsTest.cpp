@@ -1,4 +1,4 @@
-#include "RelaySamples.h"
+#include "relay/RelaySamples.h"
 
 #include <gtest/gtest.h>
 

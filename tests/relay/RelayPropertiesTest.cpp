@@ -2,7 +2,7 @@
 
 #include "OrvelCore/relay/RelayStateJson.h"
 #include "OrvelCore/relay/RelayStateReport.h"
-#include "RelaySamples.h"
+#include "relay/RelaySamples.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>

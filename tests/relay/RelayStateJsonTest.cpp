@@ -2,7 +2,7 @@
 
 #include "OrvelCore/relay/RelayStateError.h"
 #include "OrvelCore/relay/RelayStateReport.h"
-#include "RelaySamples.h"
+#include "relay/RelaySamples.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

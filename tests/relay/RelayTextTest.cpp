@@ -1,5 +1,5 @@
 #include "OrvelCore/relay/RelayText.h"
-#include "RelaySamples.h"
+#include "relay/RelaySamples.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // What every main loop promises, tried on all three of them.
 
-#include "LoopDrivers.h"
 #include "Orvel/runtime/Task.h"
+#include "runtime/LoopDrivers.h"
 
 #include <stdexcept>
 #include <string>

@@ -3,7 +3,7 @@
 
 #include "OrvelCore/conversations/TranscriptReader.h"
 #include "TemporaryFolder.h"
-#include "core/Outcome.h"
+#include "conversations/Outcome.h"
 #include "samples/SampleCodexHome.h"
 #include "samples/TranscriptWriter.h"
 

@@ -1,11 +1,11 @@
 // The program orvel-sample-codex as a child of Orvel's own delivery, in a sample home.
 
 #include "Orvel/delivery/CodexRelaySender.h"
-#include "Orvel/delivery/ConversationReading.h"
 #include "Orvel/platform/sample/SampleProcesses.h"
+#include "Orvel/reading/ConversationReading.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "PollWorld.h"
-#include "core/Outcome.h"
+#include "conversations/Outcome.h"
 #include "samples/SampleHome.h"
 
 #include <gmock/gmock.h>

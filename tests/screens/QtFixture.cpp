@@ -1,4 +1,4 @@
-#include "QtFixture.h"
+#include "screens/QtFixture.h"
 
 #include <memory>
 

@@ -8,9 +8,9 @@
 #include "OrvelCore/conversations/TranscriptReader.h"
 #include "OrvelCore/relay/RelayStateJson.h"
 #include "TemporaryFolder.h"
-#include "WindowFixture.h"
 #include "model/FakeClaudeSender.h"
 #include "samples/TranscriptWriter.h"
+#include "screens/WindowFixture.h"
 
 #include <chrono>
 

@@ -1,4 +1,4 @@
-#include "WindowFixture.h"
+#include "screens/WindowFixture.h"
 
 #include <QAbstractButton>
 #include <QAction>

@@ -3,7 +3,7 @@
 
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/screens/MainWindow.h"
-#include "QtFixture.h"
+#include "screens/QtFixture.h"
 
 #include <memory>
 

@@ -5,10 +5,10 @@
 #include "Orvel/platform/qt/QtText.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
 #include "TemporaryFolder.h"
-#include "WindowFixture.h"
 #include "model/FakeClaudeSender.h"
 #include "samples/SampleHome.h"
 #include "samples/TranscriptWriter.h"
+#include "screens/WindowFixture.h"
 
 #include <set>
 

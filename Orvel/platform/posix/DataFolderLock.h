@@ -2,7 +2,7 @@
 // One writer at a time for a data folder: a lock that ends with its holder, however that ends.
 
 #include "Orvel/platform/posix/Descriptor.h"
-#include "OrvelCore/Failure.h"
+#include "OrvelCore/text/Failure.h"
 
 #include <string>
 #include <string_view>

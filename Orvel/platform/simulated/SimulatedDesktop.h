@@ -3,11 +3,11 @@
 
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/desktop/FileStore.h"
-#include "Orvel/desktop/MemorySettings.h"
 #include "Orvel/desktop/Panels.h"
 #include "Orvel/platform/simulated/SimulatedLoop.h"
 #include "Orvel/platform/simulated/SimulatedProcesses.h"
 #include "Orvel/platform/simulated/SimulatedScreen.h"
+#include "Orvel/platform/unavailable/MemorySettings.h"
 
 #include <functional>
 #include <optional>

@@ -3,10 +3,10 @@
 // windows on the screen, and the thread on which these are read.
 
 #include "Orvel/desktop/InputSources.h"
+#include "Orvel/desktop/SideQueue.h"
 #include "Orvel/desktop/WindowList.h"
 #include "Orvel/platform/simulated/SimulatedSteps.h"
 #include "Orvel/platform/simulated/WorldLoop.h"
-#include "Orvel/runtime/SideQueue.h"
 
 #include <algorithm>
 #include <utility>

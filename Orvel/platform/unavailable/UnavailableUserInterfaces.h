@@ -6,8 +6,8 @@
 #include "Orvel/desktop/EventPosting.h"
 #include "Orvel/desktop/InputSources.h"
 #include "Orvel/desktop/KeyboardTap.h"
+#include "Orvel/desktop/SideQueue.h"
 #include "Orvel/desktop/WindowList.h"
-#include "Orvel/runtime/SideQueue.h"
 
 namespace orvel {
 

@@ -1,0 +1,24 @@
+#include "Orvel/reading/ChildEnding.h"
+
+#include <chrono>
+
+namespace orvel {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto patience = 1s;
+constexpr auto look = 10ms;
+
+} // namespace
+
+Task<void> endChild(MainLoop& loop, ChildProcess& child) {
+    if (child.exitStatus()) co_return;
+    child.terminate();
+    const auto until = loop.uptime() + patience;
+    while (!child.exitStatus() && loop.uptime() < until) co_await loop.sleep(look);
+    if (!child.exitStatus()) child.kill();
+}
+
+} // namespace orvel

@@ -1,0 +1,161 @@
+#include "OrvelCore/addresses/ClaudeRoutes.h"
+
+#include "OrvelCore/text/UUID.h"
+#include "OrvelCore/text/Unicode.h"
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <vector>
+
+#include <uriparser/Uri.h>
+
+namespace orvel {
+
+namespace {
+
+constexpr std::string_view originScheme = "https", originHost = "claude.ai", originPort = "443";
+
+// The components of a URL. The path is still percent-encoded.
+struct Components {
+    std::string scheme, host, port, path;
+    bool hasUserInfo = false, hasQuery = false, hasFragment = false;
+};
+
+std::string textOf(const UriTextRangeA& range) {
+    return range.first ? std::string(range.first, range.afterLast) : std::string();
+}
+
+std::string lowercased(std::string text) {
+    for (char& c : text)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    return text;
+}
+
+std::string pathOf(const UriUriA& uri) {
+    std::string path;
+    const bool startsAtRoot = uri.absolutePath != URI_FALSE || uri.hostText.first != nullptr;
+    for (const auto* segment = uri.pathHead; segment != nullptr; segment = segment->next) {
+        if (segment != uri.pathHead || startsAtRoot) path += '/';
+        path += textOf(segment->text);
+    }
+    return path;
+}
+
+std::optional<Components> componentsOf(std::string_view url) {
+    if (url.size() > longestClaudeURL) return std::nullopt;
+    UriUriA uri;
+    if (uriParseSingleUriExA(&uri, url.data(), url.data() + url.size(), nullptr) != URI_SUCCESS)
+        return std::nullopt;
+    const std::unique_ptr<UriUriA, decltype(&uriFreeUriMembersA)> members(&uri, &uriFreeUriMembersA);
+    return Components{lowercased(textOf(uri.scheme)), lowercased(textOf(uri.hostText)),
+                      textOf(uri.portText),           pathOf(uri),
+                      uri.userInfo.first != nullptr,  uri.query.first != nullptr,
+                      uri.fragment.first != nullptr};
+}
+
+// Whether the URL is of Claude's web origin and of nobody in particular.
+bool isOfClaude(const Components& url) {
+    return url.scheme == originScheme && url.host == originHost && !url.hasUserInfo &&
+           (url.port.empty() || url.port == originPort);
+}
+
+// The path behind percent-encoding, or nothing if it is no UTF-8.
+std::optional<std::string> decoded(std::string path) {
+    path.push_back('\0');
+    const char* end = uriUnescapeInPlaceExA(path.data(), URI_FALSE, URI_BR_DONT_TOUCH);
+    path.resize(static_cast<std::size_t>(end - path.data()));
+    return isValidUTF8(path) ? std::optional(path) : std::nullopt;
+}
+
+// The parts between slashes, empty ones too.
+std::vector<std::string_view> partsOf(std::string_view path) {
+    std::vector<std::string_view> parts;
+    for (std::size_t from = 0; from <= path.size();) {
+        const auto end = std::min(path.find('/', from), path.size());
+        parts.push_back(path.substr(from, end - from));
+        from = end + 1;
+    }
+    return parts;
+}
+
+DiagnosticText kindOfPart(std::string_view part) {
+    static constexpr std::array<FixedWords, 4> pages{"", "new", "chat", "epitaxy"};
+    if (isUUID(part)) return FixedWords("{UUID}");
+    if (part.starts_with("local_") && isUUID(part.substr(6))) return FixedWords("local_{UUID}");
+    return DiagnosticText::oneOf(part, pages, "{other}");
+}
+
+DiagnosticText pathSummary(std::string_view path) {
+    // Nobody needs more of a path than the longest known page and a little, and a line stays a line.
+    static constexpr std::size_t most = 8;
+    if (path.empty()) return FixedWords("Empty path");
+    if (path == "/") return FixedWords("Root /");
+    const auto parts = partsOf(path);
+    DiagnosticText summary;
+    for (std::size_t i = 0; i < std::min(parts.size(), most); ++i) {
+        if (i > 0) summary += FixedWords("/");
+        summary += kindOfPart(parts[i]);
+    }
+    if (parts.size() > most) summary += FixedWords("/{more}");
+    return summary;
+}
+
+ClaudeChatRoute::Case chatPageOf(std::string_view url) {
+    using enum ClaudeChatRoute::Case;
+    const auto components = componentsOf(url);
+    if (!components || !isOfClaude(*components)) return unsupported;
+    const auto path = decoded(components->path);
+    if (!path) return unsupported;
+    if (path->empty() || *path == "/" || *path == "/new") return newChat;
+    const auto parts = partsOf(*path);
+    if (parts.size() == 3 && parts[0].empty() && parts[1] == "chat" && isUUID(parts[2])) return conversation;
+    return unsupported;
+}
+
+} // namespace
+
+bool isURL(std::string_view text) {
+    return !text.empty() && componentsOf(text).has_value();
+}
+
+std::optional<std::string> claudeWebPath(std::string_view url) {
+    auto components = componentsOf(url);
+    if (!components || components->scheme != originScheme || components->host != originHost)
+        return std::nullopt;
+    return std::move(components->path);
+}
+
+ClaudeCodeRoute::ClaudeCodeRoute(std::string_view url) {
+    static constexpr std::string_view page = "/epitaxy", conversations = "/epitaxy/", prefix = "local_";
+    const auto components = componentsOf(url);
+    if (!components || !isOfClaude(*components)) return;
+    const std::string_view path = components->path;
+    if (path == page) kind = Kind::newConversation;
+    if (!path.starts_with(conversations)) return;
+    const auto id = path.substr(conversations.size());
+    if (!id.starts_with(prefix) || !isUUID(id.substr(prefix.size()))) return;
+    kind = Kind::conversation;
+    desktopSessionID = id;
+}
+
+ClaudeChatRoute::ClaudeChatRoute(std::string_view url) : value(chatPageOf(url)) {}
+
+DiagnosticText ClaudeChatRoute::diagnosticSummary(std::string_view url) {
+    const auto components = componentsOf(url);
+    if (!components) return FixedWords("URL structure: Unparseable");
+    const auto& [scheme, host, port, path, hasUserInfo, hasQuery, hasFragment] = *components;
+    const auto schemeWords = scheme == originScheme ? FixedWords("https")
+                             : scheme.empty()       ? FixedWords("absent")
+                                                    : FixedWords("other");
+    const auto hostWords =
+        host == originHost ? FixedWords("claude.ai") : FixedWords("claude.ai mismatch or absent");
+    return DiagnosticText::of("URL structure: scheme={}, host={}, user info present={}, port present={}, "
+                              "path={}, trailing slash={}, consecutive slashes={}, query present={}, "
+                              "fragment present={}",
+                              schemeWords, hostWords, hasUserInfo, !port.empty(), pathSummary(path),
+                              path.size() > 1 && path.ends_with('/'), path.find("//") != path.npos, hasQuery,
+                              hasFragment);
+}
+
+} // namespace orvel

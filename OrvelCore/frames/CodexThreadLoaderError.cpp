@@ -1,0 +1,51 @@
+#include "OrvelCore/frames/CodexThreadLoaderError.h"
+
+#include <array>
+#include <string_view>
+
+namespace orvel {
+
+namespace {
+
+constexpr std::array<std::string_view, 5> names{"invalid", "timeout", "disconnected", "activeWriter",
+                                                "other"};
+
+} // namespace
+
+CodexThreadLoaderError::CodexThreadLoaderError(Kind kind, std::string message)
+    : Failure(names[static_cast<std::size_t>(kind)], std::move(message)), which(kind) {}
+
+CodexThreadLoaderError CodexThreadLoaderError::invalid() {
+    return {Kind::invalid, "Couldn't verify the Codex connection response."};
+}
+
+CodexThreadLoaderError CodexThreadLoaderError::timeout() {
+    return {Kind::timeout, "The Codex connection check timed out. Check delivery records."};
+}
+
+CodexThreadLoaderError CodexThreadLoaderError::disconnected() {
+    return {
+        Kind::disconnected,
+        "The Codex conversation connection ended. Check delivery records without resending automatically."};
+}
+
+CodexThreadLoaderError CodexThreadLoaderError::activeWriter() {
+    return {Kind::activeWriter, "This Codex conversation is open through another connection and could not be "
+                                "loaded. Nothing was sent."};
+}
+
+CodexThreadLoaderError CodexThreadLoaderError::notIdle() {
+    return {Kind::other,
+            "Couldn't verify that the Codex conversation is idle. Try again after the reply finishes."};
+}
+
+CodexThreadLoaderError CodexThreadLoaderError::pipes() {
+    return {Kind::other, "Couldn't safely configure Codex input/output pipes."};
+}
+
+CodexThreadLoaderError CodexThreadLoaderError::turnFailed() {
+    return {Kind::other,
+            "The Codex reply failed or was interrupted. Check the conversation and delivery records."};
+}
+
+} // namespace orvel

@@ -1,0 +1,31 @@
+#pragma once
+// Why the connection to Codex's server did not give what was asked.
+
+#include "OrvelCore/text/Failure.h"
+
+#include <string>
+
+namespace orvel {
+
+class CodexThreadLoaderError : public Failure {
+  public:
+    enum class Kind { invalid, timeout, disconnected, activeWriter, other };
+
+    CodexThreadLoaderError(Kind kind, std::string message);
+
+    static CodexThreadLoaderError invalid();
+    static CodexThreadLoaderError timeout();
+    static CodexThreadLoaderError disconnected();
+    /// Another connection is the writer of the conversation.
+    static CodexThreadLoaderError activeWriter();
+    static CodexThreadLoaderError notIdle();
+    static CodexThreadLoaderError pipes();
+    static CodexThreadLoaderError turnFailed();
+
+    Kind kind() const noexcept { return which; }
+
+  private:
+    Kind which;
+};
+
+} // namespace orvel

@@ -1,0 +1,258 @@
+#include "OrvelCore/composers/ClaudeComposer.h"
+#include "composers/ComposerTreeTable.h"
+
+#include <gtest/gtest.h>
+
+using namespace orvel;
+using enum ClaudeComposerDiagnosis;
+
+namespace {
+
+struct Page : ComposerTreeTable<ComposerNode, ClaudeComposerTree> {
+    std::vector<std::string> lines;
+    std::size_t levels = 0;
+    std::string roles;
+
+    void onAncestor(std::size_t level, const DiagnosticText& role) override {
+        EXPECT_EQ(level, ++levels);
+        roles += (roles.empty() ? "" : " ") + role.text();
+    }
+    void report(const DiagnosticText& line) override { lines.push_back(line.text()); }
+
+    ClaudeComposerDiagnosis chat() { return ClaudeComposerIdentity::inspect(parentOfFocused(), *this); }
+    ClaudeCodeInspection code() { return ClaudeCodeComposerIdentity::inspect(parentOfFocused(), *this); }
+    std::string lastLine() const { return lines.empty() ? "" : lines.back(); }
+};
+
+const std::string session = "local_0f8fad5b-d9cb-469f-a165-70867728950e";
+
+// window 100, page 101, groups 6 to 1 inside each other, in the innermost the editor 0 and the Send
+// button 10.
+Page composer(const char* sendLabel) {
+    Page page;
+    page.add(100, "AXWindow");
+    auto& webArea = page.add(101, "AXWebArea", 100).node;
+    webArea.webRoute = ClaudeChatRoute::conversation;
+    webArea.codeRoute = ClaudeCodeRoute("https://claude.ai/epitaxy/" + session);
+    for (NodeID id = 6; id > 0; --id) page.add(id, "AXGroup", id == 6 ? 101 : id + 1);
+    page.add(0, "AXTextArea", 1);
+    page.add(10, "AXButton", 1, {sendLabel});
+    return page;
+}
+
+// The window moved up until it is the ancestor of this number; it was the eighth.
+void moveWindow(Page& page, NodeID ancestors) {
+    page.raise(100, ancestors - 8);
+}
+
+struct Case {
+    const char* what;
+    ClaudeComposerDiagnosis code, chat;
+    void (*change)(Page&);
+    const char* lastLine = nullptr; // Of the chat's.
+};
+
+} // namespace
+
+TEST(ClaudeComposer, IsRecognisedByWhatSurroundsIt) {
+    const Case cases[] = {
+        {"as it is", matchedCode, matched, [](Page&) {},
+         "scope4: Inspected 2 elements / focus=true / Send=true"},
+        {"no parent", ancestorChainEnded, ancestorChainEnded, [](Page& p) { p.node(0).parent.reset(); }},
+        {"no window", ancestorChainEnded, ancestorChainEnded, [](Page& p) { p.node(101).parent.reset(); }},
+        {"circle", ancestorCycle, ancestorCycle, [](Page& p) { p.node(101).parent = 3; }},
+        {"circle of the editor", ancestorCycle, ancestorCycle, [](Page& p) { p.node(3).parent = 0; }},
+        {"unreadable ancestor", ancestorReadFailed, ancestorReadFailed, [](Page& p) { p.unreadable = {3}; }},
+        {"dialog", dialog, dialog, [](Page& p) { p.node(3).subrole = "AXDialog"; }},
+        {"dialog above the page", dialog, dialog, [](Page& p) { p.node(100).role = "AXSheet"; }},
+        {"no page", webAreaMissing, webAreaMissing, [](Page& p) { p.node(101).role = "AXGroup"; }},
+        {"unknown page", unsupportedRoute, unsupportedRoute,
+         [](Page& p) { p.node(101).webRoute.reset(), p.node(101).codeRoute.reset(); }},
+        {"unsupported page", unsupportedRoute, unsupportedRoute,
+         [](Page& p) {
+             p.node(101).webRoute = ClaudeChatRoute::unsupported, p.node(101).codeRoute = ClaudeCodeRoute{};
+         }},
+        {"new page", unsupportedRoute, matched,
+         [](Page& p) {
+             p.node(101).webRoute = ClaudeChatRoute::newChat;
+             p.node(101).codeRoute = ClaudeCodeRoute("https://claude.ai/epitaxy");
+         }},
+        {"editor right in the page", unavailable, sendButtonMissing, [](Page& p) { p.node(0).parent = 101; }},
+        {"four groups", unavailable, matched, [](Page& p) { p.node(4).parent = 101; }},
+        {"five groups", matchedCode, matched, [](Page& p) { p.node(5).parent = 101; }},
+        {"list around", unavailable, unavailable, [](Page& p) { p.node(2).role = "AXList"; },
+         "scope3: Unsupported role=AXList"},
+        {"list far around", unavailable, matched, [](Page& p) { p.node(5).role = "AXList"; }},
+        {"cancel", messageEditor, messageEditor,
+         [](Page& p) {
+             p.add(11, "AXButton", 2, {"x", "Cancel"});
+         }},
+        {"attachment", messageEditor, matched, [](Page& p) { p.add(11, "AXButton", 5, {"Remove a.txt"}); }},
+        {"second editor", ambiguousEditors, ambiguousEditors, [](Page& p) { p.add(11, "AXTextField", 1); }},
+        {"second send", sendButtonMissing, matched,
+         [](Page& p) { p.add(11, "AXButton", 1, p.node(10).buttonLabels); }},
+        {"no send", sendButtonMissing, sendButtonMissing,
+         [](Page& p) { p.node(10).buttonLabels = {"send"}; }},
+        {"send too far out", sendButtonMissing, sendButtonMissing,
+         [](Page& p) { p.children(1) = {0}, p.children(6).push_back(10); }},
+        {"focus not seen", sendButtonMissing, sendButtonMissing, [](Page& p) { p.children(1) = {10}; }},
+        {"page within", dialog, unavailable, [](Page& p) { p.add(11, "AXWebArea", 1); },
+         "scope1: Unsupported role=AXWebArea"},
+        {"dialog within", dialog, unavailable,
+         [](Page& p) { p.add(11, "AXGroup", 1).node.subrole = "AXDialog"; },
+         "scope1: Unsupported role=AXGroup"},
+        {"unknown role", matchedCode, unavailable, [](Page& p) { p.add(11, "Canary", 1); },
+         "scope1: Unsupported role=Other role"},
+        {"unreadable child", unavailable, unavailable, [](Page& p) { p.unreadable = {10}; },
+         "scope1: Child element unavailable"},
+        {"unreadable children", unavailable, unavailable, [](Page& p) { p.childless = {2}; },
+         "scope2: Child list unavailable"},
+        {"unreadable branch", unavailable, unavailable,
+         [](Page& p) { p.add(11, "AXGroup", 2), p.childless = {11}; },
+         "scope2: Branch children unavailable or more than 12"},
+        {"circle within", unavailable, unavailable,
+         [](Page& p) { p.add(11, "AXGroup", 2), p.children(11) = {2}; },
+         "scope2: Revisiting an element in an unfinished branch"},
+        {"child of two", unavailable, matched, [](Page& p) { p.children(2).push_back(10); },
+         "scope4: Inspected 2 elements / focus=true / Send=true"},
+    };
+    for (const auto& test : cases) {
+        auto codePage = composer("Send"), chatPage = composer("Send message");
+        test.change(codePage), test.change(chatPage);
+        const auto code = codePage.code();
+        EXPECT_EQ(rawValue(code.diagnosis), rawValue(test.code)) << test.what;
+        EXPECT_EQ(code.desktopSessionID, test.code == matchedCode ? std::optional(session) : std::nullopt);
+        EXPECT_EQ(rawValue(chatPage.chat()), rawValue(test.chat)) << test.what;
+        if (test.lastLine) {
+            EXPECT_EQ(chatPage.lastLine(), test.lastLine) << test.what;
+        }
+    }
+}
+
+TEST(ClaudeComposer, KnowsItsButtonsByTheirLabels) {
+    for (const auto* send : {"Send message", "Send Message", "メッセージを送信"}) {
+        EXPECT_EQ(composer(send).chat(), matched) << send;
+        EXPECT_EQ(composer(send).code().diagnosis, sendButtonMissing) << send;
+    }
+    EXPECT_EQ(composer("Send").chat(), sendButtonMissing);
+    for (const auto* edit : {"Save", "Save changes", "Save & Submit", "Save and submit", "Cancel", "保存",
+                             "変更を保存", "保存して送信", "キャンセル", "Remove "})
+        for (const auto* role : {"AXButton", "AXMenuButton"}) {
+            const bool isButton = std::string_view(role) == "AXButton";
+            const bool isRemoval = std::string_view(edit) == "Remove ";
+            auto chatPage = composer("Send message"), codePage = composer("Send");
+            for (auto* page : {&chatPage, &codePage}) page->add(11, role, 1, {edit});
+            EXPECT_EQ(chatPage.chat(), isButton && !isRemoval ? messageEditor : matched) << edit;
+            EXPECT_EQ(codePage.code().diagnosis, isButton ? messageEditor : matchedCode) << edit;
+        }
+}
+
+TEST(ClaudeComposer, KnowsWhatMayStandBesideIt) {
+    const struct {
+        ClaudeComposerDiagnosis code, chat;
+        std::vector<const char*> roles;
+    } cases[] = {
+        {matchedCode,
+         matched,
+         {"AXStaticText", "AXImage", "AXLink", "AXCheckBox", "AXPopUpButton", "AXMenuButton", "AXRadioButton",
+          "AXButton", "AXGroup", "AXRadioGroup"}},
+        {matchedCode, unavailable, {"AXList", "AXSearchField", "AXWindow"}},
+        {ambiguousEditors, ambiguousEditors, {"AXTextArea", "AXTextField"}},
+        {dialog, unavailable, {"AXWebArea", "AXSheet", "AXDialog"}},
+    };
+    for (const auto& [code, chat, roles] : cases)
+        for (const auto* role : roles) {
+            auto chatPage = composer("Send message"), codePage = composer("Send");
+            for (auto* page : {&chatPage, &codePage}) page->add(50, role, 1);
+            EXPECT_EQ(rawValue(chatPage.chat()), rawValue(chat)) << role;
+            EXPECT_EQ(rawValue(codePage.code().diagnosis), rawValue(code)) << role;
+        }
+    // As the focused element, a field is an editor for Code conversations alone.
+    auto chatPage = composer("Send message"), codePage = composer("Send");
+    for (auto* page : {&chatPage, &codePage}) page->node(0).role = "AXTextField";
+    EXPECT_EQ(chatPage.chat(), unavailable);
+    EXPECT_EQ(codePage.code().diagnosis, matchedCode);
+}
+
+TEST(ClaudeComposer, LooksAtSixtyFourAncestors) {
+    for (const NodeID ancestors : {63, 64, 65}) {
+        auto codePage = composer("Send"), chatPage = composer("Send Message");
+        moveWindow(codePage, ancestors), moveWindow(chatPage, ancestors);
+        EXPECT_EQ(codePage.code().diagnosis, ancestors > 64 ? ancestorDepthLimit : matchedCode) << ancestors;
+        EXPECT_EQ(chatPage.chat(), ancestors > 64 ? ancestorDepthLimit : matched) << ancestors;
+    }
+}
+
+TEST(ClaudeComposer, GivesUpAtAScopeOfThirteenChildren) {
+    for (const std::size_t children : {11, 12, 13}) {
+        auto page = composer("メッセージを送信");
+        for (NodeID id = 20; page.children(2).size() < children; ++id) page.add(id, "AXImage", 2);
+        EXPECT_EQ(page.chat(), children > 12 ? sendButtonMissing : matched) << children;
+        EXPECT_EQ(page.lastLine().substr(0, 6), children > 12 ? "scope2" : "scope4");
+    }
+}
+
+TEST(ClaudeComposer, LooksIntoBranchesOfTwelveChildren) {
+    for (const std::size_t children : {11, 12, 13}) {
+        auto page = composer("Send message");
+        page.add(11, "AXRadioGroup", 1);
+        for (NodeID id = 20; page.children(11).size() < children; ++id) page.add(id, "AXImage", 11);
+        EXPECT_EQ(page.chat(), children > 12 ? unavailable : matched) << children;
+    }
+}
+
+TEST(ClaudeComposer, LooksForTheSendButtonInTheFourNearestScopes) {
+    for (NodeID scope = 1; scope <= 6; ++scope) {
+        auto page = composer("Send message");
+        page.children(1) = {0};
+        page.children(scope).push_back(10);
+        EXPECT_EQ(page.chat(), scope > 4 ? sendButtonMissing : matched) << scope;
+        EXPECT_EQ(page.lines.size(), 4U);
+    }
+}
+
+TEST(ClaudeComposer, TellsTheKnownRolesOfAncestors) {
+    auto page = composer("Send");
+    page.node(6).role = "Canary";
+    page.chat();
+    EXPECT_EQ(page.roles, "AXGroup AXGroup AXGroup AXGroup AXGroup Other role AXWebArea AXWindow");
+}
+
+TEST(ClaudeComposer, ReadsNoMoreThanItsLimitWhateverTheTree) {
+    // Of the 64 ancestors 8 are in place. Everything added is a branch, so that all its children are read.
+    for (const NodeID elements : {39, 40, 41, 5000}) {
+        auto page = composer("Send message");
+        moveWindow(page, 64);
+        page.addBranches(1, 1002, 1000 + elements); // The editor and its button are two.
+        EXPECT_EQ(page.chat(), elements > 40 ? unavailable : matched) << elements;
+        if (elements > 40) {
+            EXPECT_EQ(page.lastLine(), "scope1: Total limit of 40 elements exceeded");
+        }
+        if (elements >= 40) {
+            EXPECT_EQ(page.nodeReads, 104U);
+        }
+        EXPECT_LE(page.childReads, 44U);
+    }
+    for (const NodeID elements : {99, 100, 101, 5000}) {
+        auto page = composer("Send");
+        moveWindow(page, 64);
+        page.addBranches(1, 1007, 1000 + elements); // The scope, four groups, the editor and its button.
+        EXPECT_EQ(page.code().diagnosis, elements > 100 ? unavailable : matchedCode) << elements;
+        EXPECT_LE(page.nodeReads, 164U);
+        EXPECT_LE(page.childReads, 100U);
+        if (elements == 100) {
+            EXPECT_EQ(page.nodeReads + page.childReads, 264U);
+        }
+    }
+}
+
+TEST(ClaudeComposer, IsAnEditableTextAreaOfItsKind) {
+    EXPECT_TRUE(ClaudeCodeComposerIdentity::matchesEditor("AXTextArea", "Prompt", true));
+    EXPECT_FALSE(ClaudeCodeComposerIdentity::matchesEditor("AXTextField", "Prompt", true));
+    EXPECT_FALSE(ClaudeCodeComposerIdentity::matchesEditor("AXTextArea", "prompt", true));
+    EXPECT_FALSE(ClaudeCodeComposerIdentity::matchesEditor("AXTextArea", "Prompt", false));
+    EXPECT_TRUE(ClaudeComposerIdentity::matchesEditor("AXTextArea", {"a", "ProseMirror"}, true));
+    EXPECT_FALSE(ClaudeComposerIdentity::matchesEditor("AXTextField", {"ProseMirror"}, true));
+    EXPECT_FALSE(ClaudeComposerIdentity::matchesEditor("AXTextArea", {"ProseMirror-x"}, true));
+    EXPECT_FALSE(ClaudeComposerIdentity::matchesEditor("AXTextArea", {"ProseMirror"}, false));
+}

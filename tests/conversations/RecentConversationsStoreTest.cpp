@@ -1,0 +1,310 @@
+#include "OrvelCore/conversations/RecentConversationsStore.h"
+
+#include "OrvelCore/text/Failure.h"
+#include "TemporaryFolder.h"
+
+#include <limits>
+#include <map>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <rapidcheck/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace orvel;
+using testing::ElementsAre;
+
+namespace {
+
+const std::string loadError = "Couldn't load recent conversations. Open the conversation file again.";
+
+RecentConversationsStore::ReplaceFile writer() {
+    return [](const std::string& path, std::string_view contents) {
+        std::ofstream(path, std::ios::binary) << contents;
+    };
+}
+
+RecentConversationsStore::ReplaceFile failing() {
+    return [](const std::string&, std::string_view) { throw std::runtime_error("disk full"); };
+}
+
+nlohmann::json object(const std::string& path, double lastUsed, const std::string& title = "T") {
+    return {{"source", "codex"}, {"title", title}, {"path", path}, {"lastUsed", lastUsed}};
+}
+
+std::vector<std::string> pathsOf(const RecentConversationsStore& store) {
+    std::vector<std::string> paths;
+    for (const auto& entry : store.entries()) paths.push_back(entry.path);
+    return paths;
+}
+
+// A store on a file in a fresh folder.
+struct RecentConversations : testing::Test {
+    TemporaryFolder folder;
+    std::string file = folder.path("recent-conversations.json");
+
+    RecentConversationsStore loaded() const { return {file, writer()}; }
+    RecentConversationsStore loaded(std::string_view contents) const {
+        folder.write("recent-conversations.json", contents);
+        return loaded();
+    }
+};
+
+} // namespace
+
+TEST_F(RecentConversations, LoadWhatIsUsableNewestFirst) {
+    auto document = nlohmann::json::array();
+    const std::string longTitle = std::string(199, 't') + "e\u0301x";
+    const std::string nul("/nul\0", 5);
+    document.push_back(object("/b", 5));
+    document.push_back(object("/a", 5));
+    document.push_back(object("relative", 9));
+    document.push_back(object("", 9));
+    document.push_back(object(nul, 9));
+    document.push_back(object("/x/../c/./d/", 7, longTitle));
+    document.push_back(object("/c/d", 8, "older spelling, newer date"));
+    document.push_back(object("/e", -1e9, ""));
+    document.push_back({{"source", "claude"}, {"title", "T"}, {"path", "/f"}, {"lastUsed", 6}, {"more", 1}});
+    const auto store = loaded(document.dump());
+    EXPECT_FALSE(store.loadErrorDescription());
+    EXPECT_THAT(store.entries(),
+                ElementsAre(RecentConversation{Agent::codex, "older spelling, newer date", "/c/d", 8},
+                            RecentConversation{Agent::claude, "T", "/f", 6},
+                            RecentConversation{Agent::codex, "T", "/a", 5},
+                            RecentConversation{Agent::codex, "T", "/b", 5},
+                            RecentConversation{Agent::codex, "", "/e", -1e9}));
+    EXPECT_EQ(loaded("[" + object("/a", 1, longTitle).dump() + "]").entries().front().title,
+              std::string(199, 't') + "e\u0301");
+}
+
+TEST_F(RecentConversations, KeepTheNewestTwenty) {
+    auto document = nlohmann::json::array();
+    for (int i = 0; i < 25; ++i) document.push_back(object("/" + std::to_string(i), i * 7 % 25));
+    document.push_back(object("/again", 100));
+    document.push_back(object("/x/../again", 99)); // Repetitions do not use up places.
+    const auto store = loaded(document.dump());
+    ASSERT_EQ(store.entries().size(), 20U);
+    EXPECT_EQ(store.entries()[0].lastUsed, 100);
+    EXPECT_EQ(store.entries()[1].lastUsed, 24);
+    EXPECT_EQ(store.entries()[19].lastUsed, 6);
+}
+
+TEST_F(RecentConversations, RefuseABadFileAsAWholeAndLeaveIt) {
+    const auto good = object("/a", 1);
+    const auto with = [&](const char* key, const nlohmann::json& value) {
+        auto bad = object("/b", 2);
+        bad[key] = value;
+        return nlohmann::json{good, bad}.dump();
+    };
+    const auto without = [&](const char* key) {
+        auto bad = object("/b", 2);
+        bad.erase(key);
+        return nlohmann::json{good, bad}.dump();
+    };
+    const std::string list = "[" + good.dump() + "]";
+    const std::size_t limit = 131'072;
+    const struct {
+        const char* name;
+        std::string contents;
+        bool loads;
+    } cases[] = {
+        {"an empty list", "[]", true},
+        {"blanks around", " \n" + list + "\n", true},
+        {"the largest", list + std::string(limit - list.size(), ' '), true},
+        {"one byte more", list + std::string(limit + 1 - list.size(), ' '), false},
+        {"nothing", "", false},
+        {"an object", good.dump(), false},
+        {"null", "null", false},
+        {"more behind it", list + "]", false},
+        {"an entry that is no object", "[" + good.dump() + ",[]]", false},
+        {"another agent", with("source", "gemini"), false},
+        {"an agent in capitals", with("source", "Codex"), false},
+        {"an agent that is no string", with("source", 1), false},
+        {"a title that is null", with("title", nullptr), false},
+        {"a path that is a number", with("path", 1), false},
+        {"a date that is a string", with("lastUsed", "2"), false},
+        {"a date that is true", with("lastUsed", true), false},
+        {"a date beyond a double", R"([{"source":"codex","title":"T","path":"/a","lastUsed":1e999}])", false},
+        {"no source", without("source"), false},
+        {"no title", without("title"), false},
+        {"no path", without("path"), false},
+        {"no date", without("lastUsed"), false},
+        {"not UTF-8", "[" + good.dump().replace(good.dump().find("T"), 1, "\xff") + "]", false},
+        {"brackets", std::string(100'000, '['), false},
+    };
+    for (const auto& [name, contents, loads] : cases) {
+        SCOPED_TRACE(name);
+        const auto store = loaded(contents);
+        EXPECT_EQ(store.loadErrorDescription(), loads ? std::nullopt : std::optional(loadError));
+        EXPECT_EQ(contentsOf(file), contents);
+        EXPECT_TRUE(loads || store.entries().empty());
+    }
+}
+
+TEST_F(RecentConversations, LoadNothingFromAFileThatIsCutAnywhere) {
+    auto store = loaded();
+    store.record(Agent::codex, "検索 \"quoted\"", "/a", 1.5);
+    store.record(Agent::claude, "T", "/b", 2);
+    const auto whole = contentsOf(file);
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+        const auto cut = loaded(std::string_view(whole).substr(0, size));
+        ASSERT_EQ(cut.loadErrorDescription(), loadError) << size;
+        ASSERT_TRUE(cut.entries().empty()) << size;
+    }
+}
+
+TEST_F(RecentConversations, AreEmptyWithoutAFileAndRefuseWhatIsNone) {
+    EXPECT_FALSE(loaded().loadErrorDescription());
+    EXPECT_EQ(RecentConversationsStore(folder.path(), writer()).loadErrorDescription(), loadError);
+    ASSERT_EQ(mkfifo(folder.path("fifo").c_str(), 0600), 0);
+    EXPECT_EQ(RecentConversationsStore(folder.path("fifo"), writer()).loadErrorDescription(), loadError);
+    ASSERT_EQ(symlink("loop", folder.path("loop").c_str()), 0);
+    EXPECT_FALSE(RecentConversationsStore(folder.path("loop"), writer()).loadErrorDescription());
+    EXPECT_EQ(
+        RecentConversationsStore(folder.writeSparse("huge", 1ULL << 36), writer()).loadErrorDescription(),
+        loadError);
+}
+
+TEST_F(RecentConversations, RecordWithATitleThatNamesTheConversation) {
+    const struct {
+        const char* name;
+        std::string title, path, recordedTitle, recordedPath;
+    } cases[] = {
+        {"trimmed", " \u3000 Title\n", "/a/b.jsonl", "Title", "/a/b.jsonl"},
+        {"blank", " \t\u00a0", "/a/b.c.jsonl", "b.c", "/a/b.c.jsonl"},
+        {"empty", "", "/a/b", "b", "/a/b"},
+        {"long", std::string(300, 'x'), "/a", std::string(200, 'x'), "/a"},
+        {"long in characters", std::string(199, 'x') + "👨‍👩‍👧👨‍👩‍👧", "/a",
+         std::string(199, 'x') + "👨‍👩‍👧", "/a"},
+        {"trimmed before it is cut", std::string(300, ' ') + "x", "/a", "x", "/a"},
+        {"a long file name", "", "/" + std::string(250, 'x'), std::string(200, 'x'),
+         "/" + std::string(250, 'x')},
+        {"detours", "T", "/a/../b/./c//", "T", "/b/c"},
+    };
+    for (const auto& [name, title, path, recordedTitle, recordedPath] : cases) {
+        SCOPED_TRACE(name);
+        auto store = loaded("[]");
+        store.record(Agent::claude, title, path, 1);
+        const RecentConversation expected{Agent::claude, recordedTitle, recordedPath, 1};
+        EXPECT_THAT(store.entries(), ElementsAre(expected));
+        EXPECT_THAT(loaded().entries(), ElementsAre(expected));
+    }
+}
+
+TEST_F(RecentConversations, RefuseToRecordWhatNoFileIsNamed) {
+    auto store = loaded("[]");
+    store.record(Agent::codex, "T", "/a", 1);
+    const auto before = contentsOf(file);
+    const double infinity = std::numeric_limits<double>::infinity();
+    const struct {
+        std::string path;
+        double lastUsed;
+    } cases[] = {{"a", 2},
+                 {"", 2},
+                 {std::string("/a\0b", 4), 2},
+                 {"/\xff", 2},
+                 {"/b", infinity},
+                 {"/b", -infinity},
+                 {"/b", std::numeric_limits<double>::quiet_NaN()}};
+    for (const auto& [path, lastUsed] : cases) {
+        SCOPED_TRACE(path);
+        try {
+            store.record(Agent::codex, "T", path, lastUsed);
+            ADD_FAILURE();
+        } catch (const Failure& failure) {
+            EXPECT_EQ(failure.caseName(), "invalidFileName");
+        }
+        EXPECT_THAT(pathsOf(store), ElementsAre("/a"));
+        EXPECT_EQ(contentsOf(file), before);
+    }
+}
+
+TEST_F(RecentConversations, MoveARecordedPathToItsPlace) {
+    auto store = loaded("[]");
+    for (int i = 1; i <= 20; ++i) store.record(Agent::codex, "T", "/" + std::to_string(i), i);
+    store.record(Agent::claude, "new title", "/x/../3", 50);
+    EXPECT_EQ(store.entries().front(), (RecentConversation{Agent::claude, "new title", "/3", 50}));
+    EXPECT_EQ(store.entries().size(), 20U);
+
+    store.record(Agent::codex, "T", "/late", 0); // Older than all twenty.
+    EXPECT_EQ(store.entries().size(), 20U);
+    EXPECT_EQ(store.entries().back().path, "/1");
+
+    store.record(Agent::codex, "T", "/3", 0); // The older date counts, since it is the newer record.
+    EXPECT_EQ(store.entries().back(), (RecentConversation{Agent::codex, "T", "/3", 0}));
+}
+
+TEST_F(RecentConversations, RemoveByIdAndWriteInAnyCase) {
+    auto store = loaded("[" + object("/a", 1).dump() + "," + object("/b", 2).dump() + "]");
+    store.remove("/unknown");
+    EXPECT_THAT(pathsOf(store), ElementsAre("/b", "/a"));
+    EXPECT_EQ(nlohmann::json::parse(contentsOf(file)).size(), 2U);
+    EXPECT_EQ(contentsOf(file).find_first_of(" \n"), std::string::npos);
+    store.remove("/b");
+    EXPECT_THAT(pathsOf(loaded()), ElementsAre("/a"));
+    std::filesystem::remove(file);
+    store.remove("/unknown");
+    EXPECT_THAT(pathsOf(loaded()), ElementsAre("/a"));
+}
+
+TEST_F(RecentConversations, ForgetALoadErrorOnlyWithASuccessfulSave) {
+    folder.write("recent-conversations.json", "broken");
+    RecentConversationsStore unwritable(file, failing());
+    EXPECT_THROW(unwritable.record(Agent::codex, "T", "/a", 1), std::runtime_error);
+    EXPECT_THROW(unwritable.remove("/a"), std::runtime_error);
+    EXPECT_EQ(unwritable.loadErrorDescription(), loadError);
+    EXPECT_TRUE(unwritable.entries().empty());
+    EXPECT_EQ(contentsOf(file), "broken");
+
+    auto store = loaded();
+    store.record(Agent::codex, "T", "/a", 1);
+    EXPECT_FALSE(store.loadErrorDescription());
+    EXPECT_THAT(pathsOf(loaded()), ElementsAre("/a"));
+}
+
+TEST_F(RecentConversations, AreAvailableWhileAReadableFileIsThere) {
+    RecentConversation entry{Agent::codex, "T", file, 1};
+    EXPECT_FALSE(entry.isAvailable());
+    folder.write("recent-conversations.json", "");
+    EXPECT_TRUE(entry.isAvailable());
+    if (geteuid() != 0) {
+        chmod(file.c_str(), 0);
+        EXPECT_FALSE(entry.isAvailable());
+    }
+    entry.path = folder.path();
+    EXPECT_FALSE(entry.isAvailable());
+}
+
+// Whatever is recorded and removed, the list agrees with a plain model of it and with its file.
+RC_GTEST_PROP(RecentConversationsModel, HoldsTheNewestTwentyPathsThroughAnyHistory, ()) {
+    const TemporaryFolder folder;
+    RecentConversationsStore store(folder.path("file"), writer());
+    std::map<std::string, double> dates;
+    const auto steps = *rc::gen::container<std::vector<std::pair<int, int>>>(
+        rc::gen::pair(rc::gen::inRange(0, 40), rc::gen::inRange(-5, 30)));
+    for (const auto& [number, date] : steps) {
+        const auto path = "/" + std::to_string(number);
+        if (date < 0) {
+            store.remove(path);
+            dates.erase(path);
+        } else {
+            store.record(Agent::codex, "T", path, date);
+            dates[path] = date;
+        }
+        std::vector<std::pair<double, std::string>> newest;
+        for (const auto& [name, used] : dates) newest.emplace_back(-used, name);
+        std::sort(newest.begin(), newest.end());
+        if (newest.size() > 20) newest.resize(20);
+        dates.clear();
+        std::vector<std::string> paths;
+        for (const auto& [used, name] : newest) {
+            dates[name] = -used;
+            paths.push_back(name);
+        }
+        RC_ASSERT(pathsOf(store) == paths);
+    }
+    if (!steps.empty())
+        RC_ASSERT(RecentConversationsStore(folder.path("file"), writer()).entries() == store.entries());
+}

@@ -1,0 +1,248 @@
+#include "OrvelCore/files/FileError.h"
+#include "OrvelCore/files/FileReading.h"
+#include "TemporaryFolder.h"
+#include "conversations/Outcome.h"
+#include "samples/TranscriptWriter.h"
+
+#include <functional>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace orvel;
+
+namespace {
+
+std::string malformed(int line) {
+    return "Couldn't read conversation file line " + std::to_string(line) +
+           ". If the file is being written, refresh it.";
+}
+
+const std::string noMessages = "No user or assistant messages were found. Choose a supported JSONL file.";
+
+std::string nested(std::size_t depth) {
+    return R"({"a":)" + std::string(depth, '[') + std::string(depth, ']') + "}";
+}
+
+} // namespace
+
+TEST(TranscriptReader, StopsAtTheFirstLineThatIsNoObject) {
+    using namespace std::string_literals;
+    const struct {
+        const char* name;
+        std::string text, failure;
+    } cases[] = {
+        {"nothing", "", noMessages},
+        {"blank lines", "\n \t\r\n\t\u2028", noMessages},
+        {"line feed", "{}\nx", malformed(2)},
+        {"vertical tab", "{}\vx", malformed(2)},
+        {"form feed", "{}\fx", malformed(2)},
+        {"carriage return", "{}\rx", malformed(2)},
+        {"next line", "{}\u0085x", malformed(2)},
+        {"line separator", "{}\u2028x", malformed(2)},
+        {"paragraph separator", "{}\u2029x", malformed(2)},
+        {"each of a pair ends a line", "{}\r\n{}\r\nx", malformed(5)},
+        {"blank lines count", "\n\n{}\n \t \nx", malformed(5)},
+        {"blanks around a record", " \t{} \t\nx", malformed(2)},
+        {"a line of other blanks is no record", "{}\n\u00a0\n{}", malformed(2)},
+        {"other blanks around a record", "\u3000{}", malformed(1)},
+        {"a separator inside a string", "{}\n{\"a\":\"x\u2028y\"}", malformed(2)},
+        {"a line that ends inside a string", "{}\n{\"a\":\"x\n\"}", malformed(2)},
+        {"a list", "[]", malformed(1)},
+        {"a string", "\"x\"", malformed(1)},
+        {"null", "null", malformed(1)},
+        {"two records in a line", "{}{}", malformed(1)},
+        {"a record and more", "{} x", malformed(1)},
+        {"a cut last line", "{}\n{\"type\":\"us", malformed(2)},
+        {"a NUL behind a record", "{}\n{}\0"s, malformed(2)},
+        {"a NUL inside a string", "{\"a\":\"\0\"}"s, malformed(1)},
+        {"a comma too many", "{\"a\":1,}", malformed(1)},
+        {"single quotes", "{'a':1}", malformed(1)},
+        {"lone surrogates", R"({"a":"\ud800"})", malformed(1)},
+        {"lone low surrogates", R"({"a":"\udc00"})", malformed(1)},
+        {"a number beyond a double", R"({"a":1e999})", malformed(1)},
+        {"depth that the parser knows", nested(1'000), noMessages},
+        {"depth beyond it", nested(100'000), malformed(1)},
+        {"open brackets only", std::string(100'000, '['), malformed(1)},
+        {"open braces only", nested(0).substr(0, 5) + std::string(100'000, '{'), malformed(1)},
+    };
+    for (const auto agent : allAgents)
+        for (const auto& [name, text, failure] : cases) EXPECT_EQ(failureOf(text, agent), failure) << name;
+}
+
+TEST(TranscriptReader, IdentifiesAMessageByItsOriginAndADigestOfRoleAndText) {
+    const auto claude = [](const std::string& type, const std::string& uuid, const std::string& text) {
+        return record(R"({"type":")" + type + R"(","message":{"content":")" + text + "\"}" +
+                      (uuid.empty() ? "" : R"(,"uuid":")" + uuid + '"') + "}");
+    };
+    const auto codex = [](const std::string& id, const std::string& text) {
+        return record(R"({"type":"response_item","payload":{"type":"message","role":"user","content":")" +
+                      text + '"' + (id.empty() ? "" : R"(,"id":)" + id) + "}}");
+    };
+    // The digests of "user\nhello", "assistant\nhello" and "user\n 検索 \n".
+    const std::string hello = "fa82b1cf60263d970c98f29e8420cbd61e8c07e59e05008002d374235fa8abf3",
+                      helloBack = "7b1e593c08e0b3f091f4489b36b4cab055fb81871ed0cbac2b7482a40754d8f3",
+                      japanese = "b886dde7179b77c62e74cab963e36ec7b6b7a48a26023da9e38afa21a8b01d19";
+    const struct {
+        const char* name;
+        Agent agent;
+        std::string transcript, ids;
+    } cases[] = {
+        {"uuid", Agent::claude, claude("user", "u", "hello"), "u:" + hello},
+        {"line", Agent::claude, "\r\n" + claude("user", "", "hello"), "line-3:" + hello},
+        {"item", Agent::codex, codex("\"i\"", "hello"), "i:" + hello},
+        {"item that is no string", Agent::codex, codex("5", "hello"), "line-1:" + hello},
+        {"item that is empty", Agent::codex, codex("\"\"", "hello"), ":" + hello},
+        {"the text is not trimmed", Agent::codex, codex("\"i\"", " 検索 \\n"), "i:" + japanese},
+        {"the same twice", Agent::claude, claude("user", "u", "hello") + claude("user", "u", "hello"),
+         "u:" + hello},
+        {"the same uuid with another text", Agent::claude,
+         claude("user", "u", "hello") + claude("user", "u", " 検索 \\n"), "u:" + hello + " u:" + japanese},
+        {"the same uuid with another role", Agent::claude,
+         claude("user", "u", "hello") + claude("assistant", "u", "hello"), "u:" + hello + " u:" + helloBack},
+        {"the same text on two lines", Agent::codex, codex("", "hello") + codex("", "hello"),
+         "line-1:" + hello + " line-2:" + hello},
+        {"a native identity that looks like a line", Agent::codex,
+         codex("\"line-2\"", "hello") + codex("", "hello"), "line-2:" + hello},
+    };
+    for (const auto& [name, agent, transcript, ids] : cases) {
+        std::string got;
+        for (const auto& message : TranscriptReader::parse(transcript, agent, "", "").messages)
+            got += (got.empty() ? "" : " ") + message.id;
+        EXPECT_EQ(got, ids) << name;
+    }
+}
+
+TEST(TranscriptReader, GivesEveryUnreadableFileItsOwnWords) {
+    const TemporaryFolder folder;
+    const auto good = record(R"({"type":"user","message":{"content":"A"}})");
+    const auto special = [&](const char* name, const std::function<int(const char*)>& make) {
+        const auto path = folder.path(name);
+        EXPECT_EQ(make(path.c_str()), 0) << name;
+        return path;
+    };
+    const auto sparse = [&](const char* name, std::uintmax_t size) {
+        const auto path = folder.write(name, good);
+        std::filesystem::resize_file(path, size);
+        return path;
+    };
+    const auto couldNotRead = [&](const std::string& name, const char* reason) {
+        return "Couldn't read “" + folder.path(name) + "”: " + reason + ".";
+    };
+    const std::string notUTF8 = "Couldn't read the conversation file as UTF-8.";
+    struct Case {
+        const char* name;
+        std::string path, caseName, words;
+    };
+    std::vector<Case> cases{
+        {"empty", folder.write("empty", ""), "noMessages", noMessages},
+        {"as large as can be", sparse("large", 100'000'000), "malformedLine", malformed(2)},
+        {"too large", sparse("larger", 100'000'001), "tooLarge",
+         "The conversation file is too large. Choose a file no larger than 100 MB."},
+        {"Latin 1", folder.write("latin", "{\"a\":\"\xe9\"}"), "invalidUTF8", notUTF8},
+        {"overlong", folder.write("overlong", "{\"a\":\"\xc0\xaf\"}"), "invalidUTF8", notUTF8},
+        {"an encoded surrogate", folder.write("surrogate", "{\"a\":\"\xed\xa0\x80\"}"), "invalidUTF8",
+         notUTF8},
+        {"above Unicode", folder.write("above", "{\"a\":\"\xf4\x90\x80\x80\"}"), "invalidUTF8", notUTF8},
+        {"a cut character behind a malformed line", folder.write("cut", "{\n\xe3\x81"), "invalidUTF8",
+         notUTF8},
+        {"UTF-16", folder.write("utf16", std::string_view("\xff\xfe{\0}\0", 6)), "invalidUTF8", notUTF8},
+        {"nothing", folder.path("none"), "noSuchFile", couldNotRead("none", "No such file or directory")},
+        {"below a file", folder.path("empty/x"), "noSuchFile", couldNotRead("empty/x", "Not a directory")},
+        {"a folder", folder.path(), "isFolder", "Couldn't read “" + folder.path() + "”: It is a folder."},
+        {"a FIFO", special("fifo", [](auto path) { return mkfifo(path, 0600); }), "notRegular",
+         couldNotRead("fifo", "It is not a regular file")},
+        {"a link to itself", special("loop", [](auto path) { return symlink(path, path); }), "fileError",
+         couldNotRead("loop", "Too many levels of symbolic links")},
+        {"a device", "/dev/zero", "notRegular", "Couldn't read “/dev/zero”: It is not a regular file."},
+        {"a name with a NUL", folder.path(std::string_view("a\0b", 3)), "invalidFileName",
+         couldNotRead("a?b", "The file name is not valid")},
+        {"a name that is too long", folder.path(std::string(300, 'x')), "invalidFileName",
+         couldNotRead(std::string(300, 'x'), "File name too long")},
+    };
+    if (geteuid() != 0) {
+        const auto path = folder.write("secret", good);
+        chmod(path.c_str(), 0);
+        cases.push_back({"unreadable", path, "noPermission", couldNotRead("secret", "Permission denied")});
+    }
+    for (const auto& [name, path, caseName, words] : cases) {
+        SCOPED_TRACE(name);
+        try {
+            const auto conversation = TranscriptReader::read(path, Agent::claude);
+            ADD_FAILURE() << "was read as " << outcomeOf(conversation);
+        } catch (const Failure& failure) {
+            EXPECT_EQ(failure.caseName(), caseName);
+            EXPECT_STREQ(failure.what(), words.c_str());
+        }
+    }
+}
+
+TEST(TranscriptReader, NamesAConversationAfterItsFileWhereTheTranscriptDoesNot) {
+    const TemporaryFolder folder;
+    const std::string record = R"({"type":"user","message":{"content":"A"}})";
+    const struct {
+        const char* name;
+        std::string file, readAs, id, title;
+    } cases[] = {
+        {"plain", "one.jsonl", "one.jsonl", "one.jsonl", "one"},
+        {"detours", "sub/two.jsonl", "sub/.././/sub/two.jsonl", "sub/two.jsonl", "two"},
+        {"several dots", "a.b.jsonl", "a.b.jsonl", "a.b.jsonl", "a.b"},
+        {"no extension", "bare", "bare", "bare", "bare"},
+        {"a hidden file", ".hidden", ".hidden", ".hidden", ".hidden"},
+        {"a name that is no UTF-8", "f\xff.jsonl", "f\xff.jsonl", "f\uFFFD.jsonl", "f\uFFFD"},
+    };
+    for (const auto& [name, file, readAs, id, title] : cases) {
+        SCOPED_TRACE(name);
+        folder.write(file, record);
+        const auto conversation = TranscriptReader::read(folder.path(readAs), Agent::claude);
+        EXPECT_EQ(conversation.id, folder.path(id));
+        EXPECT_EQ(conversation.title, title);
+        EXPECT_EQ(conversation.source, Agent::claude);
+    }
+    std::filesystem::create_symlink(folder.path("one.jsonl"), folder.path("link.jsonl"));
+    EXPECT_EQ(TranscriptReader::read(folder.path("link.jsonl"), Agent::claude).title, "link");
+}
+
+// The agent may be writing while Orvel reads: a cut transcript is refused or gives a shorter conversation,
+// never another one.
+TEST(TranscriptReader, ReadsATranscriptThatIsCutAnywhereAsAPrefixOrNotAtAll) {
+    const auto text = CodexTranscript({.id = "s"})
+                          .ask("検索 first")
+                          .comment("on the way")
+                          .runCommand("ls", "a\nb")
+                          .answer("done")
+                          .ask("second")
+                          .text();
+    const auto whole = TranscriptReader::parse(text, Agent::codex, "", "").messages;
+    ASSERT_EQ(whole.size(), 4U);
+    for (std::size_t size = 0; size <= text.size(); ++size) {
+        const auto cut = std::string_view(text).substr(0, size);
+        const bool isWholeLines = size == 0 || cut.back() == '\n' || text[size] == '\n';
+        try {
+            const auto messages = TranscriptReader::parse(cut, Agent::codex, "", "").messages;
+            ASSERT_TRUE(isWholeLines) << size;
+            ASSERT_TRUE(std::equal(messages.begin(), messages.end(), whole.begin())) << size;
+        } catch (const Failure& failure) {
+            ASSERT_EQ(failure.caseName(), isWholeLines ? "noMessages" : "malformedLine") << size;
+        }
+    }
+}
+
+TEST(FileBytes, FollowAFileThatGrowsUpToTheLimit) {
+    const TemporaryFolder folder;
+    const std::string start(1'000, 'a');
+    const struct {
+        std::size_t added, limit;
+    } cases[] = {{0, 1'000},     {0, 999},       {1, 1'001},      {1, 1'000},
+                 {5'000, 6'000}, {5'000, 5'999}, {5'000, 100'000}};
+    for (const auto& [added, limit] : cases) {
+        SCOPED_TRACE(std::to_string(added) + " of " + std::to_string(limit));
+        const auto path = folder.write("file", start);
+        ReadableFile file(path);
+        std::ofstream(path, std::ios::app) << std::string(added, 'b');
+        const auto bytes = FileBytes::read(file, limit);
+        ASSERT_EQ(bytes.has_value(), 1'000 + added <= limit);
+        EXPECT_TRUE(!bytes || bytes->view() == start + std::string(added, 'b'));
+    }
+}

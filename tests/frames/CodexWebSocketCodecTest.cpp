@@ -1,0 +1,248 @@
+#include "OrvelCore/frames/CodexWebSocketCodec.h"
+
+#include "OrvelCore/frames/CodexThreadLoaderError.h"
+#include "reading/ServerFrames.h"
+
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace orvel {
+namespace {
+
+using namespace std::string_literals;
+using Codec = CodexWebSocketCodec;
+using Opcode = Codec::Opcode;
+
+// What a codec gives for bytes that come in pieces: the events in order, and "invalid" at the first failure.
+std::string eventsOf(std::string_view bytes, std::size_t piece) {
+    std::string log;
+    const auto note = [&](const std::string& entry) { log += (log.empty() ? "" : " ") + entry; };
+    Codec codec;
+    try {
+        while (!bytes.empty()) {
+            codec.append(bytes.substr(0, piece));
+            bytes.remove_prefix(std::min(piece, bytes.size()));
+            while (const auto event = codec.next()) {
+                static constexpr const char* names[] = {"text", "ping", "pong", "close"};
+                const auto& payload = event->payload;
+                note(names[static_cast<int>(event->kind)] +
+                     (payload.size() > 40 ? "#" + std::to_string(payload.size()) : "(" + payload + ")"));
+            }
+        }
+    } catch (const CodexThreadLoaderError& failure) {
+        EXPECT_EQ(failure.kind(), CodexThreadLoaderError::Kind::invalid);
+        note("invalid");
+    }
+    return log;
+}
+
+std::string text(std::string_view payload) {
+    return serverFrame(1, payload);
+}
+
+TEST(WebSocketCodec, GivesTheEventsOfAServerAndRefusesWhatItNeedNotSend) {
+    const std::string longText(300, 'x'), longerText(70'000, 'y');
+    const struct {
+        const char* name;
+        std::string bytes, events;
+    } cases[] = {
+        {"nothing", "", ""},
+        {"a text", text("hello"), "text(hello)"},
+        {"an empty text", text(""), "text()"},
+        {"a text of several bytes a character", text("日本語"), "text(日本語)"},
+        {"lengths in all three forms", text(std::string(125, 'a')) + text(longText) + text(longerText),
+         "text#125 text#300 text#70000"},
+        {"pieces of a text", serverFrame(1, "he", false) + serverFrame(0, "l", false) + serverFrame(0, "lo"),
+         "text(hello)"},
+        {"pieces without content", serverFrame(1, "", false) + serverFrame(0, "", false) + serverFrame(0, ""),
+         "text()"},
+        {"a character cut in two pieces", serverFrame(1, "\xE6\x97", false) + serverFrame(0, "\xA5"),
+         "text(日)"},
+        {"a ping between pieces",
+         serverFrame(1, "he", false) + serverFrame(9, "?") + serverFrame(0, "llo") + text("!"),
+         "ping(?) text(hello) text(!)"},
+        {"ping, pong and close", serverFrame(9, "") + serverFrame(10, "ignored") + serverFrame(8, ""),
+         "ping() pong() close()"},
+        {"a close with its reason",
+         serverFrame(8, "\x03\xE8"
+                        "bye"),
+         "close()"},
+        {"the largest control frame", serverFrame(9, std::string(125, 'p')), "ping#125"},
+        {"a frame that is not all there", text("hello").substr(0, 6), ""},
+        {"a length that is not all there", serverFrameHead(1, 70'000).substr(0, 9), ""},
+
+        {"a close of one byte", serverFrame(8, "x"), "invalid"},
+        {"text that is no UTF-8", text("\xC3("), "invalid"},
+        {"a surrogate", text("\xED\xA0\x80"), "invalid"},
+        {"pieces that are no UTF-8", serverFrame(1, "\xC3", false) + serverFrame(0, "("), "invalid"},
+        {"a continuation of nothing", text("a") + serverFrame(0, "b"), "text(a) invalid"},
+        {"a continuation behind a finished text",
+         serverFrame(1, "a", false) + serverFrame(0, "b") + serverFrame(0, "c"), "text(ab) invalid"},
+        {"a text while another is unfinished", serverFrame(1, "a", false) + text("b"), "invalid"},
+        {"a masked frame", "\x81\x81"s + "abcd" + "x", "invalid"},
+        {"the first reserved bit", "\xC1\x00"s, "invalid"},
+        {"the second reserved bit", "\xA1\x00"s, "invalid"},
+        {"the third reserved bit", "\x91\x00"s, "invalid"},
+        {"a ping in pieces", "\x09\x00"s, "invalid"},
+        {"a close in pieces", "\x08\x00"s, "invalid"},
+        {"a ping of two-byte length", "\x89\x7E"s + bigEndian(126, 2), "invalid"},
+        {"a ping of eight-byte length", "\x89\x7F"s + bigEndian(65'536, 8), "invalid"},
+        {"a short length in two bytes", "\x81\x7E"s + bigEndian(125, 2), "invalid"},
+        {"the least length in two bytes", "\x81\x7E"s + bigEndian(126, 2) + std::string(126, 'a'),
+         "text#126"},
+        {"a two-byte length in eight", "\x81\x7F"s + bigEndian(65'535, 8), "invalid"},
+        {"the least length in eight bytes", "\x81\x7F"s + bigEndian(65'536, 8) + std::string(65'536, 'a'),
+         "text#65536"},
+        {"a length beyond 63 bits", "\x81\x7F"s + std::string(8, '\xFF'), "invalid"},
+    };
+    for (const auto& each : cases)
+        for (const std::size_t piece : {std::size_t{1}, std::size_t{3}, std::string::npos})
+            EXPECT_EQ(eventsOf(each.bytes, piece), each.events) << each.name << " in pieces of " << piece;
+
+    for (const int opcode : {2, 3, 4, 5, 6, 7, 11, 12, 13, 14, 15})
+        EXPECT_EQ(eventsOf(serverFrame(opcode, ""), 1), "invalid") << "opcode " << opcode;
+}
+
+TEST(WebSocketCodec, LimitsMessagesAndWhatItHolds) {
+    const std::string limit(Codec::maximumMessage, 'm');
+    const std::string half = limit.substr(0, limit.size() / 2);
+    const struct {
+        const char* name;
+        std::string bytes, events;
+    } cases[] = {
+        {"the largest message", text(limit), "text#8388608"},
+        {"one byte more is refused by its length", serverFrameHead(1, limit.size() + 1), "invalid"},
+        {"the largest in pieces", serverFrame(1, half, false) + serverFrame(0, half), "text#8388608"},
+        {"one byte more in pieces",
+         serverFrame(1, half, false) + serverFrame(0, half, false) + serverFrame(0, "x"), "invalid"},
+        {"two of the largest", text(limit) + text(limit), "text#8388608 text#8388608"},
+    };
+    for (const auto& each : cases) EXPECT_EQ(eventsOf(each.bytes, 16'384), each.events) << each.name;
+
+    // Bytes of a frame that is not all there, up to the limit and one beyond it.
+    const auto pending = serverFrameHead(1, limit.size()) + limit;
+    Codec codec;
+    codec.append(pending);
+    codec.append(pending.substr(0, Codec::maximumBuffer - pending.size()));
+    EXPECT_THROW(codec.append("x"), CodexThreadLoaderError);
+    EXPECT_TRUE(codec.next()); // What is consumed makes room again.
+    EXPECT_NO_THROW(codec.append("x"));
+    EXPECT_THROW(codec.append(std::string(Codec::maximumBuffer, 'x')), CodexThreadLoaderError);
+}
+
+// Would not end in the time of a test if the buffer were moved or searched again at every byte or frame.
+TEST(WebSocketCodec, TakesLongMessagesByteByByteAndManySmallOnesAtOnce) {
+    EXPECT_EQ(eventsOf(text(std::string(2'000'000, 'm')) + text("end"), 1), "text#2000000 text(end)");
+    std::string small;
+    while (small.size() < 2'000'000) small += text("x");
+    Codec codec;
+    codec.append(small);
+    std::size_t count = 0;
+    while (codec.next()) codec.append(++count % 2 ? "" : text("x"));
+    EXPECT_EQ(count, 2 * (small.size() / text("x").size()) - 1);
+}
+
+TEST(WebSocketCodec, WritesMaskedFramesThatAServerReads) {
+    const struct {
+        Opcode opcode;
+        std::size_t size, headSize; ///< 0 if the frame is refused.
+    } cases[] = {
+        {Opcode::text, 0, 2},          {Opcode::text, 1, 2},           {Opcode::text, 125, 2},
+        {Opcode::text, 126, 4},        {Opcode::text, 65'535, 4},      {Opcode::text, 65'536, 10},
+        {Opcode::text, 8'388'608, 10}, {Opcode::text, 8'388'609, 0},   {Opcode::close, 0, 2},
+        {Opcode::close, 125, 2},       {Opcode::close, 126, 0},        {Opcode::pong, 125, 2},
+        {Opcode::pong, 126, 0},        {Opcode::ping, 0, 0},           {Opcode::binary, 0, 0},
+        {Opcode::continuation, 0, 0},  {static_cast<Opcode>(3), 0, 0},
+    };
+    const Codec::Mask mask{'\x01', '\x80', '\xff', '\x5a'};
+    for (const auto& each : cases) {
+        SCOPED_TRACE(std::to_string(static_cast<int>(each.opcode)) + ", " + std::to_string(each.size));
+        std::string payload;
+        while (payload.size() < each.size)
+            payload += static_cast<char>(payload.size() * 7 + payload.size() / 256);
+        if (each.headSize == 0) {
+            EXPECT_THROW((void)Codec::clientFrame(each.opcode, payload, mask), CodexThreadLoaderError);
+            continue;
+        }
+        const auto frame = Codec::clientFrame(each.opcode, payload, mask);
+        const auto read = clientFrameAt(frame);
+        ASSERT_TRUE(read);
+        EXPECT_EQ(read->opcode, static_cast<int>(each.opcode));
+        EXPECT_TRUE(read->payload == payload);
+        EXPECT_EQ(read->size, frame.size());
+        EXPECT_EQ(frame.size(), each.headSize + 4 + each.size);
+    }
+}
+
+TEST(WebSocketCodec, MasksWithTheGivenMask) {
+    EXPECT_EQ(Codec::clientFrame(Opcode::text, "Hello", Codec::Mask{0x37, '\xfa', 0x21, 0x3d}),
+              "\x81\x85\x37\xfa\x21\x3d\x7f\x9f\x4d\x51\x58");
+}
+
+TEST(WebSocketUpgrade, AcceptsOnlyThePlainAnswerToItsKey) {
+    const auto key = "dGhlIHNhbXBsZSBub25jZQ==";
+    const auto accept = "Sec-WebSocket-Accept: s3pPLMBiTxaQ9kYGzzhZRbK+xOo=\r\n"s;
+    const auto status = "HTTP/1.1 101 Switching Protocols\r\n"s;
+    const auto upgrade = "Upgrade: websocket\r\n"s, connection = "Connection: Upgrade\r\n"s;
+    const auto good = status + upgrade + connection + accept;
+    const struct {
+        const char* name;
+        std::string head;
+        bool isAccepted;
+    } cases[] = {
+        {"the plain answer", good + "\r\n", true},
+        {"no words behind the status", "HTTP/1.1 101\r\n" + upgrade + connection + accept + "\r\n", true},
+        {"several blanks in the status line",
+         "HTTP/1.1   101  Yes\r\n" + upgrade + connection + accept + "\r\n", true},
+        {"names and values in other cases",
+         status + "UPGRADE: WebSocket\r\nconnection: UPGRADE\r\n" + accept + "\r\n", true},
+        {"blanks and tabs around values",
+         status + "Upgrade: \t websocket \t\r\n" + connection + accept + "\r\n", true},
+        {"no blank behind the colon", status + "Upgrade:websocket\r\n" + connection + accept + "\r\n", true},
+        {"upgrade as one of several options",
+         status + upgrade + "Connection: keep-alive, \tUpgrade\r\n" + accept + "\r\n", true},
+        {"a header of the server's own", good + "X-Limit: 16:777\r\n\r\n", true},
+
+        {"nothing", "", false},
+        {"no end", good, false},
+        {"something behind the end", good + "\r\nx", false},
+        {"no UTF-8", good + "X-Name: \xFF\r\n\r\n", false},
+        {"another version", "HTTP/1.0 101 Yes\r\n" + upgrade + connection + accept + "\r\n", false},
+        {"another status", "HTTP/1.1 200 OK\r\n" + upgrade + connection + accept + "\r\n", false},
+        {"a status with more digits", "HTTP/1.1 1010 OK\r\n" + upgrade + connection + accept + "\r\n", false},
+        {"no status", "HTTP/1.1\r\n" + upgrade + connection + accept + "\r\n", false},
+        {"a blank before the status line is no part of it",
+         " HTTP/1.1 101\r\n" + upgrade + connection + accept + "\r\n", true},
+        {"a line without a colon", good + "nonsense\r\n\r\n", false},
+        {"a repeated header", good + "X-A: 1\r\nx-a: 1\r\n\r\n", false},
+        {"a second upgrade header", good + upgrade + "\r\n", false},
+        {"no upgrade", status + connection + accept + "\r\n", false},
+        {"another upgrade", status + "Upgrade: h2c\r\n" + connection + accept + "\r\n", false},
+        {"a name with a blank", status + "Upgrade : websocket\r\n" + connection + accept + "\r\n", false},
+        {"no connection", status + upgrade + accept + "\r\n", false},
+        {"another connection", status + upgrade + "Connection: close\r\n" + accept + "\r\n", false},
+        {"upgrade as part of an option", status + upgrade + "Connection: upgraded\r\n" + accept + "\r\n",
+         false},
+        {"no accept", status + upgrade + connection + "\r\n", false},
+        {"the answer to another key",
+         status + upgrade + connection + "Sec-WebSocket-Accept: AAAAAAAAAAAAAAAAAAAAAAAAAAA=\r\n\r\n", false},
+        {"accept in another case",
+         status + upgrade + connection + "Sec-WebSocket-Accept: S3PPLMBITXAQ9KYGZZHZRBK+XOO=\r\n\r\n", false},
+        {"an extension", good + "Sec-WebSocket-Extensions: permessage-deflate\r\n\r\n", false},
+        {"an empty extension", good + "Sec-WebSocket-Extensions:\r\n\r\n", false},
+        {"a protocol", good + "Sec-WebSocket-Protocol: chat\r\n\r\n", false},
+    };
+    for (const auto& each : cases) {
+        std::string outcome = "accepted";
+        try {
+            Codec::validateUpgrade(each.head, key);
+        } catch (const CodexThreadLoaderError& failure) {
+            outcome = failure.caseName();
+        }
+        EXPECT_EQ(outcome, each.isAccepted ? "accepted" : "invalid") << each.name;
+    }
+}
+
+} // namespace
+} // namespace orvel

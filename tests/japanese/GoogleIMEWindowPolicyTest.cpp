@@ -1,0 +1,159 @@
+// What the candidate window of Google Japanese Input proves, and how its presence is told.
+
+#include "OrvelCore/japanese/GoogleIMEWindowPolicy.h"
+#include "OrvelCore/japanese/GoogleIMEWindowDiagnostic.h"
+
+#include <limits>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+using namespace orvel;
+using namespace orvel::GoogleIMEWindowPolicy;
+
+namespace {
+
+// An observation of the last 24 ms, in which nothing else changed.
+constexpr Evidence timely{State::absent, 100, 100.01, 99.5, 100.024, true, true};
+
+constexpr State allStates[] = {State::present, State::absent, State::unavailable};
+
+} // namespace
+
+TEST(GoogleIMEWindowPolicy, KnowsOneInputMethodAndFewVersions) {
+    const Setting codex{"26.1016.62342",
+                        "com.google.inputmethod.Japanese.base",
+                        "com.apple.inputmethod.Japanese",
+                        "TISTypeKeyboardInputMode",
+                        "3.34.6260",
+                        "com.apple.keylayout.ABC"};
+    auto claude = codex;
+    claude.targetVersion = "3.6556.2";
+    const struct {
+        Setting base;
+        std::string_view Setting::*field;
+        std::string_view value;
+        bool forCodex, forClaude;
+    } cases[] = {
+        {codex, &Setting::targetVersion, "26.1016.62342", true, false},
+        {codex, &Setting::targetVersion, "26.1021.31345", true, false},
+        {codex, &Setting::targetVersion, "26.1016.6234", false, false},
+        {codex, &Setting::targetVersion, "3.6556.2", false, true},
+        {claude, &Setting::layoutID, "com.apple.keylayout.US", false, true},
+        {claude, &Setting::layoutID, "com.apple.keylayout.Dvorak", false, false},
+        {codex, &Setting::layoutID, "", false, false},
+        {codex, &Setting::imeVersion, "3.34.6261", false, false},
+        {claude, &Setting::imeVersion, "", false, false},
+        {codex, &Setting::mode, "com.apple.inputmethod.Japanese.Katakana", false, false},
+        {codex, &Setting::sourceID, "com.apple.inputmethod.Kotoeri.RomajiTyping", false, false},
+        {codex, &Setting::type, "TISTypeKeyboardInputMethodModeEnabled", false, false},
+    };
+    for (const auto& [base, field, value, forCodex, forClaude] : cases) {
+        auto setting = base;
+        setting.*field = value;
+        EXPECT_EQ(isCompatible(Profile::codex, setting), forCodex) << value;
+        EXPECT_EQ(isCompatible(Profile::claudeCode, setting), forClaude) << value;
+    }
+}
+
+TEST(GoogleIMEWindowPolicy, DecidesByTheWindowTheCaretAndTheKey) {
+    for (const auto state : allStates)
+        for (const bool contextUnchanged : {false, true})
+            for (const bool compatible : {false, true})
+                for (const bool endCaret : {false, true})
+                    for (const OrvelReturnShortcut shortcut :
+                         {OrvelReturnShortcut::plain, OrvelReturnShortcut::command}) {
+                        auto evidence = timely;
+                        evidence.state = state;
+                        evidence.contextUnchanged = contextUnchanged;
+                        evidence.compatible = compatible;
+                        const bool counts = contextUnchanged && compatible;
+                        std::string expected = "stop";
+                        if (counts && state == State::present && shortcut == OrvelReturnShortcut::plain)
+                            expected = "confirmOriginalReturn";
+                        if (counts && state == State::absent && endCaret)
+                            expected = "captureWithWindowEvidence";
+                        EXPECT_EQ(nameOf(decide(evidence, endCaret, shortcut)).view(), expected);
+                        for (const auto marked :
+                             {MarkedTextEvidence::marked, MarkedTextEvidence::absent,
+                              MarkedTextEvidence::unsupported, MarkedTextEvidence::unavailable})
+                            EXPECT_EQ(allowsPreservingDraftNavigation(evidence, marked),
+                                      counts && state == State::absent &&
+                                          (marked == MarkedTextEvidence::absent ||
+                                           marked == MarkedTextEvidence::unsupported));
+                    }
+}
+
+TEST(GoogleIMEWindowPolicy, TakesNoObservationFromAnotherTime) {
+    constexpr double infinity = std::numeric_limits<double>::infinity(),
+                     none = std::numeric_limits<double>::quiet_NaN();
+    const struct {
+        double verificationStarted, observationStarted, observationFinished, now;
+        bool counts;
+    } cases[] = {
+        {0, 0, 0, 0, true},
+        {0, 0, 0.01, 0.025, true},
+        {-5, 0, 0.025, 0.025, true},
+        {0, 0, 0.01, 0.026, false},
+        {0, 0, 0.01, std::nextafter(0.025, 1), false},
+        {0.001, 0, 0.01, 0.02, false},  // Begun before the verification.
+        {0, 0.002, 0.001, 0.02, false}, // Finished before it began.
+        {0, 0, 0.021, 0.02, false},     // Finished in the future.
+        {none, 0, 0.01, 0.02, false},
+        {0, none, 0.01, 0.02, false},
+        {0, 0, none, 0.02, false},
+        {0, 0, 0.01, none, false},
+        {-infinity, 0, 0.01, 0.02, false},
+        {infinity, infinity, infinity, infinity, false},
+    };
+    for (const auto& [verification, started, finished, now, counts] : cases) {
+        const Evidence evidence{State::absent, started, finished, verification, now, true, true};
+        EXPECT_EQ(decide(evidence, true, OrvelReturnShortcut::plain) == Decision::captureWithWindowEvidence,
+                  counts)
+            << now;
+        EXPECT_EQ(allowsPreservingDraftNavigation(evidence, MarkedTextEvidence::absent), counts) << now;
+        auto present = evidence;
+        present.state = State::present;
+        EXPECT_EQ(decide(present, true, OrvelReturnShortcut::plain) == Decision::confirmOriginalReturn,
+                  counts)
+            << now;
+    }
+}
+
+TEST(GoogleIMEWindowDiagnostic, TellsTheWindowByTheNamesOfOwners) {
+    using Names = std::vector<std::optional<std::string>>;
+    const std::optional<std::string> renderer = "GoogleJapaneseInputRenderer", unreadable;
+    const auto manyWith = [&](std::size_t count, std::optional<std::string> last) {
+        Names names(count, "Dock");
+        names.back() = std::move(last);
+        return names;
+    };
+    const struct {
+        Names names;
+        State state;
+    } cases[] = {
+        {{}, State::absent},
+        {{"Dock", "Codex"}, State::absent},
+        {{"Dock", renderer}, State::present},
+        {{"GoogleJapaneseInputRenderer "}, State::absent},
+        {{"Dock", unreadable}, State::unavailable},
+        {{unreadable, renderer}, State::present},
+        {{renderer, unreadable}, State::present},
+        {manyWith(2048, renderer), State::present},
+        {manyWith(2048, "Dock"), State::absent},
+        {manyWith(2049, renderer), State::unavailable},
+        {manyWith(2049, "Dock"), State::unavailable},
+    };
+    for (const auto& [names, state] : cases)
+        EXPECT_EQ(GoogleIMEWindowDiagnostic::classify(names), state) << names.size();
+    EXPECT_EQ(GoogleIMEWindowDiagnostic::classify(std::nullopt), State::unavailable);
+}
+
+TEST(GoogleIMEWindowDiagnostic, SummarisesASample) {
+    const auto summary = [](State state) {
+        return GoogleIMEWindowDiagnostic::Sample{state, 10, 0.003}.summary(10.25).text();
+    };
+    EXPECT_EQ(summary(State::present), "state=presence, age_ms=250, query_ms=3");
+    EXPECT_EQ(summary(State::absent), "state=absence, age_ms=250, query_ms=3");
+    EXPECT_EQ(summary(State::unavailable), "state=unavailable, age_ms=250, query_ms=3");
+}
