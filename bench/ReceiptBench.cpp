@@ -61,7 +61,7 @@ class Desk {
                  .instruction = "Look at this."},
                 stamp);
         }
-        files.replaceFile((folder / "data/relay-state.json").string(), encodeRelayState(state));
+        files.replaceFileNow((folder / "data/relay-state.json").string(), encodeRelayState(state));
         model.emplace(Desktop{loop, simulated.pasteboard, simulated.panels, simulated.applications,
                               simulated.settings, files, simulated.processes},
                       claude, AgentFolders::of(folder.string(), std::nullopt, std::nullopt, folder.string()),
@@ -110,9 +110,9 @@ class Desk {
 
     std::filesystem::path folder;
     std::string grown;
-    PosixFileStore files;
-    SimulatedDesktop simulated{files};
+    SimulatedDesktop simulated;
     PollLoop loop;
+    PosixFileStore files{loop};
     FakeClaudeSender claude{loop};
     std::optional<OrvelModel> model;
 };

@@ -3,6 +3,7 @@
 // time for the same bytes.
 
 #include "Orvel/model/RelayStateFile.h"
+#include "Orvel/platform/posix/PollLoop.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "OrvelCore/relay/RelayState.h"
 #include "OrvelCore/relay/RelayStateJson.h"
@@ -187,9 +188,10 @@ void save(benchmark::State& run) {
     const auto state = stateWith(run.range(0), 20'000);
     auto name = (std::filesystem::temp_directory_path() / "orvel-bench-XXXXXX").string();
     const std::string folder = mkdtemp(name.data());
-    PosixFileStore store;
+    PollLoop loop;
+    PosixFileStore store(loop);
     RelayStateFile file(folder + "/relay-state.json", store);
-    for (auto _ : run) file.save(state);
+    for (auto _ : run) file.saveNow(state);
     std::filesystem::remove_all(folder);
 }
 BENCHMARK(save)

@@ -86,9 +86,9 @@ class BenchWindow {
         longPaths.push_back(path);
     }
 
-    PosixFileStore files;
-    SimulatedDesktop simulated{files};
+    SimulatedDesktop simulated;
     QtMainLoop loop;
+    PosixFileStore files{loop};
     const std::string data = samples().many().home + "/data";
     Desktop desktop{loop,  simulated.pasteboard, simulated.panels, simulated.applications, simulated.settings,
                     files, simulated.processes};

@@ -149,7 +149,7 @@ int run(QApplication& application, const Options& options) {
     QtPanels panels;
     QtApplications applications;
     QtSettings settings(joinedPath(places.dataFolder, "settings.ini"));
-    PosixFileStore files;
+    PosixFileStore files(loop);
     PosixProcesses systemProcesses(loop, loop, places.toolEnvironment);
     std::optional<SampleProcesses> sampleProcesses;
     if (places.toolFolder) sampleProcesses.emplace(systemProcesses, *places.toolFolder, places.folders.codex);

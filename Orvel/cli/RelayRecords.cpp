@@ -4,7 +4,6 @@
 #include "Orvel/cli/JsonLine.h"
 #include "Orvel/model/RelativeTime.h"
 #include "Orvel/model/RelayStateFile.h"
-#include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/posix/SystemClock.h"
 #include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/relay/RelayError.h"
@@ -40,10 +39,7 @@ bool beginsWith(std::string_view text, std::string_view beginning) {
 }
 
 RelayState stateIn(const Places& places) {
-    PosixFileStore unused;
-    return RelayStateFile(joinedPath(places.dataFolder, "relay-state.json"), unused)
-        .load()
-        .value_or(RelayState());
+    return loadRelayState(joinedPath(places.dataFolder, "relay-state.json")).value_or(RelayState());
 }
 
 std::vector<ConversationReference> conversationsOf(const RelayPair& pair, const RelayState& state) {

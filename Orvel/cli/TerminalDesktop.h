@@ -51,7 +51,7 @@ struct TerminalDesktop {
     NoPanels panels;
     UnavailableApplications applications;
     MemorySettings settings;
-    PosixFileStore files;
+    PosixFileStore files{loop};
 
   private:
     PosixProcesses systemProcesses;

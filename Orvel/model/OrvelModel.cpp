@@ -22,10 +22,7 @@ OrvelModel::OrvelModel(Desktop desktop, ClaudeRelaySender& claudeSender, AgentFo
       folders(std::move(folders)),
       plain(changeSignal),
       relays(changeSignal),
-      recentStore(joinedPath(parentFolder(statePath), "recent-conversations.json"),
-                  [&files = desktop.files](const std::string& path, std::string_view contents) {
-                      files.replaceFile(path, contents);
-                  }),
+      recentStore(joinedPath(parentFolder(statePath), "recent-conversations.json")),
       relayFile(joinedPath(parentFolder(statePath), "relay-state.json"), desktop.files),
       reading(desktop.loop, desktop.processes, this->folders.home),
       codexSender(desktop.loop, desktop.processes, reading, this->folders.home),

@@ -188,6 +188,7 @@ class OrvelModel {
     Task<void> loadFile(std::string path, Agent source, Generation::Value generation);
     Task<void> recognizeAndLoad(std::string path, Generation::Value generation);
     void finishLoad(const SharedConversation& loaded, const std::string& path, Agent source);
+    void saveRecent(RecentConversationsStore::Change change);
     void recordRecent(const Conversation& loaded, const std::string& path, Agent source);
 
     void copyPlain(Pasteboard& pasteboard);

@@ -2,6 +2,7 @@
 // copying the text.
 
 #include "Orvel/desktop/Applications.h"
+#include "Orvel/desktop/FileStore.h"
 #include "Orvel/desktop/Panels.h"
 #include "Orvel/desktop/Pasteboard.h"
 #include "Orvel/model/OrvelModel.h"
@@ -65,9 +66,14 @@ void OrvelModel::openRecent(const RecentConversation& recent) {
     load(recent.path);
 }
 
-void OrvelModel::removeRecent(std::string_view id) try {
-    recentStore.remove(id);
+void OrvelModel::saveRecent(RecentConversationsStore::Change change) {
+    desktop.files.replaceFileNow(recentStore.path(), change.contents);
+    recentStore.adopt(std::move(change));
     plain.recentConversations = recentStore.entries();
+}
+
+void OrvelModel::removeRecent(std::string_view id) try {
+    saveRecent(recentStore.removing(id));
 } catch (const std::exception& failure) {
     plain.error =
         fmt::format("Couldn't remove the conversation from recent conversations.\n{}", failure.what());
@@ -175,8 +181,7 @@ void OrvelModel::finishLoad(const SharedConversation& loaded, const std::string&
 }
 
 void OrvelModel::recordRecent(const Conversation& loaded, const std::string& path, Agent source) try {
-    recentStore.record(source, loaded.title, path, desktop.loop.now());
-    plain.recentConversations = recentStore.entries();
+    saveRecent(recentStore.recording(source, loaded.title, path, desktop.loop.now()));
 } catch (const std::exception& failure) {
     plain.error = fmt::format(
         "The conversation was loaded, but couldn't be saved to recent conversations.\n{}", failure.what());

@@ -53,7 +53,7 @@ RelayStamp OrvelModel::stamp() const {
 
 void OrvelModel::saveRelay(RelayState state) {
     if (relays.relayStorageError) throw RelaySendError(*relays.relayStorageError);
-    relayFile.save(state);
+    relayFile.saveNow(state);
     relays.relayState = std::move(state);
 }
 

@@ -124,16 +124,17 @@ inline constexpr auto fieldsOf<RelayLink> = std::tuple{
     RecordField{"sourceNotes", &RelayLink::sourceNotes},
 };
 
-// Files from before links and initial transfers existed lack some of these keys.
+// Files from before links and initial transfers existed lack some of these keys. What is large and grows at
+// its end stands first, so that two documents of a history begin alike (RelayStateDocument).
 template <>
 inline constexpr auto fieldsOf<RelayState> = std::tuple{
-    RecordField{"pairs", &RelayState::pairs, true},
     RecordField{"transfers", &RelayState::transfers, true},
+    RecordField{"initialTransfers", &RelayState::initialTransfers, true},
+    RecordField{"pairs", &RelayState::pairs, true},
+    RecordField{"links", &RelayState::links, true},
     RecordField{"checkpoints", &RelayState::checkpoints, true},
     RecordField{"incomingStarts", &RelayState::incomingStarts, true},
-    RecordField{"initialTransfers", &RelayState::initialTransfers, true},
     RecordField{"drafts", &RelayState::drafts, true},
-    RecordField{"links", &RelayState::links, true},
 };
 
 } // namespace orvel

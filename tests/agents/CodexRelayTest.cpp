@@ -51,7 +51,7 @@ class CodexRelay : public RealCodex {
     NoPanels panels;
     UnavailableApplications applications;
     MemorySettings settings;
-    PosixFileStore files;
+    PosixFileStore files{world.loop};
     FakeClaudeSender claude{world.loop};
     ConversationReference codexReference;
     std::unique_ptr<OrvelModel> model;

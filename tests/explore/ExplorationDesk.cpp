@@ -46,7 +46,7 @@ ExplorationDesk::ExplorationDesk(std::string place)
     desktop.loop.setBackgroundDuration(2ms);
     CodexTranscript transcript({.id = codexSession, .workingDirectory = "/code/lark"});
     transcript.ask(std::string("Ask ") + canary).answer(std::string("Advice ") + canary);
-    disk.write(codexTranscriptPath(), transcript.text());
+    SimulatedFileStore::write(codexTranscriptPath(), transcript.text());
     claude.addConversation(claudeSession, destination, {std::string("q ") + canary, "a"});
     claude.addConversation("5b0d714f-0000-4000-8000-000000000003", elsewhere, {"p", "b"});
     claude.show(destination);
@@ -121,12 +121,14 @@ void ExplorationDesk::boot() {
 
 void ExplorationDesk::die() {
     dead = true;
+    desktop.files.die();
     desktop.processes.orphanAll();
 }
 
 void ExplorationDesk::bootAgain() {
     orvel.reset();
     dead = false;
+    desktop.files.startAgain();
     boot();
 }
 

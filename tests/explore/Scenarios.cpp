@@ -19,7 +19,7 @@ void pairUp(ExplorationDesk& desk) {
     const RelayStamp stamp{[] { return std::string("00000000-0000-4000-8000-000000000001"); }, 800'000'000};
     const auto pair = state.pair(desk.codexReference(), desk.claudeReference(), std::nullopt, stamp);
     state.setDraft(pair.id, desk.source, note, std::nullopt, false);
-    desk.disk.replaceFile(desk.relayStatePath(), encodeRelayState(state));
+    SimulatedFileStore::write(desk.relayStatePath(), encodeRelayState(state));
     desk.desktop.applications.bringToFront(SimulatedApplications::self);
 }
 

@@ -1,7 +1,6 @@
 // A relay into Codex with every fault at every step: a child dies, nothing can be saved, Orvel itself is
 // killed. Whatever happens, no message is delivered twice without the user, and none is lost.
 
-#include "QuickFileStore.h"
 #include "RelayFixture.h"
 
 #include "Orvel/platform/simulated/SimulatedCodex.h"
@@ -171,8 +170,7 @@ class Relay {
     }
 
     TemporaryFolder folder = TemporaryFolder::quick();
-    QuickFileStore files;
-    SimulatedDesktop desktop{files};
+    SimulatedDesktop desktop;
     FakeClaudeSender claude{desktop.loop};
     int stepCount = 0;
     std::string lastStep;

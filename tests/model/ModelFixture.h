@@ -3,7 +3,6 @@
 
 #include "FakeClaudeSender.h"
 #include "Orvel/model/OrvelModel.h"
-#include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
 #include "TemporaryFolder.h"
 #include "samples/TranscriptWriter.h"
@@ -56,8 +55,7 @@ class ModelFixture : public testing::Test {
     }
 
     TemporaryFolder folder;
-    PosixFileStore files;
-    SimulatedDesktop desktop{files};
+    SimulatedDesktop desktop;
     FakeClaudeSender claude{desktop.loop};
 
   private:

@@ -1,6 +1,5 @@
 // The relay in the window: what it says in every state of a link, and what a person can do there.
 
-#include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/qt/QtText.h"
 #include "Orvel/platform/simulated/SimulatedCodex.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
@@ -126,8 +125,7 @@ class RelayWindowTest : public WindowFixture {
     RelayState state;
     std::string pairID;
     RelayStamp stamp{[count = std::make_shared<int>(0)] { return "ID-" + std::to_string(++*count); }, 1000};
-    PosixFileStore files;
-    SimulatedDesktop simulated{files};
+    SimulatedDesktop simulated;
     FakeClaudeSender claude{simulated.loop};
 };
 

@@ -47,9 +47,9 @@ class WindowTest : public WindowFixture {
 
     const TemporaryFolder data;
     const SampleHome samples;
-    PosixFileStore files;
-    SimulatedDesktop simulated{files};
+    SimulatedDesktop simulated;
     QtMainLoop loop;
+    PosixFileStore files{loop};
     FakeClaudeSender claude{loop};
     int samplesOpened = 0;
 };

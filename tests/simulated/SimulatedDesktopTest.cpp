@@ -1,7 +1,6 @@
 // The loop's account of its holds, and the small ports of the simulated desktop.
 
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
-#include "Orvel/platform/posix/PosixFileStore.h"
 
 #include <gtest/gtest.h>
 
@@ -21,8 +20,7 @@ struct Notes : SimulatedApplication {
 
 class SimulatedDesktopTest : public testing::Test {
   protected:
-    PosixFileStore files;
-    SimulatedDesktop desktop{files};
+    SimulatedDesktop desktop;
     SimulatedLoop& loop = desktop.loop;
     Notes notes;
 };

@@ -2,14 +2,13 @@
 // A desktop in memory: what Orvel does to it can be looked at, and what it answers can be chosen.
 
 #include "Orvel/desktop/Desktop.h"
-#include "Orvel/desktop/FileStore.h"
 #include "Orvel/desktop/MemorySettings.h"
 #include "Orvel/desktop/Panels.h"
+#include "Orvel/platform/simulated/SimulatedFileStore.h"
 #include "Orvel/platform/simulated/SimulatedLoop.h"
 #include "Orvel/platform/simulated/SimulatedProcesses.h"
 #include "Orvel/platform/simulated/SimulatedScreen.h"
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,30 +25,18 @@ struct SimulatedPanels : Panels {
     std::optional<std::string> answer;
 };
 
-/// Passes everything on to a real store, unless `beforeReplacing` throws.
-struct SimulatedFileStore : FileStore {
-    explicit SimulatedFileStore(FileStore& store) : store(store) {}
-    void replaceFile(const std::string& path, std::string_view contents) override {
-        if (beforeReplacing) beforeReplacing(path);
-        store.replaceFile(path, contents);
-    }
-
-    FileStore& store;
-    std::function<void(const std::string& path)> beforeReplacing;
-};
-
 // The loop before what stands on it.
 struct SimulatedDesktopLoop {
     SimulatedLoop loop;
 };
 
 struct SimulatedDesktop : SimulatedDesktopLoop, SimulatedScreen {
-    explicit SimulatedDesktop(FileStore& store) : SimulatedScreen(loop), files(store) {}
+    SimulatedDesktop() : SimulatedScreen(loop) {}
     Desktop ports() { return {loop, pasteboard, panels, applications, settings, files, processes}; }
 
     SimulatedPanels panels;
     MemorySettings settings;
-    SimulatedFileStore files;
+    SimulatedFileStore files{loop};
     SimulatedProcesses processes{loop};
 };
 
