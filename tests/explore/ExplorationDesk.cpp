@@ -1,5 +1,7 @@
 #include "explore/ExplorationDesk.h"
 
+#include "OrvelCore/files/FileError.h"
+
 #include <cerrno>
 #include <cstdio>
 
