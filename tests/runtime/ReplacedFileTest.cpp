@@ -84,7 +84,7 @@ class ReplacedFileTest : public testing::Test {
 
     std::string standbyPath() const {
         for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
-            if (entry.path() != path) return entry.path();
+            if (entry.path().string().starts_with(path + ".standby-")) return entry.path();
         return {};
     }
 
