@@ -147,7 +147,7 @@ RC_GTEST_PROP(RelayStateFilesProperty, holdTheWholeDocumentAfterEverySave, ()) {
     const auto transfers = *rc::gen::inRange(30, 100);
     for (int i = 0; i < transfers; ++i) apply({0, static_cast<unsigned char>(i), 0}, state);
     const auto saves = *rc::gen::resize(
-        20, rc::gen::container<std::vector<std::vector<Change>>>(rc::gen::arbitrary<std::vector<Change>>()));
+        8, rc::gen::container<std::vector<std::vector<Change>>>(rc::gen::arbitrary<std::vector<Change>>()));
     for (const auto& changes : saves) {
         for (const auto& change : changes) apply(change, state);
         scope.start(file.save(state));

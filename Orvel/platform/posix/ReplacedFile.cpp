@@ -123,6 +123,7 @@ void ReplacedFile::makeStandby() try {
     if (!lacksStandby()) return;
     const auto source = opened(path, O_RDONLY);
     if (Facts::of(source) != current->facts) return current.reset();
+    removeLeftovers();
     NewFile copy(path);
     std::vector<char> buffer;
     for (std::size_t at = 0; at < current->facts.size; at += blockSize)
@@ -139,12 +140,13 @@ Descriptor ReplacedFile::openFolder() {
     makePrivateFolder(folder, saving);
     Descriptor openedFolder(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!openedFolder) throw FileError::fromErrno(errno, saving, folder);
-    if (std::exchange(isFirst, false)) removeLeftovers();
+    removeLeftovers();
     return openedFolder;
 }
 
 // What a program left that ended without its destructors.
-void ReplacedFile::removeLeftovers() const {
+void ReplacedFile::removeLeftovers() {
+    if (!std::exchange(mayHaveLeftovers, false)) return;
     const auto beginning = std::string(lastPathComponent(path)).append(standbyMark);
     std::error_code ignored;
     std::vector<std::filesystem::path> leftovers;
