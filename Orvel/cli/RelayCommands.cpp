@@ -69,8 +69,10 @@ void receipts(const Arguments& arguments, const Places& places, Output& output, 
     runner.restore();
     const auto waiting = runner.relay().relayState->pendingTransfers();
     runner.settle();
+    runner.model().dismissError();
     runner.model().checkRelayReceipts();
     runner.settle();
+    if (const auto& error = runner.session().error.get()) throw CommandFailure("notChecked", *error);
     auto array = Json::array();
     TextTable table;
     std::string problems;

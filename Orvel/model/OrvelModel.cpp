@@ -29,7 +29,8 @@ OrvelModel::OrvelModel(Desktop desktop, ClaudeRelaySender& claudeSender, AgentFo
       relayFile(joinedPath(parentFolder(statePath), "relay-state.json"), desktop.files),
       reading(desktop.loop, desktop.processes, this->folders.home),
       codexSender(desktop.loop, desktop.processes, reading, this->folders.home),
-      claudeSender(claudeSender) {
+      claudeSender(claudeSender),
+      tasks([this](const std::exception_ptr& failure) { showFailure(failure); }) {
     plain.recentConversations = recentStore.entries();
     plain.error = recentStore.loadErrorDescription();
     if (!fileExists(statePath)) return;
@@ -38,6 +39,18 @@ OrvelModel::OrvelModel(Desktop desktop, ClaudeRelaySender& claudeSender, AgentFo
     } catch (const std::exception& failure) {
         plain.error = std::string("Couldn't load the last transfer position. Check the message range.\n") +
                       failure.what();
+    }
+}
+
+// What an operation did not expect, as that no thread could be started. It may begin again; a delivery lets
+// nothing through to here.
+void OrvelModel::showFailure(const std::exception_ptr& failure) {
+    relays.isDiscovering = false;
+    relays.isCheckingReceipts = false;
+    try {
+        std::rethrow_exception(failure);
+    } catch (const std::exception& known) {
+        plain.error = known.what();
     }
 }
 

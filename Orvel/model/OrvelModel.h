@@ -256,6 +256,8 @@ class OrvelModel {
     void refreshUnpairedBusySource();
     Task<void> refreshBusySource(ConversationReference reference);
 
+    void showFailure(const std::exception_ptr& failure);
+
     void showReading(const SharedConversation& loaded, const ConversationReference& reference);
     void loadRelayReference(const ConversationReference& reference);
     Task<void> loadReference(ConversationReference reference, Generation::Value generation);

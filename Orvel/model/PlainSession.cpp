@@ -119,7 +119,12 @@ void OrvelModel::openFile(std::string path) {
 
 Task<void> OrvelModel::recognizeAndLoad(std::string path, Generation::Value generation) {
     const auto recognize = [path] { return ConversationCatalog::recognizedAgent(path); };
-    const auto agent = co_await desktop.loop.background(recognize);
+    std::optional<Agent> agent;
+    try {
+        agent = co_await desktop.loop.background(recognize);
+    } catch (const std::exception&) {
+        // The load fails as well then and says so.
+    }
     if (!plain.loadGeneration.isCurrent(generation)) co_return;
     if (agent) setSource(*agent);
     co_await loadFile(std::move(path), plain.source, generation);

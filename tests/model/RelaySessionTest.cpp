@@ -527,5 +527,31 @@ TEST_F(RelaySessionTest, AnUnpairedSourceAtWorkIsWatchedUntilItIsDone) {
     EXPECT_FALSE(session().conversation.get());
 }
 
+TEST_F(RelaySessionTest, WhatFindsNoThreadShowsItAndMayBeginAgain) {
+    pairUp(Agent::codex);
+    constexpr auto noThread = "Couldn't start a thread: Resource temporarily unavailable";
+    struct Row {
+        const char* name;
+        std::function<void()> begin;
+    };
+    const auto file = [&] { return found(session().source).transcriptPath; };
+    for (const auto& [name, begin] :
+         {Row{"discover", [&] { model().discoverConversations(); }},
+          Row{"receipts", [&] { model().checkRelayReceipts(); }}, Row{"send", [&] { model().sendRelay(); }},
+          Row{"load", [&] { model().load(file()); }}, Row{"open", [&] { model().openFile(file()); }}}) {
+        model().dismissError();
+        desktop.loop.setThreadsExhausted(true);
+        begin();
+        desktop.loop.run();
+        EXPECT_EQ(errorText(), noThread) << name;
+        desktop.loop.setThreadsExhausted(false);
+        model().dismissError();
+        begin();
+        EXPECT_FALSE(model().isIdle()) << name << " begins again";
+        desktop.loop.run();
+        EXPECT_EQ(errorText(), "") << name;
+    }
+}
+
 } // namespace
 } // namespace orvel

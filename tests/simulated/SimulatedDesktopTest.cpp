@@ -192,7 +192,7 @@ TEST_F(SimulatedDesktopTest, clipboardCountsEverybodysChanges) {
 
 TEST_F(SimulatedDesktopTest, readOnTheSideIsWaitedForOnlySoLong) {
     std::optional<std::vector<WindowList::OwnerName>> names;
-    const auto read = [&] { names = desktop.windows.ownerNames(100); };
+    const auto read = [&] { names = desktop.windows.reader()(100); };
     desktop.windows.showCandidates(true);
     EXPECT_TRUE(desktop.sideQueue.run(read, 25ms));
     EXPECT_EQ(names->front(), "GoogleJapaneseInputRenderer");
