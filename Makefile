@@ -1,5 +1,5 @@
 # The front door. Every target installs what it misses first.
-.PHONY: help run test test-agents explore sanitize bench fuzz lint format package install clean
+.PHONY: help run test test-agents explore sanitize tsan bench fuzz lint format package install clean
 
 PREFIX ?= /usr/local
 SOURCES = $(shell git ls-files '*.cpp' '*.h')
@@ -10,6 +10,7 @@ help:
 	@echo "make test-agents  Orvel against the real agents, offline (docs/agents.md)"
 	@echo "make explore   everything that can go wrong in a delivery, at every step of it"
 	@echo "make sanitize  the tests under the address and undefined-behaviour sanitizers"
+	@echo "make tsan      the tests of what has threads under the thread sanitizer"
 	@echo "make bench     measure, and write docs/performance.md"
 	@echo "make fuzz      the fuzzers, a minute each"
 	@echo "make lint      clang-tidy, shellcheck and the format of the sources"
@@ -47,6 +48,12 @@ sanitize:
 	@cmake --preset sanitize >/dev/null
 	cmake --build --preset sanitize
 	ctest --preset sanitize
+
+tsan:
+	@scripts/install-dependencies build test
+	@cmake --preset tsan >/dev/null
+	cmake --build --preset tsan
+	ctest --preset tsan
 
 bench:
 	@scripts/install-dependencies build bench

@@ -61,12 +61,11 @@ class Desk {
                  .instruction = "Look at this."},
                 stamp);
         }
-        files.replaceFile((folder / "data/relay-state.json").string(), encodeRelayState(state));
-        model.emplace(Desktop{loop, simulated.pasteboard, simulated.panels, simulated.applications,
-                              simulated.settings, files, simulated.processes},
-                      claude, AgentFolders::of(folder.string(), std::nullopt, std::nullopt, folder.string()),
+        files.replaceFileNow((folder / "data/relay-state.json").string(), encodeRelayState(state));
+        model.emplace(simulated.portsOn(loop, files), claude,
+                      AgentFolders::of(folder.string(), std::nullopt, std::nullopt, folder.string()),
                       (folder / "data/state.json").string());
-        model->restoreRelay();
+        model->links.restoreRelay();
         run();
         pass();
     }
@@ -78,7 +77,7 @@ class Desk {
     Desk& operator=(const Desk&) = delete;
 
     void pass() {
-        model->checkRelayReceipts();
+        model->receipts.checkRelayReceipts();
         run();
     }
 
@@ -110,9 +109,9 @@ class Desk {
 
     std::filesystem::path folder;
     std::string grown;
-    PosixFileStore files;
-    SimulatedDesktop simulated{files};
+    SimulatedDesktop simulated;
     PollLoop loop;
+    PosixFileStore files{loop};
     FakeClaudeSender claude{loop};
     std::optional<OrvelModel> model;
 };

@@ -3,16 +3,22 @@
 // time for the same bytes.
 
 #include "Orvel/model/RelayStateFile.h"
+#include "Orvel/platform/posix/PollLoop.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "OrvelCore/relay/RelayState.h"
 #include "OrvelCore/relay/RelayStateJson.h"
+#include "OrvelCore/relay/RelayStateReport.h"
 
 #include <benchmark/benchmark.h>
 #include <nlohmann/json.hpp>
 #include <simdjson.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
+#include <utility>
 
 namespace orvel {
 namespace {
@@ -182,23 +188,138 @@ void writeWithNlohmannAlone(benchmark::State& run) {
 }
 BENCHMARK(writeWithNlohmannAlone)->Name("relay/encode/library")->Unit(benchmark::kMillisecond);
 
+// The file of a state in a fresh folder, saved to the disk as the program does it.
+class SavedState {
+  public:
+    SavedState() {
+        auto name = (std::filesystem::temp_directory_path() / "orvel-bench-XXXXXX").string();
+        folder = mkdtemp(name.data());
+        startAgain();
+    }
+    ~SavedState() {
+        file.reset();
+        store.reset();
+        std::filesystem::remove_all(folder);
+    }
+    SavedState(const SavedState&) = delete;
+    SavedState& operator=(const SavedState&) = delete;
+
+    /// As a new process.
+    void startAgain() {
+        file.reset();
+        store.emplace(loop);
+        file.emplace(folder + "/relay-state.json", *store);
+    }
+
+    void save(const RelayState& state) { run(file->save(state)); }
+
+    /// Until what comes after a save is done.
+    void settle(const RelayState& state) { run(file->prepare(state)); }
+
+    /// The longest that the loop was held by the beginning of a save.
+    double longestHold() const { return std::chrono::duration<double, std::micro>(longest).count(); }
+
+  private:
+    static Task<void> thenStop(Task<void> work, PollLoop& loop) {
+        co_await work;
+        loop.stop();
+    }
+
+    void run(Task<void> work) {
+        TaskScope scope;
+        const auto began = loop.uptime();
+        scope.start(thenStop(std::move(work), loop));
+        longest = std::max(longest, loop.uptime() - began);
+        loop.run();
+    }
+
+    std::string folder;
+    PollLoop loop;
+    std::optional<PosixFileStore> store;
+    std::optional<RelayStateFile> file;
+    MainLoop::Duration longest{0};
+};
+
 // Encoding, writing and waiting for the disk.
-void save(benchmark::State& run) {
+void saveWhole(benchmark::State& run) {
     const auto state = stateWith(run.range(0), 20'000);
-    auto name = (std::filesystem::temp_directory_path() / "orvel-bench-XXXXXX").string();
-    const std::string folder = mkdtemp(name.data());
-    PosixFileStore store;
-    RelayStateFile file(folder + "/relay-state.json", store);
-    for (auto _ : run) file.save(state);
-    std::filesystem::remove_all(folder);
+    SavedState saved;
+    for (auto _ : run) {
+        saved.save(state);
+        run.PauseTiming();
+        saved.settle(state);
+        saved.startAgain();
+        run.ResumeTiming();
+    }
+    run.counters["hold_us"] = saved.longestHold();
 }
-BENCHMARK(save)
-    ->Name("relay/save")
+BENCHMARK(saveWhole)
+    ->Name("relay/save/whole")
     ->Arg(10)
     ->Arg(1'000)
     ->Arg(10'000)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
+
+// What a message costs before its destination is touched: it is saved, and saved again as one that may be
+// under way.
+void saveForSend(benchmark::State& run) {
+    auto state = stateWith(run.range(0), 20'000);
+    SavedState saved;
+    saved.save(state);
+    saved.settle(state);
+    const auto stamps = stamp(50'000);
+    for (auto _ : run) {
+        auto transfer = state.transfers.back();
+        transfer.id = stamps.newID();
+        state.transfers.append(transfer);
+        saved.save(state);
+        state.transfers.change(transfer.id, [](RelayTransfer& marked) { marked.retryable = false; });
+        saved.save(state);
+    }
+    run.counters["hold_us"] = saved.longestHold();
+}
+BENCHMARK(saveForSend)
+    ->Name("relay/save/send")
+    ->Arg(10)
+    ->Arg(1'000)
+    ->Arg(10'000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+// The first message after a start, with the loaded state made ready.
+void saveForFirstSend(benchmark::State& run) {
+    auto state = stateWith(run.range(0), 20'000);
+    SavedState saved;
+    saved.save(state);
+    const auto stamps = stamp(50'000);
+    for (auto _ : run) {
+        run.PauseTiming();
+        saved.settle(state);
+        saved.startAgain();
+        saved.settle(state);
+        saved.settle(state);
+        run.ResumeTiming();
+        auto transfer = state.transfers.back();
+        transfer.id = stamps.newID();
+        state.transfers.append(transfer);
+        saved.save(state);
+        state.transfers.change(transfer.id, [](RelayTransfer& marked) { marked.retryable = false; });
+        saved.save(state);
+    }
+}
+BENCHMARK(saveForFirstSend)
+    ->Name("relay/save/first-send")
+    ->Arg(10'000)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+// What a debug build does around every save.
+void checkRules(benchmark::State& run) {
+    const auto state = stateWith(run.range(0), 20'000);
+    for (auto _ : run) benchmark::DoNotOptimize(violationsOf(state));
+}
+BENCHMARK(checkRules)->Name("relay/rules")->Arg(1'000)->Arg(10'000)->Unit(benchmark::kMillisecond);
 
 } // namespace
 } // namespace orvel

@@ -41,7 +41,7 @@ class BenchWindow {
         for (const int number : {0, 1}) writeLong(number);
         window.resize(1180, 780);
         window.show();
-        model.discoverConversations();
+        model.catalogue.discoverConversations();
         settle();
     }
 
@@ -49,9 +49,9 @@ class BenchWindow {
     double show(int number) {
         std::optional<Clock::time_point> loaded;
         const auto subscription = model.changes().subscribe([&] {
-            if (!loaded && model.session().conversation.get()) loaded = Clock::now();
+            if (!loaded && model.workspace.state().conversation.get()) loaded = Clock::now();
         });
-        model.openFile(longPaths[static_cast<std::size_t>(number)]);
+        model.workspace.openFile(longPaths[static_cast<std::size_t>(number)]);
         while (!model.isIdle()) QApplication::processEvents(QEventLoop::AllEvents, 10);
         QApplication::processEvents();
         window.repaint();
@@ -86,12 +86,11 @@ class BenchWindow {
         longPaths.push_back(path);
     }
 
-    PosixFileStore files;
-    SimulatedDesktop simulated{files};
+    SimulatedDesktop simulated;
     QtMainLoop loop;
+    PosixFileStore files{loop};
     const std::string data = samples().many().home + "/data";
-    Desktop desktop{loop,  simulated.pasteboard, simulated.panels, simulated.applications, simulated.settings,
-                    files, simulated.processes};
+    Desktop desktop = simulated.portsOn(loop, files);
     FakeClaudeSender claude{loop};
     OrvelModel model{desktop, claude, samples().many(), data + "/state.json"};
     MainWindow window{model, desktop, [] {}};

@@ -34,6 +34,11 @@ void writeFile(const std::string& path, std::string_view contents) {
         .write(contents.data(), static_cast<std::streamsize>(contents.size()));
 }
 
+void save(RecentConversationsStore& store, RecentConversationsStore::Change change) {
+    writeFile(store.path(), change.contents);
+    store.adopt(std::move(change));
+}
+
 void claimWellFormed(const std::vector<RecentConversation>& entries) {
     claim(entries.size() <= RecentConversationsStore::maximumEntries, "the list is short");
     std::unordered_set<std::string> paths;
@@ -53,16 +58,14 @@ void claimWellFormed(const std::vector<RecentConversation>& entries) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const ScratchFile file;
     writeFile(file.path, {reinterpret_cast<const char*>(data), size});
-    RecentConversationsStore store(file.path, writeFile);
+    RecentConversationsStore store(file.path);
     claimWellFormed(store.entries());
     claim(!store.loadErrorDescription() || store.entries().empty(), "a bad file gives no entries");
 
-    store.remove("");
-    claim(RecentConversationsStore(file.path, writeFile).entries() == store.entries(),
-          "what is saved loads again");
-    store.record(Agent::claude, "", "/new", 1e9);
+    save(store, store.removing(""));
+    claim(RecentConversationsStore(file.path).entries() == store.entries(), "what is saved loads again");
+    save(store, store.recording(Agent::claude, "", "/new", 1e9));
     claimWellFormed(store.entries());
-    claim(RecentConversationsStore(file.path, writeFile).entries() == store.entries(),
-          "what is recorded loads again");
+    claim(RecentConversationsStore(file.path).entries() == store.entries(), "what is recorded loads again");
     return 0;
 }

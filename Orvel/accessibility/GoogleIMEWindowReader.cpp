@@ -14,20 +14,13 @@ double secondsOf(MainLoop::Duration time) {
     return std::chrono::duration<double>(time).count();
 }
 
-Sample sampleOf(const MainLoop& loop, WindowList& windows) {
-    const auto started = secondsOf(loop.uptime());
-    const auto names = windows.ownerNames(maximumWindows + 1);
-    const auto duration = secondsOf(loop.uptime()) - started;
-    if (duration > longestQuery) return {State::unavailable, started, duration};
-    return {names ? classify(*names) : classify(std::nullopt), started, duration};
-}
-
 } // namespace
 
+// What the reads on other threads share with the reader.
 struct GoogleIMEWindowReader::Reads {
     std::mutex mutex;
     bool isInFlight = false;
-    std::optional<Sample> latest; // Of the read that is waited for.
+    std::optional<State> latest; // Of the read that is waited for.
 
     // Whether a read may begin; if so, it has.
     bool begin() {
@@ -36,12 +29,12 @@ struct GoogleIMEWindowReader::Reads {
         latest.reset();
         return isInFlight = true;
     }
-    void end(const Sample& sample) {
+    void end(std::optional<State> state) {
         const std::lock_guard lock(mutex);
         isInFlight = false;
-        latest = sample;
+        latest = state;
     }
-    std::optional<Sample> take() {
+    std::optional<State> take() {
         const std::lock_guard lock(mutex);
         return std::exchange(latest, std::nullopt);
     }
@@ -50,29 +43,44 @@ struct GoogleIMEWindowReader::Reads {
 GoogleIMEWindowReader::GoogleIMEWindowReader(MainLoop& loop, WindowList& windows, SideQueue& queue)
     : loop(loop), windows(windows), queue(queue), reads(std::make_shared<Reads>()) {}
 
+std::function<void()> GoogleIMEWindowReader::readingWork() {
+    return [reads = reads, read = windows.reader()] {
+        const auto names = read(maximumWindows + 1);
+        reads->end(names ? classify(*names) : classify(std::nullopt));
+    };
+}
+
+std::optional<GoogleIMEWindowReader::Sample> GoogleIMEWindowReader::sampleSince(MainLoop::Duration started) {
+    const auto state = reads->take();
+    if (!state) return std::nullopt;
+    const auto duration = secondsOf(loop.uptime() - started);
+    return Sample{duration > longestQuery ? State::unavailable : *state, secondsOf(started), duration};
+}
+
 std::optional<GoogleIMEWindowReader::Sample> GoogleIMEWindowReader::readFresh(double maximumWait) {
     if (!std::isfinite(maximumWait) || maximumWait <= 0) return std::nullopt;
     const auto wait = std::min(maximumWait, longestWait);
     if (!reads->begin()) return std::nullopt;
     const auto asked = loop.uptime();
-    const auto read = [reads = reads, &loop = loop, &windows = windows] {
-        reads->end(sampleOf(loop, windows));
-    };
-    const bool isInTime =
-        queue.run(read, std::chrono::duration_cast<MainLoop::Duration>(std::chrono::duration<double>(wait)));
+    const bool isInTime = queue.run(
+        readingWork(), std::chrono::duration_cast<MainLoop::Duration>(std::chrono::duration<double>(wait)));
     const bool wokeInTime = secondsOf(loop.uptime() - asked) <= wait;
-    return isInTime && wokeInTime ? reads->take() : std::nullopt;
+    return isInTime && wokeInTime ? sampleSince(asked) : std::nullopt;
 }
 
 Task<std::optional<GoogleIMEWindowReader::Sample>> GoogleIMEWindowReader::read() {
     if (!reads->begin()) co_return std::nullopt;
-    const auto read = [reads = reads, &loop = loop, &windows = windows] {
-        const auto sample = sampleOf(loop, windows);
-        reads->end(sample);
-        return sample;
+    const auto asked = loop.uptime();
+    const auto read = [work = readingWork()] {
+        work();
+        return true;
     };
-    const auto sample = co_await loop.background(read);
-    co_return sample;
+    try {
+        co_await loop.background(read);
+    } catch (const std::exception&) {
+        reads->end(State::unavailable); // There was no thread for it.
+    }
+    co_return sampleSince(asked);
 }
 
 } // namespace orvel

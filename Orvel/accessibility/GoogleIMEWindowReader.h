@@ -8,12 +8,14 @@
 #include "Orvel/runtime/Task.h"
 #include "OrvelCore/japanese/GoogleIMEWindowDiagnostic.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 
 namespace orvel {
 
-/// One read at a time. Called on the main loop's thread; the list itself is read on other threads.
+/// One read at a time. Called on the main loop's thread; the list itself is read on other threads. A sample's
+/// times are those of the main loop's thread: from when it asked until it had the answer.
 class GoogleIMEWindowReader {
   public:
     using Sample = GoogleIMEWindowDiagnostic::Sample;
@@ -21,7 +23,7 @@ class GoogleIMEWindowReader {
     /// Seconds that a caller may wait at most, however long it is ready to.
     static constexpr double longestWait = 0.025;
 
-    /// The ports outlive all work on the queue and in the background.
+    /// The ports outlive this object, but not a read that comes too late.
     GoogleIMEWindowReader(MainLoop& loop, WindowList& windows, SideQueue& queue);
 
     /// Holds this thread until the list is read, for at most `maximumWait` seconds. Nothing if that passes,
@@ -33,6 +35,9 @@ class GoogleIMEWindowReader {
 
   private:
     struct Reads;
+
+    std::function<void()> readingWork();
+    std::optional<Sample> sampleSince(MainLoop::Duration started);
 
     MainLoop& loop;
     WindowList& windows;

@@ -1,12 +1,11 @@
 // The window program: chooses the platform, makes the long-lived objects, connects them, and takes in what
 // the desktop hands over.
 
-#include "Orvel/apps/ClaudeAccess.h"
+#include "Orvel/delivery/ClaudeDesktopRelaySender.h"
 #include "Orvel/model/OrvelModel.h"
+#include "Orvel/platform/assembly/ProgramDesktop.h"
 #include "Orvel/platform/posix/DataFolderLock.h"
 #include "Orvel/platform/posix/Places.h"
-#include "Orvel/platform/posix/PosixFileStore.h"
-#include "Orvel/platform/posix/PosixProcesses.h"
 #include "Orvel/platform/posix/StandardStreams.h"
 #include "Orvel/platform/qt/QtDesktop.h"
 #include "Orvel/platform/qt/QtMainLoop.h"
@@ -14,12 +13,12 @@
 #include "Orvel/platform/qt/SingleInstance.h"
 #include "Orvel/platform/qt/SystemAppearance.h"
 #include "Orvel/platform/qt/TerminationSignals.h"
-#include "Orvel/platform/sample/SampleProcesses.h"
 #include "Orvel/screens/MainWindow.h"
 #include "Orvel/screens/Theme.h"
 #include "OrvelCore/files/FilePath.h"
 #include "samples/SampleHome.h"
 
+#include <chrono>
 #include <cstdio>
 #include <optional>
 #include <stdexcept>
@@ -117,9 +116,9 @@ class DesktopRequests : public QObject {
     void open(const SingleInstance::Request& request) const {
         for (const auto& item : request) {
             if (item.starts_with("orvel:"))
-                model.open(item);
+                model.workspace.open(item);
             else
-                model.openFile(item);
+                model.workspace.openFile(item);
         }
     }
 
@@ -132,6 +131,15 @@ class DesktopRequests : public QObject {
   private:
     OrvelModel& model;
 };
+
+// What was typed last is not in the file yet. A disk that takes no more is not waited for.
+void saveDrafts(OrvelModel& model, QtMainLoop& loop) {
+    constexpr std::chrono::seconds timeout{5};
+    model.ledger.flushDrafts();
+    const auto deadline = loop.uptime() + timeout;
+    while (!model.ledger.isIdle() && loop.uptime() < deadline)
+        QApplication::processEvents(QEventLoop::ExcludeUserInputEvents | QEventLoop::WaitForMoreEvents, 50);
+}
 
 int run(QApplication& application, const Options& options) {
     std::optional<SampleHome> sampleHome;
@@ -149,14 +157,13 @@ int run(QApplication& application, const Options& options) {
     QtPanels panels;
     QtApplications applications;
     QtSettings settings(joinedPath(places.dataFolder, "settings.ini"));
-    PosixFileStore files;
-    PosixProcesses systemProcesses(loop, loop, places.toolEnvironment);
-    std::optional<SampleProcesses> sampleProcesses;
-    if (places.toolFolder) sampleProcesses.emplace(systemProcesses, *places.toolFolder, places.folders.codex);
-    Processes& processes = sampleProcesses ? static_cast<Processes&>(*sampleProcesses) : systemProcesses;
-    const Desktop desktop{loop, pasteboard, panels, applications, settings, files, processes};
-    ClaudeAccess claude(loop, applications, places);
-    OrvelModel model(desktop, claude.sender(), places.folders, places.statePath());
+    const ProgramDesktop desktop({loop, loop, pasteboard, panels, applications, settings}, places);
+    const auto& ports = desktop.ports();
+    ClaudeRelayDiagnosticHistory attempts;
+    ClaudeDesktopRelaySender claude({ports.loop, ports.accessibility, ports.applications, ports.inputSources,
+                                     ports.windows, ports.sideQueue},
+                                    attempts, places.folders);
+    OrvelModel model(ports, claude, places.folders, places.statePath());
     DesktopRequests requests(model);
     application.installEventFilter(&requests);
 
@@ -164,7 +171,7 @@ int run(QApplication& application, const Options& options) {
     std::optional<SystemAppearance> appearance;
     if (!options.dark) appearance.emplace(showTheme);
 
-    MainWindow window(model, desktop, [] {
+    MainWindow window(model, ports, [] {
         QProcess::startDetached(QApplication::applicationFilePath(), {QStringLiteral("--sample")});
     });
     panels.setWindow(&window);
@@ -180,11 +187,13 @@ int run(QApplication& application, const Options& options) {
                                  " but doesn't answer. Nothing was opened.");
     const TerminationSignals endings;
     window.show();
-    model.restoreRelay();
-    model.discoverConversations();
-    model.startReceiptPolling();
+    model.links.restoreRelay();
+    model.catalogue.discoverConversations();
+    model.receipts.startReceiptPolling();
     requests.open(options.toOpen);
-    return QApplication::exec();
+    const int status = QApplication::exec();
+    saveDrafts(model, loop);
+    return status;
 }
 
 } // namespace

@@ -142,7 +142,7 @@ std::string url(const Arguments& arguments, const Stylist& stylist) {
 
 std::string recent(const Arguments& arguments, const Places& places, const Stylist& stylist) {
     // Nothing is saved here.
-    const RecentConversationsStore store(joinedPath(places.dataFolder, "recent-conversations.json"), {});
+    const RecentConversationsStore store(joinedPath(places.dataFolder, "recent-conversations.json"));
     if (const auto& error = store.loadErrorDescription()) throw CommandFailure("unreadableRecents", *error);
     if (arguments.json) return linesOf(store.entries());
     TextTable table;

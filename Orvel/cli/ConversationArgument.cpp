@@ -2,7 +2,7 @@
 
 #include "Orvel/cli/CommandFailure.h"
 #include "Orvel/cli/TerminalDesktop.h"
-#include "Orvel/reading/ConversationReading.h"
+#include "Orvel/reading/ConversationReader.h"
 #include "Orvel/runtime/Task.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
@@ -62,7 +62,7 @@ struct Reading {
     std::exception_ptr failure;
 };
 
-Task<void> read(ConversationReading& conversations, ConversationReference reference, Reading& reading) {
+Task<void> read(ConversationReader& conversations, ConversationReference reference, Reading& reading) {
     try {
         reading.conversation = co_await conversations.readReference(std::move(reference));
     } catch (...) {
@@ -72,7 +72,7 @@ Task<void> read(ConversationReading& conversations, ConversationReference refere
 
 SharedConversation readReference(const ConversationReference& reference, const Places& places) {
     TerminalDesktop desktop(places);
-    ConversationReading conversations(desktop.loop, desktop.processes(), places.folders.home);
+    ConversationReader conversations(desktop.ports().loop, desktop.ports().processes, places.folders.home);
     Reading reading;
     TaskScope tasks;
     tasks.start(read(conversations, reference, reading));

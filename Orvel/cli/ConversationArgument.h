@@ -21,7 +21,7 @@ struct NamedConversation {
 /// Reads the conversation. An argument with a slash, or one that names an existing file, is a transcript
 /// file; without `agent` its format is recognised. Any other is the identifier of a session or of the Claude
 /// application; without `agent` it must fit one conversation of both agents together. Throws FileError,
-/// TranscriptError, ConversationCatalogError, and what ConversationReading::readReference throws.
+/// TranscriptError, ConversationCatalogError, and what ConversationReader::readReference throws.
 NamedConversation readConversation(const std::string& fileOrID, std::optional<Agent> agent,
                                    const Places& places);
 

@@ -19,15 +19,16 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 // Why a message was not found after a pass; nothing if it has just not arrived.
-std::optional<std::string> problemOf(const RelayTransfer& transfer, const RelaySession& relay) {
-    const auto pair = relay.relayState->pairs.find(transfer.pairID);
+std::optional<std::string> problemOf(const RelayTransfer& transfer, const OrvelModel& model) {
+    const auto pair = model.ledger.state().relayState->pairs.find(transfer.pairID);
     if (!pair) return std::nullopt;
     const auto& destination = pair->endpoint(other(transfer.source));
-    const auto reading = relay.pairReadings->find(ConversationReading::key(destination));
-    if (reading == relay.pairReadings->end())
+    const auto& readings = model.readings.latest();
+    const auto reading = readings.find(ConversationReader::key(destination));
+    if (reading == readings.end())
         return fmt::format("The conversation “{}” could not be read.", destination.title);
     try {
-        auto state = relay.relayState.get();
+        auto state = model.ledger.state().relayState.get();
         if (state.reconcile(transfer.id, *reading->second)) return "The receipt could not be saved.";
         return std::nullopt;
     } catch (const Failure& failure) {
@@ -40,19 +41,20 @@ std::optional<std::string> problemOf(const RelayTransfer& transfer, const RelayS
 void link(const Arguments& arguments, const Places& places, Output& output) {
     RelaySessionRunner runner(places);
     runner.restore();
-    runner.model().discoverConversations();
+    runner.model().catalogue.discoverConversations();
     runner.settle();
-    const auto catalog = runner.relay().catalog.get();
+    const auto catalog = runner.model().catalogue.state().catalog.get();
     const auto codex = referenceNamed(arguments.subject, Agent::codex, catalog);
     const auto claude = referenceNamed(arguments.claudeID, Agent::claude, catalog);
-    const auto count = runner.relay().relayState->pairs.size();
-    runner.model().dismissError();
-    runner.model().chooseSource(codex);
-    runner.model().connectDestination(claude);
-    if (const auto& error = runner.session().error.get()) throw CommandFailure("notLinked", *error);
-    const auto pair = runner.model().activePair();
+    const auto count = runner.records().pairs.size();
+    runner.model().notices.dismissError();
+    runner.model().workspace.chooseSource(codex);
+    runner.model().links.connectDestination(claude);
+    runner.settle();
+    if (runner.error()) throw CommandFailure("notLinked", *runner.error());
+    const auto pair = runner.model().workspace.relay().activePair();
     if (!pair) throw CommandFailure("notLinked", "The conversations could not be linked.");
-    const bool isNew = runner.relay().relayState->pairs.size() > count;
+    const bool isNew = runner.records().pairs.size() > count;
     output.write(arguments.json ? jsonLine({{"id", pair->id}, {"isNew", isNew}}) : pair->id + "\n");
 }
 
@@ -67,17 +69,19 @@ void retry(const Arguments& arguments, const Places& places, Output& output, con
 void receipts(const Arguments& arguments, const Places& places, Output& output, const Stylist& stylist) {
     RelaySessionRunner runner(places);
     runner.restore();
-    const auto waiting = runner.relay().relayState->pendingTransfers();
+    const auto waiting = runner.records().pendingTransfers();
     runner.settle();
-    runner.model().checkRelayReceipts();
+    runner.model().notices.dismissError();
+    runner.model().receipts.checkRelayReceipts();
     runner.settle();
+    if (const auto& error = runner.error()) throw CommandFailure("notChecked", *error);
     auto array = Json::array();
     TextTable table;
     std::string problems;
     for (const auto& transfer : waiting) {
-        const auto now = runner.relay().relayState->transfers.find(transfer.id);
+        const auto now = runner.records().transfers.find(transfer.id);
         if (now->isPending()) {
-            if (const auto problem = problemOf(*now, runner.relay())) problems += "\n" + *problem;
+            if (const auto problem = problemOf(*now, runner.model())) problems += "\n" + *problem;
             continue;
         }
         array.push_back({{"id", now->id},

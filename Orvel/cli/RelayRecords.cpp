@@ -4,13 +4,12 @@
 #include "Orvel/cli/JsonLine.h"
 #include "Orvel/model/RelativeTime.h"
 #include "Orvel/model/RelayStateFile.h"
-#include "Orvel/platform/posix/PosixFileStore.h"
+#include "Orvel/model/TransferStanding.h"
 #include "Orvel/platform/posix/SystemClock.h"
 #include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/relay/RelayError.h"
 
 #include <algorithm>
-#include <array>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -23,12 +22,6 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::size_t titlesColumns = 80;
 
-// In the order of PendingState.
-constexpr std::array<FailureWords, 4> stateWords{{{"mayBeRetried", "may be retried"},
-                                                  {"unconfirmed", "delivery unconfirmed"},
-                                                  {"waitingForPaste", "waiting for paste"},
-                                                  {"checking", "checking"}}};
-
 char upperCase(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
@@ -40,10 +33,7 @@ bool beginsWith(std::string_view text, std::string_view beginning) {
 }
 
 RelayState stateIn(const Places& places) {
-    PosixFileStore unused;
-    return RelayStateFile(joinedPath(places.dataFolder, "relay-state.json"), unused)
-        .load()
-        .value_or(RelayState());
+    return loadRelayState(joinedPath(places.dataFolder, "relay-state.json")).value_or(RelayState());
 }
 
 std::vector<ConversationReference> conversationsOf(const RelayPair& pair, const RelayState& state) {
@@ -75,25 +65,10 @@ Json jsonOf(const RelayTransfer& transfer) {
             {"link", transfer.pairID},
             {"source", rawValue(transfer.source)},
             {"createdAt", transfer.createdAt},
-            {"state", nameOf(pendingState(transfer))}};
+            {"state", nameOf(standingOf(transfer))}};
 }
 
 } // namespace
-
-PendingState pendingState(const RelayTransfer& transfer) {
-    if (transfer.retryable == true) return PendingState::mayBeRetried;
-    if (transfer.deliveryMode != RelayDeliveryMode::copied) return PendingState::checking;
-    // Whoever tries to deliver first takes the permission to try again away.
-    return transfer.retryable ? PendingState::unconfirmed : PendingState::waitingForPaste;
-}
-
-std::string_view nameOf(PendingState state) {
-    return stateWords[static_cast<std::size_t>(state)].name;
-}
-
-std::string_view wordsOf(PendingState state) {
-    return stateWords[static_cast<std::size_t>(state)].text;
-}
 
 std::string directionOf(const RelayTransfer& transfer) {
     return fmt::format("{} → {}", label(transfer.source), label(other(transfer.source)));
@@ -140,7 +115,7 @@ std::string RelayRecords::pending(const Arguments& arguments, const Places& plac
         array.push_back(jsonOf(transfer));
         table.add({{directionOf(transfer)},
                    {relativeTime(transfer.createdAt, now, localUTCOffset(now)), TextStyle::faint},
-                   {std::string(wordsOf(pendingState(transfer))), TextStyle::strong},
+                   {std::string(wordsOf(standingOf(transfer))), TextStyle::strong},
                    {"link " + transfer.pairID},
                    {transfer.id, TextStyle::faint}});
     }

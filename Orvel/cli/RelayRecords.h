@@ -12,18 +12,6 @@
 
 namespace orvel {
 
-/// What can be said of a saved message that has not been seen in its destination.
-enum class PendingState {
-    mayBeRetried,    ///< Nothing was inserted.
-    unconfirmed,     ///< An attempt may have inserted it.
-    waitingForPaste, ///< Nothing has tried to deliver it.
-    checking         ///< Delivered by Orvel.
-};
-
-PendingState pendingState(const RelayTransfer& transfer);
-std::string_view nameOf(PendingState state);
-std::string_view wordsOf(PendingState state);
-
 /// "Codex → Claude".
 std::string directionOf(const RelayTransfer& transfer);
 

@@ -7,23 +7,27 @@ namespace orvel {
 RelaySessionRunner::RelaySessionRunner(const Places& places)
     : lock(places.dataFolder, "orvel-cli"),
       desktop(places),
-      claude(desktop.loop, desktop.applications, places),
-      orvel(desktop.ports(), claude.sender(), places.folders, places.statePath()) {}
+      claude({desktop.ports().loop, desktop.ports().accessibility, desktop.ports().applications,
+              desktop.ports().inputSources, desktop.ports().windows, desktop.ports().sideQueue},
+             attempts, places.folders),
+      orvel(desktop.ports(), claude, places.folders, places.statePath()) {}
 
 void RelaySessionRunner::restore() {
-    orvel.restoreRelay();
-    if (const auto& error = relay().relayStorageError) throw CommandFailure("unreadableRecords", *error);
+    tasks.start(orvel.ledger.restoreRelay());
+    settle();
+    if (const auto& error = orvel.ledger.state().relayStorageError)
+        throw CommandFailure("unreadableRecords", *error);
 }
 
 void RelaySessionRunner::open(const RelayPair& pair, Agent source) {
-    orvel.dismissError();
-    orvel.openPair(pair, source);
+    orvel.notices.dismissError();
+    orvel.workspace.openPair(pair, source);
     settle();
-    if (const auto& error = session().error.get()) throw CommandFailure("unreadableConversation", *error);
+    if (error()) throw CommandFailure("unreadableConversation", *error());
 }
 
 void RelaySessionRunner::settle() {
-    if (!runUntil([this] { return orvel.isIdle(); }, patience))
+    if (!runUntil([this] { return orvel.isIdle() && tasks.isIdle(); }, patience))
         throw CommandFailure("timedOut", "It took too long. “orvel-cli pending” tells what is saved.");
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 // A model that may write, in a terminal: one command's session with the relay records.
 
-#include "Orvel/apps/ClaudeAccess.h"
 #include "Orvel/cli/TerminalDesktop.h"
+#include "Orvel/delivery/ClaudeDesktopRelaySender.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/posix/DataFolderLock.h"
 
@@ -19,8 +19,9 @@ class RelaySessionRunner {
     explicit RelaySessionRunner(const Places& places);
 
     OrvelModel& model() { return orvel; }
-    const PlainSession& session() const { return orvel.session(); }
-    const RelaySession& relay() const { return orvel.relay(); }
+    const WorkspaceState& workspace() const { return orvel.workspace.state(); }
+    const RelayState& records() const { return orvel.ledger.state().relayState; }
+    const std::optional<std::string>& error() const { return orvel.notices.error(); }
 
     /// Reads the relay records into the model. Throws CommandFailure with the model's words if they can't be
     /// read.
@@ -42,8 +43,10 @@ class RelaySessionRunner {
   private:
     DataFolderLock lock;
     TerminalDesktop desktop;
-    ClaudeAccess claude;
+    ClaudeRelayDiagnosticHistory attempts;
+    ClaudeDesktopRelaySender claude;
     OrvelModel orvel;
+    TaskScope tasks;
 };
 
 } // namespace orvel

@@ -4,7 +4,6 @@
 #include "Orvel/cli/Output.h"
 #include "Orvel/cli/RelaySessionRunner.h"
 #include "Orvel/cli/TerminalText.h"
-#include "Orvel/model/OrvelWorkspacePresentation.h"
 #include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/files/FileReading.h"
 
@@ -24,7 +23,7 @@ using Json = nlohmann::ordered_json;
 constexpr std::size_t columns = 92;
 constexpr std::size_t valueColumns = 40;
 constexpr std::chrono::seconds patience{30};
-constexpr std::size_t stateFileLimit = 1'000'000;
+constexpr std::size_t maximumStateSize = 1'000'000;
 
 Json shortened(Json json) {
     if (json.is_string())
@@ -42,8 +41,7 @@ class SampleTour {
           statePath(joinedPath(places.dataFolder, "relay-state.json")),
           runner(places),
           model(runner.model()),
-          session(runner.session()),
-          relay(runner.relay()) {}
+          workspace(runner.workspace()) {}
 
     void show() {
         findConversations();
@@ -62,15 +60,15 @@ class SampleTour {
   private:
     void findConversations() {
         heading("Find the conversations on this machine");
-        model.discoverConversations();
+        model.catalogue.discoverConversations();
         runner.settle();
-        for (const auto& reference : relay.catalog.get())
+        for (const auto& reference : model.catalogue.state().catalog.get())
             say(fmt::format("{:<6}  {}", label(reference.agent), titleOf(reference)));
     }
 
     void chooseTwo() {
         heading("Choose one with Claude to send from, and one with Codex to send to");
-        const auto catalog = relay.catalog.get();
+        const auto catalog = model.catalogue.state().catalog.get();
         for (const auto& from : catalog)
             for (const auto& to : catalog)
                 if (from.agent == Agent::claude && to.agent == Agent::codex &&
@@ -80,14 +78,14 @@ class SampleTour {
     }
 
     bool tryPair(const ConversationReference& from, const ConversationReference& to) {
-        model.chooseSource(from);
+        model.workspace.chooseSource(from);
         runner.settle();
         checkModel();
-        if (session.conversation.get()->isBusy) {
+        if (workspace.conversation.get()->isBusy) {
             say(fmt::format("“{}”: Claude is still at work, so another one.", titleOf(from)));
             return false;
         }
-        model.connectDestination(to);
+        model.links.connectDestination(to);
         runner.settle();
         checkModel();
         destination = to;
@@ -98,26 +96,27 @@ class SampleTour {
 
     void chooseRange() {
         heading("Choose where the range starts");
-        const auto& messages = session.conversation.get()->messages;
+        const auto& messages = workspace.conversation.get()->messages;
         const auto lastQuestion = std::find_if(messages.rbegin(), messages.rend(),
                                                [](const auto& message) { return message.role == "user"; });
-        if (lastQuestion != messages.rend()) model.selectRange(lastQuestion->id);
+        if (lastQuestion != messages.rend()) model.workspace.selectRange(lastQuestion->id);
         checkModel();
-        say(fmt::format("At the last question: {} of {} messages.", model.selectedMessages().span().size(),
-                        messages.size()));
+        say(fmt::format("At the last question: {} of {} messages.",
+                        model.workspace.relay().selectedMessages().span().size(), messages.size()));
     }
 
     void writeNote() {
         heading("Write a note");
-        model.setInstruction("Please fix this in parse_operand, and add the test that would have found it.");
+        model.workspace.setInstruction(
+            "Please fix this in parse_operand, and add the test that would have found it.");
         checkModel();
-        say(session.instruction.get());
+        say(workspace.instruction.get());
     }
 
     void preview() {
         heading("See the exact text");
-        quote(model.preview());
-        say(fmt::format("{} bytes.", model.preview().size()));
+        quote(model.workspace.relay().preview());
+        say(fmt::format("{} bytes.", model.workspace.relay().preview().size()));
     }
 
     void send() {
@@ -134,21 +133,24 @@ class SampleTour {
 
     // Until the message stands in Orvel's records and the destination may be touched.
     void beginToSend() {
-        model.sendRelay();
-        if (!runner.runUntil([&] { return relay.isSending || model.isIdle(); }, patience)) tooLong();
+        model.outbox.sendRelay();
+        if (!runner.runUntil([&] { return model.outbox.state().operation.isSending() || model.isIdle(); },
+                             patience))
+            tooLong();
         checkModel();
         transferID = savedState().at("transfers").back().at("id");
     }
 
     void watch() {
         heading("Watch until it is seen");
-        model.startReceiptPolling();
-        if (model.watchedTurns().contains(destination.sessionID)) say("Codex's turn is being watched.");
+        model.receipts.startReceiptPolling();
+        if (model.outbox.watchedTurns().contains(destination.sessionID))
+            say("Codex's turn is being watched.");
         if (!runner.runUntil([&] { return !transfer().isPending(); }, patience)) tooLong();
         say("Seen: the message stands in Codex's own transcript. Only that counts as received.");
-        const auto isOver = [&] { return !model.watchedTurns().contains(destination.sessionID); };
+        const auto isOver = [&] { return !model.outbox.watchedTurns().contains(destination.sessionID); };
         if (!runner.runUntil(isOver, patience)) tooLong();
-        model.refresh();
+        model.workspace.refresh();
         runner.settle();
         checkModel();
         say("Codex has answered, and the watch is over.");
@@ -165,9 +167,9 @@ class SampleTour {
     // The workspace has turned round: the conversation that received the message is the source now.
     void sendBack() {
         heading("Send the answer back to Claude");
-        model.setInstruction("Does this settle it? Tell me if the release notes need a line.");
+        model.workspace.setInstruction("Does this settle it? Tell me if the release notes need a line.");
         checkModel();
-        quote(model.preview());
+        quote(model.workspace.relay().preview());
         beginToSend();
         say("Saved. Now Orvel shows the conversation in Claude, proves that its editor is empty, writes");
         say("the message there once, presses Send once, and looks for it in Claude's transcript.");
@@ -176,13 +178,13 @@ class SampleTour {
         if (transfer().isPending())
             throw CommandFailure("notReceived", "The message was not seen in Claude's transcript.");
         say("Seen: the message stands in Claude's own transcript.");
-        if (!runner.runUntil([&] { return !session.conversation.get()->isBusy; }, patience)) tooLong();
+        if (!runner.runUntil([&] { return !workspace.conversation.get()->isBusy; }, patience)) tooLong();
         say("Claude has answered.");
     }
 
     void showEnd(Agent agent) {
         heading(fmt::format("What the conversation with {} ends with", label(agent)));
-        const auto& messages = session.conversation.get()->messages;
+        const auto& messages = workspace.conversation.get()->messages;
         const auto received = std::find_if(messages.begin(), messages.end(), [&](const Message& message) {
             return message.id == transfer().receivedMessageID;
         });
@@ -194,12 +196,12 @@ class SampleTour {
     }
 
     std::string titleOf(const ConversationReference& reference) const {
-        return visibleLine(conversationTitle(relay, reference));
+        return visibleLine(model.catalogue.state().conversationTitle(reference));
     }
 
-    RelayTransfer transfer() const { return *relay.relayState->transfers.find(transferID); }
+    RelayTransfer transfer() const { return *runner.records().transfers.find(transferID); }
 
-    Json savedState() const { return Json::parse(readFile(statePath, stateFileLimit)); }
+    Json savedState() const { return Json::parse(readFile(statePath, maximumStateSize)); }
 
     void heading(std::string_view text) {
         output.write((step > 0 ? "\n" : "") +
@@ -221,7 +223,7 @@ class SampleTour {
     }
 
     void checkModel() const {
-        if (const auto& error = session.error.get()) throw CommandFailure("sampleFailed", *error);
+        if (const auto& error = model.notices.error()) throw CommandFailure("sampleFailed", *error);
     }
 
     [[noreturn]] static void tooLong() {
@@ -234,8 +236,7 @@ class SampleTour {
     int step = 0;
     RelaySessionRunner runner;
     OrvelModel& model;
-    const PlainSession& session;
-    const RelaySession& relay;
+    const WorkspaceState& workspace;
     ConversationReference destination;
     std::string transferID;
 };

@@ -12,15 +12,6 @@ constexpr std::chrono::milliseconds lookInterval{10};
 
 } // namespace
 
-TerminalDesktop::TerminalDesktop(const Places& places) : systemProcesses(loop, loop, places.toolEnvironment) {
-    if (places.toolFolder) sampleProcesses.emplace(systemProcesses, *places.toolFolder, places.folders.codex);
-}
-
-Processes& TerminalDesktop::processes() {
-    if (sampleProcesses) return *sampleProcesses;
-    return systemProcesses;
-}
-
 bool TerminalDesktop::runUntil(const std::function<bool()>& met, MainLoop::Duration limit) {
     const auto deadline = loop.uptime() + limit;
     bool isMet = false;

@@ -1,16 +1,10 @@
 #pragma once
-// The ports of a program in a terminal, which touches nothing of the desktop, and the loop that it runs on.
+// What a terminal brings of a desktop: a loop that runs until something has happened, and a clipboard of this
+// process alone.
 
-#include "Orvel/desktop/Desktop.h"
-#include "Orvel/desktop/Panels.h"
-#include "Orvel/platform/posix/Places.h"
+#include "Orvel/platform/assembly/ProgramDesktop.h"
 #include "Orvel/platform/posix/PollLoop.h"
-#include "Orvel/platform/posix/PosixFileStore.h"
-#include "Orvel/platform/posix/PosixProcesses.h"
-#include "Orvel/platform/sample/SampleProcesses.h"
-#include "Orvel/platform/unavailable/MemorySettings.h"
-#include "Orvel/platform/unavailable/UnavailableApplications.h"
-#include "Orvel/platform/unavailable/UnavailablePasteboard.h"
+#include "Orvel/platform/unavailable/UnavailableDesktop.h"
 
 #include <functional>
 #include <optional>
@@ -29,33 +23,23 @@ struct MemoryPasteboard : UnavailablePasteboard {
     std::optional<std::string> text;
 };
 
-/// Every question is cancelled.
-struct NoPanels : Panels {
-    std::optional<std::string> chooseFile(const OpenPanel&) override { return std::nullopt; }
-};
+class TerminalDesktop {
+  public:
+    explicit TerminalDesktop(const Places& places)
+        : assembled({loop, loop, pasteboard, nothing.panels, nothing.applications, nothing.settings},
+                    places) {}
 
-struct TerminalDesktop {
-    explicit TerminalDesktop(const Places& places);
-
-    Desktop ports() { return {loop, pasteboard, panels, applications, settings, files, processes()}; }
-
-    /// In a sample only its own tools exist.
-    Processes& processes();
+    const Desktop& ports() const { return assembled.ports(); }
 
     /// Runs the loop until `met`, which is asked again and again, and gives whether it came to that within
     /// the time. Throws Interrupted.
     bool runUntil(const std::function<bool()>& met, MainLoop::Duration limit);
 
+  private:
     PollLoop loop;
     MemoryPasteboard pasteboard;
-    NoPanels panels;
-    UnavailableApplications applications;
-    MemorySettings settings;
-    PosixFileStore files;
-
-  private:
-    PosixProcesses systemProcesses;
-    std::optional<SampleProcesses> sampleProcesses;
+    UnavailableDesktop nothing;
+    ProgramDesktop assembled;
 };
 
 } // namespace orvel

@@ -31,7 +31,7 @@ ChildLaunch queueLaunch(const std::string& executable, const std::string& thread
 
 } // namespace
 
-CodexRelaySender::CodexRelaySender(MainLoop& loop, Processes& processes, ConversationReading& reading,
+CodexRelaySender::CodexRelaySender(MainLoop& loop, Processes& processes, ConversationReader& reading,
                                    std::string home)
     : loop(loop), processes(processes), reading(reading), home(std::move(home)) {}
 

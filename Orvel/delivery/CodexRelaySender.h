@@ -3,7 +3,7 @@
 // process owns the conversation. Codex's server is asked before whether the conversation is there and idle,
 // and watched after for a failed reply. Neither proves the delivery; only the transcript does.
 
-#include "Orvel/reading/ConversationReading.h"
+#include "Orvel/reading/ConversationReader.h"
 #include "OrvelCore/relay/RelaySendError.h"
 
 #include <exception>
@@ -24,7 +24,7 @@ class CodexRelaySender {
     using LifecycleFailure = std::function<void(const std::string&)>;
 
     /// The ports and the reading outlive the sender.
-    CodexRelaySender(MainLoop& loop, Processes& processes, ConversationReading& reading, std::string home);
+    CodexRelaySender(MainLoop& loop, Processes& processes, ConversationReader& reading, std::string home);
 
     /// Returns when Codex has accepted the message; then the turn is watched for up to an hour, unless
     /// another program owns the conversation. `afterMessageID` is the last message of the destination before.
@@ -50,7 +50,7 @@ class CodexRelaySender {
 
     MainLoop& loop;
     Processes& processes;
-    ConversationReading& reading;
+    ConversationReader& reading;
     std::string home;
     std::map<std::string, MainLoop::Duration> watched;
     TaskScope tasks; // Last: ends before what its work uses.

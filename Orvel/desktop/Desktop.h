@@ -1,26 +1,38 @@
 #pragma once
-// Everything outside Orvel that its application logic may touch. Main files choose what stands behind each
-// port.
+// Everything outside Orvel that its application logic may touch. Whoever assembles a platform chooses what
+// stands behind each port; an object takes only the ports that it uses.
 
 namespace orvel {
 
+class Accessibility;
 class Applications;
+class EventPosting;
 class FileStore;
+class InputSources;
+class KeyboardTap;
 class MainLoop;
 class Panels;
 class Pasteboard;
 class Processes;
 class Settings;
+class SideQueue;
+class WindowList;
 
 /// References to the ports; whoever makes it keeps them alive.
 struct Desktop {
     MainLoop& loop;
+    SideQueue& sideQueue;
+    FileStore& files;
+    Processes& processes;
+    Settings& settings;
     Pasteboard& pasteboard;
     Panels& panels;
     Applications& applications;
-    Settings& settings;
-    FileStore& files;
-    Processes& processes;
+    Accessibility& accessibility;
+    KeyboardTap& keyboardTap;
+    EventPosting& eventPosting;
+    InputSources& inputSources;
+    WindowList& windows;
 };
 
 } // namespace orvel

@@ -7,14 +7,15 @@
 
 namespace orvel {
 
-/// Runs one piece of work after the other. Destroying it waits for the one that runs.
+/// Runs one piece of work after the other. Destroying it waits for the one that runs and drops the others.
 class SideQueue {
   public:
     virtual ~SideQueue() = default;
 
     /// Has the work run on the other thread and waits for its end, holding this thread, for at most
-    /// `maximumWait`. False if that time passed; the work runs to its end all the same. It lets no exception
-    /// out and shares with this thread only what is safe to share.
+    /// `maximumWait`. False if that passed; the work goes on all the same, and whoever asked may be gone
+    /// before it ends. So it holds only copies, and shares of what any thread may use; no references. It lets
+    /// no exception out.
     virtual bool run(std::function<void()> work, MainLoop::Duration maximumWait) = 0;
 };
 

@@ -2,6 +2,7 @@
 // Whose windows are on the screen.
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,11 +14,15 @@ class WindowList {
     /// The name of the program that owns the window, or nothing if it can't be read.
     using OwnerName = std::optional<std::string>;
 
+    /// Gives the owners of the windows on the screen, of at most the first `most` windows; nothing if there
+    /// is no list to be had. May take long.
+    using Read = std::function<std::optional<std::vector<OwnerName>>(std::size_t most)>;
+
     virtual ~WindowList() = default;
 
-    /// The owners of the windows on the screen, of at most the first `most` windows; nothing if there is no
-    /// list to be had. May take long, and may be called from any thread.
-    virtual std::optional<std::vector<OwnerName>> ownerNames(std::size_t most) = 0;
+    /// What reads the list, on whichever thread, one call at a time. It holds what it needs, since a read
+    /// that takes long may outlive this object.
+    virtual Read reader() = 0;
 };
 
 } // namespace orvel

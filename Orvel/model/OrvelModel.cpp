@@ -1,6 +1,5 @@
 #include "Orvel/model/OrvelModel.h"
 
-#include "Orvel/desktop/FileStore.h"
 #include "OrvelCore/files/FileError.h"
 #include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/files/FileReading.h"
@@ -12,37 +11,58 @@ namespace orvel {
 namespace {
 
 // Far above what the positions of a lifetime need, in bytes.
-constexpr std::size_t stateFileLimit = 67'108'864;
+constexpr std::size_t maximumPositionsSize = 67'108'864;
 
-} // namespace
-
-OrvelModel::OrvelModel(Desktop desktop, ClaudeRelaySender& claudeSender, AgentFolders folders,
-                       const std::string& statePath)
-    : desktop(desktop),
-      folders(std::move(folders)),
-      plain(changeSignal),
-      relays(changeSignal),
-      recentStore(joinedPath(parentFolder(statePath), "recent-conversations.json"),
-                  [&files = desktop.files](const std::string& path, std::string_view contents) {
-                      files.replaceFile(path, contents);
-                  }),
-      relayFile(joinedPath(parentFolder(statePath), "relay-state.json"), desktop.files),
-      reading(desktop.loop, desktop.processes, this->folders.home),
-      codexSender(desktop.loop, desktop.processes, reading, this->folders.home),
-      claudeSender(claudeSender) {
-    plain.recentConversations = recentStore.entries();
-    plain.error = recentStore.loadErrorDescription();
-    if (!fileExists(statePath)) return;
+HandoffState positionsIn(const std::string& path, Notices& notices) {
+    if (!fileExists(path)) return {};
     try {
-        plain.state = HandoffState::decode(readFile(statePath, stateFileLimit));
+        return HandoffState::decode(readFile(path, maximumPositionsSize));
     } catch (const std::exception& failure) {
-        plain.error = std::string("Couldn't load the last transfer position. Check the message range.\n") +
-                      failure.what();
+        notices.fail(std::string("Couldn't load the last transfer position. Check the message range.\n") +
+                     failure.what());
+        return {};
     }
 }
 
-void OrvelModel::dismissError() {
-    plain.error = std::nullopt;
+std::string beside(const std::string& statePath, std::string_view name) {
+    return joinedPath(parentFolder(statePath), name);
+}
+
+} // namespace
+
+OrvelModel::OrvelModel(const Desktop& desktop, ClaudeRelaySender& claudeSender, AgentFolders folders,
+                       const std::string& statePath)
+    : notices(changeSignal),
+      ledger(changeSignal, notices, desktop.loop, desktop.files, beside(statePath, "relay-state.json")),
+      catalogue(changeSignal, notices, desktop.loop, desktop.files, std::move(folders),
+                beside(statePath, "recent-conversations.json")),
+      readings(changeSignal),
+      reader(desktop.loop, desktop.processes, catalogue.agentFolders().home),
+      operation(changeSignal),
+      workspace(changeSignal,
+                {notices, operation, ledger, catalogue, reader, readings, desktop.loop, desktop.panels,
+                 desktop.applications},
+                positionsIn(statePath, notices)),
+      links(notices, operation, ledger, workspace),
+      outbox(changeSignal,
+             {notices, operation, ledger, workspace, reader, desktop.loop, desktop.processes,
+              desktop.applications, claudeSender},
+             catalogue.agentFolders().home),
+      receipts(changeSignal,
+               {notices, operation, outbox.state(), ledger, workspace, reader, readings, desktop.loop}) {
+    catalogue.onDiscovered = [this] { workspace.recognizeSource(); };
+    workspace.onLoaded = [this] { receipts.checkRelayReceipts(); };
+    outbox.onDone = [this] { receipts.checkRelayReceipts(); };
+}
+
+ModelView OrvelModel::view() const {
+    return {notices,           ledger.state(), catalogue.state(),     workspace.state(),
+            workspace.relay(), outbox.state(), outbox.watchedTurns(), receipts.isChecking()};
+}
+
+bool OrvelModel::isIdle() const {
+    return ledger.isIdle() && catalogue.isIdle() && workspace.isIdle() && links.isIdle() && outbox.isIdle() &&
+           receipts.isIdle();
 }
 
 } // namespace orvel

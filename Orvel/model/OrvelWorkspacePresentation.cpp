@@ -1,28 +1,27 @@
 #include "Orvel/model/OrvelWorkspacePresentation.h"
 
-#include <algorithm>
+#include "OrvelCore/text/Failure.h"
 
 namespace orvel {
 
 namespace {
 
-std::string sourceTitle(const OrvelModel& model) {
-    const auto& session = model.session();
-    if (const auto reference = model.cardReference(session.source))
-        return conversationTitle(model.relay(), *reference);
-    if (session.conversation.get()) return session.conversation.get()->title;
-    if (session.filePath.get()) return *session.filePath.get();
+std::string sourceTitle(const ModelView& view) {
+    if (const auto reference = view.relay.cardReference(view.workspace.source))
+        return view.catalogue.conversationTitle(*reference);
+    if (view.workspace.conversation.get()) return view.workspace.conversation.get()->title;
+    if (view.workspace.filePath.get()) return *view.workspace.filePath.get();
     return "Pasted conversation";
 }
 
-OrvelWorkspaceSnapshot::Endpoint endpointOf(const OrvelModel& model, Agent agent) {
-    const bool isSource = agent == model.session().source;
-    const auto reference = model.cardReference(agent);
+OrvelWorkspaceSnapshot::Endpoint endpointOf(const ModelView& view, Agent agent) {
+    const bool isSource = agent == view.workspace.source;
+    const auto reference = view.relay.cardReference(agent);
     return {.id = reference ? reference->id() : std::string(rawValue(agent)),
             .agent = agent,
-            .name = model.speakerTitle(agent),
-            .title = reference  ? conversationTitle(model.relay(), *reference)
-                     : isSource ? sourceTitle(model)
+            .name = view.relay.speakerTitle(agent),
+            .title = reference  ? view.catalogue.conversationTitle(*reference)
+                     : isSource ? sourceTitle(view)
                                 : "New conversation",
             .role = isSource ? "From" : "To",
             .isNew = !isSource && !reference};
@@ -30,68 +29,69 @@ OrvelWorkspaceSnapshot::Endpoint endpointOf(const OrvelModel& model, Agent agent
 
 // Both directions between the two cards of a pair.
 std::vector<OrvelWorkspaceSnapshot::Route>
-routesBetween(const OrvelModel& model, const std::vector<OrvelWorkspaceSnapshot::Endpoint>& cards) {
+routesBetween(const ModelView& view, const std::vector<OrvelWorkspaceSnapshot::Endpoint>& cards) {
     std::vector<OrvelWorkspaceSnapshot::Route> routes;
-    if (!model.activePair()) return routes;
+    if (!view.relay.activePair()) return routes;
     for (const auto& from : cards)
         for (const auto& to : cards)
             if (&from != &to)
-                routes.push_back({.id = from.id + " → " + to.id,
+                routes.push_back({.id = OrvelWorkspaceSnapshot::routeID(from.id, to.id),
                                   .fromID = from.id,
                                   .toID = to.id,
                                   .title = from.name + " → " + to.name,
-                                  .selected = from.agent == model.session().source});
+                                  .selected = from.agent == view.workspace.source});
     return routes;
 }
 
-std::string contextOf(const OrvelModel& model, const OrvelWorkspaceState& state) {
-    const auto& session = model.session();
-    const std::string word(rawValue(session.source));
-    if (const auto pair = model.activePair()) {
-        const auto draft = model.noteIsForNextTransfer() ? ":next draft" : ":draft";
-        const auto pending = model.pendingTransfer();
+std::string contextOf(const ModelView& view, const OrvelWorkspaceState& state) {
+    const std::string word(rawValue(view.workspace.source));
+    if (const auto pair = view.relay.activePair()) {
+        const auto draft = view.relay.noteIsForNextTransfer() ? ":next draft" : ":draft";
+        const auto pending = view.relay.pendingTransfer();
         return word + ":" + pair->id + draft + (pending ? ":" + pending->id : "");
     }
     if (!state.hasSource && !state.loading) return "empty";
-    return word + ":" + session.filePath->value_or("pasted");
+    return word + ":" + view.workspace.filePath->value_or("pasted");
 }
 
 // The pair's last transfer, if it has arrived.
-void showArrived(const OrvelModel& model, OrvelWorkspaceSnapshot& snapshot) {
-    const auto pair = model.activePair();
+void showArrived(const ModelView& view, OrvelWorkspaceSnapshot& snapshot) {
+    const auto pair = view.relay.activePair();
     if (!pair) return;
-    const auto& transfers = model.relay().relayState->transfers;
+    const auto& transfers = view.records.relayState->transfers;
     for (auto i = transfers.size(); i-- > 0;) {
         if (transfers[i].pairID != pair->id) continue;
         snapshot.transferID = transfers[i].id;
-        snapshot.pendingStep = OrvelWorkspaceSnapshot::Delivery::seen;
+        snapshot.transferStanding = TransferStanding::received;
         return;
     }
 }
 
-// The words of a failure, and the record of the attempt that stands behind them.
-void showFailure(const std::string& failure, OrvelWorkspaceSnapshot& snapshot) {
-    const auto record = failure.rfind("\ntransfer=");
-    snapshot.pendingFailure = failure.substr(0, record);
-    if (record != failure.npos) snapshot.pendingAttempt = failure.substr(record + 1);
+void showPending(const ModelView& view, OrvelWorkspaceSnapshot& snapshot) {
+    const auto transfer = view.relay.pendingTransfer();
+    if (!transfer) return showArrived(view, snapshot);
+    const auto standing = view.outbox.standing(*transfer, view.relay);
+    snapshot.transferID = transfer->id;
+    snapshot.transferStanding = standing;
+    snapshot.pendingMessage = *transfer->payload;
+    if (const auto* failure = view.outbox.failureOf(transfer->id)) {
+        snapshot.pendingFailure = failure->text;
+        snapshot.pendingAttempt = failure->attempt;
+        snapshot.isErrorOfPending = view.notices.error() == failure->description();
+    }
+    auto& state = snapshot.state;
+    state.canRetry = state.hasPending && view.outbox.mayRetry(*transfer);
+    if (state.hasPending && (snapshot.pendingFailure || standing == TransferStanding::unconfirmed))
+        state.hasFailure = true;
+    snapshot.waitingForPaste = standing == TransferStanding::waitingForPaste;
 }
 
-void showPending(const OrvelModel& model, OrvelWorkspaceSnapshot& snapshot) {
-    const auto transfer = model.pendingTransfer();
-    if (!transfer) return showArrived(model, snapshot);
-    snapshot.transferID = transfer->id;
-    const auto& failures = model.relay().transferFailures.get();
-    const auto failure = failures.find(transfer->id);
-    if (failure != failures.end()) {
-        showFailure(failure->second, snapshot);
-        snapshot.isErrorOfPending = model.session().error.get() == failure->second;
-    }
-    snapshot.pendingMessage = *transfer->payload;
-    snapshot.state.canRetry = snapshot.state.hasPending && model.mayRetry(*transfer);
-    snapshot.waitingForPaste = transfer->deliveryMode == RelayDeliveryMode::copied;
-    snapshot.pendingStep = transfer->deliveryMode == RelayDeliveryMode::submitted
-                               ? OrvelWorkspaceSnapshot::Delivery::delivered
-                               : OrvelWorkspaceSnapshot::Delivery::saved;
+// The status, unless it is the title that the source's card shows already.
+std::optional<std::string> statusLine(const ModelView& view) {
+    const auto& source = view.workspace.sourceReference;
+    const bool repeatsTitle =
+        view.workspace.conversation.get() && source && source->title == view.notices.status();
+    return repeatsTitle ? std::nullopt : std::optional(view.notices.status());
 }
 
 } // namespace
@@ -111,78 +111,73 @@ std::string OrvelWorkspaceSnapshot::statusTitle() const {
     return messages.span().empty() ? "Ready · Instructions only" : "Ready";
 }
 
-OrvelWorkspaceSnapshot workspaceSnapshot(const OrvelModel& model) {
-    const auto& session = model.session();
-    const auto& relay = model.relay();
-    const auto& conversation = session.conversation.get();
+OrvelWorkspaceSnapshot workspaceSnapshot(const ModelView& view) {
+    const auto& conversation = view.workspace.conversation.get();
+    const auto& operation = view.outbox.operation;
     OrvelWorkspaceSnapshot snapshot;
-    snapshot.previewSize = model.preview().size();
-    snapshot.state = {.hasSource = conversation || !session.manualText->empty() || relay.sourceReference,
-                      .loading = session.isLoading,
-                      .sending = relay.isSending,
+    snapshot.previewSize = view.relay.preview().size();
+    snapshot.state = {.hasSource = conversation || !view.workspace.manualText->empty() ||
+                                   view.workspace.sourceReference,
+                      .loading = view.workspace.isLoading,
+                      .sending = operation.isSending(),
                       .busy = conversation && conversation->isBusy,
-                      .hasPending = model.editingSavedTransfer(),
-                      .hasFailure = session.error->has_value(),
+                      .hasPending = view.relay.editingSavedTransfer(),
+                      .hasFailure = view.notices.error().has_value(),
                       .hasContent = snapshot.previewSize > 0};
-    showPending(model, snapshot);
-    auto& state = snapshot.state;
-    if (state.hasPending && snapshot.pendingFailure) state.hasFailure = true;
-    const bool isOccupied = relay.isSending || relay.isPreparing || session.isLoading;
+    showPending(view, snapshot);
+    const auto& state = snapshot.state;
+    const bool isOccupied = operation.isUnderWay() || view.workspace.isLoading;
 
-    snapshot.destination = model.speakerTitle(session.destination);
-    snapshot.sourceLabel = model.speakerTitle(session.source);
+    snapshot.destination = view.relay.speakerTitle(view.workspace.destination);
+    snapshot.sourceLabel = view.relay.speakerTitle(view.workspace.source);
     if (state.hasSource || state.loading)
-        for (const auto agent : {session.source.get(), session.destination.get()})
-            snapshot.endpoints.push_back(endpointOf(model, agent));
-    snapshot.routes = routesBetween(model, snapshot.endpoints);
+        for (const auto agent : {view.workspace.source.get(), view.workspace.destination.get()})
+            snapshot.endpoints.push_back(endpointOf(view, agent));
+    snapshot.routes = routesBetween(view, snapshot.endpoints);
     snapshot.hasPending = state.hasPending;
     snapshot.primaryTitle =
-        state.hasPending ? "Retry to " + snapshot.destination : model.primaryActionTitle();
+        state.hasPending ? "Retry to " + snapshot.destination : view.relay.primaryActionTitle();
     // A new conversation cannot be started yet.
-    snapshot.canSend = model.activePair() && !session.isLoading && model.canSendRelay();
-    snapshot.canCopy = state.hasContent && !isOccupied && !state.busy && !model.previousCopy();
-    snapshot.preparing = relay.isPreparing;
-    snapshot.canEdit = !relay.isPreparing && !relay.isSending;
-    snapshot.canLink = relay.sourceReference && snapshot.canEdit;
+    snapshot.canSend = view.relay.activePair() && !view.workspace.isLoading &&
+                       view.outbox.canSendRelay(view.workspace, view.relay);
+    snapshot.canCopy = state.hasContent && !isOccupied && !state.busy && !view.relay.previousCopy();
+    snapshot.preparing = operation.isPreparing();
+    snapshot.canEdit = !operation.isBusyWithMessage();
+    snapshot.canLink = view.workspace.sourceReference && snapshot.canEdit;
     snapshot.canEditNext = state.hasPending && !isOccupied;
-    snapshot.canSubmitDraft = model.hasClaudePendingDraft() && !isOccupied;
+    snapshot.canSubmitDraft = view.relay.hasClaudePendingDraft() && !isOccupied;
     snapshot.hasRange = conversation != nullptr;
-    snapshot.checkingDelivery = relay.isCheckingReceipts;
-    snapshot.watchedSince = watchedSince(model);
-    snapshot.messages = model.selectedMessages();
-    snapshot.error = session.error;
-    snapshot.nextError = model.nextPreviewError();
-    snapshot.nextRange = model.nextRangeDescription();
-    snapshot.contextID = contextOf(model, state);
+    snapshot.checkingDelivery = view.isCheckingReceipts;
+    snapshot.messages = view.relay.selectedMessages();
+    snapshot.conversation = conversation;
+    snapshot.startsAtCheckpoint = view.relay.startsAtCheckpoint();
+    snapshot.assistantLabel = view.relay.sourceSpeakerLabel();
+    snapshot.statusLine = statusLine(view);
+    snapshot.error = view.notices.error();
+    snapshot.nextError = view.relay.nextPreviewError();
+    snapshot.nextRange = view.relay.nextRangeDescription();
+    snapshot.contextID = contextOf(view, state);
     return snapshot;
 }
 
-std::optional<MainLoop::Duration> watchedSince(const OrvelModel& model) {
-    const auto pair = model.activePair();
+std::optional<MainLoop::Duration> watchedSince(const ModelView& view) {
+    const auto pair = view.relay.activePair();
     if (!pair) return std::nullopt;
-    const auto turn = model.watchedTurns().find(pair->codex.sessionID);
-    return turn == model.watchedTurns().end() ? std::nullopt : std::optional(turn->second);
+    const auto turn = view.watchedTurns.find(pair->codex.sessionID);
+    return turn == view.watchedTurns.end() ? std::nullopt : std::optional(turn->second);
 }
 
-void chooseWorkspaceRoute(OrvelModel& model, const std::string& routeID) {
-    if (model.relay().isSending || model.session().isLoading) return;
-    const auto pair = model.activePair();
-    if (!pair) return;
-    for (const auto& route : workspaceSnapshot(model).routes)
-        if (route.id == routeID)
-            return model.openPair(*pair, route.fromID == pair->codex.id() ? Agent::codex : Agent::claude);
-}
-
-std::string conversationTitle(const RelaySession& relay, const ConversationReference& reference) {
-    if (reference.agent == Agent::codex) {
-        const auto thread = relay.codexThreadTitles->find(reference.sessionID);
-        if (thread != relay.codexThreadTitles->end()) return thread->second;
+std::string pairLabel(const ModelView& view, const RelayPair& pair) {
+    std::vector<ConversationReference> conversations;
+    try {
+        conversations = view.records.relayState->orderedReferences(pair.id);
+    } catch (const Failure&) {
+        conversations = {pair.claude, pair.codex};
     }
-    const auto& catalog = relay.catalog.get();
-    const auto entry = std::find_if(catalog.begin(), catalog.end(), [&](const auto& known) {
-        return sameKey(known, reference) && known.transcriptPath == reference.transcriptPath;
-    });
-    return entry == catalog.end() ? reference.title : entry->title;
+    std::string text;
+    for (const auto& conversation : conversations)
+        text += (text.empty() ? "" : " ↔ ") + view.catalogue.conversationTitle(conversation);
+    return text;
 }
 
 } // namespace orvel

@@ -1,102 +1,21 @@
 #pragma once
-// What the workspace shows, as a pure mapping from the model's state. A screen renders this value and decides
-// nothing.
+// What the workspace shows, as pure functions of what the rooms hold.
 
-#include "Orvel/model/OrvelModel.h"
+#include "Orvel/model/ModelView.h"
+#include "Orvel/model/OrvelWorkspaceSnapshot.h"
 
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace orvel {
 
-struct OrvelWorkspaceState {
-    bool hasSource = false; ///< A source is open: a conversation, pasted text or a chosen reference.
-    bool loading = false;
-    bool sending = false;
-    bool busy = false;       ///< The source's agent has not finished its turn.
-    bool hasPending = false; ///< A saved message of this side is shown.
-    bool canRetry = false;   ///< The saved message may be sent again.
-    bool hasFailure = false;
-    bool hasContent = false; ///< The preview is not empty.
-
-    bool operator==(const OrvelWorkspaceState&) const = default;
-};
-
-struct OrvelWorkspaceSnapshot {
-    /// One card.
-    struct Endpoint {
-        std::string id;
-        Agent agent = Agent::codex;
-        std::string name;
-        std::string title;
-        std::string role;   ///< "From" or "To".
-        bool isNew = false; ///< No conversation is chosen for this card yet.
-
-        bool operator==(const Endpoint&) const = default;
-    };
-
-    /// One arrow between two cards.
-    struct Route {
-        std::string id;
-        std::string fromID, toID;
-        std::string title;
-        bool selected = false;
-
-        bool operator==(const Route&) const = default;
-    };
-
-    /// How far a saved message has come.
-    enum class Delivery { saved, delivered, seen };
-
-    OrvelWorkspaceState state;
-    std::vector<Endpoint> endpoints;
-    std::vector<Route> routes;
-    std::string destination;  ///< The destination's name for the user.
-    std::string primaryTitle; ///< The text of the primary action.
-    bool canSend = false;
-    bool canCopy = false;
-    bool preparing = false;      ///< Both conversations are read afresh, for a message that goes out.
-    bool canEdit = true;         ///< Instruction and range may be changed.
-    bool canLink = false;        ///< The source can be joined with a conversation of the other agent.
-    bool canEditNext = false;    ///< What is typed is a note for the transfer after the saved one.
-    bool canSubmitDraft = false; ///< Send may be pressed on the text that stands in Claude's editor.
-    bool hasRange = false;       ///< A conversation is loaded, of which a range can be chosen.
-    bool hasPending = false;
-    bool waitingForPaste = false; ///< The saved message was copied for the user to paste.
-    bool checkingDelivery = false;
-    std::optional<std::string> transferID;     ///< The last transfer of the open pair, pending or not.
-    Delivery pendingStep = Delivery::saved;    ///< How far that has come.
-    std::optional<std::string> pendingMessage; ///< Its text, until it has been seen.
-    std::optional<std::string> pendingFailure; ///< Why its delivery failed in this run.
-    /// The record of the attempt that failed, for reports.
-    std::optional<std::string> pendingAttempt;
-    std::optional<MainLoop::Duration> watchedSince; ///< The uptime since which Codex's turn is watched.
-    SelectedMessages messages;
-    std::string sourceLabel;
-    std::optional<std::string> error;
-    bool isErrorOfPending = false;        ///< The error is why the saved message's delivery failed.
-    std::optional<std::string> nextError; ///< Why the range of the next transfer cannot be shown.
-    std::optional<std::string> nextRange; ///< What the next transfer would hold.
-    std::size_t previewSize = 0;          ///< Bytes of the text that would be relayed.
-    std::string contextID;                ///< Changes whenever something else is shown.
-
-    /// The large title: what is going on, in a few words.
-    std::string statusTitle() const;
-};
-
-OrvelWorkspaceSnapshot workspaceSnapshot(const OrvelModel& model);
+OrvelWorkspaceSnapshot workspaceSnapshot(const ModelView& view);
 
 /// The uptime since which the turn of the open pair's Codex conversation is watched. It may begin and end
 /// without any notice.
-std::optional<MainLoop::Duration> watchedSince(const OrvelModel& model);
+std::optional<MainLoop::Duration> watchedSince(const ModelView& view);
 
-/// Turns the relay round: opens the pair with the message going out from the route's first card. Does nothing
-/// while something is sent or loaded.
-void chooseWorkspaceRoute(OrvelModel& model, const std::string& routeID);
-
-/// The best name known for the conversation: what Codex calls the thread, else what the catalogue says, else
-/// its own title.
-std::string conversationTitle(const RelaySession& relay, const ConversationReference& reference);
+/// The names of a link's conversations, in its order.
+std::string pairLabel(const ModelView& view, const RelayPair& pair);
 
 } // namespace orvel

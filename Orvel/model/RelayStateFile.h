@@ -1,6 +1,10 @@
 #pragma once
 // The file that holds the relay state, and nothing but whole states: what was saved last is what is loaded.
+//
+// A save encodes and writes on another thread, and only from the first record on that changed; FileStore says
+// what it guarantees. Reading never sees a state that is half written.
 
+#include "Orvel/runtime/Task.h"
 #include "OrvelCore/relay/RelayState.h"
 
 #include <optional>
@@ -10,8 +14,12 @@ namespace orvel {
 
 class FileStore;
 
-/// The state in a file. Throws FileError, also if there is no file, or RelayStateError. Never writes.
+/// The state in a file, its references with the targets of their paths. Throws FileError, also if there is no
+/// file, or RelayStateError. Never writes. Callable from any thread.
 RelayState readRelayState(const std::string& path);
+
+/// The same, or nothing if there is no file.
+std::optional<RelayState> loadRelayState(const std::string& path);
 
 class RelayStateFile {
   public:
@@ -22,11 +30,17 @@ class RelayStateFile {
 
     /// The state in the file, or nothing if there is no file. Throws FileError or RelayStateError. Never
     /// writes.
-    std::optional<RelayState> load() const;
+    std::optional<RelayState> load() const { return loadRelayState(location); }
 
-    /// Replaces the file. Once this returns, the state is on the disk to stay. Throws FileError or
-    /// RelayStateError, and then the file still holds what it held.
-    void save(const RelayState& state);
+    /// Has the first save of a state that was loaded cost as little as later ones. Never fails.
+    Task<void> prepare(RelayState loaded);
+
+    /// Replaces the file. Once this ends, the state is on the disk to stay. Throws FileError or
+    /// RelayStateError, and then the file still holds what it held. One save goes on after the other.
+    Task<void> save(RelayState state);
+
+    /// `save` that holds the loop.
+    void saveNow(const RelayState& state);
 
   private:
     std::string location;

@@ -1,6 +1,6 @@
 #include "Orvel/model/SidebarContents.h"
 
-#include "Orvel/model/OrvelModel.h"
+#include "Orvel/model/OrvelWorkspacePresentation.h"
 #include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/text/Unicode.h"
 
@@ -31,16 +31,10 @@ std::vector<std::string> wordsOf(std::string_view query) {
     return words;
 }
 
-SidebarLink::Standing standingOf(const OrvelModel& model, const RelayTransfer& transfer) {
-    if (!transfer.isPending()) return SidebarLink::Standing::arrived;
-    const bool failed = model.mayRetry(transfer) || model.relay().transferFailures->contains(transfer.id);
-    return failed ? SidebarLink::Standing::failed : SidebarLink::Standing::pending;
-}
-
 } // namespace
 
-std::vector<SidebarLink> sidebarLinks(const OrvelModel& model) {
-    const auto& state = model.relay().relayState.get();
+std::vector<SidebarLink> sidebarLinks(const ModelView& view) {
+    const auto& state = view.records.relayState.get();
     std::unordered_map<std::string_view, const RelayTransfer*> latest; // By pair.
     for (const auto& transfer : state.transfers) latest[transfer.pairID] = &transfer;
 
@@ -51,21 +45,21 @@ std::vector<SidebarLink> sidebarLinks(const OrvelModel& model) {
         links.push_back(transfer == latest.end()
                             ? SidebarLink{.pairID = pair.id}
                             : SidebarLink{.pairID = pair.id,
-                                          .standing = standingOf(model, *transfer->second),
+                                          .standing = view.outbox.standing(*transfer->second, view.relay),
                                           .date = transfer->second->createdAt});
     }
     std::reverse(links.begin(), links.end());
     return links;
 }
 
-std::vector<SidebarRow> linkRows(const OrvelModel& model, std::span<const SidebarLink> links) {
+std::vector<SidebarRow> linkRows(const ModelView& view, std::span<const SidebarLink> links) {
     std::vector<SidebarRow> rows;
     for (const auto& link : links) {
-        const auto pair = model.relay().relayState->pairs.find(link.pairID);
+        const auto pair = view.records.relayState->pairs.find(link.pairID);
         if (!pair) continue;
         const auto codex = folderName(pair->codex), claude = folderName(pair->claude);
         rows.push_back({.section = SidebarRow::Section::links,
-                        .title = model.pairLabel(*pair),
+                        .title = pairLabel(view, *pair),
                         .folder = codex == claude ? codex : fmt::format("{} ↔ {}", claude, codex),
                         .date = link.date,
                         .link = link});

@@ -1,6 +1,7 @@
 #pragma once
 // The rows of the sidebar: links, recent and found conversations, and which of them a search leaves.
 
+#include "Orvel/model/TransferStanding.h"
 #include "OrvelCore/conversations/ConversationReference.h"
 #include "OrvelCore/conversations/RecentConversationsStore.h"
 
@@ -14,22 +15,19 @@
 
 namespace orvel {
 
-class OrvelModel;
+struct ModelView;
 
 /// What a link's row tells of its transfers, apart from its names.
 struct SidebarLink {
-    /// What became of the last message: there is none, it has arrived, it is on its way, its delivery failed.
-    enum class Standing { unused, arrived, pending, failed };
-
     std::string pairID;
-    Standing standing = Standing::unused;
-    Date date = 0; ///< When the last message was formed; 0 if there is none.
+    std::optional<TransferStanding> standing; ///< Of the last message, if there is one.
+    Date date = 0;                            ///< When the last message was formed; 0 if there is none.
 
     bool operator==(const SidebarLink&) const = default;
 };
 
 /// The open links, the newest first.
-std::vector<SidebarLink> sidebarLinks(const OrvelModel& model);
+std::vector<SidebarLink> sidebarLinks(const ModelView& view);
 
 struct SidebarRow {
     enum class Section { links, recent, conversations };
@@ -47,7 +45,7 @@ struct SidebarRow {
 };
 
 /// The rows of these links, with the best names that the model knows.
-std::vector<SidebarRow> linkRows(const OrvelModel& model, std::span<const SidebarLink> links);
+std::vector<SidebarRow> linkRows(const ModelView& view, std::span<const SidebarLink> links);
 
 /// Immutable. Made anew when the links, the catalogue or the recent list change; a search only reads it.
 class SidebarContents {

@@ -21,6 +21,7 @@ class Timer {
     virtual ~Timer() = default;
 };
 
+/// Belongs to the thread on which it is made: all but `post` is called there, which debug builds check.
 class MainLoop {
   public:
     using Duration = std::chrono::nanoseconds;
@@ -43,7 +44,8 @@ class MainLoop {
     [[nodiscard]] virtual std::unique_ptr<Timer> after(Duration delay, std::function<void()> action) = 0;
 
     /// Runs `work` on another thread and then `done` on the loop. `work` touches nothing but what it holds by
-    /// value and lets no exception out. If the loop ends first, `done` is dropped.
+    /// value and lets no exception out. If the loop ends first, `done` is dropped. Throws std::system_error
+    /// if no thread can be started; then neither of them runs.
     virtual void runInBackground(std::function<void()> work, std::function<void()> done) = 0;
 
     /// `co_await loop.sleep(delay)` goes on after the delay.
@@ -52,9 +54,9 @@ class MainLoop {
     /// `co_await loop.yield()` lets everything else that waits have its turn.
     auto yield();
 
-    /// `co_await loop.background(function)` gives the function's result or throws its exception. The function
-    /// runs on another thread, holds what it needs by value and touches nothing else. It is a named object,
-    /// not a lambda in the expression: Task.h says why.
+    /// `co_await loop.background(function)` gives the function's result or throws its exception, or what
+    /// `runInBackground` throws. The function runs on another thread, holds what it needs by value and
+    /// touches nothing else. It is a named object, not a lambda in the expression: Task.h says why.
     template <typename Function>
     auto background(const Function& function);
     template <typename Function>

@@ -87,4 +87,17 @@ class Observable {
     std::uint64_t assignments = 0;
 };
 
+/// Holds a truth, observable or not, and makes it false again on every way out.
+template <typename Flag>
+class WhileTrue {
+  public:
+    explicit WhileTrue(Flag& field) : field(field) { field = true; }
+    WhileTrue(const WhileTrue&) = delete;
+    WhileTrue& operator=(const WhileTrue&) = delete;
+    ~WhileTrue() { field = false; }
+
+  private:
+    Flag& field;
+};
+
 } // namespace orvel

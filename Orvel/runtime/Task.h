@@ -6,7 +6,9 @@
 // catch, and after every co_await a look whether the world is still the one the work was for.
 
 #include <coroutine>
+#include <cstdio>
 #include <exception>
+#include <functional>
 #include <list>
 #include <optional>
 #include <utility>
@@ -100,11 +102,25 @@ inline Task<void> detail::TaskPromise<void>::get_return_object() {
     return Task<void>(Task<void>::Handle::from_promise(*this));
 }
 
-/// Owns work that runs on its own. An exception that leaves such work ends the program, as one that leaves a
-/// thread does. Destroying the scope ends what still waits; it must not be destroyed by its own work.
+/// Owns work that runs on its own. An exception that leaves such work ends that work alone. Destroying the
+/// scope ends what still waits; neither its own work nor its handler may destroy it.
 class TaskScope {
   public:
-    TaskScope() = default;
+    /// Told of an exception that has left work, which is under way no more.
+    using FailureHandler = std::function<void(const std::exception_ptr& failure)>;
+
+    /// Writes a line to the standard error. What the handler itself throws comes here too.
+    static void report(const std::exception_ptr& failure) noexcept {
+        try {
+            std::rethrow_exception(failure);
+        } catch (const std::exception& known) {
+            std::fprintf(stderr, "An operation failed: %s\n", known.what());
+        } catch (...) {
+            std::fprintf(stderr, "An operation failed.\n");
+        }
+    }
+
+    explicit TaskScope(FailureHandler failed = report) : failed(std::move(failed)) {}
     TaskScope(const TaskScope&) = delete;
     TaskScope& operator=(const TaskScope&) = delete;
 
@@ -126,7 +142,7 @@ class TaskScope {
             std::suspend_always initial_suspend() const noexcept { return {}; }
             std::suspend_never final_suspend() const noexcept { return {}; }
             void return_void() const noexcept {}
-            [[noreturn]] void unhandled_exception() const noexcept { std::terminate(); }
+            void unhandled_exception() const noexcept { report(std::current_exception()); }
         };
         std::coroutine_handle<promise_type> handle;
     };
@@ -143,11 +159,18 @@ class TaskScope {
     };
 
     static Root run(Task<void> work, TaskScope* scope, std::list<Running>::iterator place) {
-        co_await work;
+        std::exception_ptr failure;
+        try {
+            co_await work;
+        } catch (...) {
+            failure = std::current_exception();
+        }
         place->handle = nullptr; // The frame frees itself when it ends.
         scope->running.erase(place);
+        if (failure) scope->failed(failure);
     }
 
+    FailureHandler failed;
     std::list<Running> running;
 };
 

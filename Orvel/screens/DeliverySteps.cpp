@@ -10,14 +10,25 @@ namespace orvel {
 
 namespace {
 
-using Delivery = OrvelWorkspaceSnapshot::Delivery;
-
 constexpr int circle = 14, gap = 6, line = 40;
 
 const std::array<QString, 3>& stepNames() {
     static const std::array names{DeliverySteps::tr("Saved"), DeliverySteps::tr("Delivered"),
                                   DeliverySteps::tr("Seen in the transcript")};
     return names;
+}
+
+// The last step that is done.
+std::size_t reachedBy(TransferStanding standing) {
+    switch (standing) {
+    case TransferStanding::delivering:
+    case TransferStanding::mayBeRetried:
+    case TransferStanding::waitingForPaste:
+    case TransferStanding::unconfirmed: return 0;
+    case TransferStanding::checking: return 1;
+    case TransferStanding::received: return 2;
+    }
+    return 0;
 }
 
 void paintDone(QPainter& painter, const QPointF& center, const Theme& theme) {
@@ -57,14 +68,13 @@ DeliverySteps::DeliverySteps(QWidget* parent) : QWidget(parent) {
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
 }
 
-void DeliverySteps::render(Delivery newReached, bool newFailed) {
-    reached = newReached;
-    failed = newFailed;
+void DeliverySteps::render(TransferStanding standing) {
+    reached = reachedBy(standing);
+    failed = hasFailed(standing);
     QStringList spoken;
     for (std::size_t i = 0; i < stepNames().size(); ++i) {
-        const auto last = static_cast<std::size_t>(reached);
-        const bool isNext = i == last + 1;
-        spoken += stepNames()[i] + (i <= last          ? tr(": done")
+        const bool isNext = i == reached + 1;
+        spoken += stepNames()[i] + (i <= reached       ? tr(": done")
                                     : isNext && failed ? tr(": failed")
                                                        : tr(": not yet"));
     }
@@ -85,7 +95,7 @@ void DeliverySteps::paintEvent(QPaintEvent*) {
     const double middle = height() / 2.0;
     double x = 0;
     for (std::size_t i = 0; i < stepNames().size(); ++i) {
-        const bool isDone = i <= static_cast<std::size_t>(reached);
+        const bool isDone = i <= reached;
         if (i > 0) {
             painter.setPen(QPen(isDone ? theme.done : theme.border, 2));
             painter.drawLine(QPointF(x + gap, middle), QPointF(x + gap + line, middle));
@@ -95,7 +105,7 @@ void DeliverySteps::paintEvent(QPaintEvent*) {
         if (isDone)
             paintDone(painter, center, theme);
         else
-            paintOpen(painter, center, i == static_cast<std::size_t>(reached) + 1, failed, theme);
+            paintOpen(painter, center, i == reached + 1, failed, theme);
         x += circle + gap;
         const auto width = fontMetrics().horizontalAdvance(stepNames()[i]);
         painter.setPen(isDone ? theme.text : theme.secondaryText);

@@ -1,7 +1,7 @@
 #pragma once
 // How far a message has come, as three steps that fill from left to right.
 
-#include "Orvel/model/OrvelWorkspacePresentation.h"
+#include "Orvel/model/TransferStanding.h"
 
 #include <QWidget>
 
@@ -13,8 +13,8 @@ class DeliverySteps : public QWidget {
   public:
     explicit DeliverySteps(QWidget* parent = nullptr);
 
-    /// `failed` marks the step that comes next as the one that failed.
-    void render(OrvelWorkspaceSnapshot::Delivery newReached, bool newFailed);
+    /// The step that comes next is marked where it failed.
+    void render(TransferStanding standing);
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }
@@ -23,7 +23,7 @@ class DeliverySteps : public QWidget {
     void paintEvent(QPaintEvent* event) override;
 
   private:
-    OrvelWorkspaceSnapshot::Delivery reached = OrvelWorkspaceSnapshot::Delivery::saved;
+    std::size_t reached = 0;
     bool failed = false;
 };
 

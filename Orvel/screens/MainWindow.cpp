@@ -35,7 +35,7 @@ MainWindow::MainWindow(OrvelModel& model, const Desktop& desktop, std::function<
       desktop(desktop),
       openSamples(std::move(openSamples)),
       splitter(new QSplitter),
-      sidebar(new SidebarView(model, desktop.applications)),
+      sidebar(new SidebarView(model, desktop)),
       workspace(new WorkspaceView(model, desktop)) {
     setWindowTitle(QStringLiteral("Orvel"));
     setObjectName(QStringLiteral("main"));
@@ -53,7 +53,7 @@ MainWindow::MainWindow(OrvelModel& model, const Desktop& desktop, std::function<
     restorePlace();
     makeMenus();
 
-    connect(workspace, &WorkspaceView::openFileWanted, this, [this] { this->model.chooseFile(); });
+    connect(workspace, &WorkspaceView::openFileWanted, this, [this] { this->model.workspace.chooseFile(); });
     connect(workspace, &WorkspaceView::sourceWanted, this, [this] {
         sidebar->show();
         sidebar->chooseSource();
@@ -79,14 +79,14 @@ QAction* MainWindow::add(QMenu* menu, const QString& text, const QList<QKeySeque
 
 void MainWindow::makeMenus() {
     auto* file = menuBar()->addMenu(tr("&File"));
-    add(file, tr("&New link"), {Qt::CTRL | Qt::Key_N}, [this] { model.newLink(); });
+    add(file, tr("&New link"), {Qt::CTRL | Qt::Key_N}, [this] { model.workspace.newLink(); });
     add(file, tr("Choose the &source…"), {Qt::CTRL | Qt::SHIFT | Qt::Key_S},
         [this] { emit workspace->sourceWanted(); });
     add(file, tr("Choose the &destination…"), {Qt::CTRL | Qt::SHIFT | Qt::Key_D},
         [this] { emit workspace->destinationWanted(); });
     file->addSeparator();
     add(file, tr("&Open file…"), QKeySequence::keyBindings(QKeySequence::Open),
-        [this] { model.chooseFile(); });
+        [this] { model.workspace.chooseFile(); });
     add(file, tr("&Paste a conversation"), {Qt::CTRL | Qt::SHIFT | Qt::Key_V},
         [this] { workspace->pasteConversation(); });
     samples = add(file, tr("Open the s&amples"), {}, [this] { openSamples(); });
@@ -125,10 +125,10 @@ void MainWindow::makeRelayMenu() {
     relay->addSeparator();
     add(relay, tr("Show or hide &preview"), {Qt::CTRL | Qt::Key_P}, [this] { workspace->togglePreview(); });
     add(relay, tr("Start with the &first message"), {Qt::CTRL | Qt::SHIFT | Qt::Key_Home},
-        [this] { model.selectRange(std::nullopt); });
+        [this] { model.workspace.selectRange(std::nullopt); });
     add(relay, tr("&Refresh"), {Qt::Key_F5}, [this] {
-        model.refresh();
-        model.discoverConversations();
+        model.workspace.refresh();
+        model.catalogue.discoverConversations();
     });
 }
 
@@ -154,7 +154,7 @@ void MainWindow::render() {
 
 // The checks for receipts come and go all the time; what they find is told by other fields.
 std::uint64_t MainWindow::shownChanges() const {
-    return 1 + model.changes().count() - model.relay().isCheckingReceipts.revision();
+    return 1 + model.changes().count() - model.receipts.isChecking().revision();
 }
 
 void MainWindow::renderActions() {
@@ -187,12 +187,13 @@ void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
 void MainWindow::dropEvent(QDropEvent* event) {
     if (auto path = droppedFile(event->mimeData())) {
         event->acceptProposedAction();
-        model.openFile(std::move(*path));
+        model.workspace.openFile(std::move(*path));
     }
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
     savePlace();
+    model.ledger.flushDrafts();
     QMainWindow::closeEvent(event);
 }
 

@@ -15,29 +15,37 @@ namespace orvel {
 
 namespace {
 
-using Delivery = OrvelWorkspaceSnapshot::Delivery;
-
 constexpr std::chrono::seconds farewellTime{8};
 constexpr double attemptTextScale = 0.85;
 constexpr int leastTextHeight = 56, mostTextHeight = 132;
 
+bool isOnItsWay(const OrvelWorkspaceSnapshot& snapshot) {
+    return snapshot.preparing || snapshot.transferStanding == TransferStanding::delivering;
+}
+
 // What is going on, unless the message failed.
 QString progressWords(const OrvelWorkspaceSnapshot& snapshot, const QString& receiver) {
-    if (snapshot.state.sending || snapshot.preparing) return PendingPanel::tr("Delivering…");
-    if (snapshot.pendingFailure || snapshot.state.canRetry) return {};
-    if (snapshot.pendingStep == Delivery::delivered)
-        return PendingPanel::tr("Looking in %1's transcript…").arg(receiver);
-    return PendingPanel::tr("Waits to be pasted into %1").arg(receiver);
+    if (isOnItsWay(snapshot)) return PendingPanel::tr("Delivering…");
+    switch (*snapshot.transferStanding) {
+    case TransferStanding::checking: return PendingPanel::tr("Looking in %1's transcript…").arg(receiver);
+    case TransferStanding::waitingForPaste:
+        return PendingPanel::tr("Waits to be pasted into %1").arg(receiver);
+    case TransferStanding::delivering:
+    case TransferStanding::mayBeRetried:
+    case TransferStanding::unconfirmed:
+    case TransferStanding::received: break;
+    }
+    return {};
 }
 
 // What the person can do about a message that failed.
 QString adviceFor(const OrvelWorkspaceSnapshot& snapshot, const QString& receiver) {
-    if (snapshot.state.sending || snapshot.preparing) return {};
+    if (isOnItsWay(snapshot)) return {};
     if (snapshot.state.canRetry)
         return snapshot.pendingFailure
                    ? PendingPanel::tr("Retry sends exactly the saved message.")
                    : PendingPanel::tr("It was not delivered. Retry sends exactly the saved message.");
-    if (!snapshot.pendingFailure) return {};
+    if (!hasFailed(*snapshot.transferStanding)) return {};
     if (!snapshot.hasPending)
         return PendingPanel::tr("Turn the relay round to see whether it can be sent again.");
     return PendingPanel::tr(
@@ -115,7 +123,8 @@ void PendingPanel::render(const OrvelWorkspaceSnapshot& snapshot) {
     if (snapshot.pendingMessage) {
         farewell.stop();
         renderPending(snapshot);
-    } else if (transferID && transferID == snapshot.transferID && snapshot.pendingStep == Delivery::seen) {
+    } else if (transferID && transferID == snapshot.transferID &&
+               snapshot.transferStanding == TransferStanding::received) {
         if (!farewell.isActive() && isVisible()) renderArrived();
     } else {
         farewell.stop();
@@ -128,8 +137,7 @@ void PendingPanel::renderPending(const OrvelWorkspaceSnapshot& snapshot) {
     if (std::exchange(transferID, snapshot.transferID) != snapshot.transferID) isUnfolded = false;
     // A message that is not of the shown side goes the other way.
     receiver = qtText(snapshot.hasPending ? snapshot.destination : snapshot.sourceLabel);
-    const bool hasFailed = snapshot.pendingFailure || snapshot.state.canRetry;
-    steps->render(snapshot.pendingStep, hasFailed);
+    steps->render(*snapshot.transferStanding);
     progressText = progressWords(snapshot, receiver);
 
     const auto failureText = snapshot.pendingFailure ? qtText(*snapshot.pendingFailure) : QString();
@@ -162,7 +170,7 @@ void PendingPanel::renderPending(const OrvelWorkspaceSnapshot& snapshot) {
 }
 
 void PendingPanel::renderArrived() {
-    steps->render(Delivery::seen, false);
+    steps->render(TransferStanding::received);
     progressText = tr("%1 has it").arg(receiver);
     for (QWidget* gone :
          {static_cast<QWidget*>(failure), static_cast<QWidget*>(advice), static_cast<QWidget*>(firstLine),

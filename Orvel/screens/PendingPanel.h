@@ -2,7 +2,7 @@
 // The saved message of the open pair that has not been seen in its destination: how far it has come, what it
 // says, and what can be done about it. Once it has been seen the panel says so and goes.
 
-#include "Orvel/model/OrvelWorkspacePresentation.h"
+#include "Orvel/model/OrvelWorkspaceSnapshot.h"
 
 #include <optional>
 #include <string>

@@ -1,7 +1,7 @@
 #pragma once
 // The top of the workspace: the cards of the conversations, the source first, and the arrows between them.
 
-#include "Orvel/model/OrvelWorkspacePresentation.h"
+#include "Orvel/model/OrvelWorkspaceSnapshot.h"
 
 #include <array>
 

@@ -1,8 +1,8 @@
 #include "Orvel/screens/SidebarListModel.h"
 
 #include "Orvel/model/RelativeTime.h"
-#include "Orvel/platform/posix/SystemClock.h"
 #include "Orvel/platform/qt/QtText.h"
+#include "Orvel/runtime/MainLoop.h"
 
 namespace orvel {
 
@@ -18,25 +18,27 @@ QString heading(SidebarRow::Section section) {
 }
 
 // What became of a link's last message, in a few words.
-QString standing(SidebarLink::Standing standing) {
-    switch (standing) {
-    case SidebarLink::Standing::unused: break;
-    case SidebarLink::Standing::arrived: return SidebarListModel::tr("arrived");
-    case SidebarLink::Standing::pending: return SidebarListModel::tr("on its way");
-    case SidebarLink::Standing::failed: return SidebarListModel::tr("needs attention");
+QString wordsFor(std::optional<TransferStanding> standing) {
+    if (!standing) return SidebarListModel::tr("nothing sent yet");
+    switch (*standing) {
+    case TransferStanding::received: return SidebarListModel::tr("arrived");
+    case TransferStanding::delivering:
+    case TransferStanding::waitingForPaste:
+    case TransferStanding::checking: return SidebarListModel::tr("on its way");
+    case TransferStanding::mayBeRetried:
+    case TransferStanding::unconfirmed: return SidebarListModel::tr("needs attention");
     }
-    return SidebarListModel::tr("nothing sent yet");
+    return {};
 }
 
-QString spokenLink(const SidebarRow& row) {
-    const auto title = qtText(row.title), subtitle = SidebarListModel::subtitle(row);
-    switch (row.link->standing) {
-    case SidebarLink::Standing::pending:
-        return SidebarListModel::tr("Link, %1, transfer pending, %2").arg(title, subtitle);
-    case SidebarLink::Standing::failed:
-        return SidebarListModel::tr("Link, %1, transfer failed, %2").arg(title, subtitle);
-    default: return SidebarListModel::tr("Link, %1, %2").arg(title, subtitle);
-    }
+QString spokenLink(const SidebarRow& row, const QString& subtitle) {
+    const auto title = qtText(row.title);
+    const auto standing = row.link->standing;
+    if (!standing || standing == TransferStanding::received)
+        return SidebarListModel::tr("Link, %1, %2").arg(title, subtitle);
+    return (hasFailed(*standing) ? SidebarListModel::tr("Link, %1, transfer failed, %2")
+                                 : SidebarListModel::tr("Link, %1, transfer pending, %2"))
+        .arg(title, subtitle);
 }
 
 } // namespace
@@ -83,11 +85,10 @@ int SidebarListModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : static_cast<int>(items.size());
 }
 
-QString SidebarListModel::subtitle(const SidebarRow& row) {
-    const auto now = SystemClock::now();
-    const auto when = qtText(relativeTime(row.date, now, localUTCOffset(row.date)));
+QString SidebarListModel::subtitle(const SidebarRow& row) const {
+    const auto when = qtText(relativeTime(row.date, loop.now(), localUTCOffset(row.date)));
     if (row.link) {
-        const auto words = standing(row.link->standing);
+        const auto words = wordsFor(row.link->standing);
         return row.date == 0 ? words : words + QStringLiteral(" · ") + when;
     }
     if (!row.isAvailable) return tr("file not found");
@@ -108,7 +109,7 @@ QVariant SidebarListModel::data(const QModelIndex& index, int role) const {
         return QStringLiteral("%1\n%2").arg(qtText(shown->title),
                                             qtText(shown->link ? shown->folder : shown->path));
     case Qt::AccessibleTextRole:
-        if (shown->link) return spokenLink(*shown);
+        if (shown->link) return spokenLink(*shown, subtitle(*shown));
         return QStringLiteral("%1, %2, %3")
             .arg(qtText(label(shown->agent)), qtText(shown->title), subtitle(*shown));
     default: return {};

@@ -10,11 +10,15 @@
 
 namespace orvel {
 
+class MainLoop;
+
 class SidebarListModel : public QAbstractListModel {
     Q_OBJECT
 
   public:
-    using QAbstractListModel::QAbstractListModel;
+    /// The loop, which outlives the rows, tells how old they are.
+    explicit SidebarListModel(const MainLoop& loop, QObject* parent = nullptr)
+        : QAbstractListModel(parent), loop(loop) {}
 
     /// Shows those of the contents in scope that match the query.
     void show(std::shared_ptr<const SidebarContents> newContents, const QString& query,
@@ -33,7 +37,7 @@ class SidebarListModel : public QAbstractListModel {
     Qt::ItemFlags flags(const QModelIndex& index) const override;
 
     /// "compiler · 2 min" or "arrived · 2 min": what stands beneath a title.
-    static QString subtitle(const SidebarRow& row);
+    QString subtitle(const SidebarRow& row) const;
 
   private:
     template <typename Fits>
@@ -44,6 +48,7 @@ class SidebarListModel : public QAbstractListModel {
         std::ptrdiff_t row; // In the contents; -1 for the section's heading.
     };
 
+    const MainLoop& loop;
     std::shared_ptr<const SidebarContents> contents;
     std::vector<Item> items;
 };

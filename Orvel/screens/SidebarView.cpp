@@ -64,8 +64,8 @@ class SidebarDelegate : public QStyledItemDelegate {
         painter.drawText(area.adjusted(8, 0, 0, -5), Qt::AlignLeft | Qt::AlignBottom, text);
     }
 
-    static void paintRow(QPainter& painter, const QStyleOptionViewItem& option, const QRect& area,
-                         const SidebarRow& row, const Theme& theme) {
+    void paintRow(QPainter& painter, const QStyleOptionViewItem& option, const QRect& area,
+                  const SidebarRow& row, const Theme& theme) const {
         const bool isSelected = option.state.testFlag(QStyle::State_Selected);
         const bool isHovered = option.state.testFlag(QStyle::State_MouseOver);
         if (isSelected || isHovered) {
@@ -99,9 +99,8 @@ class SidebarDelegate : public QStyledItemDelegate {
         painter.setFont(small);
         painter.setPen(theme.secondaryText);
         const QFontMetrics metrics(small);
-        painter.drawText(
-            textArea.left(), textArea.bottom() - metrics.descent(),
-            metrics.elidedText(SidebarListModel::subtitle(row), Qt::ElideRight, textArea.width()));
+        painter.drawText(textArea.left(), textArea.bottom() - metrics.descent(),
+                         metrics.elidedText(rows.subtitle(row), Qt::ElideRight, textArea.width()));
     }
 
     // One half in the colour of each.
@@ -115,14 +114,14 @@ class SidebarDelegate : public QStyledItemDelegate {
     }
 
     // A dot while a message is on its way, an exclamation mark after a failure. Says whether there is one.
-    static bool paintMark(QPainter& painter, const QPointF& center, SidebarLink::Standing standing,
+    static bool paintMark(QPainter& painter, const QPointF& center, std::optional<TransferStanding> standing,
                           const Theme& theme) {
-        if (standing == SidebarLink::Standing::pending) {
+        if (!standing || standing == TransferStanding::received) return false;
+        if (!hasFailed(*standing)) {
             painter.setBrush(theme.pending);
             painter.drawEllipse(center, 3.5, 3.5);
             return true;
         }
-        if (standing != SidebarLink::Standing::failed) return false;
         painter.setBrush(theme.failure);
         painter.drawEllipse(center, 7, 7);
         painter.setBrush(theme.sidebar);
@@ -136,17 +135,17 @@ class SidebarDelegate : public QStyledItemDelegate {
 
 } // namespace
 
-SidebarView::SidebarView(OrvelModel& model, Applications& applications, QWidget* parent)
+SidebarView::SidebarView(OrvelModel& model, const Desktop& desktop, QWidget* parent)
     : QWidget(parent),
       model(model),
-      applications(applications),
+      applications(desktop.applications),
       pickingFrame(new QFrame),
       pickingText(new QLabel),
       search(new QLineEdit),
       progress(new QProgressBar),
       list(new QListView),
       nothing(new QLabel),
-      rows(new SidebarListModel(this)) {
+      rows(new SidebarListModel(desktop.loop, this)) {
     search->setObjectName(QStringLiteral("search"));
     search->setPlaceholderText(tr("Search conversations"));
     search->setAccessibleName(tr("Search conversations"));
@@ -217,15 +216,16 @@ void SidebarView::chooseSource() {
 }
 
 void SidebarView::chooseDestination() {
-    startPicking(model.relay().sourceReference ? Picking::destination : Picking::source);
+    startPicking(model.workspace.state().sourceReference ? Picking::destination : Picking::source);
 }
 
 void SidebarView::startPicking(Picking newPicking) {
     picking = newPicking;
-    pickingText->setText(picking == Picking::source
-                             ? tr("Choose the conversation to take from")
-                             : tr("Choose the %1 conversation to send to")
-                                   .arg(qtText(label(other(model.relay().sourceReference->agent)))));
+    pickingText->setText(
+        picking == Picking::source
+            ? tr("Choose the conversation to take from")
+            : tr("Choose the %1 conversation to send to")
+                  .arg(qtText(label(other(model.workspace.state().sourceReference->agent)))));
     pickingFrame->show();
     refill();
     focusSearch();
@@ -246,9 +246,9 @@ void SidebarView::paintEvent(QPaintEvent*) {
 }
 
 std::uint64_t SidebarView::contentsRevision() const {
-    const auto& relay = model.relay();
-    return relay.catalog.revision() + relay.codexThreadTitles.revision() +
-           model.session().recentConversations.revision();
+    const auto& catalogue = model.catalogue.state();
+    return catalogue.catalog.revision() + catalogue.codexThreadTitles.revision() +
+           catalogue.recentConversations.revision();
 }
 
 void SidebarView::render() {
@@ -256,15 +256,16 @@ void SidebarView::render() {
     auto policy = progress->sizePolicy();
     policy.setRetainSizeWhenHidden(true);
     progress->setSizePolicy(policy);
-    progress->setVisible(model.relay().isDiscovering);
-    if (picking == Picking::destination && !model.relay().sourceReference) stopPicking();
-    auto links = sidebarLinks(model);
+    progress->setVisible(model.catalogue.state().isDiscovering);
+    if (picking == Picking::destination && !model.workspace.state().sourceReference) stopPicking();
+    const auto& catalogue = model.catalogue.state();
+    auto links = sidebarLinks(model.view());
     if (!contents || shownRevision != contentsRevision() || shownLinks != links) {
         shownRevision = contentsRevision();
         shownLinks = std::move(links);
         contents = std::make_shared<SidebarContents>(
-            linkRows(model, shownLinks), model.session().recentConversations.get(),
-            model.relay().catalog.get(), model.relay().codexThreadTitles.get());
+            linkRows(model.view(), shownLinks), catalogue.recentConversations.get(), catalogue.catalog.get(),
+            catalogue.codexThreadTitles.get());
         refill();
     }
     showSelection();
@@ -273,7 +274,7 @@ void SidebarView::render() {
 void SidebarView::refill() {
     if (!contents) return;
     SidebarContents::Scope scope{.links = picking == Picking::anything};
-    if (picking == Picking::destination) scope.agent = other(model.relay().sourceReference->agent);
+    if (picking == Picking::destination) scope.agent = other(model.workspace.state().sourceReference->agent);
     rows->show(contents, search->text(), scope);
     shownSelection.clear();
     const bool isEmpty = rows->isEmpty();
@@ -284,15 +285,15 @@ void SidebarView::refill() {
     else if (scope.agent)
         nothing->setText(tr("No conversations of %1 found.").arg(qtText(label(*scope.agent))));
     else
-        nothing->setText(model.relay().isDiscovering ? tr("Looking for conversations…")
-                                                     : tr("No conversations yet."));
+        nothing->setText(model.catalogue.state().isDiscovering ? tr("Looking for conversations…")
+                                                               : tr("No conversations yet."));
     showSelection();
 }
 
 // Selects what is open, once: after that the person may move about in the list.
 void SidebarView::showSelection() {
-    const auto pair = model.activePair();
-    const auto open = pair ? pair->id : model.session().filePath->value_or("");
+    const auto pair = model.workspace.relay().activePair();
+    const auto open = pair ? pair->id : model.workspace.state().filePath->value_or("");
     if (picking != Picking::anything || std::exchange(shownSelection, open) == open) return;
     const auto indexOf = [&] {
         if (pair) return rows->indexOfLink(pair->id);
@@ -315,10 +316,10 @@ void SidebarView::openRow(const QModelIndex& index) {
     const auto picked = picking;
     stopPicking();
     if (row.link) {
-        if (const auto pair = model.relay().relayState->pairs.find(row.link->pairID))
-            model.openSidebarLink(*pair);
+        if (const auto pair = model.ledger.state().relayState->pairs.find(row.link->pairID))
+            model.links.openSidebarLink(*pair);
     } else if (picked != Picking::source && canBeDestination(row)) {
-        model.chooseEndpoint(*row.reference);
+        model.links.chooseEndpoint(*row.reference);
     } else {
         openAsSource(row);
     }
@@ -326,13 +327,14 @@ void SidebarView::openRow(const QModelIndex& index) {
 
 void SidebarView::openAsSource(const SidebarRow& row) {
     if (row.section == SidebarRow::Section::conversations)
-        model.chooseSource(*row.reference);
+        model.workspace.chooseSource(*row.reference);
     else
-        model.openRecent({.source = row.agent, .title = row.title, .path = row.path, .lastUsed = row.date});
+        model.workspace.openRecent(
+            {.source = row.agent, .title = row.title, .path = row.path, .lastUsed = row.date});
 }
 
 bool SidebarView::canBeDestination(const SidebarRow& row) const {
-    const auto& source = model.relay().sourceReference;
+    const auto& source = model.workspace.state().sourceReference;
     return row.reference && source && source->agent != row.agent;
 }
 
@@ -356,7 +358,7 @@ void SidebarView::showMenu(const QPoint& position) {
         });
         add(tr("Use as destination"), [this, row] {
             stopPicking();
-            model.chooseEndpoint(*row.reference);
+            model.links.chooseEndpoint(*row.reference);
         })->setEnabled(canBeDestination(row));
         menu.addSeparator();
         add(tr("Show in file manager"), [this, row] { applications.revealFile(row.path); });
@@ -365,7 +367,7 @@ void SidebarView::showMenu(const QPoint& position) {
         add(tr("Copy identifier"),
             [row] { QGuiApplication::clipboard()->setText(qtText(row.reference->sessionID)); });
     if (row.section == SidebarRow::Section::recent)
-        add(tr("Remove from recent"), [this, row] { model.removeRecent(row.path); });
+        add(tr("Remove from recent"), [this, row] { model.catalogue.removeRecent(row.path); });
     menu.exec(list->viewport()->mapToGlobal(position));
 }
 

@@ -24,7 +24,8 @@ class SidebarView : public QWidget {
     Q_OBJECT
 
   public:
-    SidebarView(OrvelModel& model, Applications& applications, QWidget* parent = nullptr);
+    /// The model and the ports outlive the view.
+    SidebarView(OrvelModel& model, const Desktop& desktop, QWidget* parent = nullptr);
 
     /// Brings the sidebar up to date with the model.
     void render();

@@ -63,13 +63,13 @@ void WelcomeView::withdrawSamples() {
     samples->hide();
 }
 
-void WelcomeView::render(const OrvelModel& model) {
-    const auto& folders = model.agentFolders();
-    title->setVisible(model.relay().isDiscovering || model.relay().catalog->empty());
-    if (model.relay().isDiscovering) {
+void WelcomeView::render(const Catalogue& catalogue) {
+    const auto& folders = catalogue.agentFolders();
+    title->setVisible(catalogue.state().isDiscovering || catalogue.state().catalog->empty());
+    if (catalogue.state().isDiscovering) {
         title->setText(tr("Looking for conversations…"));
         text->setText({});
-    } else if (model.relay().catalog->empty()) {
+    } else if (catalogue.state().catalog->empty()) {
         QString places;
         for (const auto& root : folders.defaultRoots())
             places += QStringLiteral("\n") + shortPath(root.path, folders.home);

@@ -1,7 +1,7 @@
 #pragma once
 // What the workspace shows while no conversation is open: what to do, and where Orvel has looked.
 
-#include "Orvel/model/OrvelModel.h"
+#include "Orvel/model/Catalogue.h"
 
 #include <QLabel>
 #include <QPushButton>
@@ -15,7 +15,7 @@ class WelcomeView : public QWidget {
   public:
     explicit WelcomeView(QWidget* parent = nullptr);
 
-    void render(const OrvelModel& model);
+    void render(const Catalogue& catalogue);
 
     /// No longer offers the samples.
     void withdrawSamples();

@@ -1,5 +1,6 @@
 #include "Orvel/screens/WorkspaceView.h"
 
+#include "Orvel/model/OrvelWorkspacePresentation.h"
 #include "Orvel/platform/qt/QtText.h"
 #include "Orvel/runtime/MainLoop.h"
 #include "Orvel/screens/ErrorBanner.h"
@@ -46,11 +47,9 @@ QString previewText(const OrvelWorkspaceSnapshot& snapshot) {
     return text;
 }
 
-// The model's own line; where that is only the title, which the card shows, what would go where.
-QString statusText(const OrvelModel& model, const OrvelWorkspaceSnapshot& snapshot) {
-    const auto& status = model.session().status.get();
-    const auto& source = model.relay().sourceReference;
-    if (!snapshot.hasRange || !source || source->title != status) return qtText(status);
+// How things stand; where the card says that already, what would go where.
+QString statusText(const OrvelWorkspaceSnapshot& snapshot) {
+    if (snapshot.statusLine) return qtText(*snapshot.statusLine);
     const auto count = static_cast<int>(snapshot.messages.span().size());
     if (count == 0) return {};
     const auto messages = count == 1 ? WorkspaceView::tr("1 message for %1")
@@ -110,7 +109,7 @@ WorkspaceView::WorkspaceView(OrvelModel& model, const Desktop& desktop, QWidget*
     connect(route, &RouteView::sourceActivated, this, &WorkspaceView::sourceWanted);
     connect(route, &RouteView::destinationActivated, this, &WorkspaceView::destinationWanted);
     connect(route, &RouteView::routeChosen, this, [this](const QString& id) {
-        chooseWorkspaceRoute(this->model, utf8Text(id));
+        this->model.links.chooseWorkspaceRoute(utf8Text(id));
         render();
     });
     progress->setRange(0, 0);
@@ -128,14 +127,14 @@ WorkspaceView::WorkspaceView(OrvelModel& model, const Desktop& desktop, QWidget*
         label->setTextFormat(Qt::PlainText);
         label->setWordWrap(true);
     }
-    connect(banner, &ErrorBanner::dismissed, this, [this] { this->model.dismissError(); });
+    connect(banner, &ErrorBanner::dismissed, this, [this] { this->model.notices.dismissError(); });
     connect(pending, &PendingPanel::copyWanted, this, &WorkspaceView::copySavedMessage);
     connect(pending, &PendingPanel::submitDraftWanted, this, &WorkspaceView::submitDraft);
     connect(&clock, &QTimer::timeout, this, &WorkspaceView::renderProgress);
 
     instruction->setAccessibleName(tr("Instructions"));
     connect(instruction, &QPlainTextEdit::textChanged, this,
-            [this] { this->model.setInstruction(exactText(*instruction->document())); });
+            [this] { this->model.workspace.setInstruction(exactText(*instruction->document())); });
 
     auto* title = new QHBoxLayout;
     title->addWidget(statusTitle, 1);
@@ -164,14 +163,14 @@ QWidget* WorkspaceView::middle() {
 
     messages = new MessageListView;
     connect(messages, &MessageListView::startRequested, this,
-            [this](const QString& id) { model.selectRange(utf8Text(id)); });
+            [this](const QString& id) { model.workspace.selectRange(utf8Text(id)); });
 
     manual = new QPlainTextEdit;
     manual->setPlaceholderText(tr("Paste the conversation here"));
     manual->setAccessibleName(tr("Pasted conversation"));
     manual->setTabChangesFocus(true);
     connect(manual, &QPlainTextEdit::textChanged, this,
-            [this] { model.setManualText(exactText(*manual->document())); });
+            [this] { model.workspace.setManualText(exactText(*manual->document())); });
 
     preview = new QPlainTextEdit;
     preview->setReadOnly(true);
@@ -211,9 +210,8 @@ QWidget* WorkspaceView::bottom() {
 }
 
 void WorkspaceView::render() {
-    shown = workspaceSnapshot(model);
-    const auto& session = model.session();
-    if (session.conversation.get() || session.isLoading) isPasting = false;
+    shown = workspaceSnapshot(model.view());
+    if (shown.conversation || shown.state.loading) isPasting = false;
     if (!shown.state.hasContent) showsPreview = false;
 
     route->render(shown);
@@ -221,7 +219,7 @@ void WorkspaceView::render() {
     progress->setVisible(isOccupied);
     progress->setAccessibleName(shown.state.loading ? tr("Loading conversation") : tr("Sending"));
     statusTitle->setText(qtText(shown.statusTitle()));
-    statusLine->setText(statusText(model, shown));
+    statusLine->setText(statusText(shown));
     statusLine->setVisible(!statusLine->text().isEmpty());
     // What the panel says of its message is not said twice.
     banner->render(shown.isErrorOfPending ? std::nullopt : shown.error);
@@ -233,16 +231,16 @@ void WorkspaceView::render() {
 }
 
 void WorkspaceView::renderProgress() {
-    const auto since = watchedSince(model);
-    const auto stage = model.deliveryStage();
+    const auto since = watchedSince(model.view());
+    const auto stage = model.outbox.deliveryStage();
     elapsed->setVisible(since || stage);
     if (stage) {
         elapsed->setText(qtText(*stage));
         clock.start(stageInterval);
     } else if (since) {
-        elapsed->setText(
-            tr("%1 is working · %2")
-                .arg(qtText(model.speakerTitle(Agent::codex)), clockText(desktop.loop.uptime() - *since)));
+        elapsed->setText(tr("%1 is working · %2")
+                             .arg(qtText(model.workspace.relay().speakerTitle(Agent::codex)),
+                                  clockText(desktop.loop.uptime() - *since)));
         clock.start(turnInterval);
     } else {
         clock.stop();
@@ -250,39 +248,40 @@ void WorkspaceView::renderProgress() {
 }
 
 void WorkspaceView::renderMiddle() {
-    const auto& session = model.session();
-    showText(*manual, session.manualText);
-    if (const auto& conversation = session.conversation.get()) {
-        const auto start = conversation->messages.size() - shown.messages.span().size();
-        messages->show(conversation, start,
-                       model.startsAtCheckpoint() ? tr("new since the last relay")
-                                                  : tr("the range starts here"),
-                       model.sourceSpeakerLabel());
+    const auto& manualText = model.workspace.state().manualText.get();
+    showText(*manual, manualText);
+    if (shown.conversation) {
+        const auto start = shown.conversation->messages.size() - shown.messages.span().size();
+        messages->show(shown.conversation, start,
+                       shown.startsAtCheckpoint ? tr("new since the last relay")
+                                                : tr("the range starts here"),
+                       shown.assistantLabel);
     }
     QWidget* page = welcome;
     if (showsPreview) {
         renderPreview();
         page = preview;
-    } else if (session.conversation.get()) {
+    } else if (shown.conversation) {
         page = messages;
-    } else if (session.isLoading) {
+    } else if (shown.state.loading) {
         page = loading;
-    } else if (isPasting || !session.manualText->empty()) {
+    } else if (isPasting || !manualText.empty()) {
         page = manual;
     } else {
-        welcome->render(model);
+        welcome->render(model.catalogue);
     }
     stack->setCurrentWidget(page);
 }
 
 // Locked while the model takes no edits, so that no typed word is lost.
 void WorkspaceView::renderInstruction() {
-    showText(*instruction, model.session().instruction);
+    const auto& text = model.workspace.state().instruction.get();
+    showText(*instruction, text);
     instruction->setReadOnly(!shown.canEdit);
     instruction->setPlaceholderText(shown.hasPending ? tr("Note for the next transfer (optional)")
                                                      : tr("Instructions for the relay (optional)"));
     instruction->viewport()->update(); // A new placeholder is not painted by itself.
-    nextNote->setText(nextNoteText(shown, !model.session().instruction->empty()));
+    nextNote->setText(nextNoteText(shown, !text.empty()));
     nextNote->setVisible(!nextNote->text().isEmpty());
 }
 
@@ -303,14 +302,14 @@ void WorkspaceView::renderBottom() {
 }
 
 void WorkspaceView::renderPreview() {
-    auto text = model.preview();
+    auto text = model.workspace.relay().preview();
     if (text == shownPreview) return;
     shownPreview = text;
     preview->setPlainText(shownText(text));
 }
 
 void WorkspaceView::togglePreview() {
-    showsPreview = !showsPreview && !model.preview().empty();
+    showsPreview = !showsPreview && !model.workspace.relay().preview().empty();
     render();
     if (showsPreview) preview->setFocus(Qt::ShortcutFocusReason);
 }
@@ -320,28 +319,27 @@ void WorkspaceView::toggleSavedMessage() {
 }
 
 void WorkspaceView::sendRelay() {
-    if (workspaceSnapshot(model).canSend) model.sendRelay();
+    if (workspaceSnapshot(model.view()).canSend) model.outbox.sendRelay();
     render(); // Before the next key is typed.
 }
 
 void WorkspaceView::copyRelay() {
-    if (workspaceSnapshot(model).canCopy || !model.session().conversation.get())
-        model.copy(desktop.pasteboard);
+    if (workspaceSnapshot(model.view()).canCopy || !shown.conversation) model.outbox.copy(desktop.pasteboard);
     render();
 }
 
 void WorkspaceView::copySavedMessage() {
-    model.copyPendingTransfer(desktop.pasteboard);
+    model.outbox.copyPendingTransfer(desktop.pasteboard);
 }
 
 void WorkspaceView::submitDraft() {
-    if (workspaceSnapshot(model).canSubmitDraft) model.submitExistingClaudeDraft();
+    if (workspaceSnapshot(model.view()).canSubmitDraft) model.outbox.submitExistingClaudeDraft();
     render();
 }
 
 void WorkspaceView::turnRound() {
     for (const auto& route : shown.routes)
-        if (!route.selected) return chooseWorkspaceRoute(model, route.id);
+        if (!route.selected) return model.links.chooseWorkspaceRoute(route.id);
 }
 
 void WorkspaceView::withdrawSamples() {
@@ -349,7 +347,7 @@ void WorkspaceView::withdrawSamples() {
 }
 
 void WorkspaceView::pasteConversation() {
-    model.useManualInput();
+    model.workspace.useManualInput();
     isPasting = true;
     showsPreview = false;
     render();

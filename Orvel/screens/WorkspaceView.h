@@ -3,7 +3,8 @@
 // is on its way, the instruction, the preview, and what is done with it all.
 
 #include "Orvel/desktop/Desktop.h"
-#include "Orvel/model/OrvelWorkspacePresentation.h"
+#include "Orvel/model/OrvelModel.h"
+#include "Orvel/model/OrvelWorkspaceSnapshot.h"
 
 #include <QLabel>
 #include <QPlainTextEdit>

@@ -90,10 +90,12 @@ class ReferenceReader {
                 .transcriptPath = path,
                 .workingDirectory = std::move(identity->folder),
                 .modifiedAt = file.modifiedAt(),
-                .desktopSessionID = std::nullopt};
+                .desktopSessionID = std::nullopt,
+                .target = {paths.target(path)}};
     }
 
   private:
+    PathResolver paths;
     TranscriptHead head{identityLimit};
 };
 

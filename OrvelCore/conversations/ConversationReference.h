@@ -11,6 +11,14 @@
 
 namespace orvel {
 
+/// Where a path leads once its links are followed, as far as that is known. It is knowledge that goes along
+/// with a path and no part of it: all targets are equal.
+struct LinkTarget {
+    std::string path; ///< Empty where the path itself leads there, or nobody has looked.
+
+    bool operator==(const LinkTarget&) const { return true; }
+};
+
 struct ConversationReference {
     Agent agent = Agent::codex;
     std::string sessionID; ///< The agent's identifier of the conversation.
@@ -20,6 +28,12 @@ struct ConversationReference {
     Date modifiedAt = 0; ///< When the transcript's contents last changed.
     /// The Claude application's own identifier of the same conversation; begins with "local_".
     std::optional<std::string> desktopSessionID;
+    /// Of `transcriptPath`; set by whoever makes the reference from what is on the disk. Not in the JSON
+    /// form.
+    LinkTarget target{};
+
+    /// The path of the file itself, for telling whether two references lead to the same one.
+    const std::string& filePath() const { return target.path.empty() ? transcriptPath : target.path; }
 
     /// The key of the conversation in records: "{agent}:{sessionID}".
     std::string id() const;

@@ -56,10 +56,10 @@ std::vector<RecentConversation> decoded(const std::string& contents) {
     return entries;
 }
 
-std::string encoded(const std::vector<RecentConversation>& entries) {
+RecentConversationsStore::Change changeTo(std::vector<RecentConversation> entries) {
     auto document = nlohmann::ordered_json::array();
     for (const auto& entry : entries) document.push_back(jsonOf(entry));
-    return document.dump();
+    return {std::move(entries), document.dump()};
 }
 
 } // namespace
@@ -75,18 +75,18 @@ bool RecentConversation::isAvailable() const {
     return isReadableFile(path);
 }
 
-RecentConversationsStore::RecentConversationsStore(std::string storagePath, ReplaceFile replaceFile)
-    : storagePath(std::move(storagePath)), replaceFile(std::move(replaceFile)) {
-    if (!fileExists(this->storagePath)) return;
+RecentConversationsStore::RecentConversationsStore(std::string path) : location(std::move(path)) {
+    if (!fileExists(location)) return;
     try {
-        list = normalized(decoded(readFile(this->storagePath, maximumFileSize)));
+        list = normalized(decoded(readFile(location, maximumFileSize)));
     } catch (const std::exception&) {
         loadError = "Couldn't load recent conversations. Open the conversation file again.";
     }
 }
 
-void RecentConversationsStore::record(Agent source, std::string_view title, std::string_view path,
-                                      Date lastUsed) {
+RecentConversationsStore::Change RecentConversationsStore::recording(Agent source, std::string_view title,
+                                                                     std::string_view path,
+                                                                     Date lastUsed) const {
     if (!isUsable(path, lastUsed))
         throw FileError(FileError::Case::invalidFileName, "save", path, "The file name is not valid");
     RecentConversation entry{source, std::string(trimmed(title)), standardizedPath(path), lastUsed};
@@ -94,18 +94,17 @@ void RecentConversationsStore::record(Agent source, std::string_view title, std:
     std::vector<RecentConversation> newList{std::move(entry)};
     for (const auto& old : list)
         if (old.path != newList.front().path) newList.push_back(old);
-    save(normalized(std::move(newList)));
+    return changeTo(normalized(std::move(newList)));
 }
 
-void RecentConversationsStore::remove(std::string_view id) {
+RecentConversationsStore::Change RecentConversationsStore::removing(std::string_view id) const {
     auto newList = list;
     std::erase_if(newList, [&](const auto& entry) { return entry.id() == id; });
-    save(std::move(newList));
+    return changeTo(std::move(newList));
 }
 
-void RecentConversationsStore::save(std::vector<RecentConversation> newList) {
-    replaceFile(storagePath, encoded(newList));
-    list = std::move(newList);
+void RecentConversationsStore::adopt(Change change) {
+    list = std::move(change.entries);
     loadError.reset();
 }
 

@@ -5,7 +5,6 @@
 #include "OrvelCore/text/Date.h"
 
 #include <cstddef>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -33,38 +32,45 @@ struct RecentConversation {
 /// The JSON form: keys as the fields.
 nlohmann::ordered_json jsonOf(const RecentConversation& entry);
 
-/// Holds the list and keeps its file equal to it. Not for several threads.
+/// Holds the list as its file has it. A change is formed here, written by the caller, and then adopted; one
+/// that could not be written is dropped, and nothing has changed. Changes are formed one after the other,
+/// each from the list that the one before left. Not for several threads.
 class RecentConversationsStore {
   public:
     static constexpr std::size_t maximumEntries = 20;
     static constexpr std::size_t maximumTitleCharacters = 200;
     static constexpr std::size_t maximumFileSize = 131'072; ///< Bytes.
 
-    /// Replaces a file's contents as a whole and makes its folder where needed; throws on failure.
-    using ReplaceFile = std::function<void(const std::string& path, std::string_view contents)>;
+    /// A new list, and what its file is to hold.
+    struct Change {
+        std::vector<RecentConversation> entries;
+        std::string contents;
+    };
 
-    /// Loads the file at `storagePath`. Never throws: a file that cannot be loaded is left as it is and gives
-    /// an empty list and `loadErrorDescription`.
-    RecentConversationsStore(std::string storagePath, ReplaceFile replaceFile);
+    /// Loads the file at `path`. Never throws: a file that cannot be loaded is left as it is and gives an
+    /// empty list and `loadErrorDescription`.
+    explicit RecentConversationsStore(std::string path);
+
+    const std::string& path() const { return location; }
 
     /// Newest first.
     const std::vector<RecentConversation>& entries() const { return list; }
 
-    /// Set when the file could not be loaded, until the next save succeeds.
+    /// Set when the file could not be loaded, until a change is adopted.
     const std::optional<std::string>& loadErrorDescription() const { return loadError; }
 
-    /// Adds or refreshes the entry of a file and saves. Throws FileError::invalidFileName for a path that is
-    /// relative or no valid text, and what the saving throws; then nothing has changed.
-    void record(Agent source, std::string_view title, std::string_view path, Date lastUsed);
+    /// Adds or refreshes the entry of a file. Throws FileError::invalidFileName for a path that is relative
+    /// or no valid text.
+    Change recording(Agent source, std::string_view title, std::string_view path, Date lastUsed) const;
 
-    /// Drops the entry with this id and saves. Throws what the saving throws; then nothing has changed.
-    void remove(std::string_view id);
+    /// Drops the entry with this id.
+    Change removing(std::string_view id) const;
+
+    /// Takes over a change that the file holds by now.
+    void adopt(Change change);
 
   private:
-    void save(std::vector<RecentConversation> newList);
-
-    std::string storagePath;
-    ReplaceFile replaceFile;
+    std::string location;
     std::vector<RecentConversation> list;
     std::optional<std::string> loadError;
 };

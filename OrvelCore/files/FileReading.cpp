@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -67,6 +68,15 @@ std::size_t ReadableFile::read(char* buffer, std::size_t count) {
     return done;
 }
 
+bool ReadableFile::holdsStill() {
+    // A file system without such locks has no writer that waits for one.
+    if (flock(descriptor, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;
+    struct stat opened {
+    }, there{};
+    return fstat(descriptor, &opened) == 0 && stat(path.c_str(), &there) == 0 &&
+           opened.st_dev == there.st_dev && opened.st_ino == there.st_ino;
+}
+
 std::optional<FileBytes> FileBytes::read(ReadableFile& file, std::size_t limit) {
     // One byte more than expected, so that the end of an unchanged file shows in the first read.
     std::size_t capacity = std::min(static_cast<std::size_t>(file.size()), limit) + 1;
@@ -101,6 +111,21 @@ std::string resolvedPath(const std::string& path) {
     std::error_code error;
     const auto resolved = std::filesystem::weakly_canonical(path, error);
     return standardizedPath(error ? path : resolved.string());
+}
+
+std::string PathResolver::target(const std::string& path) {
+    struct stat facts {};
+    std::string resolved;
+    if (lstat(path.c_str(), &facts) != 0 || !S_ISREG(facts.st_mode)) {
+        resolved = resolvedPath(path);
+    } else {
+        const auto folder = parentFolder(path);
+        auto known = folders.find(folder);
+        if (known == folders.end())
+            known = folders.emplace(std::string(folder), resolvedPath(std::string(folder))).first;
+        resolved = joinedPath(known->second, lastPathComponent(path));
+    }
+    return resolved == path ? std::string() : resolved;
 }
 
 bool isReadableFile(const std::string& path) {

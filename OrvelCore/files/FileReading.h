@@ -6,6 +6,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -26,6 +28,10 @@ class ReadableFile {
     std::uint64_t size() const { return byteCount; }
     /// Date of the last change of the contents when the file was opened.
     Date modifiedAt() const { return modified; }
+
+    /// Keeps Orvel's writers from changing the file in place while it is open here, as they may once another
+    /// file has taken its place. False if that has begun or its path leads elsewhere by now: open it again.
+    bool holdsStill();
 
     /// Reads the next bytes into `buffer` until `count` are read or the file ends; gives how many. Throws
     /// FileError.
@@ -62,6 +68,16 @@ bool fileExists(const std::string& path);
 
 /// The standardised path with links followed as far as something lies there.
 std::string resolvedPath(const std::string& path);
+
+/// Follows the links in one path after the other, and asks only once where a folder leads.
+class PathResolver {
+  public:
+    /// `resolvedPath`, and empty if that is `path` itself, which is standardised.
+    std::string target(const std::string& path);
+
+  private:
+    std::map<std::string, std::string, std::less<>> folders;
+};
 
 /// Whether a file that is no folder lies at `path` and may be read.
 bool isReadableFile(const std::string& path);

@@ -5,6 +5,7 @@
 
 #include "OrvelCore/relay/Shared.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <iterator>
 #include <map>
@@ -37,6 +38,9 @@ class RecordList {
 
     /// The record with this id, or null.
     std::shared_ptr<const Record> find(std::string_view id) const;
+
+    /// How many records from the first one on are not merely equal in both lists but the very same.
+    std::size_t sharedHead(const RecordList& other) const;
 
     /// The records that `fit`, in the same order.
     template <typename Predicate>
@@ -144,6 +148,17 @@ template <typename Record>
 std::shared_ptr<const Record> RecordList<Record>::find(std::string_view id) const {
     const auto index = indexOf(id);
     return index < count ? shared(index).pointer() : nullptr;
+}
+
+template <typename Record>
+std::size_t RecordList<Record>::sharedHead(const RecordList& other) const {
+    const auto end = std::min(count, other.count);
+    std::size_t head = 0;
+    while (head + chunkSize <= end &&
+           (*chunks)[head / chunkSize].pointer() == (*other.chunks)[head / chunkSize].pointer())
+        head += chunkSize;
+    while (head < end && shared(head).pointer() == other.shared(head).pointer()) ++head;
+    return head;
 }
 
 // What is looked for is mostly among the newest records.

@@ -1,7 +1,5 @@
 #include "OrvelCore/relay/RelayPair.h"
 
-#include "OrvelCore/files/FileReading.h"
-
 namespace orvel {
 
 std::string RelayPair::speakerLabel(Agent agent) const {
@@ -17,8 +15,8 @@ bool sameKey(const ConversationReference& one, const ConversationReference& two)
 }
 
 bool sameIdentity(const ConversationReference& one, const ConversationReference& two) {
-    return sameKey(one, two) && (one.transcriptPath == two.transcriptPath ||
-                                 resolvedPath(one.transcriptPath) == resolvedPath(two.transcriptPath));
+    return sameKey(one, two) &&
+           (one.transcriptPath == two.transcriptPath || one.filePath() == two.filePath());
 }
 
 } // namespace orvel

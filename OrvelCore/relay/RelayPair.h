@@ -48,8 +48,8 @@ std::string positionKey(std::string_view pairID, Agent source);
 /// Whether both have the same agent and session identifier, and so the same reference key.
 bool sameKey(const ConversationReference& one, const ConversationReference& two);
 
-/// Whether both are the same conversation in the same file: `sameKey`, and equal paths after following links,
-/// for which the file system is asked where the paths differ as texts.
+/// Whether both are the same conversation in the same file: `sameKey`, and equal paths, as they stand or
+/// after following links as far as the references know of any.
 bool sameIdentity(const ConversationReference& one, const ConversationReference& two);
 
 } // namespace orvel

@@ -1,5 +1,5 @@
-// Writes the relay state. A state of many payloads is written as a whole at every change, on the thread that
-// also serves the keyboard, so nothing stands between the records and the text.
+// Writes the relay state. The first document of a program's life is made of all payloads, so nothing stands
+// between the records and the text.
 #include "OrvelCore/relay/RelayStateJson.h"
 
 #include "OrvelCore/relay/RelayStateError.h"
@@ -7,6 +7,7 @@
 #include "OrvelCore/text/JsonString.h"
 #include "OrvelCore/text/Unicode.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -16,9 +17,19 @@ namespace orvel {
 
 namespace {
 
+// About the size of the text, so that it need not move while it grows: payloads are nearly all of it.
+std::size_t expectedSize(const RelayState& state, std::size_t passedOver) {
+    std::size_t size = 4096;
+    for (auto i = passedOver; i < state.transfers.size(); ++i)
+        size += 1024 + state.transfers[i].payload->size() * 17 / 16;
+    return size;
+}
+
 class Writer {
   public:
-    explicit Writer(std::size_t expectedSize) { json.reserve(expectedSize); }
+    /// Writes the document of `state` without the first `passedOver` transfers, which end at `ends`, and
+    /// without what stands before them. Adds the ends of the others.
+    Writer(const RelayState& state, std::size_t passedOver, std::vector<std::size_t>& ends);
 
     std::string take() { return std::move(json); }
 
@@ -71,6 +82,26 @@ class Writer {
         write(value);
     }
 
+    // What is passed over holds what stands before the transfers.
+    template <typename Value>
+    void writeTopMember(std::string_view key, const Value& value) {
+        if (passedOver == 0) writeMember(key, value);
+    }
+
+    void writeTopMember(std::string_view key, const RecordList<RelayTransfer>& records) {
+        if (passedOver == 0) {
+            separate();
+            write(key);
+            json += ":[";
+        }
+        for (auto i = std::exchange(passedOver, 0); i < records.size(); ++i) {
+            if (i > 0) json += ',';
+            write(records[i]);
+            ends->push_back(origin + json.size());
+        }
+        json += ']';
+    }
+
     template <typename Value>
     void writeMember(std::string_view key, const std::optional<Value>& value) {
         if (value) writeMember(key, *value);
@@ -98,11 +129,24 @@ class Writer {
     }
 
     std::string json;
+    std::size_t origin = 0; ///< Where `json` begins in the document.
+    std::size_t passedOver = 0;
+    std::vector<std::size_t>* ends;
 };
+
+Writer::Writer(const RelayState& state, std::size_t passedOver, std::vector<std::size_t>& ends)
+    : origin(ends.empty() ? 0 : ends.back()), passedOver(passedOver), ends(&ends) {
+    json.reserve(expectedSize(state, passedOver));
+    if (passedOver == 0) json += '{';
+    std::apply([&](const auto&... fields) { (writeTopMember(fields.key, state.*fields.member), ...); },
+               fieldsOf<RelayState>);
+    json += '}';
+    if (origin + json.size() > maximumRelayStateSize) throw RelayStateError::tooLarge();
+}
 
 void Writer::write(std::string_view text) {
     if (!isValidUTF8(text)) throw RelayStateError::notStorable("a text is not valid UTF-8");
-    if (json.size() + text.size() > maximumRelayStateSize) throw RelayStateError::tooLarge();
+    if (origin + json.size() + text.size() > maximumRelayStateSize) throw RelayStateError::tooLarge();
     appendJsonString(json, text);
 }
 
@@ -121,22 +165,24 @@ void Writer::write(double number) {
     json.append(text.data(), result.ptr);
 }
 
-// About the size of the document, so that its text need not move while it grows: payloads are nearly all of
-// it.
-std::size_t expectedSize(const RelayState& state) {
-    std::size_t size = 4096;
-    for (const auto& transfer : state.transfers) size += 1024 + transfer.payload->size() * 17 / 16;
-    return size;
-}
-
 } // namespace
 
 std::string encodeRelayState(const RelayState& state) {
-    Writer writer(expectedSize(state));
-    writer.write(state);
-    auto json = writer.take();
-    if (json.size() > maximumRelayStateSize) throw RelayStateError::tooLarge();
-    return json;
+    return RelayStateDocument(state).encode().text;
+}
+
+std::size_t RelayStateDocument::sharedRecords(const RelayStateDocument& older) const {
+    return state.pairs == older.state.pairs ? state.transfers.sharedHead(older.state.transfers) : 0;
+}
+
+RelayStateDocument::Tail RelayStateDocument::encode(const RelayStateDocument* older) {
+    ends.clear();
+    if (older) {
+        const auto shared = std::min(sharedRecords(*older), older->ends.size());
+        ends.assign(older->ends.begin(), older->ends.begin() + static_cast<std::ptrdiff_t>(shared));
+    }
+    const auto from = ends.empty() ? 0 : ends.back();
+    return {from, Writer(state, ends.size(), ends).take()};
 }
 
 } // namespace orvel

@@ -22,8 +22,9 @@ bool isASCII(std::string_view text) {
 
 // Transcripts are long and separators are rare, so this search makes up much of the reading where it cannot
 // use the wide registers of newer processors. The compiler makes two versions, and the program takes the one
-// that fits.
-#if defined(__x86_64__) && defined(__linux__) && defined(__GNUC__) && !defined(__clang__)
+// that fits. It does so before the thread sanitizer is ready, which then fails.
+#if defined(__x86_64__) && defined(__linux__) && defined(__GNUC__) && !defined(__clang__) &&                 \
+    !defined(__SANITIZE_THREAD__)
 #define ORVEL_FOR_WIDE_REGISTERS __attribute__((target_clones("avx2", "default")))
 #else
 #define ORVEL_FOR_WIDE_REGISTERS

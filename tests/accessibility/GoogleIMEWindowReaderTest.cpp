@@ -76,5 +76,25 @@ TEST_F(GoogleIMEWindowReaderTest, ADiagnosticReadMayTakeLongAndKeepsOthersOut) {
     EXPECT_TRUE(reader.readFresh(0.025));
 }
 
+TEST_F(GoogleIMEWindowReaderTest, WithoutAThreadADiagnosticReadIsUnavailableAndKeepsNobodyOut) {
+    loop.setThreadsExhausted(true);
+    std::optional<std::optional<GoogleIMEWindowReader::Sample>> sample;
+    TaskScope tasks;
+    tasks.start(ScriptedClaude::keep(reader.read(), sample));
+    ASSERT_TRUE(sample && *sample);
+    EXPECT_EQ((*sample)->state, State::unavailable);
+    EXPECT_TRUE(reader.readFresh(0.025));
+}
+
+TEST_F(GoogleIMEWindowReaderTest, ALateReadMayOutliveTheReader) {
+    queue.hangs = true;
+    {
+        GoogleIMEWindowReader brief(loop, windows, queue);
+        EXPECT_FALSE(brief.readFresh(0.025));
+    }
+    queue.late();
+    EXPECT_EQ(windows.askedFor, 2049U);
+}
+
 } // namespace
 } // namespace orvel

@@ -3,20 +3,13 @@
 #include "agents/RealCodex.h"
 #include "model/FakeClaudeSender.h"
 
-#include "Orvel/desktop/Panels.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
-#include "Orvel/platform/unavailable/MemorySettings.h"
-#include "Orvel/platform/unavailable/UnavailableApplications.h"
-#include "Orvel/platform/unavailable/UnavailablePasteboard.h"
+#include "Orvel/platform/unavailable/UnavailableDesktop.h"
 #include "samples/TranscriptWriter.h"
 
 namespace orvel {
 namespace {
-
-struct NoPanels : Panels {
-    std::optional<std::string> chooseFile(const OpenPanel&) override { return std::nullopt; }
-};
 
 class CodexRelay : public RealCodex {
   protected:
@@ -29,7 +22,7 @@ class CodexRelay : public RealCodex {
         codexReference = begin("Q");
         startServer();
         model = std::make_unique<OrvelModel>(
-            Desktop{world.loop, pasteboard, panels, applications, settings, files, world.processes}, claude,
+            nothingElse.ports(world.loop, files, world.processes), claude,
             AgentFolders::of(folder.path("home"), folder.path("codex"), std::nullopt, folder.path("config")),
             folder.path("data/state.json"));
     }
@@ -42,46 +35,43 @@ class CodexRelay : public RealCodex {
         return world.runUntil([&] { return model->isIdle(); });
     }
     ConversationReference found(Agent agent) const {
-        for (const auto& reference : model->relay().catalog.get())
+        for (const auto& reference : model->catalogue.state().catalog.get())
             if (reference.agent == agent) return reference;
         throw std::runtime_error("no such conversation");
     }
 
-    UnavailablePasteboard pasteboard;
-    NoPanels panels;
-    UnavailableApplications applications;
-    MemorySettings settings;
-    PosixFileStore files;
+    UnavailableDesktop nothingElse;
+    PosixFileStore files{world.loop};
     FakeClaudeSender claude{world.loop};
     ConversationReference codexReference;
     std::unique_ptr<OrvelModel> model;
 };
 
 TEST_F(CodexRelay, RunsFromSendToReceipt) {
-    model->restoreRelay();
-    model->discoverConversations();
+    model->links.restoreRelay();
+    model->catalogue.discoverConversations();
     ASSERT_TRUE(finishes());
-    model->chooseSource(found(Agent::claude));
+    model->workspace.chooseSource(found(Agent::claude));
     ASSERT_TRUE(finishes());
-    model->chooseEndpoint(found(Agent::codex));
+    model->links.chooseEndpoint(found(Agent::codex));
     ASSERT_TRUE(finishes());
-    model->setInstruction("Please look at this.");
-    model->sendRelay();
+    model->workspace.setInstruction("Please look at this.");
+    model->outbox.sendRelay();
     ASSERT_TRUE(finishes());
-    EXPECT_EQ(model->session().error.get().value_or(""), "");
-    ASSERT_EQ(model->relay().relayState->transfers.size(), 1U);
+    EXPECT_EQ(model->notices.error().value_or(""), "");
+    ASSERT_EQ(model->ledger.state().relayState->transfers.size(), 1U);
 
-    EXPECT_TRUE(world.runUntil([&] { return model->watchedTurns().empty(); }));
-    const std::string text = *model->relay().relayState->transfers.back().payload;
+    EXPECT_TRUE(world.runUntil([&] { return model->outbox.watchedTurns().empty(); }));
+    const std::string text = *model->ledger.state().relayState->transfers.back().payload;
     EXPECT_EQ(
         outcomeEndingWith(" | user: " + text + " | assistant: Answer to: " + text.substr(0, text.find('\n')),
                           codexReference),
         "user: Q | assistant: Answer to: Q | user: " + text +
             " | assistant: Answer to: " + text.substr(0, text.find('\n')));
-    model->checkRelayReceipts();
+    model->receipts.checkRelayReceipts();
     ASSERT_TRUE(finishes());
-    EXPECT_FALSE(model->pendingTransfer());
-    EXPECT_FALSE(model->relay().relayState->transfers.back().isPending());
+    EXPECT_FALSE(model->workspace.relay().pendingTransfer());
+    EXPECT_FALSE(model->ledger.state().relayState->transfers.back().isPending());
 }
 
 } // namespace

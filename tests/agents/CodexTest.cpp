@@ -39,7 +39,7 @@ TEST_F(RealCodex, AForksWholeHistoryComesFromTheServer) {
     const auto forked = fork(base, "F");
     startServer();
     SharedConversation whole;
-    const auto read = [](ConversationReading& reading, ConversationReference reference,
+    const auto read = [](ConversationReader& reading, ConversationReference reference,
                          SharedConversation& into) -> Task<void> {
         into = co_await reading.readReference(reference);
     };

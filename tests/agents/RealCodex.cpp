@@ -61,7 +61,7 @@ void RealCodex::SetUp() {
                                          .hasPipes = true});
     ASSERT_TRUE(world.runUntil([&] { return std::filesystem::exists(folder.path("port")); }));
     folder.write("codex/config.toml", configuration(contentsOf(folder.path("port"))));
-    reading = std::make_unique<ConversationReading>(world.loop, world.processes, folder.path("home"));
+    reading = std::make_unique<ConversationReader>(world.loop, world.processes, folder.path("home"));
     sender = std::make_unique<CodexRelaySender>(world.loop, world.processes, *reading, folder.path("home"));
 }
 

@@ -3,7 +3,7 @@
 // all on this machine and ended with the test.
 
 #include "Orvel/delivery/CodexRelaySender.h"
-#include "Orvel/reading/ConversationReading.h"
+#include "Orvel/reading/ConversationReader.h"
 #include "PollWorld.h"
 #include "TemporaryFolder.h"
 
@@ -53,7 +53,7 @@ class RealCodex : public testing::Test {
     std::string tool;
     TemporaryFolder folder;
     PollWorld world;
-    std::unique_ptr<ConversationReading> reading;
+    std::unique_ptr<ConversationReader> reading;
     std::unique_ptr<CodexRelaySender> sender;
     std::vector<std::string> lifecycleFailures;
 

@@ -20,14 +20,19 @@ namespace {
 
 const std::string loadError = "Couldn't load recent conversations. Open the conversation file again.";
 
-RecentConversationsStore::ReplaceFile writer() {
-    return [](const std::string& path, std::string_view contents) {
-        std::ofstream(path, std::ios::binary) << contents;
-    };
+// What a caller does whose writing succeeds.
+void save(RecentConversationsStore& store, RecentConversationsStore::Change change) {
+    std::ofstream(store.path(), std::ios::binary) << change.contents;
+    store.adopt(std::move(change));
 }
 
-RecentConversationsStore::ReplaceFile failing() {
-    return [](const std::string&, std::string_view) { throw std::runtime_error("disk full"); };
+void record(RecentConversationsStore& store, Agent source, std::string_view title, std::string_view path,
+            Date lastUsed) {
+    save(store, store.recording(source, title, path, lastUsed));
+}
+
+void remove(RecentConversationsStore& store, std::string_view id) {
+    save(store, store.removing(id));
 }
 
 nlohmann::json object(const std::string& path, double lastUsed, const std::string& title = "T") {
@@ -45,7 +50,7 @@ struct RecentConversations : testing::Test {
     TemporaryFolder folder;
     std::string file = folder.path("recent-conversations.json");
 
-    RecentConversationsStore loaded() const { return {file, writer()}; }
+    RecentConversationsStore loaded() const { return RecentConversationsStore(file); }
     RecentConversationsStore loaded(std::string_view contents) const {
         folder.write("recent-conversations.json", contents);
         return loaded();
@@ -145,8 +150,8 @@ TEST_F(RecentConversations, RefuseABadFileAsAWholeAndLeaveIt) {
 
 TEST_F(RecentConversations, LoadNothingFromAFileThatIsCutAnywhere) {
     auto store = loaded();
-    store.record(Agent::codex, "検索 \"quoted\"", "/a", 1.5);
-    store.record(Agent::claude, "T", "/b", 2);
+    record(store, Agent::codex, "検索 \"quoted\"", "/a", 1.5);
+    record(store, Agent::claude, "T", "/b", 2);
     const auto whole = contentsOf(file);
     for (std::size_t size = 0; size < whole.size(); ++size) {
         const auto cut = loaded(std::string_view(whole).substr(0, size));
@@ -157,14 +162,13 @@ TEST_F(RecentConversations, LoadNothingFromAFileThatIsCutAnywhere) {
 
 TEST_F(RecentConversations, AreEmptyWithoutAFileAndRefuseWhatIsNone) {
     EXPECT_FALSE(loaded().loadErrorDescription());
-    EXPECT_EQ(RecentConversationsStore(folder.path(), writer()).loadErrorDescription(), loadError);
+    EXPECT_EQ(RecentConversationsStore(folder.path()).loadErrorDescription(), loadError);
     ASSERT_EQ(mkfifo(folder.path("fifo").c_str(), 0600), 0);
-    EXPECT_EQ(RecentConversationsStore(folder.path("fifo"), writer()).loadErrorDescription(), loadError);
+    EXPECT_EQ(RecentConversationsStore(folder.path("fifo")).loadErrorDescription(), loadError);
     ASSERT_EQ(symlink("loop", folder.path("loop").c_str()), 0);
-    EXPECT_FALSE(RecentConversationsStore(folder.path("loop"), writer()).loadErrorDescription());
-    EXPECT_EQ(
-        RecentConversationsStore(folder.writeSparse("huge", 1ULL << 36), writer()).loadErrorDescription(),
-        loadError);
+    EXPECT_FALSE(RecentConversationsStore(folder.path("loop")).loadErrorDescription());
+    EXPECT_EQ(RecentConversationsStore(folder.writeSparse("huge", 1ULL << 36)).loadErrorDescription(),
+              loadError);
 }
 
 TEST_F(RecentConversations, RecordWithATitleThatNamesTheConversation) {
@@ -186,7 +190,7 @@ TEST_F(RecentConversations, RecordWithATitleThatNamesTheConversation) {
     for (const auto& [name, title, path, recordedTitle, recordedPath] : cases) {
         SCOPED_TRACE(name);
         auto store = loaded("[]");
-        store.record(Agent::claude, title, path, 1);
+        record(store, Agent::claude, title, path, 1);
         const RecentConversation expected{Agent::claude, recordedTitle, recordedPath, 1};
         EXPECT_THAT(store.entries(), ElementsAre(expected));
         EXPECT_THAT(loaded().entries(), ElementsAre(expected));
@@ -195,7 +199,7 @@ TEST_F(RecentConversations, RecordWithATitleThatNamesTheConversation) {
 
 TEST_F(RecentConversations, RefuseToRecordWhatNoFileIsNamed) {
     auto store = loaded("[]");
-    store.record(Agent::codex, "T", "/a", 1);
+    record(store, Agent::codex, "T", "/a", 1);
     const auto before = contentsOf(file);
     const double infinity = std::numeric_limits<double>::infinity();
     const struct {
@@ -211,7 +215,7 @@ TEST_F(RecentConversations, RefuseToRecordWhatNoFileIsNamed) {
     for (const auto& [path, lastUsed] : cases) {
         SCOPED_TRACE(path);
         try {
-            store.record(Agent::codex, "T", path, lastUsed);
+            record(store, Agent::codex, "T", path, lastUsed);
             ADD_FAILURE();
         } catch (const Failure& failure) {
             EXPECT_EQ(failure.caseName(), "invalidFileName");
@@ -223,44 +227,43 @@ TEST_F(RecentConversations, RefuseToRecordWhatNoFileIsNamed) {
 
 TEST_F(RecentConversations, MoveARecordedPathToItsPlace) {
     auto store = loaded("[]");
-    for (int i = 1; i <= 20; ++i) store.record(Agent::codex, "T", "/" + std::to_string(i), i);
-    store.record(Agent::claude, "new title", "/x/../3", 50);
+    for (int i = 1; i <= 20; ++i) record(store, Agent::codex, "T", "/" + std::to_string(i), i);
+    record(store, Agent::claude, "new title", "/x/../3", 50);
     EXPECT_EQ(store.entries().front(), (RecentConversation{Agent::claude, "new title", "/3", 50}));
     EXPECT_EQ(store.entries().size(), 20U);
 
-    store.record(Agent::codex, "T", "/late", 0); // Older than all twenty.
+    record(store, Agent::codex, "T", "/late", 0); // Older than all twenty.
     EXPECT_EQ(store.entries().size(), 20U);
     EXPECT_EQ(store.entries().back().path, "/1");
 
-    store.record(Agent::codex, "T", "/3", 0); // The older date counts, since it is the newer record.
+    record(store, Agent::codex, "T", "/3", 0); // The older date counts, since it is the newer record.
     EXPECT_EQ(store.entries().back(), (RecentConversation{Agent::codex, "T", "/3", 0}));
 }
 
 TEST_F(RecentConversations, RemoveByIdAndWriteInAnyCase) {
     auto store = loaded("[" + object("/a", 1).dump() + "," + object("/b", 2).dump() + "]");
-    store.remove("/unknown");
+    remove(store, "/unknown");
     EXPECT_THAT(pathsOf(store), ElementsAre("/b", "/a"));
     EXPECT_EQ(nlohmann::json::parse(contentsOf(file)).size(), 2U);
     EXPECT_EQ(contentsOf(file).find_first_of(" \n"), std::string::npos);
-    store.remove("/b");
+    remove(store, "/b");
     EXPECT_THAT(pathsOf(loaded()), ElementsAre("/a"));
     std::filesystem::remove(file);
-    store.remove("/unknown");
+    remove(store, "/unknown");
     EXPECT_THAT(pathsOf(loaded()), ElementsAre("/a"));
 }
 
-TEST_F(RecentConversations, ForgetALoadErrorOnlyWithASuccessfulSave) {
-    folder.write("recent-conversations.json", "broken");
-    RecentConversationsStore unwritable(file, failing());
-    EXPECT_THROW(unwritable.record(Agent::codex, "T", "/a", 1), std::runtime_error);
-    EXPECT_THROW(unwritable.remove("/a"), std::runtime_error);
-    EXPECT_EQ(unwritable.loadErrorDescription(), loadError);
-    EXPECT_TRUE(unwritable.entries().empty());
+TEST_F(RecentConversations, StayAsTheyAreUntilAChangeIsAdopted) {
+    auto store = loaded("broken");
+    auto change = store.recording(Agent::codex, "T", "/a", 1);
+    store.removing("/a");
+    EXPECT_EQ(store.loadErrorDescription(), loadError);
+    EXPECT_TRUE(store.entries().empty());
     EXPECT_EQ(contentsOf(file), "broken");
 
-    auto store = loaded();
-    store.record(Agent::codex, "T", "/a", 1);
+    save(store, std::move(change));
     EXPECT_FALSE(store.loadErrorDescription());
+    EXPECT_THAT(pathsOf(store), ElementsAre("/a"));
     EXPECT_THAT(pathsOf(loaded()), ElementsAre("/a"));
 }
 
@@ -280,17 +283,17 @@ TEST_F(RecentConversations, AreAvailableWhileAReadableFileIsThere) {
 // Whatever is recorded and removed, the list agrees with a plain model of it and with its file.
 RC_GTEST_PROP(RecentConversationsModel, HoldsTheNewestTwentyPathsThroughAnyHistory, ()) {
     const TemporaryFolder folder;
-    RecentConversationsStore store(folder.path("file"), writer());
+    RecentConversationsStore store(folder.path("file"));
     std::map<std::string, double> dates;
     const auto steps = *rc::gen::container<std::vector<std::pair<int, int>>>(
         rc::gen::pair(rc::gen::inRange(0, 40), rc::gen::inRange(-5, 30)));
     for (const auto& [number, date] : steps) {
         const auto path = "/" + std::to_string(number);
         if (date < 0) {
-            store.remove(path);
+            remove(store, path);
             dates.erase(path);
         } else {
-            store.record(Agent::codex, "T", path, date);
+            record(store, Agent::codex, "T", path, date);
             dates[path] = date;
         }
         std::vector<std::pair<double, std::string>> newest;
@@ -305,6 +308,5 @@ RC_GTEST_PROP(RecentConversationsModel, HoldsTheNewestTwentyPathsThroughAnyHisto
         }
         RC_ASSERT(pathsOf(store) == paths);
     }
-    if (!steps.empty())
-        RC_ASSERT(RecentConversationsStore(folder.path("file"), writer()).entries() == store.entries());
+    if (!steps.empty()) RC_ASSERT(RecentConversationsStore(folder.path("file")).entries() == store.entries());
 }

@@ -83,7 +83,7 @@ class CodexRelaySenderTest : public DeliveryTest {
     TemporaryFolder folder;
     CodexTranscript transcript{{.id = Server::thread}};
     ConversationReference reference{.agent = Agent::codex, .sessionID = Server::thread};
-    ConversationReading reading{loop, processes, "/home/sam"};
+    ConversationReader reading{loop, processes, "/home/sam"};
     std::optional<CodexRelaySender> sender{std::in_place, loop, processes, reading, "/home/sam"};
 
     std::optional<int> queueStatus = 0;

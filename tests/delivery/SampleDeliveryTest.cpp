@@ -2,7 +2,7 @@
 
 #include "Orvel/delivery/CodexRelaySender.h"
 #include "Orvel/platform/simulated/SimulatedCodex.h"
-#include "Orvel/reading/ConversationReading.h"
+#include "Orvel/reading/ConversationReader.h"
 #include "samples/CodexFolder.h"
 
 #include <gmock/gmock.h>
@@ -42,7 +42,7 @@ class SampleDeliveryTest : public testing::Test {
     SimulatedLoop loop;
     SimulatedProcesses processes{loop};
     SimulatedCodex codex{processes, loop, "/tools/codex", files.folder.path()};
-    ConversationReading reading{loop, processes, "/home/robin"};
+    ConversationReader reading{loop, processes, "/home/robin"};
     CodexRelaySender sender{loop, processes, reading, "/home/robin"};
     std::vector<std::string> lifecycleFailures;
 

@@ -50,11 +50,13 @@ struct ScriptedApplications : UnavailableApplications {
 
 struct ScriptedWindows : WindowList {
     explicit ScriptedWindows(SimulatedLoop& loop) : loop(loop) {}
-    std::optional<std::vector<OwnerName>> ownerNames(std::size_t most) override {
-        loop.spend(latency);
-        askedFor = most;
-        if (onRead) onRead();
-        return names;
+    Read reader() override {
+        return [this](std::size_t most) {
+            loop.spend(latency);
+            askedFor = most;
+            if (onRead) onRead();
+            return names;
+        };
     }
 
     SimulatedLoop& loop;

@@ -200,11 +200,11 @@ RunResult Exploration::run(const RunPlan& plan) {
         desk.bootAgain();
         judge.watchProcess();
     }
-    result.failure = desk.orvel->startFailure.value_or(desk.model().session().error->value_or(""));
-    desk.model().startReceiptPolling();
+    result.failure = desk.orvel->startFailure.value_or(desk.model().notices.error().value_or(""));
+    desk.model().receipts.startReceiptPolling();
     desk.desktop.loop.runFor(rest);
-    if (const auto pending = desk.model().pendingTransfer())
-        result.isRetryOffered = desk.model().mayRetry(*pending);
+    if (const auto pending = desk.model().workspace.relay().pendingTransfer())
+        result.isRetryOffered = desk.model().outbox.state().mayRetry(*pending);
     if (scenario.afterwards) {
         scenario.afterwards(desk, judge);
         desk.desktop.loop.runFor(rest);

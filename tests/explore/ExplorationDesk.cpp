@@ -1,5 +1,7 @@
 #include "explore/ExplorationDesk.h"
 
+#include "OrvelCore/files/FileError.h"
+
 #include <cerrno>
 #include <cstdio>
 
@@ -46,7 +48,7 @@ ExplorationDesk::ExplorationDesk(std::string place)
     desktop.loop.setBackgroundDuration(2ms);
     CodexTranscript transcript({.id = codexSession, .workingDirectory = "/code/lark"});
     transcript.ask(std::string("Ask ") + canary).answer(std::string("Advice ") + canary);
-    disk.write(codexTranscriptPath(), transcript.text());
+    SimulatedFileStore::write(codexTranscriptPath(), transcript.text());
     claude.addConversation(claudeSession, destination, {std::string("q ") + canary, "a"});
     claude.addConversation("5b0d714f-0000-4000-8000-000000000003", elsewhere, {"p", "b"});
     claude.show(destination);
@@ -112,21 +114,24 @@ ConversationReference ExplorationDesk::claudeReference() const {
 void ExplorationDesk::boot() {
     const auto folders = AgentFolders::of(folder + "/home", std::nullopt, std::nullopt, folder + "/config");
     orvel = std::make_unique<OrvelProcess>(desktop, folders, folder + "/data/state.json");
+    perform([](OrvelProcess& started) { started.model.links.restoreRelay(); });
     perform([this](OrvelProcess& started) {
-        started.model.restoreRelay();
-        const auto pair = started.model.activePair();
-        if (pair && started.model.session().source.get() != source) started.model.openPair(*pair, source);
+        const auto pair = started.model.workspace.relay().activePair();
+        if (pair && started.model.workspace.state().source.get() != source)
+            started.model.workspace.openPair(*pair, source);
     });
 }
 
 void ExplorationDesk::die() {
     dead = true;
+    desktop.files.die();
     desktop.processes.orphanAll();
 }
 
 void ExplorationDesk::bootAgain() {
     orvel.reset();
     dead = false;
+    desktop.files.startAgain();
     boot();
 }
 

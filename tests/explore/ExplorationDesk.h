@@ -7,7 +7,6 @@
 #include "Orvel/platform/simulated/SimulatedClaude.h"
 #include "Orvel/platform/simulated/SimulatedCodex.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
-#include "QuickFileStore.h"
 
 #include <functional>
 #include <memory>
@@ -108,8 +107,7 @@ struct ExplorationDesk {
     std::string codexQueuePath() const;
 
     const std::string folder;
-    QuickFileStore disk;
-    SimulatedDesktop desktop{disk};
+    SimulatedDesktop desktop;
     SimulatedClaude claude;
     SimulatedCodex codex;
     /// Whose message goes into the other's conversation. From the next start on.

@@ -48,7 +48,7 @@ void userSends(ExplorationDesk& desk, SimulatedStep&) {
 
 void userEditsNote(ExplorationDesk& desk, SimulatedStep&) {
     desk.desktop.loop.post([&desk] {
-        if (!desk.isDead()) desk.model().setInstruction("CANARY another note");
+        if (!desk.isDead()) desk.model().workspace.setInstruction("CANARY another note");
     });
 }
 

@@ -65,8 +65,8 @@ void SafetyJudge::judgeFailure(const RelaySendError& failure) {
 // At the very moment of the offer; a moment later a receipt may have taken it back.
 void SafetyJudge::judgeOffer() {
     if (desk.isDead()) return;
-    const auto pending = desk.model().pendingTransfer();
-    const bool isOffered = pending && desk.model().mayRetry(*pending);
+    const auto pending = desk.model().workspace.relay().pendingTransfer();
+    const bool isOffered = pending && desk.model().outbox.state().mayRetry(*pending);
     if (isOffered && !wasOffered && mayHoldMessage())
         fail(Rule::retryOnlyIfNothingInserted, "a retry is offered after a write");
     wasOffered = isOffered;
@@ -81,13 +81,13 @@ void SafetyJudge::finish() {
 }
 
 void SafetyJudge::judgeMemory() {
-    if (!(readRelayState(desk.relayStatePath()) == desk.model().relay().relayState.get()))
+    if (!(readRelayState(desk.relayStatePath()) == desk.model().ledger.state().relayState.get()))
         fail(Rule::memoryEqualsDisk, "the file holds another state than the memory");
 }
 
 bool SafetyJudge::isReceived() const {
     if (isNewConversation()) return desk.orvel && desk.orvel->started.has_value();
-    const auto& transfers = desk.model().relay().relayState->transfers;
+    const auto& transfers = desk.model().ledger.state().relayState->transfers;
     return !transfers.empty() && !transfers.back().isPending();
 }
 
@@ -104,13 +104,13 @@ void SafetyJudge::judgeReceipts() {
         return;
     }
     const bool isThere = destination->hasReceived(*text);
-    const auto& transfer = desk.model().relay().relayState->transfers.back();
+    const auto& transfer = desk.model().ledger.state().relayState->transfers.back();
     if (!transfer.isPending() && !isThere)
         fail(Rule::receivedOnlyIfThere, "received without standing in the transcript");
     if (transfer.isPending() && isThere) fail(Rule::noTransferIsLost, "arrived and still pending");
-    if (transfer.isPending() && !desk.model().pendingTransfer())
+    if (transfer.isPending() && !desk.model().workspace.relay().pendingTransfer())
         fail(Rule::noTransferIsLost, "pending and not shown");
-    if (transfer.isPending() && desk.model().mayRetry(transfer) && mayHoldMessage())
+    if (transfer.isPending() && desk.model().outbox.state().mayRetry(transfer) && mayHoldMessage())
         fail(Rule::retryOnlyIfNothingInserted, "the record allows a retry after a write");
 }
 
@@ -120,18 +120,18 @@ void SafetyJudge::judgeDiagnostics() {
             fail(Rule::diagnosticsHoldNoContent, std::string(where) + " shows content");
     };
     const auto& model = desk.model();
-    check("the error", model.session().error->value_or(""));
-    check("the status", model.session().status.get());
-    for (const auto& [id, text] : model.relay().transferFailures.get()) check("a failure", text);
+    check("the error", model.notices.error().value_or(""));
+    check("the status", model.notices.status());
+    for (const auto& [id, failure] : model.outbox.state().transferFailures.get())
+        check("a failure", failure.description());
     check("the history", desk.orvel->history.description().text());
     check("a failed start", desk.orvel->startFailure.value_or(""));
 }
 
 void SafetyJudge::judgeRest() {
-    const auto& relay = desk.model().relay();
-    if (!desk.isIdle() || relay.isSending.get() || relay.isPreparing.get() ||
-        relay.isCheckingReceipts.get() || relay.isDiscovering.get() || relay.isRefreshingBusySource ||
-        desk.model().session().isLoading.get())
+    const auto view = desk.model().view();
+    if (!desk.isIdle() || view.outbox.operation.isUnderWay() || view.isCheckingReceipts ||
+        view.catalogue.isDiscovering || view.workspace.isLoading)
         fail(Rule::comesToRest, "an operation is still under way");
     const auto children = desk.desktop.processes.running();
     if (children > 0) fail(Rule::noChildRemains, std::to_string(children) + " run on");

@@ -19,7 +19,7 @@ void pairUp(ExplorationDesk& desk) {
     const RelayStamp stamp{[] { return std::string("00000000-0000-4000-8000-000000000001"); }, 800'000'000};
     const auto pair = state.pair(desk.codexReference(), desk.claudeReference(), std::nullopt, stamp);
     state.setDraft(pair.id, desk.source, note, std::nullopt, false);
-    desk.disk.replaceFile(desk.relayStatePath(), encodeRelayState(state));
+    SimulatedFileStore::write(desk.relayStatePath(), encodeRelayState(state));
     desk.desktop.applications.bringToFront(SimulatedApplications::self);
 }
 
@@ -109,7 +109,7 @@ void messageLeftInEditor(ExplorationDesk& desk) {
     atDestination(desk);
     desk.claude.habits.ignoresPresses = true;
     desk.boot();
-    desk.perform([](OrvelProcess& orvel) { orvel.model.sendRelay(); });
+    desk.perform([](OrvelProcess& orvel) { orvel.model.outbox.sendRelay(); });
     desk.orvel.reset();
     desk.claude.habits.ignoresPresses = false;
     desk.desktop.applications.bringToFront(SimulatedApplications::self);
@@ -127,11 +127,11 @@ void atHeldCodex(ExplorationDesk& desk) {
 }
 
 void sendRelay(OrvelProcess& orvel) {
-    orvel.model.sendRelay();
+    orvel.model.outbox.sendRelay();
 }
 
 void submitDraft(OrvelProcess& orvel) {
-    orvel.model.submitExistingClaudeDraft();
+    orvel.model.outbox.submitExistingClaudeDraft();
 }
 
 Task<void> startNew(OrvelProcess& orvel, RelayInitialTransfer transfer) {
@@ -163,14 +163,15 @@ void userGoesOn(ExplorationDesk& desk, SafetyJudge& judge) {
     desk.desktop.loop.runFor(3s);
     desk.claude.userFinishesComposing();
     desk.desktop.loop.runFor(1s);
-    if (judge.isReceived() || !desk.model().pendingTransfer()) return;
-    const bool mayRetry = desk.model().mayRetry(*desk.model().pendingTransfer());
+    if (judge.isReceived() || !desk.model().workspace.relay().pendingTransfer()) return;
+    const bool mayRetry =
+        desk.model().outbox.state().mayRetry(*desk.model().workspace.relay().pendingTransfer());
     if (!mayRetry) judge.allowAnotherPress();
     desk.perform([mayRetry](OrvelProcess& orvel) {
         if (mayRetry)
-            orvel.model.sendRelay();
+            orvel.model.outbox.sendRelay();
         else
-            orvel.model.submitExistingClaudeDraft();
+            orvel.model.outbox.submitExistingClaudeDraft();
     });
 }
 
@@ -178,9 +179,9 @@ void userGoesOn(ExplorationDesk& desk, SafetyJudge& judge) {
 void userRetries(ExplorationDesk& desk, SafetyJudge& judge) {
     desk.codex.hasServer = desk.codex.queueStores = desk.codex.queueEnds = true;
     desk.codex.queueStatus = 0;
-    const auto pending = desk.model().pendingTransfer();
-    if (judge.isReceived() || (pending && !desk.model().mayRetry(*pending))) return;
-    desk.perform([](OrvelProcess& orvel) { orvel.model.sendRelay(); });
+    const auto pending = desk.model().workspace.relay().pendingTransfer();
+    if (judge.isReceived() || (pending && !desk.model().outbox.state().mayRetry(*pending))) return;
+    desk.perform([](OrvelProcess& orvel) { orvel.model.outbox.sendRelay(); });
 }
 
 constexpr Scenario scenarios[] = {

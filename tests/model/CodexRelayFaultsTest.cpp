@@ -1,7 +1,6 @@
 // A relay into Codex with every fault at every step: a child dies, nothing can be saved, Orvel itself is
 // killed. Whatever happens, no message is delivered twice without the user, and none is lost.
 
-#include "QuickFileStore.h"
 #include "model/RelayFixture.h"
 
 #include "Orvel/platform/simulated/SimulatedCodex.h"
@@ -44,14 +43,14 @@ class Relay {
         desktop.processes.environment["PATH"] = "/tools";
         manner.arrange(codex);
         start();
-        model->discoverConversations();
+        model->catalogue.discoverConversations();
         desktop.loop.run();
         for (const auto agent : {Agent::claude, Agent::codex}) {
-            for (const auto& reference : model->relay().catalog.get())
-                if (reference.agent == agent) model->chooseEndpoint(reference);
+            for (const auto& reference : model->catalogue.state().catalog.get())
+                if (reference.agent == agent) model->links.chooseEndpoint(reference);
             desktop.loop.run();
         }
-        model->setInstruction("Look at this.");
+        model->workspace.setInstruction("Look at this.");
         desktop.processes.beforeStep = [this](std::string_view name) { step(name); };
         desktop.files.beforeReplacing = [this](const std::string& path) {
             step("save");
@@ -62,7 +61,7 @@ class Relay {
 
     /// The person presses Send and waits for a minute.
     void send() {
-        model->sendRelay();
+        model->outbox.sendRelay();
         desktop.loop.runFor(60s);
     }
 
@@ -74,14 +73,14 @@ class Relay {
         if (wasDead) {
             model.reset();
             start();
-            model->restoreRelay();
+            model->links.restoreRelay();
         }
         settle();
     }
 
     void settle() {
         desktop.loop.runFor(60s);
-        model->checkRelayReceipts();
+        model->receipts.checkRelayReceipts();
         desktop.loop.runFor(60s);
     }
 
@@ -95,7 +94,7 @@ class Relay {
     const SimulatedCodex& program() const { return codex; }
 
     const RelayTransfer* transfer() const {
-        const auto& transfers = model->relay().relayState->transfers;
+        const auto& transfers = model->ledger.state().relayState->transfers;
         return transfers.empty() ? nullptr : &transfers.back();
     }
 
@@ -116,7 +115,7 @@ class Relay {
 
     bool memoryEqualsDisk() const {
         const auto path = folder.path("data/relay-state.json");
-        return model->relay().relayState.get() == readRelayState(path);
+        return model->ledger.state().relayState.get() == readRelayState(path);
     }
 
   private:
@@ -135,7 +134,7 @@ class Relay {
     // have taken the offer back.
     void watchRetry() {
         const auto* pending = transfer();
-        const bool offered = pending && pending->isPending() && model->mayRetry(*pending);
+        const bool offered = pending && pending->isPending() && model->outbox.state().mayRetry(*pending);
         if (offered && !std::exchange(mayRetry, offered) && deliveries() > 0)
             brokenRules.emplace_back("a retry was offered for a message that had gone in");
         mayRetry = offered;
@@ -171,8 +170,7 @@ class Relay {
     }
 
     TemporaryFolder folder = TemporaryFolder::quick();
-    QuickFileStore files;
-    SimulatedDesktop desktop{files};
+    SimulatedDesktop desktop;
     FakeClaudeSender claude{desktop.loop};
     int stepCount = 0;
     std::string lastStep;
@@ -211,10 +209,11 @@ void judge(Relay& relay) {
     const auto delivered = relay.deliveries();
     EXPECT_LE(delivered, 1);
     const auto& model = relay.orvel();
-    EXPECT_FALSE(model.relay().isSending || model.relay().isPreparing || model.relay().isCheckingReceipts);
-    EXPECT_EQ(relay.children(), static_cast<int>(model.watchedTurns().size()));
+    EXPECT_FALSE(model.outbox.state().operation.isSending() || model.outbox.state().operation.isPreparing() ||
+                 model.receipts.isChecking());
+    EXPECT_EQ(relay.children(), static_cast<int>(model.outbox.watchedTurns().size()));
     if (const auto* transfer = relay.transfer()) {
-        const bool mayRetry = transfer->isPending() && model.mayRetry(*transfer);
+        const bool mayRetry = transfer->isPending() && model.outbox.state().mayRetry(*transfer);
         EXPECT_FALSE(mayRetry && delivered > 0);
         EXPECT_TRUE(transfer->isPending() || delivered == 1);
     } else {
@@ -246,7 +245,7 @@ TEST_P(CodexRelayFaultsTest, NoFaultAtAnyStepDeliversTwiceOrLoses) {
             relay.recover();
             judge(relay);
             // The person sends, or sends again, what may be sent.
-            if (relay.orvel().canSendRelay()) {
+            if (relay.orvel().outbox.canSendRelay()) {
                 relay.send();
                 relay.settle();
                 judge(relay);
@@ -264,9 +263,9 @@ TEST(CodexRelayTest, AWholeRelayRunsFromSendToReceipt) {
     relay.settle();
     ASSERT_TRUE(relay.transfer());
     EXPECT_FALSE(relay.transfer()->isPending());
-    EXPECT_EQ(relay.orvel().session().source.get(), Agent::codex);
-    EXPECT_EQ(relay.orvel().session().conversation.get()->messages.size(), 4U);
-    EXPECT_FALSE(relay.orvel().session().error->has_value());
+    EXPECT_EQ(relay.orvel().workspace.state().source.get(), Agent::codex);
+    EXPECT_EQ(relay.orvel().workspace.state().conversation.get()->messages.size(), 4U);
+    EXPECT_FALSE(relay.orvel().notices.error());
     EXPECT_EQ(relay.children(), 0);
 }
 

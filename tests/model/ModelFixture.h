@@ -2,7 +2,6 @@
 // A model on a simulated desktop, over a home folder of its own.
 
 #include "Orvel/model/OrvelModel.h"
-#include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
 #include "TemporaryFolder.h"
 #include "model/FakeClaudeSender.h"
@@ -32,8 +31,8 @@ class ModelFixture : public testing::Test {
         return AgentFolders::of(folder.path("home"), std::nullopt, std::nullopt, folder.path("config"));
     }
 
-    const PlainSession& session() { return model().session(); }
-    std::string errorText() { return session().error->value_or(""); }
+    const WorkspaceState& session() { return model().workspace.state(); }
+    std::string errorText() { return model().notices.error().value_or(""); }
 
     /// A Codex conversation of two questions and answers, "q1", "a1", "q2", "a2".
     std::string writeCodex() const {
@@ -51,13 +50,12 @@ class ModelFixture : public testing::Test {
     }
 
     void load(const std::string& path) {
-        model().load(path);
+        model().workspace.load(path);
         desktop.loop.run();
     }
 
     TemporaryFolder folder;
-    PosixFileStore files;
-    SimulatedDesktop desktop{files};
+    SimulatedDesktop desktop;
     FakeClaudeSender claude{desktop.loop};
 
   private:

@@ -16,7 +16,7 @@ class PlainSessionTest : public ModelFixture {
   protected:
     std::vector<std::string> selectedTexts() {
         std::vector<std::string> texts;
-        const auto selected = model().selectedMessages();
+        const auto selected = model().workspace.relay().selectedMessages();
         for (const auto& message : selected.span()) texts.push_back(message.text);
         return texts;
     }
@@ -38,26 +38,26 @@ class PlainSessionTest : public ModelFixture {
 };
 
 TEST_F(PlainSessionTest, StartsEmptyAndWritesNothing) {
-    EXPECT_EQ(session().status.get(), "Open a conversation file or paste a conversation.");
+    EXPECT_EQ(model().notices.status(), "Open a conversation file or paste a conversation.");
     EXPECT_EQ(session().source.get(), Agent::codex);
     EXPECT_EQ(session().destination.get(), Agent::claude);
     EXPECT_EQ(errorText(), "");
-    EXPECT_EQ(model().preview(), "");
+    EXPECT_EQ(model().workspace.relay().preview(), "");
     EXPECT_FALSE(std::filesystem::exists(folder.path("data")));
 }
 
 TEST_F(PlainSessionTest, LoadsAFileAndRemembersIt) {
     const auto path = writeCodex();
     desktop.loop.setNow(777);
-    model().load(path);
+    model().workspace.load(path);
     EXPECT_TRUE(session().isLoading);
     EXPECT_FALSE(session().conversation.get());
     desktop.loop.run();
     EXPECT_FALSE(session().isLoading);
-    EXPECT_EQ(session().status.get(), "4 messages loaded. Check the destination and message range.");
-    EXPECT_EQ(model().preview(), "me: q1\n\ncodex: a1\n\nme: q2\n\ncodex: a2");
-    ASSERT_EQ(session().recentConversations->size(), 1U);
-    EXPECT_EQ(session().recentConversations->front(),
+    EXPECT_EQ(model().notices.status(), "4 messages loaded. Check the destination and message range.");
+    EXPECT_EQ(model().workspace.relay().preview(), "me: q1\n\ncodex: a1\n\nme: q2\n\ncodex: a2");
+    ASSERT_EQ(model().catalogue.state().recentConversations->size(), 1U);
+    EXPECT_EQ(model().catalogue.state().recentConversations->front(),
               (RecentConversation{Agent::codex, "rollout-one", path, 777}));
     EXPECT_NE(contentsOf(folder.path("data/recent-conversations.json")).find("rollout-one"),
               std::string::npos);
@@ -74,10 +74,10 @@ TEST_F(PlainSessionTest, AFailedLoadSaysWhyAndLeavesNoConversation) {
              {"\xFF", "Couldn't read the conversation file as UTF-8."}}) {
         load(folder.write("bad.jsonl", contents));
         EXPECT_EQ(errorText(), error);
-        EXPECT_EQ(session().status.get(), "Couldn't load the conversation.");
+        EXPECT_EQ(model().notices.status(), "Couldn't load the conversation.");
         EXPECT_FALSE(session().isLoading);
         EXPECT_FALSE(session().conversation.get());
-        EXPECT_TRUE(session().recentConversations->empty());
+        EXPECT_TRUE(model().catalogue.state().recentConversations->empty());
     }
 }
 
@@ -86,13 +86,13 @@ TEST_F(PlainSessionTest, ASecondLoadMakesTheFirstResultDisappear) {
     const auto second =
         folder.write("second.jsonl", CodexTranscript({.id = "two"}).ask("only").answer("yes").text());
     desktop.loop.setBackgroundDuration(10s);
-    model().load(first);
+    model().workspace.load(first);
     desktop.loop.runFor(5s);
-    model().load(second);
+    model().workspace.load(second);
     desktop.loop.runFor(5s); // The first one's end.
     EXPECT_TRUE(session().isLoading);
     EXPECT_FALSE(session().conversation.get());
-    EXPECT_TRUE(session().recentConversations->empty());
+    EXPECT_TRUE(model().catalogue.state().recentConversations->empty());
     desktop.loop.run();
     EXPECT_FALSE(session().isLoading);
     EXPECT_EQ(session().conversation.get()->id, "two");
@@ -104,9 +104,9 @@ TEST_F(PlainSessionTest, AResultThatOvertakesANewerLoadIsDroppedToo) {
     const auto quick =
         folder.write("quick.jsonl", CodexTranscript({.id = "two"}).ask("only").answer("yes").text());
     desktop.loop.setBackgroundDuration(10s);
-    model().load(slow);
+    model().workspace.load(slow);
     desktop.loop.setBackgroundDuration(1s);
-    model().load(quick);
+    model().workspace.load(quick);
     desktop.loop.run();
     EXPECT_EQ(session().conversation.get()->id, "two");
     EXPECT_EQ(errorText(), "");
@@ -114,21 +114,21 @@ TEST_F(PlainSessionTest, AResultThatOvertakesANewerLoadIsDroppedToo) {
 
 TEST_F(PlainSessionTest, ManualInputOrphansALoadThatThenFails) {
     desktop.loop.setBackgroundDuration(10s);
-    model().load(folder.path("missing.jsonl"));
-    model().useManualInput();
+    model().workspace.load(folder.path("missing.jsonl"));
+    model().workspace.useManualInput();
     EXPECT_FALSE(session().isLoading);
-    model().setManualText("  pasted \n");
+    model().workspace.setManualText("  pasted \n");
     desktop.loop.run();
     EXPECT_EQ(errorText(), "");
-    EXPECT_EQ(model().preview(), "me:   pasted \n");
+    EXPECT_EQ(model().workspace.relay().preview(), "me:   pasted \n");
 }
 
 TEST_F(PlainSessionTest, TheModelMayEndWhileItLoads) {
     OrvelModel other(desktop.ports(), claude, folders(), folder.path("other/state.json"));
     {
         OrvelModel brief(desktop.ports(), claude, folders(), folder.path("brief/state.json"));
-        brief.load(writeCodex());
-        brief.discoverConversations();
+        brief.workspace.load(writeCodex());
+        brief.catalogue.discoverConversations();
     }
     desktop.loop.run();
 }
@@ -145,78 +145,78 @@ TEST_F(PlainSessionTest, TheRangeBeginsBehindTheLastDeliveredMessage) {
              {ids[1].id, {"q2", "a2"}}, {ids[3].id, {}}, {"unknown", {"q1", "a1", "q2", "a2"}}}) {
         writeCheckpoint(checkpoint);
         OrvelModel later(desktop.ports(), claude, folders(), folder.path("data/state.json"));
-        later.load(path);
+        later.workspace.load(path);
         desktop.loop.run();
         std::vector<std::string> selected;
-        const auto messages = later.selectedMessages();
+        const auto messages = later.workspace.relay().selectedMessages();
         for (const auto& message : messages.span()) selected.push_back(message.text);
         EXPECT_EQ(selected, texts) << checkpoint;
-        EXPECT_EQ(later.startsAtCheckpoint(), texts.size() < 4);
+        EXPECT_EQ(later.workspace.relay().startsAtCheckpoint(), texts.size() < 4);
     }
 }
 
 TEST_F(PlainSessionTest, AChosenStartMessageHoldsAndAnUnknownOneMeansTheBeginning) {
     load(writeCodex());
-    model().selectRange(session().conversation.get()->messages[2].id);
+    model().workspace.selectRange(session().conversation.get()->messages[2].id);
     EXPECT_EQ(selectedTexts(), (std::vector<std::string>{"q2", "a2"}));
-    EXPECT_FALSE(model().startsAtCheckpoint());
-    model().selectRange("unknown");
+    EXPECT_FALSE(model().workspace.relay().startsAtCheckpoint());
+    model().workspace.selectRange("unknown");
     EXPECT_EQ(selectedTexts().size(), 4U);
-    model().selectRange(session().conversation.get()->messages[3].id);
-    model().selectRange(std::nullopt);
+    model().workspace.selectRange(session().conversation.get()->messages[3].id);
+    model().workspace.selectRange(std::nullopt);
     EXPECT_EQ(selectedTexts().size(), 4U);
 }
 
 TEST_F(PlainSessionTest, CopiesTheTrimmedInstructionAndTheRange) {
     load(writeCodex());
-    model().selectRange(session().conversation.get()->messages[3].id);
-    model().setInstruction(" \nLook at this.\u00A0\n");
-    model().copy(desktop.pasteboard);
+    model().workspace.selectRange(session().conversation.get()->messages[3].id);
+    model().workspace.setInstruction(" \nLook at this.\u00A0\n");
+    model().outbox.copy(desktop.pasteboard);
     EXPECT_EQ(desktop.pasteboard.text, "Look at this.\n\ncodex: a2");
     EXPECT_EQ(session().copiedPreview.get(), desktop.pasteboard.text);
     EXPECT_EQ(session().copiedLastMessageID, session().conversation.get()->messages[3].id);
-    EXPECT_EQ(session().status.get(),
+    EXPECT_EQ(model().notices.status(),
               "Copied. Destination: Claude. Paste into the intended conversation and send. "
               "Copying alone does not confirm delivery.");
 }
 
 TEST_F(PlainSessionTest, ACopyThatCannotBeSaysWhyAndTouchesNoClipboard) {
     desktop.pasteboard.text = "the user's own";
-    model().copy(desktop.pasteboard);
+    model().outbox.copy(desktop.pasteboard);
     EXPECT_EQ(errorText(), "Enter a conversation or instructions to copy.");
-    model().setInstruction("do it");
-    model().load(writeCodex());
-    model().copy(desktop.pasteboard);
+    model().workspace.setInstruction("do it");
+    model().workspace.load(writeCodex());
+    model().outbox.copy(desktop.pasteboard);
     EXPECT_EQ(errorText(), "Wait for the conversation to finish loading before copying.");
     EXPECT_EQ(desktop.pasteboard.text, "the user's own");
     desktop.loop.run();
     desktop.pasteboard.refuses = true;
-    model().copy(desktop.pasteboard);
+    model().outbox.copy(desktop.pasteboard);
     EXPECT_EQ(errorText(), "Couldn't copy to the clipboard. Try again.");
     EXPECT_EQ(session().copiedPreview.get(), std::nullopt);
     desktop.pasteboard.refuses = false;
-    model().copy(desktop.pasteboard);
+    model().outbox.copy(desktop.pasteboard);
     EXPECT_EQ(errorText(), "");
 }
 
 TEST_F(PlainSessionTest, InstructionsAloneCanBeCopied) {
-    model().setInstruction("only this");
-    model().copy(desktop.pasteboard);
+    model().workspace.setInstruction("only this");
+    model().outbox.copy(desktop.pasteboard);
     EXPECT_EQ(desktop.pasteboard.text, "only this");
     EXPECT_EQ(session().copiedLastMessageID, std::nullopt);
 }
 
 TEST_F(PlainSessionTest, OpensAHandoffURL) {
-    model().setManualText("old");
-    model().open("orvel://handoff?source=claude&instruction=Go%20on");
+    model().workspace.setManualText("old");
+    model().workspace.open("orvel://handoff?source=claude&instruction=Go%20on");
     EXPECT_EQ(session().source.get(), Agent::claude);
     EXPECT_EQ(session().destination.get(), Agent::codex);
     EXPECT_EQ(session().instruction.get(), "Go on");
     EXPECT_EQ(session().manualText.get(), "");
-    EXPECT_EQ(session().status.get(), "Paste the conversation and review the message preview.");
+    EXPECT_EQ(model().notices.status(), "Paste the conversation and review the message preview.");
     EXPECT_EQ(desktop.applications.activations, 1);
 
-    model().open("orvel://handoff?source=codex&file=" + writeCodex());
+    model().workspace.open("orvel://handoff?source=codex&file=" + writeCodex());
     desktop.loop.run();
     EXPECT_EQ(session().conversation.get()->id, codexID);
     EXPECT_EQ(session().instruction.get(), "");
@@ -225,8 +225,8 @@ TEST_F(PlainSessionTest, OpensAHandoffURL) {
 
 TEST_F(PlainSessionTest, AnUnreadableURLChangesNothingButTheError) {
     load(writeCodex());
-    model().setInstruction("kept");
-    model().open("orvel://handoff?source=nobody");
+    model().workspace.setInstruction("kept");
+    model().workspace.open("orvel://handoff?source=nobody");
     EXPECT_EQ(errorText(), "Couldn't read the Orvel URL.");
     EXPECT_TRUE(session().conversation.get());
     EXPECT_EQ(session().instruction.get(), "kept");
@@ -234,11 +234,11 @@ TEST_F(PlainSessionTest, AnUnreadableURLChangesNothingButTheError) {
 }
 
 TEST_F(PlainSessionTest, ChoosingAFileStartsWhereTheSourceAgentKeepsItsOwn) {
-    model().chooseFile();
+    model().workspace.chooseFile();
     EXPECT_FALSE(session().isLoading);
-    model().open("orvel://handoff?source=claude");
+    model().workspace.open("orvel://handoff?source=claude");
     desktop.panels.answer = writeBusyClaude();
-    model().chooseFile();
+    model().workspace.chooseFile();
     desktop.loop.run();
     EXPECT_EQ(session().conversation.get()->id, claudeID);
     ASSERT_EQ(desktop.panels.shown.size(), 2U);
@@ -253,11 +253,11 @@ TEST_F(PlainSessionTest, ChoosingAFileStartsWhereTheSourceAgentKeepsItsOwn) {
 }
 
 TEST_F(PlainSessionTest, ADroppedFileIsRecognisedByItsContents) {
-    model().openFile(writeBusyClaude());
+    model().workspace.openFile(writeBusyClaude());
     desktop.loop.run();
     EXPECT_EQ(session().source.get(), Agent::claude);
     EXPECT_EQ(session().conversation.get()->id, claudeID);
-    model().openFile(writeCodex());
+    model().workspace.openFile(writeCodex());
     desktop.loop.run();
     EXPECT_EQ(session().source.get(), Agent::codex);
     EXPECT_EQ(session().conversation.get()->id, codexID);
@@ -272,7 +272,7 @@ TEST_F(PlainSessionTest, AFailingDiskKeepsTheLoadAndSaysSo) {
     EXPECT_EQ(errorText(),
               "The conversation was loaded, but couldn't be saved to recent conversations.\nCouldn't save “" +
                   folder.path("data/recent-conversations.json") + "”: No space left on device.");
-    EXPECT_TRUE(session().recentConversations->empty());
+    EXPECT_TRUE(model().catalogue.state().recentConversations->empty());
     EXPECT_FALSE(session().isLoading);
 }
 
@@ -283,7 +283,7 @@ TEST_F(PlainSessionTest, UnreadableFilesOfTheDataFolderAreToldAndKept) {
 
     folder.write("data/state.json", R"({"checkpoints":{}})");
     OrvelModel later(desktop.ports(), claude, folders(), folder.path("data/state.json"));
-    EXPECT_EQ(later.session().error->value_or("").rfind(
+    EXPECT_EQ(later.notices.error().value_or("").rfind(
                   "Couldn't load the last transfer position. Check the message range.\n", 0),
               0U);
     EXPECT_EQ(contentsOf(folder.path("data/state.json")), R"({"checkpoints":{}})");
@@ -292,8 +292,9 @@ TEST_F(PlainSessionTest, UnreadableFilesOfTheDataFolderAreToldAndKept) {
 TEST_F(PlainSessionTest, RemovesARecentConversation) {
     const auto path = writeCodex();
     load(path);
-    model().removeRecent(path);
-    EXPECT_TRUE(session().recentConversations->empty());
+    model().catalogue.removeRecent(path);
+    desktop.loop.run();
+    EXPECT_TRUE(model().catalogue.state().recentConversations->empty());
     EXPECT_EQ(contentsOf(folder.path("data/recent-conversations.json")), "[]");
 }
 
@@ -304,18 +305,22 @@ TEST_F(PlainSessionTest, EveryOperationTellsTheScreens) {
         std::function<void()> act;
     };
     const std::vector<Case> cases{
-        {"instruction", [&] { model().setInstruction(""); }},
-        {"pasted text", [&] { model().setManualText(""); }},
-        {"manual input", [&] { model().useManualInput(); }},
-        {"load", [&] { model().load(path); }},
+        {"instruction", [&] { model().workspace.setInstruction(""); }},
+        {"pasted text", [&] { model().workspace.setManualText(""); }},
+        {"manual input", [&] { model().workspace.useManualInput(); }},
+        {"load", [&] { model().workspace.load(path); }},
         {"end of the load", [&] { desktop.loop.run(); }},
-        {"range", [&] { model().selectRange(std::nullopt); }},
-        {"copy", [&] { model().copy(desktop.pasteboard); }},
-        {"bad URL", [&] { model().open("x"); }},
-        {"dismissal", [&] { model().dismissError(); }},
-        {"discovery", [&] { model().discoverConversations(); }},
+        {"range", [&] { model().workspace.selectRange(std::nullopt); }},
+        {"copy", [&] { model().outbox.copy(desktop.pasteboard); }},
+        {"bad URL", [&] { model().workspace.open("x"); }},
+        {"dismissal", [&] { model().notices.dismissError(); }},
+        {"discovery", [&] { model().catalogue.discoverConversations(); }},
         {"end of the discovery", [&] { desktop.loop.run(); }},
-        {"recent", [&] { model().removeRecent(path); }},
+        {"recent",
+         [&] {
+             model().catalogue.removeRecent(path);
+             desktop.loop.run();
+         }},
     };
     model();
     for (const auto& [name, act] : cases) {

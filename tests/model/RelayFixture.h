@@ -22,11 +22,11 @@ class RelayFixture : public ModelFixture {
     }
 
     ConversationReference found(Agent agent) {
-        if (model().relay().catalog->empty()) {
-            model().discoverConversations();
+        if (model().catalogue.state().catalog->empty()) {
+            model().catalogue.discoverConversations();
             desktop.loop.run();
         }
-        for (const auto& reference : model().relay().catalog.get())
+        for (const auto& reference : model().catalogue.state().catalog.get())
             if (reference.agent == agent) return reference;
         ADD_FAILURE() << "no conversation of " << rawValue(agent);
         return {};
@@ -35,11 +35,11 @@ class RelayFixture : public ModelFixture {
     /// Makes the pair, or opens it, with the message going out from `source`.
     void pairUp(Agent source) {
         const auto from = found(source), to = found(other(source));
-        model().chooseSource(from);
+        model().workspace.chooseSource(from);
         desktop.loop.run();
-        model().chooseEndpoint(to);
+        model().links.chooseEndpoint(to);
         desktop.loop.run();
-        ASSERT_TRUE(model().activePair()) << errorText();
+        ASSERT_TRUE(model().workspace.relay().activePair()) << errorText();
         ASSERT_EQ(session().source.get(), source);
     }
 
@@ -50,11 +50,11 @@ class RelayFixture : public ModelFixture {
     }
 
     void checkReceipts() {
-        model().checkRelayReceipts();
+        model().receipts.checkRelayReceipts();
         desktop.loop.run();
     }
 
-    const RelayState& state() { return model().relay().relayState; }
+    const RelayState& state() { return model().ledger.state().relayState; }
     const RelayTransfer& onlyTransfer() {
         EXPECT_EQ(state().transfers.size(), 1U);
         return state().transfers.back();
@@ -65,7 +65,7 @@ class RelayFixture : public ModelFixture {
 
     /// Memory must always equal the disk.
     void TearDown() override {
-        if (std::filesystem::exists(statePath()) && !model().relay().relayStorageError) {
+        if (std::filesystem::exists(statePath()) && !model().ledger.state().relayStorageError) {
             EXPECT_EQ(state(), stateOnDisk());
         }
     }

@@ -10,7 +10,7 @@ using namespace std::chrono_literals;
 class RelayModelTest : public ModelFixture {
   protected:
     void discover() {
-        model().discoverConversations();
+        model().catalogue.discoverConversations();
         desktop.loop.run();
     }
 };
@@ -21,73 +21,73 @@ TEST_F(RelayModelTest, DiscoversBothAgentsAndTheThreadTitles) {
     folder.write("home/.codex/session_index.jsonl",
                  R"({"id":")" + std::string(codexID) + R"(","thread_name":"Parser"})");
     discover();
-    ASSERT_EQ(model().relay().catalog->size(), 2U);
-    EXPECT_EQ(model().relay().codexThreadTitles->at(codexID), "Parser");
-    EXPECT_FALSE(model().relay().isDiscovering);
+    ASSERT_EQ(model().catalogue.state().catalog->size(), 2U);
+    EXPECT_EQ(model().catalogue.state().codexThreadTitles->at(codexID), "Parser");
+    EXPECT_FALSE(model().catalogue.state().isDiscovering);
 }
 
 TEST_F(RelayModelTest, OneDiscoveryRunsAtATime) {
     writeCodex();
     desktop.loop.setBackgroundDuration(3s);
-    model().discoverConversations();
+    model().catalogue.discoverConversations();
     desktop.loop.runFor(2s);
-    model().discoverConversations();
+    model().catalogue.discoverConversations();
     desktop.loop.runFor(1s);
-    EXPECT_FALSE(model().relay().isDiscovering);
+    EXPECT_FALSE(model().catalogue.state().isDiscovering);
     EXPECT_TRUE(model().isIdle());
 }
 
 TEST_F(RelayModelTest, AnOpenFileFindsItsReferenceInTheCatalogue) {
     const auto path = writeCodex();
     load(path);
-    EXPECT_FALSE(model().cardReference(Agent::codex));
+    EXPECT_FALSE(model().workspace.relay().cardReference(Agent::codex));
     discover();
-    ASSERT_TRUE(model().cardReference(Agent::codex));
-    EXPECT_EQ(model().cardReference(Agent::codex)->transcriptPath, path);
+    ASSERT_TRUE(model().workspace.relay().cardReference(Agent::codex));
+    EXPECT_EQ(model().workspace.relay().cardReference(Agent::codex)->transcriptPath, path);
 
     load(writeCodex());
-    EXPECT_TRUE(model().cardReference(Agent::codex));
+    EXPECT_TRUE(model().workspace.relay().cardReference(Agent::codex));
     load(folder.write("elsewhere.jsonl", contentsOf(path)));
-    EXPECT_FALSE(model().cardReference(Agent::codex));
+    EXPECT_FALSE(model().workspace.relay().cardReference(Agent::codex));
 }
 
 TEST_F(RelayModelTest, ChoosingASourceOpensIt) {
     writeBusyClaude();
     discover();
-    model().setInstruction("old");
-    model().chooseSource(model().relay().catalog->front());
+    model().workspace.setInstruction("old");
+    model().workspace.chooseSource(model().catalogue.state().catalog->front());
     EXPECT_TRUE(session().isLoading);
     desktop.loop.run();
     EXPECT_EQ(session().source.get(), Agent::claude);
     EXPECT_EQ(session().instruction.get(), "");
     EXPECT_EQ(session().conversation.get()->id, claudeID);
-    EXPECT_EQ(session().status.get(), model().relay().catalog->front().title);
+    EXPECT_EQ(model().notices.status(), model().catalogue.state().catalog->front().title);
     EXPECT_TRUE(session().conversation.get()->isBusy);
 }
 
 TEST_F(RelayModelTest, RefreshingReadsWhatWasWrittenMeanwhileAndKeepsTheRange) {
     const auto path = writeCodex();
     discover();
-    model().chooseSource(model().relay().catalog->front());
+    model().workspace.chooseSource(model().catalogue.state().catalog->front());
     desktop.loop.run();
-    model().selectRange(session().conversation.get()->messages[2].id);
+    model().workspace.selectRange(session().conversation.get()->messages[2].id);
     CodexTranscript longer({.id = codexID, .workingDirectory = "/code/compiler"});
     longer.ask("q1").answer("a1").ask("q2").answer("a2").ask("q3").answer("a3");
     folder.write("home/.codex/sessions/2026/11/rollout-one.jsonl", longer.text());
-    model().refresh();
+    model().workspace.refresh();
     desktop.loop.run();
-    EXPECT_EQ(model().preview(), "me: q2\n\ncodex: a2\n\nme: q3\n\ncodex: a3");
+    EXPECT_EQ(model().workspace.relay().preview(), "me: q2\n\ncodex: a2\n\nme: q3\n\ncodex: a3");
 }
 
 TEST_F(RelayModelTest, ANewerChoiceWinsOverAnOlderOne) {
     writeCodex();
     writeBusyClaude();
     discover();
-    const auto catalog = model().relay().catalog.get();
+    const auto catalog = model().catalogue.state().catalog.get();
     desktop.loop.setBackgroundDuration(5s);
-    model().chooseSource(catalog[0]);
+    model().workspace.chooseSource(catalog[0]);
     desktop.loop.setBackgroundDuration(1s);
-    model().chooseSource(catalog[1]);
+    model().workspace.chooseSource(catalog[1]);
     desktop.loop.run();
     EXPECT_EQ(session().conversation.get()->id, catalog[1].sessionID);
     EXPECT_EQ(session().filePath->value(), catalog[1].transcriptPath);
@@ -96,15 +96,15 @@ TEST_F(RelayModelTest, ANewerChoiceWinsOverAnOlderOne) {
 TEST_F(RelayModelTest, AReferenceWhoseFileHoldsAnotherConversationIsRefused) {
     const auto path = writeCodex();
     discover();
-    const auto reference = model().relay().catalog->front();
+    const auto reference = model().catalogue.state().catalog->front();
     folder.write("home/.codex/sessions/2026/11/rollout-one.jsonl",
                  CodexTranscript({.id = "another"}).ask("q").answer("a").text());
-    model().chooseSource(reference);
+    model().workspace.chooseSource(reference);
     desktop.loop.run();
     EXPECT_EQ(errorText(), "The selected conversation ID does not match the loaded transcript.");
     EXPECT_FALSE(session().conversation.get());
     std::filesystem::remove(path);
-    model().refresh();
+    model().workspace.refresh();
     desktop.loop.run();
     EXPECT_EQ(errorText(), "Couldn't find Codex CLI to locate the conversation or load inherited history.");
     EXPECT_FALSE(session().isLoading);

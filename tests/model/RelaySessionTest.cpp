@@ -19,7 +19,7 @@ class RelaySessionTest : public RelayFixture {
         };
     }
 
-    std::string statusTitle() { return workspaceSnapshot(model()).statusTitle(); }
+    std::string statusTitle() { return workspaceSnapshot(model().view()).statusTitle(); }
 };
 
 // Pairs
@@ -28,77 +28,118 @@ TEST_F(RelaySessionTest, AConversationOfTheOtherAgentBecomesTheDestination) {
     pairUp(Agent::codex);
     EXPECT_EQ(stateOnDisk().pairs.size(), 1U);
     EXPECT_EQ(session().destinationConversation.get(), claudeID);
-    EXPECT_EQ(model().preview(), "me: q1\n\ncodex: a1");
-    EXPECT_EQ(model().primaryActionTitle(), "Send to Claude");
-    const auto snapshot = workspaceSnapshot(model());
+    EXPECT_EQ(model().workspace.relay().preview(), "me: q1\n\ncodex: a1");
+    EXPECT_EQ(model().workspace.relay().primaryActionTitle(), "Send to Claude");
+    const auto snapshot = workspaceSnapshot(model().view());
     ASSERT_EQ(snapshot.endpoints.size(), 2U);
     EXPECT_EQ(snapshot.endpoints[1].role, "To");
     ASSERT_EQ(snapshot.routes.size(), 2U);
     EXPECT_TRUE(snapshot.routes[0].selected);
 
-    chooseWorkspaceRoute(model(), snapshot.routes[1].id);
+    model().links.chooseWorkspaceRoute(snapshot.routes[1].id);
     desktop.loop.run();
     EXPECT_EQ(session().source.get(), Agent::claude);
-    EXPECT_EQ(model().preview(), "me: c1\n\nclaude: d1");
+    EXPECT_EQ(model().workspace.relay().preview(), "me: c1\n\nclaude: d1");
 
     // One of the same agent is a new source.
-    model().chooseEndpoint(found(Agent::claude));
+    model().links.chooseEndpoint(found(Agent::claude));
     desktop.loop.run();
-    EXPECT_FALSE(model().activePair());
+    EXPECT_FALSE(model().workspace.relay().activePair());
 }
 
 TEST_F(RelaySessionTest, ConnectingWhatIsConnectedOpensItAndKeepsTheTypedNote) {
     pairUp(Agent::codex);
-    model().setInstruction("stored");
+    model().workspace.setInstruction("stored");
     for (const char* expected : {"stored\n\ntyped", "stored\n\ntyped\n\ntyped"}) {
-        model().chooseSource(found(Agent::codex));
+        model().workspace.chooseSource(found(Agent::codex));
         desktop.loop.run();
-        model().setInstruction("typed");
-        model().chooseEndpoint(found(Agent::claude));
+        model().workspace.setInstruction("typed");
+        model().links.chooseEndpoint(found(Agent::claude));
         desktop.loop.run();
         EXPECT_EQ(session().instruction.get(), expected);
     }
     EXPECT_EQ(state().pairs.size(), 1U);
-    EXPECT_EQ(session().status.get(), found(Agent::codex).title);
+    EXPECT_EQ(model().notices.status(), found(Agent::codex).title);
     EXPECT_TRUE(state().transfers.empty());
 }
 
 TEST_F(RelaySessionTest, DraftsAndTheOpenPairOutliveARestart) {
     pairUp(Agent::claude);
-    model().setInstruction("do this\n");
-    model().selectRange(session().conversation.get()->messages[1].id);
+    model().workspace.setInstruction("do this\n");
+    model().workspace.selectRange(session().conversation.get()->messages[1].id);
+    desktop.loop.runFor(500ms);
+    model().workspace.setInstruction("do this\nand");
     crash();
-    model().restoreRelay();
+    model().links.restoreRelay();
     desktop.loop.run();
-    ASSERT_TRUE(model().activePair());
-    chooseWorkspaceRoute(model(), workspaceSnapshot(model()).routes[1].id);
+    ASSERT_TRUE(model().workspace.relay().activePair());
+    model().links.chooseWorkspaceRoute(workspaceSnapshot(model().view()).routes[1].id);
     desktop.loop.run();
     EXPECT_EQ(session().instruction.get(), "do this\n");
-    EXPECT_EQ(model().preview(), "do this\n\nclaude: d1");
+    EXPECT_EQ(model().workspace.relay().preview(), "do this\n\nclaude: d1");
 }
 
 TEST_F(RelaySessionTest, ADraftThatCannotBeSavedIsToldAndKeptInTheWindow) {
     pairUp(Agent::codex);
     failSaving();
-    model().setInstruction("unsaved");
+    model().workspace.setInstruction("unsaved");
+    desktop.loop.run();
     EXPECT_EQ(errorText(), "Couldn't save “" + statePath() + "”: No space left on device.");
-    EXPECT_TRUE(model().relay().hasUnsavedDraft);
+    EXPECT_TRUE(model().ledger.hasUnsavedDraft());
     EXPECT_EQ(session().instruction.get(), "unsaved");
     failSaving(false);
-    model().setInstruction("saved");
-    EXPECT_FALSE(model().relay().hasUnsavedDraft);
-    EXPECT_EQ(stateOnDisk().draft(model().activePair()->id, Agent::codex).instruction, "saved");
+    model().workspace.setInstruction("saved");
+    EXPECT_TRUE(model().ledger.hasUnsavedDraft());
+    desktop.loop.runFor(500ms);
+    EXPECT_FALSE(model().ledger.hasUnsavedDraft());
+    EXPECT_EQ(stateOnDisk().draft(model().workspace.relay().activePair()->id, Agent::codex).instruction,
+              "saved");
+}
+
+TEST_F(RelaySessionTest, TypingNeverWaitsForTheDiskAndNoWordIsLostByIt) {
+    pairUp(Agent::codex);
+    const auto pair = *model().workspace.relay().activePair();
+    desktop.files.duration = 3s;
+    const auto type = [&](const std::string& text) {
+        model().workspace.setInstruction(text);
+        desktop.loop.runFor(100ms);
+        EXPECT_EQ(session().instruction.get(), text);
+        EXPECT_EQ(model().ledger.state().draft(pair.id, Agent::codex).instruction, text);
+    };
+    for (const auto* text : {"p", "pl", "ple", "plea", "pleas", "please"}) type(text);
+    EXPECT_EQ(stateOnDisk().draft(pair.id, Agent::codex).instruction, "");
+    model().workspace.openPair(pair, Agent::claude); // What was typed last is still being saved.
+    desktop.loop.runFor(100ms);
+    model().workspace.openPair(pair, Agent::codex);
+    EXPECT_EQ(session().instruction.get(), "please");
+    desktop.loop.run();
+    EXPECT_EQ(stateOnDisk().draft(pair.id, Agent::codex).instruction, "please");
+    EXPECT_FALSE(model().ledger.hasUnsavedDraft());
+    EXPECT_LT(desktop.loop.longestHold().duration, 10ms);
+}
+
+TEST_F(RelaySessionTest, WhatIsTypedLastGoesIntoTheMessageAndTheSameSave) {
+    pairUp(Agent::claude);
+    int saves = 0;
+    desktop.files.afterReplacing = [&](const std::string& path) { saves += path == statePath(); };
+    model().workspace.setInstruction("last word");
+    model().outbox.copy(desktop.pasteboard);
+    desktop.loop.runFor(200ms);
+    EXPECT_EQ(*onlyTransfer().payload, "last word\n\nme: c1\n\nclaude: d1");
+    EXPECT_EQ(saves, 2) << "the message with the draft, then the draft emptied";
 }
 
 TEST_F(RelaySessionTest, RecordsThatCannotBeReadAreNeverWrittenOver) {
     folder.write("data/relay-state.json", "{broken");
-    model().restoreRelay();
+    model().links.restoreRelay();
+    desktop.loop.run();
     const auto words = errorText();
     EXPECT_TRUE(words.starts_with("Couldn't load links and transfer records. The original file is kept.\n"));
-    model().dismissError();
-    model().chooseEndpoint(found(Agent::codex));
+    model().notices.dismissError();
+    model().links.chooseEndpoint(found(Agent::codex));
     desktop.loop.run();
-    model().chooseEndpoint(found(Agent::claude));
+    model().links.chooseEndpoint(found(Agent::claude));
+    desktop.loop.run();
     EXPECT_EQ(errorText(), words);
     EXPECT_EQ(contentsOf(statePath()), "{broken");
 }
@@ -107,27 +148,27 @@ TEST_F(RelaySessionTest, RecordsThatCannotBeReadAreNeverWrittenOver) {
 
 TEST_F(RelaySessionTest, ACopyIsSavedBeforeTheClipboardIsTouchedAndEndsWithItsReceipt) {
     pairUp(Agent::codex);
-    model().setInstruction(" look ");
+    model().workspace.setInstruction(" look ");
     failSaving();
-    model().copy(desktop.pasteboard);
+    model().outbox.copy(desktop.pasteboard);
     desktop.loop.run();
     EXPECT_EQ(desktop.pasteboard.text, std::nullopt);
     EXPECT_TRUE(state().transfers.empty());
 
     failSaving(false);
     desktop.pasteboard.refuses = true;
-    model().copy(desktop.pasteboard);
+    model().outbox.copy(desktop.pasteboard);
     desktop.loop.run();
     EXPECT_EQ(errorText(), "Couldn't copy. The message has been saved.");
     EXPECT_EQ(*onlyTransfer().payload, "look\n\nme: q1\n\ncodex: a1");
 
     desktop.pasteboard.refuses = false;
-    model().copyPendingTransfer(desktop.pasteboard);
+    model().outbox.copyPendingTransfer(desktop.pasteboard);
     EXPECT_EQ(desktop.pasteboard.text, *onlyTransfer().payload);
-    EXPECT_EQ(session().status.get(), "Saved message copied.");
-    model().dismissError();
+    EXPECT_EQ(model().notices.status(), "Saved message copied.");
+    model().notices.dismissError();
     EXPECT_EQ(statusTitle(), "Waiting for paste");
-    EXPECT_FALSE(workspaceSnapshot(model()).canCopy);
+    EXPECT_FALSE(workspaceSnapshot(model().view()).canCopy);
     checkReceipts();
     EXPECT_TRUE(onlyTransfer().isPending());
 
@@ -135,7 +176,7 @@ TEST_F(RelaySessionTest, ACopyIsSavedBeforeTheClipboardIsTouchedAndEndsWithItsRe
     checkReceipts();
     EXPECT_FALSE(onlyTransfer().isPending());
     EXPECT_EQ(session().instruction.get(), "");
-    EXPECT_EQ(model().preview(), "");
+    EXPECT_EQ(model().workspace.relay().preview(), "");
     EXPECT_EQ(statusTitle(), "Up to date");
 }
 
@@ -143,17 +184,17 @@ TEST_F(RelaySessionTest, ACopyIsSavedBeforeTheClipboardIsTouchedAndEndsWithItsRe
 
 TEST_F(RelaySessionTest, ASendIsSavedThenDeliveredThenTurnsTheRelayRound) {
     pairUp(Agent::codex);
-    model().setInstruction("look");
+    model().workspace.setInstruction("look");
     claude.during = [&] {
         EXPECT_EQ(*stateOnDisk().transfers.back().payload, claude.sent.back());
         EXPECT_EQ(stateOnDisk().transfers.back().retryable, false);
         EXPECT_EQ(statusTitle(), "Sending to Claude…");
-        model().setInstruction("too late");
-        model().openPair(*model().activePair(), Agent::claude);
-        model().sendRelay();
+        model().workspace.setInstruction("too late");
+        model().workspace.openPair(*model().workspace.relay().activePair(), Agent::claude);
+        model().outbox.sendRelay();
         EXPECT_EQ(session().instruction.get(), "look");
     };
-    model().sendRelay();
+    model().outbox.sendRelay();
     desktop.loop.run();
     EXPECT_EQ(errorText(), "");
     EXPECT_EQ(claude.sent, std::vector<std::string>{"look\n\nme: q1\n\ncodex: a1"});
@@ -161,7 +202,7 @@ TEST_F(RelaySessionTest, ASendIsSavedThenDeliveredThenTurnsTheRelayRound) {
     EXPECT_TRUE(onlyTransfer().isPending());
     EXPECT_EQ(session().source.get(), Agent::claude);
     EXPECT_EQ(state().draft(onlyTransfer().pairID, Agent::codex), RelayDraft());
-    EXPECT_FALSE(model().canSendRelay());
+    EXPECT_FALSE(model().outbox.canSendRelay());
 
     arriveInClaude(claude.sent.front());
     checkReceipts();
@@ -169,7 +210,7 @@ TEST_F(RelaySessionTest, ASendIsSavedThenDeliveredThenTurnsTheRelayRound) {
     claudeTranscript.answer("d2");
     writeTranscripts();
     checkReceipts();
-    EXPECT_EQ(model().preview(), "me: look\n\nclaude: d2");
+    EXPECT_EQ(model().workspace.relay().preview(), "me: look\n\nclaude: d2");
 }
 
 TEST_F(RelaySessionTest, AFailedSendSaysWhetherItMayBeRepeated) {
@@ -185,7 +226,7 @@ TEST_F(RelaySessionTest, AFailedSendSaysWhetherItMayBeRepeated) {
         pairUp(Agent::codex);
         checkReceipts();
         claude.failure = RelaySendError("No.", canRetry);
-        model().sendRelay();
+        model().outbox.sendRelay();
         desktop.loop.run();
         ASSERT_FALSE(claude.history.finished().empty());
         const auto attempt = claude.history.finished().back();
@@ -196,10 +237,10 @@ TEST_F(RelaySessionTest, AFailedSendSaysWhetherItMayBeRepeated) {
         EXPECT_NE(attempt.attemptID.text(), "Unknown");
         EXPECT_EQ(attempt.outcome.view(), canRetry ? "Stopped; retry before insertion allowed"
                                                    : "Stopped; automatic retry not allowed");
-        EXPECT_EQ(session().status.get(), "The message is kept. Recover with Retry or Copy saved message.");
+        EXPECT_EQ(model().notices.status(), "The message is kept. Recover with Retry or Copy saved message.");
         EXPECT_EQ(statusTitle(), canRetry ? "Not sent" : "Delivery unconfirmed");
-        EXPECT_EQ(model().canSendRelay(), canRetry);
-        const auto snapshot = workspaceSnapshot(model());
+        EXPECT_EQ(model().outbox.canSendRelay(), canRetry);
+        const auto snapshot = workspaceSnapshot(model().view());
         EXPECT_EQ(snapshot.primaryTitle, "Retry to Claude");
         EXPECT_EQ(snapshot.pendingFailure, words);
         EXPECT_EQ(snapshot.pendingAttempt, attempt.line().text());
@@ -207,24 +248,24 @@ TEST_F(RelaySessionTest, AFailedSendSaysWhetherItMayBeRepeated) {
 
         // So it stays after a restart.
         crash();
-        model().restoreRelay();
+        model().links.restoreRelay();
         desktop.loop.run();
-        EXPECT_EQ(model().canSendRelay(), canRetry);
+        EXPECT_EQ(model().outbox.canSendRelay(), canRetry);
     }
 }
 
 TEST_F(RelaySessionTest, ARetrySendsTheSavedMessageAgainAndNothingElse) {
     pairUp(Agent::codex);
     claude.failure = RelaySendError("No.", true);
-    model().sendRelay();
+    model().outbox.sendRelay();
     desktop.loop.run();
     claude.failure.reset();
-    model().setInstruction("for the next one");
-    EXPECT_TRUE(model().noteIsForNextTransfer());
-    EXPECT_EQ(model().nextRangeDescription(),
+    model().workspace.setInstruction("for the next one");
+    EXPECT_TRUE(model().workspace.relay().noteIsForNextTransfer());
+    EXPECT_EQ(model().workspace.relay().nextRangeDescription(),
               "New messages: Showing messages after the saved message. This preview does not advance the "
               "delivery position.");
-    model().sendRelay();
+    model().outbox.sendRelay();
     desktop.loop.run();
     ASSERT_EQ(claude.sent.size(), 2U);
     EXPECT_EQ(claude.sent[0], claude.sent[1]);
@@ -235,33 +276,33 @@ TEST_F(RelaySessionTest, ARetrySendsTheSavedMessageAgainAndNothingElse) {
     checkReceipts();
     pairUp(Agent::codex);
     EXPECT_EQ(session().instruction.get(), "for the next one");
-    EXPECT_FALSE(model().noteIsForNextTransfer());
+    EXPECT_FALSE(model().workspace.relay().noteIsForNextTransfer());
 }
 
 TEST_F(RelaySessionTest, ARetryFirstLooksWhetherTheMessageHasArrived) {
     pairUp(Agent::codex);
     claude.failure = RelaySendError("No.", true);
-    model().sendRelay();
+    model().outbox.sendRelay();
     desktop.loop.run();
-    model().setInstruction("next");
+    model().workspace.setInstruction("next");
     arriveInClaude(claude.sent.front());
-    model().sendRelay();
+    model().outbox.sendRelay();
     desktop.loop.run();
     EXPECT_EQ(claude.sent.size(), 1U);
     EXPECT_FALSE(onlyTransfer().isPending());
     EXPECT_EQ(session().instruction.get(), "next");
-    EXPECT_FALSE(model().relay().isPreparing);
+    EXPECT_FALSE(model().outbox.state().operation.isPreparing());
 }
 
 TEST_F(RelaySessionTest, ARetryWhoseSourceHasGrownIsRefused) {
     pairUp(Agent::codex);
     claude.failure = RelaySendError("No.", true);
-    model().sendRelay();
+    model().outbox.sendRelay();
     desktop.loop.run();
     codexTranscript.ask("q2").answer("a2");
     writeTranscripts();
     checkReceipts();
-    model().sendRelay();
+    model().outbox.sendRelay();
     desktop.loop.run();
     EXPECT_EQ(errorText(), "Couldn't verify the original range of the saved message. Nothing will be resent. "
                            "Review the saved message.");
@@ -290,13 +331,14 @@ TEST_F(RelaySessionTest, WhatStandsAgainstSendingLeavesNoRecord) {
         pairUp(Agent::codex);
         arrange();
         const auto before = contentsOf(statePath());
-        model().sendRelay();
+        model().outbox.sendRelay();
         desktop.loop.run();
         EXPECT_TRUE(errorText().starts_with(words)) << errorText();
         EXPECT_EQ(contentsOf(statePath()), before);
         EXPECT_TRUE(state().transfers.empty());
         EXPECT_TRUE(claude.sent.empty());
-        EXPECT_FALSE(model().relay().isPreparing || model().relay().isSending);
+        EXPECT_FALSE(model().outbox.state().operation.isPreparing() ||
+                     model().outbox.state().operation.isSending());
     }
     // The fresh reading is shown, so that the user can look and send.
     failSaving(false);
@@ -309,27 +351,27 @@ TEST_F(RelaySessionTest, NothingIsSentFromAConversationAtWorkNorAgainstThePendin
     codexTranscript.ask("q2");
     writeTranscripts();
     checkReceipts();
-    EXPECT_FALSE(model().canSendRelay());
+    EXPECT_FALSE(model().outbox.canSendRelay());
     EXPECT_EQ(statusTitle(), "Waiting for Codex");
     codexTranscript.answer("a2");
     writeTranscripts();
     checkReceipts();
-    EXPECT_TRUE(model().canSendRelay());
+    EXPECT_TRUE(model().outbox.canSendRelay());
 
     claude.failure = RelaySendError("No.", true);
-    model().sendRelay();
+    model().outbox.sendRelay();
     desktop.loop.run();
-    model().openPair(*model().activePair(), Agent::claude);
+    model().workspace.openPair(*model().workspace.relay().activePair(), Agent::claude);
     desktop.loop.run();
-    EXPECT_FALSE(model().canSendRelay());
+    EXPECT_FALSE(model().outbox.canSendRelay());
 }
 
 TEST_F(RelaySessionTest, AMessageThatGoesElsewhereWhileItIsPreparedIsNotSent) {
     desktop.loop.setBackgroundDuration(1s);
     pairUp(Agent::codex);
-    model().sendRelay();
+    model().outbox.sendRelay();
     desktop.loop.runFor(100ms);
-    model().load(folder.path("home/.codex/sessions/2026/11/rollout-one.jsonl"));
+    model().workspace.load(folder.path("home/.codex/sessions/2026/11/rollout-one.jsonl"));
     desktop.loop.run();
     EXPECT_TRUE(claude.sent.empty());
     EXPECT_TRUE(state().transfers.empty());
@@ -339,11 +381,11 @@ TEST_F(RelaySessionTest, AMessageThatGoesElsewhereWhileItIsPreparedIsNotSent) {
 TEST_F(RelaySessionTest, ADeliveryWhoseRecordCannotBeSavedStaysPendingUntilItsReceipt) {
     pairUp(Agent::codex);
     claude.during = [&] { failSaving(); };
-    model().sendRelay();
+    model().outbox.sendRelay();
     desktop.loop.run();
     EXPECT_TRUE(errorText().starts_with("Couldn't save")) << errorText();
-    EXPECT_EQ(session().status.get(), "The message is kept. Recover with Retry or Copy saved message.");
-    EXPECT_FALSE(model().canSendRelay());
+    EXPECT_EQ(model().notices.status(), "The message is kept. Recover with Retry or Copy saved message.");
+    EXPECT_FALSE(model().outbox.canSendRelay());
     failSaving(false);
     arriveInClaude(claude.sent.front());
     checkReceipts();
@@ -380,51 +422,52 @@ TEST_F(RelaySessionTest, SubmittingALeftDraftCountsOnlyWithItsReceipt) {
         claude.submitted.clear();
         claude.during = nullptr;
         claude.failure = RelaySendError("No.");
-        model().sendRelay();
+        model().outbox.sendRelay();
         desktop.loop.run();
         claude.failure = failure;
         const auto payload = *onlyTransfer().payload;
         const auto sendError = errorText();
         if (arrivesBefore) arriveInClaude(payload);
         if (arrivesDuring) claude.during = [&] { arriveInClaude(payload); };
-        model().submitExistingClaudeDraft();
+        model().outbox.submitExistingClaudeDraft();
         desktop.loop.run();
-        EXPECT_EQ(session().status.get(), status);
+        EXPECT_EQ(model().notices.status(), status);
         EXPECT_EQ(errorText(), arrivesBefore ? sendError : error);
         EXPECT_EQ(claude.submitted.size(), arrivesBefore ? 0U : 1U);
         EXPECT_EQ(onlyTransfer().isPending(), !arrivesBefore && !arrivesDuring);
         EXPECT_EQ(onlyTransfer().retryable.value_or(false), false);
-        EXPECT_FALSE(model().relay().isSending || model().relay().isPreparing);
+        EXPECT_FALSE(model().outbox.state().operation.isSending() ||
+                     model().outbox.state().operation.isPreparing());
     }
 }
 
 TEST_F(RelaySessionTest, SubmittingALeftDraftStopsWhenTheSelectionChanges) {
     pairUp(Agent::codex);
     claude.failure = RelaySendError("No.");
-    model().sendRelay();
+    model().outbox.sendRelay();
     desktop.loop.run();
     claude.failure.reset();
     claude.asksForReceipt = true;
-    claude.during = [&] { model().useManualInput(); };
-    model().submitExistingClaudeDraft();
+    claude.during = [&] { model().workspace.useManualInput(); };
+    model().outbox.submitExistingClaudeDraft();
     desktop.loop.run();
     EXPECT_EQ(errorText(), "The selection or instructions changed. Stopped verifying the existing draft.");
 }
 
 TEST_F(RelaySessionTest, ADeliveryIntoClaudeSaysWhatItIsAt) {
     pairUp(Agent::codex);
-    EXPECT_EQ(model().deliveryStage(), std::nullopt);
+    EXPECT_EQ(model().outbox.deliveryStage(), std::nullopt);
     std::optional<std::string> atFirst, later;
     claude.during = [&] {
-        atFirst = model().deliveryStage();
+        atFirst = model().outbox.deliveryStage();
         claude.history.stage(ClaudeRelayDiagnosticHistory::Stage::insertion);
-        later = model().deliveryStage();
+        later = model().outbox.deliveryStage();
     };
-    model().sendRelay();
+    model().outbox.sendRelay();
     desktop.loop.run();
     EXPECT_EQ(atFirst, "Opening Claude…");
     EXPECT_EQ(later, "Writing into the editor…");
-    EXPECT_EQ(model().deliveryStage(), std::nullopt);
+    EXPECT_EQ(model().outbox.deliveryStage(), std::nullopt);
     EXPECT_EQ(claude.history.finished().back().outcome.view(), "Completed");
 }
 
@@ -432,7 +475,7 @@ TEST_F(RelaySessionTest, ALookAtTheEditorInClaudeIsToldWithoutContent) {
     std::vector<std::string> told;
     const auto look = [&](std::optional<RelaySendError> failure) {
         claude.failure = std::move(failure);
-        model().diagnoseRelayComposer([&](const std::string& text) { told.push_back(text); });
+        model().outbox.diagnoseRelayComposer([&](const std::string& text) { told.push_back(text); });
         desktop.loop.run();
     };
     look(std::nullopt);
@@ -449,45 +492,46 @@ TEST_F(RelaySessionTest, ALookAtTheEditorInClaudeIsToldWithoutContent) {
 
 TEST_F(RelaySessionTest, ReceiptsAreCheckedEveryTwoSecondsByOnePassAtATime) {
     pairUp(Agent::codex);
-    model().copy(desktop.pasteboard);
+    model().outbox.copy(desktop.pasteboard);
     desktop.loop.run();
-    model().startReceiptPolling();
-    model().startReceiptPolling();
+    model().receipts.startReceiptPolling();
+    model().receipts.startReceiptPolling();
     arriveInClaude(*desktop.pasteboard.text);
     desktop.loop.runFor(1999ms);
     EXPECT_TRUE(onlyTransfer().isPending());
     desktop.loop.setBackgroundDuration(5s);
     desktop.loop.runFor(1ms);
-    EXPECT_TRUE(model().relay().isCheckingReceipts);
+    EXPECT_TRUE(model().receipts.isChecking());
     desktop.loop.runFor(15s); // One pass looks, then reads one file after another.
     EXPECT_FALSE(onlyTransfer().isPending());
 }
 
 TEST_F(RelaySessionTest, AnEditedDraftOutlivesTheReceipt) {
     pairUp(Agent::codex);
-    model().setInstruction("first");
-    model().copy(desktop.pasteboard);
+    model().workspace.setInstruction("first");
+    model().outbox.copy(desktop.pasteboard);
     desktop.loop.run();
-    model().setInstruction("second");
+    model().workspace.setInstruction("second");
     arriveInClaude(*desktop.pasteboard.text);
     checkReceipts();
     EXPECT_FALSE(onlyTransfer().isPending());
     EXPECT_EQ(session().instruction.get(), "second");
-    EXPECT_EQ(stateOnDisk().draft(model().activePair()->id, Agent::codex).instruction, "second");
-    EXPECT_FALSE(model().noteIsForNextTransfer());
+    EXPECT_EQ(stateOnDisk().draft(model().workspace.relay().activePair()->id, Agent::codex).instruction,
+              "second");
+    EXPECT_FALSE(model().workspace.relay().noteIsForNextTransfer());
 }
 
 TEST_F(RelaySessionTest, AReceiptThatCannotBeSavedChangesNothing) {
     pairUp(Agent::codex);
-    model().setInstruction("look");
-    model().copy(desktop.pasteboard);
+    model().workspace.setInstruction("look");
+    model().outbox.copy(desktop.pasteboard);
     desktop.loop.run();
     arriveInClaude(*desktop.pasteboard.text);
     failSaving();
     checkReceipts();
     EXPECT_TRUE(onlyTransfer().isPending());
-    EXPECT_TRUE(session().status->starts_with("Couldn't save"));
-    EXPECT_FALSE(model().relay().isCheckingReceipts);
+    EXPECT_TRUE(model().notices.status().starts_with("Couldn't save"));
+    EXPECT_FALSE(model().receipts.isChecking());
     failSaving(false);
     checkReceipts();
     EXPECT_FALSE(onlyTransfer().isPending());
@@ -507,7 +551,7 @@ TEST_F(RelaySessionTest, AQuietPassTellsTheScreensNothingButItself) {
 TEST_F(RelaySessionTest, AnUnpairedSourceAtWorkIsWatchedUntilItIsDone) {
     codexTranscript.ask("q2");
     writeTranscripts();
-    model().chooseEndpoint(found(Agent::codex));
+    model().links.chooseEndpoint(found(Agent::codex));
     desktop.loop.run();
     EXPECT_TRUE(session().conversation.get()->isBusy);
     codexTranscript.answer("a2");
@@ -518,13 +562,40 @@ TEST_F(RelaySessionTest, AnUnpairedSourceAtWorkIsWatchedUntilItIsDone) {
 
     codexTranscript.ask("q3");
     writeTranscripts();
-    model().refresh();
+    model().workspace.refresh();
     desktop.loop.run();
     desktop.loop.setBackgroundDuration(1s);
-    model().checkRelayReceipts();
-    model().useManualInput(); // What comes back is for nobody.
+    model().receipts.checkRelayReceipts();
+    model().workspace.useManualInput(); // What comes back is for nobody.
     desktop.loop.run();
     EXPECT_FALSE(session().conversation.get());
+}
+
+TEST_F(RelaySessionTest, WhatFindsNoThreadShowsItAndMayBeginAgain) {
+    pairUp(Agent::codex);
+    constexpr auto noThread = "Couldn't start a thread: Resource temporarily unavailable";
+    struct Row {
+        const char* name;
+        std::function<void()> begin;
+    };
+    const auto file = [&] { return found(session().source).transcriptPath; };
+    for (const auto& [name, begin] : {Row{"discover", [&] { model().catalogue.discoverConversations(); }},
+                                      Row{"receipts", [&] { model().receipts.checkRelayReceipts(); }},
+                                      Row{"send", [&] { model().outbox.sendRelay(); }},
+                                      Row{"load", [&] { model().workspace.load(file()); }},
+                                      Row{"open", [&] { model().workspace.openFile(file()); }}}) {
+        model().notices.dismissError();
+        desktop.loop.setThreadsExhausted(true);
+        begin();
+        desktop.loop.run();
+        EXPECT_EQ(errorText(), noThread) << name;
+        desktop.loop.setThreadsExhausted(false);
+        model().notices.dismissError();
+        begin();
+        EXPECT_FALSE(model().isIdle()) << name << " begins again";
+        desktop.loop.run();
+        EXPECT_EQ(errorText(), "") << name;
+    }
 }
 
 } // namespace

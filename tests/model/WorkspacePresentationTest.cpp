@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 using WorkspacePresentationTest = ModelFixture;
 
 TEST_F(WorkspacePresentationTest, AnUntouchedModelShowsAnEmptyWorkspace) {
-    const auto snapshot = workspaceSnapshot(model());
+    const auto snapshot = workspaceSnapshot(model().view());
     EXPECT_EQ(snapshot.state, OrvelWorkspaceState{});
     EXPECT_TRUE(snapshot.endpoints.empty());
     EXPECT_EQ(snapshot.destination, "Claude");
@@ -34,47 +34,47 @@ TEST_F(WorkspacePresentationTest, TheTitleSaysWhatMattersMost) {
     const std::vector<Case> cases{
         {"Ready · Instructions only", true,
          [&] {
-             model().setInstruction("note");
-             model().setManualText(" ");
+             model().workspace.setInstruction("note");
+             model().workspace.setManualText(" ");
          }},
-        {"Ready", true, [&] { model().setManualText("pasted"); }},
+        {"Ready", true, [&] { model().workspace.setManualText("pasted"); }},
         {"Loading conversation…", false,
          [&] {
-             model().setInstruction("");
-             model().load(codex);
+             model().workspace.setInstruction("");
+             model().workspace.load(codex);
          }},
         {"Ready", true, [&] { desktop.loop.run(); }},
-        {"Couldn't complete the action", true, [&] { model().open("bad"); }},
+        {"Couldn't complete the action", true, [&] { model().workspace.open("bad"); }},
         {"Waiting for Claude", false,
          [&] {
-             model().openFile(claude);
+             model().workspace.openFile(claude);
              desktop.loop.run();
          }},
-        {"Choose a conversation", false, [&] { model().useManualInput(); }},
-        {"Up to date", false, [&] { model().setManualText(" "); }},
+        {"Choose a conversation", false, [&] { model().workspace.useManualInput(); }},
+        {"Up to date", false, [&] { model().workspace.setManualText(" "); }},
     };
     for (const auto& [title, canCopy, act] : cases) {
         act();
-        const auto snapshot = workspaceSnapshot(model());
+        const auto snapshot = workspaceSnapshot(model().view());
         EXPECT_EQ(snapshot.statusTitle(), title);
         EXPECT_EQ(snapshot.canCopy, canCopy) << title;
-        EXPECT_EQ(snapshot.previewSize, model().preview().size());
+        EXPECT_EQ(snapshot.previewSize, model().workspace.relay().preview().size());
     }
 }
 
 TEST_F(WorkspacePresentationTest, TheCardBearsTheBestKnownTitle) {
     const auto path = writeCodex();
     load(path);
-    EXPECT_EQ(workspaceSnapshot(model()).endpoints.front(),
+    EXPECT_EQ(workspaceSnapshot(model().view()).endpoints.front(),
               (OrvelWorkspaceSnapshot::Endpoint{"codex", Agent::codex, "Codex", "rollout-one", "From"}));
-    model().discoverConversations();
+    model().catalogue.discoverConversations();
     desktop.loop.run();
-    EXPECT_EQ(workspaceSnapshot(model()).endpoints.front().title, "compiler · 01a1fd20");
+    EXPECT_EQ(workspaceSnapshot(model().view()).endpoints.front().title, "compiler · 01a1fd20");
     folder.write("home/.codex/session_index.jsonl",
                  R"({"id":")" + std::string(codexID) + R"(","thread_name":"Parser"})");
-    model().discoverConversations();
+    model().catalogue.discoverConversations();
     desktop.loop.run();
-    EXPECT_EQ(workspaceSnapshot(model()).endpoints.front().title, "Parser");
+    EXPECT_EQ(workspaceSnapshot(model().view()).endpoints.front().title, "Parser");
 }
 
 } // namespace

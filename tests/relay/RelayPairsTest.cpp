@@ -31,10 +31,15 @@ TEST(RelayPairs, refreshesTheActivePairAndNeverRevivesAClosedOne) {
 TEST(RelayPairs, followsLinksBetweenPathsButTakesNoOtherConversation) {
     Desk desk;
     auto moved = desk.codex;
-    moved.transcriptPath = "/transcripts/other/../codex-1.jsonl";
+    moved.transcriptPath = "/link/codex-1.jsonl";
+    EXPECT_EQ(failureOf([&] { desk.state.updateReferences("P1", moved, desk.claude); }),
+              Case::conversationMismatch)
+        << "nobody knows yet where the link leads";
+    moved.target.path = desk.codex.transcriptPath;
     desk.state.updateReferences("P1", moved, desk.claude);
     EXPECT_EQ(desk.state.pairs[0].codex.transcriptPath, moved.transcriptPath);
-    moved.transcriptPath = "/elsewhere/codex-1.jsonl";
+    moved.target.path = "/elsewhere/codex-1.jsonl";
+    moved.transcriptPath = moved.target.path;
     EXPECT_EQ(failureOf([&] { desk.state.updateReferences("P1", moved, desk.claude); }),
               Case::conversationMismatch);
     EXPECT_EQ(failureOf([&] { desk.state.updateReferences("P1", desk.codex2, desk.claude); }),

@@ -5,15 +5,26 @@
 #include "Orvel/platform/qt/QtMainLoop.h"
 #include "Orvel/platform/simulated/SimulatedLoop.h"
 
+#include <system_error>
+
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <gtest/gtest.h>
 
 namespace orvel {
 
+/// Starts threads as long as there are any.
+inline BackgroundThreads::Start startUnless(const bool& threadsAreExhausted) {
+    return [&threadsAreExhausted](std::function<void()> work) {
+        if (threadsAreExhausted) throw std::system_error(EAGAIN, std::generic_category(), "no thread");
+        BackgroundThreads::startDetached(std::move(work));
+    };
+}
+
 struct SimulatedDriver {
     SimulatedLoop loop;
     bool isStopped = false;
+    void exhaustThreads(bool areExhausted) { loop.setThreadsExhausted(areExhausted); }
     void run() {
         for (isStopped = false; !isStopped;) loop.runFor(std::chrono::milliseconds(1));
     }
@@ -21,7 +32,9 @@ struct SimulatedDriver {
 };
 
 struct PollDriver {
-    PollLoop loop;
+    bool threadsAreExhausted = false;
+    PollLoop loop{startUnless(threadsAreExhausted)};
+    void exhaustThreads(bool areExhausted) { threadsAreExhausted = areExhausted; }
     void run() { loop.run(); }
     void stop() { loop.stop(); }
 };
@@ -31,8 +44,10 @@ struct QtDriver {
     char name[5] = "test";
     char* arguments[2] = {name, nullptr};
     QCoreApplication application{count, arguments};
-    QtMainLoop loop;
+    bool threadsAreExhausted = false;
+    QtMainLoop loop{startUnless(threadsAreExhausted)};
     QEventLoop events;
+    void exhaustThreads(bool areExhausted) { threadsAreExhausted = areExhausted; }
     void run() { events.exec(); }
     void stop() { events.quit(); }
 };

@@ -5,7 +5,9 @@
 
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace orvel {
@@ -80,6 +82,8 @@ Task<void> readInBackground(MainLoop& loop, std::vector<std::string>& log, bool 
     };
     try {
         log.push_back(co_await loop.background(work));
+    } catch (const std::system_error&) {
+        log.push_back("no thread");
     } catch (const std::runtime_error& failure) {
         log.push_back(failure.what());
     }
@@ -96,6 +100,43 @@ TYPED_TEST(MainLoopTest, BackgroundGivesResultsAndFailuresOnTheLoop) {
     }
     EXPECT_TRUE(tasks.isIdle());
     EXPECT_EQ(this->log, (std::vector<std::string>{"read", "unreadable"}));
+}
+
+TYPED_TEST(MainLoopTest, AThreadThatCannotBeStartedIsAFailureOfWhoeverAwaits) {
+    auto& loop = this->driver.loop;
+    TaskScope tasks;
+    std::vector<std::string> expected;
+    for (const bool areExhausted : {true, false}) {
+        this->driver.exhaustThreads(areExhausted);
+        tasks.start(readInBackground(loop, this->log, false));
+        loop.post([&] { this->stopSoon(); });
+        this->run();
+        expected.push_back(areExhausted ? "no thread" : "read");
+    }
+    EXPECT_TRUE(tasks.isIdle());
+    EXPECT_EQ(this->log, expected);
+}
+
+TYPED_TEST(MainLoopTest, WorkThatCannotBeStartedIsLetGo) {
+    const auto held = std::make_shared<int>();
+    this->driver.exhaustThreads(true);
+    EXPECT_THROW(this->driver.loop.runInBackground([held] {}, [held] {}), std::system_error);
+    EXPECT_EQ(held.use_count(), 1);
+}
+
+// What is called on the loop's thread alone, by the name that the check prints.
+TYPED_TEST(MainLoopTest, DebugBuildsEndTheProgramWhereItIsUsedOnAnotherThread) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    auto& loop = this->driver.loop;
+    const auto nothing = [] {};
+    const std::pair<const char*, std::function<void()>> calls[] = {
+        {"uptime", [&] { std::ignore = loop.uptime(); }},
+        {"now", [&] { std::ignore = loop.now(); }},
+        {"after", [&] { std::ignore = loop.after(1ms, nothing); }},
+        {"runInBackground", [&] { loop.runInBackground(nothing, nothing); }},
+    };
+    for (const auto& [name, call] : calls)
+        EXPECT_DEATH(std::thread(call).join(), std::string("not the main loop's: .*Loop::") + name);
 }
 
 TYPED_TEST(MainLoopTest, WorkWhoseOwnerIsGoneIsNeverResumed) {
@@ -138,6 +179,18 @@ TYPED_TEST(MainLoopTest, YieldingLetsPostedActionsIn) {
     this->run();
     ASSERT_EQ(this->log.size(), 4U);
     EXPECT_NE(this->log.back(), "posted");
+}
+
+TEST(SimulatedLoopTest, BackgroundWorkCountsAsOnAnotherThread) {
+    SimulatedLoop loop;
+    EXPECT_DEATH(
+        {
+            loop.runInBackground([&] { std::ignore = loop.uptime(); }, [] {});
+            loop.run();
+        },
+        "not the main loop's: .*SimulatedLoop::uptime");
+    loop.runInBackground([] {}, [&] { std::ignore = loop.uptime(); });
+    loop.run();
 }
 
 TEST(SimulatedLoopTest, LetsHoursPassAtOnceAndTheWallClockJumpAlone) {

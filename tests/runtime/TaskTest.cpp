@@ -81,6 +81,48 @@ TEST(TaskTest, WorkThatEndsAtOnceMayStartMore) {
     EXPECT_TRUE(tasks.isIdle());
 }
 
+std::string textOf(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const std::exception& known) {
+        return known.what();
+    }
+}
+
+Task<void> fail(MainLoop& loop, int& alive) {
+    const Counted counted(alive);
+    co_await inner(loop, alive, -1);
+}
+
+TEST(TaskTest, AFailureEndsOneWorkAndGoesToTheHandler) {
+    SimulatedLoop loop;
+    int alive = 0;
+    std::string log;
+    TaskScope tasks([&](const std::exception_ptr& failure) {
+        log += "failed: " + textOf(failure) + (tasks.isIdle() ? " idle " : " ");
+        tasks.start(outer(loop, alive, log));
+    });
+    tasks.start(fail(loop, alive));
+    loop.run();
+    EXPECT_EQ(log, "failed: negative idle 42 negative");
+    EXPECT_TRUE(tasks.isIdle());
+    EXPECT_EQ(alive, 0);
+}
+
+TEST(TaskTest, WithoutAHandlerAFailureGoesToTheStandardError) {
+    SimulatedLoop loop;
+    int alive = 0;
+    TaskScope plain, failing([](const std::exception_ptr&) { throw std::runtime_error("handler"); });
+    testing::internal::CaptureStderr();
+    plain.start(fail(loop, alive));
+    failing.start(fail(loop, alive));
+    loop.run();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "An operation failed: negative\nAn operation failed: handler\n");
+    EXPECT_TRUE(plain.isIdle() && failing.isIdle());
+    EXPECT_EQ(alive, 0);
+}
+
 TEST(TaskTest, WorkThatIsNeverAwaitedDoesNothing) {
     SimulatedLoop loop;
     int alive = 0;

@@ -2,7 +2,7 @@
 
 #include "Orvel/delivery/CodexRelaySender.h"
 #include "Orvel/platform/sample/SampleProcesses.h"
-#include "Orvel/reading/ConversationReading.h"
+#include "Orvel/reading/ConversationReader.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "PollWorld.h"
 #include "conversations/Outcome.h"
@@ -38,7 +38,7 @@ class SampleProgramTest : public testing::Test {
     std::vector<std::string> failures;
     PollWorld world;
     SampleProcesses processes{world.processes, home.toolFolder(), home.folders().codex};
-    ConversationReading reading{world.loop, processes, home.home()};
+    ConversationReader reading{world.loop, processes, home.home()};
     CodexRelaySender sender{world.loop, processes, reading, home.home()};
 };
 

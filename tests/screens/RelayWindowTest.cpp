@@ -1,6 +1,5 @@
 // The relay in the window: what it says in every state of a link, and what a person can do there.
 
-#include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/qt/QtText.h"
 #include "Orvel/platform/simulated/SimulatedCodex.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
@@ -87,8 +86,8 @@ class RelayWindowTest : public WindowFixture {
         window = std::make_unique<MainWindow>(*model, simulated.ports(), [] {});
         window->resize(1000, 700);
         window->show();
-        model->restoreRelay();
-        model->discoverConversations();
+        model->links.restoreRelay();
+        model->catalogue.discoverConversations();
         settle();
     }
 
@@ -126,8 +125,7 @@ class RelayWindowTest : public WindowFixture {
     RelayState state;
     std::string pairID;
     RelayStamp stamp{[count = std::make_shared<int>(0)] { return "ID-" + std::to_string(++*count); }, 1000};
-    PosixFileStore files;
-    SimulatedDesktop simulated{files};
+    SimulatedDesktop simulated;
     FakeClaudeSender claude{simulated.loop};
 };
 
@@ -276,7 +274,7 @@ TEST_F(RelayWindowTest, ALinkIsMadeByChoosingASourceAndThenItsDestination) {
     EXPECT_FALSE(rows().contains(qtText("Links")));
     choose(qtText("Review"));
     EXPECT_EQ(cards(), "Claude, From, Review | Codex, To, Choose a conversation");
-    EXPECT_EQ(model->relay().relayState->pairs.size(), 1U);
+    EXPECT_EQ(model->ledger.state().relayState->pairs.size(), 1U);
 }
 
 TEST_F(RelayWindowTest, ChoosingCanBeGivenUp) {
@@ -348,8 +346,8 @@ TEST_F(RelayWindowTest, NoWordIsTypedIntoAFieldThatWouldLoseIt) {
     EXPECT_TRUE(shows(qtText("These instructions are part of the saved message.")));
     typeKey();
     EXPECT_EQ(field->toPlainText(), qtText("Judge this.x"));
-    EXPECT_EQ(model->session().instruction.get(), "Judge this.x");
-    EXPECT_TRUE(model->noteIsForNextTransfer());
+    EXPECT_EQ(model->workspace.state().instruction.get(), "Judge this.x");
+    EXPECT_TRUE(model->workspace.relay().noteIsForNextTransfer());
 
     press(qtText("Show the saved message"));
     EXPECT_EQ(editor(qtText("Text of the saved message"))->toPlainText(),
@@ -367,7 +365,7 @@ TEST_F(RelayWindowTest, ARelayIntoCodexIsFollowedFromSendToReceipt) {
     codex.manner.turnMilliseconds = 3'723'000;
     pairUp();
     open();
-    model->startReceiptPolling();
+    model->receipts.startReceiptPolling();
     trigger(qtText("Turn the relay round"));
     trigger(qtText("Send to Codex"));
     EXPECT_TRUE(shows(qtText("Sending to Codex…")));
@@ -395,12 +393,12 @@ TEST_F(RelayWindowTest, ChecksThatFindNothingPaintNothing) {
     } counter;
     pairUp();
     open();
-    model->startReceiptPolling();
+    model->receipts.startReceiptPolling();
     pass(5s);
     window->installEventFilter(&counter);
-    const auto checks = model->relay().isCheckingReceipts.revision();
+    const auto checks = model->receipts.isChecking().revision();
     for (int i = 0; i < 10; ++i) pass(2s);
-    EXPECT_EQ(model->relay().isCheckingReceipts.revision() - checks, 20U);
+    EXPECT_EQ(model->receipts.isChecking().revision() - checks, 20U);
     EXPECT_EQ(counter.count, 0);
     type(qtText("Instructions"), qtText("x"));
     EXPECT_GT(counter.count, 0);

@@ -28,16 +28,13 @@ class WindowTest : public WindowFixture {
         window = std::make_unique<MainWindow>(*model, desktop(), [this] { ++samplesOpened; });
         window->resize(1000, 700);
         window->show();
-        model->discoverConversations();
+        model->catalogue.discoverConversations();
         settle();
     }
 
     void openSamples() { open(samples.folders()); }
 
-    Desktop desktop() {
-        return {loop,  simulated.pasteboard, simulated.panels, simulated.applications, simulated.settings,
-                files, simulated.processes};
-    }
+    Desktop desktop() { return simulated.portsOn(loop, files); }
 
     // Until the model is at rest and its last change is on the screen.
     void settle() override {
@@ -47,9 +44,9 @@ class WindowTest : public WindowFixture {
 
     const TemporaryFolder data;
     const SampleHome samples;
-    PosixFileStore files;
-    SimulatedDesktop simulated{files};
+    SimulatedDesktop simulated;
     QtMainLoop loop;
+    PosixFileStore files{loop};
     FakeClaudeSender claude{loop};
     int samplesOpened = 0;
 };
@@ -61,7 +58,7 @@ TEST_F(WindowTest, FromAConversationInTheListToItsTextOnTheClipboard) {
     EXPECT_TRUE(shows("Ready"));
     auto* list = shown(QAccessible::List, QStringLiteral("Messages"));
     ASSERT_TRUE(list);
-    const auto& messages = model->session().conversation.get()->messages;
+    const auto& messages = model->workspace.state().conversation.get()->messages;
     ASSERT_EQ(list->childCount(), static_cast<int>(messages.size()));
 
     auto* last = list->child(list->childCount() - 1);
@@ -111,7 +108,7 @@ TEST_F(WindowTest, WithoutConversationsItSaysWhereItLookedAndOffersThreeWaysOn) 
 
 TEST_F(WindowTest, AFailureStaysInAFullTextBannerUntilItIsDismissed) {
     openSamples();
-    model->open("orvel://nowhere");
+    model->workspace.open("orvel://nowhere");
     settle();
     EXPECT_TRUE(shows(QStringLiteral("Couldn't read the Orvel URL.")));
     EXPECT_TRUE(shows(QStringLiteral("Couldn't complete the action")));
@@ -144,7 +141,7 @@ TEST_F(WindowTest, ADroppedTranscriptOpens) {
     QDropEvent event({5, 5}, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(window.get(), &event);
     settle();
-    EXPECT_EQ(model->preview(), "me: question\n\nclaude: answer");
+    EXPECT_EQ(model->workspace.relay().preview(), "me: question\n\nclaude: answer");
     EXPECT_TRUE(shown(QAccessible::List, QStringLiteral("Messages")));
 }
 
@@ -176,7 +173,7 @@ TEST_F(WindowTest, AConversationOfAnyLengthScrollsToItsEndsAndBack) {
         transcript.ask("question " + std::to_string(i))
             .answer(std::string(static_cast<std::size_t>(i % 900), 'w'));
     open(samples.folders());
-    model->openFile(data.write("long.jsonl", transcript.text()));
+    model->workspace.openFile(data.write("long.jsonl", transcript.text()));
     settle();
     auto* list = shown(QAccessible::List, QStringLiteral("Messages"));
     ASSERT_TRUE(list);

@@ -1,6 +1,5 @@
 #include "Orvel/platform/posix/PollLoop.h"
 
-#include "Orvel/platform/posix/BackgroundThreads.h"
 #include "Orvel/platform/posix/SystemClock.h"
 #include "Orvel/platform/posix/WakePipe.h"
 
@@ -47,16 +46,18 @@ struct PollLoop::Timers {
     using Key = std::pair<Duration, std::uint64_t>; // Due time, then order of creation.
     std::map<Key, std::function<void()>> waiting;
     std::uint64_t last = 0;
-    BackgroundThreads threads;
 };
 
 class PollLoop::TimerEntry : public Timer {
   public:
-    TimerEntry(Timers& timers, const Timers::Key& key) : timers(timers), key(key) {}
-    ~TimerEntry() override { timers.waiting.erase(key); }
+    TimerEntry(PollLoop& loop, const Timers::Key& key) : loop(loop), key(key) {}
+    ~TimerEntry() override {
+        loop.thread.check();
+        loop.timers->waiting.erase(key);
+    }
 
   private:
-    Timers& timers;
+    PollLoop& loop;
     Timers::Key key;
 };
 
@@ -84,24 +85,29 @@ struct PollLoop::Watches {
 
 class PollLoop::WatchEntry : public DescriptorWatch {
   public:
-    WatchEntry(Watches& watches, Watches::Key key) : watches(watches), key(key) {}
-    ~WatchEntry() override { watches.waiting.erase(key); }
+    WatchEntry(PollLoop& loop, Watches::Key key) : loop(loop), key(key) {}
+    ~WatchEntry() override {
+        loop.thread.check();
+        loop.watches->waiting.erase(key);
+    }
 
   private:
-    Watches& watches;
+    PollLoop& loop;
     Watches::Key key;
 };
 
-PollLoop::PollLoop()
+PollLoop::PollLoop(BackgroundThreads::Start startThread)
     : mailbox(std::make_shared<Mailbox>()),
       timers(std::make_unique<Timers>()),
-      watches(std::make_unique<Watches>()) {}
+      watches(std::make_unique<Watches>()),
+      threads(std::move(startThread)) {}
 
 PollLoop::~PollLoop() {
     mailbox->shut();
 }
 
 void PollLoop::run() {
+    thread.check();
     running = true;
     while (running) {
         int timeout = -1;
@@ -135,14 +141,17 @@ void PollLoop::run() {
 }
 
 void PollLoop::stop() {
+    thread.check();
     running = false;
 }
 
 MainLoop::Duration PollLoop::uptime() const {
+    thread.check();
     return SystemClock::uptime();
 }
 
 Date PollLoop::now() const {
+    thread.check();
     return SystemClock::now();
 }
 
@@ -151,19 +160,22 @@ void PollLoop::post(std::function<void()> action) {
 }
 
 std::unique_ptr<Timer> PollLoop::after(Duration delay, std::function<void()> action) {
+    thread.check();
     const Timers::Key key{uptime() + delay, ++timers->last};
     timers->waiting.emplace(key, std::move(action));
-    return std::make_unique<TimerEntry>(*timers, key);
+    return std::make_unique<TimerEntry>(*this, key);
 }
 
 std::unique_ptr<DescriptorWatch> PollLoop::watch(int descriptor, Use use, std::function<void(bool)> ready) {
+    thread.check();
     const auto key = ++watches->last;
     watches->waiting.emplace(key, Watches::Waiting{descriptor, pollEvents(use), std::move(ready)});
-    return std::make_unique<WatchEntry>(*watches, key);
+    return std::make_unique<WatchEntry>(*this, key);
 }
 
 void PollLoop::runInBackground(std::function<void()> work, std::function<void()> done) {
-    timers->threads.run([work = std::move(work), done = std::move(done), mailbox = mailbox]() mutable {
+    thread.check();
+    threads.run([work = std::move(work), done = std::move(done), mailbox = mailbox]() mutable {
         work();
         mailbox->put(std::move(done));
     });

@@ -1,7 +1,9 @@
 #pragma once
 // The main loop of programs without a window, over poll(2).
 
+#include "Orvel/platform/posix/BackgroundThreads.h"
 #include "Orvel/platform/posix/DescriptorWatcher.h"
+#include "Orvel/runtime/LoopThread.h"
 #include "Orvel/runtime/MainLoop.h"
 
 #include <memory>
@@ -10,13 +12,13 @@ namespace orvel {
 
 class PollLoop : public MainLoop, public DescriptorWatcher {
   public:
-    PollLoop();
+    explicit PollLoop(BackgroundThreads::Start startThread = BackgroundThreads::startDetached);
     ~PollLoop() override;
 
-    /// Runs until `stop`, on the thread that calls it, which becomes the loop's.
+    /// Runs until `stop`.
     void run();
 
-    /// Ends `run` after the action under way; what else is due is dropped. Called on the loop.
+    /// Ends `run` after the action under way; what else is due is dropped.
     void stop();
 
     Duration uptime() const override;
@@ -34,9 +36,11 @@ class PollLoop : public MainLoop, public DescriptorWatcher {
     class WatchEntry;
     struct Watches;
 
+    LoopThread thread;
     std::shared_ptr<Mailbox> mailbox; // Shared with the threads, which may outlive the loop.
     std::unique_ptr<Timers> timers;
     std::unique_ptr<Watches> watches;
+    BackgroundThreads threads;
     bool running = false;
 };
 

@@ -1,94 +1,110 @@
 #include "Orvel/platform/posix/PosixFileStore.h"
 
-#include "Orvel/platform/posix/PrivateFolder.h"
+#include "Orvel/platform/posix/ReplacedFile.h"
+#include "Orvel/runtime/MainLoop.h"
 #include "OrvelCore/files/FileError.h"
 #include "OrvelCore/files/FilePath.h"
 
-#include <cerrno>
-#include <cstdlib>
+#include <deque>
+#include <exception>
+#include <functional>
+#include <mutex>
 #include <utility>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace orvel {
 
-namespace {
+// A file and the work on it, which is done in its order by whichever thread comes first.
+class PosixFileStore::Place {
+  public:
+    struct Job {
+        Work work;
+        bool isDone = false;
+        std::exception_ptr failure;
+    };
 
-constexpr std::string_view saving = "save";
+    explicit Place(std::string path) : file(std::move(path)) {}
 
-[[noreturn]] void fail(const std::string& path) {
-    throw FileError::fromErrno(errno, saving, path);
+    std::shared_ptr<Job> add(Work work) {
+        auto job = std::make_shared<Job>();
+        job->work = std::move(work);
+        const std::lock_guard lock(queueing);
+        queue.push_back(job);
+        return job;
+    }
+
+    /// Does what was added up to this job, as far as others have not done it. Gives whether the file lacks a
+    /// standby then; throws what the job threw.
+    bool runThrough(const std::shared_ptr<Job>& job) {
+        const std::lock_guard lock(working);
+        while (!job->isDone) run(*next());
+        if (job->failure) std::rethrow_exception(job->failure);
+        return file.lacksStandby();
+    }
+
+  private:
+    std::shared_ptr<Job> next() {
+        const std::lock_guard lock(queueing);
+        auto first = std::move(queue.front());
+        queue.pop_front();
+        return first;
+    }
+
+    void run(Job& job) {
+        try {
+            job.work(file);
+        } catch (...) {
+            job.failure = std::current_exception();
+        }
+        job.work = nullptr;
+        job.isDone = true;
+    }
+
+    std::mutex queueing, working; ///< Of the queue; of the file and the jobs that have left the queue.
+    std::deque<std::shared_ptr<Job>> queue;
+    ReplacedFile file;
+};
+
+PosixFileStore::PosixFileStore(MainLoop& loop) : loop(loop) {}
+
+PosixFileStore::~PosixFileStore() = default;
+
+std::shared_ptr<PosixFileStore::Place> PosixFileStore::placeOf(const std::string& path) {
+    if (path.find('\0') != path.npos)
+        throw FileError(FileError::Case::invalidFileName, "save", path, "The file name is not valid");
+    const auto target = standardizedPath(path);
+    auto& place = places[target];
+    if (!place) place = std::make_shared<Place>(target);
+    return place;
 }
 
-// A file under a name of its own, which vanishes unless it takes the place of another.
-class TemporaryFile {
-  public:
-    explicit TemporaryFile(std::string target)
-        : target(std::move(target)),
-          name(this->target + ".XXXXXX"),
-          descriptor(mkostemp(name.data(), O_CLOEXEC)) {
-        if (descriptor < 0) fail(this->target);
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    ~TemporaryFile() {
-        if (descriptor >= 0) close(descriptor);
-        if (!name.empty()) unlink(name.c_str());
-    }
+// The copy costs as much as a whole replacement, so that nobody waits for it who need not.
+void PosixFileStore::makeStandbyLater(const std::shared_ptr<Place>& place) {
+    const auto job = place->add([](ReplacedFile& file) { file.makeStandby(); });
+    loop.runInBackground([place, job] { place->runThrough(job); }, [] {});
+}
 
-    void write(std::string_view contents) {
-        while (!contents.empty()) {
-            const auto done = ::write(descriptor, contents.data(), contents.size());
-            if (done < 0 && errno != EINTR) fail(target);
-            if (done > 0) contents.remove_prefix(static_cast<std::size_t>(done));
-        }
-        if (fsync(descriptor) != 0) fail(target);
-        if (close(std::exchange(descriptor, -1)) != 0) fail(target);
-    }
+Task<void> PosixFileStore::replaceFile(std::string path, std::shared_ptr<FileContents> contents) {
+    return perform(std::move(path),
+                   [contents = std::move(contents)](ReplacedFile& file) { file.replace(contents); });
+}
 
-    void takePlace() {
-        if (rename(name.c_str(), target.c_str()) != 0) fail(target);
-        name.clear();
-    }
+Task<void> PosixFileStore::expectContents(std::string path, std::shared_ptr<FileContents> contents) {
+    return perform(std::move(path),
+                   [contents = std::move(contents)](ReplacedFile& file) { file.expect(contents); });
+}
 
-  private:
-    std::string target, name;
-    int descriptor;
-};
+Task<void> PosixFileStore::perform(std::string path, Work work) {
+    const auto place = placeOf(path);
+    const auto job = place->add(std::move(work));
+    const auto through = [place, job] { return place->runThrough(job); };
+    if (co_await loop.background(through)) makeStandbyLater(place);
+}
 
-// A folder held open, so that its entries can be sent to the disk.
-class OpenFolder {
-  public:
-    explicit OpenFolder(const std::string& folder)
-        : descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        if (descriptor < 0) fail(folder);
-    }
-    OpenFolder(const OpenFolder&) = delete;
-    OpenFolder& operator=(const OpenFolder&) = delete;
-    ~OpenFolder() { close(descriptor); }
-
-    /// Called when the new file stands already: a disk that refuses now has still the old one or the new one.
-    void sync() const { fsync(descriptor); }
-
-  private:
-    int descriptor;
-};
-
-} // namespace
-
-void PosixFileStore::replaceFile(const std::string& path, std::string_view contents) {
-    if (path.find('\0') != path.npos)
-        throw FileError(FileError::Case::invalidFileName, saving, path, "The file name is not valid");
-    const auto target = standardizedPath(path);
-    const std::string folder(parentFolder(target));
-    makePrivateFolder(folder, saving);
-    const OpenFolder openFolder(folder);
-    TemporaryFile file(target);
-    file.write(contents);
-    file.takePlace();
-    openFolder.sync();
+void PosixFileStore::replaceFileNow(const std::string& path, std::shared_ptr<FileContents> contents) {
+    const auto place = placeOf(path);
+    const auto job =
+        place->add([contents = std::move(contents)](ReplacedFile& file) { file.replace(contents); });
+    if (place->runThrough(job)) makeStandbyLater(place);
 }
 
 } // namespace orvel

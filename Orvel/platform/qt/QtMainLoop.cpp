@@ -67,17 +67,20 @@ class QtMainLoop::Notice : public DescriptorWatch {
     QSocketNotifier notifier;
 };
 
-QtMainLoop::QtMainLoop() : receiver(std::make_shared<Receiver>()) {}
+QtMainLoop::QtMainLoop(BackgroundThreads::Start startThread)
+    : receiver(std::make_shared<Receiver>()), threads(std::move(startThread)) {}
 
 QtMainLoop::~QtMainLoop() {
     receiver->shut();
 }
 
 MainLoop::Duration QtMainLoop::uptime() const {
+    thread.check();
     return SystemClock::uptime();
 }
 
 Date QtMainLoop::now() const {
+    thread.check();
     return SystemClock::now();
 }
 
@@ -86,14 +89,17 @@ void QtMainLoop::post(std::function<void()> action) {
 }
 
 std::unique_ptr<Timer> QtMainLoop::after(Duration delay, std::function<void()> action) {
+    thread.check();
     return std::make_unique<OneShot>(delay, std::move(action));
 }
 
 std::unique_ptr<DescriptorWatch> QtMainLoop::watch(int descriptor, Use use, std::function<void(bool)> ready) {
+    thread.check();
     return std::make_unique<Notice>(descriptor, use, std::move(ready));
 }
 
 void QtMainLoop::runInBackground(std::function<void()> work, std::function<void()> done) {
+    thread.check();
     threads.run([work = std::move(work), done = std::move(done), receiver = receiver]() mutable {
         work();
         receiver->put(std::move(done));

@@ -3,6 +3,7 @@
 
 #include "Orvel/platform/posix/BackgroundThreads.h"
 #include "Orvel/platform/posix/DescriptorWatcher.h"
+#include "Orvel/runtime/LoopThread.h"
 #include "Orvel/runtime/MainLoop.h"
 
 #include <QObject>
@@ -12,7 +13,7 @@ namespace orvel {
 /// Exists on the thread of the QCoreApplication, while that does.
 class QtMainLoop : public MainLoop, public DescriptorWatcher {
   public:
-    QtMainLoop();
+    explicit QtMainLoop(BackgroundThreads::Start startThread = BackgroundThreads::startDetached);
     ~QtMainLoop() override;
 
     Duration uptime() const override;
@@ -27,6 +28,7 @@ class QtMainLoop : public MainLoop, public DescriptorWatcher {
     struct Receiver;
     class Notice;
 
+    LoopThread thread;
     std::shared_ptr<Receiver> receiver; // Shared with the threads, which may outlive the loop.
     BackgroundThreads threads;
 };

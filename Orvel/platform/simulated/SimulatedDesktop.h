@@ -2,14 +2,14 @@
 // A desktop in memory: what Orvel does to it can be looked at, and what it answers can be chosen.
 
 #include "Orvel/desktop/Desktop.h"
-#include "Orvel/desktop/FileStore.h"
 #include "Orvel/desktop/Panels.h"
+#include "Orvel/platform/simulated/SimulatedFileStore.h"
 #include "Orvel/platform/simulated/SimulatedLoop.h"
 #include "Orvel/platform/simulated/SimulatedProcesses.h"
 #include "Orvel/platform/simulated/SimulatedScreen.h"
 #include "Orvel/platform/unavailable/MemorySettings.h"
+#include "Orvel/platform/unavailable/UnavailableUserInterfaces.h"
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,31 +26,25 @@ struct SimulatedPanels : Panels {
     std::optional<std::string> answer;
 };
 
-/// Passes everything on to a real store, unless `beforeReplacing` throws.
-struct SimulatedFileStore : FileStore {
-    explicit SimulatedFileStore(FileStore& store) : store(store) {}
-    void replaceFile(const std::string& path, std::string_view contents) override {
-        if (beforeReplacing) beforeReplacing(path);
-        store.replaceFile(path, contents);
-    }
-
-    FileStore& store;
-    std::function<void(const std::string& path)> beforeReplacing;
-};
-
 // The loop before what stands on it.
 struct SimulatedDesktopLoop {
     SimulatedLoop loop;
 };
 
 struct SimulatedDesktop : SimulatedDesktopLoop, SimulatedScreen {
-    explicit SimulatedDesktop(FileStore& store) : SimulatedScreen(loop), files(store) {}
-    Desktop ports() { return {loop, pasteboard, panels, applications, settings, files, processes}; }
+    SimulatedDesktop() : SimulatedScreen(loop) {}
+    Desktop ports() { return portsOn(loop, files); }
+    /// The same on a loop and a disk that are not simulated.
+    Desktop portsOn(MainLoop& otherLoop, FileStore& otherFiles) {
+        return {otherLoop,    sideQueue,     otherFiles, processes,    settings,     pasteboard, panels,
+                applications, accessibility, keyboard,   eventPosting, inputSources, windows};
+    }
 
     SimulatedPanels panels;
     MemorySettings settings;
-    SimulatedFileStore files;
+    SimulatedFileStore files{loop};
     SimulatedProcesses processes{loop};
+    UnavailableEventPosting eventPosting;
 };
 
 } // namespace orvel

@@ -2,13 +2,17 @@
 
 #include <algorithm>
 #include <limits>
+#include <system_error>
 
 namespace orvel {
 
 class SimulatedLoop::SimulatedTimer : public Timer {
   public:
     SimulatedTimer(SimulatedLoop& loop, const Key& key) : loop(loop), key(key) {}
-    ~SimulatedTimer() override { loop.waiting.erase(key); }
+    ~SimulatedTimer() override {
+        loop.thread.check();
+        loop.waiting.erase(key);
+    }
 
   private:
     SimulatedLoop& loop;
@@ -33,7 +37,13 @@ void SimulatedLoop::setNow(Date date) {
     wallClockAtStart += date - now();
 }
 
+MainLoop::Duration SimulatedLoop::uptime() const {
+    thread.check();
+    return clock;
+}
+
 Date SimulatedLoop::now() const {
+    thread.check();
     return wallClockAtStart + std::chrono::duration<double>(clock).count();
 }
 
@@ -42,12 +52,20 @@ void SimulatedLoop::post(std::function<void()> action) {
 }
 
 std::unique_ptr<Timer> SimulatedLoop::after(Duration delay, std::function<void()> action) {
+    thread.check();
     return std::make_unique<SimulatedTimer>(*this, schedule(waiting, delay, std::move(action)));
 }
 
 void SimulatedLoop::runInBackground(std::function<void()> work, std::function<void()> done) {
+    thread.check();
+    if (threadsAreExhausted)
+        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again),
+                                "Couldn't start a thread");
     schedule(waiting, backgroundDuration, [this, work = std::move(work), done = std::move(done)] {
-        work();
+        {
+            const LoopThread::Elsewhere elsewhere(thread);
+            work();
+        }
         turnBegan = clock; // It did not hold the main thread.
         done();
     });
@@ -84,6 +102,7 @@ SimulatedLoop::Key SimulatedLoop::schedule(Queue& queue, Duration delay, std::fu
 
 // What is overdue in this program runs now, so it comes after what happened outside before.
 bool SimulatedLoop::runNextBefore(Duration end) {
+    thread.check();
     const auto due = [this](const Queue& queue) {
         return queue.empty() ? Key(Duration::max(), std::numeric_limits<std::uint64_t>::max())
                              : std::max(queue.begin()->first, Key(clock, 0));

@@ -3,6 +3,7 @@
 // an hour of waiting passes at once and every run is the same run.
 
 #include "Orvel/platform/simulated/WorldLoop.h"
+#include "Orvel/runtime/LoopThread.h"
 
 #include <cstdint>
 #include <map>
@@ -43,6 +44,9 @@ class SimulatedLoop : public WorldLoop {
     /// How long background work takes that begins from now on.
     void setBackgroundDuration(Duration duration) { backgroundDuration = duration; }
 
+    /// Whether there is no thread to be had for background work.
+    void setThreadsExhausted(bool areExhausted) { threadsAreExhausted = areExhausted; }
+
     /// Lets the wall clock jump.
     void setNow(Date date);
 
@@ -59,11 +63,12 @@ class SimulatedLoop : public WorldLoop {
     const Hold& busiestHold() const { return busiest; }
     Duration latestCall() const { return latest; }
 
-    Duration uptime() const override { return clock; }
+    Duration uptime() const override;
     Date now() const override;
     void post(std::function<void()> action) override;
     std::unique_ptr<Timer> after(Duration delay, std::function<void()> action) override;
-    /// The work runs on this thread, at the end of its duration.
+    /// The work runs on this thread, at the end of its duration, and may touch the loop no more than if it
+    /// were on another.
     void runInBackground(std::function<void()> work, std::function<void()> done) override;
 
   private:
@@ -76,10 +81,12 @@ class SimulatedLoop : public WorldLoop {
     void runTurn();
     void runOutside();
 
+    LoopThread thread;
     Queue waiting, world;
     std::uint64_t last = 0;
     Duration clock{0};
     Duration backgroundDuration{0};
+    bool threadsAreExhausted = false;
     Date wallClockAtStart = 0;
 
     bool isOutside = false;

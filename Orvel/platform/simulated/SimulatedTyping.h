@@ -42,11 +42,14 @@ struct SimulatedInputSources : InputSources {
 struct SimulatedWindowList : WindowList {
     explicit SimulatedWindowList(SimulatedSteps& steps) : steps(steps) {}
 
-    std::optional<std::vector<OwnerName>> ownerNames(std::size_t most) override {
-        if (steps.take("ownerNames", false, duration).report || !isReadable) return std::nullopt;
-        auto names = owners;
-        names.resize(std::min(names.size(), most));
-        return names;
+    /// The read uses this object, which outlives it since nothing here has threads.
+    Read reader() override {
+        return [this](std::size_t most) -> std::optional<std::vector<OwnerName>> {
+            if (steps.take("ownerNames", false, duration).report || !isReadable) return std::nullopt;
+            auto names = owners;
+            names.resize(std::min(names.size(), most));
+            return names;
+        };
     }
 
     /// Shows or takes away the candidates of the Japanese input method.

@@ -41,7 +41,9 @@ class UnavailableInputSources : public InputSources {
 
 class UnavailableWindowList : public WindowList {
   public:
-    std::optional<std::vector<OwnerName>> ownerNames(std::size_t) override { return std::nullopt; }
+    Read reader() override {
+        return [](std::size_t) { return std::nullopt; };
+    }
 };
 
 class UnavailableEventPosting : public EventPosting {

@@ -1,9 +1,15 @@
 #include "Orvel/platform/posix/PosixFileStore.h"
 
+#include "Orvel/platform/posix/PollLoop.h"
 #include "OrvelCore/files/FileError.h"
+#include "PollWorld.h"
 #include "TemporaryFolder.h"
 
+#include <chrono>
 #include <csignal>
+#include <optional>
+#include <stdexcept>
+#include <thread>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -20,9 +26,10 @@ std::size_t filesIn(const std::string& folder) {
 TEST(PosixFileStoreTest, ReplacesTheWholeFileAndMakesItsFolders) {
     const TemporaryFolder folder;
     const auto path = folder.path("a/b/c/file.json");
-    PosixFileStore store;
-    store.replaceFile(path, std::string(100'000, 'x'));
-    store.replaceFile(path, "short");
+    PollLoop loop;
+    PosixFileStore store(loop);
+    store.replaceFileNow(path, std::string(100'000, 'x'));
+    store.replaceFileNow(path, "short");
     EXPECT_EQ(contentsOf(path), "short");
     EXPECT_EQ(filesIn(folder.path("a/b/c")), 1U);
     struct stat facts {};
@@ -34,7 +41,8 @@ TEST(PosixFileStoreTest, AFailureLeavesTheOldFileAndNothingElse) {
     const TemporaryFolder folder;
     folder.write("file", "old");
     folder.write("kept/inside", "old");
-    PosixFileStore store;
+    PollLoop loop;
+    PosixFileStore store(loop);
     struct Case {
         std::string path;
         FileError::Case kind;
@@ -48,7 +56,7 @@ TEST(PosixFileStoreTest, AFailureLeavesTheOldFileAndNothingElse) {
     for (const auto& [path, kind] : cases) {
         SCOPED_TRACE(path);
         try {
-            store.replaceFile(path, "new");
+            store.replaceFileNow(path, "new");
             ADD_FAILURE() << "was replaced";
         } catch (const FileError& failure) {
             EXPECT_EQ(failure.kind(), kind) << failure.what();
@@ -68,13 +76,58 @@ TEST(PosixFileStoreTest, AFullDiskLeavesTheOldFile) {
         setrlimit(RLIMIT_FSIZE, &limit);
         std::signal(SIGXFSZ, SIG_IGN);
         try {
-            PosixFileStore().replaceFile(path, std::string(100'000, 'x'));
+            PollLoop loop;
+            PosixFileStore(loop).replaceFileNow(path, std::string(100'000, 'x'));
         } catch (const FileError&) {
             _exit(contentsOf(path) == "old" && filesIn(folder.path()) == 1 ? 0 : 1);
         }
         _exit(2);
     };
     EXPECT_EXIT(replaceInASmallWorld(), testing::ExitedWithCode(0), "");
+}
+
+// Notes on which thread it is made, and in which order with others.
+class NotedContents : public FileContents {
+  public:
+    NotedContents(std::string bytes, std::vector<std::string>& made) : bytes(std::move(bytes)), made(made) {}
+
+    Tail tail(const FileContents*) override {
+        EXPECT_NE(std::this_thread::get_id(), mainThread);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        made.push_back(bytes); // No two at once.
+        if (bytes == "fails") throw std::runtime_error("can't be made");
+        return {0, bytes};
+    }
+
+  private:
+    std::string bytes;
+    std::vector<std::string>& made;
+    std::thread::id mainThread = std::this_thread::get_id();
+};
+
+TEST(PosixFileStoreTest, WorksOnOtherThreadsOneAfterTheOther) {
+    const TemporaryFolder folder;
+    const auto path = folder.path("file");
+    PollWorld world;
+    PosixFileStore store(world.loop);
+    std::vector<std::string> made, expected;
+    TaskScope scope;
+    const auto replace = [&](const std::string& bytes) {
+        expected.push_back(bytes);
+        return store.replaceFile(path, std::make_shared<NotedContents>(bytes, made));
+    };
+    for (int i = 0; i < 20; ++i) scope.start(replace(std::to_string(i)));
+    EXPECT_EQ(world.outcomeOf(replace("fails")), "can't be made");
+    EXPECT_EQ(made, expected);
+    EXPECT_EQ(contentsOf(path), "19") << "a failure leaves the file";
+
+    // What nobody waits for any more is done all the same, and in its turn.
+    std::optional<TaskScope> left(std::in_place);
+    left->start(replace("left"));
+    left.reset();
+    EXPECT_EQ(world.outcomeOf(replace("last")), "done");
+    EXPECT_EQ(made, expected);
+    EXPECT_EQ(contentsOf(path), "last");
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 // The accessibility of the simulated desktop keeps the promises of the port, in virtual time.
 
-#include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
 
 #include <algorithm>
@@ -29,8 +28,7 @@ class SimulatedAccessibilityTest : public testing::Test {
         return access.attribute(element->handle(), name).status;
     }
 
-    PosixFileStore files;
-    SimulatedDesktop desktop{files};
+    SimulatedDesktop desktop;
     SimulatedAccessibility& access = desktop.accessibility;
     SimulatedElement::Shared root, window, field;
 };

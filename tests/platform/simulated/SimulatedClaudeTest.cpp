@@ -2,7 +2,6 @@
 // sent reaches the transcript.
 
 #include "Orvel/platform/simulated/SimulatedClaude.h"
-#include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
@@ -62,8 +61,7 @@ class SimulatedClaudeTest : public testing::Test {
     }
 
     TemporaryFolder folder;
-    PosixFileStore files;
-    SimulatedDesktop desktop{files};
+    SimulatedDesktop desktop;
     SimulatedAccessibility& access = desktop.accessibility;
     SimulatedClaude claude{desktop, folder.path("home/.claude/projects"), folder.path("records")};
     ProcessID process = 0;

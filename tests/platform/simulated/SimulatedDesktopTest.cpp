@@ -1,7 +1,6 @@
 // The loop's account of its holds, and the small ports of the simulated desktop.
 
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
-#include "Orvel/platform/posix/PosixFileStore.h"
 
 #include <gtest/gtest.h>
 
@@ -21,8 +20,7 @@ struct Notes : SimulatedApplication {
 
 class SimulatedDesktopTest : public testing::Test {
   protected:
-    PosixFileStore files;
-    SimulatedDesktop desktop{files};
+    SimulatedDesktop desktop;
     SimulatedLoop& loop = desktop.loop;
     Notes notes;
 };
@@ -192,7 +190,7 @@ TEST_F(SimulatedDesktopTest, clipboardCountsEverybodysChanges) {
 
 TEST_F(SimulatedDesktopTest, readOnTheSideIsWaitedForOnlySoLong) {
     std::optional<std::vector<WindowList::OwnerName>> names;
-    const auto read = [&] { names = desktop.windows.ownerNames(100); };
+    const auto read = [&] { names = desktop.windows.reader()(100); };
     desktop.windows.showCandidates(true);
     EXPECT_TRUE(desktop.sideQueue.run(read, 25ms));
     EXPECT_EQ(names->front(), "GoogleJapaneseInputRenderer");

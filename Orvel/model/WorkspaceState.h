@@ -1,21 +1,20 @@
 #pragma once
-// The state of the plain session: one open conversation, file or pasted, and what would be relayed of it.
+// What is open: the source, alone or as one side of a pair, the range of it and the note that goes along.
 
 #include "Orvel/model/Generation.h"
 #include "Orvel/runtime/Observable.h"
 #include "OrvelCore/conversations/Conversation.h"
+#include "OrvelCore/conversations/ConversationReference.h"
 #include "OrvelCore/conversations/Handoff.h"
-#include "OrvelCore/conversations/RecentConversationsStore.h"
 
 #include <cstddef>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace orvel {
 
-struct PlainSession {
-    explicit PlainSession(const ChangeSignal& changes)
+struct WorkspaceState {
+    explicit WorkspaceState(const ChangeSignal& changes)
         : source(changes, Agent::codex),
           destination(changes, Agent::claude),
           destinationConversation(changes),
@@ -24,11 +23,9 @@ struct PlainSession {
           conversation(changes),
           filePath(changes),
           startIndex(changes),
-          status(changes, "Open a conversation file or paste a conversation."),
-          error(changes),
           isLoading(changes),
-          recentConversations(changes),
           selectedStartMessageID(changes),
+          selectedPairID(changes),
           copiedPreview(changes) {}
 
     Observable<Agent> source;
@@ -39,19 +36,20 @@ struct PlainSession {
     Observable<SharedConversation> conversation; ///< The loaded source conversation; null if there is none.
     Observable<std::optional<std::string>> filePath; ///< The file behind `conversation`.
     Observable<std::size_t> startIndex;              ///< First selected message.
-    Observable<std::string> status;                  ///< One line for the user.
-    Observable<std::optional<std::string>> error;
     Observable<bool> isLoading;
-    Observable<std::vector<RecentConversation>> recentConversations;
     Observable<std::optional<std::string>> selectedStartMessageID; ///< Chosen by the user.
+    Observable<std::optional<std::string>> selectedPairID;         ///< The pair that is open.
     Observable<std::optional<std::string>> copiedPreview;          ///< The text of the last plain copy.
 
     // Recorded with a plain copy, which moves no position.
     std::optional<std::string> copiedLastMessageID;
     std::optional<std::string> copiedCheckpointKey;
 
+    std::optional<ConversationReference> sourceReference; ///< The open source, if the catalogue knows it.
     Generation loadGeneration;
-    HandoffState state; ///< Positions of earlier versions.
+    Generation relayLoadGeneration;   ///< Renewed by everything that opens something else.
+    Generation commandEditGeneration; ///< Renewed at every edit of the user's.
+    HandoffState positions;           ///< Of earlier versions, read only.
 };
 
 } // namespace orvel

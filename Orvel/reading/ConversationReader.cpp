@@ -1,4 +1,4 @@
-#include "Orvel/reading/ConversationReading.h"
+#include "Orvel/reading/ConversationReader.h"
 
 #include "Orvel/reading/CodexExecutable.h"
 #include "Orvel/reading/CodexThreadLoader.h"
@@ -39,11 +39,11 @@ FileReading readFile(const ConversationReference& reference, const SharedConvers
 
 } // namespace
 
-std::string ConversationReading::key(const ConversationReference& reference) {
+std::string ConversationReader::key(const ConversationReference& reference) {
     return reference.id() + "\n" + reference.transcriptPath;
 }
 
-Task<SharedConversation> ConversationReading::readReference(ConversationReference reference) {
+Task<SharedConversation> ConversationReader::readReference(ConversationReference reference) {
     const auto known = earlier.find(key(reference));
     const auto held = known == earlier.end() ? nullptr : known->second.conversation.lock();
     const auto read = [reference, held] { return readFile(reference, held); };
@@ -63,22 +63,22 @@ Task<SharedConversation> ConversationReading::readReference(ConversationReferenc
 }
 
 // Reads unless the file still has the facts that it had at the last reading.
-Task<SharedConversation> ConversationReading::readUnless(ConversationReference reference,
-                                                         std::optional<FileFacts> facts) {
+Task<SharedConversation> ConversationReader::readUnless(ConversationReference reference,
+                                                        std::optional<FileFacts> facts) {
     const auto known = earlier.find(key(reference));
     if (known != earlier.end() && facts && known->second.facts == facts)
         if (auto held = known->second.conversation.lock()) co_return held;
     co_return co_await readReference(std::move(reference));
 }
 
-Task<SharedConversation> ConversationReading::readIfChanged(ConversationReference reference) {
+Task<SharedConversation> ConversationReader::readIfChanged(ConversationReference reference) {
     const auto look = [path = reference.transcriptPath] { return FileFacts::of(path); };
     const auto facts = co_await loop.background(look);
     co_return co_await readUnless(std::move(reference), facts);
 }
 
-Task<ConversationReading::Readings>
-ConversationReading::readChanged(std::vector<ConversationReference> references) {
+Task<ConversationReader::Readings>
+ConversationReader::readChanged(std::vector<ConversationReference> references) {
     const auto look = [references] {
         std::vector<std::optional<FileFacts>> facts;
         facts.reserve(references.size());

@@ -19,13 +19,13 @@ namespace orvel {
 
 /// Reads conversations on behalf of one home. Belongs to the main loop's thread; the files are read in the
 /// background.
-class ConversationReading {
+class ConversationReader {
   public:
     /// By `key`.
     using Readings = std::map<std::string, SharedConversation>;
 
     /// The ports outlive this object and its tasks.
-    ConversationReading(MainLoop& loop, Processes& processes, std::string home)
+    ConversationReader(MainLoop& loop, Processes& processes, std::string home)
         : loop(loop), processes(processes), home(std::move(home)) {}
 
     /// Tells readings apart: "{agent}:{sessionID}\n{transcriptPath}".

@@ -1,0 +1,418 @@
+#include "Orvel/model/Outbox.h"
+
+#include "Orvel/delivery/ClaudeRelayDiagnosticHistory.h"
+#include "Orvel/delivery/ClaudeRelaySender.h"
+#include "Orvel/desktop/Applications.h"
+#include "Orvel/desktop/Pasteboard.h"
+#include "Orvel/model/Notices.h"
+#include "Orvel/model/RelayLedger.h"
+#include "Orvel/model/Workspace.h"
+#include "Orvel/runtime/Random.h"
+#include "OrvelCore/conversations/RelayFormatter.h"
+#include "OrvelCore/relay/RelaySendError.h"
+
+#include <fmt/format.h>
+
+namespace orvel {
+
+namespace {
+
+constexpr auto rangeChanged = "The conversation changed. Review the latest message range.";
+
+} // namespace
+
+Outbox::Outbox(const ChangeSignal& changes, const OutboxNeeds& needs, std::string home)
+    : needs(needs),
+      held(changes, needs.operation),
+      codexSender(needs.loop, needs.processes, needs.reader, std::move(home)),
+      tasks([this](const auto& failure) { this->needs.notices.fail(failure); }) {}
+
+const OpenRelay& Outbox::relay() const {
+    return needs.workspace.relay();
+}
+
+bool Outbox::canSendRelay() const {
+    return held.canSendRelay(needs.workspace.state(), relay());
+}
+
+// Forming and saving
+
+void Outbox::sendRelay() {
+    if (!canSendRelay()) return;
+    const auto pair = relay().activePair();
+    if (!pair) return;
+    auto operation = needs.operation.begin(MessageOperation::Kind::preparing);
+    tasks.start(send(std::move(operation), *pair, needs.workspace.state().source));
+}
+
+Task<void> Outbox::send(Guard operation, RelayPair pair, Agent source) {
+    std::optional<SavedTransfer> transfer;
+    std::optional<std::string> problem;
+    try {
+        if (const auto pending = relay().pendingTransfer())
+            transfer = co_await prepareRetry(pair, *pending);
+        else
+            transfer = co_await prepareNew(pair, source, true);
+    } catch (const std::exception& error) {
+        problem = error.what();
+    }
+    if (problem) {
+        needs.notices.fail(*problem);
+        co_return;
+    }
+    if (transfer) {
+        operation.beginSending();
+        needs.notices.dismissError();
+        forgetFailure((*transfer)->id);
+        auto failure = co_await deliver(pair, *transfer);
+        const bool isDelivered = !failure;
+        if (failure) co_await recordFailure((*transfer)->id, std::move(*failure));
+        operation.end();
+        if (isDelivered) needs.workspace.openPair(pair, other(source));
+    }
+    operation.end();
+    onDone();
+}
+
+// What was read took its time; the person may have gone elsewhere meanwhile.
+void Outbox::requireSelection(const RelayPair& pair, Agent source, Generation::Value generation) const {
+    const auto& workspace = needs.workspace.state();
+    if (workspace.selectedPairID.get() != pair.id || workspace.source != source ||
+        !workspace.relayLoadGeneration.isCurrent(generation))
+        throw RelaySendError(rangeChanged);
+}
+
+Task<SharedConversation> Outbox::checkedSource(ConversationReference reference) {
+    const auto& workspace = needs.workspace.state();
+    const auto generation = workspace.relayLoadGeneration.current();
+    auto fresh = co_await needs.reader.readReference(std::move(reference));
+    const auto& shown = workspace.conversation.get();
+    if (shown && (shown == fresh || *shown == *fresh)) co_return shown;
+    if (workspace.relayLoadGeneration.isCurrent(generation)) needs.workspace.showReading(std::move(fresh));
+    throw RelaySendError(rangeChanged);
+}
+
+// One that is to be delivered is saved as one that must not be repeated: from then on the record says that a
+// delivery may be under way.
+Task<SavedTransfer> Outbox::prepareNew(RelayPair pair, Agent source, bool isToBeDelivered) {
+    const auto& workspace = needs.workspace.state();
+    const auto generation = workspace.relayLoadGeneration.current();
+    const auto from = co_await checkedSource(pair.endpoint(source));
+    const auto to = co_await needs.reader.readReference(pair.endpoint(other(source)));
+    const auto prepare = [&](RelayState& state) {
+        requireSelection(pair, source, generation);
+        const auto start = workspace.selectedStartMessageID.get();
+        const auto transfer = state.prepare({.pairID = pair.id,
+                                             .source = source,
+                                             .sourceConversation = *from,
+                                             .destinationConversation = *to,
+                                             .instruction = workspace.instruction.get(),
+                                             .startMessageID = start},
+                                            needs.ledger.stamp());
+        if (isToBeDelivered) state.setRetryable(transfer.id, false);
+        return transfer.id;
+    };
+    co_return needs.ledger.saved(co_await needs.ledger.change(prepare));
+}
+
+// Gives nothing if the message turns out to have arrived.
+Task<std::optional<SavedTransfer>> Outbox::prepareRetry(RelayPair pair, RelayTransfer transfer) {
+    const auto& workspace = needs.workspace.state();
+    const auto generation = workspace.relayLoadGeneration.current();
+    const auto source = transfer.source;
+    const bool hasArrived = co_await settleIfReceived(transfer.id, pair.endpoint(other(source)), false);
+    if (hasArrived) {
+        if (workspace.selectedPairID.get() == pair.id && workspace.source == source)
+            needs.workspace.showDraft(needs.ledger.state().draft(pair.id, source));
+        co_return std::nullopt;
+    }
+    const auto from = co_await checkedSource(pair.endpoint(source));
+    requireSelection(pair, source, generation);
+    validateSavedRetry(transfer, pair, *from);
+    co_await setRelayRetryable(transfer.id, false);
+    co_return needs.ledger.saved(transfer.id);
+}
+
+void Outbox::validateSavedRetry(const RelayTransfer& transfer, const RelayPair& pair,
+                                const Conversation& conversation) const {
+    const auto& records = needs.ledger.state().relayState.get();
+    const auto messages = records.preview(pair.id, transfer.source, conversation, transfer.startMessageID);
+    const auto text =
+        RelayFormatter::render(transfer.source, messages, transfer.instruction,
+                               transfer.assistantLabel.value_or(std::string(rawValue(transfer.source))));
+    const auto through = messages.empty() ? std::nullopt : std::optional(messages.back().id);
+    if (text != *transfer.payload || through != transfer.sourceThrough)
+        throw RelaySendError("Couldn't verify the original range of the saved message. Nothing will be "
+                             "resent. Review the saved message.");
+}
+
+// Delivering
+
+Task<std::optional<DeliveryFailure>> Outbox::deliver(RelayPair pair, SavedTransfer transfer) {
+    const auto destination = pair.endpoint(other(transfer->source));
+    try {
+        if (destination.agent == Agent::claude) {
+            auto failure = co_await deliverToClaude(destination, transfer);
+            if (failure) co_return failure;
+        } else {
+            const CodexRelaySender::LifecycleFailure show = [this](const std::string& text) {
+                needs.notices.fail(text);
+            };
+            co_await codexSender.send(*transfer->payload, destination, transfer->destinationBefore, show);
+        }
+        co_await adoptDelivered(pair, transfer);
+    } catch (const RelaySendError& error) {
+        co_return DeliveryFailure{error.what(), error.canRetry(), std::nullopt};
+    } catch (const std::exception& error) {
+        co_return DeliveryFailure{error.what(), false, std::nullopt};
+    }
+    co_return std::nullopt;
+}
+
+Task<std::optional<DeliveryFailure>> Outbox::deliverToClaude(ConversationReference destination,
+                                                             SavedTransfer transfer) {
+    const ClaudeRelaySender::ReceiptCheck receiptConfirmed = [this, id = transfer->id, destination,
+                                                              state = needs.ledger.state().relayState.get()] {
+        return isReceived(id, destination, state);
+    };
+    auto& attempts = needs.claudeSender.attempts();
+    attempts.begin(transfer->id, randomUUID(), needs.loop.now());
+    std::optional<DeliveryFailure> failure;
+    try {
+        co_await needs.claudeSender.performSend(*transfer->payload, destination, receiptConfirmed);
+    } catch (const RelaySendError& error) {
+        failure = {error.what(), error.canRetry(), std::nullopt};
+    } catch (const std::exception& error) {
+        failure = {error.what(), false, std::nullopt};
+    }
+    attempts.finish(!failure, failure && failure->canRetry, needs.loop.now());
+    if (failure) {
+        if (failure->canRetry) failure->text += "\nNo message was inserted. You can retry the saved message.";
+        failure->attempt = attempts.finished().back().line().text();
+    }
+    co_return failure;
+}
+
+Task<bool> Outbox::isReceived(std::string transferID, ConversationReference destination, RelayState state) {
+    const auto conversation = co_await needs.reader.readReference(std::move(destination));
+    co_return state.reconcile(transferID, *conversation);
+}
+
+Task<void> Outbox::adoptDelivered(RelayPair pair, SavedTransfer transfer) {
+    const auto adopt = [&](RelayState& state) {
+        state.markSubmitted(transfer->id);
+        if (state.link(pair.id))
+            state.clearPreparedSourceInstruction(transfer->id);
+        else if (!state.draft(pair.id, transfer->source).isForNextTransfer())
+            state.setDraft(pair.id, transfer->source, "", std::nullopt, false);
+    };
+    co_await needs.ledger.change(adopt);
+}
+
+Task<void> Outbox::recordFailure(std::string transferID, DeliveryFailure failure) {
+    const bool canRetry = failure.canRetry;
+    noteFailure(transferID, std::move(failure));
+    try {
+        if (canRetry) co_await setRelayRetryable(transferID, true);
+    } catch (const std::exception& error) {
+        needs.notices.fail(error.what());
+    }
+    needs.notices.say("The message is kept. Recover with Retry or Copy saved message.");
+}
+
+Task<void> Outbox::setRelayRetryable(std::string transferID, bool retryable) {
+    const auto set = [&](RelayState& state) { state.setRetryable(transferID, retryable); };
+    co_await needs.ledger.change(set);
+    offerRetry(transferID, retryable);
+}
+
+void Outbox::offerRetry(const std::string& transferID, bool isOffered) {
+    auto ids = held.retryableTransferIDs.get();
+    if (isOffered)
+        ids.insert(transferID);
+    else
+        ids.erase(transferID);
+    if (ids != held.retryableTransferIDs.get()) held.retryableTransferIDs = std::move(ids);
+}
+
+void Outbox::noteFailure(const std::string& transferID, DeliveryFailure failure) {
+    needs.notices.fail(failure.description());
+    auto failures = held.transferFailures.get();
+    failures[transferID] = std::move(failure);
+    held.transferFailures = std::move(failures);
+}
+
+void Outbox::forgetFailure(const std::string& transferID) {
+    auto failures = held.transferFailures.get();
+    if (failures.erase(transferID)) held.transferFailures = std::move(failures);
+}
+
+// Looks for the message in a fresh reading; if it is there, saves that.
+Task<bool> Outbox::settleIfReceived(std::string transferID, ConversationReference destination,
+                                    bool wasSubmitted) {
+    const auto conversation = co_await needs.reader.readReference(std::move(destination));
+    const auto settle = [&](RelayState& state) {
+        const bool isThere = state.reconcile(transferID, *conversation);
+        if (isThere && wasSubmitted) state.markSubmitted(transferID);
+        return isThere;
+    };
+    co_return co_await needs.ledger.change(settle);
+}
+
+std::optional<std::string> Outbox::deliveryStage() const {
+    using Stage = ClaudeRelayDiagnosticHistory::Stage;
+    const auto* attempt = held.operation.isSending() ? needs.claudeSender.attempts().current() : nullptr;
+    if (!attempt) return std::nullopt;
+    switch (attempt->stage) {
+    case Stage::launch: return "Opening Claude…";
+    case Stage::sourceRoute:
+    case Stage::sourceSnapshot: return "Looking at what Claude shows…";
+    case Stage::navigationOpen:
+    case Stage::navigationWait: return "Showing the conversation in Claude…";
+    case Stage::targetSnapshot:
+    case Stage::targetRecheck: return "Checking that the editor is empty…";
+    case Stage::insertion: return "Writing into the editor…";
+    case Stage::submission: return "Sending, and looking for it in the transcript…";
+    }
+    return std::nullopt;
+}
+
+// Copying
+
+void Outbox::copy(Pasteboard& pasteboard) {
+    if (!relay().activePair()) return copyPlain(pasteboard);
+    if (needs.workspace.state().isLoading || needs.operation.isUnderWay()) return;
+    tasks.start(copyRelay(needs.operation.begin(MessageOperation::Kind::preparing), pasteboard));
+}
+
+void Outbox::copyPlain(Pasteboard& pasteboard) {
+    auto text = relay().preview();
+    const bool isLoading = needs.workspace.state().isLoading;
+    if (text.empty() || isLoading)
+        return needs.notices.fail(isLoading ? "Wait for the conversation to finish loading before copying."
+                                            : "Enter a conversation or instructions to copy.");
+    pasteboard.clearContents();
+    if (!pasteboard.setString(text)) return needs.notices.fail("Couldn't copy to the clipboard. Try again.");
+    needs.notices.dismissError();
+    needs.workspace.recordCopy(std::move(text));
+    needs.notices.say(
+        fmt::format("Copied. Destination: {}. Paste into the intended conversation and send. Copying alone "
+                    "does not confirm delivery.",
+                    label(needs.workspace.state().destination)));
+}
+
+Task<void> Outbox::copyRelay([[maybe_unused]] Guard operation, Pasteboard& pasteboard) {
+    const auto& workspace = needs.workspace.state();
+    try {
+        const auto pair = *relay().activePair();
+        const auto transfer = co_await prepareNew(pair, workspace.source, false);
+        pasteboard.clearContents();
+        if (!pasteboard.setString(*transfer->payload))
+            throw RelaySendError("Couldn't copy. The message has been saved.");
+        const auto adopt = [&](RelayState& state) {
+            if (state.link(pair.id))
+                state.clearPreparedSourceInstruction(transfer->id);
+            else
+                state.setDraft(pair.id, transfer->source, "", workspace.selectedStartMessageID, false);
+        };
+        co_await needs.ledger.change(adopt);
+        needs.workspace.clearInstruction();
+        needs.notices.say(
+            "Waiting for paste — The position will not advance until delivery is confirmed in the "
+            "destination transcript.");
+    } catch (const std::exception& error) {
+        needs.notices.fail(error.what());
+    }
+}
+
+void Outbox::copyPendingTransfer(Pasteboard& pasteboard) {
+    const auto saved = relay().previousCopy();
+    if (!saved) return;
+    pasteboard.clearContents();
+    if (pasteboard.setString(*saved))
+        needs.notices.say("Saved message copied.");
+    else
+        needs.notices.fail("Couldn't copy. The message has been saved.");
+}
+
+// What an earlier attempt left in Claude's editor
+
+void Outbox::submitExistingClaudeDraft() {
+    if (!relay().hasClaudePendingDraft() || needs.operation.isUnderWay() || needs.workspace.state().isLoading)
+        return;
+    auto operation = needs.operation.begin(MessageOperation::Kind::preparing);
+    tasks.start(submitDraft(std::move(operation), *relay().activePair(), *relay().pendingTransfer()));
+}
+
+Task<void> Outbox::submitDraft(Guard operation, RelayPair pair, RelayTransfer transfer) {
+    const auto destination = pair.claude;
+    const auto kept = shownSelection();
+    const ClaudeRelaySender::ReceiptCheck receiptConfirmed = [this, kept, id = transfer.id, destination] {
+        return isReceivedAsShown(kept, id, destination);
+    };
+    std::optional<std::string> problem;
+    bool wasThere = false, mayHaveSent = false;
+    try {
+        wasThere = co_await settleIfReceived(transfer.id, destination, false);
+        if (!wasThere) {
+            co_await setRelayRetryable(transfer.id, false);
+            operation.beginSending();
+            mayHaveSent = true;
+            needs.notices.dismissError();
+            co_await needs.claudeSender.submitExistingDraft(*transfer.payload, destination, receiptConfirmed);
+            if (!co_await settleIfReceived(transfer.id, destination, true))
+                throw RelaySendError("Couldn't confirm the message in the final receipt check. The saved "
+                                     "message is kept; no automatic resend.");
+        }
+    } catch (const std::exception& error) {
+        problem = error.what();
+    }
+    operation.end();
+    if (wasThere) {
+        needs.notices.say("Already delivered. Nothing was sent.");
+    } else if (!problem) {
+        forgetFailure(transfer.id);
+        needs.notices.say("Confirmed that Claude received the saved message.");
+    } else if (mayHaveSent) {
+        noteFailure(transfer.id, {*problem, false, std::nullopt});
+        needs.notices.say("Delivery could not be confirmed. The saved message is kept; no automatic resend.");
+    } else {
+        needs.notices.fail(*problem);
+    }
+    onDone();
+}
+
+Outbox::ShownSelection Outbox::shownSelection() const {
+    const auto& workspace = needs.workspace.state();
+    return {workspace.selectedPairID.get(),
+            workspace.relayLoadGeneration.current(),
+            workspace.commandEditGeneration.current(),
+            workspace.source,
+            workspace.instruction,
+            workspace.selectedStartMessageID};
+}
+
+Task<bool> Outbox::isReceivedAsShown(ShownSelection kept, std::string transferID,
+                                     ConversationReference destination) {
+    if (shownSelection() != kept)
+        throw RelaySendError("The selection or instructions changed. Stopped verifying the existing draft.");
+    return isReceived(std::move(transferID), std::move(destination), needs.ledger.state().relayState);
+}
+
+void Outbox::diagnoseRelayComposer(Completion completion) {
+    if (const auto pair = relay().activePair()) tasks.start(diagnose(pair->claude, std::move(completion)));
+}
+
+Task<void> Outbox::diagnose(ConversationReference reference, Completion completion) {
+    std::string text;
+    try {
+        text = "Claude Code structural diagnostics (no content)\n";
+        text += co_await needs.claudeSender.diagnose(std::move(reference));
+    } catch (const std::exception& failure) {
+        text = failure.what();
+    }
+    needs.applications.activateSelf();
+    completion(text);
+}
+
+} // namespace orvel

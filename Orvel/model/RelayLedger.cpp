@@ -1,0 +1,92 @@
+#include "Orvel/model/RelayLedger.h"
+
+#include "Orvel/model/Notices.h"
+#include "Orvel/runtime/Random.h"
+#include "OrvelCore/relay/RelaySendError.h"
+
+namespace orvel {
+
+RelayLedger::RelayLedger(const ChangeSignal& changes, Notices& notices, MainLoop& loop, FileStore& files,
+                         std::string path)
+    : held(changes),
+      notices(notices),
+      loop(loop),
+      file(std::move(path), files),
+      turns(loop),
+      tasks([&notices](const auto& failure) { notices.fail(failure); }) {}
+
+Task<void> RelayLedger::restoreRelay() {
+    const auto turn = co_await turns.next();
+    const auto& state = held.relayState.get();
+    if (!state.pairs.empty() || !state.initialTransfers.empty() || held.relayStorageError) co_return;
+    try {
+        const auto read = [path = file.path()] { return loadRelayState(path); };
+        auto saved = co_await loop.background(read);
+        if (!saved) co_return;
+        co_await file.prepare(*saved);
+        held.relayState = std::move(*saved);
+    } catch (const std::exception& failure) {
+        held.relayStorageError =
+            std::string("Couldn't load links and transfer records. The original file is kept.\n") +
+            failure.what();
+        notices.fail(*held.relayStorageError);
+    }
+}
+
+RelayStamp RelayLedger::stamp() const {
+    return {randomUUID, loop.now()};
+}
+
+SavedTransfer RelayLedger::saved(const std::string& transferID) const {
+    return SavedTransfer(held.relayState->transfers.find(transferID));
+}
+
+Task<void> RelayLedger::saveRelay(RelayState state) {
+    if (held.relayStorageError) throw RelaySendError(*held.relayStorageError);
+    if (state == held.relayState.get()) co_return;
+    co_await file.save(state);
+    held.relayState = std::move(state);
+}
+
+// Pairs are never removed, so a draft always fits. One that does not keeps no other change back.
+RelayState RelayLedger::withDrafts(const std::map<std::string, UnsavedDraft>& drafts) const {
+    auto state = held.relayState.get();
+    for (const auto& [key, unsaved] : drafts) try {
+            state.setDraft(unsaved.pairID, unsaved.source, unsaved.draft.instruction,
+                           unsaved.draft.startMessageID, unsaved.draft.isForNextTransfer());
+        } catch (const std::exception&) { // NOLINT(bugprone-empty-catch)
+        }
+    return state;
+}
+
+// What was typed while the save went on is still to be saved.
+void RelayLedger::forget(const std::map<std::string, UnsavedDraft>& drafts) {
+    auto left = held.unsavedDrafts.get();
+    for (const auto& [key, saved] : drafts) {
+        const auto now = left.find(key);
+        if (now != left.end() && now->second.edit == saved.edit) left.erase(now);
+    }
+    if (left.size() != held.unsavedDrafts->size()) held.unsavedDrafts = std::move(left);
+}
+
+void RelayLedger::setDraft(const std::string& pairID, Agent source, RelayDraft draft) {
+    auto unsaved = held.unsavedDrafts.get();
+    unsaved[positionKey(pairID, source)] = {pairID, source, std::move(draft), ++edits};
+    held.unsavedDrafts = std::move(unsaved);
+    if (!nextFlush) nextFlush = loop.after(draftInterval, [this] { flushDrafts(); });
+}
+
+void RelayLedger::flushDrafts() {
+    nextFlush.reset();
+    if (hasUnsavedDraft()) tasks.start(flush());
+}
+
+Task<void> RelayLedger::flush() {
+    try {
+        co_await change([](RelayState&) {});
+    } catch (const std::exception& failure) {
+        notices.fail(failure.what());
+    }
+}
+
+} // namespace orvel

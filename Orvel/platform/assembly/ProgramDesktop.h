@@ -1,0 +1,49 @@
+#pragma once
+// Assembles the desktop of a program: what the program's own toolkit brings, what the system offers, and in a
+// sample the sample's tools and its own Claude.
+
+#include "Orvel/desktop/Desktop.h"
+#include "Orvel/platform/posix/Places.h"
+#include "Orvel/platform/posix/PosixFileStore.h"
+#include "Orvel/platform/posix/PosixProcesses.h"
+#include "Orvel/platform/sample/SampleApplications.h"
+#include "Orvel/platform/sample/SampleClaude.h"
+#include "Orvel/platform/sample/SampleProcesses.h"
+#include "Orvel/platform/unavailable/UnavailableDesktop.h"
+
+#include <optional>
+
+namespace orvel {
+
+/// What a toolkit brings; all of it outlives the desktop.
+struct ProgramToolkit {
+    MainLoop& loop;
+    DescriptorWatcher& descriptors;
+    Pasteboard& pasteboard;
+    Panels& panels;
+    Applications& applications;
+    Settings& settings;
+};
+
+/// Belongs to the loop's thread.
+class ProgramDesktop {
+  public:
+    ProgramDesktop(const ProgramToolkit& toolkit, const Places& places);
+    ProgramDesktop(const ProgramDesktop&) = delete;
+    ProgramDesktop& operator=(const ProgramDesktop&) = delete;
+
+    const Desktop& ports() const { return assembled; }
+
+  private:
+    Desktop assemble(const ProgramToolkit& toolkit, const Places& places);
+
+    PosixFileStore files;
+    PosixProcesses systemProcesses;
+    UnavailableDesktop unavailable;
+    std::optional<SampleProcesses> sampleProcesses;
+    std::optional<SampleClaude> sampleClaude;
+    std::optional<SampleApplications> sampleApplications;
+    Desktop assembled;
+};
+
+} // namespace orvel
