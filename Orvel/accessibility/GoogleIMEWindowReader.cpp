@@ -18,7 +18,7 @@ Sample sampleOf(const MainLoop& loop, WindowList& windows) {
     const auto started = secondsOf(loop.uptime());
     const auto names = windows.ownerNames(maximumWindows + 1);
     const auto duration = secondsOf(loop.uptime()) - started;
-    if (duration > longestQuery) return {State::unavailable, started, duration};
+    if (duration > queryTimeout) return {State::unavailable, started, duration};
     return {names ? classify(*names) : classify(std::nullopt), started, duration};
 }
 
@@ -27,9 +27,9 @@ Sample sampleOf(const MainLoop& loop, WindowList& windows) {
 struct GoogleIMEWindowReader::Reads {
     std::mutex mutex;
     bool isInFlight = false;
-    std::optional<Sample> latest; // Of the read that is waited for.
+    std::optional<Sample> latest; // Of the read under way.
 
-    // Whether a read may begin; if so, it has.
+    // Begins a read, unless one is under way.
     bool begin() {
         const std::lock_guard lock(mutex);
         if (isInFlight) return false;
@@ -50,9 +50,9 @@ struct GoogleIMEWindowReader::Reads {
 GoogleIMEWindowReader::GoogleIMEWindowReader(MainLoop& loop, WindowList& windows, SideQueue& queue)
     : loop(loop), windows(windows), queue(queue), reads(std::make_shared<Reads>()) {}
 
-std::optional<GoogleIMEWindowReader::Sample> GoogleIMEWindowReader::readFresh(double maximumWait) {
-    if (!std::isfinite(maximumWait) || maximumWait <= 0) return std::nullopt;
-    const auto wait = std::min(maximumWait, longestWait);
+std::optional<GoogleIMEWindowReader::Sample> GoogleIMEWindowReader::readFresh(double timeout) {
+    if (!std::isfinite(timeout) || timeout <= 0) return std::nullopt;
+    const auto wait = std::min(timeout, readTimeout);
     if (!reads->begin()) return std::nullopt;
     const auto asked = loop.uptime();
     const auto read = [reads = reads, &loop = loop, &windows = windows] {

@@ -6,7 +6,7 @@ using namespace orvel;
 
 TEST(CompositionState, IsClearOnlyUnderASourceThatCannotCompose) {
     using enum MarkedTextEvidence;
-    using enum CompositionState::Case;
+    using enum CompositionState;
     const struct {
         MarkedTextEvidence evidence;
         CompositionState ascii, other;
@@ -15,8 +15,8 @@ TEST(CompositionState, IsClearOnlyUnderASourceThatCannotCompose) {
                 {unsupported, clear, unknown},
                 {unavailable, unknown, unknown}};
     for (const auto& row : rows) {
-        EXPECT_EQ(CompositionState::resolve(row.evidence, true), row.ascii) << rawValue(row.evidence).view();
-        EXPECT_EQ(CompositionState::resolve(row.evidence, false), row.other) << rawValue(row.evidence).view();
+        EXPECT_EQ(compositionState(row.evidence, true), row.ascii) << description(row.evidence).view();
+        EXPECT_EQ(compositionState(row.evidence, false), row.other) << description(row.evidence).view();
     }
 }
 
@@ -46,7 +46,7 @@ TEST(KnownASCIISource, IsOneOfFourPairsOfIdAndType) {
 
 TEST(OrvelReturnShortcut, IsReturnAloneOrWithCommandAlone) {
     for (int modifiers = 0; modifiers < 32; ++modifiers) {
-        const auto shortcut = OrvelReturnShortcut::of({modifiers});
+        const auto shortcut = returnShortcut({modifiers});
         if (modifiers == 0)
             EXPECT_EQ(shortcut, OrvelReturnShortcut::plain);
         else if (modifiers == 1)
@@ -94,38 +94,36 @@ TEST(CommandEntryDisposition, StopsACommandThatMayBeInAConversationAndIsNotProve
     for (const auto shortcut : {Shortcut(OrvelReturnShortcut::plain), Shortcut(OrvelReturnShortcut::command)})
         for (const bool valid : {true, false}) {
             const auto unlessValid = valid ? CommandEntryDisposition::inspect : CommandEntryDisposition::stop;
-            EXPECT_EQ(CommandEntryDisposition::resolve(true, shortcut, verified, valid), unlessValid);
-            EXPECT_EQ(CommandEntryDisposition::resolve(true, shortcut, uncertain, valid),
+            EXPECT_EQ(commandEntryDisposition(true, shortcut, verified, valid), unlessValid);
+            EXPECT_EQ(commandEntryDisposition(true, shortcut, uncertain, valid),
                       CommandEntryDisposition::stop);
-            EXPECT_EQ(CommandEntryDisposition::resolve(true, shortcut, excluded, valid),
+            EXPECT_EQ(commandEntryDisposition(true, shortcut, excluded, valid),
                       CommandEntryDisposition::forward);
             for (const auto recognition : {verified, excluded, uncertain}) {
-                EXPECT_EQ(CommandEntryDisposition::resolve(false, shortcut, recognition, valid),
+                EXPECT_EQ(commandEntryDisposition(false, shortcut, recognition, valid),
                           CommandEntryDisposition::forward);
                 for (const bool isCommand : {true, false})
-                    EXPECT_EQ(CommandEntryDisposition::resolve(isCommand, std::nullopt, recognition, valid),
+                    EXPECT_EQ(commandEntryDisposition(isCommand, std::nullopt, recognition, valid),
                               CommandEntryDisposition::forward);
             }
         }
 }
 
 TEST(CommandReturnDecision, LetsOnlyAPlainReturnReachTheInputMethod) {
-    using enum CommandReturnDecision::Case;
+    using enum CommandReturnDecision;
     for (int bits = 0; bits < 32; ++bits) {
         const auto bit = [&](int n) { return (bits >> n & 1) != 0; };
-        CommandReturnDecision::Facts facts;
+        CommandReturnFacts facts;
         facts.knownJapaneseSource = bit(0);
         facts.safeLineBreak = bit(1);
         facts.endCaretWithoutSelection = bit(2);
         facts.allowsCompositionConfirmation = bit(3);
         facts.shortcut = bit(4) ? OrvelReturnShortcut::command : OrvelReturnShortcut::plain;
         facts.composition = CompositionState::clear;
-        EXPECT_EQ(CommandReturnDecision::resolve(facts), capture) << bits;
+        EXPECT_EQ(commandReturnDecision(facts), capture) << bits;
         facts.composition = CompositionState::composing;
-        EXPECT_EQ(CommandReturnDecision::resolve(facts), bits >= 8 && bits < 16 ? confirmComposition : stop)
-            << bits;
+        EXPECT_EQ(commandReturnDecision(facts), bits >= 8 && bits < 16 ? confirmComposition : stop) << bits;
         facts.composition = CompositionState::unknown;
-        EXPECT_EQ(CommandReturnDecision::resolve(facts), bits == 7 || bits == 15 ? probeLineBreak : stop)
-            << bits;
+        EXPECT_EQ(commandReturnDecision(facts), bits == 7 || bits == 15 ? probeLineBreak : stop) << bits;
     }
 }

@@ -120,9 +120,9 @@ TEST(ClaudeComposer, IsRecognisedByWhatSurroundsIt) {
         auto codePage = composer("Send"), chatPage = composer("Send message");
         test.change(codePage), test.change(chatPage);
         const auto code = codePage.code();
-        EXPECT_EQ(rawValue(code.diagnosis), rawValue(test.code)) << test.what;
+        EXPECT_EQ(description(code.diagnosis), description(test.code)) << test.what;
         EXPECT_EQ(code.desktopSessionID, test.code == matchedCode ? std::optional(session) : std::nullopt);
-        EXPECT_EQ(rawValue(chatPage.chat()), rawValue(test.chat)) << test.what;
+        EXPECT_EQ(description(chatPage.chat()), description(test.chat)) << test.what;
         if (test.lastLine) {
             EXPECT_EQ(chatPage.lastLine(), test.lastLine) << test.what;
         }
@@ -164,8 +164,8 @@ TEST(ClaudeComposer, KnowsWhatMayStandBesideIt) {
         for (const auto* role : roles) {
             auto chatPage = composer("Send message"), codePage = composer("Send");
             for (auto* page : {&chatPage, &codePage}) page->add(50, role, 1);
-            EXPECT_EQ(rawValue(chatPage.chat()), rawValue(chat)) << role;
-            EXPECT_EQ(rawValue(codePage.code().diagnosis), rawValue(code)) << role;
+            EXPECT_EQ(description(chatPage.chat()), description(chat)) << role;
+            EXPECT_EQ(description(codePage.code().diagnosis), description(code)) << role;
         }
     // As the focused element, a field is an editor for Code conversations alone.
     auto chatPage = composer("Send message"), codePage = composer("Send");

@@ -98,7 +98,7 @@ TEST(CodexComposer, IsRecognisedByWhatSurroundsIt) {
     for (const auto& test : cases) {
         auto page = composer();
         test.change(page);
-        EXPECT_EQ(rawValue(page.judged()), rawValue(test.result)) << test.what;
+        EXPECT_EQ(description(page.judged()), description(test.result)) << test.what;
     }
 }
 

@@ -103,7 +103,7 @@ TEST(DiagnosticSummary, CountsClassesAndComparesLabels) {
 }
 
 TEST(DiagnosticSummary, TellsOfATextOnlyWhatItIs) {
-    EXPECT_EQ(DiagnosticSummary::input(ReturnInputClassification("my secret")).text(),
+    EXPECT_EQ(DiagnosticSummary::input(classifyInput("my secret")).text(),
               "Not command syntax (content not recorded)");
     EXPECT_EQ(DiagnosticSummary::input(ReturnInputClassification::unread).text(), "Not read");
     EXPECT_EQ(DiagnosticSummary::input(ReturnInputClassification::unavailable).text(), "Unavailable");

@@ -18,7 +18,7 @@ struct Row {
 
 template <typename Value, std::size_t size>
 void check(const Row<Value> (&rows)[size]) {
-    for (const auto& [value, words] : rows) EXPECT_EQ(rawValue(value).view(), words);
+    for (const auto& [value, words] : rows) EXPECT_EQ(description(value).view(), words);
 }
 
 } // namespace
