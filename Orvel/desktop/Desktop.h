@@ -1,6 +1,6 @@
 #pragma once
-// Everything outside Orvel that its application logic may touch. Main files choose what stands behind each
-// port.
+// Everything outside Orvel that its application logic may use. The main files choose an implementation for
+// each port.
 
 namespace orvel {
 
@@ -12,7 +12,7 @@ class Pasteboard;
 class Processes;
 class Settings;
 
-/// References to the ports; whoever makes it keeps them alive.
+/// References to the ports, which outlive it.
 struct Desktop {
     MainLoop& loop;
     Pasteboard& pasteboard;

@@ -1,5 +1,5 @@
 #pragma once
-// Writing the files that Orvel owns.
+// Writes the files that Orvel owns.
 
 #include <string>
 #include <string_view>
@@ -10,9 +10,9 @@ class FileStore {
   public:
     virtual ~FileStore() = default;
 
-    /// Replaces the file's contents as a whole and makes its folder where needed. After a crash at any moment
-    /// the old file or the new one is there, never a mixture, and once this returns, the new one stays.
-    /// Throws FileError, and then the old file is untouched.
+    /// Atomically replaces the file's contents, and creates its folder if needed. A crash leaves the old file
+    /// or the new one, never a mixture; once this returns, the new one is durable. Throws FileError, and then
+    /// the old file is untouched.
     virtual void replaceFile(const std::string& path, std::string_view contents) = 0;
 };
 
