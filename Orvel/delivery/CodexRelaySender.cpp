@@ -17,9 +17,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto acceptanceWait = 15s;
-constexpr auto acceptanceLook = 50ms;
-constexpr auto longestTurn = 3600s;
+constexpr auto acceptanceTimeout = 15s;
+constexpr auto acceptancePollInterval = 50ms;
+constexpr auto turnTimeout = 3600s;
 
 ChildLaunch queueLaunch(const std::string& executable, const std::string& threadID,
                         const std::string& payload, const std::string& oldPath) {
@@ -72,10 +72,10 @@ Task<std::exception_ptr> CodexRelaySender::queue(std::string tool, std::string t
     try {
         const auto oldPath = processes.environmentVariable("PATH").value_or("");
         const auto child = processes.start(queueLaunch(tool, threadID, payload, oldPath));
-        const auto deadline = loop.uptime() + acceptanceWait;
+        const auto deadline = loop.uptime() + acceptanceTimeout;
         auto status = child->exitStatus();
         for (; !status && loop.uptime() < deadline; status = child->exitStatus())
-            co_await loop.sleep(acceptanceLook);
+            co_await loop.sleep(acceptancePollInterval);
         if (!status) {
             co_await endChild(loop, *child);
             throw RelaySendError(
@@ -100,7 +100,7 @@ Task<void> CodexRelaySender::watch(std::unique_ptr<CodexThreadSession> session, 
     };
     std::optional<std::string> failure;
     try {
-        co_await session->waitForTurnCompletion(longestTurn, isAnswered);
+        co_await session->waitForTurnCompletion(turnTimeout, isAnswered);
     } catch (const std::exception& error) {
         failure = error.what();
     }

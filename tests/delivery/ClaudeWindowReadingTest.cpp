@@ -18,7 +18,7 @@ struct Reading {
 };
 
 Reading read(ScriptedClaude& claude, ClaudeSnapshotRequest request = {path}) {
-    ClaudeWindowReading reading(claude.ports, claude.history);
+    ClaudeWindowReader reading(claude.ports, claude.history);
     Reading result;
     result.outcome = claude.run(reading.snapshot(request), result.snapshot);
     return result;
@@ -248,7 +248,7 @@ TEST(ClaudeWindowReading, TellsWhichCodePageIsShown) {
     for (const auto& [name, change, expected, counts] : cases) {
         ScriptedClaude claude;
         change(claude);
-        ClaudeWindowReading reading(claude.ports, claude.history);
+        ClaudeWindowReader reading(claude.ports, claude.history);
         std::optional<std::optional<std::string>> shown;
         const auto outcome = claude.run(reading.currentCodePagePath(std::nullopt), shown);
         EXPECT_EQ(shown ? shown->value_or("") : outcome.message, expected) << name;
