@@ -68,7 +68,8 @@ ExplorationDesk::~ExplorationDesk() {
 // The ports that don't know of steps themselves.
 void ExplorationDesk::wireSteps() {
     desktop.files.beforeReplacing = [this](const std::string& path) {
-        if (desktop.steps.take("replaceFile", true).report) throw FileError::fromErrno(EIO, "save", path);
+        if (desktop.steps.take("replaceFile", true).report || isDiskFull)
+            throw FileError::fromErrno(EIO, "save", path);
     };
     desktop.processes.beforeStep = [this](std::string_view name) {
         SimulatedStep step{.operation = "process", .name = name, .isWrite = name == "start"};

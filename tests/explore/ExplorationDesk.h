@@ -109,6 +109,7 @@ struct ExplorationDesk {
 
     const std::string folder;
     QuickFileStore disk;
+    bool isDiskFull = false; ///< Nothing of Orvel's can be saved.
     SimulatedDesktop desktop{disk};
     SimulatedClaude claude;
     SimulatedCodex codex;
