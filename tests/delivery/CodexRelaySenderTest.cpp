@@ -208,15 +208,6 @@ TEST_F(CodexRelaySenderTest, TheMessageIsOneArgumentOfItsOwn) {
     EXPECT_FALSE(launch->hasPipes);
 }
 
-TEST_F(CodexRelaySenderTest, AConversationThatAnotherProgramHoldsTakesTheMessageUnwatched) {
-    server.answers["thread/resume"] =
-        Server::error(-32600, std::string("thread ") + server.thread + " already has an active writer");
-    sendTime = 1s;
-    EXPECT_EQ(send().words, "done");
-    EXPECT_TRUE(sender->watchedTurns().empty());
-    EXPECT_EQ(processes.running(), 0);
-}
-
 TEST_F(CodexRelaySenderTest, TheTurnIsWatchedToItsReplyInTheTranscript) {
     sendTime = 1s;
     EXPECT_EQ(send().words, "done");

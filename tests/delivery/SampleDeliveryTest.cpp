@@ -85,25 +85,6 @@ TEST_F(SampleDeliveryTest, CarriesAMessageFromSendToReply) {
     EXPECT_TRUE(codex.complaints().empty());
 }
 
-TEST_F(SampleDeliveryTest, DeliversWithoutAWatchWhereAnotherProgramHoldsTheThread) {
-    codex.holdAsAnother(CodexFolder::plain);
-    EXPECT_EQ(send("M"), "sent");
-    EXPECT_TRUE(sender.watchedTurns().empty());
-    loop.runFor(seconds(2));
-    EXPECT_THAT(files.outcome(), testing::EndsWith(files.reply("M")));
-}
-
-TEST_F(SampleDeliveryTest, WatchesOnForAReplyBehindAFailedTurn) {
-    codex.manner.turnsFail = true;
-    EXPECT_EQ(send("M"), "sent");
-    loop.runFor(seconds(3'590));
-    EXPECT_THAT(files.outcome(), testing::EndsWith("user: M"));
-    EXPECT_TRUE(lifecycleFailures.empty());
-    loop.runFor(seconds(20));
-    EXPECT_EQ(lifecycleFailures.size(), 1U);
-    EXPECT_EQ(processes.running(), 0);
-}
-
 TEST_F(SampleDeliveryTest, ReadsTheWholeHistoryOfAFork) {
     files.addFork();
     EXPECT_EQ(read(CodexFolder::fork), "user: A | assistant: C | user: F | assistant: G");
