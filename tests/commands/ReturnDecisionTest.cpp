@@ -21,47 +21,26 @@ TEST(CompositionState, IsClearOnlyUnderASourceThatCannotCompose) {
 }
 
 TEST(KnownASCIISource, IsOneOfFourPairsOfIdAndType) {
-    const std::string layout = "TISTypeKeyboardLayout", mode = "TISTypeKeyboardInputMode";
-    const std::string kotoeri = "com.apple.inputmethod.Kotoeri.";
-    const std::optional<std::string_view> none;
-    const std::string kana = kotoeri + "KanaTyping.Roman", romaji = kotoeri + "RomajiTyping.Roman",
-                      hiragana = kotoeri + "RomajiTyping.Japanese";
-    const std::optional<std::string_view> ids[] = {"com.apple.keylayout.ABC",
-                                                   "com.apple.keylayout.US",
-                                                   kana,
-                                                   romaji,
-                                                   hiragana,
-                                                   "com.apple.keylayout.USExtended",
-                                                   "",
-                                                   none};
-    const std::optional<std::string_view> types[] = {layout, mode, "TISTypeKeyboardInputMethodWithoutModes",
-                                                     "", none};
-    for (std::size_t id = 0; id < std::size(ids); ++id)
-        for (std::size_t type = 0; type < std::size(types); ++type) {
-            const bool known = (id < 2 && type == 0) || ((id == 2 || id == 3) && type == 1);
-            EXPECT_EQ(KnownASCIISource::matches(ids[id], types[type], true), known) << id << ' ' << type;
-            EXPECT_FALSE(KnownASCIISource::matches(ids[id], types[type], false));
-        }
-}
-
-TEST(OrvelReturnShortcut, IsReturnAloneOrWithCommandAlone) {
-    for (int modifiers = 0; modifiers < 32; ++modifiers) {
-        const auto shortcut = OrvelReturnShortcut::of({modifiers});
-        if (modifiers == 0)
-            EXPECT_EQ(shortcut, OrvelReturnShortcut::plain);
-        else if (modifiers == 1)
-            EXPECT_EQ(shortcut, OrvelReturnShortcut::command);
-        else
-            EXPECT_FALSE(shortcut) << modifiers;
+    const std::string layout = "TISTypeKeyboardLayout", mode = "TISTypeKeyboardInputMode",
+                      kotoeri = "com.apple.inputmethod.Kotoeri.";
+    const struct {
+        std::string id, type;
+        bool isKnown;
+    } cases[] = {
+        {"com.apple.keylayout.ABC", layout, true},
+        {"com.apple.keylayout.US", layout, true},
+        {kotoeri + "KanaTyping.Roman", mode, true},
+        {kotoeri + "RomajiTyping.Roman", mode, true},
+        {"com.apple.keylayout.ABC", mode, false},
+        {kotoeri + "RomajiTyping.Roman", layout, false},
+        {kotoeri + "RomajiTyping.Japanese", mode, false},
+        {"com.apple.keylayout.USExtended", layout, false},
+        {"", layout, false},
+    };
+    for (const auto& [id, type, isKnown] : cases) {
+        EXPECT_EQ(KnownASCIISource::matches(id, type, true), isKnown) << id << type;
+        EXPECT_FALSE(KnownASCIISource::matches(id, type, false));
     }
-}
-
-TEST(OrvelCommandPolicy, KnowsTheApplicationsByTheirExactIdentifiers) {
-    EXPECT_EQ(OrvelCommandPolicy::source("com.openai.codex"), Agent::codex);
-    EXPECT_EQ(OrvelCommandPolicy::source("com.anthropic.claudefordesktop"), Agent::claude);
-    for (const auto* other : {"", "com.openai.Codex", "com.openai.codex.helper", "com.anthropic.claude"})
-        EXPECT_FALSE(OrvelCommandPolicy::source(other)) << other;
-    EXPECT_FALSE(OrvelCommandPolicy::source(std::nullopt));
 }
 
 TEST(OrvelCommandPolicy, PassesACommandOnlyIfEveryConditionHolds) {
@@ -90,23 +69,17 @@ TEST(OrvelCommandPolicy, PassesACommandOnlyIfEveryConditionHolds) {
 
 TEST(CommandEntryDisposition, StopsACommandThatMayBeInAConversationAndIsNotProved) {
     using enum ComposerRecognition;
-    using Shortcut = std::optional<OrvelReturnShortcut>;
-    for (const auto shortcut : {Shortcut(OrvelReturnShortcut::plain), Shortcut(OrvelReturnShortcut::command)})
-        for (const bool valid : {true, false}) {
-            const auto unlessValid = valid ? CommandEntryDisposition::inspect : CommandEntryDisposition::stop;
-            EXPECT_EQ(CommandEntryDisposition::resolve(true, shortcut, verified, valid), unlessValid);
-            EXPECT_EQ(CommandEntryDisposition::resolve(true, shortcut, uncertain, valid),
-                      CommandEntryDisposition::stop);
-            EXPECT_EQ(CommandEntryDisposition::resolve(true, shortcut, excluded, valid),
-                      CommandEntryDisposition::forward);
-            for (const auto recognition : {verified, excluded, uncertain}) {
-                EXPECT_EQ(CommandEntryDisposition::resolve(false, shortcut, recognition, valid),
-                          CommandEntryDisposition::forward);
-                for (const bool isCommand : {true, false})
-                    EXPECT_EQ(CommandEntryDisposition::resolve(isCommand, std::nullopt, recognition, valid),
-                              CommandEntryDisposition::forward);
-            }
-        }
+    using enum CommandEntryDisposition::Case;
+    const auto resolve = [](bool isCommand, auto shortcut, ComposerRecognition recognition, bool valid) {
+        return CommandEntryDisposition::resolve(isCommand, shortcut, recognition, valid);
+    };
+    constexpr auto plain = OrvelReturnShortcut::plain;
+    EXPECT_EQ(resolve(true, plain, verified, true), inspect);
+    EXPECT_EQ(resolve(true, plain, verified, false), stop);
+    EXPECT_EQ(resolve(true, plain, uncertain, true), stop);
+    EXPECT_EQ(resolve(true, plain, excluded, true), forward);
+    EXPECT_EQ(resolve(false, plain, uncertain, false), forward);
+    EXPECT_EQ(resolve(true, std::nullopt, uncertain, false), forward);
 }
 
 TEST(CommandReturnDecision, LetsOnlyAPlainReturnReachTheInputMethod) {
