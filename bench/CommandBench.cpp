@@ -23,7 +23,7 @@ std::string filled(std::string text, std::string_view piece, std::string_view ta
 
 void classify(benchmark::State& run, const char* head, const char* piece) {
     const auto text = filled(head, piece, "", OrvelCommand::maximumBytes);
-    for (auto _ : run) benchmark::DoNotOptimize(ReturnInputClassification(text));
+    for (auto _ : run) benchmark::DoNotOptimize(classifyInput(text));
 }
 BENCHMARK_CAPTURE(classify, instructions, "/orvel ", "x")
     ->Name("command/classify/instructions")
@@ -48,7 +48,7 @@ struct EndlessTree : Tree {
         if (id == window) node.role = "AXWindow";
         if (id <= window) node.parent = id + 1;
         if constexpr (requires { node.webRoute; }) {
-            node.webRoute = ClaudeChatRoute::Case::conversation;
+            node.webRoute = ClaudeChatRoute::conversation;
             node.codeRoute.emplace("https://claude.ai/epitaxy/local_0f8fad5b-d9cb-469f-a165-70867728950e");
         }
         return node;
@@ -72,7 +72,7 @@ struct EndlessClaudeTree : EndlessTree<ComposerNode, ClaudeComposerTree> {
 void inspectCodex(benchmark::State& run) {
     for (auto _ : run) {
         EndlessTree<CodexComposerNode, ComposerTree<CodexComposerNode>> tree(
-            CodexComposerStructure::mostChildren);
+            CodexComposerStructure::maximumChildren);
         benchmark::DoNotOptimize(CodexComposerStructure::inspect(1, tree));
     }
 }
@@ -80,7 +80,7 @@ BENCHMARK(inspectCodex)->Name("command/inspect/codex")->Unit(benchmark::kMicrose
 
 void inspectChat(benchmark::State& run) {
     for (auto _ : run) {
-        EndlessClaudeTree tree(ClaudeComposerIdentity::mostChildren);
+        EndlessClaudeTree tree(ClaudeComposerIdentity::maximumChildren);
         benchmark::DoNotOptimize(ClaudeComposerIdentity::inspect(1, tree));
     }
 }
@@ -96,8 +96,8 @@ void inspectCode(benchmark::State& run) {
 BENCHMARK(inspectCode)->Name("command/inspect/code")->Unit(benchmark::kMicrosecond);
 
 void summariseRoute(benchmark::State& run) {
-    const auto url = filled("https://claude.ai/", "a/", "", longestClaudeURL);
-    for (auto _ : run) benchmark::DoNotOptimize(ClaudeChatRoute::diagnosticSummary(url));
+    const auto url = filled("https://claude.ai/", "a/", "", maximumClaudeURLSize);
+    for (auto _ : run) benchmark::DoNotOptimize(urlStructure(url));
 }
 BENCHMARK(summariseRoute)->Name("command/route/summary")->Unit(benchmark::kMicrosecond);
 

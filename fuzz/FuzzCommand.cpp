@@ -13,7 +13,7 @@ using namespace orvel;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     const auto command = OrvelCommand::parse(text);
-    const ReturnInputClassification kind(text);
+    const auto kind = classifyInput(text);
     claim(command.has_value() == (kind == ReturnInputClassification::command), "both readings agree");
     claim((kind == ReturnInputClassification::empty) == text.empty(), "only nothing is empty");
     claim((kind == ReturnInputClassification::leadingWhitespace) <= (trimmed(text).size() < text.size()),
@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         claim(separator == firstCharacters(text.substr(OrvelCommand::word.size()), 1),
               "it is one whole character");
     }
-    const CommandRemovalReadback readback(text, OrvelCommand::word);
+    const auto readback = removalReadback(text, OrvelCommand::word);
     claim((readback == CommandRemovalReadback::unchanged) == (text == OrvelCommand::word),
           "unchanged is equal");
     return 0;

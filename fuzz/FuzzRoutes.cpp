@@ -12,7 +12,7 @@ using namespace orvel;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     const ClaudeCodeRoute code(text);
-    const ClaudeChatRoute chat(text);
+    const auto chat = claudeChatRoute(text);
     claim(code.desktopSessionID.has_value() == (code.kind == ClaudeCodeRoute::Kind::conversation),
           "just a conversation has an id");
     if (code.desktopSessionID) {
@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     claim(chat == ClaudeChatRoute::unsupported || code.kind == ClaudeCodeRoute::Kind::unsupported,
           "no page is of both kinds");
-    const auto summary = ClaudeChatRoute::diagnosticSummary(text).text();
+    const auto summary = urlStructure(text).text();
     claim(summary.size() < 512, "a summary is short");
     for (const char c : summary) claim(c >= ' ' && c <= '~', "a summary is one line of ASCII");
 

@@ -22,7 +22,7 @@ struct GoogleIMEWindowReader::Reads {
     bool isInFlight = false;
     std::optional<State> latest; // Of the read that is waited for.
 
-    // Whether a read may begin; if so, it has.
+    // Begins a read, unless one is under way.
     bool begin() {
         const std::lock_guard lock(mutex);
         if (isInFlight) return false;
@@ -54,12 +54,12 @@ std::optional<GoogleIMEWindowReader::Sample> GoogleIMEWindowReader::sampleSince(
     const auto state = reads->take();
     if (!state) return std::nullopt;
     const auto duration = secondsOf(loop.uptime() - started);
-    return Sample{duration > longestQuery ? State::unavailable : *state, secondsOf(started), duration};
+    return Sample{duration > queryTimeout ? State::unavailable : *state, secondsOf(started), duration};
 }
 
-std::optional<GoogleIMEWindowReader::Sample> GoogleIMEWindowReader::readFresh(double maximumWait) {
-    if (!std::isfinite(maximumWait) || maximumWait <= 0) return std::nullopt;
-    const auto wait = std::min(maximumWait, longestWait);
+std::optional<GoogleIMEWindowReader::Sample> GoogleIMEWindowReader::readFresh(double timeout) {
+    if (!std::isfinite(timeout) || timeout <= 0) return std::nullopt;
+    const auto wait = std::min(timeout, readTimeout);
     if (!reads->begin()) return std::nullopt;
     const auto asked = loop.uptime();
     const bool isInTime = queue.run(

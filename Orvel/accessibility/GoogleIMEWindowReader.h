@@ -1,5 +1,5 @@
 #pragma once
-// Looks whether the candidate window of Google Japanese Input is on the screen, without ever waiting long for
+// Checks whether the candidate window of Google Japanese Input is on the screen, with a bound on the wait for
 // the list of windows.
 
 #include "Orvel/desktop/SideQueue.h"
@@ -20,17 +20,17 @@ class GoogleIMEWindowReader {
   public:
     using Sample = GoogleIMEWindowDiagnostic::Sample;
 
-    /// Seconds that a caller may wait at most, however long it is ready to.
-    static constexpr double longestWait = 0.025;
+    /// In seconds. `readFresh` never waits longer, whatever timeout it is given.
+    static constexpr double readTimeout = 0.025;
 
     /// The ports outlive this object, but not a read that comes too late.
     GoogleIMEWindowReader(MainLoop& loop, WindowList& windows, SideQueue& queue);
 
-    /// Holds this thread until the list is read, for at most `maximumWait` seconds. Nothing if that passes,
-    /// if it is no positive time, or while an earlier read is still under way.
-    std::optional<Sample> readFresh(double maximumWait);
+    /// Blocks until the list is read, for at most `timeout` seconds. Nothing if that time passes, if it is
+    /// not positive and finite, or while an earlier read is still under way.
+    std::optional<Sample> readFresh(double timeout);
 
-    /// Reads without a bound, for diagnostics. Nothing while an earlier read is still under way.
+    /// Reads without a timeout, for diagnostics. Nothing while an earlier read is still under way.
     Task<std::optional<Sample>> read();
 
   private:
@@ -42,7 +42,7 @@ class GoogleIMEWindowReader {
     MainLoop& loop;
     WindowList& windows;
     SideQueue& queue;
-    std::shared_ptr<Reads> reads; // Shared with reads that come too late.
+    std::shared_ptr<Reads> reads; // Shared with reads that finish too late.
 };
 
 } // namespace orvel

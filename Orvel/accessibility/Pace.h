@@ -1,6 +1,6 @@
 #pragma once
-// How long work on the main loop may go on without a pause. While it goes on, the keys of the whole desktop
-// wait, so a walk over many elements asks before each one.
+// Makes long work on the main loop pause regularly. Every key of the desktop waits while the loop is held, so
+// a walk over many elements pauses between reads.
 
 #include "Orvel/runtime/MainLoop.h"
 
@@ -12,13 +12,14 @@ namespace orvel {
 
 class Pace {
   public:
-    /// So much shorter than the 10 ms that anything may hold the loop that one slow read still fits.
-    static constexpr MainLoop::Duration longestHold = std::chrono::milliseconds(5);
+    /// The time between two pauses: short enough that one slow read more stays below the 10 ms for which
+    /// anything may hold the loop.
+    static constexpr MainLoop::Duration maximumHold = std::chrono::milliseconds(5);
 
     explicit Pace(MainLoop& loop) : loop(loop), resumed(loop.uptime()) {}
 
-    /// `co_await pace.step()` goes on at once, unless the last pause was too long ago; then it lets
-    /// everything else that waits have its turn first.
+    /// `co_await pace.step()` returns at once, unless the last pause was too long ago; then it lets
+    /// everything else that waits run first.
     auto step() { return Step{*this, nullptr}; }
 
   private:
@@ -26,7 +27,7 @@ class Pace {
         Pace& pace;
         std::unique_ptr<Timer> timer;
 
-        bool await_ready() const { return pace.loop.uptime() - pace.resumed < longestHold; }
+        bool await_ready() const { return pace.loop.uptime() - pace.resumed < maximumHold; }
         void await_suspend(std::coroutine_handle<> waiting) {
             timer = pace.loop.after(MainLoop::Duration::zero(), [waiting] { waiting.resume(); });
         }

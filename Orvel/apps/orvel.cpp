@@ -160,9 +160,7 @@ int run(QApplication& application, const Options& options) {
     const ProgramDesktop desktop({loop, loop, pasteboard, panels, applications, settings}, places);
     const auto& ports = desktop.ports();
     ClaudeRelayDiagnosticHistory attempts;
-    ClaudeDesktopRelaySender claude({ports.loop, ports.accessibility, ports.applications, ports.inputSources,
-                                     ports.windows, ports.sideQueue},
-                                    attempts, places.folders);
+    ClaudeDesktopRelaySender claude(ports, attempts, places.folders);
     OrvelModel model(ports, claude, places.folders, places.statePath());
     DesktopRequests requests(model);
     application.installEventFilter(&requests);

@@ -7,9 +7,7 @@ namespace orvel {
 RelaySessionRunner::RelaySessionRunner(const Places& places)
     : lock(places.dataFolder, "orvel-cli"),
       desktop(places),
-      claude({desktop.ports().loop, desktop.ports().accessibility, desktop.ports().applications,
-              desktop.ports().inputSources, desktop.ports().windows, desktop.ports().sideQueue},
-             attempts, places.folders),
+      claude(desktop.ports(), attempts, places.folders),
       orvel(desktop.ports(), claude, places.folders, places.statePath()) {}
 
 void RelaySessionRunner::restore() {

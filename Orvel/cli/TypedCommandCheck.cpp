@@ -34,7 +34,7 @@ std::string standardInput() {
 }
 
 std::string_view meaningOf(ReturnInputClassification classification) {
-    using enum ReturnInputClassification::Case;
+    using enum ReturnInputClassification;
     switch (classification) {
     case command: return "The command. Return in the editor of a conversation hands it to Orvel.";
     case empty: return "No command: there is nothing.";
@@ -49,7 +49,7 @@ std::string_view meaningOf(ReturnInputClassification classification) {
 }
 
 std::string jsonOf(ReturnInputClassification classification, const std::optional<OrvelCommand>& command) {
-    Json json{{"classification", rawValue(classification).view()}};
+    Json json{{"classification", description(classification).view()}};
     if (command) json["instruction"] = command->instruction;
     // The text need not be UTF-8, but JSON must.
     return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
@@ -57,7 +57,7 @@ std::string jsonOf(ReturnInputClassification classification, const std::optional
 
 std::string linesOf(ReturnInputClassification classification, const std::optional<OrvelCommand>& command,
                     const Stylist& stylist) {
-    auto lines = "Text: " + stylist(TextStyle::strong, rawValue(classification)) + "\n  " +
+    auto lines = "Text: " + stylist(TextStyle::strong, description(classification)) + "\n  " +
                  std::string(meaningOf(classification)) + "\n";
     if (!command) return lines;
     if (command->instruction.empty()) return lines + "Instructions: none\n";
@@ -69,7 +69,7 @@ std::string linesOf(ReturnInputClassification classification, const std::optiona
 
 void checkTypedCommand(const Arguments& arguments, Output& output, const Stylist& stylist) {
     const auto text = arguments.text ? *arguments.text : standardInput();
-    const ReturnInputClassification classification(text);
+    const auto classification = classifyInput(text);
     const auto command = OrvelCommand::parse(text);
     output.write(arguments.json ? jsonOf(classification, command)
                                 : linesOf(classification, command, stylist));

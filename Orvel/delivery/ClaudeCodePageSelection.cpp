@@ -7,9 +7,12 @@ namespace orvel::ClaudeCodePageSelection {
 namespace {
 
 FailureWords wordsOf(Failure::Case kind) {
-    if (kind == Failure::Case::multipleCodePages)
+    switch (kind) {
+    case Failure::Case::multipleCodePages:
         return {"multipleCodePages",
                 "Multiple Claude Code conversations were found. No message was inserted."};
+    case Failure::Case::invalidURLValue: break;
+    }
     return {"invalidURLValue", "Couldn't verify the Claude conversation URL type. No message was inserted."};
 }
 

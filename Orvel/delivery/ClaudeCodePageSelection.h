@@ -1,5 +1,5 @@
 #pragma once
-// Which Code conversation a window of Claude shows, by what its web areas say of their URLs.
+// Finds the Code page that a window of Claude shows, by the URLs of its web areas.
 
 #include "OrvelCore/text/Failure.h"
 
@@ -9,12 +9,12 @@
 
 namespace orvel::ClaudeCodePageSelection {
 
-/// What one web area offers.
+/// The URL attribute of one web area.
 struct URLValue {
     enum class Kind { url, missing, invalidType };
 
     Kind kind = Kind::missing;
-    std::string url; ///< If it is one.
+    std::string url; ///< Empty unless `kind` is `url`.
 };
 
 class Failure : public orvel::Failure {
@@ -29,7 +29,7 @@ class Failure : public orvel::Failure {
     Case which;
 };
 
-/// The path of the one Code page among them; nothing if there is none. Throws Failure.
+/// The path of the only Code page among them; nothing if there is none. Throws Failure.
 std::optional<std::string> select(std::span<const URLValue> values);
 
 } // namespace orvel::ClaudeCodePageSelection

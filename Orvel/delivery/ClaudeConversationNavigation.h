@@ -1,5 +1,5 @@
 #pragma once
-// The address of a Code conversation in the Claude application.
+// Addresses of Code conversations in the Claude application.
 
 #include <optional>
 #include <string>
@@ -9,13 +9,13 @@ namespace orvel::ClaudeConversationNavigation {
 
 struct Target {
     std::string path; ///< Of the page that shows the conversation.
-    std::string url;  ///< What the application opens to show it.
+    std::string url;  ///< Opening it shows the conversation in the application.
 
     bool operator==(const Target&) const = default;
 };
 
-/// Where the conversation with this identifier is; nothing if it is no identifier, or one that would lead
-/// anywhere else.
+/// The address of the conversation with this identifier; nothing if it is not a valid identifier, or would
+/// lead anywhere else.
 std::optional<Target> target(std::string_view desktopSessionID);
 
 } // namespace orvel::ClaudeConversationNavigation

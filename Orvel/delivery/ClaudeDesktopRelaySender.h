@@ -1,11 +1,11 @@
 #pragma once
-// Puts a message into a Code conversation of the Claude application, by nothing but its user interface:
-// proves that the empty editor of the right page is the one it writes to, writes once, presses Send once. It
-// never tries either again.
+// Delivers a message into a Code conversation of the Claude application through its user interface: proves
+// that it has the empty editor of the right page, writes once and presses Send once. It never repeats either.
 
 #include "Orvel/delivery/ClaudeNavigation.h"
 #include "Orvel/delivery/ClaudeRelaySender.h"
 #include "Orvel/delivery/ClaudeSubmission.h"
+#include "Orvel/delivery/ProvenEditor.h"
 #include "OrvelCore/conversations/AgentFolders.h"
 #include "OrvelCore/relay/RelayTransfer.h"
 
@@ -14,43 +14,43 @@
 
 namespace orvel {
 
-/// One operation at a time. Each belongs to the main loop's thread, which it holds for some milliseconds at
-/// most, and ends where it waits when its task is destroyed.
+/// Does one operation at a time, on the main loop's thread, which it holds for a few milliseconds at most.
+/// Destroying its task cancels an operation.
 class ClaudeDesktopRelaySender : public ClaudeRelaySender {
   public:
-    /// `folders` is where `start` looks for the new conversation. Ports and history outlive the sender.
-    ClaudeDesktopRelaySender(const ClaudePorts& ports, ClaudeRelayDiagnosticHistory& history,
+    /// `start` looks for the new conversation in `folders`. The ports and the history outlive the sender.
+    ClaudeDesktopRelaySender(const Desktop& ports, ClaudeRelayDiagnosticHistory& history,
                              AgentFolders folders);
     ClaudeDesktopRelaySender(const ClaudeDesktopRelaySender&) = delete;
     ClaudeDesktopRelaySender& operator=(const ClaudeDesktopRelaySender&) = delete;
 
-    Task<void> performSend(std::string text, ConversationReference to,
+    Task<void> performSend(SavedTransfer transfer, ConversationReference to,
                            ReceiptCheck receiptConfirmed) override;
 
-    Task<void> submitExistingDraft(std::string text, ConversationReference to,
+    Task<void> submitExistingDraft(SavedTransfer transfer, ConversationReference to,
                                    ReceiptCheck receiptConfirmed) override;
 
     Task<std::string> diagnose(ConversationReference reference) override;
 
     ClaudeRelayDiagnosticHistory& attempts() override { return history; }
 
-    /// Opens a new conversation, sends the payload there, and gives the conversation once its transcript
-    /// holds the payload. Throws RelaySendError, and ConversationCatalogError if several could be it.
+    /// Opens a new conversation, sends the payload there, and returns the conversation once its transcript
+    /// holds the payload. Throws RelaySendError, and ConversationCatalogError if it is ambiguous.
     Task<ConversationReference> start(RelayInitialTransfer transfer);
 
   private:
-    // The page and editor that the readings of one wait must keep finding.
+    // The page and editor that later snapshots must find again.
     struct Held {
         std::optional<AXElement> page, editor;
     };
 
     std::string reachablePath(const ConversationReference& reference, const char* otherwise);
-    Task<void> openClaude(const char* otherwise, MainLoop::Duration settling);
+    Task<void> openClaude(const char* otherwise, MainLoop::Duration delay);
     Task<void> sendToPath(ClaudeDelivery& delivery, std::optional<AXElement> expectedWindow);
-    Task<std::optional<ClaudeSnapshot>> emptyEditor(ClaudeDelivery& delivery,
-                                                    std::optional<AXElement> expectedWindow);
-    Task<std::optional<ClaudeSnapshot>> readEmptyEditor(std::string path, AXElement window, Held& held);
-    void insert(ClaudeDelivery& delivery, const AXElement& editor);
+    Task<std::optional<ProvenEditor>> emptyEditor(ClaudeDelivery& delivery,
+                                                  std::optional<AXElement> expectedWindow);
+    Task<std::optional<ProvenEditor>> readEmptyEditor(std::string path, AXElement window, Held& held);
+    void insert(ClaudeDelivery& delivery, const ProvenEditor& editor);
     Task<void> submitDraft(ClaudeDelivery& delivery, ConversationReference to);
     Task<std::string> report(ConversationReference reference);
     Task<void> prepareNewPage();
@@ -61,10 +61,10 @@ class ClaudeDesktopRelaySender : public ClaudeRelaySender {
     Task<std::optional<ConversationReference>> recipient(const RelayInitialTransfer& transfer,
                                                          std::string desktopSessionID);
 
-    ClaudePorts ports;
+    Desktop ports;
     ClaudeRelayDiagnosticHistory& history;
     AgentFolders folders;
-    ClaudeWindowReading reading;
+    ClaudeWindowReader reader;
     ClaudeNavigation navigation;
     ClaudeSubmission submission;
 };

@@ -17,8 +17,8 @@ using namespace std::chrono_literals;
 using Composition = NavigationInput::Composition;
 using Stage = ClaudeRelayDiagnosticHistory::Stage;
 
-constexpr MainLoop::Duration patience = 5s, pause = 100ms;
-constexpr std::size_t mostAncestors = 64;
+constexpr MainLoop::Duration pageTimeout = 5s, pollInterval = 100ms;
+constexpr std::size_t maximumAncestors = 64;
 
 constexpr const char* unconfirmedComposition =
     "The source Claude editor has unconfirmed composition. No conversation navigation was performed.";
@@ -40,7 +40,7 @@ Composition compositionOf(MarkedTextEvidence marked, const InputSource& source, 
     return hasText && !cannotCompose ? Composition::requiresCandidateCheck : Composition::none;
 }
 
-// Why a draft would not surely survive.
+// Why a draft might not survive.
 DiagnosticText candidateFailure(const GoogleIMEWindowPolicy::Evidence& evidence) {
     const auto reason =
         evidence.state == GoogleIMEWindowPolicy::State::present
@@ -51,7 +51,7 @@ DiagnosticText candidateFailure(const GoogleIMEWindowPolicy::Evidence& evidence)
         "Candidate read: {} ms / Recheck completed: {} ms / State: {}",
         reason, DiagnosticText::milliseconds(evidence.observationFinished - evidence.observationStarted),
         DiagnosticText::milliseconds(evidence.now - evidence.observationStarted),
-        GoogleIMEWindowDiagnostic::rawValue(evidence.state));
+        GoogleIMEWindowDiagnostic::description(evidence.state));
 }
 
 } // namespace
@@ -66,7 +66,7 @@ Task<AXElement> ClaudeNavigation::navigateToConversation(std::string desktopSess
 
 Task<AXElement> ClaudeNavigation::navigate(std::string desktopSessionID) {
     const auto target = ClaudeConversationNavigation::target(desktopSessionID);
-    requireClaude(target.has_value());
+    throwSendErrorUnless(target.has_value());
     history.stage(Stage::sourceRoute);
     const auto [window, path] = co_await sourceRoute();
     const bool isThere = path == target->path;
@@ -75,54 +75,56 @@ Task<AXElement> ClaudeNavigation::navigate(std::string desktopSessionID) {
 
     history.stage(Stage::sourceSnapshot);
     const ClaudeSnapshotRequest request{path};
-    const auto snapshot = co_await reading.snapshot(request);
+    const auto snapshot = co_await reader.snapshot(request);
     const auto input = co_await navigationInput(snapshot);
-    requireClaude(!snapshot.hasAttachment,
-                  "The source Claude editor has an attachment. No conversation navigation was performed.");
-    requireClaude(!snapshot.isResponding, "Claude is replying in the source conversation. No conversation "
-                                          "navigation was performed.");
-    requireClaude(input.composition != Composition::unconfirmed, unconfirmedComposition);
+    throwSendErrorUnless(
+        !snapshot.hasAttachment,
+        "The source Claude editor has an attachment. No conversation navigation was performed.");
+    throwSendErrorUnless(!snapshot.isResponding,
+                         "Claude is replying in the source conversation. No conversation "
+                         "navigation was performed.");
+    throwSendErrorUnless(input.composition != Composition::unconfirmed, unconfirmedComposition);
     const Source source{snapshot, path, window, input};
     co_await verifyNavigationSource(source);
 
     history.stage(Stage::navigationOpen);
-    requireClaude(ports.applications.openURL(target->url),
-                  "Couldn't start Claude conversation navigation. No message was inserted.");
+    throwSendErrorUnless(ports.applications.openURL(target->url),
+                         "Couldn't start Claude conversation navigation. No message was inserted.");
     history.stage(Stage::navigationWait);
     co_return co_await waitForPage(source, target->path);
 }
 
 Task<ClaudeNavigation::Route> ClaudeNavigation::sourceRoute() {
-    const auto deadline = ports.loop.uptime() + patience;
+    const auto deadline = ports.loop.uptime() + pageTimeout;
     std::optional<AXElement> window;
     for (int number = 1; ports.loop.uptime() < deadline; ++number) {
         if (auto* attempt = history.current()) attempt->readinessReads = number;
         const auto route = co_await unlessTooEarly(readRoute(window));
         if (route) co_return *route;
-        co_await ports.loop.sleep(pause);
+        co_await ports.loop.sleep(pollInterval);
     }
     throw ClaudeReadiness::Failure();
 }
 
 // The first read sets the window; later ones must find the same.
 Task<std::optional<ClaudeNavigation::Route>> ClaudeNavigation::readRoute(std::optional<AXElement>& window) {
-    co_await reading.step();
+    co_await reader.step();
     if (window)
-        reading.requireWindow(*window);
+        reader.requireWindow(*window);
     else
-        window = reading.focusedClaudeWindow();
-    const auto path = co_await reading.currentCodePagePath(window);
-    reading.requireWindow(*window);
+        window = reader.focusedClaudeWindow();
+    const auto path = co_await reader.currentCodePagePath(window);
+    reader.requireWindow(*window);
     if (!path) co_return std::nullopt;
     co_return Route{*window, *path};
 }
 
 Task<AXElement> ClaudeNavigation::waitForPage(const Source& source, std::string targetPath) {
-    const auto deadline = ports.loop.uptime() + patience;
+    const auto deadline = ports.loop.uptime() + pageTimeout;
     while (ports.loop.uptime() < deadline) {
         const auto window = co_await unlessTooEarly(arrival(source, targetPath));
         if (window) co_return *window;
-        co_await ports.loop.sleep(pause);
+        co_await ports.loop.sleep(pollInterval);
     }
     throw ClaudeReadiness::Failure();
 }
@@ -130,22 +132,22 @@ Task<AXElement> ClaudeNavigation::waitForPage(const Source& source, std::string 
 // The window once it shows the target; nothing while it still shows the source, unharmed.
 Task<std::optional<AXElement>> ClaudeNavigation::arrival(const Source& source, std::string targetPath) {
     const auto& window = source.window;
-    co_await reading.step();
-    reading.requireWindow(window);
-    const auto path = co_await reading.currentCodePagePath(window);
+    co_await reader.step();
+    reader.requireWindow(window);
+    const auto path = co_await reader.currentCodePagePath(window);
     if (!path) co_return std::nullopt;
     if (path == targetPath) {
-        reading.requireWindow(window);
+        reader.requireWindow(window);
         co_return window;
     }
-    requireClaude(path == source.path,
-                  "Claude navigated to another conversation. Stopped without inserting a message.");
+    throwSendErrorUnless(path == source.path,
+                         "Claude navigated to another conversation. Stopped without inserting a message.");
     const bool stays = co_await sourceStays(source);
     if (stays) co_return std::nullopt;
-    // The page left between the two reads.
-    reading.requireWindow(window);
-    const auto newPath = co_await reading.currentCodePagePath(window);
-    requireClaude(newPath == targetPath);
+    // The page changed between the two reads.
+    reader.requireWindow(window);
+    const auto newPath = co_await reader.currentCodePagePath(window);
+    throwSendErrorUnless(newPath == targetPath);
     co_return window;
 }
 
@@ -158,19 +160,20 @@ Task<bool> ClaudeNavigation::sourceStays(const Source& source) {
     co_return true;
 }
 
-// Proves that what the person has typed would survive the move.
+// Proves that what the person has typed survives the navigation.
 Task<void> ClaudeNavigation::verifyNavigationSource(const Source& source) {
     const auto& before = source.snapshot;
     const ClaudeSnapshotRequest request{source.path, false, source.window, before.page, before.editor};
-    const auto fresh = co_await reading.snapshot(request);
+    const auto fresh = co_await reader.snapshot(request);
     const bool isUnchanged = co_await agrees(source, fresh);
-    requireClaude(isUnchanged);
+    throwSendErrorUnless(isUnchanged);
     switch (source.input.composition) {
     case Composition::unconfirmed: throw RelaySendError(unconfirmedComposition);
     case Composition::none:
-        requireClaude(!fresh.sendButton || fresh.hasText(),
-                      "The source Claude editor and Send button states disagree. No conversation navigation "
-                      "was performed.");
+        throwSendErrorUnless(
+            !fresh.sendButton || fresh.hasText(),
+            "The source Claude editor and Send button states disagree. No conversation navigation "
+            "was performed.");
         break;
     case Composition::requiresCandidateCheck: co_await checkCandidates(source); break;
     }
@@ -184,15 +187,15 @@ Task<bool> ClaudeNavigation::agrees(const Source& source, ClaudeSnapshot fresh) 
         co_return false;
     const auto input = co_await navigationInput(fresh);
     if (input != source.input) co_return false;
-    co_await reading.step();
-    co_return reading.focusedClaudeWindow() == source.window;
+    co_await reader.step();
+    co_return reader.focusedClaudeWindow() == source.window;
 }
 
-// A Japanese conversion may be open, and navigating would commit or lose it.
+// A Japanese conversion may be in progress, and navigating would commit or lose it.
 Task<void> ClaudeNavigation::checkCandidates(const Source& source) {
     using namespace GoogleIMEWindowPolicy;
     const auto front = ports.applications.frontmost();
-    requireClaude(front.has_value());
+    throwSendErrorUnless(front.has_value());
     const auto claude = ports.applications.bundleOf(front->process).value_or(ApplicationBundle{});
     const auto ime = ports.applications.bundleAt("/Library/Input Methods/GoogleJapaneseInput.app")
                          .value_or(ApplicationBundle{});
@@ -200,20 +203,22 @@ Task<void> ClaudeNavigation::checkCandidates(const Source& source) {
     const Setting setting{orEmpty(claude.shortVersion), orEmpty(source.input.sourceID),
                           orEmpty(source.input.mode),   orEmpty(source.input.type),
                           orEmpty(ime.shortVersion),    orEmpty(layoutID)};
-    requireClaude(ime.bundleID == "com.google.inputmethod.Japanese" &&
-                      isCompatible(Profile::claudeCode, setting),
-                  "The source Japanese input method or Claude Code version is unsupported. Input was not "
-                  "changed.");
+    throwSendErrorUnless(
+        ime.bundleID == "com.google.inputmethod.Japanese" && isCompatible(Profile::claudeCode, setting),
+        "The source Japanese input method or Claude Code version is unsupported. Input was not "
+        "changed.");
 
     const auto verificationStarted = secondsOf(ports.loop.uptime());
-    const auto sample = navigationWindowReader.readFresh(0.025);
+    const auto sample = navigationWindowReader.readFresh(GoogleIMEWindowReader::readTimeout);
     const auto fresh = co_await refreshNavigationComposer(source.snapshot, source.window, source.path);
     bool isUnchanged = ports.applications.frontmost() == front;
     if (isUnchanged) isUnchanged = co_await agrees(source, fresh);
-    requireClaude(isUnchanged, "The source conversation, draft, or input state changed. No conversation "
-                               "navigation was performed.");
-    requireClaude(sample.has_value(), "Couldn't read Japanese candidate state in the source editor. No "
-                                      "conversation navigation was performed.");
+    throwSendErrorUnless(isUnchanged,
+                         "The source conversation, draft, or input state changed. No conversation "
+                         "navigation was performed.");
+    throwSendErrorUnless(sample.has_value(),
+                         "Couldn't read Japanese candidate state in the source editor. No "
+                         "conversation navigation was performed.");
     const Evidence evidence{sample->state,
                             sample->started,
                             sample->started + sample->duration,
@@ -225,9 +230,9 @@ Task<void> ClaudeNavigation::checkCandidates(const Source& source) {
         throw RelaySendError(candidateFailure(evidence).text());
 }
 
-// Reads the editor again by climbing from it instead of walking all over the window, so that little time
-// passes between the look at the candidates and the end of the check. What will be read on both ways up is
-// known, so a platform can fetch it at once.
+// Reads the editor again by climbing from it instead of walking over the whole window, so that the check of
+// the candidates ends soon enough. What will be read on both ways up is known, so a platform can fetch it
+// ahead.
 Task<ClaudeSnapshot> ClaudeNavigation::refreshNavigationComposer(ClaudeSnapshot snapshot, AXElement window,
                                                                  std::string path) {
     static constexpr std::array<std::string_view, 2> ofPage{"AXParent", "AXURL"},
@@ -235,39 +240,39 @@ Task<ClaudeSnapshot> ClaudeNavigation::refreshNavigationComposer(ClaudeSnapshot 
     auto way = snapshot.ancestors;
     way.insert(way.begin(), snapshot.editor);
     way.push_back(window);
-    const auto toWindow = reading.announce(way, ofPage);
-    const auto inComposer = std::min(way.size(), ClaudeWindowReading::composerLevel + 1);
-    const auto toComposer = reading.announce(std::span(way).first(inComposer), ofComposer);
+    const auto toWindow = reader.attributes().announce(way, ofPage);
+    const auto inComposer = std::min(way.size(), ClaudeWindowReader::composerLevel + 1);
+    const auto toComposer = reader.attributes().announce(std::span(way).first(inComposer), ofComposer);
 
     auto element = snapshot.editor;
     bool metPage = false;
-    for (std::size_t level = 1; level <= mostAncestors && element != window; ++level) {
-        co_await reading.step();
-        const auto parent = reading.checkedElement(element, "AXParent");
-        requireClaude(parent.has_value());
+    for (std::size_t level = 1; level <= maximumAncestors && element != window; ++level) {
+        co_await reader.step();
+        const auto parent = reader.attributes().element(element, "AXParent");
+        throwSendErrorUnless(parent.has_value());
         element = *parent;
-        ports.accessibility.setMessagingTimeout(element, ClaudeWindowReading::elementTimeout);
-        co_await reading.step();
-        const auto url = reading.checkedURL(element);
-        requireClaude(!url || claudeWebPath(*url) == path);
+        reader.attributes().bound(element);
+        co_await reader.step();
+        const auto url = reader.url(element);
+        throwSendErrorUnless(!url || claudeWebPath(*url) == path);
         metPage = metPage || element == snapshot.page;
     }
-    requireClaude(metPage && element == window);
-    co_await reading.step();
-    const auto text = reading.checkedString(snapshot.editor, "AXValue");
-    requireClaude(text.has_value());
-    co_return co_await reading.composerSnapshot(snapshot.editor, snapshot.page, snapshot.responseNodes, *text,
-                                                false);
+    throwSendErrorUnless(metPage && element == window);
+    co_await reader.step();
+    const auto text = reader.attributes().string(snapshot.editor, "AXValue");
+    throwSendErrorUnless(text.has_value());
+    co_return co_await reader.composerSnapshot(snapshot.editor, snapshot.page, snapshot.responseNodes, *text,
+                                               false);
 }
 
 Task<NavigationInput> ClaudeNavigation::navigationInput(ClaudeSnapshot snapshot) {
-    co_await reading.step();
+    co_await reader.step();
     const auto marked = markedText(snapshot.editor);
     const auto source = ports.inputSources.current().value_or(InputSource{});
     NavigationInput input{source.id, source.mode, source.type, marked,
                           compositionOf(marked, source, snapshot.hasText())};
     if (input.composition == Composition::requiresCandidateCheck) {
-        co_await reading.step();
+        co_await reader.step();
         const auto range = selection(snapshot.editor);
         input.selectionLocation = range.location;
         input.selectionLength = range.length;
@@ -293,7 +298,7 @@ AXRange ClaudeNavigation::selection(const AXElement& editor) {
     const auto selected = ports.accessibility.attribute(editor, attribute);
     history.axFailure(attribute, selected.status);
     const auto* range = selected.as<AXRange>();
-    requireClaude(range && range->location >= 0 && range->length >= 0);
+    throwSendErrorUnless(range && range->location >= 0 && range->length >= 0);
     return *range;
 }
 

@@ -1,9 +1,9 @@
 #pragma once
-// Moves the Claude application from the conversation that it shows to the destination, if what the person has
-// typed there would surely survive.
+// Navigates the Claude application from the conversation it shows to the destination, provided that what the
+// person has typed there certainly survives.
 
 #include "Orvel/accessibility/GoogleIMEWindowReader.h"
-#include "Orvel/delivery/ClaudeWindowReading.h"
+#include "Orvel/delivery/ClaudeWindowReader.h"
 #include "OrvelCore/commands/ReturnDecision.h"
 
 #include <cstdint>
@@ -19,27 +19,26 @@ struct NavigationInput {
     std::optional<std::string> sourceID, mode, type;
     MarkedTextEvidence marked = MarkedTextEvidence::unavailable;
     Composition composition = Composition::unconfirmed;
-    std::optional<std::int64_t> selectionLocation, selectionLength; ///< Where candidates must be checked.
+    std::optional<std::int64_t> selectionLocation, selectionLength; ///< If candidates must be checked.
 
     bool operator==(const NavigationInput&) const = default;
 };
 
-/// The ports, the reading and the history outlive the object, and this its tasks.
+/// The ports, the reader and the history outlive the object, and the object outlives its tasks.
 class ClaudeNavigation {
   public:
-    ClaudeNavigation(const ClaudePorts& ports, ClaudeWindowReading& reading,
-                     ClaudeRelayDiagnosticHistory& history)
+    ClaudeNavigation(const Desktop& ports, ClaudeWindowReader& reader, ClaudeRelayDiagnosticHistory& history)
         : ports(ports),
-          navigationWindowReader(ports.loop, ports.windows, ports.queue),
-          reading(reading),
+          navigationWindowReader(ports.loop, ports.windows, ports.sideQueue),
+          reader(reader),
           history(history) {}
 
-    /// The window in which the conversation's page then stands. Throws RelaySendError; the destination was
-    /// not touched, so a retry is safe.
+    /// The window that then shows the conversation. Throws RelaySendError; a retry is safe, since the
+    /// destination was not touched.
     Task<AXElement> navigateToConversation(std::string desktopSessionID);
 
   private:
-    // What was seen of the source before.
+    // The conversation that was shown before.
     struct Source {
         ClaudeSnapshot snapshot;
         std::string path;
@@ -66,9 +65,9 @@ class ClaudeNavigation {
     MarkedTextEvidence markedText(const AXElement& editor);
     AXRange selection(const AXElement& editor);
 
-    ClaudePorts ports;
+    Desktop ports;
     GoogleIMEWindowReader navigationWindowReader;
-    ClaudeWindowReading& reading;
+    ClaudeWindowReader& reader;
     ClaudeRelayDiagnosticHistory& history;
 };
 

@@ -1,4 +1,4 @@
-// The start of a new Code conversation: the way to its empty page, and the search for what became of it.
+// Starts a new Code conversation: reaches its empty page, and finds the conversation afterwards.
 
 #include "Orvel/delivery/ClaudeDesktopRelaySender.h"
 #include "Orvel/delivery/ClaudeReadiness.h"
@@ -16,8 +16,8 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr const char* newPagePath = "/epitaxy";
-constexpr auto settling = 350ms, pagePause = 100ms, conversationPause = 500ms;
-constexpr int pageReads = 20, conversationReads = 120;
+constexpr auto settlingDelay = 350ms, pagePollInterval = 100ms, conversationPollInterval = 500ms;
+constexpr int maximumPageReads = 20, maximumConversationReads = 120;
 
 bool holdsPayload(const ConversationReference& reference, const std::string& payload) {
     try {
@@ -26,7 +26,7 @@ bool holdsPayload(const ConversationReference& reference, const std::string& pay
             conversation.messages.begin(), conversation.messages.end(),
             [&](const auto& message) { return message.role == "user" && message.text == payload; });
     } catch (const Failure&) {
-        return false; // It is being written.
+        return false; // Its file is being written.
     }
 }
 
@@ -51,7 +51,7 @@ std::optional<ConversationReference> findRecipient(const AgentFolders& folders, 
 
 Task<ConversationReference> ClaudeDesktopRelaySender::start(RelayInitialTransfer transfer) {
     co_await prepareNewPage();
-    ClaudeDelivery delivery{transfer.payload, newPagePath, nullptr, DeliveryAttempt::reading()};
+    ClaudeDelivery delivery{transfer.payload, newPagePath, nullptr, DeliveryAttempt::beforeInsertion()};
     co_await sendToPath(delivery, std::nullopt);
     co_return co_await newConversation(transfer);
 }
@@ -65,48 +65,47 @@ Task<void> ClaudeDesktopRelaySender::prepareNewPage() {
 }
 
 Task<void> ClaudeDesktopRelaySender::reachNewPage() {
-    co_await openClaude(claudeEditorUnverified, settling);
-    const auto path = co_await reading.currentCodePagePath(std::nullopt);
-    requireClaude(path.has_value());
+    co_await openClaude(claudeEditorUnverified, settlingDelay);
+    const auto path = co_await reader.currentCodePagePath(std::nullopt);
+    throwSendErrorUnless(path.has_value());
     const ClaudeSnapshotRequest request{*path};
-    const auto shown = co_await reading.snapshot(request);
-    requireClaude(shown.isIdle(),
-                  "Claude has a draft, attachment, or reply in progress. Nothing was changed.");
+    const auto shown = co_await reader.snapshot(request);
+    throwSendErrorUnless(shown.isIdle(),
+                         "Claude has a draft, attachment, or reply in progress. Nothing was changed.");
     if (path == newPagePath) co_return;
 
     const auto button = co_await newConversationButton();
     const ClaudeSnapshotRequest again{*path, false, std::nullopt, shown.page};
-    const auto recheck = co_await reading.snapshot(again);
-    requireClaude(recheck.text == shown.text && recheck.isIdle());
-    requireClaude(ports.accessibility.performAction(button, "AXPress") == AXStatus::success);
-    for (int read = 1; read <= pageReads; ++read) {
-        if (read > 1) co_await ports.loop.sleep(pagePause);
-        const auto reached = co_await unlessTooEarly(reading.currentCodePagePath(std::nullopt));
+    const auto recheck = co_await reader.snapshot(again);
+    throwSendErrorUnless(recheck.text == shown.text && recheck.isIdle());
+    throwSendErrorUnless(ports.accessibility.performAction(button, "AXPress") == AXStatus::success);
+    for (int read = 1; read <= maximumPageReads; ++read) {
+        if (read > 1) co_await ports.loop.sleep(pagePollInterval);
+        const auto reached = co_await unlessTooEarly(reader.currentCodePagePath(std::nullopt));
         if (reached == newPagePath) co_return;
     }
     throw RelaySendError(claudeEditorUnverified);
 }
 
 Task<AXElement> ClaudeDesktopRelaySender::newConversationButton() {
-    co_await reading.step();
-    const auto window = reading.focusedClaudeWindow();
-    const auto buttons =
-        co_await reading.elementsOfRole(window, "AXButton", ClaudeWindowReading::windowLimit);
+    co_await reader.step();
+    const auto window = reader.focusedClaudeWindow();
+    const auto buttons = co_await reader.elementsOfRole(window, "AXButton");
     AXElements found;
     for (const auto& button : buttons) {
-        const auto labels = co_await reading.labels(button);
+        const auto labels = co_await reader.labels(button);
         if (std::find(labels.begin(), labels.end(), "New") != labels.end()) found.push_back(button);
     }
-    requireClaude(found.size() == 1);
+    throwSendErrorUnless(found.size() == 1);
     co_return found.front();
 }
 
 Task<ConversationReference> ClaudeDesktopRelaySender::newConversation(const RelayInitialTransfer& transfer) {
     std::optional<std::string> held;
-    for (int read = 1; read <= conversationReads; ++read) {
-        if (read > 1) co_await ports.loop.sleep(conversationPause);
+    for (int read = 1; read <= maximumConversationReads; ++read) {
+        if (read > 1) co_await ports.loop.sleep(conversationPollInterval);
         const auto shown = co_await shownConversation();
-        requireClaude(!held || !shown || shown == held);
+        throwSendErrorUnless(!held || !shown || shown == held);
         if (shown) held = shown;
         if (!held) continue;
         const auto found = co_await recipient(transfer, *held);
@@ -120,10 +119,10 @@ Task<ConversationReference> ClaudeDesktopRelaySender::newConversation(const Rela
 Task<std::optional<std::string>> ClaudeDesktopRelaySender::shownConversation() {
     static constexpr std::string_view conversations = "/epitaxy/";
     try {
-        const auto path = co_await reading.currentCodePagePath(std::nullopt);
+        const auto path = co_await reader.currentCodePagePath(std::nullopt);
         if (path && path->starts_with("/epitaxy/local_")) co_return path->substr(conversations.size());
     } catch (const Failure&) { // NOLINT(bugprone-empty-catch)
-        // What can't be read now may be readable later.
+        // It may be readable later.
     }
     co_return std::nullopt;
 }

@@ -1,9 +1,10 @@
 #pragma once
-// Why a reading of Claude's window gave nothing. The delivery turns them into what the user is told; they are
-// apart because some mean that it is only too early.
+// Why reading Claude's window failed. Some failures only mean that it is too early, so each has its own type.
+// The user is shown the text of any of them.
 
-#include "Orvel/desktop/Accessibility.h"
+#include "Orvel/accessibility/AccessibilityReads.h"
 #include "Orvel/runtime/Task.h"
+#include "OrvelCore/relay/RelaySendError.h"
 #include "OrvelCore/text/Failure.h"
 
 #include <cstdint>
@@ -13,32 +14,28 @@
 
 namespace orvel {
 
-/// An attribute could not be read.
-class ClaudeAXReadFailure : public Failure {
+/// The text for the user where something is not as it must be and nothing more is known.
+inline constexpr const char* claudeEditorUnverified =
+    "Couldn't verify the Claude Code editor. Check input state and transfer attempt records.";
+
+/// Throws RelaySendError with this text unless the condition holds.
+inline void throwSendErrorUnless(bool condition, const char* text = claudeEditorUnverified) {
+    if (!condition) throw RelaySendError(text);
+}
+
+/// An attribute in Claude's window could not be read.
+class ClaudeAXReadFailure : public AccessibilityReadFailure {
   public:
     ClaudeAXReadFailure(std::string_view attribute, AXStatus status)
-        : Failure("axReadFailed", "Couldn't read the Claude view. AX status=" +
-                                      std::to_string(static_cast<std::int32_t>(status)) +
-                                      ". Message content is kept."),
-          attributeName(attribute),
-          axStatus(status) {}
-
-    const std::string& attribute() const noexcept { return attributeName; }
-    AXStatus status() const noexcept { return axStatus; }
-
-    /// Whether a page that is being drawn may cause it.
-    bool isTransient() const noexcept {
-        return axStatus == AXStatus::cannotComplete || axStatus == AXStatus::invalidElement;
-    }
-
-  private:
-    std::string attributeName;
-    AXStatus axStatus;
+        : AccessibilityReadFailure("Couldn't read the Claude view. AX status=" +
+                                       std::to_string(static_cast<std::int32_t>(status)) +
+                                       ". Message content is kept.",
+                                   attribute, status) {}
 };
 
 namespace ClaudeReadiness {
 
-/// What was waited for did not come in time.
+/// Claude's window did not get ready within the timeout.
 class Failure : public orvel::Failure {
   public:
     Failure()
@@ -48,18 +45,18 @@ class Failure : public orvel::Failure {
 
 } // namespace ClaudeReadiness
 
-/// The same reading, but one that a page that is being drawn made fail gives nothing.
+/// What `read` gives; nothing if it fails because the page is being redrawn.
 template <typename T>
-Task<std::optional<T>> unlessTooEarly(Task<std::optional<T>> reading) {
+Task<std::optional<T>> unlessTooEarly(Task<std::optional<T>> read) {
     try {
-        co_return co_await reading;
-    } catch (const ClaudeAXReadFailure& failure) {
+        co_return co_await read;
+    } catch (const AccessibilityReadFailure& failure) {
         if (!failure.isTransient()) throw;
     }
     co_return std::nullopt;
 }
 
-/// The window shows no page of the path that was asked for.
+/// The window shows no page of the requested path.
 class RouteSnapshotMismatch : public Failure {
   public:
     RouteSnapshotMismatch()

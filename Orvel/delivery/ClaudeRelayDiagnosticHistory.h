@@ -1,6 +1,6 @@
 #pragma once
-// What became of the last attempts to deliver into Claude, for reports that users send: counts, identifiers
-// and fixed words, no content.
+// The progress of the latest attempts to deliver into Claude, for the reports that users send: counts,
+// identifiers and fixed words, no content.
 
 #include "Orvel/desktop/Accessibility.h"
 #include "OrvelCore/diagnostics/DiagnosticText.h"
@@ -14,7 +14,7 @@
 
 namespace orvel {
 
-/// Kept for the life of the process. Belongs to the main loop's thread.
+/// Lives as long as the process. Belongs to the main loop's thread.
 class ClaudeRelayDiagnosticHistory {
   public:
     static constexpr std::size_t capacity = 8; ///< Of finished attempts.
@@ -46,19 +46,19 @@ class ClaudeRelayDiagnosticHistory {
         DiagnosticText line() const;
     };
 
-    /// Begins an attempt; one that is under way is forgotten. Both identifiers are UUIDs.
+    /// Begins an attempt, and discards one in progress. Both identifiers are UUIDs.
     void begin(std::string_view transferID, std::string_view attemptID, Date now);
 
-    /// The attempt under way goes on to this stage, whose counts are yet to come.
+    /// Moves the attempt in progress to this stage, and resets the counts of the last one.
     void stage(Stage stage);
 
-    /// Keeps the last status that was a failure, unless it only says that there is no such value.
+    /// Records the status if it is a failure. A missing or unsupported value is none.
     void axFailure(std::string_view attribute, AXStatus status);
 
-    /// Ends the attempt under way.
+    /// Ends the attempt in progress.
     void finish(bool succeeded, bool retryable, Date now);
 
-    /// The attempt under way, for the counts of its stage.
+    /// The attempt in progress, to set the counts of its stage; null if there is none.
     Attempt* current() { return active ? &*active : nullptr; }
 
     /// Oldest first.

@@ -1,9 +1,10 @@
 #pragma once
-// Puts a message into a conversation of the Claude application.
+// Delivers messages into conversations of the Claude application.
 
 #include "Orvel/runtime/Task.h"
 #include "OrvelCore/conversations/ConversationReference.h"
 #include "OrvelCore/relay/RelaySendError.h"
+#include "OrvelCore/relay/SavedTransfer.h"
 
 #include <functional>
 #include <string>
@@ -14,24 +15,24 @@ class ClaudeRelayDiagnosticHistory;
 
 class ClaudeRelaySender {
   public:
-    /// Whether the destination's transcript already proves that the message arrived; may throw.
+    /// Whether the destination's transcript proves that the message has arrived. May throw.
     using ReceiptCheck = std::function<Task<bool>()>;
 
     virtual ~ClaudeRelaySender() = default;
 
     /// Writes the text into the conversation's empty editor and presses Send. Throws RelaySendError.
-    virtual Task<void> performSend(std::string text, ConversationReference to,
+    virtual Task<void> performSend(SavedTransfer transfer, ConversationReference to,
                                    ReceiptCheck receiptConfirmed) = 0;
 
-    /// Presses Send on the text that an earlier attempt left in the editor. Throws RelaySendError.
-    virtual Task<void> submitExistingDraft(std::string text, ConversationReference to,
+    /// Presses Send for the text that an earlier attempt left in the editor. Throws RelaySendError.
+    virtual Task<void> submitExistingDraft(SavedTransfer transfer, ConversationReference to,
                                            ReceiptCheck receiptConfirmed) = 0;
 
-    /// What stands in the conversation's editor and became of the last attempts, without content. Changes
-    /// nothing but what is in front. Throws RelaySendError.
+    /// Describes the conversation's editor and the latest attempts, without content. Brings Claude to the
+    /// front and changes nothing else. Throws RelaySendError.
     virtual Task<std::string> diagnose(ConversationReference reference) = 0;
 
-    /// Where the sender notes how far it comes. Whoever has it send begins the attempt and ends it.
+    /// Where the sender records its progress. The caller begins and finishes each attempt.
     virtual ClaudeRelayDiagnosticHistory& attempts() = 0;
 };
 

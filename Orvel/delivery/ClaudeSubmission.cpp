@@ -1,5 +1,6 @@
 #include "Orvel/delivery/ClaudeSubmission.h"
 
+#include "Orvel/delivery/ClaudeReadiness.h"
 #include "OrvelCore/relay/RelaySendError.h"
 
 namespace orvel {
@@ -8,27 +9,11 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto pause = 150ms;
-constexpr int enableReads = 15, receiptReads = 40;
+constexpr auto pollInterval = 150ms;
+constexpr int maximumEnableReads = 15, maximumReceiptReads = 40;
 
 constexpr const char* stateChanged = "The Claude conversation, editor, content, attachments, or reply state "
                                      "changed. Stopped and kept the content.";
-constexpr const char* stateOrButtonChanged =
-    "The Claude conversation, editor, content, or Send button changed. Content was kept without sending.";
-
-// Whether the page still holds what was written, and nothing else.
-bool isUnchanged(const ClaudeSnapshot& snapshot, const ClaudeSnapshot& anchor, const std::string& text) {
-    return snapshot.page == anchor.page && snapshot.editor == anchor.editor && snapshot.text == text &&
-           !snapshot.hasAttachment && !snapshot.isResponding;
-}
-
-// Whether Send can be pressed now. That this can't be told is no reason to wait.
-bool isEnabled(const ClaudeSnapshot& snapshot) {
-    if (!snapshot.sendButton) return false;
-    requireClaude(snapshot.sendEnabled.has_value(),
-                  "Couldn't read whether Claude’s Send button is enabled. Stopped and kept the content.");
-    return *snapshot.sendEnabled;
-}
 
 FixedWords contentWords(const ClaudeSnapshot& snapshot, const std::string& text) {
     if (!snapshot.hasText()) return "Whitespace only";
@@ -65,7 +50,7 @@ Task<void> ClaudeSubmission::submit(ClaudeDelivery& delivery, const ClaudeSnapsh
     if (delivery.receiptConfirmed)
         progress.isReceived = co_await delivery.isReceived();
     else
-        co_await ports.loop.sleep(pause);
+        co_await ports.loop.sleep(pollInterval);
     if (!progress.isReceived) co_await pressWhenEnabled(delivery, anchor, progress);
     if (!progress.isReceived && delivery.receiptConfirmed) co_await waitForReceipt(delivery, progress);
 }
@@ -74,23 +59,22 @@ Task<void> ClaudeSubmission::submit(ClaudeDelivery& delivery, const ClaudeSnapsh
 Task<void> ClaudeSubmission::pressWhenEnabled(ClaudeDelivery& delivery, const ClaudeSnapshot& anchor,
                                               Progress& progress) {
     const ClaudeSnapshotRequest request{delivery.path};
-    for (int read = 1; read <= enableReads; ++read) {
-        if (read > 1) co_await ports.loop.sleep(pause);
+    for (int read = 1; read <= maximumEnableReads; ++read) {
+        if (read > 1) co_await ports.loop.sleep(pollInterval);
         progress.isReceived = co_await delivery.isReceived();
         if (progress.isReceived) co_return;
-        const auto first = co_await reading.snapshot(request);
+        const auto first = co_await reader.snapshot(request);
         progress.enabled = first.sendEnabledDiagnostic;
-        requireClaude(isUnchanged(first, anchor, delivery.text), stateChanged);
-        if (!isEnabled(first)) continue;
+        throwSendErrorUnless(first.holdsOnly(delivery.text, anchor), stateChanged);
+        if (!first.canSend()) continue;
 
         progress.isReceived = co_await delivery.isReceived();
         if (progress.isReceived) co_return;
-        const auto second = co_await reading.snapshot(request);
+        const auto second = co_await reader.snapshot(request);
         progress.enabled = second.sendEnabledDiagnostic;
-        requireClaude(isUnchanged(second, anchor, delivery.text), stateOrButtonChanged);
-        if (!isEnabled(second)) continue;
-        requireClaude(second.sendButton == first.sendButton, stateOrButtonChanged);
-        press(*second.sendButton, progress);
+        const auto sendButton = ProvenSendButton::in(first, second, delivery.text, anchor);
+        if (!sendButton) continue;
+        press(*sendButton, progress);
         co_return;
     }
     throw RelaySendError(
@@ -99,16 +83,16 @@ Task<void> ClaudeSubmission::pressWhenEnabled(ClaudeDelivery& delivery, const Cl
             : "Couldn't confirm that Claude’s Send button became enabled. Message content is kept.");
 }
 
-void ClaudeSubmission::press(const AXElement& sendButton, Progress& progress) {
-    const auto status = ports.accessibility.performAction(sendButton, "AXPress");
+void ClaudeSubmission::press(const ProvenSendButton& sendButton, Progress& progress) {
+    const auto status = ports.accessibility.performAction(sendButton.element(), "AXPress");
     progress.press = static_cast<std::int32_t>(status);
-    requireClaude(status == AXStatus::success,
-                  "Couldn't verify Claude’s send action. Check delivery records without resending.");
+    throwSendErrorUnless(status == AXStatus::success,
+                         "Couldn't verify Claude’s send action. Check delivery records without resending.");
 }
 
 Task<void> ClaudeSubmission::waitForReceipt(ClaudeDelivery& delivery, Progress& progress) {
-    for (int read = 1; read <= receiptReads; ++read) {
-        if (read > 1) co_await ports.loop.sleep(pause);
+    for (int read = 1; read <= maximumReceiptReads; ++read) {
+        if (read > 1) co_await ports.loop.sleep(pollInterval);
         progress.isReceived = co_await delivery.isReceived();
         if (progress.isReceived) co_return;
     }
@@ -116,12 +100,12 @@ Task<void> ClaudeSubmission::waitForReceipt(ClaudeDelivery& delivery, Progress& 
                          "destination record. The message is kept; no automatic resend.");
 }
 
-// What the editor holds now, without telling it.
+// Describes what the editor holds now, without its content.
 Task<DiagnosticText> ClaudeSubmission::describeInput(const ClaudeDelivery& delivery,
                                                      const ClaudeSnapshot& anchor) {
     try {
         const ClaudeSnapshotRequest request{delivery.path};
-        const auto fresh = co_await reading.snapshot(request);
+        const auto fresh = co_await reader.snapshot(request);
         co_return DiagnosticText::of("Same editor={} / Content={} / Send={} / Replying={} / Attachments={}",
                                      fresh.editor == anchor.editor, contentWords(fresh, delivery.text),
                                      fresh.sendEnabledDiagnostic, fresh.isResponding, fresh.hasAttachment);

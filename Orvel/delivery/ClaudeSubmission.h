@@ -1,10 +1,10 @@
 #pragma once
-// Presses Send on a text that stands in Claude's editor, once, and looks for it in the destination's
-// transcript.
+// Sends the text in Claude's editor by pressing Send once, and waits for it in the destination's transcript.
 
 #include "Orvel/delivery/ClaudeRelaySender.h"
-#include "Orvel/delivery/ClaudeWindowReading.h"
+#include "Orvel/delivery/ClaudeWindowReader.h"
 #include "Orvel/delivery/DeliveryAttempt.h"
+#include "Orvel/delivery/ProvenEditor.h"
 
 #include <optional>
 #include <string>
@@ -22,23 +22,21 @@ struct ClaudeDelivery {
     Task<bool> isReceived() const;
 };
 
-/// The ports, the reading and the history outlive the object, and this its tasks.
+/// The ports, the reader and the history outlive the object, and the object outlives its tasks.
 class ClaudeSubmission {
   public:
-    ClaudeSubmission(const ClaudePorts& ports, ClaudeWindowReading& reading,
-                     ClaudeRelayDiagnosticHistory& history)
-        : ports(ports), reading(reading), history(history) {}
+    ClaudeSubmission(const Desktop& ports, ClaudeWindowReader& reader, ClaudeRelayDiagnosticHistory& history)
+        : ports(ports), reader(reader), history(history) {}
 
-    /// Presses Send in the page and editor of `anchor` as soon as it is enabled, and waits for the receipt,
-    /// if one can come. Throws RelaySendError, whose second line is `latestSummary`. The delivery outlives
-    /// the task.
+    /// Presses Send on the page of `anchor` as soon as it is enabled, and waits for the receipt, if there can
+    /// be one. Throws RelaySendError with `latestSummary` as the second line. The delivery outlives the task.
     Task<void> submitPreparedDraft(ClaudeDelivery& delivery, ClaudeSnapshot anchor);
 
-    /// What is known of the last press.
+    /// What is known about the last press.
     const DiagnosticText& latestSummary() const { return latestSendSummary; }
 
   private:
-    // What a submission has come to.
+    // How far a submission has come.
     struct Progress {
         DiagnosticText enabled = FixedWords("Unread");
         DiagnosticText press = FixedWords("Not attempted");
@@ -48,11 +46,11 @@ class ClaudeSubmission {
     Task<void> submit(ClaudeDelivery& delivery, const ClaudeSnapshot& anchor, Progress& progress);
     Task<void> pressWhenEnabled(ClaudeDelivery& delivery, const ClaudeSnapshot& anchor, Progress& progress);
     Task<void> waitForReceipt(ClaudeDelivery& delivery, Progress& progress);
-    void press(const AXElement& sendButton, Progress& progress);
+    void press(const ProvenSendButton& sendButton, Progress& progress);
     Task<DiagnosticText> describeInput(const ClaudeDelivery& delivery, const ClaudeSnapshot& anchor);
 
-    ClaudePorts ports;
-    ClaudeWindowReading& reading;
+    Desktop ports;
+    ClaudeWindowReader& reader;
     ClaudeRelayDiagnosticHistory& history;
     DiagnosticText latestSendSummary;
 };

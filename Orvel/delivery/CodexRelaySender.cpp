@@ -17,9 +17,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto acceptanceWait = 15s;
-constexpr auto acceptanceLook = 50ms;
-constexpr auto longestTurn = 3600s;
+constexpr auto acceptanceTimeout = 15s;
+constexpr auto acceptancePollInterval = 50ms;
+constexpr auto turnTimeout = 3600s;
 
 ChildLaunch queueLaunch(const std::string& executable, const std::string& threadID,
                         const std::string& payload, const std::string& oldPath) {
@@ -35,8 +35,7 @@ CodexRelaySender::CodexRelaySender(MainLoop& loop, Processes& processes, Convers
                                    std::string home)
     : loop(loop), processes(processes), reading(reading), home(std::move(home)) {}
 
-Task<void> CodexRelaySender::send(std::string payload, ConversationReference to,
-                                  std::optional<std::string> afterMessageID,
+Task<void> CodexRelaySender::send(SavedTransfer transfer, ConversationReference to,
                                   LifecycleFailure lifecycleFailure) {
     const auto tool = codexExecutable(processes, home);
     if (to.agent != Agent::codex || !isUUID(to.sessionID) || !tool)
@@ -57,14 +56,14 @@ Task<void> CodexRelaySender::send(std::string payload, ConversationReference to,
     }
 
     // From here on only the transcript can tell whether the message went in.
-    auto failure = co_await queue(*tool, to.sessionID, payload);
+    auto failure = co_await queue(*tool, to.sessionID, *transfer->payload);
     if (failure) {
         if (session) co_await session->close();
         std::rethrow_exception(failure);
     }
     if (session)
-        tasks.start(watch(std::move(session), std::move(payload), std::move(to), std::move(afterMessageID),
-                          std::move(lifecycleFailure)));
+        tasks.start(
+            watch(std::move(session), std::move(transfer), std::move(to), std::move(lifecycleFailure)));
 }
 
 Task<std::exception_ptr> CodexRelaySender::queue(std::string tool, std::string threadID,
@@ -72,10 +71,10 @@ Task<std::exception_ptr> CodexRelaySender::queue(std::string tool, std::string t
     try {
         const auto oldPath = processes.environmentVariable("PATH").value_or("");
         const auto child = processes.start(queueLaunch(tool, threadID, payload, oldPath));
-        const auto deadline = loop.uptime() + acceptanceWait;
+        const auto deadline = loop.uptime() + acceptanceTimeout;
         auto status = child->exitStatus();
         for (; !status && loop.uptime() < deadline; status = child->exitStatus())
-            co_await loop.sleep(acceptanceLook);
+            co_await loop.sleep(acceptancePollInterval);
         if (!status) {
             co_await endChild(loop, *child);
             throw RelaySendError(
@@ -90,17 +89,16 @@ Task<std::exception_ptr> CodexRelaySender::queue(std::string tool, std::string t
     }
 }
 
-Task<void> CodexRelaySender::watch(std::unique_ptr<CodexThreadSession> session, std::string payload,
-                                   ConversationReference reference, std::optional<std::string> afterMessageID,
-                                   LifecycleFailure lifecycleFailure) {
+Task<void> CodexRelaySender::watch(std::unique_ptr<CodexThreadSession> session, SavedTransfer transfer,
+                                   ConversationReference reference, LifecycleFailure lifecycleFailure) {
     const auto threadID = reference.sessionID;
     watched[threadID] = loop.uptime();
     const CodexThreadSession::CompletionCheck isAnswered = [&] {
-        return hasBeenAnswered(payload, reference, afterMessageID);
+        return hasBeenAnswered(transfer, reference);
     };
     std::optional<std::string> failure;
     try {
-        co_await session->waitForTurnCompletion(longestTurn, isAnswered);
+        co_await session->waitForTurnCompletion(turnTimeout, isAnswered);
     } catch (const std::exception& error) {
         failure = error.what();
     }
@@ -113,15 +111,14 @@ Task<void> CodexRelaySender::watch(std::unique_ptr<CodexThreadSession> session, 
     co_await session->close();
 }
 
-Task<bool> CodexRelaySender::hasBeenAnswered(std::string payload, ConversationReference reference,
-                                             std::optional<std::string> afterMessageID) {
+Task<bool> CodexRelaySender::hasBeenAnswered(SavedTransfer transfer, ConversationReference reference) {
     SharedConversation conversation;
     try {
         conversation = co_await reading.readIfChanged(reference);
     } catch (const std::exception&) {
         co_return false;
     }
-    co_return completedPayload(payload, afterMessageID, *conversation);
+    co_return completedPayload(*transfer->payload, transfer->destinationBefore, *conversation);
 }
 
 bool CodexRelaySender::completedPayload(std::string_view payload,

@@ -1,10 +1,11 @@
 #pragma once
-// Puts a message into a Codex conversation: with the command `codex queue`, which hands it to whichever
-// process owns the conversation. Codex's server is asked before whether the conversation is there and idle,
-// and watched after for a failed reply. Neither proves the delivery; only the transcript does.
+// Delivers a message into a Codex conversation with the command `codex queue`, which passes it to whichever
+// process owns the conversation. Codex's server is asked first whether the conversation exists and is idle,
+// and watched afterwards for a failed reply. Neither proves the delivery; only the transcript does.
 
 #include "Orvel/reading/ConversationReader.h"
 #include "OrvelCore/relay/RelaySendError.h"
+#include "OrvelCore/relay/SavedTransfer.h"
 
 #include <exception>
 #include <functional>
@@ -20,40 +21,37 @@ class CodexThreadSession;
 
 class CodexRelaySender {
   public:
-    /// Told the text of a watch that failed, on the main loop, at any time while the sender lives.
+    /// Called with the error text of a failed watch, on the main loop, at any time while the sender lives.
     using LifecycleFailure = std::function<void(const std::string&)>;
 
     /// The ports and the reading outlive the sender.
     CodexRelaySender(MainLoop& loop, Processes& processes, ConversationReader& reading, std::string home);
 
-    /// Returns when Codex has accepted the message; then the turn is watched for up to an hour, unless
-    /// another program owns the conversation. `afterMessageID` is the last message of the destination before.
-    /// Throws RelaySendError, and ProcessError if the tool could not be started.
-    Task<void> send(std::string payload, ConversationReference to, std::optional<std::string> afterMessageID,
-                    LifecycleFailure lifecycleFailure);
+    /// Returns when Codex has accepted the message; then watches the turn for up to an hour, unless another
+    /// program owns the conversation. Throws RelaySendError, and ProcessError if the tool could not be
+    /// started.
+    Task<void> send(SavedTransfer transfer, ConversationReference to, LifecycleFailure lifecycleFailure);
 
-    /// Since when, as uptime, the turn of a conversation is watched; by its session identifier.
+    /// The uptime since which a conversation's turn has been watched, by session identifier.
     const std::map<std::string, MainLoop::Duration>& watchedTurns() const { return watched; }
 
-    /// Whether the conversation holds the payload behind that message, and a reply to it.
+    /// Whether the conversation holds the payload after that message, and a reply to it.
     static bool completedPayload(std::string_view payload, const std::optional<std::string>& afterMessageID,
                                  const Conversation& conversation);
 
   private:
-    /// Hands the message to the tool; gives what went wrong, or null.
+    /// Passes the message to the tool. Returns what went wrong, or null.
     Task<std::exception_ptr> queue(std::string tool, std::string threadID, std::string payload);
-    Task<void> watch(std::unique_ptr<CodexThreadSession> session, std::string payload,
-                     ConversationReference reference, std::optional<std::string> afterMessageID,
-                     LifecycleFailure lifecycleFailure);
-    Task<bool> hasBeenAnswered(std::string payload, ConversationReference reference,
-                               std::optional<std::string> afterMessageID);
+    Task<void> watch(std::unique_ptr<CodexThreadSession> session, SavedTransfer transfer,
+                     ConversationReference reference, LifecycleFailure lifecycleFailure);
+    Task<bool> hasBeenAnswered(SavedTransfer transfer, ConversationReference reference);
 
     MainLoop& loop;
     Processes& processes;
     ConversationReader& reading;
     std::string home;
     std::map<std::string, MainLoop::Duration> watched;
-    TaskScope tasks; // Last: ends before what its work uses.
+    TaskScope tasks; // Last, so that its work ends before what it uses.
 };
 
 } // namespace orvel

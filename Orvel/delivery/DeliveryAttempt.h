@@ -1,5 +1,5 @@
 #pragma once
-// How far a delivery has come, and with it whether another try is safe.
+// How far a delivery has come, and so whether a retry is safe.
 
 #include "OrvelCore/relay/RelaySendError.h"
 
@@ -8,19 +8,19 @@
 
 namespace orvel {
 
-/// Goes one way: once the destination may hold the text, nothing makes a retry safe again.
+/// Once the destination may hold the text, a retry never becomes safe again.
 class DeliveryAttempt {
   public:
-    /// A delivery that only looks at its destination as yet.
-    static DeliveryAttempt reading() { return DeliveryAttempt(false); }
-    /// A delivery of a text that the destination holds already.
-    static DeliveryAttempt ofInsertedText() { return DeliveryAttempt(true); }
+    /// A delivery that has not changed anything yet.
+    static DeliveryAttempt beforeInsertion() { return DeliveryAttempt(false); }
+    /// A delivery of a text that is already in the destination.
+    static DeliveryAttempt afterInsertion() { return DeliveryAttempt(true); }
 
     void textMayBeInserted() { mayHoldText = true; }
 
     bool canRetry() const { return !mayHoldText; }
 
-    /// What is thrown when it fails now.
+    /// The exception to throw if the delivery fails now.
     RelaySendError failure(const std::exception& reason) const { return failure(std::string(reason.what())); }
     RelaySendError failure(std::string message) const {
         return RelaySendError(std::move(message), canRetry());

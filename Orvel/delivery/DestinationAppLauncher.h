@@ -1,5 +1,5 @@
 #pragma once
-// Brings an agent's application to the front before anything is read from it.
+// Brings an agent's application to the front.
 
 #include "Orvel/desktop/Applications.h"
 #include "Orvel/runtime/Task.h"
@@ -9,7 +9,7 @@ namespace orvel::DestinationAppLauncher {
 
 enum class Outcome { opened, notInstalled, failed };
 
-/// Starts or activates the agent's application. Doesn't throw. The port outlives the task.
+/// Launches or activates the agent's application. Doesn't throw. The port outlives the task.
 Task<Outcome> open(Applications& applications, Agent agent);
 
 } // namespace orvel::DestinationAppLauncher

@@ -1,7 +1,6 @@
 #pragma once
-// Reading and writing the user interfaces of other programs: their elements, by the names of attributes,
-// roles and actions that the Accessibility interface of macOS uses. A platform that speaks another language
-// translates.
+// Reads and writes the user interfaces of other programs, element by element. Attributes, roles and actions
+// have their names from macOS Accessibility; other platforms translate.
 
 #include "Orvel/desktop/ProcessID.h"
 #include "Orvel/runtime/Task.h"
@@ -20,33 +19,33 @@
 
 namespace orvel {
 
-/// What an operation reported, as the number that diagnostics print. Any number can come; those with a
-/// meaning of their own have names.
+/// The status of an operation, by the number that diagnostics print. Any number can occur; those with a
+/// special meaning are named.
 enum class AXStatus : std::int32_t {
     success = 0,
     failure = -25200,
-    invalidElement = -25202, ///< The element is no more.
-    cannotComplete = -25204, ///< The other program did not answer in time; normal life.
+    invalidElement = -25202, ///< The element no longer exists.
+    cannotComplete = -25204, ///< The other program did not answer in time. Common.
     attributeUnsupported = -25205,
     actionUnsupported = -25206,
     apiDisabled = -25211, ///< No permission, or no such interface on this platform.
     noValue = -25212,     ///< The attribute is known and has no value.
 
-    // Of this port alone
-    needsRestart = -26001,   ///< The other program must be started anew before it can do this.
-    mayHaveHappened = -26002 ///< A write that was composed of several steps, not all of them proved.
+    // Specific to this port
+    needsRestart = -26001,   ///< The other program must be restarted before it supports this.
+    mayHaveHappened = -26002 ///< A write made of several steps, not all of them confirmed.
 };
 
-/// What a platform tells things by. Compared by what it stands for, not by address.
+/// A platform's identity of an object. Compared by value, not by address.
 class AXIdentity {
   public:
     virtual ~AXIdentity() = default;
     virtual bool equals(const AXIdentity& other) const = 0;
 };
 
-/// A handle on an element of another program. Two handles are equal if they stand for the same element, and
-/// stay so while its contents change; an element that was removed and made anew is another one. Cheap to
-/// copy. It may outlive its element, which then answers `invalidElement`.
+/// A handle to an element of another program. Handles to the same element are equal, whatever its contents;
+/// an element that was removed and recreated is a different one. Cheap to copy. May outlive its element;
+/// operations then report `invalidElement`.
 class AXElement {
   public:
     explicit AXElement(std::shared_ptr<const AXIdentity> identity) : shared(std::move(identity)) {}
@@ -61,7 +60,7 @@ class AXElement {
     std::shared_ptr<const AXIdentity> shared;
 };
 
-/// A value of a type that nobody looks into. Two of them can be compared.
+/// A value of an unsupported type, which can only be compared.
 struct AXOpaque {
     std::shared_ptr<const AXIdentity> identity;
 
@@ -74,19 +73,19 @@ struct AXNull {
     bool operator==(const AXNull&) const = default;
 };
 
-/// As written by the other program; it need not parse.
+/// As the other program wrote it; may be malformed.
 struct AXURL {
     std::string text;
     bool operator==(const AXURL&) const = default;
 };
 
-/// In UTF-16 units. Nothing keeps the other program from negative numbers.
+/// In UTF-16 units. Another program may give negative numbers.
 struct AXRange {
     std::int64_t location = 0, length = 0;
     bool operator==(const AXRange&) const = default;
 };
 
-/// In points from the upper left corner of the main screen.
+/// In points, from the top left corner of the main screen.
 struct AXPoint {
     double x = 0, y = 0;
     bool operator==(const AXPoint&) const = default;
@@ -99,8 +98,8 @@ struct AXSize {
 
 using AXElements = std::vector<AXElement>;
 
-/// An attribute's value: none, or one of the types that are told apart. Strings are UTF-8. An empty list is a
-/// list of elements.
+/// An attribute's value: none, or one of the supported types. Strings are UTF-8. An empty list is a list of
+/// elements.
 using AXValue = std::variant<std::monostate, AXNull, std::string, bool, double, AXURL, AXRange, AXPoint,
                              AXSize, AXElement, AXElements, std::vector<std::string>, AXOpaque>;
 
@@ -108,12 +107,12 @@ inline bool isNothing(const AXValue& value) {
     return std::holds_alternative<std::monostate>(value) || std::holds_alternative<AXNull>(value);
 }
 
-/// What a read gave. Without success there is no value; with it there may be none all the same.
+/// The result of a read. A successful one may still have no value.
 struct AXReading {
     AXStatus status = AXStatus::apiDisabled;
     AXValue value;
 
-    /// The value if it is there and of this type.
+    /// The value, if there is one of this type.
     template <typename T>
     const T* as() const {
         return status == AXStatus::success ? std::get_if<T>(&value) : nullptr;
@@ -130,37 +129,37 @@ struct AXActionNames {
     std::vector<std::string> names;
 };
 
-/// Lets a platform fetch ahead of the reads; destroying it ends that. See `Accessibility::readAhead`.
+/// Lets a platform fetch values ahead of the reads, until destroyed. See `Accessibility::readAhead`.
 class AXReadAhead {
   public:
     virtual ~AXReadAhead() = default;
 };
 
-/// Every operation but the two hints is one exchange with the other program, ends within the element's
-/// messaging timeout, with `cannotComplete` if that passes, and may be called from any thread. What is read
-/// can be out of date by some milliseconds.
+/// Every operation except the two hints is one exchange with the other program, may be called from any
+/// thread, and reports `cannotComplete` if the element's messaging timeout passes. Values may be a few
+/// milliseconds old.
 class Accessibility {
   public:
     virtual ~Accessibility() = default;
 
-    /// Whether this program may use the interface. If not, all else answers `apiDisabled`.
+    /// Whether this program may use the interface. If not, every operation reports `apiDisabled`.
     virtual bool isTrusted() = 0;
 
-    /// The element of a running application; there is one for every number, also for one that is no process.
+    /// The element of an application. Every number has one, even if there is no such process.
     virtual AXElement application(ProcessID process) = 0;
 
-    /// Bounds every later operation on this element alone, in whichever handle; 0 restores the platform's own
-    /// bound. A platform may take less time than it is given, not more.
+    /// Sets the timeout of all later operations on this element, through any handle; 0 restores the
+    /// platform's own. A platform may use a shorter timeout, never a longer one.
     virtual void setMessagingTimeout(const AXElement& element, std::chrono::milliseconds timeout) = 0;
 
     virtual AXReading attribute(const AXElement& element, std::string_view name) = 0;
 
     virtual AXSettable isSettable(const AXElement& element, std::string_view name) = 0;
 
-    /// Writes once. Success doesn't prove that the value stays, and `mayHaveHappened` not that it was
-    /// written. A platform without such a write composes it: it selects all, pastes from the clipboard, which
-    /// it gives back, and reads until it finds the new value; that takes 30 to 60 ms. It returns success only
-    /// then, so that the first read after this call finds the value, and `mayHaveHappened` where it can't.
+    /// Writes once. Success doesn't prove that the value stays, nor `mayHaveHappened` that it was written. A
+    /// platform without such an operation selects all, pastes, restores the clipboard and reads until it
+    /// finds the new value, which takes 30 to 60 ms. It reports success once it has found the value, and
+    /// `mayHaveHappened` otherwise.
     virtual AXStatus setAttribute(const AXElement& element, std::string_view name, const AXValue& value) = 0;
 
     virtual AXActionNames actionNames(const AXElement& element) = 0;
@@ -174,11 +173,11 @@ class Accessibility {
     /// The process to which the element belongs.
     virtual std::optional<ProcessID> process(const AXElement& element) = 0;
 
-    // Hints, both optional to a platform. With them everything has the same results and limits as without.
+    // Hints. Platforms may ignore both; results and limits are the same with and without them.
 
-    /// Says that `names` will be read of `root` and of its descendants, breadth-first, of at most `limit`
-    /// elements. While the object lives, such reads may be answered from what was fetched since this call,
-    /// each attribute of an element once. Called on the main loop's thread; never blocks.
+    /// Announces reads of `names` for `root` and its descendants, breadth-first, of at most `limit` elements.
+    /// While the returned object lives, such reads may be answered from values fetched since this call, once
+    /// per attribute of an element. Called on the main loop's thread; never blocks.
     [[nodiscard]] virtual std::unique_ptr<AXReadAhead>
     readAhead(const AXElement& root, std::span<const std::string_view> names, std::size_t limit) {
         static_cast<void>(root), static_cast<void>(names), static_cast<void>(limit);
@@ -186,9 +185,9 @@ class Accessibility {
     }
 
     /// The elements with one of the roles among `root` and its descendants, breadth-first. Nothing if the
-    /// platform doesn't search, if it can't vouch for having seen all, if one of them could not be read, or
-    /// if they are more than `limit` elements, whatever their roles: then each has to be visited. Belongs to
-    /// the main loop's thread, which it doesn't hold.
+    /// platform has no search, can't guarantee that the result is complete, failed to read an element, or met
+    /// more than `limit` elements of any role; the caller then has to walk. Belongs to the main loop's
+    /// thread, and doesn't block it.
     virtual Task<std::optional<AXElements>> search(AXElement root, std::vector<std::string> roles,
                                                    std::size_t limit) {
         static_cast<void>(root), static_cast<void>(roles), static_cast<void>(limit);

@@ -1,6 +1,6 @@
 #pragma once
-// Applications on the desktop, this one included. They are told by their bundle identifiers, which a platform
-// without bundles looks up in tables of its own.
+// The applications on the desktop, including this one, by their bundle identifiers. A platform without
+// bundles maps the identifiers itself.
 
 #include "Orvel/desktop/ProcessID.h"
 #include "Orvel/runtime/Task.h"
@@ -18,10 +18,10 @@ struct RunningApplication {
     bool operator==(const RunningApplication&) const = default;
 };
 
-/// What an installed application says of itself. That something is not known is normal.
+/// What an installed application declares about itself. Any of it may be unknown.
 struct ApplicationBundle {
     std::optional<std::string> bundleID;
-    std::optional<std::string> shortVersion; ///< As people see it, "3.6556.2".
+    std::optional<std::string> shortVersion; ///< As shown to people: "3.6556.2".
 
     bool operator==(const ApplicationBundle&) const = default;
 };
@@ -35,7 +35,7 @@ class Applications {
 
     virtual ProcessID ownProcess() = 0;
 
-    /// Brings this application to the front, as far as the desktop allows.
+    /// Brings this application to the front, if the desktop allows it.
     virtual void activateSelf() = 0;
 
     /// Shows the file in the desktop's file manager; false if there is none.
@@ -43,37 +43,37 @@ class Applications {
 
     // Running applications
 
-    /// The one that has the keyboard.
+    /// The application with keyboard focus.
     virtual std::optional<RunningApplication> frontmost() = 0;
 
-    /// Those with this identifier that have not ended, in the order in which they were started.
+    /// The running ones with this identifier, in the order in which they were started.
     virtual std::vector<RunningApplication> running(const std::string& bundleID) = 0;
 
-    /// The one with this process identifier, if it runs.
+    /// The running one with this process identifier.
     virtual std::optional<RunningApplication> application(ProcessID process) = 0;
 
-    /// The bundle that the process was started from; nothing if it has none or it can't be found.
+    /// The bundle that the process was started from; nothing if there is none or it can't be found.
     virtual std::optional<ApplicationBundle> bundleOf(ProcessID process) = 0;
 
-    /// Hands the foreground from this application to that one. False if the system refuses; true doesn't
-    /// prove that it is in front.
+    /// Passes the foreground from this application to another one. False if the system refuses; true doesn't
+    /// prove that the other one is in front.
     virtual bool activate(ProcessID process) = 0;
 
     // Installed applications
 
-    /// Where the application with this identifier lies, in a form that `openApplication` takes; nothing if it
-    /// is not installed.
+    /// The location of the application with this identifier, for `openApplication`; nothing if it is not
+    /// installed.
     virtual std::optional<std::string> location(const std::string& bundleID) = 0;
 
-    /// The bundle at an absolute path, as macOS names places.
+    /// The bundle at an absolute macOS path.
     virtual std::optional<ApplicationBundle> bundleAt(const std::string& path) = 0;
 
-    /// Starts the application, if it does not run, and brings it to the front. True once the system says that
-    /// it runs, false if it says that it failed. Doesn't throw.
+    /// Launches the application if necessary, and brings it to the front. True once the system reports it as
+    /// running, false if it reports a failure. Doesn't throw.
     virtual Task<bool> openApplication(std::string location) = 0;
 
-    /// Has the URL opened by whatever it is for; false if nothing takes it. True doesn't prove that anything
-    /// was opened.
+    /// Opens the URL in the application registered for it; false if there is none. True doesn't prove that
+    /// anything was opened.
     virtual bool openURL(const std::string& url) = 0;
 };
 

@@ -18,7 +18,7 @@ class Settings;
 class SideQueue;
 class WindowList;
 
-/// References to the ports; whoever makes it keeps them alive.
+/// References to the ports, which outlive it.
 struct Desktop {
     MainLoop& loop;
     SideQueue& sideQueue;

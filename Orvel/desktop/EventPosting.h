@@ -1,5 +1,5 @@
 #pragma once
-// Keys and clicks that this program makes itself.
+// Synthetic key events and clicks.
 
 #include "Orvel/desktop/Accessibility.h"
 #include "Orvel/desktop/ProcessID.h"
@@ -10,7 +10,7 @@
 
 namespace orvel {
 
-/// A key with modifiers, both by the numbers of macOS.
+/// A key with modifiers, numbered as on macOS.
 struct SyntheticKey {
     static constexpr std::uint64_t shift = 0x20000, control = 0x40000, option = 0x80000, command = 0x100000;
 
@@ -20,17 +20,17 @@ struct SyntheticKey {
     bool operator==(const SyntheticKey&) const = default;
 };
 
-/// Events that are made and not yet posted; destroying it forgets them.
+/// Events that are ready to be posted; destroying it discards them.
 class PreparedEvents {
   public:
     virtual ~PreparedEvents() = default;
 
-    /// Posts press and release, once. Nothing tells whether they arrived.
+    /// Posts press and release, once. There is no way to tell whether they arrived.
     virtual void post() = 0;
 };
 
-/// Belongs to the main loop's thread. What is posted carries `marker`, or is never reported by the tap:
-/// either way it can be told from what the person does.
+/// Belongs to the main loop's thread. Posted events carry `marker` or are never reported by the tap, so they
+/// can be told apart from the person's own.
 class EventPosting {
   public:
     /// The eight letters "ORVELCOP", big-endian.
@@ -38,12 +38,12 @@ class EventPosting {
 
     virtual ~EventPosting() = default;
 
-    /// Makes press and release of a key, for one process, or for whatever has the keyboard. Null if the
+    /// Prepares press and release of a key, for one process or for whichever has keyboard focus. Null if the
     /// system refuses.
     [[nodiscard]] virtual std::unique_ptr<PreparedEvents> key(SyntheticKey key,
                                                               std::optional<ProcessID> process) = 0;
 
-    /// Makes a click of the left button at a point of the screen. Null if the system refuses.
+    /// Prepares a click of the left button at a point on the screen. Null if the system refuses.
     [[nodiscard]] virtual std::unique_ptr<PreparedEvents> click(AXPoint point) = 0;
 };
 

@@ -1,5 +1,5 @@
 #pragma once
-// Writing the files that Orvel owns.
+// Writes the files that Orvel owns.
 
 #include "Orvel/desktop/FileContents.h"
 #include "Orvel/runtime/Task.h"

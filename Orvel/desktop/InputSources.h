@@ -1,12 +1,12 @@
 #pragma once
-// The input method with which the person types.
+// The current input source: a keyboard layout or an input method.
 
 #include <optional>
 #include <string>
 
 namespace orvel {
 
-/// Properties of an input source; each may be unreadable.
+/// The properties of an input source, each absent if it can't be read.
 struct InputSource {
     std::optional<std::string> id;   ///< "com.apple.keylayout.ABC"
     std::optional<std::string> mode; ///< "com.apple.inputmethod.Japanese"; layouts have none.
@@ -16,15 +16,15 @@ struct InputSource {
     bool operator==(const InputSource&) const = default;
 };
 
-/// Belongs to the main loop's thread. A read takes a millisecond at most.
+/// Belongs to the main loop's thread. A read takes at most a millisecond.
 class InputSources {
   public:
     virtual ~InputSources() = default;
 
-    /// The source that is chosen now; nothing if that can't be read.
+    /// The selected source; nothing if it can't be read.
     virtual std::optional<InputSource> current() = 0;
 
-    /// The identifier of the keyboard layout through which that source is typed.
+    /// The identifier of the keyboard layout underlying that source.
     virtual std::optional<std::string> currentLayoutID() = 0;
 };
 

@@ -1,6 +1,5 @@
 #pragma once
-// The place in the road of key events from the person to the other programs at which this program may look at
-// each, and swallow it.
+// An active event tap: sees every key event before other programs do, and may swallow it.
 
 #include "Orvel/desktop/ProcessID.h"
 
@@ -9,7 +8,7 @@
 
 namespace orvel {
 
-/// Kinds of events, by the numbers of macOS.
+/// Event types, numbered as on macOS.
 enum class TapEventType : std::uint32_t {
     leftMouseDown = 1,
     rightMouseDown = 3,
@@ -17,17 +16,17 @@ enum class TapEventType : std::uint32_t {
     keyUp = 11,
     flagsChanged = 12,
     otherMouseDown = 25,
-    tapDisabledByTimeout = 0xFFFFFFFE,  ///< The handler was too slow, and the tap no longer works.
-    tapDisabledByUserInput = 0xFFFFFFFF ///< The system or the person switched the tap off.
+    tapDisabledByTimeout = 0xFFFFFFFE,  ///< The handler was too slow; the tap is disabled.
+    tapDisabledByUserInput = 0xFFFFFFFF ///< The system or the person disabled the tap.
 };
 
 struct TapEvent {
     TapEventType type = TapEventType::keyDown;
-    std::int64_t keyCode = 0; ///< Of keys and of changed modifiers.
+    std::int64_t keyCode = 0; ///< Of key events and modifier changes.
     std::uint64_t flags = 0;  ///< Modifiers, in the bits of SyntheticKey, and 0x800000 for Fn.
     bool isRepeat = false;
     ProcessID sourceProcess = 0; ///< 0 for the hardware.
-    std::int64_t marker = 0;     ///< EventPosting::marker on events of this program.
+    std::int64_t marker = 0;     ///< EventPosting::marker on events from this program.
 
     bool operator==(const TapEvent&) const = default;
 };
@@ -36,27 +35,27 @@ enum class TapAnswer { pass, swallow };
 
 enum class TapStart {
     started,
-    refused,    ///< No tap could be made.
-    notAttached ///< It was made and could not be joined to the main loop; it is gone again.
+    refused,    ///< The tap could not be created.
+    notAttached ///< It could not be attached to the main loop, and was removed.
 };
 
-/// Belongs to the main loop's thread, on which also the handler runs.
+/// Belongs to the main loop's thread, on which the handler runs too.
 class KeyboardTap {
   public:
-    /// While it runs, the keys of the whole desktop wait, so it ends within 180 ms. A platform lets the key
-    /// pass that was not answered in time, and may switch the tap off. It may call `stop`.
+    /// Every key of the desktop waits while it runs, so it must return within 180 ms. If it is late, the
+    /// platform passes the key and may disable the tap. It may call `stop`.
     using Handler = std::function<TapAnswer(const TapEvent&)>;
 
     virtual ~KeyboardTap() = default;
 
-    /// Whether the system says that this program may listen to keys. A tap may work without.
+    /// Whether this program has the system's permission to listen to keys. A tap may work without it.
     virtual bool isListeningGranted() = 0;
-    /// Asks the person for that, through the system. The answer is not waited for.
+    /// Has the system ask the person for that permission. Doesn't wait for the answer.
     virtual void requestListening() = 0;
 
-    /// Starts an active tap that reports the types of TapEventType. Not called while it runs.
+    /// Starts a tap for the types of TapEventType. Must not be called while one runs.
     virtual TapStart start(Handler handler) = 0;
-    /// Ends the tap; does nothing if there is none.
+    /// Stops the tap, if there is one.
     virtual void stop() = 0;
     /// Whether a started tap still works.
     virtual bool isEnabled() = 0;

@@ -1,15 +1,15 @@
 #pragma once
-// Panels in which the person answers a question.
+// Modal panels in which the person makes a choice.
 
 #include <optional>
 #include <string>
 
 namespace orvel {
 
-/// What an open panel shows. It chooses one file, never a folder.
+/// The configuration of an open panel, which chooses one file and never a folder.
 struct OpenPanel {
     std::string message;
-    std::string folder; ///< Where it starts, if that exists.
+    std::string folder; ///< Where it starts, if it exists.
     bool showsHiddenFiles = false;
 
     bool operator==(const OpenPanel&) const = default;
@@ -19,8 +19,7 @@ class Panels {
   public:
     virtual ~Panels() = default;
 
-    /// Shows the panel until the person decides; gives the chosen file's absolute path, or nothing when
-    /// cancelled.
+    /// Shows the panel until the person decides. The absolute path of the chosen file; nothing if cancelled.
     virtual std::optional<std::string> chooseFile(const OpenPanel& panel) = 0;
 };
 

@@ -1,5 +1,5 @@
 #pragma once
-// How the system tells processes apart.
+// The system's process identifier.
 
 #include <cstdint>
 

@@ -1,5 +1,5 @@
 #pragma once
-// The few values that outlive a run and are no data: the window's place and the like.
+// Values that are kept between runs and aren't data, such as the window's position.
 
 #include <optional>
 #include <string>

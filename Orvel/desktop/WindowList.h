@@ -1,5 +1,5 @@
 #pragma once
-// Whose windows are on the screen.
+// The owners of the windows on the screen.
 
 #include <cstddef>
 #include <functional>

@@ -158,7 +158,7 @@ Task<std::optional<DeliveryFailure>> Outbox::deliver(RelayPair pair, SavedTransf
             const CodexRelaySender::LifecycleFailure show = [this](const std::string& text) {
                 needs.notices.fail(text);
             };
-            co_await codexSender.send(*transfer->payload, destination, transfer->destinationBefore, show);
+            co_await codexSender.send(transfer, destination, show);
         }
         co_await adoptDelivered(pair, transfer);
     } catch (const RelaySendError& error) {
@@ -179,7 +179,7 @@ Task<std::optional<DeliveryFailure>> Outbox::deliverToClaude(ConversationReferen
     attempts.begin(transfer->id, randomUUID(), needs.loop.now());
     std::optional<DeliveryFailure> failure;
     try {
-        co_await needs.claudeSender.performSend(*transfer->payload, destination, receiptConfirmed);
+        co_await needs.claudeSender.performSend(transfer, destination, receiptConfirmed);
     } catch (const RelaySendError& error) {
         failure = {error.what(), error.canRetry(), std::nullopt};
     } catch (const std::exception& error) {
@@ -359,7 +359,8 @@ Task<void> Outbox::submitDraft(Guard operation, RelayPair pair, RelayTransfer tr
             operation.beginSending();
             mayHaveSent = true;
             needs.notices.dismissError();
-            co_await needs.claudeSender.submitExistingDraft(*transfer.payload, destination, receiptConfirmed);
+            co_await needs.claudeSender.submitExistingDraft(needs.ledger.saved(transfer.id), destination,
+                                                            receiptConfirmed);
             if (!co_await settleIfReceived(transfer.id, destination, true))
                 throw RelaySendError("Couldn't confirm the message in the final receipt check. The saved "
                                      "message is kept; no automatic resend.");

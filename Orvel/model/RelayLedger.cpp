@@ -3,6 +3,9 @@
 #include "Orvel/model/Notices.h"
 #include "Orvel/runtime/Random.h"
 #include "OrvelCore/relay/RelaySendError.h"
+#include "OrvelCore/relay/RelayStateReport.h"
+
+#include <stdexcept>
 
 namespace orvel {
 
@@ -44,6 +47,10 @@ SavedTransfer RelayLedger::saved(const std::string& transferID) const {
 Task<void> RelayLedger::saveRelay(RelayState state) {
     if (held.relayStorageError) throw RelaySendError(*held.relayStorageError);
     if (state == held.relayState.get()) co_return;
+#ifndef NDEBUG
+    if (const auto broken = violationsOf(state); !broken.empty() && violationsOf(held.relayState).empty())
+        throw std::logic_error("A change breaks the rules of the relay records.\n" + broken);
+#endif
     co_await file.save(state);
     held.relayState = std::move(state);
 }

@@ -8,16 +8,16 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto patience = 1s;
-constexpr auto look = 10ms;
+constexpr auto terminationTimeout = 1s;
+constexpr auto pollInterval = 10ms;
 
 } // namespace
 
 Task<void> endChild(MainLoop& loop, ChildProcess& child) {
     if (child.exitStatus()) co_return;
     child.terminate();
-    const auto until = loop.uptime() + patience;
-    while (!child.exitStatus() && loop.uptime() < until) co_await loop.sleep(look);
+    const auto until = loop.uptime() + terminationTimeout;
+    while (!child.exitStatus() && loop.uptime() < until) co_await loop.sleep(pollInterval);
     if (!child.exitStatus()) child.kill();
 }
 

@@ -1,5 +1,5 @@
 #pragma once
-// How a child that is no longer wanted is ended.
+// Ends a child process that is no longer needed.
 
 #include "Orvel/desktop/Processes.h"
 #include "Orvel/runtime/MainLoop.h"
@@ -7,7 +7,7 @@
 
 namespace orvel {
 
-/// Asks the child to end and waits for it; after a second it is killed. The child outlives the task.
+/// Asks the child to end, and kills it if it is still running after a second. The child outlives the task.
 Task<void> endChild(MainLoop& loop, ChildProcess& child);
 
 } // namespace orvel

@@ -8,7 +8,7 @@ namespace orvel {
 
 class Processes;
 
-/// The tool: the first in PATH, then in the usual places of `home` and the system.
+/// The first one in PATH, then in the usual places of `home` and the system; nothing if there is none.
 std::optional<std::string> codexExecutable(Processes& processes, const std::string& home);
 
 } // namespace orvel

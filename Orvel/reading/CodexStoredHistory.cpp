@@ -28,7 +28,7 @@ using simdjson::dom::element;
 using simdjson::dom::object;
 
 constexpr int turnsPerPage = 20;
-constexpr std::size_t mostCursors = 1'000;
+constexpr std::size_t maximumCursors = 1'000;
 
 CodexThreadLoaderError invalid(std::string message) {
     return {CodexThreadLoaderError::Kind::invalid, std::move(message)};
@@ -204,7 +204,7 @@ Task<void> fetchAllPages(MainLoop& loop, std::string threadID, std::shared_ptr<T
         cursor = co_await loop.background(take);
         if (!cursor) co_return;
         if (!seenCursors.insert(*cursor).second) throw CodexThreadLoaderError::invalid();
-        if (seenCursors.size() >= mostCursors) throw TranscriptError(TranscriptError::Case::tooLarge);
+        if (seenCursors.size() >= maximumCursors) throw TranscriptError(TranscriptError::Case::tooLarge);
     }
 }
 

@@ -1,6 +1,6 @@
 #pragma once
-// A whole Codex conversation, asked from Codex's server: a fork writes only its own tail to its transcript.
-// What the server tells is rebuilt as a transcript, so that one reader makes every conversation.
+// Reads a whole Codex conversation from Codex's server, since the transcript of a fork holds only its own
+// tail. The server's pages are rebuilt as a transcript, so that there is one parser for all conversations.
 
 #include "Orvel/reading/CodexThreadSession.h"
 #include "OrvelCore/conversations/Conversation.h"
@@ -11,10 +11,10 @@
 
 namespace orvel::CodexStoredHistory {
 
-/// Asks the server by a method and parameters, the JSON text of an object; the message holds the result.
+/// Calls a method of the server. `params` is the JSON text of an object; the message holds the result.
 using Request = std::function<Task<SharedMessage>(std::string method, std::string params)>;
 
-/// What the server knows of a conversation, apart from its turns.
+/// What the server knows about a conversation, without its turns.
 struct Metadata {
     std::string path;       ///< Of the transcript, verified.
     std::string statusType; ///< "idle", "notLoaded" or "active".
@@ -22,20 +22,19 @@ struct Metadata {
     double updatedAt = 0;
 };
 
-/// The conversation. Everything in it comes from before one moment, at which the server confirmed that
-/// nothing had changed. Files are read and pages converted in the background. Throws as
-/// CodexThreadLoader::readHistory.
+/// The conversation as of one moment: afterwards the server has confirmed that nothing had changed meanwhile.
+/// Reads files and converts pages in the background. Throws as CodexThreadLoader::readHistory.
 Task<SharedConversation> read(MainLoop& loop, ConversationReference reference, bool preferLocalTranscript,
                               Request request);
 
 /// Throws CodexThreadLoaderError.
 Task<Metadata> metadata(MainLoop& loop, ConversationReference reference, Request request);
 
-/// The resolved path at which the server says that the transcript of `reference` lies. Reads the file if it
-/// moved. Throws CodexThreadLoaderError.
+/// Verifies and resolves the path that the server gives for the transcript of `reference`. Reads the file if
+/// it has moved. Throws CodexThreadLoaderError.
 std::string verifiedTranscriptPath(const std::string& path, const ConversationReference& reference);
 
-/// Asks once more. Throws CodexThreadLoaderError if the file moved since, RelaySendError if the conversation
+/// Asks again. Throws CodexThreadLoaderError if the file has moved, RelaySendError if the conversation has
 /// changed.
 Task<void> verifyUnchanged(MainLoop& loop, ConversationReference reference, Metadata first, Request request);
 

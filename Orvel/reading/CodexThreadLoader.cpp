@@ -6,7 +6,11 @@
 
 namespace orvel::CodexThreadLoader {
 
-using namespace std::chrono_literals;
+namespace {
+
+constexpr auto historyTimeout = std::chrono::seconds(20);
+
+} // namespace
 
 Task<std::unique_ptr<CodexThreadSession>> connect(MainLoop& loop, Processes& processes,
                                                   std::string executable, std::string threadID) {
@@ -26,7 +30,7 @@ Task<SharedConversation> readHistory(MainLoop& loop, Processes& processes, std::
     try {
         co_await session.connect(true);
         const CodexStoredHistory::Request request =
-            [&session, until = loop.uptime() + 20s](std::string method, std::string params) {
+            [&session, until = loop.uptime() + historyTimeout](std::string method, std::string params) {
                 return session.request(std::move(method), std::move(params), until);
             };
         conversation = co_await CodexStoredHistory::read(loop, reference, preferLocalTranscript, request);

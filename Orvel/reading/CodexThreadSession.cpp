@@ -26,9 +26,9 @@ using namespace std::chrono_literals;
 using nlohmann::ordered_json;
 using Opcode = CodexWebSocketCodec::Opcode;
 
-constexpr auto connectTime = 20s;
-constexpr auto completionPoll = 250ms;
-constexpr std::size_t largeText = 65'536; // Parsing more than this would hold the main loop.
+constexpr auto connectTimeout = 20s;
+constexpr auto completionPollInterval = 250ms;
+constexpr std::size_t maximumTextParsedOnLoop = 65'536; // In bytes; parsing more would hold the main loop.
 
 ChildLaunch serverLaunch(Processes& processes, const std::string& executable) {
     const auto path = processes.environmentVariable("PATH").value_or("/usr/bin:/bin");
@@ -97,7 +97,7 @@ CodexThreadSession::~CodexThreadSession() = default;
 // Connecting
 
 Task<void> CodexThreadSession::connect(bool readOnly) {
-    const auto until = loop.uptime() + connectTime;
+    const auto until = loop.uptime() + connectTimeout;
     std::optional<CodexThreadLoaderError> problem;
     std::string_view stage = "HTTP Upgrade";
     try {
@@ -201,7 +201,7 @@ Task<std::shared_ptr<JsonMessage>> CodexThreadSession::receive(MainLoop::Duratio
 }
 
 Task<std::shared_ptr<JsonMessage>> CodexThreadSession::parsed(std::string text) {
-    if (text.size() > largeText) {
+    if (text.size() > maximumTextParsedOnLoop) {
         const auto parse = [text = std::make_shared<const std::string>(std::move(text))] {
             return std::make_shared<JsonMessage>(*text);
         };
@@ -231,7 +231,7 @@ Task<void> CodexThreadSession::waitForTurnCompletion(MainLoop::Duration timeout,
     for (;;) {
         const bool isConfirmed = co_await completionConfirmed();
         if (isConfirmed) co_return;
-        co_await receive(until, std::min(loop.uptime() + completionPoll, until));
+        co_await receive(until, std::min(loop.uptime() + completionPollInterval, until));
     }
 }
 

@@ -1,7 +1,6 @@
 #pragma once
-// A conversation with Codex's own server: `codex app-server proxy` as a child, whose pipes carry what a
-// WebSocket would, and on it objects in the manner of JSON-RPC. Nothing the server says is believed until it
-// is checked.
+// A connection to Codex's own server: a child process `codex app-server proxy`, whose pipes carry a WebSocket
+// stream of messages in the style of JSON-RPC. Everything the server sends is validated.
 
 #include "Orvel/desktop/Processes.h"
 #include "Orvel/runtime/MainLoop.h"
@@ -22,34 +21,34 @@ namespace orvel {
 class JsonMessage;
 using SharedMessage = std::shared_ptr<const JsonMessage>;
 
-/// Lives for one purpose, one reading of a history or one delivery, and is not used again after a failure.
-/// One operation runs at a time; each throws CodexThreadLoaderError. Destroying it kills the server that
-/// still runs; `close` first asks it to end.
+/// Serves one history or one delivery, and must not be used after a failure. One operation runs at a time;
+/// each throws CodexThreadLoaderError. Destroying the session kills a server that still runs; `close` asks it
+/// to end first.
 class CodexThreadSession {
   public:
-    /// Whether a turn's reply stands in the transcript; asked after each sign that it may.
+    /// Whether a turn's reply is in the transcript; called after each sign that it might be.
     using CompletionCheck = std::function<Task<bool>()>;
 
-    /// Starts the server. Throws ProcessError if it can't be launched. The ports outlive the session.
+    /// Starts the server. Throws ProcessError if that fails. The ports outlive the session.
     CodexThreadSession(MainLoop& loop, Processes& processes, const std::string& executable,
                        std::string threadID);
     CodexThreadSession(const CodexThreadSession&) = delete;
     CodexThreadSession& operator=(const CodexThreadSession&) = delete;
     ~CodexThreadSession();
 
-    /// Introduces Orvel and, unless `readOnly`, becomes the writer of an idle conversation. A failure names
-    /// the stage of the connection that it reached, and the session is closed.
+    /// Performs the handshake and, unless `readOnly`, becomes the writer of the conversation, which must be
+    /// idle. A failure names the stage that was reached, and closes the session.
     Task<void> connect(bool readOnly);
 
-    /// Asks the server. `params` is the JSON text of an object, `until` an uptime. The message holds the
-    /// answer's `result`, an object.
+    /// Calls a method of the server. `params` is the JSON text of an object, `until` an uptime. The message
+    /// holds the `result` of the response, an object.
     Task<SharedMessage> request(std::string method, std::string params, MainLoop::Duration until);
 
-    /// Waits until a turn that began after `connect` has completed, and `completionConfirmed`, if given,
-    /// answers true. Throws also if that turn fails.
+    /// Waits until a turn that began after `connect` has completed and `completionConfirmed`, if given,
+    /// returns true. Also throws if that turn fails.
     Task<void> waitForTurnCompletion(MainLoop::Duration timeout, CompletionCheck completionConfirmed);
 
-    /// Ends the server, with force after a second. Once only; later calls do nothing.
+    /// Ends the server, by force after a second. Later calls do nothing.
     Task<void> close();
 
   private:
@@ -61,16 +60,16 @@ class CodexThreadSession {
 
     Task<void> send(std::string json, MainLoop::Duration until);
     Task<SharedMessage> response(std::int64_t expectedID, MainLoop::Duration until);
-    /// The next object, or nothing if none has come by `pollUntil`.
+    /// The next object; null if none has arrived by `pollUntil`.
     Task<std::shared_ptr<JsonMessage>> receive(MainLoop::Duration until,
                                                std::optional<MainLoop::Duration> pollUntil = std::nullopt);
     Task<std::shared_ptr<JsonMessage>> parsed(std::string text);
     std::optional<Turn> turnOf(const JsonMessage& message) const;
 
     Task<void> write(std::string bytes, MainLoop::Duration until);
-    /// The next bytes, in `chunk`; nothing if none have come by `until`.
+    /// The next bytes, in `chunk`; empty if none have arrived by `until`.
     Task<std::string_view> readSome(MainLoop::Duration until);
-    /// Whether the end can be used; not by `until` if not.
+    /// Whether the end can be used by `until`.
     Task<bool> waitFor(PipeEnd end, MainLoop::Duration until);
 
     MainLoop& loop;

@@ -1,5 +1,5 @@
 #pragma once
-// An object that the server sent. Only source files include this header, since simdjson is heavy.
+// A JSON object from the server. Included by source files only, since simdjson is heavy.
 
 #include "OrvelCore/files/FileReading.h"
 #include "OrvelCore/frames/CodexThreadLoaderError.h"
@@ -9,11 +9,11 @@
 
 namespace orvel {
 
-/// A parsed text together with its parser, on which everything read from it lives.
+/// A parsed text together with its parser, which owns everything read from it.
 class JsonMessage {
   public:
-    /// Throws CodexThreadLoaderError if the text is no JSON or no object. If there is room behind the text,
-    /// it is parsed in place.
+    /// Parses the text, in place if its capacity includes the parser's padding. Throws CodexThreadLoaderError
+    /// if it isn't a JSON object.
     explicit JsonMessage(const std::string& text) {
         simdjson::dom::element root;
         const bool copy = text.capacity() - text.size() < FileBytes::padding;
@@ -27,7 +27,7 @@ class JsonMessage {
 
     const simdjson::dom::object& object() const { return top; }
 
-    /// From now on the message is one of its parts.
+    /// Makes one of its parts the message.
     void narrowTo(const simdjson::dom::object& part) { top = part; }
 
   private:

@@ -1,5 +1,5 @@
 #pragma once
-// Waiting for a pipe of a child process and for a deadline, whichever comes first.
+// Waits for a pipe of a child process or a deadline, whichever comes first.
 
 #include "Orvel/desktop/Processes.h"
 #include "Orvel/runtime/MainLoop.h"
@@ -9,8 +9,8 @@
 
 namespace orvel {
 
-/// `co_await PipeWait(loop, child, end, until)` gives what came first; `until` is an uptime. It lives in the
-/// frame of the waiting coroutine: if that is destroyed, nothing is waited for any more.
+/// `co_await PipeWait(loop, child, end, until)` returns which came first; `until` is an uptime. Lives in the
+/// frame of the waiting coroutine, so destroying that cancels the wait.
 class PipeWait {
   public:
     enum class Outcome { ready, broken, late };

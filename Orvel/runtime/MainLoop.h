@@ -1,6 +1,6 @@
 #pragma once
-// The main loop: the one thread to which all application state belongs, its clocks, its timers, and the way
-// to have something done on another thread. Coroutines wait on it with sleep, yield and background.
+// The main loop: the one thread that owns all application state, its clocks and timers, and a way to run work
+// on another thread. Coroutines wait on it with sleep, yield and background.
 
 #include "OrvelCore/text/Date.h"
 
@@ -31,16 +31,16 @@ class MainLoop {
     MainLoop& operator=(const MainLoop&) = delete;
     virtual ~MainLoop() = default;
 
-    /// Time since some fixed moment; never jumps. For deadlines.
+    /// Monotonic time since some fixed moment. For deadlines.
     virtual Duration uptime() const = 0;
 
-    /// The wall clock, which may jump. For dates that people see.
+    /// The wall clock, which may jump. For dates shown to people.
     virtual Date now() const = 0;
 
     /// Runs `action` on the loop, after everything posted before. Callable from any thread.
     virtual void post(std::function<void()> action) = 0;
 
-    /// Runs `action` once on the loop, `delay` from now at the earliest.
+    /// Runs `action` once on the loop, no earlier than `delay` from now.
     [[nodiscard]] virtual std::unique_ptr<Timer> after(Duration delay, std::function<void()> action) = 0;
 
     /// Runs `work` on another thread and then `done` on the loop. `work` touches nothing but what it holds by
@@ -48,10 +48,10 @@ class MainLoop {
     /// if no thread can be started; then neither of them runs.
     virtual void runInBackground(std::function<void()> work, std::function<void()> done) = 0;
 
-    /// `co_await loop.sleep(delay)` goes on after the delay.
+    /// `co_await loop.sleep(delay)` resumes after the delay.
     auto sleep(Duration delay);
 
-    /// `co_await loop.yield()` lets everything else that waits have its turn.
+    /// `co_await loop.yield()` lets everything else that waits run first.
     auto yield();
 
     /// `co_await loop.background(function)` gives the function's result or throws its exception, or what
@@ -65,7 +65,7 @@ class MainLoop {
 
 namespace detail {
 
-// Waits live in the frame of the waiting coroutine; if that is destroyed, so is the timer.
+// Lives in the frame of the waiting coroutine, so the timer is destroyed with it.
 struct SleepAwaiter {
     MainLoop& loop;
     MainLoop::Duration delay;
@@ -82,8 +82,8 @@ template <typename Function>
 class BackgroundAwaiter {
     using Result = std::invoke_result_t<Function>;
 
-    // Outlives the coroutine if that is destroyed while the work runs. Only `result` and `failure` are
-    // written by the other thread, before the loop hears of the end.
+    // Outlives the coroutine if that is destroyed while the work runs. The other thread writes only `result`
+    // and `failure`, before the loop is notified.
     struct Work {
         explicit Work(Function function) : function(std::move(function)) {}
         Function function;

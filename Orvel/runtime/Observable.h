@@ -1,5 +1,5 @@
 #pragma once
-// Fields that tell when they are assigned. A screen subscribes to the signal of a model and renders again.
+// Fields that notify when assigned. A screen subscribes to its model's signal and renders again.
 
 #include <cstdint>
 #include <functional>
@@ -9,13 +9,13 @@
 
 namespace orvel {
 
-/// Tells its subscribers, in the order in which they came, that something has changed. Belongs to the main
+/// Notifies its subscribers, in the order of subscription, that something has changed. Belongs to the main
 /// loop's thread.
 class ChangeSignal {
     using Listeners = std::map<std::uint64_t, std::function<void()>>;
 
   public:
-    /// Keeps a listener listening; destroying it ends that. It may outlive the signal.
+    /// Keeps a listener subscribed until destroyed. May outlive the signal.
     class Subscription {
       public:
         Subscription() = default;
@@ -42,12 +42,12 @@ class ChangeSignal {
         return {listeners, last};
     }
 
-    /// How often subscribers were told.
+    /// The number of notifications so far.
     std::uint64_t count() const { return notified; }
 
     void notify() const {
         ++notified;
-        // A copy, since a listener may subscribe or leave.
+        // A copy, since a listener may subscribe or unsubscribe.
         const auto current = *listeners;
         for (const auto& [number, listener] : current)
             if (listeners->contains(number)) listener();
@@ -59,7 +59,7 @@ class ChangeSignal {
     mutable std::uint64_t notified = 0;
 };
 
-/// A field whose every assignment notifies, also one of an equal value.
+/// A field that notifies on every assignment, even of an equal value.
 template <typename T>
 class Observable {
   public:
@@ -78,7 +78,7 @@ class Observable {
     operator const T&() const { return value; }
     const T* operator->() const { return &value; }
 
-    /// Grows with every assignment, for whoever derives something dear from the value.
+    /// Increases with every assignment, for caching what is expensive to derive from the value.
     std::uint64_t revision() const { return assignments; }
 
   private:

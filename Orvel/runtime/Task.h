@@ -1,9 +1,9 @@
 #pragma once
-// Asynchronous work on the main loop as C++20 coroutines: Task<T> is work that somebody awaits, TaskScope
+// Asynchronous work on the main loop as C++20 coroutines: a Task<T> is awaited by its caller, a TaskScope
 // owns work that nobody awaits.
 //
-// Habits that keep coroutines safe: parameters by value, no capturing lambda coroutines, no co_await inside
-// catch, and after every co_await a look whether the world is still the one the work was for.
+// Rules for safe coroutines: parameters by value, no capturing lambda coroutines, no co_await inside catch,
+// and after every co_await a check that the work is still wanted.
 
 #include <coroutine>
 #include <cstdio>
@@ -20,7 +20,7 @@ class Task;
 
 namespace detail {
 
-// What promises of all results share: who waits, and what went wrong.
+// The part of a promise that doesn't depend on the result type.
 class TaskPromiseBase {
   public:
     std::suspend_always initial_suspend() const noexcept { return {}; }
@@ -67,8 +67,8 @@ struct TaskPromise<void> : TaskPromiseBase {
 
 } // namespace detail
 
-/// Work that begins when it is awaited and gives a T, or throws what the work throws. Destroying it while it
-/// waits ends it there: its locals are destroyed, and what it waited for is forgotten.
+/// Work that starts when awaited, and returns a T or throws. Destroying it while it waits cancels it: its
+/// locals are destroyed, and nothing resumes it.
 template <typename T = void>
 class [[nodiscard]] Task {
   public:
@@ -124,7 +124,7 @@ class TaskScope {
     TaskScope(const TaskScope&) = delete;
     TaskScope& operator=(const TaskScope&) = delete;
 
-    /// Runs the work up to its first wait, and the rest of it as the loop goes on.
+    /// Runs the work up to its first wait; the loop runs the rest.
     void start(Task<void> work) {
         const auto place = running.emplace(running.end());
         const auto handle = run(std::move(work), this, place).handle;
@@ -132,7 +132,7 @@ class TaskScope {
         handle.resume();
     }
 
-    /// Whether no work is under way.
+    /// Whether no work is in progress.
     bool isIdle() const { return running.empty(); }
 
   private:
@@ -147,7 +147,7 @@ class TaskScope {
         std::coroutine_handle<promise_type> handle;
     };
 
-    // A frame under way: destroyed with its place in the list, unless it has run to its end.
+    // A coroutine in progress: destroyed with its entry in the list, unless it has finished.
     struct Running {
         std::coroutine_handle<Root::promise_type> handle;
         Running() = default;

@@ -43,7 +43,7 @@ std::string pathOf(const UriUriA& uri) {
 }
 
 std::optional<Components> componentsOf(std::string_view url) {
-    if (url.size() > longestClaudeURL) return std::nullopt;
+    if (url.size() > maximumClaudeURLSize) return std::nullopt;
     UriUriA uri;
     if (uriParseSingleUriExA(&uri, url.data(), url.data() + url.size(), nullptr) != URI_SUCCESS)
         return std::nullopt;
@@ -54,13 +54,13 @@ std::optional<Components> componentsOf(std::string_view url) {
                       uri.fragment.first != nullptr};
 }
 
-// Whether the URL is of Claude's web origin and of nobody in particular.
+// Whether the URL has Claude's web origin and names no user.
 bool isOfClaude(const Components& url) {
     return url.scheme == originScheme && url.host == originHost && !url.hasUserInfo &&
            (url.port.empty() || url.port == originPort);
 }
 
-// The path behind percent-encoding, or nothing if it is no UTF-8.
+// The path without percent-encoding; nothing if it is no UTF-8.
 std::optional<std::string> decoded(std::string path) {
     path.push_back('\0');
     const char* end = uriUnescapeInPlaceExA(path.data(), URI_FALSE, URI_BR_DONT_TOUCH);
@@ -87,30 +87,18 @@ DiagnosticText kindOfPart(std::string_view part) {
 }
 
 DiagnosticText pathSummary(std::string_view path) {
-    // Nobody needs more of a path than the longest known page and a little, and a line stays a line.
-    static constexpr std::size_t most = 8;
+    // A little more than the longest known page has, so that the summary stays one line.
+    static constexpr std::size_t maximumParts = 8;
     if (path.empty()) return FixedWords("Empty path");
     if (path == "/") return FixedWords("Root /");
     const auto parts = partsOf(path);
     DiagnosticText summary;
-    for (std::size_t i = 0; i < std::min(parts.size(), most); ++i) {
+    for (std::size_t i = 0; i < std::min(parts.size(), maximumParts); ++i) {
         if (i > 0) summary += FixedWords("/");
         summary += kindOfPart(parts[i]);
     }
-    if (parts.size() > most) summary += FixedWords("/{more}");
+    if (parts.size() > maximumParts) summary += FixedWords("/{more}");
     return summary;
-}
-
-ClaudeChatRoute::Case chatPageOf(std::string_view url) {
-    using enum ClaudeChatRoute::Case;
-    const auto components = componentsOf(url);
-    if (!components || !isOfClaude(*components)) return unsupported;
-    const auto path = decoded(components->path);
-    if (!path) return unsupported;
-    if (path->empty() || *path == "/" || *path == "/new") return newChat;
-    const auto parts = partsOf(*path);
-    if (parts.size() == 3 && parts[0].empty() && parts[1] == "chat" && isUUID(parts[2])) return conversation;
-    return unsupported;
 }
 
 } // namespace
@@ -139,9 +127,19 @@ ClaudeCodeRoute::ClaudeCodeRoute(std::string_view url) {
     desktopSessionID = id;
 }
 
-ClaudeChatRoute::ClaudeChatRoute(std::string_view url) : value(chatPageOf(url)) {}
+ClaudeChatRoute claudeChatRoute(std::string_view url) {
+    using enum ClaudeChatRoute;
+    const auto components = componentsOf(url);
+    if (!components || !isOfClaude(*components)) return unsupported;
+    const auto path = decoded(components->path);
+    if (!path) return unsupported;
+    if (path->empty() || *path == "/" || *path == "/new") return newChat;
+    const auto parts = partsOf(*path);
+    if (parts.size() == 3 && parts[0].empty() && parts[1] == "chat" && isUUID(parts[2])) return conversation;
+    return unsupported;
+}
 
-DiagnosticText ClaudeChatRoute::diagnosticSummary(std::string_view url) {
+DiagnosticText urlStructure(std::string_view url) {
     const auto components = componentsOf(url);
     if (!components) return FixedWords("URL structure: Unparseable");
     const auto& [scheme, host, port, path, hasUserInfo, hasQuery, hasFragment] = *components;

@@ -1,5 +1,5 @@
 #pragma once
-// Which page of Claude a URL is. What isn't surely one of the known pages is unsupported.
+// Tells which page of Claude a URL shows. Whatever isn't certainly a known page is unsupported.
 
 #include "OrvelCore/diagnostics/DiagnosticText.h"
 
@@ -12,10 +12,10 @@ namespace orvel {
 
 inline constexpr std::string_view claudeWebOrigin = "https://claude.ai";
 
-/// A longer URL is taken for none, in bytes: what a page puts into its URL must not delay a key.
-inline constexpr std::size_t longestClaudeURL = 16'384;
+/// In bytes. A longer text is not taken for a URL, so that no page can delay a key by its URL.
+inline constexpr std::size_t maximumClaudeURLSize = 16'384;
 
-/// Whether the text is a URL, of whatever kind.
+/// Whether the text is a URL of any kind.
 bool isURL(std::string_view text);
 
 /// The path of a page of Claude's web origin, still percent-encoded; nothing for any other URL.
@@ -26,7 +26,7 @@ struct ClaudeCodeRoute {
     enum class Kind { conversation, newConversation, unsupported };
 
     Kind kind = Kind::unsupported;
-    std::optional<std::string> desktopSessionID; ///< "local_" and a UUID as written; of a conversation only.
+    std::optional<std::string> desktopSessionID; ///< "local_" and a UUID, as written; only of a conversation.
 
     ClaudeCodeRoute() = default;
     explicit ClaudeCodeRoute(std::string_view url);
@@ -35,21 +35,12 @@ struct ClaudeCodeRoute {
 };
 
 /// A page of regular chats.
-class ClaudeChatRoute {
-  public:
-    enum class Case { newChat, conversation, unsupported };
-    using enum Case;
+enum class ClaudeChatRoute { newChat, conversation, unsupported };
 
-    constexpr ClaudeChatRoute(Case value) : value(value) {}
-    constexpr operator Case() const { return value; }
+ClaudeChatRoute claudeChatRoute(std::string_view url);
 
-    explicit ClaudeChatRoute(std::string_view url);
-
-    /// The structure of any URL: segments that aren't names of known pages are told by their kind only.
-    static DiagnosticText diagnosticSummary(std::string_view url);
-
-  private:
-    Case value;
-};
+/// The structure of any URL for diagnostics, without its contents: of a path segment that names no known
+/// page, only the kind.
+DiagnosticText urlStructure(std::string_view url);
 
 } // namespace orvel

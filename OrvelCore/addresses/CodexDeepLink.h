@@ -7,7 +7,7 @@
 
 namespace orvel::CodexDeepLink {
 
-/// The id in lower case, or nothing if the text is anything but the bare link.
+/// The id in lower case; nothing if the text is anything but the bare link.
 std::optional<std::string> threadID(std::string_view text);
 
 } // namespace orvel::CodexDeepLink

@@ -5,20 +5,7 @@
 
 namespace orvel {
 
-namespace {
-
-CommandRemovalReadback::Case caseOf(std::optional<std::string_view> value, std::string_view expectedText) {
-    using enum CommandRemovalReadback::Case;
-    if (!value) return unavailable;
-    if (value->empty()) return empty;
-    if (trimmed(*value).empty()) return whitespaceOnly;
-    if (*value == expectedText) return unchanged;
-    return changed;
-}
-
-} // namespace
-
-FixedWords rawValue(CommandRemovalOutcome outcome) {
+FixedWords description(CommandRemovalOutcome outcome) {
     switch (outcome) {
     case CommandRemovalOutcome::cleared: return "Removed the command from the original editor.";
     case CommandRemovalOutcome::focusChanged:
@@ -38,7 +25,7 @@ FixedWords rawValue(CommandRemovalOutcome outcome) {
            "original editor.";
 }
 
-FixedWords rawValue(CommandRemovalReadback readback) {
+FixedWords description(CommandRemovalReadback readback) {
     switch (readback) {
     case CommandRemovalReadback::notAttempted: return "Not attempted";
     case CommandRemovalReadback::empty: return "Empty confirmed";
@@ -50,16 +37,21 @@ FixedWords rawValue(CommandRemovalReadback readback) {
     return "Unavailable";
 }
 
-CommandRemovalReadback::CommandRemovalReadback(std::optional<std::string_view> value,
-                                               std::string_view expectedText)
-    : value(caseOf(value, expectedText)) {}
-
-bool CommandRemovalReadback::confirmsRemoval() const {
-    return value == empty || value == whitespaceOnly;
+CommandRemovalReadback removalReadback(std::optional<std::string_view> value, std::string_view expectedText) {
+    using enum CommandRemovalReadback;
+    if (!value) return unavailable;
+    if (value->empty()) return empty;
+    if (trimmed(*value).empty()) return whitespaceOnly;
+    if (*value == expectedText) return unchanged;
+    return changed;
 }
 
-bool CommandRemovalReadback::canRetryReadOnly() const {
-    return value == unchanged || value == unavailable;
+bool confirmsRemoval(CommandRemovalReadback readback) {
+    return readback == CommandRemovalReadback::empty || readback == CommandRemovalReadback::whitespaceOnly;
+}
+
+bool canRetryReadOnly(CommandRemovalReadback readback) {
+    return readback == CommandRemovalReadback::unchanged || readback == CommandRemovalReadback::unavailable;
 }
 
 CommandRemovalOutcome CommandRemoval::perform(std::string_view expectedText, CommandEditor& editor) {
@@ -72,10 +64,10 @@ CommandRemovalOutcome CommandRemoval::perform(std::string_view expectedText, Com
     if (!editor.isSameFocusedEditor()) return CommandRemovalOutcome::focusChanged;
 
     const bool written = editor.writeEmpty();
-    const CommandRemovalReadback readback(editor.readText(), expectedText);
+    const auto readback = removalReadback(editor.readText(), expectedText);
     editor.observeReadback(readback);
     if (readback == CommandRemovalReadback::unavailable) return CommandRemovalOutcome::verificationFailed;
-    if (readback.confirmsRemoval()) return CommandRemovalOutcome::cleared;
+    if (confirmsRemoval(readback)) return CommandRemovalOutcome::cleared;
     return written ? CommandRemovalOutcome::verificationFailed : CommandRemovalOutcome::writeFailed;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
-// Removing a captured command from its editor: nothing but the very text that was captured is ever erased,
-// and the editor is read again to learn what became of it.
+// Removes a captured command from its editor: erases exactly the captured text and nothing else, then reads
+// the editor back.
 
 #include "OrvelCore/diagnostics/FixedWords.h"
 
@@ -20,48 +20,37 @@ enum class CommandRemovalOutcome {
 };
 
 /// The sentence for the user.
-FixedWords rawValue(CommandRemovalOutcome outcome);
+FixedWords description(CommandRemovalOutcome outcome);
 
 /// What the editor held after the removal.
-class CommandRemovalReadback {
-  public:
-    enum class Case { notAttempted, empty, whitespaceOnly, unchanged, changed, unavailable };
-    using enum Case;
+enum class CommandRemovalReadback { notAttempted, empty, whitespaceOnly, unchanged, changed, unavailable };
 
-    constexpr CommandRemovalReadback(Case value) : value(value) {}
-    constexpr operator Case() const { return value; }
+/// The words for diagnostics.
+FixedWords description(CommandRemovalReadback readback);
 
-    /// The judgement of a value read back, which is absent if it could not be read; never `notAttempted`.
-    CommandRemovalReadback(std::optional<std::string_view> value, std::string_view expectedText);
+/// Judges a value that was read back, absent if it could not be read. Never `notAttempted`.
+CommandRemovalReadback removalReadback(std::optional<std::string_view> value, std::string_view expectedText);
 
-    /// Editors leave a line break in an emptied field, so blanks confirm a removal as well.
-    bool confirmsRemoval() const;
+/// Whether the editor is empty. A line break counts as empty: some editors leave one behind.
+bool confirmsRemoval(CommandRemovalReadback readback);
 
-    /// Whether reading once more may give another answer.
-    bool canRetryReadOnly() const;
+/// Whether reading again, without writing, could give another answer.
+bool canRetryReadOnly(CommandRemovalReadback readback);
 
-  private:
-    Case value;
-};
-
-/// The words that diagnostics print.
-FixedWords rawValue(CommandRemovalReadback readback);
-
-/// The editor that the removal works on.
+/// The editor to remove the command from.
 class CommandEditor {
   public:
     virtual ~CommandEditor() = default;
 
     virtual bool isSameFocusedEditor() = 0;
-    virtual std::optional<std::string> readText() = 0; ///< The whole text, absent if it can't be read.
+    virtual std::optional<std::string> readText() = 0; ///< The whole text; absent if it can't be read.
     virtual bool writeEmpty() = 0;                     ///< Whether the write was reported as done.
     virtual void observeReadback(CommandRemovalReadback readback) = 0;
 };
 
 namespace CommandRemoval {
 
-/// Empties the editor if it is still the focused one and still holds exactly these bytes, which must be a
-/// command.
+/// Empties the editor if it still has the focus and still holds exactly these bytes, which must be a command.
 CommandRemovalOutcome perform(std::string_view expectedText, CommandEditor& editor);
 
 } // namespace CommandRemoval

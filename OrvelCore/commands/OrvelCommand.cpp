@@ -71,16 +71,6 @@ std::string_view separatorIn(std::string_view text) {
     }
 }
 
-ReturnInputClassification::Case caseOf(std::string_view editorText) {
-    using enum ReturnInputClassification::Case;
-    if (OrvelCommand::parse(editorText)) return command;
-    if (editorText.empty()) return empty;
-    if (editorText.size() > OrvelCommand::maximumBytes) return tooLong;
-    if (beginsWithWord(editorText)) return invalidBoundary;
-    if (beginsWithWord(trimmed(editorText))) return leadingWhitespace;
-    return other;
-}
-
 } // namespace
 
 std::optional<OrvelCommand> OrvelCommand::parse(std::string_view editorText) {
@@ -93,10 +83,17 @@ std::optional<OrvelCommand> OrvelCommand::parse(std::string_view editorText) {
     return OrvelCommand{std::string(rest.substr(separator.size()))};
 }
 
-ReturnInputClassification::ReturnInputClassification(std::string_view editorText)
-    : value(caseOf(editorText)) {}
+ReturnInputClassification classifyInput(std::string_view editorText) {
+    using enum ReturnInputClassification;
+    if (OrvelCommand::parse(editorText)) return command;
+    if (editorText.empty()) return empty;
+    if (editorText.size() > OrvelCommand::maximumBytes) return tooLong;
+    if (beginsWithWord(editorText)) return invalidBoundary;
+    if (beginsWithWord(trimmed(editorText))) return leadingWhitespace;
+    return other;
+}
 
-FixedWords rawValue(ReturnInputClassification classification) {
+FixedWords description(ReturnInputClassification classification) {
     switch (classification) {
     case ReturnInputClassification::unread: return "Not read";
     case ReturnInputClassification::unavailable: return "Unavailable";

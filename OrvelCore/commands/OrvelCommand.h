@@ -1,6 +1,6 @@
 #pragma once
-// The typed command: /orvel, and behind one separator the instructions for Orvel. Characters are
-// user-perceived ones, so a letter that carries a mark is another letter and CR LF is one separator.
+// The typed command: /orvel, then one separator and the instructions for Orvel. Characters are user-perceived
+// characters: a letter with a combining mark is a different letter, and CR LF is one separator.
 
 #include "OrvelCore/diagnostics/FixedWords.h"
 
@@ -17,38 +17,29 @@ struct OrvelCommand {
 
     std::string instruction; ///< Verbatim: not trimmed, line breaks kept.
 
-    /// The command that an editor's whole text is, or nothing. A blank that carries a mark is a blank.
+    /// Parses an editor's whole text; nothing if it is not the command. A blank with a combining mark is a
+    /// blank.
     static std::optional<OrvelCommand> parse(std::string_view editorText);
 
     bool operator==(const OrvelCommand&) const = default;
 };
 
-/// What may be told about an editor's text without telling the text.
-class ReturnInputClassification {
-  public:
-    enum class Case {
-        unread,
-        unavailable,
-        command,
-        empty,
-        tooLong,
-        invalidBoundary,
-        leadingWhitespace,
-        other
-    };
-    using enum Case; // In a template GCC 12 understands only Case::command.
-
-    constexpr ReturnInputClassification(Case value) : value(value) {}
-    constexpr operator Case() const { return value; }
-
-    /// What the text is; never `unread` or `unavailable`, which are for texts that were not had.
-    explicit ReturnInputClassification(std::string_view editorText);
-
-  private:
-    Case value;
+/// What may be said about an editor's text without revealing it.
+enum class ReturnInputClassification {
+    unread,
+    unavailable,
+    command,
+    empty,
+    tooLong,
+    invalidBoundary,
+    leadingWhitespace,
+    other
 };
 
-/// The words that diagnostics print.
-FixedWords rawValue(ReturnInputClassification classification);
+/// The words for diagnostics.
+FixedWords description(ReturnInputClassification classification);
+
+/// Classifies a text. Never `unread` or `unavailable`, which stand for a text that was not obtained.
+ReturnInputClassification classifyInput(std::string_view editorText);
 
 } // namespace orvel

@@ -5,7 +5,7 @@
 
 namespace orvel {
 
-FixedWords rawValue(MarkedTextEvidence evidence) {
+FixedWords description(MarkedTextEvidence evidence) {
     switch (evidence) {
     case MarkedTextEvidence::marked: return "marked";
     case MarkedTextEvidence::absent: return "absent";
@@ -15,7 +15,8 @@ FixedWords rawValue(MarkedTextEvidence evidence) {
     return "unavailable";
 }
 
-CompositionState CompositionState::resolve(MarkedTextEvidence evidence, bool knownASCIISource) {
+CompositionState compositionState(MarkedTextEvidence evidence, bool knownASCIISource) {
+    using enum CompositionState;
     switch (evidence) {
     case MarkedTextEvidence::marked: return composing;
     case MarkedTextEvidence::absent:
@@ -39,13 +40,17 @@ bool KnownASCIISource::matches(std::optional<std::string_view> id, std::optional
     return false;
 }
 
-FixedWords rawValue(OrvelReturnShortcut shortcut) {
-    return shortcut == OrvelReturnShortcut::plain ? FixedWords("Return") : FixedWords("⌘Return");
+FixedWords description(OrvelReturnShortcut shortcut) {
+    switch (shortcut) {
+    case OrvelReturnShortcut::plain: return "Return";
+    case OrvelReturnShortcut::command: break;
+    }
+    return "⌘Return";
 }
 
-std::optional<OrvelReturnShortcut> OrvelReturnShortcut::of(ReturnModifiers modifiers) {
-    if (modifiers.rawValue == 0) return plain;
-    if (modifiers.rawValue == ReturnModifiers::command) return command;
+std::optional<OrvelReturnShortcut> returnShortcut(ReturnModifiers modifiers) {
+    if (modifiers.rawValue == 0) return OrvelReturnShortcut::plain;
+    if (modifiers.rawValue == ReturnModifiers::command) return OrvelReturnShortcut::command;
     return std::nullopt;
 }
 
@@ -69,7 +74,7 @@ std::optional<OrvelCommand> OrvelCommandPolicy::command(std::optional<std::strin
     return passes ? OrvelCommand::parse(editorText) : std::nullopt;
 }
 
-FixedWords rawValue(ComposerRecognition recognition) {
+FixedWords description(ComposerRecognition recognition) {
     switch (recognition) {
     case ComposerRecognition::verified: return "Conversation editor structure verified";
     case ComposerRecognition::excluded: return "Not a conversation editor; excluded";
@@ -78,15 +83,16 @@ FixedWords rawValue(ComposerRecognition recognition) {
     return "Possible conversation editor; structure not fully verified";
 }
 
-CommandEntryDisposition CommandEntryDisposition::resolve(bool isCommand,
-                                                         std::optional<OrvelReturnShortcut> shortcut,
-                                                         ComposerRecognition recognition, bool contextValid) {
+CommandEntryDisposition commandEntryDisposition(bool isCommand, std::optional<OrvelReturnShortcut> shortcut,
+                                                ComposerRecognition recognition, bool contextValid) {
+    using enum CommandEntryDisposition;
     if (!shortcut || !isCommand || recognition == ComposerRecognition::excluded) return forward;
     if (recognition == ComposerRecognition::verified && contextValid) return inspect;
     return stop;
 }
 
-CommandReturnDecision CommandReturnDecision::resolve(const Facts& facts) {
+CommandReturnDecision commandReturnDecision(const CommandReturnFacts& facts) {
+    using enum CommandReturnDecision;
     const bool isPlain = facts.shortcut == OrvelReturnShortcut::plain;
     switch (facts.composition) {
     case CompositionState::clear: return capture;

@@ -1,6 +1,6 @@
 #pragma once
-// What becomes of a Return that somebody presses: which one counts, what is known of the input method's
-// pending text, and whether the key goes on, is stopped, or is looked at more closely.
+// Decides what happens to a Return key: whether it submits a command, whether the input method has text
+// pending, and whether the key is forwarded, stopped or examined further.
 
 #include "OrvelCore/commands/OrvelCommand.h"
 #include "OrvelCore/conversations/Agent.h"
@@ -10,32 +10,22 @@
 
 namespace orvel {
 
-/// What the editor's marked-text attribute said.
+/// What the editor's marked-text attribute reports.
 enum class MarkedTextEvidence { marked, absent, unsupported, unavailable };
 
-/// The name that diagnostics print.
-FixedWords rawValue(MarkedTextEvidence evidence);
+/// The word for diagnostics.
+FixedWords description(MarkedTextEvidence evidence);
 
 /// Whether text is pending in the input method.
-class CompositionState {
-  public:
-    enum class Case { clear, composing, unknown };
-    using enum Case;
+enum class CompositionState { clear, composing, unknown };
 
-    constexpr CompositionState(Case value) : value(value) {}
-    constexpr operator Case() const { return value; }
-
-    /// That no text is marked proves nothing unless the input source cannot compose at all: editors in web
-    /// views don't tell of compositions reliably.
-    static CompositionState resolve(MarkedTextEvidence evidence, bool knownASCIISource);
-
-  private:
-    Case value;
-};
+/// Unmarked text proves nothing unless the input source can't compose at all: editors in web views don't
+/// report compositions reliably.
+CompositionState compositionState(MarkedTextEvidence evidence, bool knownASCIISource);
 
 namespace KnownASCIISource {
 
-/// Whether the input source is one of the few that are known never to compose.
+/// Whether the input source is one of the few known never to compose.
 bool matches(std::optional<std::string_view> id, std::optional<std::string_view> type, bool asciiCapable);
 
 } // namespace KnownASCIISource
@@ -49,23 +39,14 @@ struct ReturnModifiers {
     bool operator==(const ReturnModifiers&) const = default;
 };
 
-/// The chords that submit a command.
-class OrvelReturnShortcut {
-  public:
-    enum class Case { plain, command };
-    using enum Case;
+/// The chords that submit a command: Return and ⌘Return.
+enum class OrvelReturnShortcut { plain, command };
 
-    constexpr OrvelReturnShortcut(Case value) : value(value) {}
-    constexpr operator Case() const { return value; }
+/// The chord as people write it.
+FixedWords description(OrvelReturnShortcut shortcut);
 
-    /// The chord of Return and these modifiers, if it is one.
-    static std::optional<OrvelReturnShortcut> of(ReturnModifiers modifiers);
-
-  private:
-    Case value;
-};
-
-FixedWords rawValue(OrvelReturnShortcut shortcut);
+/// The chord of Return with these modifiers; nothing if it submits no command.
+std::optional<OrvelReturnShortcut> returnShortcut(ReturnModifiers modifiers);
 
 namespace OrvelCommandPolicy {
 
@@ -74,10 +55,10 @@ inline constexpr std::string_view claudeBundleID = "com.anthropic.claudefordeskt
 
 std::string_view bundleID(Agent source);
 
-/// The agent whose application this is, if any.
+/// The agent whose application has this identifier, if any.
 std::optional<Agent> source(std::optional<std::string_view> bundleID);
 
-/// The command that a Return submits, or nothing: the whole gate in one place.
+/// The command that a Return submits; nothing if any of the conditions fails. All of them are checked here.
 std::optional<OrvelCommand> command(std::optional<std::string_view> bundleID, bool composerMatches,
                                     bool editable, CompositionState composition,
                                     std::optional<OrvelReturnShortcut> shortcut, bool isRepeat,
@@ -88,49 +69,31 @@ std::optional<OrvelCommand> command(std::optional<std::string_view> bundleID, bo
 /// Whether an editor is the composer of a conversation.
 enum class ComposerRecognition { verified, excluded, uncertain };
 
-FixedWords rawValue(ComposerRecognition recognition);
+/// The words for diagnostics.
+FixedWords description(ComposerRecognition recognition);
 
-/// What happens to a Return before its composition is looked at.
-class CommandEntryDisposition {
-  public:
-    enum class Case { forward, stop, inspect };
-    using enum Case;
+/// What happens to a Return before its composition is examined.
+enum class CommandEntryDisposition { forward, stop, inspect };
 
-    constexpr CommandEntryDisposition(Case value) : value(value) {}
-    constexpr operator Case() const { return value; }
-
-    /// Stops what looks like the command in something that may be a conversation's editor and isn't proved to
-    /// be, rather than risk that /orvel is sent as a message.
-    static CommandEntryDisposition resolve(bool isCommand, std::optional<OrvelReturnShortcut> shortcut,
-                                           ComposerRecognition recognition, bool contextValid);
-
-  private:
-    Case value;
-};
+/// Stops what looks like the command in an editor that may be a composer but isn't proven to be one, rather
+/// than risk sending /orvel as a message.
+CommandEntryDisposition commandEntryDisposition(bool isCommand, std::optional<OrvelReturnShortcut> shortcut,
+                                                ComposerRecognition recognition, bool contextValid);
 
 /// What happens to the Return of a command in a proven composer.
-class CommandReturnDecision {
-  public:
-    enum class Case { capture, confirmComposition, probeLineBreak, stop };
-    using enum Case;
+enum class CommandReturnDecision { capture, confirmComposition, probeLineBreak, stop };
 
-    constexpr CommandReturnDecision(Case value) : value(value) {}
-    constexpr operator Case() const { return value; }
-
-    struct Facts {
-        CompositionState composition = CompositionState::unknown;
-        bool knownJapaneseSource = false;
-        bool safeLineBreak = false;
-        bool endCaretWithoutSelection = false;
-        OrvelReturnShortcut shortcut = OrvelReturnShortcut::plain;
-        bool allowsCompositionConfirmation = false;
-    };
-
-    /// Only a plain Return may ever reach the input method.
-    static CommandReturnDecision resolve(const Facts& facts);
-
-  private:
-    Case value;
+/// What a CommandReturnDecision depends on.
+struct CommandReturnFacts {
+    CompositionState composition = CompositionState::unknown;
+    bool knownJapaneseSource = false;
+    bool safeLineBreak = false;
+    bool endCaretWithoutSelection = false;
+    OrvelReturnShortcut shortcut = OrvelReturnShortcut::plain;
+    bool allowsCompositionConfirmation = false;
 };
+
+/// Lets only a plain Return through to the input method.
+CommandReturnDecision commandReturnDecision(const CommandReturnFacts& facts);
 
 } // namespace orvel

@@ -1,6 +1,6 @@
 #pragma once
-// The keys around a stopped Return: what else is swallowed with it, and which release of the Command key
-// doesn't count as later input.
+// The key events around a stopped Return: which ones are swallowed with it, and which release of the Command
+// key doesn't count as new input.
 
 #include "OrvelCore/commands/ReturnDecision.h"
 
@@ -9,25 +9,25 @@
 
 namespace orvel {
 
-/// The keys whose repeats and release are swallowed, because their first press was.
+/// Keys whose press was swallowed, and whose repeats and release are swallowed too.
 struct SuppressedKeySequence {
     std::set<std::int64_t> keys;
 
     void begin(std::int64_t keyCode) { keys.insert(keyCode); }
 
-    /// Whether this event is swallowed. A release ends the key's sequence; so does a fresh press, which
+    /// Whether to swallow this event. The release ends the key's sequence, and so does a new press, which
     /// passes.
     bool consumes(std::int64_t keyCode, bool isKeyDown, bool isRepeat);
 };
 
-/// Lifting the Command key behind a captured ⌘Return is excused once.
+/// Ignores, once, the release of the Command key after a captured ⌘Return.
 struct CommandReleaseAllowance {
     bool expected = false;
 
     void arm(OrvelReturnShortcut shortcut) { expected = shortcut == OrvelReturnShortcut::command; }
     void cancel() { expected = false; }
 
-    /// Whether this change of modifiers is the expected release. Whatever it is, it uses the allowance up.
+    /// Whether this modifier change is the expected release. Uses the allowance up either way.
     bool consume(std::int64_t keyCode, ReturnModifiers modifiers);
 };
 

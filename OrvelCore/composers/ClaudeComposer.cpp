@@ -2,9 +2,9 @@
 
 #include "OrvelCore/composers/DiagnosticSummary.h"
 
-#include <array>
 #include <map>
 #include <set>
+#include <variant>
 
 namespace orvel {
 
@@ -24,39 +24,49 @@ struct Ancestor {
     std::string role;
 };
 
+// What an inspection found, or the diagnosis that ends it.
+template <typename T>
+using Found = std::variant<T, Diagnosis>;
+
+template <typename T>
+const Diagnosis* endOf(const Found<T>& found) {
+    return std::get_if<Diagnosis>(&found);
+}
+
 // Walks from the parent up to the window, collects what lies below the nearest web area and rules out dialogs
-// above it. `accepts` judges that web area. Throws a Diagnosis if this cannot be the composer.
+// above it. `accepts` judges that web area.
 template <typename Accepts>
-std::vector<Ancestor> ancestorsBelowWebArea(std::optional<NodeID> parent, Tree& tree,
-                                            const Accepts& accepts) {
+Found<std::vector<Ancestor>> ancestorsBelowWebArea(std::optional<NodeID> parent, Tree& tree,
+                                                   const Accepts& accepts) {
     std::vector<Ancestor> below;
     std::set<NodeID> seen{Tree::focused};
     bool metWebArea = false;
     for (std::size_t level = 1;; ++level) {
-        if (!parent) throw Diagnosis::ancestorChainEnded;
-        if (!seen.insert(*parent).second) throw Diagnosis::ancestorCycle;
+        if (!parent) return Diagnosis::ancestorChainEnded;
+        if (!seen.insert(*parent).second) return Diagnosis::ancestorCycle;
         const auto node = tree.readNode(*parent);
-        if (!node) throw Diagnosis::ancestorReadFailed;
+        if (!node) return Diagnosis::ancestorReadFailed;
         tree.onAncestor(level, DiagnosticSummary::role(node->role));
-        if (isDialog(node->role, node->subrole)) throw Diagnosis::dialog;
+        if (isDialog(node->role, node->subrole)) return Diagnosis::dialog;
         if (isBoundary(node->role)) break;
         if (!metWebArea) {
             if (node->role == "AXWebArea") {
-                if (!accepts(*node)) throw Diagnosis::unsupportedRoute;
+                if (!accepts(*node)) return Diagnosis::unsupportedRoute;
                 metWebArea = true;
             } else {
                 below.push_back({*parent, node->role});
             }
         }
-        if (level == mostClaudeAncestors) throw Diagnosis::ancestorDepthLimit;
+        if (level == maximumClaudeAncestors) return Diagnosis::ancestorDepthLimit;
         parent = node->parent;
     }
-    if (!metWebArea) throw Diagnosis::webAreaMissing;
+    if (!metWebArea) return Diagnosis::webAreaMissing;
     return below;
 }
 
-// Whether the focused element and just one Send button lie in the scope, and nothing that speaks against it.
-void inspectCodeScope(NodeID scope, Tree& tree) {
+// Matches if the focused element and just one Send button lie in the scope, and nothing that speaks against
+// it.
+Diagnosis inspectCodeScope(NodeID scope, Tree& tree) {
     using namespace ClaudeCodeComposerIdentity;
     std::vector<NodeID> pending{scope};
     std::set<NodeID> seen;
@@ -65,32 +75,32 @@ void inspectCodeScope(NodeID scope, Tree& tree) {
     while (!pending.empty()) {
         const auto id = pending.back();
         pending.pop_back();
-        if (!seen.insert(id).second) throw Diagnosis::unavailable;
+        if (!seen.insert(id).second) return Diagnosis::unavailable;
         const auto node = tree.readNode(id);
-        if (!node) throw Diagnosis::unavailable;
+        if (!node) return Diagnosis::unavailable;
 
-        if (isDialog(node->role, node->subrole) || node->role == "AXWebArea") throw Diagnosis::dialog;
+        if (isDialog(node->role, node->subrole) || node->role == "AXWebArea") return Diagnosis::dialog;
         if (isOneOf(node->role, editorRoles)) {
-            if (id != Tree::focused) throw Diagnosis::ambiguousEditors;
+            if (id != Tree::focused) return Diagnosis::ambiguousEditors;
             focus = true;
         } else if (node->role == "AXButton") {
             const auto& labels = node->buttonLabels;
             const auto removes = [](const std::string& label) { return label.starts_with("Remove "); };
             if (holdsOneOf(labels, ClaudeComposerIdentity::editingButtonLabels) ||
                 std::any_of(labels.begin(), labels.end(), removes))
-                throw Diagnosis::messageEditor;
+                return Diagnosis::messageEditor;
             if (holds(labels, sendButtonLabel)) ++sendButtons;
         }
 
         const auto children = tree.readChildren(id);
-        if (!children || children->size() > mostChildren) throw Diagnosis::unavailable;
+        if (!children || children->size() > maximumChildren) return Diagnosis::unavailable;
         pending.insert(pending.end(), children->rbegin(), children->rend());
-        if (seen.size() + pending.size() > mostElements) throw Diagnosis::unavailable;
+        if (seen.size() + pending.size() > maximumElements) return Diagnosis::unavailable;
     }
-    if (!focus || sendButtons != 1) throw Diagnosis::sendButtonMissing;
+    return focus && sendButtons == 1 ? Diagnosis::matchedCode : Diagnosis::sendButtonMissing;
 }
 
-// What a part of a regular chat was seen to hold.
+// What a part of a regular chat holds.
 struct Sight {
     bool focus = false, send = false;
 
@@ -105,55 +115,61 @@ class ChatScopes {
     explicit ChatScopes(Tree& tree) : tree(tree) {}
 
     /// What the scope with this number holds.
-    Sight inspect(std::size_t scopeNumber, NodeID scope) {
+    Found<Sight> inspect(std::size_t scopeNumber, NodeID scope) {
         using namespace ClaudeComposerIdentity;
         number = scopeNumber;
         const auto children = tree.readChildren(scope);
-        if (!children) give(Diagnosis::unavailable, FixedWords("Child list unavailable"));
-        if (children->size() > mostChildren)
-            give(Diagnosis::sendButtonMissing, FixedWords("More than 12 children"));
-        const auto sight = sightOfChildren(scope, *children);
-        tell(
-            DiagnosticText::of("Inspected {} elements / focus={} / Send={}", count, sight.focus, sight.send));
-        return sight;
+        if (!children) return told(Diagnosis::unavailable, FixedWords("Child list unavailable"));
+        if (children->size() > maximumChildren)
+            return told(Diagnosis::sendButtonMissing, FixedWords("More than 12 children"));
+        const auto found = sightOfChildren(scope, *children);
+        if (const auto* sight = std::get_if<Sight>(&found))
+            tell(DiagnosticText::of("Inspected {} elements / focus={} / Send={}", count, sight->focus,
+                                    sight->send));
+        return found;
     }
 
   private:
-    Sight sightOfChildren(NodeID id, const std::vector<NodeID>& children) {
+    Found<Sight> sightOfChildren(NodeID id, const std::vector<NodeID>& children) {
         sights[id] = std::nullopt;
         Sight sight;
-        for (const auto child : children) sight.add(sightOf(child));
+        for (const auto child : children) {
+            const auto found = sightOf(child);
+            if (endOf(found)) return found;
+            sight.add(std::get<Sight>(found));
+        }
         sights[id] = sight;
         return sight;
     }
 
-    Sight sightOf(NodeID id) {
+    Found<Sight> sightOf(NodeID id) {
         using namespace ClaudeComposerIdentity;
         if (const auto known = sights.find(id); known != sights.end()) {
             if (known->second) return *known->second;
-            give(Diagnosis::unavailable, FixedWords("Revisiting an element in an unfinished branch"));
+            return told(Diagnosis::unavailable, FixedWords("Revisiting an element in an unfinished branch"));
         }
-        if (count == mostElements)
-            give(Diagnosis::unavailable, FixedWords("Total limit of 40 elements exceeded"));
+        if (count == maximumElements)
+            return told(Diagnosis::unavailable, FixedWords("Total limit of 40 elements exceeded"));
         ++count;
         const auto node = tree.readNode(id);
-        if (!node) give(Diagnosis::unavailable, FixedWords("Child element unavailable"));
+        if (!node) return told(Diagnosis::unavailable, FixedWords("Child element unavailable"));
         const auto& role = node->role;
-        if (isDialog(role, node->subrole) || role == "AXWebArea") refuse(role);
+        if (isDialog(role, node->subrole) || role == "AXWebArea") return unsupported(role);
         const bool isEditor = isOneOf(role, editorRoles);
-        if (isEditor && id != Tree::focused) throw Diagnosis::ambiguousEditors;
+        if (isEditor && id != Tree::focused) return Diagnosis::ambiguousEditors;
         if (isOneOf(role, branchRoles)) {
             const auto children = tree.readChildren(id);
-            if (!children || children->size() > mostChildren)
-                give(Diagnosis::unavailable, FixedWords("Branch children unavailable or more than 12"));
+            if (!children || children->size() > maximumChildren)
+                return told(Diagnosis::unavailable,
+                            FixedWords("Branch children unavailable or more than 12"));
             return sightOfChildren(id, *children);
         }
         Sight sight{isEditor, false};
         if (role == "AXButton") {
-            if (holdsOneOf(node->buttonLabels, editingButtonLabels)) throw Diagnosis::messageEditor;
+            if (holdsOneOf(node->buttonLabels, editingButtonLabels)) return Diagnosis::messageEditor;
             sight.send = holdsOneOf(node->buttonLabels, sendButtonLabels);
         } else if (!isOneOf(role, leafRoles)) {
-            refuse(role);
+            return unsupported(role);
         }
         sights[id] = sight;
         return sight;
@@ -161,14 +177,14 @@ class ChatScopes {
 
     void tell(const DiagnosticText& words) { tree.report(DiagnosticText::of("scope{}: {}", number, words)); }
 
-    [[noreturn]] void give(Diagnosis diagnosis, const DiagnosticText& words) {
+    Diagnosis told(Diagnosis diagnosis, const DiagnosticText& words) {
         tell(words);
-        throw diagnosis;
+        return diagnosis;
     }
 
-    [[noreturn]] void refuse(const std::string& role) {
-        give(Diagnosis::unavailable,
-             DiagnosticText::of("Unsupported role={}", DiagnosticSummary::role(role)));
+    Diagnosis unsupported(const std::string& role) {
+        return told(Diagnosis::unavailable,
+                    DiagnosticText::of("Unsupported role={}", DiagnosticSummary::role(role)));
     }
 
     Tree& tree;
@@ -177,40 +193,27 @@ class ChatScopes {
     std::map<NodeID, std::optional<Sight>> sights; // Empty while the branch is being walked.
 };
 
-Diagnosis inspectChat(std::optional<NodeID> parent, Tree& tree) {
-    const auto chain = ancestorsBelowWebArea(parent, tree, [](const ComposerNode& webArea) {
-        return webArea.webRoute == ClaudeChatRoute::newChat ||
-               webArea.webRoute == ClaudeChatRoute::conversation;
-    });
-    ChatScopes scopes(tree);
-    bool matched = false;
-    for (std::size_t i = 0; i < std::min(chain.size(), ClaudeComposerIdentity::mostScopes); ++i) {
-        if (chain[i].role != "AXGroup") continue;
-        const auto sight = scopes.inspect(i + 1, chain[i].id);
-        matched |= sight.focus && sight.send;
-    }
-    return matched ? Diagnosis::matched : Diagnosis::sendButtonMissing;
-}
-
 } // namespace
 
-FixedWords rawValue(ClaudeComposerDiagnosis diagnosis) {
-    static constexpr std::array<FixedWords, 14> words{
-        "Regular chat and nearby Send button: Match",
-        "Existing Code conversation and nearby Send button: Match",
-        "Nearest web area: Unavailable",
-        "Ancestor search: Depth limit reached",
-        "Ancestor search: Cycle detected",
-        "Ancestor search: Element read failed",
-        "Ancestor search: Parent chain ended before Window / Application",
-        "Ancestor search: Reached Window / Application without a web area",
-        "Nearest web area: Not a regular chat",
-        "Editor in a dialog: Unsupported",
-        "Nearby structure: Unavailable or search limit reached",
-        "Editor with Save/Cancel controls: Unsupported",
-        "Multiple nearby editors: Unsupported",
-        "Nearby Send button: Unverified"};
-    return words.at(static_cast<std::size_t>(diagnosis));
+FixedWords description(ClaudeComposerDiagnosis diagnosis) {
+    using enum ClaudeComposerDiagnosis;
+    switch (diagnosis) {
+    case matched: return "Regular chat and nearby Send button: Match";
+    case matchedCode: return "Existing Code conversation and nearby Send button: Match";
+    case webAreaUnavailable: return "Nearest web area: Unavailable";
+    case ancestorDepthLimit: return "Ancestor search: Depth limit reached";
+    case ancestorCycle: return "Ancestor search: Cycle detected";
+    case ancestorReadFailed: return "Ancestor search: Element read failed";
+    case ancestorChainEnded: return "Ancestor search: Parent chain ended before Window / Application";
+    case webAreaMissing: return "Ancestor search: Reached Window / Application without a web area";
+    case unsupportedRoute: return "Nearest web area: Not a regular chat";
+    case dialog: return "Editor in a dialog: Unsupported";
+    case unavailable: return "Nearby structure: Unavailable or search limit reached";
+    case messageEditor: return "Editor with Save/Cancel controls: Unsupported";
+    case ambiguousEditors: return "Multiple nearby editors: Unsupported";
+    case sendButtonMissing: break;
+    }
+    return "Nearby Send button: Unverified";
 }
 
 bool ClaudeCodeComposerIdentity::matchesEditor(std::string_view role, std::string_view description,
@@ -219,20 +222,21 @@ bool ClaudeCodeComposerIdentity::matchesEditor(std::string_view role, std::strin
 }
 
 ClaudeCodeInspection ClaudeCodeComposerIdentity::inspect(std::optional<NodeID> parent,
-                                                         ClaudeComposerTree& tree) try {
+                                                         ClaudeComposerTree& tree) {
     std::optional<std::string> sessionID;
-    const auto groups = ancestorsBelowWebArea(parent, tree, [&](const ComposerNode& webArea) {
+    const auto found = ancestorsBelowWebArea(parent, tree, [&](const ComposerNode& webArea) {
         const auto route = webArea.codeRoute.value_or(ClaudeCodeRoute{});
         sessionID = route.desktopSessionID;
         return route.kind == ClaudeCodeRoute::Kind::conversation;
     });
+    if (const auto* end = endOf(found)) return {*end, {}};
+    const auto& groups = std::get<std::vector<Ancestor>>(found);
     if (groups.size() < scopeLevel) return {Diagnosis::unavailable, {}};
     for (std::size_t i = 0; i < scopeLevel; ++i)
         if (groups[i].role != "AXGroup") return {Diagnosis::unavailable, {}};
-    inspectCodeScope(groups[scopeLevel - 1].id, tree);
-    return {Diagnosis::matchedCode, sessionID};
-} catch (ClaudeComposerDiagnosis diagnosis) {
-    return {diagnosis, {}};
+    const auto diagnosis = inspectCodeScope(groups[scopeLevel - 1].id, tree);
+    if (diagnosis != Diagnosis::matchedCode) return {diagnosis, {}};
+    return {diagnosis, sessionID};
 }
 
 bool ClaudeComposerIdentity::matchesEditor(std::string_view role, const std::vector<std::string>& domClasses,
@@ -241,10 +245,23 @@ bool ClaudeComposerIdentity::matchesEditor(std::string_view role, const std::vec
 }
 
 ClaudeComposerDiagnosis ClaudeComposerIdentity::inspect(std::optional<NodeID> parent,
-                                                        ClaudeComposerTree& tree) try {
-    return inspectChat(parent, tree);
-} catch (ClaudeComposerDiagnosis diagnosis) {
-    return diagnosis;
+                                                        ClaudeComposerTree& tree) {
+    const auto found = ancestorsBelowWebArea(parent, tree, [](const ComposerNode& webArea) {
+        return webArea.webRoute == ClaudeChatRoute::newChat ||
+               webArea.webRoute == ClaudeChatRoute::conversation;
+    });
+    if (const auto* end = endOf(found)) return *end;
+    const auto& chain = std::get<std::vector<Ancestor>>(found);
+    ChatScopes scopes(tree);
+    bool matched = false;
+    for (std::size_t i = 0; i < std::min(chain.size(), maximumScopes); ++i) {
+        if (chain[i].role != "AXGroup") continue;
+        const auto inspected = scopes.inspect(i + 1, chain[i].id);
+        if (const auto* end = endOf(inspected)) return *end;
+        const auto& sight = std::get<Sight>(inspected);
+        matched |= sight.focus && sight.send;
+    }
+    return matched ? Diagnosis::matched : Diagnosis::sendButtonMissing;
 }
 
 } // namespace orvel

@@ -1,6 +1,6 @@
 #pragma once
-// Whether the focused element is the composer of a Claude conversation, by the structure around it. There are
-// two inspections: one for regular chats, one for existing Code conversations.
+// Recognises the composer of a Claude conversation by the structure around the focused element. There is one
+// inspection for regular chats and one for existing Code conversations.
 
 #include "OrvelCore/addresses/ClaudeRoutes.h"
 #include "OrvelCore/composers/ComposerTree.h"
@@ -17,14 +17,14 @@ struct ComposerNode {
     std::optional<ClaudeCodeRoute> codeRoute; ///< Of an AXWebArea.
 };
 
-/// What the inspections read, and what they tell on their way for diagnostics.
+/// What the inspections read, and what they report for diagnostics as they go.
 class ClaudeComposerTree : public ComposerTree<ComposerNode> {
   public:
-    /// Told of every ancestor that was read, the parent being of level 1. The role is in the form of
+    /// Called for every ancestor that was read; the parent has level 1. The role is written by
     /// DiagnosticSummary.
     virtual void onAncestor(std::size_t level, const DiagnosticText& role) = 0;
 
-    /// One line a scope.
+    /// Called with one line per scope.
     virtual void report(const DiagnosticText& line) = 0;
 };
 
@@ -45,10 +45,10 @@ enum class ClaudeComposerDiagnosis {
     sendButtonMissing
 };
 
-/// The words that diagnostics print.
-FixedWords rawValue(ClaudeComposerDiagnosis diagnosis);
+/// The words for diagnostics.
+FixedWords description(ClaudeComposerDiagnosis diagnosis);
 
-inline constexpr std::size_t mostClaudeAncestors = 64; ///< For both inspections.
+inline constexpr std::size_t maximumClaudeAncestors = 64; ///< In both inspections.
 
 struct ClaudeCodeInspection {
     ClaudeComposerDiagnosis diagnosis = ClaudeComposerDiagnosis::unavailable;
@@ -59,13 +59,13 @@ namespace ClaudeCodeComposerIdentity {
 
 inline constexpr std::string_view editorDescription = "Prompt", sendButtonLabel = "Send";
 
-inline constexpr std::size_t scopeLevel = 5;     ///< Which group above the editor is the scope.
-inline constexpr std::size_t mostElements = 100; ///< In the scope, itself included.
-inline constexpr std::size_t mostChildren = 100; ///< Of one element.
+inline constexpr std::size_t scopeLevel = 5; ///< The scope is the group this many levels above the editor.
+inline constexpr std::size_t maximumElements = 100; ///< In the scope, including itself.
+inline constexpr std::size_t maximumChildren = 100; ///< Of one element.
 
 bool matchesEditor(std::string_view role, std::string_view description, bool editable);
 
-/// Judges the focused element, whose parent is `parent`. At most 164 reads of elements and 100 of children.
+/// Inspects the focused element, whose parent is `parent`. At most 164 reads of elements and 100 of children.
 ClaudeCodeInspection inspect(std::optional<NodeID> parent, ClaudeComposerTree& tree);
 
 } // namespace ClaudeCodeComposerIdentity
@@ -74,18 +74,18 @@ namespace ClaudeComposerIdentity {
 
 inline constexpr std::string_view sendButtonLabels[] = {"Send message", "Send Message", "メッセージを送信"};
 
-/// Of what stands beside the editor of an earlier message, in Code conversations too.
+/// Buttons beside the editor of an earlier message, also in Code conversations.
 inline constexpr std::string_view editingButtonLabels[] = {
     "Save", "Save changes", "Save & Submit", "Save and submit", "Cancel",
     "保存", "変更を保存",   "保存して送信",  "キャンセル"};
 
-inline constexpr std::size_t mostScopes = 4;
-inline constexpr std::size_t mostChildren = 12; ///< Of a scope or a branch.
-inline constexpr std::size_t mostElements = 40; ///< Within all scopes, each counted once.
+inline constexpr std::size_t maximumScopes = 4;
+inline constexpr std::size_t maximumChildren = 12; ///< Of a scope or a branch.
+inline constexpr std::size_t maximumElements = 40; ///< Within all scopes, each counted once.
 
 bool matchesEditor(std::string_view role, const std::vector<std::string>& domClasses, bool editable);
 
-/// Judges the focused element, whose parent is `parent`. At most 104 reads of elements and 44 of children.
+/// Inspects the focused element, whose parent is `parent`. At most 104 reads of elements and 44 of children.
 ClaudeComposerDiagnosis inspect(std::optional<NodeID> parent, ClaudeComposerTree& tree);
 
 } // namespace ClaudeComposerIdentity

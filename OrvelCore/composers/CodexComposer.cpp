@@ -2,6 +2,7 @@
 
 #include <map>
 #include <set>
+#include <variant>
 
 namespace orvel {
 
@@ -32,10 +33,12 @@ struct Evidence {
     bool isProof() const { return focus && submit && context; }
 };
 
-// The inspection cannot go on: what it has seen so far decides.
-struct Ended {};
+// What ends an inspection early: nothing more can be learnt, so what was seen decides, or this is no
+// composer.
+enum class End { undecided, excluded };
 
-struct Excluded {};
+template <typename T>
+using Found = std::variant<T, End>;
 
 bool isComposerClass(const std::string& name) {
     return name.starts_with("_composer_");
@@ -45,106 +48,117 @@ class Inspection {
   public:
     explicit Inspection(Tree& tree) : tree(tree) {}
 
-    ComposerRecognition run(std::optional<NodeID> parent) try {
-        climb(parent);
-        for (std::size_t i = 0; i < std::min(chain.size(), mostScopes); ++i)
-            if (proves(i)) return ComposerRecognition::verified;
-        throw Ended();
-    } catch (const Excluded&) {
-        return ComposerRecognition::excluded;
-    } catch (const Ended&) {
-        return hint ? ComposerRecognition::uncertain : ComposerRecognition::excluded;
+    ComposerRecognition run(std::optional<NodeID> parent) {
+        if (const auto end = climb(parent)) return judgement(*end);
+        for (std::size_t i = 0; i < std::min(chain.size(), maximumScopes); ++i) {
+            const auto found = proves(i);
+            if (const auto* end = std::get_if<End>(&found)) return judgement(*end);
+            if (std::get<bool>(found)) return ComposerRecognition::verified;
+        }
+        return judgement(End::undecided);
     }
 
   private:
-    // Collects the ancestors below the web area; ends at the window above it.
-    void climb(std::optional<NodeID> parent) {
+    ComposerRecognition judgement(End end) const {
+        return end == End::undecided && hint ? ComposerRecognition::uncertain : ComposerRecognition::excluded;
+    }
+
+    // Collects the ancestors below the web area, up to the window above it. Gives what ended it before.
+    std::optional<End> climb(std::optional<NodeID> parent) {
         std::set<NodeID> seen{Tree::focused};
         bool metWebArea = false;
-        for (std::size_t level = 0; level < mostAncestors; ++level) {
-            if (!parent || !seen.insert(*parent).second) throw Ended();
-            const Node& node = read(*parent);
-            if (isDialog(node.role, node.subrole)) throw Excluded();
-            if (isBoundary(node.role)) {
-                if (!metWebArea) throw Ended();
-                return;
+        for (std::size_t level = 0; level < maximumAncestors; ++level) {
+            if (!parent || !seen.insert(*parent).second) return End::undecided;
+            const auto* node = read(*parent);
+            if (!node) return End::undecided;
+            if (isDialog(node->role, node->subrole)) return End::excluded;
+            if (isBoundary(node->role)) {
+                if (!metWebArea) return End::undecided;
+                return std::nullopt;
             }
-            if (node.role == "AXWebArea") {
-                if (metWebArea) throw Excluded();
+            if (node->role == "AXWebArea") {
+                if (metWebArea) return End::excluded;
                 metWebArea = true;
             } else if (!metWebArea) {
                 chain.push_back(*parent);
-                if (std::any_of(node.classes.begin(), node.classes.end(), isComposerClass)) {
+                if (std::any_of(node->classes.begin(), node->classes.end(), isComposerClass)) {
                     composerScope = chain.size() - 1;
                     hint = true;
                 }
             }
-            parent = node.parent;
+            parent = node->parent;
         }
-        throw Ended();
+        return End::undecided;
     }
 
-    bool proves(std::size_t position) {
+    Found<bool> proves(std::size_t position) {
         const auto scope = chain[position];
-        if (!isOneOf(read(scope).role, scopeRoles)) return false;
-        const auto evidence = evidenceIn(scope);
+        if (!isOneOf(nodes.at(scope).role, scopeRoles)) return false;
+        const auto found = evidenceIn(scope);
+        if (const auto* end = std::get_if<End>(&found)) return *end;
+        const auto& evidence = std::get<Evidence>(found);
         inspected.emplace(scope, evidence);
         hint |= evidence.isHint();
         return evidence.isProof() && composerScope.value_or(position) == position;
     }
 
-    Evidence evidenceIn(NodeID scope) {
+    Found<Evidence> evidenceIn(NodeID scope) {
         Evidence evidence;
         std::set<NodeID> seen{scope};
         Children pending;
-        const auto join = [&](const Children& children) {
-            pending.insert(pending.end(), children.rbegin(), children.rend());
-        };
-        for (join(childrenOf(scope)); !pending.empty();) {
+        if (!addChildren(scope, pending)) return End::undecided;
+        while (!pending.empty()) {
             const auto id = pending.back();
             pending.pop_back();
-            if (!seen.insert(id).second) throw Ended();
+            if (!seen.insert(id).second) return End::undecided;
             if (id == Tree::focused) {
                 evidence.focus = true;
             } else if (const auto inner = inspected.find(id); inner != inspected.end()) {
                 evidence.add(inner->second);
             } else {
-                const Node& node = read(id);
-                evidence.add(evidenceOf(node));
-                if (isOneOf(node.role, branchRoles)) join(childrenOf(id));
+                const auto* node = read(id);
+                if (!node) return End::undecided;
+                const auto found = evidenceOf(*node);
+                if (std::holds_alternative<End>(found)) return found;
+                evidence.add(std::get<Evidence>(found));
+                if (isOneOf(node->role, branchRoles) && !addChildren(id, pending)) return End::undecided;
             }
         }
         return evidence;
     }
 
     // What one element beside the composer tells.
-    static Evidence evidenceOf(const Node& node) {
-        if (isDialog(node.role, node.subrole) || node.role == "AXWebArea") throw Excluded();
-        if (isOneOf(node.role, editorRoles)) throw Excluded();
+    static Found<Evidence> evidenceOf(const Node& node) {
+        if (isDialog(node.role, node.subrole) || node.role == "AXWebArea") return End::excluded;
+        if (isOneOf(node.role, editorRoles)) return End::excluded;
         if (isOneOf(node.role, buttonRoles)) {
-            if (holdsOneOf(node.buttonLabels, editLabels)) throw Excluded();
-            return {false, holdsOneOf(node.buttonLabels, submitLabels),
-                    holdsOneOf(node.buttonLabels, contextLabels)};
+            if (holdsOneOf(node.buttonLabels, editLabels)) return End::excluded;
+            return Evidence{false, holdsOneOf(node.buttonLabels, submitLabels),
+                            holdsOneOf(node.buttonLabels, contextLabels)};
         }
-        if (!isOneOf(node.role, branchRoles) && !isOneOf(node.role, leafRoles)) throw Ended();
-        return {};
+        if (!isOneOf(node.role, branchRoles) && !isOneOf(node.role, leafRoles)) return End::undecided;
+        return Evidence{};
     }
 
-    const Node& read(NodeID id) {
+    // Null if it can't be read or would be one too many.
+    const Node* read(NodeID id) {
         const auto known = nodes.find(id);
-        if (known != nodes.end()) return known->second;
-        if (nodes.size() + 1 >= mostElements) throw Ended();
+        if (known != nodes.end()) return &known->second;
+        if (nodes.size() + 1 >= maximumElements) return nullptr;
         auto node = tree.readNode(id);
-        if (!node) throw Ended();
-        return nodes.emplace(id, std::move(*node)).first->second;
+        return node ? &nodes.emplace(id, std::move(*node)).first->second : nullptr;
     }
 
-    const Children& childrenOf(NodeID id) {
-        const auto known = children.find(id);
-        if (known != children.end()) return known->second;
-        auto list = tree.readChildren(id);
-        if (!list || list->size() > mostChildren) throw Ended();
-        return children.emplace(id, std::move(*list)).first->second;
+    // Puts the children on the stack, the first on top. False if they can't be read or are too many.
+    bool addChildren(NodeID id, Children& pending) {
+        auto known = children.find(id);
+        if (known == children.end()) {
+            auto list = tree.readChildren(id);
+            if (!list || list->size() > maximumChildren) return false;
+            known = children.emplace(id, std::move(*list)).first;
+        }
+        pending.insert(pending.end(), known->second.rbegin(), known->second.rend());
+        return true;
     }
 
     Tree& tree;

@@ -1,6 +1,6 @@
 #pragma once
-// How the recognition of composers looks at an application's elements: by number, one read at a time, so that
-// what a decision needs is all that is read.
+// Access to an application's elements for recognising composers: by number, one read at a time, so that only
+// what a decision needs is read.
 
 #include <algorithm>
 #include <optional>
@@ -14,7 +14,7 @@ namespace orvel {
 using NodeID = int;
 using Names = std::span<const std::string_view>;
 
-/// Reads elements of one application. The same element has the same number; the focused one has 0.
+/// Reads the elements of one application. An element always has the same number; the focused one has 0.
 template <typename Node>
 class ComposerTree {
   public:
@@ -22,11 +22,11 @@ class ComposerTree {
 
     virtual ~ComposerTree() = default;
 
-    /// The element, or nothing if it can't be read.
+    /// The element; nothing if it can't be read.
     virtual std::optional<Node> readNode(NodeID id) = 0;
 
-    /// The children in order, or nothing if they can't be read. May end behind the first child beyond the
-    /// limit of the inspection, which is refused whatever follows.
+    /// The children in order; nothing if they can't be read. May stop one child beyond the limit of the
+    /// inspection, which rejects the element anyway.
     virtual std::optional<std::vector<NodeID>> readChildren(NodeID id) = 0;
 };
 
@@ -47,7 +47,7 @@ inline bool isDialog(std::string_view role, const std::optional<std::string>& su
     return role == "AXSheet" || role == "AXDialog" || subrole == "AXDialog" || subrole == "AXSystemDialog";
 }
 
-/// Whether elements above this one are no part of a page.
+/// Whether the elements from here up belong to no page.
 inline bool isBoundary(std::string_view role) {
     return role == "AXWindow" || role == "AXApplication";
 }

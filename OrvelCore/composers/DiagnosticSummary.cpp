@@ -48,7 +48,7 @@ DiagnosticText label(const std::optional<std::string>& label) {
 }
 
 DiagnosticText input(ReturnInputClassification classification) {
-    return rawValue(classification);
+    return description(classification);
 }
 
 DiagnosticText inputSource(const std::optional<InputSourceIdentity>& source) {

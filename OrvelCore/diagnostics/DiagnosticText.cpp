@@ -11,7 +11,7 @@ namespace orvel {
 
 namespace {
 
-constexpr std::size_t longestIdentifier = 200;
+constexpr std::size_t maximumIdentifierSize = 200; // In bytes.
 
 bool isIdentifierCharacter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
@@ -51,15 +51,15 @@ DiagnosticText DiagnosticText::uuid(std::string_view value) {
 }
 
 DiagnosticText DiagnosticText::milliseconds(double seconds) {
-    constexpr double longest = 1e12; // Of what is a time at all.
-    if (!(std::abs(seconds) <= longest)) return FixedWords("Unavailable");
+    constexpr double maximumSeconds = 1e12; // More is no time.
+    if (!(std::abs(seconds) <= maximumSeconds)) return FixedWords("Unavailable");
     return std::llround(seconds * 1000);
 }
 
 DiagnosticText DiagnosticText::timeOfDay(Date date, const ClockStyle& style) {
     constexpr std::int64_t day = 86'400;
-    constexpr double farthest = 1e12; // From 2001, of what is a date at all.
-    if (!(std::abs(date) <= farthest)) return FixedWords("Unavailable");
+    constexpr double maximumSeconds = 1e12; // Before or after 2001; more is no date.
+    if (!(std::abs(date) <= maximumSeconds)) return FixedWords("Unavailable");
     // The reference date is a midnight.
     const auto seconds = static_cast<std::int64_t>(std::floor(date)) + style.secondsFromUTC;
     const auto ofDay = ((seconds % day) + day) % day;
@@ -86,7 +86,7 @@ DiagnosticText DiagnosticText::shortened(std::size_t count) const {
 
 DiagnosticText DiagnosticText::systemIdentifier(const std::optional<std::string>& value) {
     if (!value) return FixedWords("None");
-    if (value->size() > longestIdentifier ||
+    if (value->size() > maximumIdentifierSize ||
         !std::all_of(value->begin(), value->end(), isIdentifierCharacter))
         return FixedWords("Nonstandard format");
     DiagnosticText result;

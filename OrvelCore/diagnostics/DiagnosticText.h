@@ -1,7 +1,6 @@
 #pragma once
-// Text for diagnostics, which people send to others. It can be made of words of the source code, of numbers
-// and of names on a list, and of nothing else: a value that was read from an editor or a conversation has no
-// way into it.
+// Text for diagnostics, which people send to others. It can only be made of string literals, numbers and
+// names from a list: a value read from an editor or a conversation can't get into it.
 
 #include "OrvelCore/conversations/Agent.h"
 #include "OrvelCore/diagnostics/FixedWords.h"
@@ -12,6 +11,7 @@
 #include <initializer_list>
 #include <optional>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -25,14 +25,14 @@ namespace DiagnosticSummary {
 DiagnosticText inputSource(const std::optional<InputSourceIdentity>& source);
 }
 
-/// Numbers; characters are none, although C++ takes them for such.
+/// Integers, without the character types.
 template <typename T>
 concept DiagnosticNumber =
     std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char> && !std::same_as<T, wchar_t> &&
     !std::same_as<T, char8_t> && !std::same_as<T, char16_t> && !std::same_as<T, char32_t> &&
     !std::same_as<T, signed char> && !std::same_as<T, unsigned char>;
 
-/// Words with a “{}” for each part.
+/// A string literal with a “{}” for each part.
 template <typename... Parts>
 struct DiagnosticPattern {
     template <std::size_t size>
@@ -40,13 +40,13 @@ struct DiagnosticPattern {
         std::size_t places = 0;
         for (std::size_t at = 0; (at = words.view().find("{}", at)) != std::string_view::npos; at += 2)
             ++places;
-        if (places != sizeof...(Parts)) throw "there is a “{}” for every part";
+        if (places != sizeof...(Parts)) throw std::logic_error("there is a “{}” for every part");
     }
 
     FixedWords words;
 };
 
-/// How times of the day are written.
+/// How to write a time of day.
 struct ClockStyle {
     int secondsFromUTC = 0;
     bool isTwelveHour = false; ///< "2:03:22 PM", otherwise "14:03:22".
@@ -63,24 +63,24 @@ class DiagnosticText {
     template <std::same_as<Agent> T>
     DiagnosticText(T agent) : string(label(agent)) {}
 
-    /// The pattern with its parts in their places. Braces within the parts mean nothing.
+    /// Fills the parts into the pattern. Braces within the parts have no meaning.
     template <typename... Parts>
     static DiagnosticText of(std::type_identity_t<DiagnosticPattern<Parts...>> pattern,
                              const Parts&... parts) {
         return filled(pattern.words, {DiagnosticText(parts)...});
     }
 
-    /// That one of the names which equals `value`, or `otherwise`.
+    /// The name that equals `value`, or `otherwise` if there is none.
     static DiagnosticText oneOf(std::string_view value, std::span<const FixedWords> names,
                                 FixedWords otherwise);
 
-    /// A UUID in upper case, or "Unknown" if it is none.
+    /// A UUID in upper case, or "Unknown" if `value` is not a UUID.
     static DiagnosticText uuid(std::string_view value);
 
-    /// A time in whole milliseconds, or "Unavailable" if it is no finite number.
+    /// A time in whole milliseconds, or "Unavailable" if it is not finite.
     static DiagnosticText milliseconds(double seconds);
 
-    /// The time of the day, without its date.
+    /// The time of day, without the date.
     static DiagnosticText timeOfDay(Date date, const ClockStyle& style);
 
     DiagnosticText& operator+=(const DiagnosticText& more);
@@ -97,8 +97,7 @@ class DiagnosticText {
 
     static DiagnosticText filled(FixedWords pattern, std::initializer_list<DiagnosticText> parts);
 
-    // The only way in for a value that the system gave. It passes if it looks like an identifier of the
-    // system.
+    // The only way in for a value from the system. Accepts only what looks like an identifier.
     static DiagnosticText systemIdentifier(const std::optional<std::string>& value);
 
     std::string string;

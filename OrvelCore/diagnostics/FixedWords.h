@@ -1,19 +1,19 @@
 #pragma once
-// Words that stand in the source code, as a type: whoever gets them knows that nothing was put into them at
-// run time.
+// A string literal as a type: guarantees that nothing was put into the text at run time.
 
 #include <cstddef>
+#include <stdexcept>
 #include <string_view>
 
 namespace orvel {
 
 class FixedWords {
   public:
-    /// Takes literals only: reading the characters fails to compile for an array that could change.
+    /// Takes literals only: reading a mutable array at compile time doesn't compile.
     template <std::size_t size>
     consteval FixedWords(const char (&literal)[size]) : words(literal, size - 1) {
         for (const char c : words)
-            if (c == '\0') throw "words hold no NUL";
+            if (c == '\0') throw std::logic_error("words hold no NUL");
     }
 
     constexpr operator std::string_view() const { return words; }

@@ -1,19 +1,27 @@
 #include "OrvelCore/frames/CodexThreadLoaderError.h"
 
-#include <array>
 #include <string_view>
 
 namespace orvel {
 
 namespace {
 
-constexpr std::array<std::string_view, 5> names{"invalid", "timeout", "disconnected", "activeWriter",
-                                                "other"};
+std::string_view nameOf(CodexThreadLoaderError::Kind kind) {
+    using enum CodexThreadLoaderError::Kind;
+    switch (kind) {
+    case invalid: return "invalid";
+    case timeout: return "timeout";
+    case disconnected: return "disconnected";
+    case activeWriter: return "activeWriter";
+    case other: break;
+    }
+    return "other";
+}
 
 } // namespace
 
 CodexThreadLoaderError::CodexThreadLoaderError(Kind kind, std::string message)
-    : Failure(names[static_cast<std::size_t>(kind)], std::move(message)), which(kind) {}
+    : Failure(nameOf(kind), std::move(message)), which(kind) {}
 
 CodexThreadLoaderError CodexThreadLoaderError::invalid() {
     return {Kind::invalid, "Couldn't verify the Codex connection response."};

@@ -1,5 +1,5 @@
 #pragma once
-// Why the connection to Codex's server did not give what was asked.
+// Why a request to Codex's server failed.
 
 #include "OrvelCore/text/Failure.h"
 

@@ -21,7 +21,7 @@ using Event = CodexWebSocketCodec::Event;
 constexpr unsigned finalBit = 0x80, reservedBits = 0x70, opcodeBits = 0x0F;
 constexpr unsigned maskBit = 0x80, lengthBits = 0x7F;
 constexpr unsigned twoByteLength = 126, eightByteLength = 127;
-constexpr std::size_t longestControlPayload = 125;
+constexpr std::size_t maximumControlPayload = 125;
 
 void require(bool holds) {
     if (!holds) throw CodexThreadLoaderError::invalid();
@@ -212,7 +212,7 @@ void CodexWebSocketCodec::appendFragment(std::string_view payload) {
 
 std::string CodexWebSocketCodec::clientFrame(Opcode opcode, std::string_view payload, const Mask& mask) {
     require(opcode == Opcode::text || opcode == Opcode::close || opcode == Opcode::pong);
-    require(payload.size() <= (isControl(opcode) ? longestControlPayload : maximumMessage));
+    require(payload.size() <= (isControl(opcode) ? maximumControlPayload : maximumMessage));
 
     std::string frame;
     frame.reserve(2 + 8 + mask.size() + payload.size());

@@ -1,6 +1,6 @@
 #pragma once
-// The framing of a WebSocket as its client sees it: the answer to the upgrade, frames of the server in,
-// frames of the client out. Pure, and strict: what the server need not send is refused.
+// The client side of the WebSocket protocol: checks the upgrade response, decodes the server's frames and
+// encodes the client's. Does no I/O, and rejects whatever a server has no need to send.
 
 #include <array>
 #include <cstddef>
@@ -11,15 +11,15 @@
 
 namespace orvel {
 
-/// Takes the server's bytes as they come and gives whole messages. All failures are
-/// CodexThreadLoaderError::invalid; after one the codec is of no further use.
+/// Takes the server's bytes as they arrive and returns whole messages. Every failure is a
+/// CodexThreadLoaderError::invalid; after one the codec must not be used again.
 class CodexWebSocketCodec {
   public:
-    static constexpr std::size_t maximumMessage = 8'388'608; ///< In bytes, fragments together.
-    static constexpr std::size_t maximumBuffer = 8'454'144;  ///< Received and not yet consumed.
-    static constexpr std::size_t maximumUpgradeHead = 65'536;
+    static constexpr std::size_t maximumMessage = 8'388'608;  ///< In bytes, all fragments together.
+    static constexpr std::size_t maximumBuffer = 8'454'144;   ///< In bytes, received and not yet consumed.
+    static constexpr std::size_t maximumUpgradeHead = 65'536; ///< In bytes.
 
-    /// The kinds of frames, by their numbers on the wire.
+    /// The kinds of frames, numbered as on the wire.
     enum class Opcode : std::uint8_t {
         continuation = 0,
         text = 1,
@@ -33,7 +33,8 @@ class CodexWebSocketCodec {
         enum class Kind { text, ping, pong, close };
 
         Kind kind = Kind::text;
-        /// The whole message, valid UTF-8, or a ping's payload. Room behind a text is reserved for a parser.
+        /// The whole message, valid UTF-8, or a ping's payload. Behind a text, a parser's padding is
+        /// reserved.
         std::string payload;
 
         bool operator==(const Event&) const = default;
@@ -43,13 +44,13 @@ class CodexWebSocketCodec {
 
     void append(std::string_view bytes);
 
-    /// The next event, or nothing if it has not arrived whole.
+    /// The next event; nothing until it has arrived whole.
     std::optional<Event> next();
 
-    /// One final frame: `text`, `close` or `pong`. The mask is to be unpredictable and new for each frame.
+    /// Encodes one final frame: `text`, `close` or `pong`. Each frame needs a fresh, unpredictable mask.
     static std::string clientFrame(Opcode opcode, std::string_view payload, const Mask& mask);
 
-    /// Checks the server's answer, up to and including its empty line, to an upgrade with this key.
+    /// Checks the response, up to and including its empty line, to an upgrade request with this key.
     static void validateUpgrade(std::string_view head, std::string_view key);
 
   private:
@@ -64,7 +65,7 @@ class CodexWebSocketCodec {
     void appendFragment(std::string_view payload);
 
     std::string buffer;
-    std::size_t consumed = 0; ///< How much of the buffer's front is done with.
+    std::size_t consumed = 0; ///< Bytes at the front of the buffer that are done with.
     std::string fragmented;   ///< Payload of an unfinished text message.
     bool hasFragment = false;
 };

@@ -4,10 +4,10 @@ namespace orvel {
 
 namespace {
 
-DiagnosticText described(const std::optional<IMEObservation::Reading>& reading) {
-    if (!reading) return FixedWords("Another app is in the foreground (no AX read)");
-    return DiagnosticText::of("{} / Marked result={} / Marked value={}", reading->role, reading->result,
-                              reading->hasMarkedValue);
+DiagnosticText described(const std::optional<IMEObservation::Focus>& focus) {
+    if (!focus) return FixedWords("Another app is in the foreground (no AX read)");
+    return DiagnosticText::of("{} / Marked result={} / Marked value={}", focus->role, focus->result,
+                              focus->hasMarkedValue);
 }
 
 } // namespace
@@ -16,7 +16,7 @@ void IMEObservationHistory::record(double elapsed, const IMEObservation& observa
     if (lastState == observation) return;
     lastState = observation;
     entries.push_back(DiagnosticText::of("{}ms / {} / {}", DiagnosticText::milliseconds(elapsed),
-                                         observation.source, described(observation.reading)));
+                                         observation.source, described(observation.focus)));
     if (entries.size() > capacity) entries.pop_front();
 }
 

@@ -1,5 +1,5 @@
 #pragma once
-// What was seen of the input method while the user recorded it: changes of state, without content.
+// Changes in the input method's state while the user records them, without content.
 
 #include "OrvelCore/diagnostics/DiagnosticText.h"
 
@@ -10,19 +10,19 @@
 
 namespace orvel {
 
-/// One look at the input method. Sources and roles are in the forms of DiagnosticSummary.
+/// The state of the input method at one moment. Sources and roles are written by DiagnosticSummary.
 struct IMEObservation {
-    /// What the focused element said; there is none while another application is in the foreground.
-    struct Reading {
+    /// What the focused element reported.
+    struct Focus {
         DiagnosticText role;
-        std::int32_t result = 0; ///< The system's result of asking for marked text; 0 is success.
+        std::int32_t result = 0; ///< The status of reading the marked text; 0 is success.
         bool hasMarkedValue = false;
 
-        bool operator==(const Reading&) const = default;
+        bool operator==(const Focus&) const = default;
     };
 
     DiagnosticText source;
-    std::optional<Reading> reading;
+    std::optional<Focus> focus; ///< Absent while another application is in the foreground.
 
     bool operator==(const IMEObservation&) const = default;
 };
@@ -31,11 +31,10 @@ class IMEObservationHistory {
   public:
     static constexpr std::size_t capacity = 32;
 
-    /// Adds a line unless the state is the one of the line before. `elapsed` is seconds since recording
-    /// began.
+    /// Adds a line if the state has changed. `elapsed` is in seconds since recording began.
     void record(double elapsed, const IMEObservation& observation);
 
-    /// The newest lines, one for each change of state.
+    /// The newest lines, one per change of state.
     DiagnosticText report() const;
 
     std::size_t size() const { return entries.size(); }

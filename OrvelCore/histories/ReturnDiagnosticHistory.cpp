@@ -52,7 +52,7 @@ DiagnosticText fullTextOf(const CommandAttempt& attempt, const ClockStyle& clock
 DiagnosticText lineOf(const Event& event, const ClockStyle& clock) {
     return DiagnosticText::of("{} / {} / {} / Input={} / {}",
                               DiagnosticText::timeOfDay(event.timestamp, clock), event.source,
-                              rawValue(event.phase), DiagnosticSummary::input(event.input), event.outcome);
+                              description(event.phase), DiagnosticSummary::input(event.input), event.outcome);
 }
 
 template <typename Items, typename TextOf>
@@ -68,7 +68,7 @@ DiagnosticText joined(const Items& items, TextOf textOf) {
 
 } // namespace
 
-FixedWords rawValue(ReturnEventPhase phase) {
+FixedWords description(ReturnEventPhase phase) {
     switch (phase) {
     case ReturnEventPhase::keyDown: return "keyDown";
     case ReturnEventPhase::keyRepeat: return "keyDown(repeat)";
@@ -86,11 +86,11 @@ DiagnosticText ReturnDiagnosticHistory::Event::keyDescription() const {
 }
 
 void ReturnDiagnosticHistory::append(Event event, const std::optional<DiagnosticText>& details) {
-    event.outcome = event.outcome.shortened(longestOutcome);
+    event.outcome = event.outcome.shortened(maximumOutcomeLength);
     event.sequence = nextSequence++;
     if (event.phase == ReturnEventPhase::keyDown && event.input == ReturnInputClassification::command &&
         details)
-        attempts[event.source] = {event, details->shortened(longestDetails), {}, {}};
+        attempts[event.source] = {event, details->shortened(maximumDetailsLength), {}, {}};
     kept.push_back(std::move(event));
     if (kept.size() > capacity) kept.pop_front();
 }
@@ -100,8 +100,8 @@ void ReturnDiagnosticHistory::finish(Agent source, const std::string& attemptID,
     const auto found = attempts.find(source);
     if (found == attempts.end() || found->second.event.attemptID != attemptID) return;
     auto& attempt = found->second;
-    attempt.result = result.shortened(longestOutcome);
-    attempt.resultDetails = details ? std::optional(details->shortened(longestDetails)) : std::nullopt;
+    attempt.result = result.shortened(maximumOutcomeLength);
+    attempt.resultDetails = details ? std::optional(details->shortened(maximumDetailsLength)) : std::nullopt;
 }
 
 DiagnosticText ReturnDiagnosticHistory::commandSummary(const ClockStyle& clock) const {

@@ -1,5 +1,6 @@
 #pragma once
-// What became of the last Returns in the agents' applications, without content, for reports that users send.
+// What happened to the latest Returns in the agents' applications, without content, for the reports that
+// users send.
 
 #include "OrvelCore/commands/ReturnDecision.h"
 #include "OrvelCore/diagnostics/DiagnosticText.h"
@@ -15,18 +16,17 @@ namespace orvel {
 
 enum class ReturnEventPhase { keyDown, keyRepeat, keyUp };
 
-/// The word that diagnostics print.
-FixedWords rawValue(ReturnEventPhase phase);
+/// The word for diagnostics.
+FixedWords description(ReturnEventPhase phase);
 
 class ReturnDiagnosticHistory {
   public:
-    /// How many events are kept.
-    static constexpr std::size_t capacity = 24;
-    /// How many characters of an outcome and of details are kept.
-    static constexpr std::size_t longestOutcome = 500, longestDetails = 16000;
+    static constexpr std::size_t capacity = 24; ///< Of events.
+    /// User-perceived characters that are kept.
+    static constexpr std::size_t maximumOutcomeLength = 500, maximumDetailsLength = 16'000;
 
     struct Event {
-        std::string attemptID; ///< Tells attempts apart; never printed.
+        std::string attemptID; ///< Distinguishes attempts; never printed.
         std::int64_t sequence = 0;
         Date timestamp = 0;
         Agent source = Agent::codex;
@@ -40,7 +40,7 @@ class ReturnDiagnosticHistory {
         DiagnosticText keyDescription() const;
     };
 
-    /// The last Return of an agent that held the command.
+    /// The last Return on the command in an agent's application.
     struct CommandAttempt {
         Event event;
         DiagnosticText details;
@@ -51,11 +51,11 @@ class ReturnDiagnosticHistory {
     /// agent's attempt.
     void append(Event event, const std::optional<DiagnosticText>& details);
 
-    /// Adds what became of an attempt, if it still is the agent's last.
+    /// Adds the result of an attempt, if it is still the agent's last.
     void finish(Agent source, const std::string& attemptID, const DiagnosticText& result,
                 const std::optional<DiagnosticText>& details);
 
-    /// The attempts and what became of them, the oldest first.
+    /// The attempts and their results, oldest first.
     DiagnosticText commandSummary(const ClockStyle& clock) const;
 
     /// The attempts with their details, and all events.

@@ -4,7 +4,7 @@
 
 namespace orvel::GoogleIMEWindowDiagnostic {
 
-FixedWords rawValue(State state) {
+FixedWords description(State state) {
     switch (state) {
     case State::present: return "presence";
     case State::absent: return "absence";
@@ -22,7 +22,7 @@ State classify(std::optional<std::span<const std::optional<std::string>>> ownerN
 }
 
 DiagnosticText Sample::summary(double now) const {
-    return DiagnosticText::of("state={}, age_ms={}, query_ms={}", rawValue(state),
+    return DiagnosticText::of("state={}, age_ms={}, query_ms={}", description(state),
                               DiagnosticText::milliseconds(now - started),
                               DiagnosticText::milliseconds(duration));
 }

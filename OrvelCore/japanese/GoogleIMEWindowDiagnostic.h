@@ -1,5 +1,5 @@
 #pragma once
-// Whether the candidate window is among the windows on the screen, told by the names of their owners alone.
+// Tells whether the candidate window is on the screen, by the names of the windows' owners alone.
 
 #include "OrvelCore/diagnostics/DiagnosticText.h"
 #include "OrvelCore/japanese/GoogleIMEWindowPolicy.h"
@@ -13,15 +13,15 @@ namespace orvel::GoogleIMEWindowDiagnostic {
 
 using State = GoogleIMEWindowPolicy::State;
 
-/// A longer list of windows is not looked at.
+/// A longer list of windows is not examined.
 inline constexpr std::size_t maximumWindows = 2048;
-/// A list that took longer to get, in seconds, is not looked at.
-inline constexpr double longestQuery = 0.25;
+/// In seconds. A list that took longer to obtain is not examined.
+inline constexpr double queryTimeout = 0.25;
 
-/// The word that diagnostics print.
-FixedWords rawValue(State state);
+/// The word for diagnostics.
+FixedWords description(State state);
 
-/// The state that the owners' names show. No list: there was none to be had; no name: it could not be read.
+/// The state shown by the names of the windows' owners. A list or a name that could not be read is absent.
 State classify(std::optional<std::span<const std::optional<std::string>>> ownerNames);
 
 struct Sample {

@@ -9,7 +9,7 @@ inline constexpr std::string_view identifier = "com.google.inputmethod.Japanese.
 inline constexpr std::string_view hiraganaMode = "com.apple.inputmethod.Japanese";
 inline constexpr std::string_view inputModeType = "TISTypeKeyboardInputMode";
 
-/// Whether the source with this identifier, mode and type is that one.
+/// Whether an input source is that one.
 constexpr bool matches(std::string_view id, std::string_view mode, std::string_view type) {
     return id == identifier && mode == hiraganaMode && type == inputModeType;
 }

@@ -1,6 +1,6 @@
 #pragma once
-// Watches what a plain Return did to the command's text: if all it did was to insert one line break, the
-// input method held nothing back.
+// Watches what a plain Return does to the command's text. If it only inserts one line break, the input method
+// had nothing pending.
 
 #include "OrvelCore/diagnostics/DiagnosticText.h"
 
@@ -18,7 +18,7 @@ struct EditorSelection {
 
 class LineBreakProbe {
   public:
-    /// What must stay the same for as long as the probe watches.
+    /// What must not change while the probe watches.
     struct Context {
         std::int32_t processID = 0;
         std::string editorID, inputSourceID;
@@ -30,29 +30,29 @@ class LineBreakProbe {
     enum class Result { waiting, insertedSingleLineBreak, expiredWithoutEvidence, cancelled };
     enum class ReturnHandling { suppressRepeat, releaseWithShift, unrelated };
 
-    /// How long a probe watches, in seconds.
-    static constexpr double lifetime = 0.25;
+    /// How long to wait for the line break, in seconds.
+    static constexpr double timeout = 0.25;
 
-    /// A probe of the text, if that is the command, the caret stands at its end and the key is a Return.
-    /// `now` is in seconds, as all times here.
+    /// A probe of the text, provided it is the command, the caret is at its end and the key is Return or
+    /// Enter. All times are in seconds.
     static std::optional<LineBreakProbe> begin(std::string_view text, EditorSelection selection,
                                                Context context, std::int64_t keyCode, double now);
 
-    /// What is to be done with an event of the key.
+    /// What to do with an event of the key.
     ReturnHandling handleReturn(std::int64_t keyCode, bool isKeyDown, bool isRepeat);
 
-    /// Takes in what the editor holds at `now`. A settled result stays.
+    /// Updates the result with what the editor holds at `now`. A result other than `waiting` is final.
     void observe(std::string_view text, EditorSelection selection, const Context& context, double now);
 
     Result result() const { return outcome; }
     double deadline() const { return end; }
     bool keyReleased() const { return released; }
-    /// What the last observation showed, without content.
+    /// Describes the last observation, without content.
     const DiagnosticText& lastObservationSummary() const { return summary; }
 
   private:
     LineBreakProbe(std::string_view text, Context context, std::int64_t keyCode, double now)
-        : expectedText(text), context(std::move(context)), keyCode(keyCode), end(now + lifetime) {}
+        : expectedText(text), context(std::move(context)), keyCode(keyCode), end(now + timeout) {}
 
     Result resultOf(std::string_view text, EditorSelection selection, const Context& current,
                     double now) const;

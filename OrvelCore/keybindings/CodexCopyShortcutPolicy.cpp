@@ -15,24 +15,39 @@ struct Words {
     FixedWords name, status;
 };
 
-// In the order of the cases.
-constexpr Words words[] = {
-    {"unconfirmed",
-     "Codex keybindings location is unconfirmed. The current conversation URL cannot be captured."},
-    {"standard", "The standard conversation URL copy shortcut is available in the confirmed settings."},
-    {"custom", "A supported custom shortcut can copy the conversation URL in the confirmed settings."},
-    {"disabled", "The Codex conversation URL copy shortcut is disabled."},
-    {"conflicting", "The conversation URL copy shortcut conflicts with another action. It will not be used."},
-    {"ambiguous",
-     "Multiple shortcuts are assigned to conversation URL copying. A unique shortcut cannot be selected."},
-    {"unsupportedShortcut",
-     "This conversation URL copy shortcut is unsupported. Command+Option+L with optional "
-     "Shift/Control is supported."},
-    {"invalidJSON", "The Codex keybindings format could not be read. The URL copy action will not run."},
-    {"unknownSyntax", "Unsupported keybindings prevent safe conversation URL copying."},
-    {"oversized", "Codex keybindings exceed the read limit."},
-    {"unreadable", "The confirmed Codex keybindings could not be read."},
-};
+Words wordsOf(CodexCopyShortcutDisposition disposition) {
+    switch (disposition) {
+    case unconfirmed:
+        return {
+            "unconfirmed",
+            "Codex keybindings location is unconfirmed. The current conversation URL cannot be captured."};
+    case standard:
+        return {"standard",
+                "The standard conversation URL copy shortcut is available in the confirmed settings."};
+    case custom:
+        return {"custom",
+                "A supported custom shortcut can copy the conversation URL in the confirmed settings."};
+    case disabled: return {"disabled", "The Codex conversation URL copy shortcut is disabled."};
+    case conflicting:
+        return {"conflicting",
+                "The conversation URL copy shortcut conflicts with another action. It will not be used."};
+    case ambiguous:
+        return {"ambiguous", "Multiple shortcuts are assigned to conversation URL copying. A unique shortcut "
+                             "cannot be selected."};
+    case unsupportedShortcut:
+        return {"unsupportedShortcut",
+                "This conversation URL copy shortcut is unsupported. Command+Option+L with optional "
+                "Shift/Control is supported."};
+    case invalidJSON:
+        return {"invalidJSON",
+                "The Codex keybindings format could not be read. The URL copy action will not run."};
+    case unknownSyntax:
+        return {"unknownSyntax", "Unsupported keybindings prevent safe conversation URL copying."};
+    case oversized: return {"oversized", "Codex keybindings exceed the read limit."};
+    case unreadable: break;
+    }
+    return {"unreadable", "The confirmed Codex keybindings could not be read."};
+}
 
 const Stroke& standardStroke() {
     static const Stroke stroke{"l", {.command = true, .option = true}};
@@ -92,11 +107,11 @@ CodexCopyShortcutAssessment assessed(const CodexKeybindingFile::Entries& entries
 } // namespace
 
 FixedWords nameOf(CodexCopyShortcutDisposition disposition) {
-    return words[static_cast<std::size_t>(disposition)].name;
+    return wordsOf(disposition).name;
 }
 
 FixedWords statusDescription(CodexCopyShortcutDisposition disposition) {
-    return words[static_cast<std::size_t>(disposition)].status;
+    return wordsOf(disposition).status;
 }
 
 CodexCopyShortcutAssessment CodexCopyShortcutPolicy::assess(std::optional<std::string_view> data,
@@ -104,7 +119,7 @@ CodexCopyShortcutAssessment CodexCopyShortcutPolicy::assess(std::optional<std::s
     return assess(CodexKeybindingFile::read(data, pathConfirmed, readFailed));
 }
 
-CodexCopyShortcutAssessment CodexCopyShortcutPolicy::assess(const CodexKeybindingFile::Reading& file) {
+CodexCopyShortcutAssessment CodexCopyShortcutPolicy::assess(const CodexKeybindingFile::Result& file) {
     if (const auto* fault = std::get_if<CodexKeybindingFault>(&file))
         return {dispositionOf<CodexCopyShortcutDisposition>(*fault), {}};
     return assessed(std::get<CodexKeybindingFile::Entries>(file));

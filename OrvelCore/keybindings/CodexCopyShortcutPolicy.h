@@ -1,5 +1,5 @@
 #pragma once
-// Which shortcut of Codex copies the address of the conversation, if exactly one surely does.
+// Finds the shortcut with which Codex copies the conversation's URL, if exactly one certainly does.
 
 #include "OrvelCore/diagnostics/FixedWords.h"
 #include "OrvelCore/keybindings/CodexKeybindingFile.h"
@@ -35,7 +35,7 @@ enum class CodexCopyShortcutDisposition {
 /// The name of the case.
 FixedWords nameOf(CodexCopyShortcutDisposition disposition);
 
-/// What the user reads about it.
+/// The sentence for the user.
 FixedWords statusDescription(CodexCopyShortcutDisposition disposition);
 
 struct CodexCopyShortcutAssessment {
@@ -47,18 +47,18 @@ struct CodexCopyShortcutAssessment {
 
 namespace CodexCopyShortcutPolicy {
 
-/// The command that copies the address of the conversation.
+/// The command that copies the conversation's URL.
 inline constexpr std::string_view commandName = "copyDeeplink";
 
 inline constexpr std::string_view supportedAppVersion = "26.1016.62342";
-/// Those versions of Codex whose shortcut is known.
+/// The versions of Codex whose shortcut is known.
 inline constexpr std::array<std::string_view, 2> supportedAppVersions{supportedAppVersion, "26.1021.31345"};
 
 /// Judges the bytes of the file, or its absence.
 CodexCopyShortcutAssessment assess(std::optional<std::string_view> data, bool pathConfirmed, bool readFailed);
 
-/// The same of a file that was read already.
-CodexCopyShortcutAssessment assess(const CodexKeybindingFile::Reading& file);
+/// Judges a file that was already read.
+CodexCopyShortcutAssessment assess(const CodexKeybindingFile::Result& file);
 
 } // namespace CodexCopyShortcutPolicy
 

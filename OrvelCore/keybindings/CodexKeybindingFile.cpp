@@ -1,7 +1,6 @@
 #include "OrvelCore/keybindings/CodexKeybindingFile.h"
 
 #include "OrvelCore/keybindings/CodexCopyShortcutPolicy.h"
-
 #include "OrvelCore/text/Unicode.h"
 
 #include <simdjson.h>
@@ -17,7 +16,7 @@ constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 // The entries lie in the parser.
 std::optional<std::vector<dom::object>> objectsIn(std::string_view data, dom::parser& parser) {
-    // simdjson would pass over the mark; who else does is unknown.
+    // simdjson skips the mark; whether Codex does is unknown.
     if (data.starts_with(byteOrderMark)) return std::nullopt;
     dom::array array;
     if (parser.parse(data.data(), data.size()).get(array) != simdjson::SUCCESS) return std::nullopt;
@@ -32,7 +31,7 @@ bool isOne(const dom::element& value) {
     return value.get(number) == simdjson::SUCCESS && number == 1;
 }
 
-// Nothing if the entry has other keys or types, or a key twice: programs differ in which of them counts.
+// Nothing if the entry has other members or types, or a member twice: programs differ in which one counts.
 std::optional<CodexKeybinding> entryIn(const dom::object& object) {
     std::optional<std::string_view> command, key;
     bool hasKey = false, hasVersion = false;
@@ -55,7 +54,7 @@ std::optional<CodexKeybinding> entryIn(const dom::object& object) {
         }
     }
     if (!command) return std::nullopt;
-    // What it means to unbind anything else is not known.
+    // What unbinding any other command means is unknown.
     const bool isNull = hasKey && !key;
     if (isNull && *command != CodexCopyShortcutPolicy::commandName) return std::nullopt;
     return CodexKeybinding{std::string(*command), key ? std::optional(std::string(*key)) : std::nullopt};
@@ -63,8 +62,8 @@ std::optional<CodexKeybinding> entryIn(const dom::object& object) {
 
 } // namespace
 
-CodexKeybindingFile::Reading CodexKeybindingFile::read(std::optional<std::string_view> data,
-                                                       bool pathConfirmed, bool readFailed) {
+CodexKeybindingFile::Result CodexKeybindingFile::read(std::optional<std::string_view> data,
+                                                      bool pathConfirmed, bool readFailed) {
     Entries entries;
     if (!pathConfirmed) return unconfirmed;
     if (readFailed) return unreadable;

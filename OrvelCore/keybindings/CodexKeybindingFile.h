@@ -1,5 +1,5 @@
 #pragma once
-// The entries of Codex's keybindings.json, accepted only in the form that is known, and why a file is not.
+// Reads the entries of Codex's keybindings.json. Only the known form is accepted; anything else is a fault.
 
 #include "OrvelCore/keybindings/Keystroke.h"
 
@@ -14,10 +14,10 @@ namespace orvel {
 
 struct CodexKeybinding {
     std::string command;
-    std::optional<std::string> key; ///< As it is written; absent where the entry unbinds its command.
+    std::optional<std::string> key; ///< As written; absent if the entry unbinds its command.
 };
 
-/// What keeps a file from being judged, in the order in which it is looked for.
+/// Why a file can't be judged, in the order of the checks.
 enum class CodexKeybindingFault { unconfirmed, unreadable, oversized, invalidJSON, unknownSyntax };
 
 /// The disposition of the same name.
@@ -35,15 +35,15 @@ Disposition dispositionOf(CodexKeybindingFault fault) {
 
 class CodexKeybindingFile {
   public:
-    /// A larger file is not looked at.
-    static constexpr std::size_t maximumBytes = 65536;
+    /// A larger file is not parsed.
+    static constexpr std::size_t maximumBytes = 65'536;
 
     using Entries = std::vector<CodexKeybinding>;
-    using Reading = std::variant<Entries, CodexKeybindingFault>;
+    using Result = std::variant<Entries, CodexKeybindingFault>;
 
-    /// The entries of the file, or the fault that comes first. No data stands for a file that does not exist,
-    /// which holds no entries, as does one of blanks. Throws nothing but std::bad_alloc.
-    static Reading read(std::optional<std::string_view> data, bool pathConfirmed, bool readFailed);
+    /// The entries of the file, or the first fault. No data stands for a file that does not exist; like a
+    /// blank one, it has no entries. Throws nothing but std::bad_alloc.
+    static Result read(std::optional<std::string_view> data, bool pathConfirmed, bool readFailed);
 };
 
 } // namespace orvel

@@ -16,19 +16,32 @@ struct Words {
     FixedWords name, status;
 };
 
-// In the order of the cases.
-constexpr Words words[] = {
-    {"unconfirmed", "Codex settings location is unconfirmed. Japanese Return verification remains disabled."},
-    {"standard", "The confirmed settings have no send-key overrides or Shift+Return conflicts."},
-    {"customNonConflicting",
-     "Send keys are overridden, but the confirmed settings have no Shift+Return conflicts."},
-    {"conflicting", "Shift+Return is assigned to another action. Japanese Return verification is disabled."},
-    {"invalidJSON", "The keybindings format could not be read. Japanese Return verification is disabled."},
-    {"unknownSyntax",
-     "Unsupported keybindings prevent verification. Japanese Return verification is disabled."},
-    {"oversized", "Keybindings exceed the read limit. Japanese Return verification is disabled."},
-    {"unreadable", "The confirmed keybindings could not be read. Japanese Return verification is disabled."},
-};
+Words wordsOf(CodexKeybindingDisposition disposition) {
+    switch (disposition) {
+    case unconfirmed:
+        return {"unconfirmed",
+                "Codex settings location is unconfirmed. Japanese Return verification remains disabled."};
+    case standard:
+        return {"standard", "The confirmed settings have no send-key overrides or Shift+Return conflicts."};
+    case customNonConflicting:
+        return {"customNonConflicting",
+                "Send keys are overridden, but the confirmed settings have no Shift+Return conflicts."};
+    case conflicting:
+        return {"conflicting",
+                "Shift+Return is assigned to another action. Japanese Return verification is disabled."};
+    case invalidJSON:
+        return {"invalidJSON",
+                "The keybindings format could not be read. Japanese Return verification is disabled."};
+    case unknownSyntax:
+        return {"unknownSyntax",
+                "Unsupported keybindings prevent verification. Japanese Return verification is disabled."};
+    case oversized:
+        return {"oversized", "Keybindings exceed the read limit. Japanese Return verification is disabled."};
+    case unreadable: break;
+    }
+    return {"unreadable",
+            "The confirmed keybindings could not be read. Japanese Return verification is disabled."};
+}
 
 CodexKeybindingDisposition dispositionOf(const CodexKeybindingFile::Entries& entries, bool hasCustomSubmit) {
     const Stroke shiftReturn{"enter", {.shift = true}};
@@ -46,11 +59,11 @@ CodexKeybindingDisposition dispositionOf(const CodexKeybindingFile::Entries& ent
 } // namespace
 
 FixedWords nameOf(CodexKeybindingDisposition disposition) {
-    return words[static_cast<std::size_t>(disposition)].name;
+    return wordsOf(disposition).name;
 }
 
 FixedWords statusDescription(CodexKeybindingDisposition disposition) {
-    return words[static_cast<std::size_t>(disposition)].status;
+    return wordsOf(disposition).status;
 }
 
 bool CodexKeybindingAssessment::allowsLineBreakProbe() const {

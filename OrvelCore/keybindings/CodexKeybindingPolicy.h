@@ -1,5 +1,5 @@
 #pragma once
-// Whether the send keys of Codex's keybindings leave Shift+Return to mean a line break.
+// Tells whether Codex's keybindings leave Shift+Return as a line break.
 
 #include "OrvelCore/diagnostics/FixedWords.h"
 
@@ -22,7 +22,7 @@ enum class CodexKeybindingDisposition {
 /// The name of the case.
 FixedWords nameOf(CodexKeybindingDisposition disposition);
 
-/// What the user reads about it.
+/// The sentence for the user.
 FixedWords statusDescription(CodexKeybindingDisposition disposition);
 
 struct CodexKeybindingAssessment {

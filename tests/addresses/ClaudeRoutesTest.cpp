@@ -15,7 +15,7 @@ std::string pagesOf(const std::string& url) {
     const std::string codePage = code.kind == ClaudeCodeRoute::Kind::conversation ? *code.desktopSessionID
                                  : code.kind == ClaudeCodeRoute::Kind::newConversation ? "new"
                                                                                        : "-";
-    const ClaudeChatRoute chat(url);
+    const auto chat = claudeChatRoute(url);
     return codePage + " | " +
            (chat == ClaudeChatRoute::newChat        ? "new"
             : chat == ClaudeChatRoute::conversation ? "chat"
@@ -75,17 +75,16 @@ TEST(ClaudeRoutes, AreTheKnownPagesOfTheWebOrigin) {
 }
 
 TEST(ClaudeRoutes, OfLongURLsAreNotLookedAt) {
-    for (const std::size_t size : {longestClaudeURL - 1, longestClaudeURL, longestClaudeURL + 1}) {
+    for (const std::size_t size :
+         {maximumClaudeURLSize - 1, maximumClaudeURLSize, maximumClaudeURLSize + 1}) {
         auto url = origin + "/new?";
         url.resize(size, 'x');
-        EXPECT_EQ(pagesOf(url), size > longestClaudeURL ? "- | -" : "- | new") << size;
+        EXPECT_EQ(pagesOf(url), size > maximumClaudeURLSize ? "- | -" : "- | new") << size;
     }
 }
 
 TEST(ClaudeRoutes, AreSummarisedByTheirStructureWithoutContent) {
-    const auto summary = [](const std::string& url) {
-        return ClaudeChatRoute::diagnosticSummary(url).text();
-    };
+    const auto summary = [](const std::string& url) { return urlStructure(url).text(); };
     EXPECT_EQ(summary(origin + "/chat/" + uuid + "/?q#"),
               "URL structure: scheme=https, host=claude.ai, user info present=false, port present=false, "
               "path=/chat/{UUID}/, trailing slash=true, consecutive slashes=false, query present=true, "

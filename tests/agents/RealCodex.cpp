@@ -4,6 +4,7 @@
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
 #include "OrvelCore/files/FilePath.h"
+#include "SavedTransfers.h"
 #include "conversations/Outcome.h"
 
 #include <array>
@@ -151,7 +152,7 @@ SharedConversation RealCodex::history(const ConversationReference& reference, bo
 }
 
 std::string RealCodex::send(const std::string& text, const ConversationReference& to) {
-    return world.outcomeOf(sender->send(text, to, std::nullopt, [this](const std::string& failure) {
+    return world.outcomeOf(sender->send(savedTransfer(text), to, [this](const std::string& failure) {
         lifecycleFailures.push_back(failure);
     }));
 }

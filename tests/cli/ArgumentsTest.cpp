@@ -133,31 +133,3 @@ TEST_F(CommandLine, WrongUsageIsExplainedOnStandardErrorAlone) {
         EXPECT_THAT(result.err, HasSubstr("--help")) << testing::PrintToString(words);
     }
 }
-
-TEST_F(CommandLine, EveryCommandHasHelp) {
-    const struct {
-        Words words;
-        std::string text;
-    } cases[] = {
-        {{"--help"}, "Usage: orvel-cli [OPTIONS] [COMMAND]\n"},
-        {{"-h"}, "Usage: orvel-cli [OPTIONS] [COMMAND]\n"},
-        {{"list", "--help"}, "Usage: orvel-cli list [OPTIONS]\n"},
-        {{"show", "--help"}, "Usage: orvel-cli show [OPTIONS] FILE|ID\n"},
-        {{"--help", "show"}, "Usage: orvel-cli show [OPTIONS] FILE|ID\n"},
-        {{"preview", "--help"}, "--from MESSAGE-ID"},
-        {{"url", "-h"}, "Usage: orvel-cli url [OPTIONS] URL\n"},
-        {{"recent", "--help"}, "--home DIR"},
-        {{"link", "--help"}, "Usage: orvel-cli link [OPTIONS] CODEX-ID CLAUDE-ID\n"},
-        {{"send", "--help"}, "Usage: orvel-cli send [OPTIONS] LINK\n"},
-        {{"relay", "--help"}, "Usage: orvel-cli relay [OPTIONS] COMMAND\n"},
-        {{"relay", "check", "--help"}, "--home DIR"},
-        {{"--version"}, "orvel-cli "},
-        {{"list", "--version"}, "orvel-cli "},
-    };
-    for (const auto& [words, text] : cases) {
-        const auto result = run(words);
-        EXPECT_EQ(result.status, 0) << testing::PrintToString(words);
-        EXPECT_THAT(result.out, HasSubstr(text)) << testing::PrintToString(words);
-        EXPECT_EQ(result.err, "") << testing::PrintToString(words);
-    }
-}

@@ -17,7 +17,10 @@ namespace orvel {
 
 class RunningProgram {
   public:
-    explicit RunningProgram(std::vector<std::string> words) {
+    static constexpr int ownPipe = -2, none = -1;
+
+    /// `standardOutput` is a descriptor, none, or a pipe to this object.
+    explicit RunningProgram(std::vector<std::string> words, int standardOutput = ownPipe) {
         words.insert(words.begin(), "orvel-cli");
         std::vector<char*> arguments;
         for (auto& word : words) arguments.push_back(word.data());
@@ -27,7 +30,11 @@ class RunningProgram {
         EXPECT_EQ(pipe2(errEnds, O_CLOEXEC), 0);
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, outEnds[1], STDOUT_FILENO);
+        if (standardOutput == none)
+            posix_spawn_file_actions_addclose(&actions, STDOUT_FILENO);
+        else
+            posix_spawn_file_actions_adddup2(
+                &actions, standardOutput == ownPipe ? outEnds[1] : standardOutput, STDOUT_FILENO);
         posix_spawn_file_actions_adddup2(&actions, errEnds[1], STDERR_FILENO);
         EXPECT_EQ(posix_spawn(&process, ORVEL_CLI, &actions, nullptr, arguments.data(), environ), 0);
         posix_spawn_file_actions_destroy(&actions);

@@ -96,10 +96,10 @@ TEST(CommandRemoval, NeverTouchesATextThatIsNoCommand) {
 }
 
 TEST(CommandRemovalReadback, MayBeReadAgainWhereNothingElseWasSeen) {
-    using enum CommandRemovalReadback::Case;
+    using enum CommandRemovalReadback;
     for (const CommandRemovalReadback readback :
          {notAttempted, empty, whitespaceOnly, unchanged, changed, unavailable}) {
-        EXPECT_EQ(readback.confirmsRemoval(), readback == empty || readback == whitespaceOnly);
-        EXPECT_EQ(readback.canRetryReadOnly(), readback == unchanged || readback == unavailable);
+        EXPECT_EQ(confirmsRemoval(readback), readback == empty || readback == whitespaceOnly);
+        EXPECT_EQ(canRetryReadOnly(readback), readback == unchanged || readback == unavailable);
     }
 }

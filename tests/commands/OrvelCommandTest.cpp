@@ -5,7 +5,7 @@
 using namespace orvel;
 
 TEST(OrvelCommand, IsTheWordAndOneSeparatorAndWhatFollows) {
-    using enum ReturnInputClassification::Case;
+    using enum ReturnInputClassification;
     const std::string atLimit = "/orvel " + std::string(OrvelCommand::maximumBytes - 7, 'x');
     // The limit lies inside the last character.
     const std::string acrossLimit = "/orvel " + std::string(OrvelCommand::maximumBytes - 9, 'x') + "\u3042";
@@ -67,6 +67,6 @@ TEST(OrvelCommand, IsTheWordAndOneSeparatorAndWhatFollows) {
         const auto command = OrvelCommand::parse(test.text);
         const auto shown = test.text.substr(0, 20);
         EXPECT_EQ(command ? std::optional(command->instruction) : std::nullopt, test.instruction) << shown;
-        EXPECT_EQ(rawValue(ReturnInputClassification(test.text)), rawValue(test.classification)) << shown;
+        EXPECT_EQ(classifyInput(test.text), test.classification) << shown;
     }
 }

@@ -6,7 +6,7 @@ using namespace orvel;
 
 TEST(CompositionState, IsClearOnlyUnderASourceThatCannotCompose) {
     using enum MarkedTextEvidence;
-    using enum CompositionState::Case;
+    using enum CompositionState;
     const struct {
         MarkedTextEvidence evidence;
         CompositionState ascii, other;
@@ -15,53 +15,32 @@ TEST(CompositionState, IsClearOnlyUnderASourceThatCannotCompose) {
                 {unsupported, clear, unknown},
                 {unavailable, unknown, unknown}};
     for (const auto& row : rows) {
-        EXPECT_EQ(CompositionState::resolve(row.evidence, true), row.ascii) << rawValue(row.evidence).view();
-        EXPECT_EQ(CompositionState::resolve(row.evidence, false), row.other) << rawValue(row.evidence).view();
+        EXPECT_EQ(compositionState(row.evidence, true), row.ascii) << description(row.evidence).view();
+        EXPECT_EQ(compositionState(row.evidence, false), row.other) << description(row.evidence).view();
     }
 }
 
 TEST(KnownASCIISource, IsOneOfFourPairsOfIdAndType) {
-    const std::string layout = "TISTypeKeyboardLayout", mode = "TISTypeKeyboardInputMode";
-    const std::string kotoeri = "com.apple.inputmethod.Kotoeri.";
-    const std::optional<std::string_view> none;
-    const std::string kana = kotoeri + "KanaTyping.Roman", romaji = kotoeri + "RomajiTyping.Roman",
-                      hiragana = kotoeri + "RomajiTyping.Japanese";
-    const std::optional<std::string_view> ids[] = {"com.apple.keylayout.ABC",
-                                                   "com.apple.keylayout.US",
-                                                   kana,
-                                                   romaji,
-                                                   hiragana,
-                                                   "com.apple.keylayout.USExtended",
-                                                   "",
-                                                   none};
-    const std::optional<std::string_view> types[] = {layout, mode, "TISTypeKeyboardInputMethodWithoutModes",
-                                                     "", none};
-    for (std::size_t id = 0; id < std::size(ids); ++id)
-        for (std::size_t type = 0; type < std::size(types); ++type) {
-            const bool known = (id < 2 && type == 0) || ((id == 2 || id == 3) && type == 1);
-            EXPECT_EQ(KnownASCIISource::matches(ids[id], types[type], true), known) << id << ' ' << type;
-            EXPECT_FALSE(KnownASCIISource::matches(ids[id], types[type], false));
-        }
-}
-
-TEST(OrvelReturnShortcut, IsReturnAloneOrWithCommandAlone) {
-    for (int modifiers = 0; modifiers < 32; ++modifiers) {
-        const auto shortcut = OrvelReturnShortcut::of({modifiers});
-        if (modifiers == 0)
-            EXPECT_EQ(shortcut, OrvelReturnShortcut::plain);
-        else if (modifiers == 1)
-            EXPECT_EQ(shortcut, OrvelReturnShortcut::command);
-        else
-            EXPECT_FALSE(shortcut) << modifiers;
+    const std::string layout = "TISTypeKeyboardLayout", mode = "TISTypeKeyboardInputMode",
+                      kotoeri = "com.apple.inputmethod.Kotoeri.";
+    const struct {
+        std::string id, type;
+        bool isKnown;
+    } cases[] = {
+        {"com.apple.keylayout.ABC", layout, true},
+        {"com.apple.keylayout.US", layout, true},
+        {kotoeri + "KanaTyping.Roman", mode, true},
+        {kotoeri + "RomajiTyping.Roman", mode, true},
+        {"com.apple.keylayout.ABC", mode, false},
+        {kotoeri + "RomajiTyping.Roman", layout, false},
+        {kotoeri + "RomajiTyping.Japanese", mode, false},
+        {"com.apple.keylayout.USExtended", layout, false},
+        {"", layout, false},
+    };
+    for (const auto& [id, type, isKnown] : cases) {
+        EXPECT_EQ(KnownASCIISource::matches(id, type, true), isKnown) << id << type;
+        EXPECT_FALSE(KnownASCIISource::matches(id, type, false));
     }
-}
-
-TEST(OrvelCommandPolicy, KnowsTheApplicationsByTheirExactIdentifiers) {
-    EXPECT_EQ(OrvelCommandPolicy::source("com.openai.codex"), Agent::codex);
-    EXPECT_EQ(OrvelCommandPolicy::source("com.anthropic.claudefordesktop"), Agent::claude);
-    for (const auto* other : {"", "com.openai.Codex", "com.openai.codex.helper", "com.anthropic.claude"})
-        EXPECT_FALSE(OrvelCommandPolicy::source(other)) << other;
-    EXPECT_FALSE(OrvelCommandPolicy::source(std::nullopt));
 }
 
 TEST(OrvelCommandPolicy, PassesACommandOnlyIfEveryConditionHolds) {
@@ -90,42 +69,31 @@ TEST(OrvelCommandPolicy, PassesACommandOnlyIfEveryConditionHolds) {
 
 TEST(CommandEntryDisposition, StopsACommandThatMayBeInAConversationAndIsNotProved) {
     using enum ComposerRecognition;
-    using Shortcut = std::optional<OrvelReturnShortcut>;
-    for (const auto shortcut : {Shortcut(OrvelReturnShortcut::plain), Shortcut(OrvelReturnShortcut::command)})
-        for (const bool valid : {true, false}) {
-            const auto unlessValid = valid ? CommandEntryDisposition::inspect : CommandEntryDisposition::stop;
-            EXPECT_EQ(CommandEntryDisposition::resolve(true, shortcut, verified, valid), unlessValid);
-            EXPECT_EQ(CommandEntryDisposition::resolve(true, shortcut, uncertain, valid),
-                      CommandEntryDisposition::stop);
-            EXPECT_EQ(CommandEntryDisposition::resolve(true, shortcut, excluded, valid),
-                      CommandEntryDisposition::forward);
-            for (const auto recognition : {verified, excluded, uncertain}) {
-                EXPECT_EQ(CommandEntryDisposition::resolve(false, shortcut, recognition, valid),
-                          CommandEntryDisposition::forward);
-                for (const bool isCommand : {true, false})
-                    EXPECT_EQ(CommandEntryDisposition::resolve(isCommand, std::nullopt, recognition, valid),
-                              CommandEntryDisposition::forward);
-            }
-        }
+    using enum CommandEntryDisposition;
+    constexpr auto plain = OrvelReturnShortcut::plain;
+    EXPECT_EQ(commandEntryDisposition(true, plain, verified, true), inspect);
+    EXPECT_EQ(commandEntryDisposition(true, plain, verified, false), stop);
+    EXPECT_EQ(commandEntryDisposition(true, plain, uncertain, true), stop);
+    EXPECT_EQ(commandEntryDisposition(true, plain, excluded, true), forward);
+    EXPECT_EQ(commandEntryDisposition(false, plain, uncertain, false), forward);
+    EXPECT_EQ(commandEntryDisposition(true, std::nullopt, uncertain, false), forward);
 }
 
 TEST(CommandReturnDecision, LetsOnlyAPlainReturnReachTheInputMethod) {
-    using enum CommandReturnDecision::Case;
+    using enum CommandReturnDecision;
     for (int bits = 0; bits < 32; ++bits) {
         const auto bit = [&](int n) { return (bits >> n & 1) != 0; };
-        CommandReturnDecision::Facts facts;
+        CommandReturnFacts facts;
         facts.knownJapaneseSource = bit(0);
         facts.safeLineBreak = bit(1);
         facts.endCaretWithoutSelection = bit(2);
         facts.allowsCompositionConfirmation = bit(3);
         facts.shortcut = bit(4) ? OrvelReturnShortcut::command : OrvelReturnShortcut::plain;
         facts.composition = CompositionState::clear;
-        EXPECT_EQ(CommandReturnDecision::resolve(facts), capture) << bits;
+        EXPECT_EQ(commandReturnDecision(facts), capture) << bits;
         facts.composition = CompositionState::composing;
-        EXPECT_EQ(CommandReturnDecision::resolve(facts), bits >= 8 && bits < 16 ? confirmComposition : stop)
-            << bits;
+        EXPECT_EQ(commandReturnDecision(facts), bits >= 8 && bits < 16 ? confirmComposition : stop) << bits;
         facts.composition = CompositionState::unknown;
-        EXPECT_EQ(CommandReturnDecision::resolve(facts), bits == 7 || bits == 15 ? probeLineBreak : stop)
-            << bits;
+        EXPECT_EQ(commandReturnDecision(facts), bits == 7 || bits == 15 ? probeLineBreak : stop) << bits;
     }
 }

@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
-#include <stdexcept>
-
 using namespace orvel;
 using Action = AccessibilityPreparation::Action;
 
@@ -50,14 +47,4 @@ TEST(AccessibilityPreparation, NeverProbesWithoutATimeForIt) {
     preparation.currentPID = 7;
     EXPECT_EQ(preparation.action(7, 1e300), Action::wait);
     EXPECT_EQ(preparation.remainingWait(7, 5), 0);
-}
-
-TEST(AccessibilityPreparation, DoesNotWrapTheCountOfRequests) {
-    AccessibilityPreparation preparation;
-    preparation.recordRequest(7, 100);
-    preparation.attemptCount = std::numeric_limits<int>::max();
-    EXPECT_THROW(preparation.recordRequest(7, 200), std::overflow_error);
-    EXPECT_EQ(preparation.probeAfter, 103);
-    preparation.recordRequest(8, 200);
-    EXPECT_EQ(preparation.attemptCount, 1);
 }

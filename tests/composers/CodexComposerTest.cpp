@@ -98,7 +98,7 @@ TEST(CodexComposer, IsRecognisedByWhatSurroundsIt) {
     for (const auto& test : cases) {
         auto page = composer();
         test.change(page);
-        EXPECT_EQ(rawValue(page.judged()), rawValue(test.result)) << test.what;
+        EXPECT_EQ(description(page.judged()), description(test.result)) << test.what;
     }
 }
 
@@ -120,33 +120,6 @@ TEST(CodexComposer, KnowsItsButtonsByTheirLabels) {
             auto page = composer();
             page.add(12, role, 1, {edit});
             EXPECT_EQ(page.judged(), std::string_view(role) == "AXCheckBox" ? verified : excluded) << edit;
-        }
-}
-
-TEST(CodexComposer, KnowsWhatMayStandBesideIt) {
-    // What becomes of a composer with a hint, and whether what the element holds counts.
-    const struct {
-        ComposerRecognition result;
-        bool isBranch;
-        std::vector<const char*> roles;
-    } cases[] = {
-        {verified,
-         false,
-         {"AXStaticText", "AXImage", "AXLink", "AXCheckBox", "AXPopUpButton", "AXMenuButton", "AXRadioButton",
-          "AXButton"}},
-        {verified, true, {"AXGroup", "AXForm", "AXToolbar", "AXRadioGroup"}},
-        {excluded, false, {"AXTextArea", "AXTextField", "AXSearchField", "AXSheet", "AXDialog", "AXWebArea"}},
-        {uncertain, false, {"AXWindow", "AXList", ""}},
-    };
-    for (const auto& [result, isBranch, roles] : cases)
-        for (const auto* role : roles) {
-            auto page = composer();
-            page.node(2).classes = {"_composer_1"};
-            page.add(12, role, 1);
-            page.add(13, "AXButton", 12, {"Cancel"});
-            EXPECT_EQ(page.judged(), isBranch ? excluded : result) << role;
-            page.children(12).clear();
-            EXPECT_EQ(page.judged(), result) << role;
         }
 }
 
@@ -185,18 +158,4 @@ TEST(CodexComposer, IsAnEditableTextAreaOfItsKind) {
     EXPECT_FALSE(CodexComposerStructure::matchesEditor("AXTextArea", other, true));
     EXPECT_FALSE(CodexComposerStructure::matchesEditor("AXTextArea", std::nullopt, true));
     EXPECT_FALSE(CodexComposerStructure::matchesEditor("AXTextArea", editor, false));
-}
-
-// A page with as many leaves as are wanted behind the proof, in branches of ten.
-TEST(CodexComposer, ReadsNoMoreThanItsLimitWhateverTheTree) {
-    for (const NodeID elements : {159, 160, 161, 5000}) {
-        auto page = composer();
-        page.addBranches(1, 1008, 1000 + elements); // Eight are there.
-        EXPECT_EQ(page.judged(), elements > 160 ? excluded : verified) << elements;
-        EXPECT_LE(page.nodeReads, 159U);
-        EXPECT_LE(page.childReads, 159U);
-        if (elements >= 160) {
-            EXPECT_EQ(page.nodeReads, 159U);
-        }
-    }
 }

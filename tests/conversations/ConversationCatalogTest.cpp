@@ -387,21 +387,3 @@ TEST(RecognizedAgent, IsTheOneThatWritesSuchRecords) {
         EXPECT_EQ(ConversationCatalog::recognizedAgent(folder.write("f", contents)), agent) << contents;
     EXPECT_EQ(ConversationCatalog::recognizedAgent(folder.path("none")), std::nullopt);
 }
-
-TEST(ConversationReference, IsWrittenWithoutAbsentFields) {
-    ConversationReference reference{.agent = Agent::claude,
-                                    .sessionID = "s",
-                                    .title = "T",
-                                    .transcriptPath = "/t",
-                                    .workingDirectory = std::nullopt,
-                                    .modifiedAt = 0.5,
-                                    .desktopSessionID = std::nullopt};
-    EXPECT_EQ(reference.id(), "claude:s");
-    EXPECT_EQ(jsonOf(reference).dump(),
-              R"({"agent":"claude","sessionID":"s","title":"T","transcriptPath":"/t","modifiedAt":0.5})");
-    reference.workingDirectory = "";
-    reference.desktopSessionID = "local_1";
-    EXPECT_EQ(jsonOf(reference.withTitle("U")).dump(),
-              R"({"agent":"claude","sessionID":"s","title":"U","transcriptPath":"/t","workingDirectory":"",)"
-              R"("modifiedAt":0.5,"desktopSessionID":"local_1"})");
-}

@@ -116,26 +116,18 @@ TEST_F(RecentConversations, RefuseABadFileAsAWholeAndLeaveIt) {
         bool loads;
     } cases[] = {
         {"an empty list", "[]", true},
-        {"blanks around", " \n" + list + "\n", true},
         {"the largest", list + std::string(limit - list.size(), ' '), true},
         {"one byte more", list + std::string(limit + 1 - list.size(), ' '), false},
         {"nothing", "", false},
         {"an object", good.dump(), false},
-        {"null", "null", false},
         {"more behind it", list + "]", false},
         {"an entry that is no object", "[" + good.dump() + ",[]]", false},
         {"another agent", with("source", "gemini"), false},
-        {"an agent in capitals", with("source", "Codex"), false},
-        {"an agent that is no string", with("source", 1), false},
         {"a title that is null", with("title", nullptr), false},
         {"a path that is a number", with("path", 1), false},
         {"a date that is a string", with("lastUsed", "2"), false},
-        {"a date that is true", with("lastUsed", true), false},
         {"a date beyond a double", R"([{"source":"codex","title":"T","path":"/a","lastUsed":1e999}])", false},
         {"no source", without("source"), false},
-        {"no title", without("title"), false},
-        {"no path", without("path"), false},
-        {"no date", without("lastUsed"), false},
         {"not UTF-8", "[" + good.dump().replace(good.dump().find("T"), 1, "\xff") + "]", false},
         {"brackets", std::string(100'000, '['), false},
     };
@@ -145,18 +137,6 @@ TEST_F(RecentConversations, RefuseABadFileAsAWholeAndLeaveIt) {
         EXPECT_EQ(store.loadErrorDescription(), loads ? std::nullopt : std::optional(loadError));
         EXPECT_EQ(contentsOf(file), contents);
         EXPECT_TRUE(loads || store.entries().empty());
-    }
-}
-
-TEST_F(RecentConversations, LoadNothingFromAFileThatIsCutAnywhere) {
-    auto store = loaded();
-    record(store, Agent::codex, "検索 \"quoted\"", "/a", 1.5);
-    record(store, Agent::claude, "T", "/b", 2);
-    const auto whole = contentsOf(file);
-    for (std::size_t size = 0; size < whole.size(); ++size) {
-        const auto cut = loaded(std::string_view(whole).substr(0, size));
-        ASSERT_EQ(cut.loadErrorDescription(), loadError) << size;
-        ASSERT_TRUE(cut.entries().empty()) << size;
     }
 }
 
@@ -265,19 +245,6 @@ TEST_F(RecentConversations, StayAsTheyAreUntilAChangeIsAdopted) {
     EXPECT_FALSE(store.loadErrorDescription());
     EXPECT_THAT(pathsOf(store), ElementsAre("/a"));
     EXPECT_THAT(pathsOf(loaded()), ElementsAre("/a"));
-}
-
-TEST_F(RecentConversations, AreAvailableWhileAReadableFileIsThere) {
-    RecentConversation entry{Agent::codex, "T", file, 1};
-    EXPECT_FALSE(entry.isAvailable());
-    folder.write("recent-conversations.json", "");
-    EXPECT_TRUE(entry.isAvailable());
-    if (geteuid() != 0) {
-        chmod(file.c_str(), 0);
-        EXPECT_FALSE(entry.isAvailable());
-    }
-    entry.path = folder.path();
-    EXPECT_FALSE(entry.isAvailable());
 }
 
 // Whatever is recorded and removed, the list agrees with a plain model of it and with its file.

@@ -1,13 +1,13 @@
 // Moving Claude from one conversation to another: only where the draft that stands there would survive.
 
-#include "delivery/ScriptedClaude.h"
+#include "delivery/ClaudeDesk.h"
 
 namespace orvel {
 namespace {
 
 using namespace std::chrono_literals;
 
-const std::string targetPath = ScriptedClaude::targetPath, otherPath = ScriptedClaude::otherPath;
+const std::string targetPath = ClaudeDesk::targetPath;
 const std::string targetURL = "claude://claude.ai" + targetPath;
 
 const std::string unconfirmed =
@@ -26,15 +26,18 @@ std::string candidates(const std::string& reason, const std::string& times, cons
 
 constexpr const char* marked = "AXTextInputMarkedTextMarkerRange";
 
-void writeInJapanese(ScriptedClaude& claude) {
-    claude.type("下書き");
-    claude.moveCaret(3);
-    claude.inputSources.useGoogleHiragana();
+void writeInJapanese(ClaudeDesk& desk) {
+    desk.type("下書き");
+    desk.desktop.inputSources.useGoogleHiragana();
+}
+
+void moveCaret(const ClaudeDesk& desk, std::int64_t location) {
+    desk.editor()->set("AXSelectedTextRange", AXRange{location, 0});
 }
 
 struct Row {
     const char* name;
-    void (*change)(ScriptedClaude&);
+    void (*change)(ClaudeDesk&);
     std::string message = ""; // None: the send succeeds.
 };
 
@@ -45,50 +48,49 @@ struct Circumstances {
 void expectOutcome(const Row& row, const Circumstances& circumstances) {
     const auto& [name, change, message] = row;
     SCOPED_TRACE(name);
-    ScriptedClaude claude(otherPath);
-    if (circumstances.inJapanese) writeInJapanese(claude);
-    change(claude);
-    const auto outcome = claude.perform();
+    ClaudeDesk desk(ClaudeDesk::other);
+    if (circumstances.inJapanese) writeInJapanese(desk);
+    change(desk);
+    const auto outcome = desk.perform();
     EXPECT_EQ(outcome.message, message);
     EXPECT_EQ(outcome.succeeded, message.empty());
     EXPECT_EQ(outcome.canRetry, !message.empty());
-    EXPECT_EQ(claude.writes, message.empty() ? 1 : 0);
-    std::vector<std::string> opened;
-    if (circumstances.opensURL || message.empty()) opened = {targetURL};
-    EXPECT_EQ(claude.applications.urls, opened);
-    EXPECT_TRUE(claude.tree.unboundedReads.empty());
+    EXPECT_EQ(desk.writes(), message.empty() ? 1 : 0);
+    const bool opens = circumstances.opensURL || message.empty();
+    EXPECT_EQ(desk.count["openURL"], opens ? 1 : 0);
+    for (const auto& url : desk.desktop.applications.openedURLs) EXPECT_EQ(url, targetURL);
 }
 
 TEST(ClaudeNavigation, MovesOnlyWhereTheDraftSurvives) {
     const std::string attached = "The source Claude editor has an attachment. No conversation navigation was "
                                  "performed.";
     const Row rows[] = {
-        {"an empty editor", [](ScriptedClaude&) {}},
-        {"a draft in ASCII", [](auto& c) { c.type("Mine"); }},
+        {"an empty editor", [](ClaudeDesk&) {}},
+        {"a draft in ASCII", [](auto& d) { d.type("Mine"); }},
         {"a draft where no marked text is known",
-         [](auto& c) {
-             c.type("Mine");
-             c.editor->fail(marked, AXStatus::attributeUnsupported);
+         [](auto& d) {
+             d.type("Mine");
+             d.fail(d.editor(), marked, AXStatus::attributeUnsupported);
          }},
-        {"marked text told as null", [](auto& c) { c.editor->set(marked, AXNull{}); }},
-        {"no draft in Japanese", [](auto& c) { c.inputSources.useGoogleHiragana(); }},
+        {"marked text told as null", [](auto& d) { d.editor()->set(marked, AXNull{}); }},
+        {"no draft in Japanese", [](auto& d) { d.desktop.inputSources.useGoogleHiragana(); }},
         {"an unreadable source without marked text and draft",
-         [](auto& c) { c.inputSources.source.reset(); }},
-        {"an attachment", [](auto& c) { c.attach(); }, attached},
+         [](auto& d) { d.desktop.inputSources.source.reset(); }},
+        {"an attachment", [](auto& d) { d.attach(); }, attached},
         {"an attachment while a reply is written and text is marked",
-         [](auto& c) { c.attach(), c.reply(), c.editor->set(marked, AXOpaque{}); }, attached},
-        {"a reply while text is marked", [](auto& c) { c.reply(), c.editor->set(marked, AXOpaque{}); },
+         [](auto& d) { d.attach(), d.reply(), d.editor()->set(marked, AXOpaque{}); }, attached},
+        {"a reply while text is marked", [](auto& d) { d.reply(), d.editor()->set(marked, AXOpaque{}); },
          "Claude is replying in the source conversation. No conversation navigation was performed."},
-        {"marked text", [](auto& c) { c.editor->set(marked, AXOpaque{}); }, unconfirmed},
+        {"marked text", [](auto& d) { d.editor()->set(marked, AXOpaque{}); }, unconfirmed},
         {"neither marked text nor the source can be told",
-         [](auto& c) {
-             c.editor->fail(marked, AXStatus::attributeUnsupported);
-             c.inputSources.source->isASCIICapable.reset();
+         [](auto& d) {
+             d.fail(d.editor(), marked, AXStatus::attributeUnsupported);
+             d.desktop.inputSources.source->isASCIICapable.reset();
          },
          unconfirmed},
-        {"marked text that can't be read", [](auto& c) { c.editor->fail(marked, AXStatus::cannotComplete); },
-         claudeEditorUnverified},
-        {"Send without a draft", [](auto& c) { c.addButton("AXTitle", "Send"); },
+        {"marked text that can't be read",
+         [](auto& d) { d.fail(d.editor(), marked, AXStatus::cannotComplete); }, claudeEditorUnverified},
+        {"Send without a draft", [](auto& d) { d.addButton("AXTitle", "Send"); },
          "The source Claude editor and Send button states disagree. No conversation navigation was "
          "performed."},
     };
@@ -97,114 +99,100 @@ TEST(ClaudeNavigation, MovesOnlyWhereTheDraftSurvives) {
 
 TEST(ClaudeNavigation, MovesFromADraftInJapaneseOnlyWithoutCandidates) {
     const Row rows[] = {
-        {"no candidates", [](ScriptedClaude&) {}},
+        {"no candidates", [](ClaudeDesk&) {}},
         {"candidates",
-         [](auto& c) {
-             c.windows.latency = 2ms;
-             c.windows.names->push_back("GoogleJapaneseInputRenderer");
+         [](auto& d) {
+             d.desktop.windows.duration = 2ms;
+             d.desktop.windows.showCandidates(true);
          },
          candidates("Japanese candidates are visible", "2 ms / Recheck completed: 2", "presence")},
-        {"windows without names", [](auto& c) { c.windows.names->push_back(std::nullopt); },
+        {"windows without names", [](auto& d) { d.desktop.windows.owners.push_back(std::nullopt); },
          candidates("Japanese candidate state could not be rechecked within the time limit",
                     "0 ms / Recheck completed: 0", "unavailable")},
-        {"a slow recheck", [](auto& c) { c.windows.latency = 24ms, c.tree.latency = 200us; },
+        {"a slow recheck", [](auto& d) { d.desktop.windows.duration = 24ms, d.readTime = 200us; },
          candidates("Japanese candidate state could not be rechecked within the time limit",
                     "24 ms / Recheck completed: 35", "absence")},
-        {"a slow list of windows", [](auto& c) { c.windows.latency = 26ms; },
+        {"a slow list of windows", [](auto& d) { d.desktop.windows.duration = 26ms; },
          "Couldn't read Japanese candidate state in the source editor. No conversation navigation was "
          "performed."},
         {"typing while the windows are read",
-         [](auto& c) { c.windows.onRead = [&c] { c.type("下書き。"); }; }, changed},
+         [](auto& d) { d.before["ownerNames"] = [&d] { d.type("下書き。"); }; }, changed},
         {"moving the caret while the windows are read",
-         [](auto& c) { c.windows.onRead = [&c] { c.moveCaret(0); }; }, changed},
+         [](auto& d) { d.before["ownerNames"] = [&d] { moveCaret(d, 0); }; }, changed},
         {"leaving Claude while the windows are read",
-         [](auto& c) { c.windows.onRead = [&c] { c.applications.bringToFront("com.apple.finder"); }; },
-         changed},
+         [](auto& d) { d.before["ownerNames"] = [&d] { d.leaveTheFront(); }; }, changed},
         {"the conversation turning into another in its place",
-         [](auto& c) { c.windows.onRead = [&c] { c.address(targetPath); }; }, claudeEditorUnverified},
-        {"another version of Claude", [](auto& c) { c.applications.claudeVersion = "3.6556.3"; },
-         unsupported},
-        {"Katakana", [](auto& c) { c.inputSources.source->mode = "com.apple.inputmethod.Japanese.Katakana"; },
+         [](auto& d) { d.before["ownerNames"] = [&d] { d.address(targetPath); }; }, claudeEditorUnverified},
+        {"another version of Claude", [](auto& d) { d.claude.version = "3.6556.3"; }, unsupported},
+        {"Katakana",
+         [](auto& d) { d.desktop.inputSources.source->mode = "com.apple.inputmethod.Japanese.Katakana"; },
          unsupported},
         {"a selection that can't be read",
-         [](auto& c) { c.editor->fail("AXSelectedTextRange", AXStatus::noValue); }, claudeEditorUnverified},
-        {"a selection before the text", [](auto& c) { c.moveCaret(-1); }, claudeEditorUnverified},
+         [](auto& d) { d.fail(d.editor(), "AXSelectedTextRange", AXStatus::noValue); },
+         claudeEditorUnverified},
+        {"a selection before the text", [](auto& d) { moveCaret(d, -1); }, claudeEditorUnverified},
     };
     for (const auto& row : rows) expectOutcome(row, {.inJapanese = true});
 }
 
 TEST(ClaudeNavigation, StopsBehindTheOpenedURLWhereAnythingElseComes) {
     const Row rows[] = {
-        {"a URL that nothing opens", [](auto& c) { c.opensURLs = c.navigates = false; }, notStarted},
-        {"a page that never comes", [](auto& c) { c.navigates = false; }, timedOut},
-        {"another page that comes", [](auto& c) { c.whenURLOpens([&c] { c.show("/epitaxy"); }); },
+        {"a URL that nothing opens", [](auto& d) { d.refused["openURL"] = AXStatus::failure; }, notStarted},
+        {"a page that never comes", [](auto& d) { d.claude.habits.ignoresURLs = true; }, timedOut},
+        {"another page that comes", [](auto& d) { d.whenURLOpens([&d] { d.claude.userNavigates(""); }); },
          "Claude navigated to another conversation. Stopped without inserting a message."},
-        {"another window that comes", [](auto& c) { c.whenURLOpens([&c] { c.openAnotherWindow(); }); },
+        {"another window that comes", [](auto& d) { d.whenURLOpens([&d] { d.openAnotherWindow(); }); },
          "The Claude window changed. Stopped without inserting a message."},
         {"typing in the source while the page is awaited",
-         [](auto& c) { c.whenURLOpens([&c] { c.type("Mine"); }); }, claudeEditorUnverified},
-        {"a draft in the destination",
-         [](auto& c) { c.whenURLOpens([&c] { c.show(targetPath), c.type("Mine"); }); }, draftKept},
+         [](auto& d) { d.whenURLOpens([&d] { d.type("Mine"); }); }, claudeEditorUnverified},
+        {"a draft in the destination", [](auto& d) { d.claude.userSetsDraft(ClaudeDesk::target, "Mine"); },
+         draftKept},
     };
     for (const auto& row : rows) expectOutcome(row, {.opensURL = true});
 }
 
 TEST(ClaudeNavigation, WaitsForASlowPage) {
     for (const auto& [delay, succeeds] : {std::pair{4800ms, true}, std::pair{5200ms, false}}) {
-        ScriptedClaude claude(otherPath);
-        std::unique_ptr<Timer> timer;
-        claude.whenURLOpens(
-            [&, wait = delay] { timer = claude.loop.after(wait, [&] { claude.show(targetPath); }); });
-        const auto outcome = claude.perform();
+        ClaudeDesk desk(ClaudeDesk::other);
+        desk.claude.habits.leaving = delay;
+        const auto outcome = desk.perform();
         EXPECT_EQ(outcome.message, succeeds ? "" : timedOut);
-        EXPECT_EQ(claude.line().find("stage=navigationWait") != std::string::npos, !succeeds)
-            << claude.line();
+        EXPECT_EQ(desk.line().find("stage=navigationWait") != std::string::npos, !succeeds) << desk.line();
     }
 }
 
 TEST(ClaudeNavigation, WaitsForASourceThatHasNoPageYet) {
     for (const auto& [delay, succeeds] : {std::pair{4800ms, true}, std::pair{5200ms, false}}) {
-        ScriptedClaude claude("/new");
-        const auto timer = claude.loop.after(350ms + delay, [&] { claude.show(targetPath); });
-        const auto outcome = claude.perform();
+        ClaudeDesk desk(ClaudeDesk::other);
+        desk.address("/new");
+        desk.loop.outside(350ms + delay, [&] { desk.claude.userNavigates(ClaudeDesk::target); });
+        const auto outcome = desk.perform();
         EXPECT_EQ(outcome.message, succeeds ? "" : timedOut);
-        EXPECT_TRUE(claude.applications.urls.empty());
+        EXPECT_EQ(desk.count["openURL"], 0);
     }
 }
 
 TEST(ClaudeNavigation, APageThatComesAtAnyReadIsReached) {
+    ClaudeDesk staying(ClaudeDesk::other);
     int first = 0;
-    {
-        ScriptedClaude claude(otherPath);
-        claude.whenURLOpens([&] { first = claude.tree.reads; });
-        EXPECT_EQ(claude.perform().message, timedOut);
-    }
+    staying.whenURLOpens([&] { first = staying.count["attribute"]; });
+    EXPECT_EQ(staying.perform().message, timedOut);
     int missed = 0;
     constexpr int round = 150; // Reads of a look that still finds the source.
     for (int read = first + 1; read <= first + round; ++read) {
-        ScriptedClaude claude(otherPath);
-        claude.whenURLOpens([] {});
-        claude.tree.beforeRead = [&](int number) {
-            if (number == read) claude.show(targetPath);
+        ClaudeDesk desk(ClaudeDesk::other);
+        desk.whenURLOpens([] {});
+        desk.beforeRead = [&](int number) {
+            if (number == read) desk.claude.userNavigates(ClaudeDesk::target);
         };
-        const auto outcome = claude.perform();
+        const auto outcome = desk.perform();
         if (outcome.succeeded) continue;
         // Behind the snapshot that still found the source, its input method can't be read any more.
         EXPECT_EQ(outcome.message, claudeEditorUnverified) << read;
-        EXPECT_TRUE(outcome.canRetry && claude.writes == 0);
+        EXPECT_TRUE(outcome.canRetry && desk.writes() == 0);
         ++missed;
     }
     EXPECT_LE(missed, 1);
-}
-
-TEST(ClaudeNavigation, NeverHoldsTheLoopLong) {
-    ScriptedClaude claude(otherPath);
-    writeInJapanese(claude);
-    claude.tree.latency = 100us;
-    for (int i = 0; i < 300; ++i) claude.tree.add(claude.window, "AXGroup");
-    const auto outcome = claude.perform();
-    EXPECT_TRUE(outcome.succeeded) << outcome.message;
-    EXPECT_LT(claude.loop.longestHold().duration, 10ms);
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 // Starting a conversation: the way to the new page, and the proof by a transcript on disk.
 
-#include "TemporaryFolder.h"
-#include "delivery/ScriptedClaude.h"
+#include "delivery/ClaudeDesk.h"
 
 namespace orvel {
 namespace {
@@ -12,57 +11,59 @@ constexpr const char* generic = claudeEditorUnverified;
 const std::string unconfirmed =
     "Couldn't confirm the new Claude conversation. Do not resend; select the created "
     "conversation from the destination card.";
-const std::string made = "local_33333333-3333-4333-8333-333333333333";
 
-// A desktop whose page turns into a new conversation when Send is pressed.
-struct NewConversation : ScriptedClaude {
-    explicit NewConversation(const std::string& path = "/epitaxy") : ScriptedClaude(path) {
-        newButton = &tree.add(window, "AXButton");
-        newButton->set("AXHelp", "New");
-        onPress = [this](ScriptedNode& node) {
-            if (&node == newButton && reaches) show("/epitaxy");
-            if (transcript.empty() || isMade) return;
-            isMade = true;
-            show("/epitaxy/" + made);
-            if (writesFiles) writeFiles("one", transcript.back());
-        };
+struct NewConversation : ClaudeDesk {
+    using ClaudeDesk::ClaudeDesk;
+
+    Element newButton() const {
+        for (const auto& element : everythingBelow(claude.windowElement()))
+            if (element->text("AXTitle") == "New") return element;
+        return nullptr;
     }
 
-    void writeFiles(const std::string& session, const std::string& text) {
-        folder.write("projects/p/" + session + ".jsonl",
-                     R"({"type":"user","uuid":"u","parentUuid":null,"sessionId":")" + session +
-                         R"(","message":{"role":"user","content":")" + text + "\"}}\n");
-        folder.write("desktop/local_" + session + ".json",
-                     R"({"cliSessionId":")" + session + R"(","sessionId":")" + made + R"("})");
+    /// A moment after Claude has written its own files, or would have.
+    void whenSent(std::function<void()> happen) {
+        afterPress = [this, happen] {
+            if (claude.conversations().size() > 2) loop.outside(1s, happen);
+        };
+    }
+    /// The transcript of the conversation that was made, or another one for it.
+    void writeTranscript(const std::string& text, const std::string& rest = {}) {
+        const auto& path = claude.conversations().back().transcriptPath;
+        write(path, std::filesystem::path(path).stem(), text, rest);
+    }
+    void writeAnother(const std::string& text) {
+        write(folder.path("projects/p/two.jsonl"), "two", text);
+        folder.write("records/local_two.json", R"({"cliSessionId":"two","sessionId":")" +
+                                                   claude.conversations().back().desktopID + R"("})");
+    }
+    static void write(const std::string& path, const std::string& session, const std::string& text,
+                      const std::string& rest = {}) {
+        SimulatedFileStore::write(path, R"({"type":"user","uuid":"u","parentUuid":null,"sessionId":")" +
+                                            session + R"(","message":{"role":"user","content":")" + text +
+                                            "\"}}\n" + rest);
     }
 
     Outcome start() {
         RelayInitialTransfer transfer;
         transfer.payload = std::string("Hello");
         transfer.existingDestinationIDs = existing;
-        return run(ownSender.start(transfer), result);
+        return run(sender.start(transfer), result);
     }
 
-    TemporaryFolder folder;
-    ScriptedNode* newButton = nullptr;
-    bool reaches = true, isMade = false, writesFiles = true;
     std::vector<std::string> existing;
     std::optional<ConversationReference> result;
-    std::unique_ptr<Timer> timer;
-    AgentFolders ownFolders{folder.path(), folder.path("codex"), folder.path(), folder.path("desktop")};
-    ClaudeDesktopRelaySender ownSender{ports, history, ownFolders};
 };
 
 TEST(ClaudeNewConversation, SendsOnTheNewPageAndGivesTheConversation) {
-    for (const auto& path : {"/epitaxy", ScriptedClaude::otherPath}) {
-        NewConversation claude(path);
-        const auto outcome = claude.start();
+    for (const auto* shown : {"", ClaudeDesk::other}) {
+        NewConversation desk(shown);
+        const auto outcome = desk.start();
         ASSERT_TRUE(outcome.succeeded) << outcome.message;
-        EXPECT_EQ(claude.result->sessionID, "one");
-        EXPECT_EQ(claude.result->desktopSessionID, made);
-        EXPECT_EQ(claude.writes, 1);
-        EXPECT_EQ(claude.pressed.size(), path == std::string("/epitaxy") ? 1U : 2U);
-        EXPECT_EQ(claude.receiptChecks, 0);
+        EXPECT_EQ(desk.result->desktopSessionID, desk.claude.conversations().back().desktopID);
+        EXPECT_EQ(desk.result->transcriptPath, desk.claude.conversations().back().transcriptPath);
+        EXPECT_EQ(desk.writes(), 1);
+        EXPECT_EQ(desk.presses(), *shown ? 2 : 1);
     }
 }
 
@@ -74,61 +75,61 @@ struct Row {
 };
 
 const Row rows[] = {
-    {"not opened", [](auto& c) { c.applications.opens = false; }, generic},
-    {"no Code page", [](auto& c) { c.address("/new"); }, generic},
-    {"a draft", [](auto& c) { c.type("Mine"); }, notEmpty},
-    {"no button", [](auto& c) { c.tree.remove(*c.newButton); }, generic},
-    {"a label that only holds the word", [](auto& c) { c.newButton->set("AXHelp", "New chat"); }, generic},
-    {"two buttons", [](auto& c) { c.tree.add(c.window, "AXButton").set("AXTitle", "New"); }, generic},
-    {"a refused press", [](auto& c) { c.pressStatus = AXStatus::failure; }, generic},
-    {"a page that does not come", [](auto& c) { c.reaches = false; }, generic},
-    {"no transcript", [](auto& c) { c.writesFiles = false; }, unconfirmed, 1},
-    {"a transcript of another message", [](auto& c) { c.writesFiles = false, c.writeFiles("one", "Hello?"); },
+    {"not opened", [](auto& d) { d.desktop.applications.opens = false; }, generic},
+    {"no Code page", [](auto& d) { d.address("/new"); }, generic},
+    {"a draft", [](auto& d) { d.type("Mine"); }, notEmpty},
+    {"no button", [](auto& d) { d.newButton()->remove(); }, generic},
+    {"a label that only holds the word",
+     [](auto& d) { d.newButton()->set("AXTitle", std::string("New chat")); }, generic},
+    {"two buttons", [](auto& d) { d.add(d.shell, "AXButton", "AXHelp", "New"); }, generic},
+    {"a refused press", [](auto& d) { d.refused["performAction"] = AXStatus::failure; }, generic},
+    {"a page that does not come",
+     [](auto& d) { d.newButton()->perform = [](auto) { return AXStatus::success; }; }, generic},
+    {"no transcript", [](auto& d) { d.claude.habits.losesReceipts = true; }, unconfirmed, 1},
+    {"a transcript of another message", [](auto& d) { d.whenSent([&d] { d.writeTranscript("Hello?"); }); },
      unconfirmed, 1},
     {"a transcript that can't be read",
-     [](auto& c) {
-         c.writeFiles("one", "Hello");
-         c.writesFiles = false;
-         c.folder.write(
-             "projects/p/one.jsonl",
-             "{\"type\":\"user\",\"sessionId\":\"one\",\"message\":{\"role\":\"user\"}}\nno JSON\n");
+     [](auto& d) { d.whenSent([&d] { d.writeTranscript("Hello", "no JSON\n"); }); }, unconfirmed, 1},
+    {"a conversation that existed",
+     [](auto& d) {
+         SampleIDs ids("claude"); // As Claude will choose them.
+         for (int i = 0; i < 2; ++i) d.existing.push_back("claude:" + ids.uuid());
      },
      unconfirmed, 1},
-    {"a conversation that existed", [](auto& c) { c.existing = {"claude:one"}; }, unconfirmed, 1},
-    {"two conversations", [](auto& c) { c.writeFiles("two", "Hello"); },
+    {"two conversations",
+     [](auto& d) { d.whenSent([&d] { d.writeTranscript("Hello"), d.writeAnother("Hello"); }); },
      "Multiple transcripts have the same conversation ID. Choose the file to use.", 1},
     {"another conversation shown meanwhile",
-     [](auto& c) {
-         c.writesFiles = false;
-         c.timer = c.loop.after(5s, [&c] { c.show(ScriptedClaude::otherPath); });
+     [](auto& d) {
+         d.claude.habits.losesReceipts = true;
+         d.loop.outside(5s, [&d] { d.claude.userNavigates(ClaudeDesk::other); });
      },
      generic, 1},
-    {"Send that stays disabled", [](auto& c) { c.afterWrite = [&c] { c.send->set("AXEnabled", false); }; },
+    {"Send that stays disabled", [](auto& d) { d.claude.habits.sendEnables = 1h; },
      "Couldn't confirm that Claude’s Send button became enabled. Message content is kept.", 1},
 };
 
 TEST(ClaudeNewConversation, TellsEachFailureAndWhetherARetryIsSafe) {
     for (const auto& [name, change, message, writes] : rows) {
-        NewConversation claude(ScriptedClaude::otherPath);
-        change(claude);
-        const auto outcome = claude.start();
+        NewConversation desk(ClaudeDesk::other);
+        change(desk);
+        if (desk.afterPress) desk.claude.habits.receipt = 10min; // The test writes instead of Claude.
+        const auto outcome = desk.start();
         EXPECT_EQ(outcome.message.substr(0, outcome.message.find('\n')), message) << name;
         EXPECT_EQ(outcome.canRetry, writes == 0) << name;
-        EXPECT_EQ(claude.writes, writes) << name;
-        EXPECT_FALSE(claude.result) << name;
+        EXPECT_EQ(desk.writes(), writes) << name;
+        EXPECT_FALSE(desk.result) << name;
     }
 }
 
 TEST(ClaudeNewConversation, WaitsAMinuteForTheTranscript) {
     for (const auto& [delay, succeeds] : {std::pair{59s, true}, std::pair{61s, false}}) {
-        NewConversation claude;
-        claude.writesFiles = false;
+        NewConversation desk("");
+        desk.claude.habits.receipt = delay;
         // What can't be read once may be readable later.
-        claude.timer =
-            claude.loop.after(10s, [&] { claude.tree.failures[claude.tree.reads + 1] = AXStatus::failure; });
-        const auto timer = claude.loop.after(delay, [&] { claude.writeFiles("one", "Hello"); });
-        EXPECT_EQ(claude.start().succeeded, succeeds) << delay.count();
-        EXPECT_EQ(claude.pressed.size(), 1U);
+        desk.loop.outside(10s, [&] { desk.nextRead = AXStatus::failure; });
+        EXPECT_EQ(desk.start().succeeded, succeeds) << delay.count();
+        EXPECT_EQ(desk.presses(), 1);
     }
 }
 

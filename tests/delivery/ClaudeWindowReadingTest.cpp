@@ -1,8 +1,6 @@
-// Reading Claude's window: the one shape that is accepted, each way in which another differs, and what a
-// reading costs.
+// Reading Claude's window: the one shape that is accepted, and each way in which another differs.
 
-#include "Orvel/delivery/ClaudeReadiness.h"
-#include "delivery/ScriptedClaude.h"
+#include "delivery/ClaudeDesk.h"
 
 namespace orvel {
 namespace {
@@ -10,102 +8,97 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr const char* generic = claudeEditorUnverified;
-const std::string path = ScriptedClaude::targetPath;
+const std::string path = ClaudeDesk::targetPath;
 
 struct Reading {
     std::optional<ClaudeSnapshot> snapshot;
     Outcome outcome;
 };
 
-Reading read(ScriptedClaude& claude, ClaudeSnapshotRequest request = {path}) {
-    ClaudeWindowReading reading(claude.ports, claude.history);
+Reading read(ClaudeDesk& desk, ClaudeSnapshotRequest request = {path}) {
+    ClaudeWindowReader reading(desk.ports, desk.history);
     Reading result;
-    result.outcome = claude.run(reading.snapshot(request), result.snapshot);
+    result.outcome = desk.run(reading.snapshot(request), result.snapshot);
     return result;
 }
 
 struct Shape {
     const char* name;
-    void (*change)(ScriptedClaude&);
+    void (*change)(ClaudeDesk&);
     std::string message = ""; // None: the shape is accepted.
 };
 
-ScriptedNode& addGroups(ScriptedTree& tree, ScriptedNode& parent, int count) {
-    for (int i = 0; i < count; ++i) tree.add(&parent, "AXGroup");
-    return parent;
+// Makes an element and what is below it as many as this, by groups below `parent`.
+void grow(ClaudeDesk& desk, const ClaudeDesk::Element& whole, const ClaudeDesk::Element& parent,
+          std::size_t size) {
+    for (auto count = ClaudeDesk::everythingBelow(whole).size(); count < size; ++count)
+        desk.add(parent, "AXGroup");
 }
-
-// Makes the page as large as this many elements, itself included.
-void growPage(ScriptedClaude& claude, int size) {
-    int count = 0;
-    std::vector<ScriptedNode*> queue{claude.page};
-    for (std::size_t i = 0; i < queue.size(); ++i, ++count)
-        queue.insert(queue.end(), queue[i]->children.begin(), queue[i]->children.end());
-    addGroups(claude.tree, *claude.page->children.front(), size - count);
+void growWindow(ClaudeDesk& desk, std::size_t size) {
+    grow(desk, desk.claude.windowElement(), desk.page()->below().front(), size);
+}
+void growComposer(ClaudeDesk& desk, std::size_t size) {
+    grow(desk, desk.root(), desk.root(), size);
 }
 
 const Shape shapes[] = {
-    {"as it should be", [](ScriptedClaude&) {}},
-    {"a draft with its Send button", [](auto& c) { c.type("Draft"); }},
-    {"Send in the help alone", [](auto& c) { c.addButton("AXHelp", "Send"); }},
-    {"a button that only begins like Send", [](auto& c) { c.addButton("AXTitle", "Send later"); }},
+    {"as it should be", [](ClaudeDesk&) {}},
+    {"a draft with its Send button", [](auto& d) { d.type("Draft"); }},
+    {"Send in the help alone", [](auto& d) { d.addButton("AXHelp", "Send"); }},
+    {"a button that only begins like Send", [](auto& d) { d.addButton("AXTitle", "Send later"); }},
     {"the URL as a string",
-     [](auto& c) { c.page->set("AXURL", std::string("https://claude.ai") + path + "?x=1"); }},
+     [](auto& d) { d.page()->set("AXURL", std::string("https://claude.ai") + path + "?x=1"); }},
     {"a text area that is no prompt",
-     [](auto& c) { c.tree.add(c.page, "AXTextArea").set("AXDescription", "Notes"); }},
+     [](auto& d) { d.add(d.page(), "AXTextArea", "AXDescription", "Notes"); }},
     {"no value that is told as unsupported",
-     [](auto& c) { c.root->fail("AXTitle", AXStatus::attributeUnsupported); }},
+     [](auto& d) { d.fail(d.root(), "AXTitle", AXStatus::attributeUnsupported); }},
 
-    {"Claude behind another program", [](auto& c) { c.applications.bringToFront("com.apple.finder"); },
-     notInFront},
-    {"nothing in front", [](auto& c) { c.applications.front.reset(); }, notInFront},
-    {"no focused window", [](auto& c) { c.tree.applicationNode->attributes.clear(); }, generic},
+    {"Claude behind another program", [](auto& d) { d.leaveTheFront(); }, notInFront},
+    {"nothing in front", [](auto& d) { d.desktop.applications.bringToFront(0); }, notInFront},
+    {"no focused window", [](auto& d) { d.application()->unset("AXFocusedWindow"); }, generic},
     {"a focused window that is no element",
-     [](auto& c) { c.tree.applicationNode->set("AXFocusedWindow", "Window"); }, generic},
-    {"another conversation", [](auto& c) { c.address("/epitaxy/local_x"); }, notShown},
-    {"another host", [](auto& c) { c.address(path, "https://example.org"); }, notShown},
-    {"another scheme", [](auto& c) { c.address(path, "http://claude.ai"); }, notShown},
-    {"no URL", [](auto& c) { c.page->attributes.erase("AXURL"); }, notShown},
-    {"the page twice",
-     [](auto& c) { c.tree.add(c.shellPage, "AXWebArea").set("AXURL", AXURL{"https://claude.ai" + path}); },
-     generic},
-    {"no prompt", [](auto& c) { c.editor->set("AXDescription", "prompt"); }, generic},
-    {"two prompts", [](auto& c) { c.tree.add(c.page, "AXTextArea").set("AXDescription", "Prompt"); },
-     generic},
-    {"a prompt without a text", [](auto& c) { c.editor->attributes.erase("AXValue"); }, generic},
-    {"a text that is none", [](auto& c) { c.editor->set("AXValue", 1.0); }, generic},
-    {"a role that is none", [](auto& c) { c.root->set("AXRole", true); }, generic},
-    {"no role", [](auto& c) { c.groups[2]->attributes.erase("AXRole"); }, generic},
-    {"children that are none", [](auto& c) { c.root->set("AXChildren", "none"); }, generic},
-    {"a composer that is no group", [](auto& c) { c.root->set("AXRole", "AXList"); }, generic},
-    {"a group above the editor that is none", [](auto& c) { c.groups.back()->set("AXRole", "AXScrollArea"); },
-     generic},
-    {"an editor without parent", [](auto& c) { c.editor->fail("AXParent", AXStatus::noValue); }, generic},
-    {"a second text field", [](auto& c) { c.tree.add(c.root, "AXTextField"); }, generic},
-    {"a sheet", [](auto& c) { c.tree.add(c.root, "AXSheet"); }, generic},
-    {"a dialog", [](auto& c) { c.tree.add(c.root, "AXDialog"); }, generic},
-    {"a page in the composer", [](auto& c) { c.tree.add(c.root, "AXWebArea"); }, generic},
+     [](auto& d) { d.application()->set("AXFocusedWindow", std::string("Window")); }, generic},
+    {"another conversation", [](auto& d) { d.address("/epitaxy/local_x"); }, notShown},
+    {"another host", [](auto& d) { d.address(path, "https://example.org"); }, notShown},
+    {"another scheme", [](auto& d) { d.address(path, "http://claude.ai"); }, notShown},
+    {"no URL", [](auto& d) { d.page()->unset("AXURL"); }, notShown},
+    {"the page twice", [](auto& d) { d.shell->set("AXURL", AXURL{"https://claude.ai" + path}); }, generic},
+    {"no prompt", [](auto& d) { d.editor()->set("AXDescription", std::string("prompt")); }, generic},
+    {"two prompts", [](auto& d) { d.add(d.page(), "AXTextArea", "AXDescription", "Prompt"); }, generic},
+    {"a prompt without a text", [](auto& d) { d.editor()->unset("AXValue"); }, generic},
+    {"a text that is none", [](auto& d) { d.editor()->set("AXValue", 1.0); }, generic},
+    {"a role that is none", [](auto& d) { d.root()->set("AXRole", true); }, generic},
+    {"no role", [](auto& d) { d.group(3)->unset("AXRole"); }, generic},
+    {"children that can't be told", [](auto& d) { d.fail(d.root(), "AXChildren", AXStatus::failure); },
+     unreadableView},
+    {"a composer that is no group", [](auto& d) { d.root()->set("AXRole", std::string("AXList")); }, generic},
+    {"a group above the editor that is none",
+     [](auto& d) { d.group(1)->set("AXRole", std::string("AXScrollArea")); }, generic},
+    {"an editor without parent", [](auto& d) { d.fail(d.editor(), "AXParent", AXStatus::noValue); }, generic},
+    {"a second text field", [](auto& d) { d.add(d.root(), "AXTextField"); }, generic},
+    {"a sheet", [](auto& d) { d.add(d.root(), "AXSheet"); }, generic},
+    {"a dialog", [](auto& d) { d.add(d.root(), "AXDialog"); }, generic},
+    {"a page in the composer", [](auto& d) { d.add(d.root(), "AXWebArea"); }, generic},
     {"two Send buttons",
-     [](auto& c) { c.addButton("AXTitle", "Send"), c.addButton("AXDescription", "Send"); }, generic},
-    {"a window of 4000 elements", [](auto& c) { growPage(c, 4000 - 3); }},
-    {"a window of 4001 elements", [](auto& c) { growPage(c, 4001 - 3); }, generic},
-    {"a composer of 100 elements", [](auto& c) { addGroups(c.tree, *c.root, 100 - 7); }},
-    {"a composer of 101 elements", [](auto& c) { addGroups(c.tree, *c.root, 101 - 7); }, generic},
-    {"a hard status", [](auto& c) { c.root->fail("AXRole", AXStatus::failure); }, unreadableView},
-    {"a value that can't be read", [](auto& c) { c.groups[1]->fail("AXValue", AXStatus::apiDisabled); },
+     [](auto& d) { d.addButton("AXTitle", "Send"), d.addButton("AXDescription", "Send"); }, generic},
+    {"a window of 4000 elements", [](auto& d) { growWindow(d, 4000); }},
+    {"a window of 4001 elements", [](auto& d) { growWindow(d, 4001); }, generic},
+    {"a composer of 100 elements", [](auto& d) { growComposer(d, 100); }},
+    {"a composer of 101 elements", [](auto& d) { growComposer(d, 101); }, generic},
+    {"a hard status", [](auto& d) { d.fail(d.root(), "AXRole", AXStatus::failure); }, unreadableView},
+    {"a value that can't be read", [](auto& d) { d.fail(d.group(4), "AXValue", AXStatus::apiDisabled); },
      "Couldn't read the Claude view. AX status=-25211. Message content is kept."},
 };
 
 TEST(ClaudeWindowReading, AcceptsOneShapeAndNamesWhatDiffers) {
     for (const bool searches : {false, true}) {
         for (const auto& [name, change, message] : shapes) {
-            ScriptedClaude claude;
-            claude.tree.searches = searches;
-            change(claude);
-            const auto reading = read(claude);
+            ClaudeDesk desk;
+            desk.desktop.accessibility.supportsSearch = searches;
+            change(desk);
+            const auto reading = read(desk);
             EXPECT_EQ(reading.outcome.message, message) << name << (searches ? ", searched" : ", walked");
             EXPECT_EQ(reading.snapshot.has_value(), message.empty()) << name;
-            EXPECT_TRUE(claude.tree.unboundedReads.empty()) << name;
         }
     }
 }
@@ -113,33 +106,38 @@ TEST(ClaudeWindowReading, AcceptsOneShapeAndNamesWhatDiffers) {
 TEST(ClaudeWindowReading, ReadsTheControlsAroundTheEditor) {
     const struct {
         const char* name;
-        void (*change)(ScriptedClaude&);
+        void (*change)(ClaudeDesk&);
         std::string expected; // Send, attachment, reply.
     } cases[] = {
-        {"empty", [](ScriptedClaude&) {}, "No Send button; 0; 0"},
-        {"draft", [](auto& c) { c.type("x"); }, "true (AX succeeded / Boolean); 0; 0"},
-        {"Send disabled", [](auto& c) { c.type("x"), c.send->set("AXEnabled", false); },
+        {"empty", [](ClaudeDesk&) {}, "No Send button; 0; 0"},
+        {"draft", [](auto& d) { d.type("x"); }, "true (AX succeeded / Boolean); 0; 0"},
+        {"Send disabled", [](auto& d) { d.claude.habits.sendEnables = 1h, d.type("x"); },
          "false (AX succeeded / Boolean); 0; 0"},
-        {"Send without a value", [](auto& c) { c.type("x"), c.send->set("AXEnabled", AXNull{}); },
+        {"Send without a value",
+         [](auto& d) { d.type("x"), d.loop.runFor(1ms), d.send()->set("AXEnabled", AXNull{}); },
          "AX succeeded; no value or non-Boolean type; 0; 0"},
-        {"Send of another type", [](auto& c) { c.type("x"), c.send->set("AXEnabled", 1.0); },
+        {"Send of another type",
+         [](auto& d) { d.type("x"), d.loop.runFor(1ms), d.send()->set("AXEnabled", 1.0); },
          "AX succeeded; no value or non-Boolean type; 0; 0"},
-        {"Send unreadable", [](auto& c) { c.type("x"), c.send->fail("AXEnabled", AXStatus::cannotComplete); },
+        {"Send unreadable",
+         [](auto& d) {
+             d.type("x"), d.loop.runFor(1ms), d.fail(d.send(), "AXEnabled", AXStatus::cannotComplete);
+         },
          "Unavailable AX=-25204; 0; 0"},
-        {"attachment", [](auto& c) { c.addButton("AXDescription", "Remove a.png"); }, "No Send button; 1; 0"},
-        {"attachment in Japanese", [](auto& c) { c.addButton("AXHelp", "a.pngの添付を削除する"); },
+        {"attachment", [](auto& d) { d.addButton("AXDescription", "Remove a.png"); }, "No Send button; 1; 0"},
+        {"attachment in Japanese", [](auto& d) { d.addButton("AXHelp", "a.pngの添付を削除する"); },
          "No Send button; 1; 0"},
-        {"a label that only holds the word", [](auto& c) { c.addButton("AXHelp", "Removed"); },
+        {"a label that only holds the word", [](auto& d) { d.addButton("AXHelp", "Removed"); },
          "No Send button; 0; 0"},
-        {"reply that can be stopped", [](auto& c) { c.reply(); }, "No Send button; 0; 1"},
+        {"reply that can be stopped", [](auto& d) { d.reply(); }, "No Send button; 0; 1"},
         {"reply that is told",
-         [](auto& c) { c.tree.add(c.page, "AXStaticText").set("AXValue", "Claude is responding"); },
+         [](auto& d) { d.add(d.page(), "AXStaticText", "AXValue", "Claude is responding"); },
          "No Send button; 0; 1"},
     };
     for (const auto& [name, change, expected] : cases) {
-        ScriptedClaude claude;
-        change(claude);
-        const auto reading = read(claude);
+        ClaudeDesk desk;
+        change(desk);
+        const auto reading = read(desk);
         ASSERT_TRUE(reading.snapshot) << name << reading.outcome.message;
         const auto& snapshot = *reading.snapshot;
         EXPECT_EQ(snapshot.sendEnabledDiagnostic.text() + "; " + std::to_string(snapshot.hasAttachment) +
@@ -150,9 +148,9 @@ TEST(ClaudeWindowReading, ReadsTheControlsAroundTheEditor) {
 }
 
 TEST(ClaudeWindowReading, HoldsToWhatWasExpected) {
-    ScriptedClaude claude;
-    claude.type(" \n");
-    const auto elsewhere = ScriptedTree::elementOf(*claude.root);
+    ClaudeDesk desk;
+    desk.type(" \n");
+    const auto elsewhere = desk.root()->handle();
     struct Row {
         const char* name;
         ClaudeSnapshotRequest request;
@@ -163,96 +161,59 @@ TEST(ClaudeWindowReading, HoldsToWhatWasExpected) {
           Row{"page", {path, false, {}, elsewhere}, generic},
           Row{"editor", {path, false, {}, {}, elsewhere}, generic},
           Row{"blanks are no draft", {path, false, {}, {}, {}, true}, ""}})
-        EXPECT_EQ(read(claude, request).outcome.message, message) << name;
-    claude.type("x");
-    EXPECT_EQ(read(claude, {path, false, {}, {}, {}, true}).outcome.message, draftKept);
-}
-
-TEST(ClaudeWindowReading, ATransientStatusIsKnownAsSuch) {
-    for (const auto& [status, isTransient] :
-         {std::pair{AXStatus::cannotComplete, true}, std::pair{AXStatus::invalidElement, true},
-          std::pair{AXStatus::failure, false}, std::pair{AXStatus::apiDisabled, false}})
-        EXPECT_EQ(ClaudeAXReadFailure("AXRole", status).isTransient(), isTransient);
+        EXPECT_EQ(read(desk, request).outcome.message, message) << name;
+    desk.type("x");
+    EXPECT_EQ(read(desk, {path, false, {}, {}, {}, true}).outcome.message, draftKept);
 }
 
 TEST(ClaudeWindowReading, DescribesTheAncestorsWithoutTheirContent) {
-    ScriptedClaude claude;
-    claude.type("A secret");
-    claude.send->set("AXValue", "Send");
-    const auto lines = read(claude, {path, true}).snapshot.value().diagnostics.text();
+    ClaudeDesk desk;
+    desk.type("A secret");
+    desk.loop.runFor(1ms);
+    desk.send()->set("AXValue", std::string("Send"));
+    const auto lines = read(desk, {path, true}).snapshot.value().diagnostics.text();
     EXPECT_EQ(lines.substr(0, lines.find('\n')),
               "Ancestor 1: role=AXGroup, element=2, button=0, Send label=0, Send value=0");
-    EXPECT_NE(lines.find("\nAncestor 5: role=AXGroup, element=8, button=2, Send label=1, Send value=1\n"
-                         "Ancestor 6: role=AXGroup, element=9, button=2, Send label=1, Send value=1"),
+    EXPECT_NE(lines.find("\nAncestor 5: role=AXGroup, element=10, button=2, Send label=1, Send value=1\n"
+                         "Ancestor 6: role=AXGroup, element=11, button=2, Send label=1, Send value=1"),
               lines.npos)
         << lines;
-    addGroups(claude.tree, *claude.root->parent, 300 - 9);
-    EXPECT_NE(read(claude, {path, true}).snapshot.value().diagnostics.text().find("Ancestor 6"), lines.npos);
-    addGroups(claude.tree, *claude.root->parent, 1);
-    EXPECT_EQ(read(claude, {path, true}).snapshot.value().diagnostics.text().find("Ancestor 6"), lines.npos);
-}
-
-TEST(ClaudeWindowReading, ReadsEachThingOnceForEachOfItsWalks) {
-    ScriptedClaude claude;
-    claude.type("x");
-    read(claude);
-    std::map<std::string, int> most;
-    for (const auto& [what, count] : claude.tree.readsOf)
-        most[what.second] = std::max(most[what.second], count);
-    // An element of the composer is met by the walks of the window, the page and the composer; the groups
-    // above the editor also by the climb.
-    EXPECT_EQ(most, (std::map<std::string, int>{{"AXFocusedWindow", 1},
-                                                {"AXRole", 4},
-                                                {"AXChildren", 3},
-                                                {"AXURL", 1},
-                                                {"AXDescription", 1},
-                                                {"AXTitle", 1},
-                                                {"AXHelp", 1},
-                                                {"AXValue", 1},
-                                                {"AXParent", 1},
-                                                {"AXEnabled", 1}}));
-}
-
-TEST(ClaudeWindowReading, NeverHoldsTheLoopLong) {
-    for (const auto latency : {MainLoop::Duration(200us), MainLoop::Duration(4ms)}) {
-        ScriptedClaude claude;
-        growPage(claude, 3900);
-        claude.tree.latency = latency;
-        EXPECT_TRUE(read(claude).outcome.succeeded);
-        EXPECT_LT(claude.loop.longestHold().duration, 10ms);
-        EXPECT_GT(claude.loop.longestHold().duration, 0ms);
-    }
+    const auto outer = desk.group(6);
+    grow(desk, outer, outer, 300);
+    EXPECT_NE(read(desk, {path, true}).snapshot.value().diagnostics.text().find("Ancestor 6"), lines.npos);
+    grow(desk, outer, outer, 301);
+    EXPECT_EQ(read(desk, {path, true}).snapshot.value().diagnostics.text().find("Ancestor 6"), lines.npos);
 }
 
 TEST(ClaudeWindowReading, TellsWhichCodePageIsShown) {
     const struct {
         const char* name;
-        void (*change)(ScriptedClaude&);
+        void (*change)(ClaudeDesk&);
         std::string expected; // A path, or a message.
         std::string counts;
     } cases[] = {
-        {"one", [](ScriptedClaude&) {}, path, "pages=2 code_pages=1 front=claude"},
-        {"none", [](auto& c) { c.address("/new"); }, "", "pages=2 code_pages=0 front=claude"},
+        {"one", [](ClaudeDesk&) {}, path, "pages=2 code_pages=1 front=claude"},
+        {"none", [](auto& d) { d.address("/new"); }, "", "pages=2 code_pages=0 front=claude"},
         {"two",
-         [](auto& c) { c.tree.add(c.window, "AXWebArea").set("AXURL", AXURL{"https://claude.ai/epitaxy"}); },
+         [](auto& d) {
+             d.add(d.claude.windowElement(), "AXWebArea")->set("AXURL", AXURL{"https://claude.ai/epitaxy"});
+         },
          "Multiple Claude Code conversations were found. No message was inserted.",
          "pages=3 code_pages=2 front=claude"},
-        {"a URL that is none", [](auto& c) { c.shellPage->set("AXURL", true); },
+        {"a URL that is none", [](auto& d) { d.shell->set("AXURL", true); },
          "Couldn't verify the Claude conversation URL type. No message was inserted.",
          "pages=2 code_pages=Unread front=claude"},
-        {"Orvel in front", [](auto& c) { c.applications.bringToFront(std::nullopt, 7); }, generic,
+        {"Orvel in front", [](auto& d) { d.leaveTheFront(); }, generic,
          "pages=Unread code_pages=Unread front=orvel"},
-        {"a program without a name in front", [](auto& c) { c.applications.bringToFront(std::nullopt, 8); },
-         generic, "pages=Unread code_pages=Unread front=unknown"},
     };
     for (const auto& [name, change, expected, counts] : cases) {
-        ScriptedClaude claude;
-        change(claude);
-        ClaudeWindowReading reading(claude.ports, claude.history);
+        ClaudeDesk desk;
+        change(desk);
+        ClaudeWindowReader reading(desk.ports, desk.history);
         std::optional<std::optional<std::string>> shown;
-        const auto outcome = claude.run(reading.currentCodePagePath(std::nullopt), shown);
+        const auto outcome = desk.run(reading.currentCodePagePath(std::nullopt), shown);
         EXPECT_EQ(shown ? shown->value_or("") : outcome.message, expected) << name;
-        EXPECT_NE(claude.line().find(counts), std::string::npos) << name << claude.line();
+        EXPECT_NE(desk.line().find(counts), std::string::npos) << name << desk.line();
     }
 }
 

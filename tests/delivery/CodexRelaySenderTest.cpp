@@ -4,6 +4,7 @@
 
 #include "Orvel/delivery/CodexRelaySender.h"
 #include "Orvel/reading/CodexExecutable.h"
+#include "SavedTransfers.h"
 #include "TemporaryFolder.h"
 #include "samples/TranscriptWriter.h"
 
@@ -63,7 +64,7 @@ class CodexRelaySenderTest : public DeliveryTest {
         };
         Sent sent;
         TaskScope scope;
-        scope.start(noteSend(sender->send(payload, reference, std::nullopt, note), sent));
+        scope.start(noteSend(sender->send(savedTransfer(payload), reference, note), sent));
         loop.runFor(sendTime);
         return sent;
     }
@@ -206,15 +207,6 @@ TEST_F(CodexRelaySenderTest, TheMessageIsOneArgumentOfItsOwn) {
     EXPECT_EQ(launch->environment.at("PATH"),
               "/tools/bin:/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin:/tools/bin:/bin");
     EXPECT_FALSE(launch->hasPipes);
-}
-
-TEST_F(CodexRelaySenderTest, AConversationThatAnotherProgramHoldsTakesTheMessageUnwatched) {
-    server.answers["thread/resume"] =
-        Server::error(-32600, std::string("thread ") + server.thread + " already has an active writer");
-    sendTime = 1s;
-    EXPECT_EQ(send().words, "done");
-    EXPECT_TRUE(sender->watchedTurns().empty());
-    EXPECT_EQ(processes.running(), 0);
 }
 
 TEST_F(CodexRelaySenderTest, TheTurnIsWatchedToItsReplyInTheTranscript) {

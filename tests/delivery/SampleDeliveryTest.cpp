@@ -3,6 +3,7 @@
 #include "Orvel/delivery/CodexRelaySender.h"
 #include "Orvel/platform/simulated/SimulatedCodex.h"
 #include "Orvel/reading/ConversationReader.h"
+#include "SavedTransfers.h"
 #include "samples/CodexFolder.h"
 
 #include <gmock/gmock.h>
@@ -49,7 +50,7 @@ class SampleDeliveryTest : public testing::Test {
   private:
     Task<void> report(std::string text) {
         try {
-            co_await sender.send(std::move(text), reference(), std::nullopt,
+            co_await sender.send(savedTransfer(std::move(text)), reference(),
                                  [this](const auto& failure) { lifecycleFailures.push_back(failure); });
             outcome = "sent";
         } catch (const std::exception& failure) {
@@ -83,25 +84,6 @@ TEST_F(SampleDeliveryTest, CarriesAMessageFromSendToReply) {
     }
     EXPECT_TRUE(lifecycleFailures.empty());
     EXPECT_TRUE(codex.complaints().empty());
-}
-
-TEST_F(SampleDeliveryTest, DeliversWithoutAWatchWhereAnotherProgramHoldsTheThread) {
-    codex.holdAsAnother(CodexFolder::plain);
-    EXPECT_EQ(send("M"), "sent");
-    EXPECT_TRUE(sender.watchedTurns().empty());
-    loop.runFor(seconds(2));
-    EXPECT_THAT(files.outcome(), testing::EndsWith(files.reply("M")));
-}
-
-TEST_F(SampleDeliveryTest, WatchesOnForAReplyBehindAFailedTurn) {
-    codex.manner.turnsFail = true;
-    EXPECT_EQ(send("M"), "sent");
-    loop.runFor(seconds(3'590));
-    EXPECT_THAT(files.outcome(), testing::EndsWith("user: M"));
-    EXPECT_TRUE(lifecycleFailures.empty());
-    loop.runFor(seconds(20));
-    EXPECT_EQ(lifecycleFailures.size(), 1U);
-    EXPECT_EQ(processes.running(), 0);
 }
 
 TEST_F(SampleDeliveryTest, ReadsTheWholeHistoryOfAFork) {

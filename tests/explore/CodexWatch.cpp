@@ -35,6 +35,7 @@ class CodexWatch : public DestinationWatch {
     void finish(const std::string& text) override {
         if (inTranscript(text) + inQueue(text) > 1)
             judge.fail(Rule::sentOnce, "the message stands in the destination twice");
+        for (const auto& complaint : desk.codex.complaints()) judge.fail(Rule::protocolIsKept, complaint);
     }
 
   private:

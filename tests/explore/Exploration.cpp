@@ -196,6 +196,7 @@ RunResult Exploration::run(const RunPlan& plan) {
     // The faults stop; what they left stays.
     observer.stopFaults();
     desk.desktop.accessibility.trusted = true;
+    desk.desktop.files.isFull = false;
     if (desk.isDead()) {
         desk.bootAgain();
         judge.watchProcess();

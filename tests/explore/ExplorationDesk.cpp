@@ -29,9 +29,7 @@ Task<void> WatchedSender::watch(Task<void> sending) {
 OrvelProcess::OrvelProcess(SimulatedDesktop& desktop, const AgentFolders& folders,
                            const std::string& statePath)
     : tap(desktop.keyboard),
-      sender({desktop.loop, desktop.accessibility, desktop.applications, desktop.inputSources,
-              desktop.windows, desktop.sideQueue},
-             history, folders),
+      sender(desktop.ports(), history, folders),
       watched(sender),
       model(desktop.ports(), watched, folders, statePath) {
     watched.onFailure = [](const RelaySendError&) {};

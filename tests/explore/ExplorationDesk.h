@@ -20,11 +20,12 @@ class WatchedSender : public ClaudeRelaySender {
   public:
     explicit WatchedSender(ClaudeRelaySender& sender) : sender(sender) {}
 
-    Task<void> performSend(std::string text, ConversationReference to, ReceiptCheck check) override {
-        return watch(sender.performSend(std::move(text), std::move(to), std::move(check)));
+    Task<void> performSend(SavedTransfer transfer, ConversationReference to, ReceiptCheck check) override {
+        return watch(sender.performSend(std::move(transfer), std::move(to), std::move(check)));
     }
-    Task<void> submitExistingDraft(std::string text, ConversationReference to, ReceiptCheck check) override {
-        return watch(sender.submitExistingDraft(std::move(text), std::move(to), std::move(check)));
+    Task<void> submitExistingDraft(SavedTransfer transfer, ConversationReference to,
+                                   ReceiptCheck check) override {
+        return watch(sender.submitExistingDraft(std::move(transfer), std::move(to), std::move(check)));
     }
     Task<std::string> diagnose(ConversationReference reference) override {
         return sender.diagnose(std::move(reference));

@@ -134,6 +134,10 @@ void childrenFallSilent(ExplorationDesk& desk, SimulatedStep&) {
     desk.desktop.processes.silenceAll();
 }
 
+void diskIsFull(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.files.isFull = true;
+}
+
 void noServer(ExplorationDesk& desk, SimulatedStep&) {
     desk.codex.hasServer = false;
 }
@@ -168,6 +172,7 @@ constexpr auto read = FaultPlace::read, write = FaultPlace::write, anyStep = Fau
 
 constexpr FaultKind faults[] = {
     {"disk refuses", FaultPlace::fileWrite, report<AXStatus::failure>},
+    {"disk is full", anyStep, diskIsFull},
     {"Orvel dies", anyStep, orvelDies},
     {"user edits the note", anyStep, userEditsNote},
     {"clipboard is written", anyStep, clipboardIsWritten},

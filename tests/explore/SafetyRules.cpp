@@ -32,6 +32,7 @@ constexpr RuleText rules[] = {
     {Rule::comesToRest, "comes to rest", "Every operation ends, and then no flag of one is set."},
     {Rule::noChildRemains, "no child remains",
      "When a delivery and what it watches have ended, no child process of Orvel is left."},
+    {Rule::protocolIsKept, "protocol is kept", "Codex's server has nothing to complain of."},
     {Rule::diagnosticsHoldNoContent, "diagnostics hold no content",
      "No text of an editor or a conversation appears in a message or a diagnostic."},
     {Rule::mainThreadIsFree, "main thread is free",

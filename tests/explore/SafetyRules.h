@@ -21,6 +21,7 @@ enum class Rule {
     noTransferIsLost,
     comesToRest,
     noChildRemains,
+    protocolIsKept,
     diagnosticsHoldNoContent,
     mainThreadIsFree,
     keysPass

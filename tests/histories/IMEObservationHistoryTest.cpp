@@ -10,8 +10,8 @@ using testing::StartsWith;
 
 namespace {
 
-IMEObservation observation(const std::string& id, std::optional<IMEObservation::Reading> reading) {
-    return {DiagnosticSummary::inputSource(InputSourceIdentity{id, "m", "t"}), std::move(reading)};
+IMEObservation observation(const std::string& id, std::optional<IMEObservation::Focus> focus) {
+    return {DiagnosticSummary::inputSource(InputSourceIdentity{id, "m", "t"}), std::move(focus)};
 }
 
 } // namespace
@@ -19,7 +19,7 @@ IMEObservation observation(const std::string& id, std::optional<IMEObservation::
 TEST(IMEObservationHistory, RecordsChangesOfState) {
     IMEObservationHistory history;
     EXPECT_EQ(history.report().text(), "No input method state has been recorded yet.");
-    const IMEObservation::Reading unmarked{DiagnosticSummary::role("AXTextArea"), -25212, false};
+    const IMEObservation::Focus unmarked{DiagnosticSummary::role("AXTextArea"), -25212, false};
     auto marked = unmarked;
     marked.result = 0;
     marked.hasMarkedValue = true;

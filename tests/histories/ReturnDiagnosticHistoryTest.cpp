@@ -81,27 +81,6 @@ TEST(ReturnDiagnosticHistory, FinishesOnlyTheAttemptThatIsMeant) {
     EXPECT_EQ(history.commandAttempts().at(Agent::codex).result->text(), "done");
 }
 
-TEST(ReturnDiagnosticHistory, DescribesKeys) {
-    const struct {
-        std::int64_t keyCode;
-        int modifiers;
-        std::string description;
-    } cases[] = {
-        {36, 0, "Return"},
-        {76, 0, "Keypad Enter"},
-        {36, 1, "Command+Return"},
-        {76, 2, "Shift+Keypad Enter"},
-        {36, 4 + 8, "Control+Option+Return"},
-        {36, 31, "Command+Shift+Control+Option+Function+Return"},
-    };
-    for (const auto& [keyCode, modifiers, description] : cases) {
-        auto made = event(Agent::codex, true);
-        made.keyCode = keyCode;
-        made.modifiers = {modifiers};
-        EXPECT_EQ(made.keyDescription().text(), description);
-    }
-}
-
 TEST(ReturnDiagnosticHistory, ReportsWithoutContent) {
     ReturnDiagnosticHistory history;
     EXPECT_EQ(history.commandSummary({}).text(), "No /orvel attempt yet.");

@@ -16,8 +16,6 @@ namespace {
 // An observation of the last 24 ms, in which nothing else changed.
 constexpr Evidence timely{State::absent, 100, 100.01, 99.5, 100.024, true, true};
 
-constexpr State allStates[] = {State::present, State::absent, State::unavailable};
-
 } // namespace
 
 TEST(GoogleIMEWindowPolicy, KnowsOneInputMethodAndFewVersions) {
@@ -57,31 +55,34 @@ TEST(GoogleIMEWindowPolicy, KnowsOneInputMethodAndFewVersions) {
 }
 
 TEST(GoogleIMEWindowPolicy, DecidesByTheWindowTheCaretAndTheKey) {
-    for (const auto state : allStates)
+    constexpr auto plain = OrvelReturnShortcut::plain, command = OrvelReturnShortcut::command;
+    const struct {
+        State state;
+        bool endCaret;
+        OrvelReturnShortcut shortcut;
+        Decision decision;
+    } cases[] = {
+        {State::present, false, plain, Decision::confirmOriginalReturn},
+        {State::present, true, command, Decision::stop},
+        {State::absent, true, plain, Decision::captureWithWindowEvidence},
+        {State::absent, true, command, Decision::captureWithWindowEvidence},
+        {State::absent, false, plain, Decision::stop},
+        {State::unavailable, true, plain, Decision::stop},
+    };
+    using enum MarkedTextEvidence;
+    for (const auto& [state, endCaret, shortcut, decision] : cases)
         for (const bool contextUnchanged : {false, true})
-            for (const bool compatible : {false, true})
-                for (const bool endCaret : {false, true})
-                    for (const OrvelReturnShortcut shortcut :
-                         {OrvelReturnShortcut::plain, OrvelReturnShortcut::command}) {
-                        auto evidence = timely;
-                        evidence.state = state;
-                        evidence.contextUnchanged = contextUnchanged;
-                        evidence.compatible = compatible;
-                        const bool counts = contextUnchanged && compatible;
-                        std::string expected = "stop";
-                        if (counts && state == State::present && shortcut == OrvelReturnShortcut::plain)
-                            expected = "confirmOriginalReturn";
-                        if (counts && state == State::absent && endCaret)
-                            expected = "captureWithWindowEvidence";
-                        EXPECT_EQ(nameOf(decide(evidence, endCaret, shortcut)).view(), expected);
-                        for (const auto marked :
-                             {MarkedTextEvidence::marked, MarkedTextEvidence::absent,
-                              MarkedTextEvidence::unsupported, MarkedTextEvidence::unavailable})
-                            EXPECT_EQ(allowsPreservingDraftNavigation(evidence, marked),
-                                      counts && state == State::absent &&
-                                          (marked == MarkedTextEvidence::absent ||
-                                           marked == MarkedTextEvidence::unsupported));
-                    }
+            for (const bool compatible : {false, true}) {
+                const bool counts = contextUnchanged && compatible;
+                auto evidence = timely;
+                evidence.state = state;
+                evidence.contextUnchanged = contextUnchanged;
+                evidence.compatible = compatible;
+                EXPECT_EQ(decide(evidence, endCaret, shortcut), counts ? decision : Decision::stop);
+                for (const MarkedTextEvidence text : {marked, absent, unsupported, unavailable})
+                    EXPECT_EQ(allowsPreservingDraftNavigation(evidence, text),
+                              counts && state == State::absent && (text == absent || text == unsupported));
+            }
 }
 
 TEST(GoogleIMEWindowPolicy, TakesNoObservationFromAnotherTime) {
@@ -147,13 +148,4 @@ TEST(GoogleIMEWindowDiagnostic, TellsTheWindowByTheNamesOfOwners) {
     for (const auto& [names, state] : cases)
         EXPECT_EQ(GoogleIMEWindowDiagnostic::classify(names), state) << names.size();
     EXPECT_EQ(GoogleIMEWindowDiagnostic::classify(std::nullopt), State::unavailable);
-}
-
-TEST(GoogleIMEWindowDiagnostic, SummarisesASample) {
-    const auto summary = [](State state) {
-        return GoogleIMEWindowDiagnostic::Sample{state, 10, 0.003}.summary(10.25).text();
-    };
-    EXPECT_EQ(summary(State::present), "state=presence, age_ms=250, query_ms=3");
-    EXPECT_EQ(summary(State::absent), "state=absence, age_ms=250, query_ms=3");
-    EXPECT_EQ(summary(State::unavailable), "state=unavailable, age_ms=250, query_ms=3");
 }

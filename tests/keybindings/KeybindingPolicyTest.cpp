@@ -195,12 +195,3 @@ TEST(Keybindings, SayWhatTheSendKeysAndTheCopyShortcutAre) {
         {list({plan, bound("x", "Cmd+J")}), "standard", "standard L"},
     });
 }
-
-TEST(Keybindings, AllowTheProbeOnlyWhereShiftReturnIsKnownToBeFree) {
-    using enum CodexKeybindingDisposition;
-    for (int i = 0; i <= static_cast<int>(unreadable); ++i) {
-        const auto disposition = static_cast<CodexKeybindingDisposition>(i);
-        EXPECT_EQ((CodexKeybindingAssessment{disposition}.allowsLineBreakProbe()),
-                  disposition == standard || disposition == customNonConflicting);
-    }
-}

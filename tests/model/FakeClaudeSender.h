@@ -16,11 +16,12 @@ namespace orvel {
 struct FakeClaudeSender : ClaudeRelaySender {
     explicit FakeClaudeSender(MainLoop& loop) : loop(loop) {}
 
-    Task<void> performSend(std::string text, ConversationReference, ReceiptCheck check) override {
-        return act(sent, std::move(text), std::move(check));
+    Task<void> performSend(SavedTransfer transfer, ConversationReference, ReceiptCheck check) override {
+        return act(sent, *transfer->payload, std::move(check));
     }
-    Task<void> submitExistingDraft(std::string text, ConversationReference, ReceiptCheck check) override {
-        return act(submitted, std::move(text), std::move(check));
+    Task<void> submitExistingDraft(SavedTransfer transfer, ConversationReference,
+                                   ReceiptCheck check) override {
+        return act(submitted, *transfer->payload, std::move(check));
     }
 
     Task<std::string> diagnose(ConversationReference) override {

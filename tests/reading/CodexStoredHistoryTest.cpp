@@ -371,15 +371,6 @@ TEST_F(CodexHistoryReadingTest, ReadsWithoutBecomingTheWriter) {
     }
 }
 
-TEST_F(CodexHistoryReadingTest, StartsNothingForWhatIsNoConversationOfCodex) {
-    reference.agent = Agent::claude;
-    EXPECT_EQ(readAll(), invalid);
-    reference.agent = Agent::codex;
-    reference.sessionID = "abc";
-    EXPECT_EQ(readAll(), invalid);
-    EXPECT_TRUE(processes.launches.empty());
-}
-
 TEST_F(CodexHistoryReadingTest, HasTwentySecondsForAllRequestsBehindTheConnection) {
     server.delays = {{"initialize", 15s}, {"thread/turns/list", 6s}};
     EXPECT_EQ(readAll(), "user: x | user: x | user: x");

@@ -68,7 +68,7 @@ TEST(RelayStateJson, readsAndWritesEveryKey) {
 TEST(RelayStateJson, writesAllTopLevelKeysInTheirOrder) {
     EXPECT_EQ(
         encodeRelayState(decodeRelayState("{}")),
-        R"({"transfers":[],"initialTransfers":[],"pairs":[],"links":[],"checkpoints":{},"incomingStarts":{},"drafts":{}})");
+        R"({"pairs":[],"transfers":[],"checkpoints":{},"incomingStarts":{},"initialTransfers":[],"drafts":{},"links":[]})");
 }
 
 TEST(RelayStateJson, readsWhatOlderFilesLack) {

@@ -26,18 +26,6 @@ class SampleCodexHomeTest : public testing::Test {
 
 } // namespace
 
-TEST_F(SampleCodexHomeTest, PerformsATurnAtOnceIfNobodyWritesTheThread) {
-    EXPECT_FALSE(files.home.queue(CodexFolder::unknown, "M", CodexFolder::moment, false));
-    EXPECT_TRUE(queue(" M \n\n more"));
-    EXPECT_EQ(files.outcome(), begun + " | user:  M \n\n more | " + files.reply("M"));
-    const std::string longLine(100, 'x');
-    EXPECT_TRUE(queue(longLine));
-    EXPECT_THAT(files.outcome(), testing::EndsWith(files.reply(longLine.substr(20).append("…"))));
-    EXPECT_TRUE(files.home.queue(CodexFolder::plain, "F", CodexFolder::moment, true));
-    EXPECT_THAT(files.outcome(), testing::EndsWith("user: F"));
-    EXPECT_EQ(files.thread().turns.back().status, Status::failed);
-}
-
 TEST_F(SampleCodexHomeTest, LeavesMessagesToTheOneWriter) {
     auto writer = files.home.writer(files.thread());
     EXPECT_TRUE(files.home.hasWriter(files.thread()));
@@ -88,15 +76,4 @@ TEST_F(SampleCodexHomeTest, ContinuesATranscriptAsItWasBegun) {
         EXPECT_TRUE(ids.insert(turn.id).second);
         for (const auto& item : turn.items) EXPECT_TRUE(ids.insert(item.id).second);
     }
-}
-
-TEST_F(SampleCodexHomeTest, PutsTheTurnsThatAForkInheritedBeforeItsOwn) {
-    const auto fork = SampleCodexThread::read(files.addFork());
-    queue("too late for the fork");
-    std::string texts;
-    for (const auto& turn : files.home.allTurns(fork))
-        for (const auto& item : turn.items)
-            if (item.kind != SampleCodexTurn::Item::Kind::command) texts += item.text;
-    EXPECT_EQ(texts, "ABCFG");
-    EXPECT_EQ(outcomeOf(contentsOf(fork.path), Agent::codex), "inheritedHistory");
 }

@@ -82,38 +82,6 @@ TEST(SampleCodexServer, MakesTheFirstConnectionTheWriterOfAnIdleThread) {
     EXPECT_EQ(statusOf(second.ask(13, "thread/resume", {{"threadId", plain}})), "idle");
 }
 
-TEST(SampleCodexServer, SendsRequestsOfItsOwnWhoseIdentifiersMeetTheClients) {
-    const CodexFolder files;
-    Connection connection(files.home);
-    connection.send(connecting(plain));
-    const auto& messages = connection.client.messages;
-    const auto isAmong = [&](auto test) { return std::ranges::find_if(messages, test) != messages.end(); };
-    EXPECT_TRUE(isAmong([](const auto& m) { return m.contains("method") && m.value("id", -1) == 2; }));
-    EXPECT_TRUE(isAmong([](const auto& m) { return m.contains("method") && !m.contains("id"); }));
-}
-
-TEST(SampleCodexServer, PerformsAndAnnouncesTheTurnsOfItsThread) {
-    const CodexFolder files;
-    Connection connection(files.home);
-    connection.send(connecting(plain));
-    connection.passFor(milliseconds(500));
-    files.home.queue(plain, "M", connection.now.unixMilliseconds, false);
-    files.home.queue(plain, "N", connection.now.unixMilliseconds, false);
-    EXPECT_TRUE(connection.turns().empty());
-    connection.passFor(SampleCodexServer::queueInterval);
-    EXPECT_THAT(connection.turns(), testing::ElementsAre("turn/started inProgress"));
-    EXPECT_THAT(files.outcome(), testing::EndsWith("user: M [busy]"));
-    EXPECT_EQ(statusOf(connection.ask(11, "thread/read", {{"threadId", plain}})), "active");
-    connection.passFor(milliseconds(1'500));
-    EXPECT_THAT(connection.turns(),
-                testing::ElementsAre("turn/started inProgress", "turn/completed completed",
-                                     "turn/started inProgress"));
-    EXPECT_THAT(files.outcome(), testing::EndsWith(files.reply("M") + " | user: N [busy]"));
-    connection.server.end(connection.now);
-    EXPECT_THAT(files.outcome(), testing::EndsWith(files.reply("N")));
-    EXPECT_FALSE(connection.server.complaint());
-}
-
 TEST(SampleCodexServer, RemembersAFailedTurnForAMinute) {
     const CodexFolder files;
     Connection connection(files.home, {.turnMilliseconds = 100, .turnsFail = true});
@@ -125,34 +93,6 @@ TEST(SampleCodexServer, RemembersAFailedTurnForAMinute) {
     EXPECT_EQ(statusOf(connection.ask(11, "thread/read", {{"threadId", plain}})), "systemError");
     connection.passFor(milliseconds(61'000));
     EXPECT_EQ(statusOf(connection.ask(12, "thread/read", {{"threadId", plain}})), "idle");
-}
-
-TEST(SampleCodexServer, GivesTurnsPageByPage) {
-    const CodexFolder files;
-    files.addFork();
-    for (const auto* message : {"M", "N", "O"})
-        files.home.queue(CodexFolder::fork, message, CodexFolder::moment, false);
-    Connection connection(files.home);
-    connection.send(connecting());
-    nlohmann::json params{
-        {"threadId", CodexFolder::fork}, {"limit", 2}, {"sortDirection", "asc"}, {"itemsView", "full"}};
-    std::string texts;
-    std::vector<std::size_t> sizes;
-    for (int id = 11; id == 11 || !params["cursor"].is_null(); ++id) {
-        const auto result = connection.ask(id, "thread/turns/list", params)["result"];
-        sizes.push_back(result["data"].size());
-        for (const auto& turn : result["data"]) {
-            EXPECT_EQ(turn["status"], "completed");
-            for (const auto& item : turn["items"]) {
-                if (item["type"] == "userMessage") texts += item["content"][0].value("text", "");
-                if (item["type"] == "agentMessage") texts += '/' + item.value("phase", "").substr(0, 1);
-            }
-        }
-        params["cursor"] = result["nextCursor"];
-        ASSERT_LT(id, 20);
-    }
-    EXPECT_EQ(texts, "A/c/fF/fM/fN/fO/f");
-    EXPECT_THAT(sizes, testing::ElementsAre(2, 2, 1));
 }
 
 TEST(SampleCodexServer, RefusesWhatItDoesNotKnow) {

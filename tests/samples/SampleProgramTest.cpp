@@ -1,8 +1,6 @@
-// The program orvel-sample-codex as a child of Orvel's own delivery, in a sample home.
+// The program orvel-sample-codex as a child, in a sample home.
 
-#include "Orvel/delivery/CodexRelaySender.h"
 #include "Orvel/platform/sample/SampleProcesses.h"
-#include "Orvel/reading/ConversationReader.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "PollWorld.h"
 #include "conversations/Outcome.h"
@@ -22,38 +20,17 @@ class SampleProgramTest : public testing::Test {
             if (found.agent == Agent::codex) reference = found;
     }
 
-    std::string send(const std::string& text) {
-        return world.outcomeOf(sender.send(text, reference, std::nullopt, [this](const auto& failure) {
-            ADD_FAILURE() << failure;
-            failures.push_back(failure);
-        }));
-    }
-
     std::string transcript() const {
         return outcomeOf(TranscriptReader::read(reference.transcriptPath, Agent::codex));
     }
 
     SampleHome home{SAMPLE_CODEX};
     ConversationReference reference;
-    std::vector<std::string> failures;
     PollWorld world;
     SampleProcesses processes{world.processes, home.toolFolder(), home.folders().codex};
-    ConversationReader reading{world.loop, processes, home.home()};
-    CodexRelaySender sender{world.loop, processes, reading, home.home()};
 };
 
 } // namespace
-
-TEST_F(SampleProgramTest, TakesAMessageAndRepliesToIt) {
-    EXPECT_EQ(send("First line\nand “more”"), "done");
-    EXPECT_EQ(sender.watchedTurns().size(), 1U);
-    EXPECT_TRUE(world.runUntil([&] { return sender.watchedTurns().empty(); }));
-    EXPECT_THAT(transcript(),
-                testing::HasSubstr("user: First line\nand “more” | assistant: This is the reply"));
-    EXPECT_EQ(send("Second"), "done");
-    EXPECT_TRUE(world.runUntil([&] { return sender.watchedTurns().empty(); }));
-    EXPECT_THAT(transcript(), testing::EndsWith("It begins: “Second”"));
-}
 
 TEST_F(SampleProgramTest, EndsAsTheRealOneDoes) {
     const auto codex = home.toolFolder() + "/codex";

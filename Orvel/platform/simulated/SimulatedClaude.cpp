@@ -225,8 +225,9 @@ void SimulatedClaude::makeComposer() {
         return;
     }
     makeTranscriptView();
-    composerRoot = child(page, "AXGroup");
-    auto group = composerRoot;
+    auto group = page;
+    for (int level = 0; level < habits.groupsAround; ++level) group = child(group, "AXGroup");
+    group = composerRoot = child(group, "AXGroup");
     for (int level = 4; level >= 1; --level) group = child(group, "AXGroup");
     editor = child(group, "AXTextArea", "AXDescription", "Prompt");
     editor->set("AXValue", std::string());

@@ -37,6 +37,7 @@ struct SimulatedClaudeHabits {
     bool makesNewPages = true; ///< Another page is another element; else the same with another address.
     bool hasShellPage = false; ///< A page of the application's own stands around the conversation's.
     int messagesShown = 3;     ///< Elements of the conversation, four for each message.
+    int groupsAround = 0;      ///< Between the page and its composer.
     int pagesShown = 1;        ///< How many pages show the conversation at once.
     std::string sendLabelAttribute = "AXDescription";
     std::string answer = "As you wish.";

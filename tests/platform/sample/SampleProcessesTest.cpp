@@ -2,12 +2,7 @@
 
 #include "Orvel/platform/simulated/SimulatedProcesses.h"
 #include "Orvel/reading/CodexExecutable.h"
-#include "TemporaryFolder.h"
-#include "samples/SampleHome.h"
 
-#include <filesystem>
-
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 using namespace orvel;
@@ -54,16 +49,4 @@ TEST(SampleProcesses, KnowNoToolButTheSamplesOwn) {
                            .hasPipes = true}));
     EXPECT_EQ(processes.environmentVariable("CODEX_HOME"), "/sample/.codex");
     EXPECT_EQ(processes.environmentVariable("LANG"), "C");
-}
-
-TEST(SampleHome, HasTheProgramUnderTheNameOfTheCommand) {
-    const TemporaryFolder folder;
-    const SampleHome with(folder.write("program", "")), without(std::nullopt);
-    EXPECT_EQ(std::filesystem::canonical(with.toolFolder() + "/codex"),
-              std::filesystem::canonical(folder.path("program")));
-    EXPECT_TRUE(std::filesystem::is_empty(without.toolFolder()));
-}
-
-TEST(SampleCodexProgram, IsFoundFromTheProgramThatRuns) {
-    EXPECT_EQ(sampleCodexProgram(), std::filesystem::canonical(SAMPLE_CODEX));
 }

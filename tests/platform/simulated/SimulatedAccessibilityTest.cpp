@@ -52,15 +52,6 @@ TEST_F(SimulatedAccessibilityTest, tellsAbsentFromUnknownAndGoneFromThere) {
     EXPECT_EQ(statusOf(root, "AXRole"), AXStatus::apiDisabled);
 }
 
-TEST_F(SimulatedAccessibilityTest, elementMadeAnewIsAnotherOne) {
-    const auto before = field->handle();
-    EXPECT_EQ(before, field->handle());
-    field->remove();
-    const auto again = access.makeElement("AXTextArea");
-    window->append(again);
-    EXPECT_FALSE(before == again->handle());
-}
-
 TEST_F(SimulatedAccessibilityTest, latencyIsAsMeasuredAndTheSameEveryTime) {
     const auto draw = [] {
         SimulatedChance chance(5);

@@ -67,16 +67,6 @@ class SimulatedClaudeTest : public testing::Test {
     ProcessID process = 0;
 };
 
-TEST_F(SimulatedClaudeTest, editorSitsBelowFiveGroupsInAPageWithTheAddressOfItsConversation) {
-    const auto* element = claude.editorElement()->parent();
-    for (int level = 1; level <= 5; ++level, element = element->parent())
-        EXPECT_EQ(element->text("AXRole"), "AXGroup") << level;
-    EXPECT_EQ(element, claude.pageElement().get());
-    EXPECT_EQ(*element->find("AXURL"), AXValue(AXURL{std::string("https://claude.ai/epitaxy/") + one}));
-    EXPECT_EQ(count("AXTextArea", "Prompt"), 1);
-    EXPECT_EQ(count("AXButton", "New"), 1);
-}
-
 TEST_F(SimulatedClaudeTest, sendComesWithTextAndIsEnabledLater) {
     EXPECT_EQ(claude.sendElement(), nullptr);
     EXPECT_EQ(writeEditor("hello"), AXStatus::success);
@@ -140,25 +130,6 @@ TEST_F(SimulatedClaudeTest, draftsStayWithTheirConversations) {
     EXPECT_TRUE(isSendEnabled());
 }
 
-TEST_F(SimulatedClaudeTest, navigationMayKeepThePageAndMayGoWrong) {
-    claude.habits.makesNewPages = false;
-    const auto page = claude.pageElement();
-    const auto editor = claude.editorElement();
-    claude.userNavigates(two);
-    pass(1s);
-    EXPECT_EQ(claude.pageElement(), page);
-    EXPECT_TRUE(editor->isRemoved());
-
-    claude.habits.ignoresURLs = true;
-    desktop.applications.openURL(std::string("claude://claude.ai/epitaxy/") + one);
-    pass(1s);
-    EXPECT_EQ(claude.shown(), two);
-
-    claude.userNavigates("local_unknown");
-    pass(1s);
-    EXPECT_EQ(claude.editorElement(), nullptr);
-}
-
 TEST_F(SimulatedClaudeTest, openCompositionIsLostByLeaving) {
     struct Row {
         const char* name;
@@ -196,32 +167,6 @@ TEST_F(SimulatedClaudeTest, newConversationGetsAnAddressATranscriptAndARecord) {
         ConversationCatalog::resolve(Agent::claude, made.desktopID, roots, folder.path("records"));
     EXPECT_EQ(found.transcriptPath, made.transcriptPath);
     EXPECT_EQ(onDisk(made.desktopID).messages.front().text, "begin");
-}
-
-TEST_F(SimulatedClaudeTest, quittingRemovesEverythingAndKeepsDrafts) {
-    desktop.keyboard.press("mine");
-    pass(1s);
-    const auto window = claude.windowElement();
-    desktop.applications.quit(claude);
-    EXPECT_EQ(access.attribute(window->handle(), "AXRole").status, AXStatus::invalidElement);
-    EXPECT_EQ(access.attribute(access.application(process), "AXFocusedWindow").status,
-              AXStatus::invalidElement);
-    desktop.applications.start(claude);
-    EXPECT_FALSE(claude.windowElement() == window);
-    EXPECT_EQ(shownText(), "mine");
-}
-
-TEST_F(SimulatedClaudeTest, pageGrowsToAnySize) {
-    claude.habits.messagesShown = 1'200;
-    claude.userNavigates(two);
-    pass(1s);
-    std::size_t size = 0;
-    std::vector<SimulatedElement::Shared> queue{claude.windowElement()};
-    for (; size < queue.size(); ++size) {
-        const auto element = queue[size]; // The queue grows.
-        queue.insert(queue.end(), element->below().begin(), element->below().end());
-    }
-    EXPECT_GT(size, 4'800u);
 }
 
 } // namespace

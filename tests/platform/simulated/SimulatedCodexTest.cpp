@@ -3,8 +3,6 @@
 #include "samples/CodexFolder.h"
 #include "samples/WebSocketClient.h"
 
-#include <array>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -32,71 +30,13 @@ class SimulatedCodexTest : public testing::Test {
             {.executable = program, .arguments = {"queue", "--thread", plain, "--message", message}});
     }
 
-    // What the server has said since the last look, as its methods, or "error" and "result".
-    std::vector<std::string> said(ChildProcess& child) {
-        std::array<char, 65'536> bytes{};
-        while (true) {
-            const auto got = child.read(bytes);
-            if (got.kind != PipeTransfer::Kind::moved) break;
-            if (const auto answer = client.receive({bytes.data(), got.count}); !answer.empty())
-                child.write(answer);
-        }
-        std::vector<std::string> lines;
-        for (const auto& message : client.messages)
-            lines.push_back(message.value("method", message.contains("error") ? "error" : "result"));
-        client.messages.clear();
-        return lines;
-    }
-
     CodexFolder files;
     SimulatedLoop loop;
     SimulatedProcesses processes{loop};
     SimulatedCodex codex{processes, loop, program, files.folder.path()};
-    WebSocketClient client;
 };
 
 } // namespace
-
-TEST_F(SimulatedCodexTest, PerformsAQueuedTurnInVirtualTime) {
-    codex.manner.turnMilliseconds = 3'000'000;
-    const auto server = proxy();
-    EXPECT_THAT(said(*server), testing::Contains("result").Times(2));
-    const auto tool = queue("M");
-    loop.runFor(milliseconds(99));
-    EXPECT_FALSE(tool->exitStatus());
-    loop.runFor(milliseconds(1));
-    EXPECT_EQ(tool->exitStatus(), 0);
-    EXPECT_THAT(said(*server), testing::Contains("turn/started"));
-    loop.runFor(seconds(2'990));
-    EXPECT_THAT(files.outcome(), testing::EndsWith("user: M [busy]"));
-    EXPECT_TRUE(said(*server).empty());
-    loop.runFor(seconds(10));
-    EXPECT_THAT(files.outcome(), testing::EndsWith(files.reply("M")));
-    EXPECT_THAT(said(*server), testing::Contains("turn/completed"));
-
-    server->closePipes();
-    loop.runFor(milliseconds(1));
-    EXPECT_EQ(server->exitStatus(), 0);
-    EXPECT_TRUE(codex.complaints().empty());
-}
-
-TEST_F(SimulatedCodexTest, LetsAnotherProgramWriteTheThread) {
-    codex.holdAsAnother(plain);
-    const auto server = proxy();
-    EXPECT_THAT(said(*server), testing::Contains("error"));
-    const auto first = queue("M");
-    loop.runFor(milliseconds(100));
-    const auto second = queue("N");
-    EXPECT_THAT(files.outcome(), testing::EndsWith("user: M [busy]"));
-    loop.runFor(seconds(2));
-    EXPECT_THAT(files.outcome(), testing::EndsWith(files.reply("M") + " | user: N [busy]"));
-    codex.letGo(plain);
-    EXPECT_THAT(files.outcome(), testing::EndsWith(files.reply("N")));
-    loop.runFor(seconds(5));
-    const auto third = proxy();
-    client = {};
-    EXPECT_THAT(said(*third), testing::Not(testing::Contains("error")));
-}
 
 TEST_F(SimulatedCodexTest, AKilledServerNeitherEndsItsTurnNorKeepsTheThread) {
     const auto server = proxy();
@@ -138,5 +78,4 @@ TEST_F(SimulatedCodexTest, DoesWithTheQueueCommandAsChosen) {
     codex.hasServer = false;
     const auto server = proxy();
     EXPECT_EQ(server->exitStatus(), 1);
-    EXPECT_TRUE(said(*server).empty());
 }

@@ -12,10 +12,8 @@ using namespace std::chrono_literals;
 struct Notes : SimulatedApplication {
     Notes() : SimulatedApplication("org.example.notes", "1.0", "/Applications/Notes.app") {}
     void typed(const std::string& text) override { held += text; }
-    bool takesURL(const std::string& url) override { return url.rfind("notes:", 0) == 0; }
-    void openURL(const std::string& url) override { opened = url; }
 
-    std::string held, opened;
+    std::string held;
 };
 
 class SimulatedDesktopTest : public testing::Test {
@@ -51,47 +49,6 @@ TEST_F(SimulatedDesktopTest, outsideHappensInTheMiddleOfATurnAndInOrder) {
     });
     loop.run();
     EXPECT_EQ(order, "abcde");
-}
-
-Task<void> open(Applications& applications, std::string location, std::optional<bool>& opened) {
-    opened = co_await applications.openApplication(location);
-}
-
-TEST_F(SimulatedDesktopTest, applicationStartsAndComesToTheFrontInItsTime) {
-    auto& applications = desktop.applications;
-    applications.install(notes);
-    EXPECT_TRUE(applications.running(notes.bundleID).empty());
-    EXPECT_EQ(applications.location("org.example.absent"), std::nullopt);
-
-    struct Row {
-        const char* name;
-        bool opens, refusesActivation, outcome, comesToFront;
-    };
-    for (const auto& row : {Row{"fails", false, false, false, false}, Row{"refused", true, true, true, false},
-                            Row{"opens", true, false, true, true}}) {
-        SCOPED_TRACE(row.name);
-        applications.opens = row.opens;
-        applications.refusesActivation = row.refusesActivation;
-        std::optional<bool> opened;
-        TaskScope scope;
-        scope.start(open(applications, *applications.location(notes.bundleID), opened));
-        loop.run();
-        EXPECT_EQ(opened, row.outcome);
-        EXPECT_EQ(applications.inFront() == &notes, row.comesToFront);
-    }
-    const auto process = applications.processOf(notes);
-    EXPECT_EQ(applications.frontmost(), (RunningApplication{notes.bundleID, process}));
-    EXPECT_EQ(applications.bundleOf(process), (ApplicationBundle{notes.bundleID, "1.0"}));
-
-    EXPECT_FALSE(applications.openURL("unknown:1"));
-    EXPECT_TRUE(applications.openURL("notes:1"));
-    EXPECT_EQ(notes.opened, "");
-    loop.run();
-    EXPECT_EQ(notes.opened, "notes:1");
-
-    applications.quit(notes);
-    EXPECT_EQ(applications.frontmost(), std::nullopt);
-    EXPECT_FALSE(applications.activate(process));
 }
 
 TEST_F(SimulatedDesktopTest, keysWaitForTheTapAndForTheMainThread) {
@@ -167,25 +124,6 @@ TEST_F(SimulatedDesktopTest, childrenBreakInManyWays) {
         EXPECT_EQ(ended, runsOn ? 0 : 1) << "an orphan finds its input closed";
         processes.killAll();
     }
-}
-
-TEST_F(SimulatedDesktopTest, clipboardCountsEverybodysChanges) {
-    auto& pasteboard = desktop.pasteboard;
-    const auto count = pasteboard.changeCount();
-    EXPECT_TRUE(pasteboard.setString("mine"));
-    EXPECT_EQ(pasteboard.changeCount(), count + 1);
-    pasteboard.copiedElsewhere({{{"public.png", "\x89PNG"}, {"public.utf8-plain-text", "theirs"}}});
-    EXPECT_EQ(pasteboard.changeCount(), count + 2);
-    EXPECT_EQ(pasteboard.text, "theirs");
-    EXPECT_EQ(pasteboard.data(0, "public.png"), "\x89PNG");
-    EXPECT_EQ(pasteboard.data(1, "public.png"), std::nullopt);
-    EXPECT_EQ(pasteboard.types().size(), 2u);
-
-    desktop.steps.observer = [](SimulatedStep& step) {
-        if (step.isWrite) step.report = AXStatus::failure;
-    };
-    EXPECT_FALSE(pasteboard.setString("refused"));
-    EXPECT_EQ(pasteboard.text, "theirs");
 }
 
 TEST_F(SimulatedDesktopTest, readOnTheSideIsWaitedForOnlySoLong) {
