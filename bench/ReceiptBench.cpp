@@ -5,7 +5,6 @@
 #include "Orvel/platform/posix/PollLoop.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
-#include "Orvel/platform/unavailable/MemorySettings.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
 #include "OrvelCore/relay/RelayStateJson.h"
@@ -61,7 +60,7 @@ class Desk {
                  .instruction = "Look at this."},
                 stamp);
         }
-        files.replaceFileNow((folder / "data/relay-state.json").string(), encodeRelayState(state));
+        SimulatedFileStore::write((folder / "data/relay-state.json").string(), encodeRelayState(state));
         model.emplace(simulated.portsOn(loop, files), claude,
                       AgentFolders::of(folder.string(), std::nullopt, std::nullopt, folder.string()),
                       (folder / "data/state.json").string());

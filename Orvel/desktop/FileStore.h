@@ -29,13 +29,6 @@ class FileStore {
     /// Says what a file should hold that has just been read, so that its first replacement can cost as little
     /// as later ones. Changes nothing there, and never fails.
     virtual Task<void> expectContents(std::string path, std::shared_ptr<FileContents> contents) = 0;
-
-    /// `replaceFile` that holds the loop.
-    virtual void replaceFileNow(const std::string& path, std::shared_ptr<FileContents> contents) = 0;
-
-    void replaceFileNow(const std::string& path, std::string contents) {
-        replaceFileNow(path, std::make_shared<PlainContents>(std::move(contents)));
-    }
 };
 
 } // namespace orvel

@@ -94,8 +94,4 @@ Task<void> RelayStateFile::save(RelayState state) {
     return store.replaceFile(location, std::make_shared<RelayStateContents>(std::move(state)));
 }
 
-void RelayStateFile::saveNow(const RelayState& state) {
-    store.replaceFileNow(location, std::make_shared<RelayStateContents>(state));
-}
-
 } // namespace orvel

@@ -39,9 +39,6 @@ class RelayStateFile {
     /// RelayStateError, and then the file still holds what it held. One save goes on after the other.
     Task<void> save(RelayState state);
 
-    /// `save` that holds the loop.
-    void saveNow(const RelayState& state);
-
   private:
     std::string location;
     FileStore& store;

@@ -197,6 +197,7 @@ RunResult Exploration::run(const RunPlan& plan) {
     observer.stopFaults();
     desk.desktop.accessibility.trusted = true;
     desk.desktop.files.isFull = false;
+    desk.desktop.files.duration = ExplorationDesk::savingTime;
     if (desk.isDead()) {
         desk.bootAgain();
         judge.watchProcess();

@@ -44,6 +44,7 @@ ExplorationDesk::ExplorationDesk(std::string place)
     desktop.processes.environment["PATH"] = "/tools";
     desktop.loop.setNow(800'000'000);
     desktop.loop.setBackgroundDuration(2ms);
+    desktop.files.duration = savingTime;
     CodexTranscript transcript({.id = codexSession, .workingDirectory = "/code/lark"});
     transcript.ask(std::string("Ask ") + canary).answer(std::string("Advice ") + canary);
     SimulatedFileStore::write(codexTranscriptPath(), transcript.text());

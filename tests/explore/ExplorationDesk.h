@@ -74,6 +74,8 @@ struct ExplorationDesk {
     static constexpr auto claudeSession = "5b0d714f-0000-4000-8000-000000000002";
     static constexpr auto destination = "local_11111111-1111-4111-8111-111111111111";
     static constexpr auto elsewhere = "local_22222222-2222-4222-8222-222222222222";
+    /// What a save takes on a disk that is well.
+    static constexpr std::chrono::milliseconds savingTime{20};
     /// Stands in everything that no diagnostic may show.
     static constexpr auto canary = "CANARY";
 

@@ -134,6 +134,10 @@ void childrenFallSilent(ExplorationDesk& desk, SimulatedStep&) {
     desk.desktop.processes.silenceAll();
 }
 
+void diskIsSlow(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.files.duration = 3s;
+}
+
 void diskIsFull(ExplorationDesk& desk, SimulatedStep&) {
     desk.desktop.files.isFull = true;
 }
@@ -173,6 +177,7 @@ constexpr auto read = FaultPlace::read, write = FaultPlace::write, anyStep = Fau
 constexpr FaultKind faults[] = {
     {"disk refuses", FaultPlace::fileWrite, report<AXStatus::failure>},
     {"disk is full", anyStep, diskIsFull},
+    {"disk is slow", anyStep, diskIsSlow},
     {"Orvel dies", anyStep, orvelDies},
     {"user edits the note", anyStep, userEditsNote},
     {"clipboard is written", anyStep, clipboardIsWritten},

@@ -1,6 +1,7 @@
 #include "explore/SafetyJudge.h"
 
 #include "Orvel/model/RelayStateFile.h"
+#include "OrvelCore/relay/RelayStateReport.h"
 #include "explore/Scenarios.h"
 
 namespace orvel::explore {
@@ -83,6 +84,8 @@ void SafetyJudge::finish() {
 void SafetyJudge::judgeMemory() {
     if (!(readRelayState(desk.relayStatePath()) == desk.model().ledger.state().relayState.get()))
         fail(Rule::memoryEqualsDisk, "the file holds another state than the memory");
+    if (const auto broken = violationsOf(desk.model().ledger.state().relayState); !broken.empty())
+        fail(Rule::recordsAreSound, broken);
 }
 
 bool SafetyJudge::isReceived() const {

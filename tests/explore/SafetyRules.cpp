@@ -25,6 +25,7 @@ constexpr RuleText rules[] = {
     {Rule::savedFirst, "saved first",
      "A transfer is on disk, as one that may be under way, before its destination is touched."},
     {Rule::memoryEqualsDisk, "memory equals disk", "The records in memory are those on disk."},
+    {Rule::recordsAreSound, "records are sound", "The records keep the rules that hold among them."},
     {Rule::receivedOnlyIfThere, "received only if there",
      "A transfer is received only if its text stands in the destination's transcript."},
     {Rule::noTransferIsLost, "no transfer is lost",

@@ -17,6 +17,7 @@ enum class Rule {
     retryOnlyIfNothingInserted,
     savedFirst,
     memoryEqualsDisk,
+    recordsAreSound,
     receivedOnlyIfThere,
     noTransferIsLost,
     comesToRest,

@@ -1,5 +1,6 @@
 #include "Orvel/model/RelayStateFile.h"
 
+#include "Finish.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
@@ -24,32 +25,34 @@ class RelayStateFiles : public testing::Test {
     std::string path = folder.path("data/relay-state.json");
     SimulatedDesktop desktop;
     SimulatedFileStore& store = desktop.files;
+
+    void save(RelayStateFile& file, const RelayState& state) { finish(desktop.loop, file.save(state)); }
 };
 
 TEST_F(RelayStateFiles, giveBackWhatWasSavedLast) {
     RelayStateFile file(path, store);
     EXPECT_EQ(file.load(), std::nullopt) << "no file yet";
     samples::Desk desk;
-    file.saveNow(desk.state);
+    save(file, desk.state);
     desk.prepareFromCodex("go");
-    file.saveNow(desk.state);
+    save(file, desk.state);
     EXPECT_TRUE(file.load() == desk.state);
 }
 
 TEST_F(RelayStateFiles, stayAsTheyAreWhenSavingFails) {
     RelayStateFile file(path, store);
     samples::Desk desk;
-    file.saveNow(desk.state);
+    save(file, desk.state);
     const auto before = contentsOf(path);
 
     auto unstorable = desk.state;
     unstorable.drafts.set("P1:codex", {"\xff", std::nullopt, std::nullopt});
-    EXPECT_THROW(file.saveNow(unstorable), RelayStateError);
+    EXPECT_THROW(save(file, unstorable), RelayStateError);
     store.beforeReplacing = [](const std::string& target) {
         throw FileError(FileError::Case::outOfSpace, "save", target, "No space left on device");
     };
     desk.prepareFromCodex("go");
-    EXPECT_THROW(file.saveNow(desk.state), FileError);
+    EXPECT_THROW(save(file, desk.state), FileError);
     EXPECT_EQ(contentsOf(path), before);
 }
 
@@ -90,7 +93,7 @@ TEST_F(RelayStateFiles, knowWhereTheLinksInTheirPathsLead) {
         state.links.change("L", [&](RelayLink& link) { link.conversations.front() = entry; });
         state.initialTransfers.change("NEW-1", [&](auto& initial) { initial.sourceReference = entry; });
         RelayStateFile file(this->path, store);
-        file.saveNow(state);
+        save(file, state);
         const auto loaded = *file.load();
         const auto found = ConversationCatalog::reference(real, Agent::claude);
         EXPECT_TRUE(loaded == state) << "no part of the record";

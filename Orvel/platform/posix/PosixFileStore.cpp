@@ -100,11 +100,4 @@ Task<void> PosixFileStore::perform(std::string path, Work work) {
     if (co_await loop.background(through)) makeStandbyLater(place);
 }
 
-void PosixFileStore::replaceFileNow(const std::string& path, std::shared_ptr<FileContents> contents) {
-    const auto place = placeOf(path);
-    const auto job =
-        place->add([contents = std::move(contents)](ReplacedFile& file) { file.replace(contents); });
-    if (place->runThrough(job)) makeStandbyLater(place);
-}
-
 } // namespace orvel

@@ -22,8 +22,6 @@ class PosixFileStore : public FileStore {
     using FileStore::replaceFile;
     Task<void> replaceFile(std::string path, std::shared_ptr<FileContents> contents) override;
     Task<void> expectContents(std::string path, std::shared_ptr<FileContents> contents) override;
-    using FileStore::replaceFileNow;
-    void replaceFileNow(const std::string& path, std::shared_ptr<FileContents> contents) override;
 
   private:
     class Place;

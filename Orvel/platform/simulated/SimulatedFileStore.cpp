@@ -61,12 +61,12 @@ Task<void> SimulatedFileStore::expectContents(std::string, std::shared_ptr<FileC
     co_return;
 }
 
-void SimulatedFileStore::replaceFileNow(const std::string& path, std::shared_ptr<FileContents> contents) {
+void SimulatedFileStore::replaceNow(const std::string& path, FileContents& contents) {
     if (isDead) return;
     if (beforeReplacing) beforeReplacing(path);
     if (isFull) throw FileError::fromErrno(ENOSPC, "save", path);
     if (isDead) return;
-    replace(path, contents->tail(nullptr).bytes);
+    replace(path, contents.tail(nullptr).bytes);
     if (afterReplacing) afterReplacing(path);
 }
 
@@ -84,7 +84,7 @@ void SimulatedFileStore::startNext(const std::string& path) {
 void SimulatedFileStore::put(const std::shared_ptr<Job>& started) {
     const auto job = started; // The timer and what it holds may go with the process.
     try {
-        replaceFileNow(job->path, job->contents);
+        replaceNow(job->path, *job->contents);
     } catch (...) {
         job->failure = std::current_exception();
     }

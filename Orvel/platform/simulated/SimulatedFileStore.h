@@ -38,8 +38,6 @@ class SimulatedFileStore : public FileStore {
     using FileStore::replaceFile;
     Task<void> replaceFile(std::string path, std::shared_ptr<FileContents> contents) override;
     Task<void> expectContents(std::string path, std::shared_ptr<FileContents> contents) override;
-    using FileStore::replaceFileNow;
-    void replaceFileNow(const std::string& path, std::shared_ptr<FileContents> contents) override;
 
     /// How many replacements are under way or wait for their turn.
     std::size_t underWay() const;
@@ -53,6 +51,7 @@ class SimulatedFileStore : public FileStore {
     struct Job;
 
     void startNext(const std::string& path);
+    void replaceNow(const std::string& path, FileContents& contents);
     void put(const std::shared_ptr<Job>& job);
     void finish(const std::shared_ptr<Job>& job);
 

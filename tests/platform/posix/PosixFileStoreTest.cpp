@@ -1,5 +1,6 @@
 #include "Orvel/platform/posix/PosixFileStore.h"
 
+#include "Finish.h"
 #include "Orvel/platform/posix/PollLoop.h"
 #include "OrvelCore/files/FileError.h"
 #include "PollWorld.h"
@@ -28,8 +29,8 @@ TEST(PosixFileStoreTest, ReplacesTheWholeFileAndMakesItsFolders) {
     const auto path = folder.path("a/b/c/file.json");
     PollLoop loop;
     PosixFileStore store(loop);
-    store.replaceFileNow(path, std::string(100'000, 'x'));
-    store.replaceFileNow(path, "short");
+    finish(loop, store.replaceFile(path, std::string(100'000, 'x')));
+    finish(loop, store.replaceFile(path, "short"));
     EXPECT_EQ(contentsOf(path), "short");
     EXPECT_EQ(filesIn(folder.path("a/b/c")), 1U);
     struct stat facts {};
@@ -56,7 +57,7 @@ TEST(PosixFileStoreTest, AFailureLeavesTheOldFileAndNothingElse) {
     for (const auto& [path, kind] : cases) {
         SCOPED_TRACE(path);
         try {
-            store.replaceFileNow(path, "new");
+            finish(loop, store.replaceFile(path, "new"));
             ADD_FAILURE() << "was replaced";
         } catch (const FileError& failure) {
             EXPECT_EQ(failure.kind(), kind) << failure.what();
@@ -77,7 +78,8 @@ TEST(PosixFileStoreTest, AFullDiskLeavesTheOldFile) {
         std::signal(SIGXFSZ, SIG_IGN);
         try {
             PollLoop loop;
-            PosixFileStore(loop).replaceFileNow(path, std::string(100'000, 'x'));
+            PosixFileStore store(loop);
+            finish(loop, store.replaceFile(path, std::string(100'000, 'x')));
         } catch (const FileError&) {
             _exit(contentsOf(path) == "old" && filesIn(folder.path()) == 1 ? 0 : 1);
         }
