@@ -1,0 +1,109 @@
+// How far a message has come, as window, sidebar and terminal are told: from the state alone, without a
+// model.
+
+#include "Orvel/model/OrvelWorkspacePresentation.h"
+#include "Orvel/model/SidebarContents.h"
+
+#include <gtest/gtest.h>
+
+namespace orvel {
+namespace {
+
+// What the rooms hold, and nobody who changes it.
+struct Rooms {
+    Rooms() {
+        const ConversationReference codex{.agent = Agent::codex, .sessionID = "c"};
+        const ConversationReference claude{.agent = Agent::claude, .sessionID = "d"};
+        RelayState state;
+        state.pairs.append(RelayPair{"P", codex, claude});
+        ledger.relayState = std::move(state);
+        workspace.selectedPairID = "P";
+        workspace.sourceReference = codex;
+    }
+
+    void hold(RelayTransfer transfer) {
+        auto state = ledger.relayState.get();
+        state.transfers.append(std::move(transfer));
+        ledger.relayState = std::move(state);
+    }
+
+    ModelView view() const {
+        return {notices, ledger, catalogue, workspace, relay, outbox, turns, isChecking};
+    }
+
+    ChangeSignal changes;
+    Notices notices{changes};
+    LedgerState ledger{changes};
+    CatalogueState catalogue{changes};
+    WorkspaceState workspace{changes};
+    OpenRelay relay{workspace, ledger};
+    MessageOperation operation{changes};
+    OutboxState outbox{changes, operation};
+    std::map<std::string, MainLoop::Duration> turns;
+    Observable<bool> isChecking{changes};
+};
+
+TEST(TransferStanding, IsToldAlikeEverywhere) {
+    using Mode = RelayDeliveryMode;
+    struct Row {
+        const char* name;  // In the terminal, from the record alone.
+        const char* inRun; // In the window, which also knows this run.
+        const char* title;
+        RelayTransfer transfer;
+        std::optional<DeliveryFailure> failure;
+        bool isSending = false;
+    };
+    const auto saved = [](std::optional<Mode> mode, std::optional<bool> retryable) {
+        RelayTransfer transfer{.id = "T", .pairID = "P"};
+        transfer.deliveryMode = mode;
+        transfer.retryable = retryable;
+        return transfer;
+    };
+    auto received = saved(Mode::submitted, false);
+    received.status = RelayTransfer::Status::received;
+    const DeliveryFailure uncertain{"It broke.", false, "transfer=1"};
+    const std::vector<Row> rows{
+        {"waitingForPaste", "waitingForPaste", "Waiting for paste", saved(Mode::copied, std::nullopt), {}},
+        {"unconfirmed", "delivering", "Sending to Claude…", saved(Mode::copied, false), {}, true},
+        {"unconfirmed", "unconfirmed", "Delivery unconfirmed", saved(Mode::copied, false), {}},
+        {"unconfirmed", "unconfirmed", "Delivery unconfirmed", saved(Mode::copied, false), uncertain},
+        {"mayBeRetried", "mayBeRetried", "Not sent", saved(Mode::copied, true), {}},
+        {"mayBeRetried", "mayBeRetried", "Not sent", saved(Mode::copied, true), uncertain},
+        {"checking", "checking", "Checking delivery…", saved(Mode::submitted, false), {}},
+        {"checking", "checking", "Checking delivery…", saved(std::nullopt, std::nullopt), {}},
+        {"received", "received", "Up to date", received, {}},
+    };
+    for (const auto& [name, inRun, title, transfer, failure, isSending] : rows) {
+        SCOPED_TRACE(std::string(name) + ", " + title);
+        Rooms rooms;
+        rooms.hold(transfer);
+        if (failure) rooms.outbox.transferFailures = {{"T", *failure}};
+        std::optional<MessageOperation::Guard> sending;
+        if (isSending) sending.emplace(rooms.operation.begin(MessageOperation::Kind::sending));
+
+        EXPECT_EQ(nameOf(standingOf(transfer)), name);
+        const auto snapshot = workspaceSnapshot(rooms.view());
+        ASSERT_TRUE(snapshot.transferStanding);
+        EXPECT_EQ(nameOf(*snapshot.transferStanding), inRun);
+        EXPECT_EQ(snapshot.statusTitle(), title);
+        EXPECT_EQ(snapshot.waitingForPaste, std::string_view(inRun) == "waitingForPaste");
+        EXPECT_EQ(snapshot.pendingFailure, failure ? std::optional(failure->text) : std::nullopt);
+        EXPECT_EQ(snapshot.pendingAttempt, failure ? failure->attempt : std::nullopt);
+        const auto links = sidebarLinks(rooms.view());
+        ASSERT_EQ(links.size(), 1U);
+        EXPECT_EQ(links[0].standing, snapshot.transferStanding);
+    }
+}
+
+TEST(TransferStanding, OnlyTheOpenPairsMessageIsUnderWay) {
+    Rooms rooms;
+    rooms.hold({.id = "T", .pairID = "P", .retryable = false});
+    rooms.hold({.id = "U", .pairID = "Q", .deliveryMode = RelayDeliveryMode::submitted});
+    const auto sending = rooms.operation.begin(MessageOperation::Kind::sending);
+    const auto& transfers = rooms.ledger.relayState->transfers;
+    EXPECT_EQ(rooms.outbox.standing(transfers[0], rooms.relay), TransferStanding::delivering);
+    EXPECT_EQ(rooms.outbox.standing(transfers[1], rooms.relay), TransferStanding::checking);
+}
+
+} // namespace
+} // namespace orvel
