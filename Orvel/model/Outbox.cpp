@@ -149,7 +149,7 @@ void Outbox::validateSavedRetry(const RelayTransfer& transfer, const RelayPair& 
 // Delivering
 
 Task<std::optional<DeliveryFailure>> Outbox::deliver(RelayPair pair, SavedTransfer transfer) {
-    const auto destination = pair.endpoint(other(transfer->source));
+    const auto& destination = pair.endpoint(other(transfer->source));
     try {
         if (destination.agent == Agent::claude) {
             auto failure = co_await deliverToClaude(destination, transfer);
@@ -393,7 +393,7 @@ Outbox::ShownSelection Outbox::shownSelection() const {
             workspace.selectedStartMessageID};
 }
 
-Task<bool> Outbox::isReceivedAsShown(ShownSelection kept, std::string transferID,
+Task<bool> Outbox::isReceivedAsShown(const ShownSelection& kept, std::string transferID,
                                      ConversationReference destination) {
     if (shownSelection() != kept)
         throw RelaySendError("The selection or instructions changed. Stopped verifying the existing draft.");

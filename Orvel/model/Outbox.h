@@ -112,7 +112,7 @@ class Outbox {
     };
     ShownSelection shownSelection() const;
     Task<void> submitDraft(Guard operation, RelayPair pair, RelayTransfer transfer);
-    Task<bool> isReceivedAsShown(ShownSelection kept, std::string transferID,
+    Task<bool> isReceivedAsShown(const ShownSelection& kept, std::string transferID,
                                  ConversationReference destination);
     Task<bool> settleIfReceived(std::string transferID, ConversationReference destination, bool wasSubmitted);
     Task<void> diagnose(ConversationReference reference, Completion completion);

@@ -99,7 +99,7 @@ void ReplacedFile::replace(const std::shared_ptr<FileContents>& contents) {
     const auto openedFolder = openFolder();
     auto file = openStandby();
     auto tail = contents->tail(file ? standby->held.contents.get() : nullptr);
-    if (tail.from > 0 && !replaceByStandby(file, tail, contents)) tail = contents->tail(nullptr);
+    if (file && tail.from > 0 && !replaceByStandby(file, tail, contents)) tail = contents->tail(nullptr);
     if (tail.from == 0) {
         file.close();
         dropStandby();
@@ -264,7 +264,7 @@ std::optional<Facts> factsFrom(const struct stat& facts) {
 
 std::optional<ReplacedFile::Facts> ReplacedFile::Facts::of(const Descriptor& file) {
     struct stat facts {};
-    return fstat(file.get(), &facts) == 0 ? factsFrom<Facts>(facts) : std::nullopt;
+    return file && fstat(file.get(), &facts) == 0 ? factsFrom<Facts>(facts) : std::nullopt;
 }
 
 std::optional<ReplacedFile::Facts> ReplacedFile::Facts::of(const std::string& name) {

@@ -81,8 +81,9 @@ void SimulatedFileStore::startNext(const std::string& path) {
     job->timer = loop.after(job->duration / 2, [this, job] { put(job); });
 }
 
+// The timer and what it holds may go with the process.
 void SimulatedFileStore::put(const std::shared_ptr<Job>& started) {
-    const auto job = started; // The timer and what it holds may go with the process.
+    const auto job = started; // NOLINT(performance-unnecessary-copy-initialization)
     try {
         replaceNow(job->path, *job->contents);
     } catch (...) {
@@ -92,7 +93,7 @@ void SimulatedFileStore::put(const std::shared_ptr<Job>& started) {
 }
 
 void SimulatedFileStore::finish(const std::shared_ptr<Job>& put) {
-    const auto job = put;
+    const auto job = put; // NOLINT(performance-unnecessary-copy-initialization)
     job->timer = nullptr;
     job->isDone = true;
     auto& queue = queues[job->path];
