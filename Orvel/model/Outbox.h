@@ -42,8 +42,7 @@ class Outbox {
 
     const OutboxState& state() const { return held; }
 
-    /// Told when a message has been delivered, copied or found, or could not be: it is time to look for
-    /// receipts.
+    /// Told when a delivery has ended, however it did: it is time to look for receipts.
     std::function<void()> onDone = [] {};
 
     bool canSendRelay() const;

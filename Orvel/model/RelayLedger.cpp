@@ -26,8 +26,8 @@ Task<void> RelayLedger::restoreRelay() {
         const auto read = [path = file.path()] { return loadRelayState(path); };
         auto saved = co_await loop.background(read);
         if (!saved) co_return;
-        co_await file.prepare(*saved);
-        held.relayState = std::move(*saved);
+        held.relayState = *saved;
+        co_await file.prepare(std::move(*saved));
     } catch (const std::exception& failure) {
         held.relayStorageError =
             std::string("Couldn't load links and transfer records. The original file is kept.\n") +
