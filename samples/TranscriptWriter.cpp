@@ -216,7 +216,7 @@ ClaudeTranscript::ClaudeTranscript(SampleSession newSession, std::string lastID)
     : session(std::move(newSession)), ids(session.id + '/' + lastID), lastID(std::move(lastID)) {}
 
 ClaudeTranscript ClaudeTranscript::continued(SampleSession session, std::string lastID) {
-    return ClaudeTranscript(std::move(session), std::move(lastID));
+    return {std::move(session), std::move(lastID)};
 }
 
 ClaudeTranscript& ClaudeTranscript::ask(std::string_view text) {
