@@ -261,8 +261,16 @@ BENCHMARK(saveWhole)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 
-// What a message costs before its destination is touched: it is saved, and saved again as one that may be
-// under way.
+// Two saves: of one more message, and of a change of it.
+void saveMessage(SavedState& saved, RelayState& state, const RelayStamp& stamps) {
+    auto transfer = state.transfers.back();
+    transfer.id = stamps.newID();
+    state.transfers.append(transfer);
+    saved.save(state);
+    state.transfers.change(transfer.id, [](RelayTransfer& marked) { marked.retryable = false; });
+    saved.save(state);
+}
+
 void saveForSend(benchmark::State& run) {
     auto state = stateWith(run.range(0), 20'000);
     SavedState saved;
@@ -270,12 +278,7 @@ void saveForSend(benchmark::State& run) {
     saved.settle(state);
     const auto stamps = stamp(50'000);
     for (auto _ : run) {
-        auto transfer = state.transfers.back();
-        transfer.id = stamps.newID();
-        state.transfers.append(transfer);
-        saved.save(state);
-        state.transfers.change(transfer.id, [](RelayTransfer& marked) { marked.retryable = false; });
-        saved.save(state);
+        saveMessage(saved, state, stamps);
     }
     run.counters["hold_us"] = saved.longestHold();
 }
@@ -300,12 +303,7 @@ void saveForFirstSend(benchmark::State& run) {
         saved.settle(state);
         saved.settle(state);
         run.ResumeTiming();
-        auto transfer = state.transfers.back();
-        transfer.id = stamps.newID();
-        state.transfers.append(transfer);
-        saved.save(state);
-        state.transfers.change(transfer.id, [](RelayTransfer& marked) { marked.retryable = false; });
-        saved.save(state);
+        saveMessage(saved, state, stamps);
     }
 }
 BENCHMARK(saveForFirstSend)

@@ -41,7 +41,6 @@ class MessageOperation {
 
     explicit MessageOperation(const ChangeSignal& changes) : current(changes, Kind::none) {}
 
-    Kind kind() const { return current; }
     bool isUnderWay() const { return current != Kind::none; }
     /// Whether the note and the range are being worked on, so that they can't be edited.
     bool isBusyWithMessage() const { return isPreparing() || isSending(); }

@@ -60,17 +60,17 @@ Task<void> Outbox::send(Guard operation, RelayPair pair, Agent source) {
         needs.notices.fail(*problem);
         co_return;
     }
+    bool isDelivered = false;
     if (transfer) {
         operation.beginSending();
         needs.notices.dismissError();
         forgetFailure((*transfer)->id);
         auto failure = co_await deliver(pair, *transfer);
-        const bool isDelivered = !failure;
+        isDelivered = !failure;
         if (failure) co_await recordFailure((*transfer)->id, std::move(*failure));
-        operation.end();
-        if (isDelivered) needs.workspace.openPair(pair, other(source));
     }
     operation.end();
+    if (isDelivered) needs.workspace.openPair(pair, other(source));
     onDone();
 }
 

@@ -28,10 +28,6 @@ class RelayStateFile {
 
     const std::string& path() const { return location; }
 
-    /// The state in the file, or nothing if there is no file. Throws FileError or RelayStateError. Never
-    /// writes.
-    std::optional<RelayState> load() const { return loadRelayState(location); }
-
     /// Has the first save of a state that was loaded cost as little as later ones. Never fails.
     Task<void> prepare(RelayState loaded);
 

@@ -31,12 +31,12 @@ class RelayStateFiles : public testing::Test {
 
 TEST_F(RelayStateFiles, giveBackWhatWasSavedLast) {
     RelayStateFile file(path, store);
-    EXPECT_EQ(file.load(), std::nullopt) << "no file yet";
+    EXPECT_EQ(loadRelayState(path), std::nullopt) << "no file yet";
     samples::Desk desk;
     save(file, desk.state);
     desk.prepareFromCodex("go");
     save(file, desk.state);
-    EXPECT_TRUE(file.load() == desk.state);
+    EXPECT_TRUE(loadRelayState(path) == desk.state);
 }
 
 TEST_F(RelayStateFiles, stayAsTheyAreWhenSavingFails) {
@@ -57,15 +57,14 @@ TEST_F(RelayStateFiles, stayAsTheyAreWhenSavingFails) {
 }
 
 TEST_F(RelayStateFiles, areNotTouchedWhenTheyCannotBeRead) {
-    RelayStateFile file(path, store);
     SimulatedFileStore::write(path, R"({"pairs":7})");
-    EXPECT_THROW(file.load(), RelayStateError);
+    EXPECT_THROW(loadRelayState(path), RelayStateError);
     EXPECT_EQ(contentsOf(path), R"({"pairs":7})");
 
     // Two billion bytes without a single one on the disk.
     std::filesystem::resize_file(path, 2'000'000'000);
     try {
-        file.load();
+        loadRelayState(path);
         ADD_FAILURE();
     } catch (const RelayStateError& error) {
         EXPECT_EQ(error.kind(), RelayStateError::Case::tooLarge);
@@ -73,7 +72,7 @@ TEST_F(RelayStateFiles, areNotTouchedWhenTheyCannotBeRead) {
 
     std::filesystem::remove(path);
     std::filesystem::create_directory(path);
-    EXPECT_THROW(file.load(), FileError) << "a folder is not an absent file";
+    EXPECT_THROW(loadRelayState(path), FileError) << "a folder is not an absent file";
 }
 
 TEST_F(RelayStateFiles, knowWhereTheLinksInTheirPathsLead) {
@@ -94,7 +93,7 @@ TEST_F(RelayStateFiles, knowWhereTheLinksInTheirPathsLead) {
         state.initialTransfers.change("NEW-1", [&](auto& initial) { initial.sourceReference = entry; });
         RelayStateFile file(this->path, store);
         save(file, state);
-        const auto loaded = *file.load();
+        const auto loaded = *loadRelayState(this->path);
         const auto found = ConversationCatalog::reference(real, Agent::claude);
         EXPECT_TRUE(loaded == state) << "no part of the record";
         EXPECT_TRUE(sameIdentity(loaded.pairs[0].claude, found));
