@@ -197,9 +197,11 @@ class SavedState {
         startAgain();
     }
     ~SavedState() {
+        if (last) settle(*last); // What is still under way would leave its files behind.
         file.reset();
         store.reset();
-        std::filesystem::remove_all(folder);
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
     }
     SavedState(const SavedState&) = delete;
     SavedState& operator=(const SavedState&) = delete;
@@ -211,7 +213,10 @@ class SavedState {
         file.emplace(folder + "/relay-state.json", *store);
     }
 
-    void save(const RelayState& state) { run(file->save(state)); }
+    void save(const RelayState& state) {
+        last = state;
+        run(file->save(state));
+    }
 
     /// Until what comes after a save is done.
     void settle(const RelayState& state) { run(file->prepare(state)); }
@@ -237,6 +242,7 @@ class SavedState {
     PollLoop loop;
     std::optional<PosixFileStore> store;
     std::optional<RelayStateFile> file;
+    std::optional<RelayState> last;
     MainLoop::Duration longest{0};
 };
 

@@ -48,6 +48,14 @@ std::string replyTo(std::string_view message) {
            std::string(quoted) + (quoted.size() < line.size() ? "…”" : "”");
 }
 
+// Where the transcript of a thread is that may have been archived while it is written.
+std::string pathNow(const SampleCodexThread& thread) {
+    constexpr std::string_view sessions = "/sessions/";
+    const auto place = thread.path.rfind(sessions);
+    if (place == std::string::npos || std::filesystem::exists(thread.path)) return thread.path;
+    return thread.path.substr(0, place) + "/archived_sessions" + thread.path.substr(thread.path.rfind('/'));
+}
+
 constexpr std::string_view failure = "The sample lets this turn fail.";
 
 } // namespace
@@ -130,13 +138,13 @@ bool SampleCodexWriter::begin(std::int64_t moment) {
 bool SampleCodexWriter::beginFrom(SampleCodexQueue& queue, std::int64_t moment) {
     const auto message = queue.takeFirst();
     if (!message) return false;
-    thread = SampleCodexThread::read(thread.path);
+    thread = SampleCodexThread::read(pathNow(thread));
     transcript = std::make_unique<CodexTranscript>(CodexTranscript::continued(
         {.id = thread.id, .workingDirectory = thread.workingDirectory}, thread.nextOrdinal, moment));
     written = 0;
     transcript->ask(*message);
     appendNewRecords();
-    current = SampleCodexThread::read(thread.path).turns.back();
+    current = SampleCodexThread::read(pathNow(thread)).turns.back();
     return true;
 }
 
@@ -148,7 +156,7 @@ SampleCodexTurn SampleCodexWriter::finish(std::int64_t moment, bool fails) {
         transcript->answer(replyTo(current->items.front().text));
     appendNewRecords();
     current.reset();
-    return SampleCodexThread::read(thread.path).turns.back();
+    return SampleCodexThread::read(pathNow(thread)).turns.back();
 }
 
 void SampleCodexWriter::finishAll(std::int64_t moment, bool fails) {
@@ -164,9 +172,10 @@ void SampleCodexWriter::finishAllOf(SampleCodexQueue& queue, std::int64_t moment
 
 void SampleCodexWriter::appendNewRecords() {
     const auto records = std::string_view(transcript->text()).substr(written);
-    const int file = opened(thread.path, O_WRONLY | O_APPEND);
+    const auto path = pathNow(thread);
+    const int file = opened(path, O_WRONLY | O_APPEND);
     try {
-        writeAll(file, records, thread.path);
+        writeAll(file, records, path);
     } catch (...) {
         close(file);
         throw;

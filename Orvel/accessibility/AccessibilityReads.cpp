@@ -5,7 +5,19 @@
 namespace orvel {
 
 AXValue AccessibilityReads::value(const AXElement& element, std::string_view attribute) const {
-    auto reading = accessibility.attribute(element, attribute);
+    return checked(accessibility.attribute(element, attribute), attribute);
+}
+
+std::vector<AXValue> AccessibilityReads::values(std::span<const AXRequest> requests) const {
+    auto readings = accessibility.attributes(requests);
+    std::vector<AXValue> values;
+    values.reserve(readings.size());
+    for (std::size_t i = 0; i < readings.size(); ++i)
+        values.push_back(checked(std::move(readings[i]), requests[i].name));
+    return values;
+}
+
+AXValue AccessibilityReads::checked(AXReading reading, std::string_view attribute) const {
     switch (reading.status) {
     case AXStatus::success: return std::move(reading.value);
     case AXStatus::noValue:

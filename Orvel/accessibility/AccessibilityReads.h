@@ -63,6 +63,9 @@ class AccessibilityReads {
     /// The value if it is an element.
     std::optional<AXElement> element(const AXElement& element, std::string_view attribute) const;
 
+    /// The values of several attributes, in the same order, asked for together where the platform can.
+    std::vector<AXValue> values(std::span<const AXRequest> requests) const;
+
     using ReadAheads = std::vector<std::unique_ptr<AXReadAhead>>;
     /// Tells the platform that these attributes of each element are about to be read once.
     [[nodiscard]] ReadAheads announce(std::span<const AXElement> elements,
@@ -72,6 +75,8 @@ class AccessibilityReads {
     auto step() { return pace.step(); }
 
   private:
+    AXValue checked(AXReading reading, std::string_view attribute) const;
+
     Accessibility& accessibility;
     std::chrono::milliseconds elementTimeout;
     FailureHandler onFailure;

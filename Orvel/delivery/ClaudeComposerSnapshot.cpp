@@ -32,10 +32,10 @@ bool namesAttachment(const std::string& label) {
 
 } // namespace
 
-Task<ClaudeSnapshot> ClaudeWindowReader::composerSnapshot(AXElement editor, AXElement page,
+Task<ClaudeSnapshot> ClaudeWindowReader::composerSnapshot(AXElement window, AXElement editor, AXElement page,
                                                           AXElements responseNodes, std::string text,
                                                           bool diagnosticDetails) {
-    ClaudeSnapshot snapshot(page, responseNodes, editor, text);
+    ClaudeSnapshot snapshot(window, page, responseNodes, editor, text);
     const auto root = co_await composerRoot(editor, diagnosticDetails, snapshot.diagnostics);
     co_await readControls(root, snapshot);
     if (!snapshot.isResponding) snapshot.isResponding = co_await stillResponds(responseNodes);

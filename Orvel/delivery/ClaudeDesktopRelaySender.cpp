@@ -104,7 +104,9 @@ Task<std::optional<ProvenEditor>> ClaudeDesktopRelaySender::readEmptyEditor(std:
     const ClaudeSnapshotRequest again{path, false, window, first.page, first.editor};
     const auto second = co_await reader.snapshot(again);
     const auto editor = ProvenEditor::in(first, second);
-    reader.requireWindow(window);
+    const auto look = co_await reader.lastLook(second);
+    throwSendErrorUnless(look.isSameWindow, claudeWindowChanged);
+    throwSendErrorUnless(look.isSameText, claudeInputChanged);
     co_return editor;
 }
 

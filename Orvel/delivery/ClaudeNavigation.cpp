@@ -261,8 +261,8 @@ Task<ClaudeSnapshot> ClaudeNavigation::refreshNavigationComposer(ClaudeSnapshot 
     co_await reader.step();
     const auto text = reader.attributes().string(snapshot.editor, "AXValue");
     throwSendErrorUnless(text.has_value());
-    co_return co_await reader.composerSnapshot(snapshot.editor, snapshot.page, snapshot.responseNodes, *text,
-                                               false);
+    co_return co_await reader.composerSnapshot(window, snapshot.editor, snapshot.page, snapshot.responseNodes,
+                                               *text, false);
 }
 
 Task<NavigationInput> ClaudeNavigation::navigationInput(ClaudeSnapshot snapshot) {

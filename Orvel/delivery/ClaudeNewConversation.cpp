@@ -78,6 +78,8 @@ Task<void> ClaudeDesktopRelaySender::reachNewPage() {
     const ClaudeSnapshotRequest again{*path, false, std::nullopt, shown.page};
     const auto recheck = co_await reader.snapshot(again);
     throwSendErrorUnless(recheck.text == shown.text && recheck.isIdle());
+    const auto look = co_await reader.lastLook(recheck);
+    throwSendErrorUnless(look.isSameWindow && look.isSameText, claudeInputChanged);
     throwSendErrorUnless(ports.accessibility.performAction(button, "AXPress") == AXStatus::success);
     for (int read = 1; read <= maximumPageReads; ++read) {
         if (read > 1) co_await ports.loop.sleep(pagePollInterval);

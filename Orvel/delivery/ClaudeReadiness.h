@@ -18,6 +18,13 @@ namespace orvel {
 inline constexpr const char* claudeEditorUnverified =
     "Couldn't verify the Claude Code editor. Check input state and transfer attempt records.";
 
+// The texts where what was proved is no longer so.
+inline constexpr const char* claudeWindowChanged =
+    "The Claude window changed. Stopped without inserting a message.";
+inline constexpr const char* claudeInputChanged = "Claude input state changed. Nothing was changed.";
+inline constexpr const char* claudeChangedBeforeSend =
+    "The Claude conversation, editor, content, or Send button changed. Content was kept without sending.";
+
 /// Throws RelaySendError with this text unless the condition holds.
 inline void throwSendErrorUnless(bool condition, const char* text = claudeEditorUnverified) {
     if (!condition) throw RelaySendError(text);

@@ -11,6 +11,7 @@ namespace orvel {
 
 /// A page at one moment. Only ClaudeWindowReader takes snapshots.
 struct ClaudeSnapshot {
+    AXElement window;         ///< The focused one of Claude, which was in front.
     AXElement page;           ///< The only web area of the path.
     AXElements responseNodes; ///< Those that said that Claude is responding.
     AXElement editor;         ///< The only prompt editor.
@@ -38,8 +39,10 @@ struct ClaudeSnapshot {
   private:
     friend class ClaudeWindowReader;
 
-    ClaudeSnapshot(AXElement page, AXElements responseNodes, AXElement editor, std::string text)
-        : page(std::move(page)),
+    ClaudeSnapshot(AXElement window, AXElement page, AXElements responseNodes, AXElement editor,
+                   std::string text)
+        : window(std::move(window)),
+          page(std::move(page)),
           responseNodes(std::move(responseNodes)),
           editor(std::move(editor)),
           text(std::move(text)) {}

@@ -74,6 +74,8 @@ Task<void> ClaudeSubmission::pressWhenEnabled(ClaudeDelivery& delivery, const Cl
         progress.enabled = second.sendEnabledDiagnostic;
         const auto sendButton = ProvenSendButton::in(first, second, delivery.text, anchor);
         if (!sendButton) continue;
+        const auto look = co_await reader.lastLook(second);
+        throwSendErrorUnless(look.isSameWindow && look.isSameText, claudeChangedBeforeSend);
         press(*sendButton, progress);
         co_return;
     }

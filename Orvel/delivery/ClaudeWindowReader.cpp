@@ -27,10 +27,10 @@ FixedWords frontWords(const std::optional<RunningApplication>& front, ProcessID 
     return front->bundleID ? FixedWords("other") : FixedWords("unknown");
 }
 
-// The text of a URL, or of a string that is one.
+// The text of a URL, whatever the browser made of it, or of a string that is one.
 std::optional<std::string> urlOf(const AXValue& value) {
-    const auto* url = std::get_if<AXURL>(&value);
-    const auto* text = url ? &url->text : std::get_if<std::string>(&value);
+    if (const auto* url = std::get_if<AXURL>(&value)) return url->text;
+    const auto* text = std::get_if<std::string>(&value);
     return text && isURL(*text) ? std::optional(*text) : std::nullopt;
 }
 
@@ -43,7 +43,8 @@ URLValue urlValueOf(const AXValue& value) {
 } // namespace
 
 ClaudeWindowReader::ClaudeWindowReader(const Desktop& ports, ClaudeRelayDiagnosticHistory& history)
-    : accessibility(ports.accessibility),
+    : loop(ports.loop),
+      accessibility(ports.accessibility),
       applications(ports.applications),
       history(history),
       reads(ports.loop, ports.accessibility, elementTimeout,
@@ -77,24 +78,31 @@ Task<std::vector<std::string>> ClaudeWindowReader::labels(AXElement button) {
     co_return labels;
 }
 
-AXElement ClaudeWindowReader::focusedWindow(ProcessID process) {
+AXElement ClaudeWindowReader::applicationElement(ProcessID process) {
     const auto application = accessibility.application(process);
     accessibility.setMessagingTimeout(application, applicationTimeout);
-    const auto window = reads.element(application, "AXFocusedWindow");
+    return application;
+}
+
+AXElement ClaudeWindowReader::focusedWindow(ProcessID process) {
+    const auto window = reads.element(applicationElement(process), "AXFocusedWindow");
     throwSendErrorUnless(window.has_value());
     return *window;
 }
 
-AXElement ClaudeWindowReader::focusedClaudeWindow() {
+RunningApplication ClaudeWindowReader::claudeInFront() {
     const auto front = applications.frontmost();
     if (auto* attempt = history.current()) attempt->front = frontWords(front, applications.ownProcess());
     throwSendErrorUnless(isClaude(front));
-    return focusedWindow(front->process);
+    return *front;
+}
+
+AXElement ClaudeWindowReader::focusedClaudeWindow() {
+    return focusedWindow(claudeInFront().process);
 }
 
 void ClaudeWindowReader::requireWindow(const AXElement& window) {
-    throwSendErrorUnless(focusedClaudeWindow() == window,
-                         "The Claude window changed. Stopped without inserting a message.");
+    throwSendErrorUnless(focusedClaudeWindow() == window, claudeWindowChanged);
 }
 
 Task<std::optional<std::string>>
@@ -143,9 +151,24 @@ Task<ClaudeSnapshot> ClaudeWindowReader::snapshot(ClaudeSnapshotRequest request)
                          "Claude has a draft. Nothing was changed.");
 
     const auto responseNodes = co_await responseNodesOf(page, nodes, editor, *text);
-    auto snapshot = co_await composerSnapshot(editor, page, responseNodes, *text, request.diagnosticDetails);
+    auto snapshot =
+        co_await composerSnapshot(window, editor, page, responseNodes, *text, request.diagnosticDetails);
     snapshot.ancestors = AccessibilityWalk::ancestors(nodes, editor);
     co_return snapshot;
+}
+
+Task<ClaudeLastLook> ClaudeWindowReader::lastLook(ClaudeSnapshot snapshot) {
+    ClaudeLastLook found;
+    for (int look = 1; look <= maximumLooks; ++look) {
+        co_await step();
+        const auto began = loop.uptime();
+        const std::array requests{AXRequest{applicationElement(claudeInFront().process), "AXFocusedWindow"},
+                                  AXRequest{snapshot.editor, "AXValue"}};
+        const auto values = reads.values(requests);
+        found = {values[0] == AXValue(snapshot.window), values[1] == AXValue(snapshot.text)};
+        if (!found.isSameWindow || !found.isSameText || loop.uptime() - began <= maximumLookAge) break;
+    }
+    co_return found;
 }
 
 // The only web area of the window whose URL has this path.

@@ -25,6 +25,11 @@
 
 namespace orvel {
 
+/// What a last look found. Both must hold.
+struct ClaudeLastLook {
+    bool isSameWindow = false, isSameText = false;
+};
+
 /// The value of an element of the page while a reply is in progress.
 inline constexpr std::string_view respondingText = "Claude is responding";
 
@@ -41,6 +46,10 @@ class ClaudeWindowReader {
     /// The level of the composer among the editor's ancestors; the parent has level 1.
     static constexpr std::size_t composerLevel = 5;
     static constexpr std::chrono::milliseconds applicationTimeout{150}, elementTimeout{100};
+    /// Less than lies between two letters of the fastest typist. One look in fifty takes longer at the
+    /// latencies of an ordinary desktop.
+    static constexpr std::chrono::milliseconds maximumLookAge{5};
+    static constexpr int maximumLooks = 8;
 
     ClaudeWindowReader(const Desktop& ports, ClaudeRelayDiagnosticHistory& history);
 
@@ -57,8 +66,14 @@ class ClaudeWindowReader {
     Task<ClaudeSnapshot> snapshot(ClaudeSnapshotRequest request);
 
     /// Takes a snapshot of the controls around an editor whose page, response nodes and text are known.
-    Task<ClaudeSnapshot> composerSnapshot(AXElement editor, AXElement page, AXElements responseNodes,
-                                          std::string text, bool diagnosticDetails);
+    Task<ClaudeSnapshot> composerSnapshot(AXElement window, AXElement editor, AXElement page,
+                                          AXElements responseNodes, std::string text, bool diagnosticDetails);
+
+    /// The last look before an act: whether Claude is still in front with the snapshot's window focused, and
+    /// its editor still holds the snapshot's text. However large the page is, what this saw is at most
+    /// `maximumLookAge` old when it returns, unless so many looks in a row take longer that the calls
+    /// themselves are slow. The act follows without a pause.
+    Task<ClaudeLastLook> lastLook(ClaudeSnapshot snapshot);
 
     /// The elements with this role among `root` and its descendants.
     Task<AXElements> elementsOfRole(AXElement root, std::string role);
@@ -78,6 +93,8 @@ class ClaudeWindowReader {
   private:
     using Nodes = AccessibilityWalk::Nodes;
 
+    RunningApplication claudeInFront();
+    AXElement applicationElement(ProcessID process);
     AXElement focusedWindow(ProcessID process);
     Task<Nodes> descendants(AXElement root, std::size_t maximumElements);
     Task<AXElement> pageOf(AXElement window, std::string path);
@@ -90,6 +107,7 @@ class ClaudeWindowReader {
     Task<bool> stillResponds(AXElements responseNodes);
     void readSendEnabled(ClaudeSnapshot& snapshot);
 
+    MainLoop& loop;
     Accessibility& accessibility;
     Applications& applications;
     ClaudeRelayDiagnosticHistory& history;

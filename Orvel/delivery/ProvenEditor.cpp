@@ -7,19 +7,17 @@ namespace orvel {
 ProvenEditor ProvenEditor::in(const ClaudeSnapshot& first, const ClaudeSnapshot& second) {
     throwSendErrorUnless(second.page == first.page && second.editor == first.editor &&
                              second.text == first.text && first.isIdle() && second.isIdle(),
-                         "Claude input state changed. Nothing was changed.");
+                         claudeInputChanged);
     return ProvenEditor(second);
 }
 
 std::optional<ProvenSendButton> ProvenSendButton::in(const ClaudeSnapshot& first,
                                                      const ClaudeSnapshot& second, const std::string& message,
                                                      const ClaudeSnapshot& earlier) {
-    static constexpr const char* changed =
-        "The Claude conversation, editor, content, or Send button changed. "
-        "Content was kept without sending.";
-    throwSendErrorUnless(first.holdsOnly(message, earlier) && second.holdsOnly(message, earlier), changed);
+    throwSendErrorUnless(first.holdsOnly(message, earlier) && second.holdsOnly(message, earlier),
+                         claudeChangedBeforeSend);
     if (!first.canSend() || !second.canSend()) return std::nullopt;
-    throwSendErrorUnless(second.sendButton == first.sendButton, changed);
+    throwSendErrorUnless(second.sendButton == first.sendButton, claudeChangedBeforeSend);
     return ProvenSendButton(*second.sendButton);
 }
 

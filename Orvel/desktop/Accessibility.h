@@ -129,13 +129,19 @@ struct AXActionNames {
     std::vector<std::string> names;
 };
 
+/// An attribute of an element, for a read of several together.
+struct AXRequest {
+    AXElement element;
+    std::string_view name;
+};
+
 /// Lets a platform fetch values ahead of the reads, until destroyed. See `Accessibility::readAhead`.
 class AXReadAhead {
   public:
     virtual ~AXReadAhead() = default;
 };
 
-/// Every operation except the two hints is one exchange with the other program, may be called from any
+/// Every operation except the two hints and the read of several attributes is one exchange with the other program, may be called from any
 /// thread, and reports `cannotComplete` if the element's messaging timeout passes. Values may be a few
 /// milliseconds old.
 class Accessibility {
@@ -153,6 +159,15 @@ class Accessibility {
     virtual void setMessagingTimeout(const AXElement& element, std::chrono::milliseconds timeout) = 0;
 
     virtual AXReading attribute(const AXElement& element, std::string_view name) = 0;
+
+    /// Reads several attributes, and gives their readings in the same order. A platform that can asks for all
+    /// of them at once; the others read one after the other.
+    virtual std::vector<AXReading> attributes(std::span<const AXRequest> requests) {
+        std::vector<AXReading> readings;
+        readings.reserve(requests.size());
+        for (const auto& [element, name] : requests) readings.push_back(attribute(element, name));
+        return readings;
+    }
 
     virtual AXSettable isSettable(const AXElement& element, std::string_view name) = 0;
 

@@ -54,6 +54,16 @@ std::optional<Components> componentsOf(std::string_view url) {
                       uri.fragment.first != nullptr};
 }
 
+bool hasScheme(std::string_view text) {
+    const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
+    const auto belongs = [&](char c) {
+        return isLetter(c) || (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.';
+    };
+    const auto colon = text.find(':');
+    return colon != text.npos && colon > 0 && isLetter(text.front()) &&
+           std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(colon), belongs);
+}
+
 // Whether the URL has Claude's web origin and names no user.
 bool isOfClaude(const Components& url) {
     return url.scheme == originScheme && url.host == originHost && !url.hasUserInfo &&
@@ -104,7 +114,7 @@ DiagnosticText pathSummary(std::string_view path) {
 } // namespace
 
 bool isURL(std::string_view text) {
-    return !text.empty() && componentsOf(text).has_value();
+    return hasScheme(text) || (!text.empty() && componentsOf(text).has_value());
 }
 
 std::optional<std::string> claudeWebPath(std::string_view url) {

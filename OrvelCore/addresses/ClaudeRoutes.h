@@ -12,10 +12,11 @@ namespace orvel {
 
 inline constexpr std::string_view claudeWebOrigin = "https://claude.ai";
 
-/// In bytes. A longer text is not taken for a URL, so that no page can delay a key by its URL.
+/// In bytes. A longer URL is none of Claude's, so that no page can delay a key by its URL.
 inline constexpr std::size_t maximumClaudeURLSize = 16'384;
 
-/// Whether the text is a URL of any kind.
+/// Whether a browser would take the text for a URL of any kind, of any size and with any characters behind
+/// its scheme, as an address from a page may have them. Relative ones must be well-formed.
 bool isURL(std::string_view text);
 
 /// The path of a page of Claude's web origin, still percent-encoded; nothing for any other URL.

@@ -1,8 +1,8 @@
 // Walks and reads over a tree of elements: what they find, what they refuse, and how they are bounded.
 
 #include "Orvel/accessibility/AccessibilityWalk.h"
-#include "Orvel/platform/simulated/SimulatedAccessibility.h"
 #include "Orvel/platform/simulated/SimulatedLoop.h"
+#include "Orvel/platform/simulated/SimulatedScreen.h"
 
 #include <gtest/gtest.h>
 
@@ -50,8 +50,8 @@ struct AccessibilityWalkTest : testing::Test {
     }
 
     SimulatedLoop loop;
-    SimulatedSteps steps{loop};
-    SimulatedAccessibility tree{loop, steps};
+    SimulatedScreen screen{loop};
+    SimulatedAccessibility& tree = screen.accessibility;
     AccessibilityReads reads{loop, tree, 30ms};
     Element root = tree.makeElement("AXWindow"), group = tree.makeElement("AXGroup"),
             deepest = tree.makeElement("AXTextArea");

@@ -49,7 +49,6 @@ struct ClaudeDesk {
              {&habits.leaving, &habits.loading, &habits.textShows, &habits.writtenShows, &habits.sendAppears,
               &habits.sendEnables, &habits.receipt, &habits.reply, &habits.recordWritten, &habits.newRoute})
             *time = {};
-        habits.groupsAround = 1;
         auto& applications = desktop.applications;
         applications.startTime = applications.activationTime = applications.urlTime = {};
         applications.bundles["/Library/Input Methods/GoogleJapaneseInput.app"] = {

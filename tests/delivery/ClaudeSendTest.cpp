@@ -51,6 +51,14 @@ TEST(ClaudeSend, TakesNoMoreReadsWhereTheTreeIsLarge) {
     EXPECT_EQ(large.count["attribute"] - small.count["attribute"], 100 * (2 + 5 * (2 + 2 + 1)));
 }
 
+TEST(ClaudeSend, LooksAgainWhereALastLookTookTooLongAndActsWhereAllDo) {
+    ClaudeDesk quick, slow;
+    slow.readTime = 3ms; // Of two reads.
+    EXPECT_TRUE(quick.perform().succeeded && slow.perform().succeeded);
+    EXPECT_EQ(slow.count["attribute"] - quick.count["attribute"],
+              2 * 2 * (ClaudeWindowReader::maximumLooks - 1));
+}
+
 TEST(ClaudeSend, GatesBeforeAnythingIsOpened) {
     const std::string unreachable = "Couldn't verify the Claude Desktop Code conversation ID or "
                                     "accessibility permission. Use Copy to recover.";

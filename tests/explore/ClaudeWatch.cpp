@@ -1,4 +1,5 @@
-// Claude as a destination: what is written into its editors, and which of its buttons are pressed.
+// Claude as a destination: what was there to be seen when Orvel looked, what is written into its editors, and
+// which of its buttons are pressed.
 
 #include "explore/DestinationWatch.h"
 #include "explore/SafetyJudge.h"
@@ -7,6 +8,8 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
+#include <utility>
 
 namespace orvel::explore {
 
@@ -18,23 +21,50 @@ using Deed = SimulatedClaude::Deed;
 /// How long a composition may be open before it can have been seen.
 constexpr MainLoop::Duration compositionShows = 150ms;
 
+/// How old the last look at the text, the front application and the window may be when Orvel acts. Younger
+/// than this is what nobody could have seen.
+constexpr MainLoop::Duration longestLookAge = 5ms;
+
+/// The same of the controls around the editor: a walk over a composer and what has to follow it.
+constexpr MainLoop::Duration longestControlsAge = 200ms;
+
 constexpr std::array<std::string_view, 5> touching{"setAttribute", "performAction", "openURL",
                                                    "openApplication", "activate"};
+
+/// When something was last looked at, and what was to be seen.
+template <typename Seen>
+struct Look {
+    MainLoop::Duration at{0};
+    Seen seen;
+};
+
+struct Text {
+    std::uint64_t editor, window;
+    std::string conversation, text;
+};
+
+struct Controls {
+    bool hasAttachment, hasDialog, isReplying;
+};
 
 class ClaudeWatch : public DestinationWatch {
   public:
     ClaudeWatch(ExplorationDesk& desk, SafetyJudge& judge) : desk(desk), judge(judge) {
         desk.claude.onDeed = [this](const Deed& deed) { see(deed); };
+        desk.desktop.accessibility.onRead = [this](const SimulatedElement& element, std::string_view name,
+                                                   bool isAhead) { seeRead(element, name, isAhead); };
     }
-    ~ClaudeWatch() override { desk.claude.onDeed = nullptr; }
+    ~ClaudeWatch() override {
+        desk.claude.onDeed = nullptr;
+        desk.desktop.accessibility.onRead = nullptr;
+    }
 
     bool touches(const SimulatedStep& step) override {
+        if (step.operation == "frontmost")
+            front = {step.at, desk.desktop.applications.inFront() == &desk.claude};
         if (std::find(touching.begin(), touching.end(), step.operation) == touching.end()) return false;
-        if (step.operation == "setAttribute" && ++writes > 1) judge.fail(Rule::writtenOnce, "a second write");
-        const auto send = desk.claude.sendElement();
-        if (step.operation == "performAction" && send && send->number == step.element &&
-            ++presses > judge.allowedPresses())
-            judge.fail(Rule::sentOnce, "another press of Send");
+        if (step.operation == "setAttribute") seeWriting(step);
+        if (step.operation == "performAction") seePressing(step);
         const auto since = desk.claude.composingSince();
         if (step.operation == "openURL" && since && step.at - *since > compositionShows)
             judge.fail(Rule::compositionSurvives, "asked Claude to leave an open composition");
@@ -55,44 +85,138 @@ class ClaudeWatch : public DestinationWatch {
     /// Where the text belongs; the page of a new conversation has no identifier.
     std::string destination() const { return judge.isNewConversation() ? "" : desk.destination; }
 
+    // What Orvel looks at
+
+    void seeRead(const SimulatedElement& element, std::string_view name, bool isAhead) {
+        const auto& claude = desk.claude;
+        const auto now = desk.desktop.loop.uptime();
+        const auto is = [&element](const SimulatedElement::Shared& one) { return one.get() == &element; };
+        const auto& other = claude.otherWindow();
+        if (name == "AXChildren" && is(claude.composerElement()))
+            controls = {now, {claude.showsAttachment(), claude.showsDialog(), claude.showsReply()}};
+        if (name == "AXChildren" && other && is(other->composer)) controls = {now, {}};
+        if (isAhead) return; // As old as the fetch by the time it is used.
+        if (name == "AXFocusedWindow" && is(claude.applicationElement()) && claude.windowElement())
+            window = {now, (other ? other->window : claude.windowElement())->number};
+        if (name == "AXURL" && (is(claude.pageElement()) || (other && is(other->page))))
+            page = element.number;
+        if (name == "AXValue" && other && is(other->editor)) {
+            text = {now,
+                    {element.number, other->window->number, other->conversation, element.text("AXValue")}};
+            ++looks[element.number], ++looks[page];
+        }
+        if (name == "AXValue" && is(claude.editorElement())) {
+            text = {
+                now,
+                {element.number, claude.windowElement()->number, claude.shown(), element.text("AXValue")}};
+            ++looks[element.number], ++looks[page];
+        }
+        if (name == "AXEnabled" && is(claude.sendElement())) ++looks[element.number];
+    }
+
+    /// What must hold wherever Orvel acts on the conversation's page: it acts on what it has seen, in front
+    /// of the person, and nothing that somebody could lose was to be seen around it. `conversation` is where.
+    /// `what` must have been looked at often enough.
+    void judgeAct(const SimulatedStep& step, const std::string& conversation, std::uint64_t what) {
+        const auto age = [&step](const auto& look) { return step.at - look.at; };
+        const auto isFresh = [&](const auto& look) { return look.at > 0ns && age(look) <= longestLookAge; };
+        if (judge.judgesTimes() && !(isFresh(text) && isFresh(window) && isFresh(front)))
+            judge.fail(Rule::lastLookIsFresh,
+                       "microseconds since the text: " + std::to_string(age(text) / 1us) +
+                           ", the window: " + std::to_string(age(window) / 1us) +
+                           ", the front application: " + std::to_string(age(front) / 1us));
+        if (judge.judgesTimes() && age(controls) > longestControlsAge)
+            judge.fail(Rule::lastLookIsFresh,
+                       "microseconds since the controls: " + std::to_string(age(controls) / 1us));
+        if (!front.seen) judge.fail(Rule::onlyWhatWasProved, "another application was seen in front");
+        if (window.seen != text.seen.window)
+            judge.fail(Rule::onlyWhatWasProved, "another window was seen with the focus");
+        if (text.seen.conversation != conversation)
+            judge.fail(Rule::onlyWhatWasProved, "another conversation was seen");
+        const auto& habits = desk.claude.habits;
+        const bool isFirstWindow =
+            desk.claude.windowElement() && text.seen.window == desk.claude.windowElement()->number;
+        if (isFirstWindow &&
+            (habits.editor || (habits.page && habits.pageOrigin == SimulatedClaudeHabits().pageOrigin)))
+            judge.fail(Rule::onlyWhatWasProved, "chose one of several pages or editors");
+        // In two readings that agree, and in the last look.
+        if (looks[what] < 3) judge.fail(Rule::onlyWhatWasProved, "was not seen in two readings");
+        const auto [hasAttachment, hasDialog, isReplying] = controls.seen;
+        if (hasAttachment) judge.fail(Rule::nothingIsSweptAlong, "an attachment was to be seen");
+        if (hasDialog) judge.fail(Rule::nothingIsSweptAlong, "a dialog was to be seen");
+        if (isReplying) judge.fail(Rule::nothingIsSweptAlong, "a reply was to be seen");
+    }
+
+    void seeWriting(const SimulatedStep& step) {
+        constexpr auto rule = Rule::onlyIntoTheEmptyEditor;
+        if (++writes > 1) judge.fail(Rule::writtenOnce, "a second write");
+        judgeAct(step, destination(), text.seen.editor);
+        if (step.element != text.seen.editor)
+            judge.fail(Rule::onlyWhatWasProved, "wrote to another element than the editor");
+        if (!trimmed(text.seen.text).empty()) judge.fail(rule, "wrote over a text that was seen");
+        written = {step.element, page};
+        looks.clear();
+    }
+
+    void seePressing(const SimulatedStep& step) {
+        pressed = step;
+        const auto send = desk.claude.sendElement();
+        if (!send || send->number != step.element) return; // Judged as a deed, where it has a label.
+        constexpr auto rule = Rule::onlyTheMessageIsSent;
+        if (++presses > judge.allowedPresses()) judge.fail(Rule::sentOnce, "another press of Send");
+        judgeAct(step, destination(), text.seen.editor);
+        if (text.seen.text != judge.payload())
+            judge.fail(rule, "pressed Send without having seen the message in the editor");
+        if (looks[step.element] < 2) judge.fail(Rule::onlyWhatWasProved, "Send was not seen in two readings");
+        if (written && judge.allowedPresses() == 1 && *written != std::pair(text.seen.editor, page))
+            judge.fail(Rule::onlyWhatWasProved, "pressed Send beside another editor than was written to");
+    }
+
+    // What it does there
+
     void see(const Deed& deed) {
         switch (deed.kind) {
-        case Deed::Kind::written: return seeWrite(deed);
-        case Deed::Kind::pressedSend: return seePress(deed);
+        case Deed::Kind::written: return seeWritten(deed);
+        case Deed::Kind::pressedSend: return;
         case Deed::Kind::sent:
             if (deed.before == judge.payload() && ++sends > 1)
                 judge.fail(Rule::sentOnce, "the message was sent twice");
             return;
-        case Deed::Kind::pressedOther:
-            if (deed.after != "New" || !judge.isNewConversation())
-                judge.fail(Rule::nothingElseIsPressed, "pressed another button: " + deed.after);
-            return;
+        case Deed::Kind::pressedOther: return seePressedOther(deed);
         case Deed::Kind::lostComposition: return; // Judged where it was caused.
         }
     }
 
-    // That the user types behind the last look can't be seen by anybody.
-    void seeWrite(const Deed& deed) {
+    // A composed write goes where the keyboard is by then, and so may everything that happens during the
+    // call.
+    void seeWritten(const Deed& deed) {
         constexpr auto rule = Rule::onlyIntoTheEmptyEditor;
-        if (deed.desktopID != destination()) judge.fail(rule, "wrote into another conversation");
         if (deed.after != judge.payload()) judge.fail(rule, "wrote something else than the message");
-        if (!deed.lastSeen)
-            judge.fail(rule, "wrote into an editor that was never read");
-        else if (!trimmed(*deed.lastSeen).empty())
-            judge.fail(rule, "wrote over a text that was seen");
+        if (desk.desktop.accessibility.composesWrites) return;
+        if (deed.isStray) judge.fail(rule, "wrote into an editor that is not the conversation's");
+        if (deed.desktopID != destination()) judge.fail(rule, "wrote into another conversation");
     }
 
-    void seePress(const Deed& deed) {
-        if (deed.byPerson) return;
-        constexpr auto rule = Rule::onlyTheMessageIsSent;
-        if (deed.desktopID != destination()) judge.fail(rule, "pressed Send in another conversation");
-        if (deed.lastSeen != judge.payload())
-            judge.fail(rule, "pressed Send without having seen the message in the editor");
+    void seePressedOther(const Deed& deed) {
+        if (deed.after != "New" || !judge.isNewConversation())
+            return judge.fail(Rule::nothingElseIsPressed, "pressed another button: " + deed.after);
+        judgeAct(pressed, text.seen.conversation, page);
+        if (!trimmed(text.seen.text).empty())
+            judge.fail(Rule::nothingElseIsPressed, "pressed New beside a draft that was seen");
     }
 
     ExplorationDesk& desk;
     SafetyJudge& judge;
     int writes = judge.isWritten() ? 1 : 0, presses = 0, sends = 0;
+    SimulatedStep pressed; ///< The latest press.
+    Look<bool> front{};
+    Look<std::uint64_t> window{};
+    std::uint64_t page = 0; ///< Whose address was last read.
+    Look<Text> text{};
+    Look<Controls> controls{};
+    std::map<std::uint64_t, int>
+        looks; ///< At each editor's text, by editor and page, and each Send, since the write.
+    std::optional<std::pair<std::uint64_t, std::uint64_t>> written; ///< Editor and page.
 };
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "samples/SampleCodexThread.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -25,7 +26,9 @@ class CodexWatch : public DestinationWatch {
     ~CodexWatch() override { desk.desktop.processes.onStart = nullptr; }
 
     bool touches(const SimulatedStep& step) override {
-        return step.operation == "process" && step.name == "start";
+        // Outside of a delivery Codex is only asked what stands in a conversation.
+        return step.operation == "process" && step.name == "start" &&
+               desk.model().outbox.state().operation.isUnderWay();
     }
 
     bool mayHoldMessage() const override { return handovers > 0; }
@@ -50,6 +53,7 @@ class CodexWatch : public DestinationWatch {
 
     std::ptrdiff_t inTranscript(const std::string& text) const {
         std::ptrdiff_t count = 0;
+        if (!std::filesystem::exists(desk.codexTranscriptPath())) return 0; // Archived.
         for (const auto& turn : SampleCodexThread::read(desk.codexTranscriptPath()).turns)
             count += std::count_if(turn.items.begin(), turn.items.end(), [&](const Item& item) {
                 return item.kind == Item::Kind::user && item.text == text;

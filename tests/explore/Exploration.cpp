@@ -4,6 +4,9 @@
 #include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
 #include <set>
 #include <system_error>
 
@@ -16,6 +19,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::size_t keptSteps = 40, keptFailures = 5;
+constexpr std::uint64_t shortWork = 100; ///< Steps; swept over at each of them.
 constexpr MainLoop::Duration rest = 12s, longestWatch = 3'700s;
 
 // Tells of every step to whom it concerns, in order: death, harm, judgement, trace.
@@ -100,6 +104,44 @@ void chooseHabits(ExplorationDesk& desk, std::uint64_t seed) {
     accessibility.composesWrites = chance.below(2) == 0;
     if (accessibility.composesWrites)
         accessibility.writeTime = std::chrono::milliseconds(15 + chance.below(30));
+    accessibility.supportsBatches = chance.below(2) == 0;
+
+    const auto rarely = [&chance] { return chance.below(40) == 0; };
+    const auto somewhere = [&chance] {
+        return chance.below(2) == 0 ? SimulatedIntruder::first : SimulatedIntruder::last;
+    };
+    habits.groupsAround = static_cast<int>(chance.below(4));
+    habits.sendsWhileReplying = chance.below(4) == 0;
+    if (rarely()) habits.page = somewhere();
+    if (rarely()) habits.page = somewhere(), habits.pageOrigin = "https://claude.ai.example.net";
+    if (rarely()) habits.editor = somewhere();
+    if (rarely()) habits.goesElsewhere = ExplorationDesk::third;
+    habits.hasDialog = rarely();
+    habits.hasTwoSends = rarely();
+    habits.sendEnabledIsUnreadable = rarely();
+    habits.losesReceipts = rarely();
+    habits.ignoresURLs = rarely();
+}
+
+// Without what is another in every run: the folder, and the identifiers of the attempts.
+std::string withoutIdentifiers(std::string text, const std::string& folder) {
+    for (auto at = text.find(folder); at != text.npos; at = text.find(folder, at))
+        text.erase(at, folder.size());
+    return text.substr(0, text.find("\ntransfer="));
+}
+
+// Its contents in a number; what stands in Codex's files bears the times at which it came there.
+std::size_t digestOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return std::hash<std::string>()({std::istreambuf_iterator<char>(file), {}});
+}
+
+void judgeEnding(const Scenario& scenario, RunResult& result) {
+    const bool isDelivered = scenario.afterwards || scenario.ending == Ending::received;
+    if (result.isReceived != isDelivered || result.isRetryOffered != (scenario.ending == Ending::refused))
+        result.broken.push_back({Rule::endsAsItShould, result.isReceived ? "received" : "not received"});
+    if (result.failure.find(scenario.says) == std::string::npos)
+        result.broken.push_back({Rule::endsAsItShould, "says something else"});
 }
 
 std::string inWords(const RunPlan& plan) {
@@ -153,6 +195,17 @@ void ExplorationReport::add(const ExplorationReport& other) {
     failures.insert(failures.end(), other.failures.begin(), other.failures.end());
     failed += other.failed;
     for (const auto& [rule, count] : other.broken) broken[rule] += count;
+    for (const auto& [kind, effect] : other.effects) {
+        effects[kind].runs += effect.runs;
+        effects[kind].changed += effect.changed;
+    }
+}
+
+std::vector<std::string_view> ExplorationReport::idleFaults() const {
+    std::vector<std::string_view> idle;
+    for (const auto& [kind, effect] : effects)
+        if (effect.changed == 0) idle.push_back(kind);
+    return idle;
 }
 
 Exploration::Exploration() {
@@ -178,12 +231,14 @@ RunResult Exploration::run(const RunPlan& plan) {
 
     SafetyJudge judge(desk, scenario);
     for (const auto& fault : plan.faults)
-        if (fault.kind->name.starts_with("delay")) judge.ignoreHolds();
+        if (fault.kind->name.starts_with("delay")) judge.ignoreTimes();
 
     RunResult result;
     RunObserver observer(desk, judge, plan.faults);
     const auto readsBefore = desk.desktop.accessibility.reads();
+    const auto began = desk.desktop.loop.uptime();
     const bool ended = desk.perform(scenario.work);
+    const auto duration = desk.desktop.loop.uptime() - began;
     if (!desk.isDead()) desk.desktop.loop.runUntil([&] { return desk.isDead(); }, scenario.watching);
     result.steps = observer.steps();
     result.reads = desk.desktop.accessibility.reads() - readsBefore;
@@ -202,7 +257,8 @@ RunResult Exploration::run(const RunPlan& plan) {
         desk.bootAgain();
         judge.watchProcess();
     }
-    result.failure = desk.orvel->startFailure.value_or(desk.model().notices.error().value_or(""));
+    result.failure = desk.orvel->startFailure.value_or(
+        desk.orvel->report.value_or(desk.model().notices.error().value_or("")));
     desk.model().receipts.startReceiptPolling();
     desk.desktop.loop.runFor(rest);
     if (const auto pending = desk.model().workspace.relay().pendingTransfer())
@@ -217,6 +273,11 @@ RunResult Exploration::run(const RunPlan& plan) {
     result.trace = observer.digest();
     result.broken = judge.broken();
     if (!ended) result.broken.push_back({Rule::comesToRest, "the work did not end"});
+    if (plan.faults.empty() && plan.seed == 1) judgeEnding(scenario, result);
+    result.outcome = fmt::format("{} {} {} {}|{}|{} {} {}", result.isReceived, result.isRetryOffered,
+                                 duration / 100ms, withoutIdentifiers(result.failure, folder),
+                                 desk.claude.editorText(), desk.claude.deeds().size(),
+                                 digestOf(desk.codexTranscriptPath()), digestOf(desk.codexQueuePath()));
     return result;
 }
 
@@ -231,14 +292,18 @@ ExplorationReport Exploration::sweep(const Scenario& scenario, std::uint64_t str
     const RunPlan undisturbed{&scenario, {}, 1};
     const auto plain = run(undisturbed);
     report.add(undisturbed, plain);
-    stride *= scenario.coarseness;
+    stride = plain.steps < shortWork ? 1 : stride * scenario.coarseness;
     for (const auto& step : plain.allSteps) {
         const bool isDue = step.number >= first && (step.number - first) % stride == 0;
         if (!isDue && !step.isWrite) continue;
         for (const auto& kind : allFaults()) {
             if (!kind.fits(scenario.destination) || !kind.fits(step)) continue;
             const RunPlan plan{&scenario, {{&kind, step.number}}, 1};
-            report.add(plan, run(plan));
+            const auto result = run(plan);
+            report.add(plan, result);
+            ++report.effects[kind.name].runs;
+            if (result.outcome != plain.outcome) ++report.effects[kind.name].changed;
+            if (stopsWhenBroken && report.failed > 0) return report;
         }
     }
     return report;
@@ -265,6 +330,7 @@ ExplorationReport Exploration::mix(std::uint64_t first, std::uint64_t count) {
     for (auto seed = first; seed < first + count; ++seed) {
         const auto plan = mixture(seed);
         report.add(plan, run(plan));
+        if (stopsWhenBroken && report.failed > 0) break;
     }
     return report;
 }

@@ -38,6 +38,9 @@ struct RunResult {
     MainLoop::Duration longestKeyWait{0}; ///< For the tap.
     bool isReceived = false, isRetryOffered = false;
     std::string failure; ///< What Orvel told the user.
+    /// All that a person could tell this run by from another: what was received and offered, what Orvel said,
+    /// what it did to the destination, and how long it took. The same in every run of the same plan.
+    std::string outcome;
     std::vector<BrokenRule> broken;
     std::vector<TraceLine> lastSteps;
     std::vector<SimulatedStep> allSteps; ///< Of the work, in runs without faults.
@@ -54,6 +57,15 @@ struct ExplorationReport {
     std::uint64_t failed = 0;
     std::map<Rule, std::uint64_t> broken; ///< How many runs broke each.
 
+    struct Effect {
+        std::uint64_t runs = 0, changed = 0;
+    };
+    /// By the name of a kind of fault: how many runs had it alone, and in how many the outcome was another
+    /// than without it.
+    std::map<std::string_view, Effect> effects;
+    /// The kinds that never changed anything, which proves nothing of the rules.
+    std::vector<std::string_view> idleFaults() const;
+
     void add(const RunPlan& plan, const RunResult& result);
     void add(const ExplorationReport& other);
 };
@@ -69,8 +81,11 @@ class Exploration {
     RunResult run(const RunPlan& plan);
 
     /// Every kind of fault that makes sense at every `stride`th step of the scenario, from `first` on, and at
-    /// every step that changes something outside.
+    /// every step that changes something outside; at every step of a short one.
     ExplorationReport sweep(const Scenario& scenario, std::uint64_t stride = 1, std::uint64_t first = 1);
+
+    /// Ends a sweep or a series of mixtures with the first run that breaks a rule.
+    bool stopsWhenBroken = false;
 
     /// Runs with the seeds from `first` on: scenario, habits, latencies and faults all follow from the seed.
     ExplorationReport mix(std::uint64_t first, std::uint64_t count);

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 
 namespace orvel::explore {
 
@@ -41,6 +42,7 @@ ExplorationDesk::ExplorationDesk(std::string place)
       codex(desktop.processes, desktop.loop, "/tools/codex", folder + "/home/.codex") {
     std::remove(relayStatePath().c_str());
     std::remove(codexQueuePath().c_str());
+    std::remove(archivedCodexPath().c_str());
     desktop.processes.environment["PATH"] = "/tools";
     desktop.loop.setNow(800'000'000);
     desktop.loop.setBackgroundDuration(2ms);
@@ -50,6 +52,7 @@ ExplorationDesk::ExplorationDesk(std::string place)
     SimulatedFileStore::write(codexTranscriptPath(), transcript.text());
     claude.addConversation(claudeSession, destination, {std::string("q ") + canary, "a"});
     claude.addConversation("5b0d714f-0000-4000-8000-000000000003", elsewhere, {"p", "b"});
+    claude.addConversation("5b0d714f-0000-4000-8000-000000000004", third, {"r", "c"});
     claude.show(destination);
     wireSteps();
     keepTyping();
@@ -60,7 +63,7 @@ ExplorationDesk::~ExplorationDesk() {
     desktop.processes.orphanAll();
     desktop.processes.endOrphans();
     for (const auto& made : claude.conversations()) {
-        if (made.desktopID == destination || made.desktopID == elsewhere) continue;
+        if (made.desktopID == destination || made.desktopID == elsewhere || made.desktopID == third) continue;
         std::remove(made.transcriptPath.c_str());
         std::remove((folder + "/config/Claude/claude-code-sessions/" + made.desktopID + ".json").c_str());
     }
@@ -89,6 +92,21 @@ void ExplorationDesk::keepTyping() {
 
 std::string ExplorationDesk::codexTranscriptPath() const {
     return folder + "/home/.codex/sessions/2026/11/rollout-one.jsonl";
+}
+
+std::string ExplorationDesk::archivedCodexPath() const {
+    return folder + "/home/.codex/archived_sessions/rollout-one.jsonl";
+}
+
+void ExplorationDesk::archiveCodexThread() {
+    std::error_code isGone;
+    std::filesystem::create_directories(std::filesystem::path(archivedCodexPath()).parent_path());
+    std::filesystem::rename(codexTranscriptPath(), archivedCodexPath(), isGone);
+}
+
+void ExplorationDesk::restoreCodexThread() {
+    std::error_code isThere;
+    std::filesystem::rename(archivedCodexPath(), codexTranscriptPath(), isThere);
 }
 
 std::string ExplorationDesk::codexQueuePath() const {

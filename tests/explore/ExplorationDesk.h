@@ -66,7 +66,8 @@ struct OrvelProcess {
     /// What a sender that no model drives came to.
     std::optional<ConversationReference> started;
     std::optional<std::string> startFailure;
-    TaskScope tasks; // Last: ends before what its work uses.
+    std::optional<std::string> report; ///< Of a diagnosis.
+    TaskScope tasks;                   // Last: ends before what its work uses.
 };
 
 struct ExplorationDesk {
@@ -74,6 +75,7 @@ struct ExplorationDesk {
     static constexpr auto claudeSession = "5b0d714f-0000-4000-8000-000000000002";
     static constexpr auto destination = "local_11111111-1111-4111-8111-111111111111";
     static constexpr auto elsewhere = "local_22222222-2222-4222-8222-222222222222";
+    static constexpr auto third = "local_33333333-3333-4333-8333-333333333333";
     /// What a save takes on a disk that is well.
     static constexpr std::chrono::milliseconds savingTime{20};
     /// Stands in everything that no diagnostic may show.
@@ -106,7 +108,11 @@ struct ExplorationDesk {
     std::string relayStatePath() const { return folder + "/data/relay-state.json"; }
     ConversationReference claudeReference() const;
     ConversationReference codexReference() const;
+    /// Where the thread is while nobody has archived it.
     std::string codexTranscriptPath() const;
+    std::string archivedCodexPath() const;
+    void archiveCodexThread();
+    void restoreCodexThread();
     std::string codexQueuePath() const;
 
     const std::string folder;

@@ -2,6 +2,7 @@
 
 #include "explore/Exploration.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace orvel::explore {
@@ -25,10 +26,7 @@ TEST(ExplorationTest, undisturbedRunsEndAsTheyShould) {
     for (const auto& scenario : allScenarios()) {
         SCOPED_TRACE(scenario.name);
         const auto result = exploration.run({&scenario, {}, 1});
-        const bool goesOn = scenario.afterwards != nullptr;
-        EXPECT_EQ(result.isReceived, goesOn || scenario.ending == Ending::received) << result.failure;
-        EXPECT_EQ(result.isRetryOffered, scenario.ending == Ending::refused) << result.failure;
-        EXPECT_TRUE(result.broken.empty());
+        EXPECT_TRUE(result.broken.empty()) << result.failure;
     }
 }
 
@@ -44,23 +42,18 @@ TEST(ExplorationTest, noRuleBreaksUnderAnyFault) {
     const auto report = exploration.mix(2, mixtures);
     EXPECT_EQ(report.failed, 0u) << firstOf(report);
     all.add(report);
+    EXPECT_THAT(all.idleFaults(), testing::IsEmpty());
     // A timeout of 150 ms is the slowest call; the system gives a tap 180 ms.
     EXPECT_LE(all.longestHold, 165ms);
     EXPECT_LE(all.longestKeyWait, all.longestHold);
 }
 
 TEST(ExplorationTest, sameSeedGivesTheSameTrace) {
-    const auto withoutIdentifiers = [](std::string failure) {
-        constexpr std::string_view folder = "orvel-explore-XXXXXX"; // Each exploration has its own.
-        const auto place = failure.find(folder.substr(0, folder.size() - 6));
-        if (place != failure.npos) failure.erase(place, folder.size());
-        return failure.substr(0, failure.find("\ntransfer="));
-    };
     Exploration one, two;
     for (std::uint64_t seed = 2; seed < 60; ++seed) {
         const auto first = one.run(one.mixture(seed)), second = two.run(two.mixture(seed));
         EXPECT_EQ(first.trace, second.trace) << seed;
-        EXPECT_EQ(withoutIdentifiers(first.failure), withoutIdentifiers(second.failure)) << seed;
+        EXPECT_EQ(first.outcome, second.outcome) << seed;
     }
 }
 

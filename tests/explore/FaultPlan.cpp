@@ -101,8 +101,36 @@ void pressesAreIgnored(ExplorationDesk& desk, SimulatedStep&) {
     desk.claude.habits.ignoresPresses = true;
 }
 
-void textIsTrimmed(ExplorationDesk& desk, SimulatedStep&) {
-    desk.claude.habits.trimsWrites = true;
+void linesAreJoined(ExplorationDesk& desk, SimulatedStep&) {
+    desk.claude.habits.joinsLines = true;
+}
+
+void userTypesABlank(ExplorationDesk& desk, SimulatedStep&) {
+    desk.claude.typed(" ");
+}
+
+template <void (SimulatedClaude::*happen)()>
+void inClaude(ExplorationDesk& desk, SimulatedStep&) {
+    (desk.claude.*happen)();
+}
+
+void anotherWindow(ExplorationDesk& desk, SimulatedStep&) {
+    desk.claude.opensAnotherWindow(ExplorationDesk::elsewhere);
+}
+
+void conversationInAnotherWindow(ExplorationDesk& desk, SimulatedStep&) {
+    desk.claude.opensAnotherWindow(ExplorationDesk::destination);
+}
+
+void glanceAtAnotherWindow(ExplorationDesk& desk, SimulatedStep&) {
+    desk.claude.opensAnotherWindow(ExplorationDesk::elsewhere);
+    desk.desktop.loop.outside(60ms, [&desk] { desk.claude.returnsToWindow(); });
+}
+
+// As a program that takes messages during a reply, too.
+void replyBeginsBesideSend(ExplorationDesk& desk, SimulatedStep& step) {
+    desk.claude.habits.sendsWhileReplying = true;
+    replyBegins(desk, step);
 }
 
 void clipboardIsWritten(ExplorationDesk& desk, SimulatedStep&) {
@@ -172,6 +200,22 @@ void anotherTakesTheThread(ExplorationDesk& desk, SimulatedStep&) {
     if (!desk.codex.isHeld(desk.codexSession)) desk.codex.holdAsAnother(desk.codexSession);
 }
 
+void anotherLetsTheThreadGo(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codex.letGo(desk.codexSession);
+}
+
+void anotherWrites(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codex.queuesAsAnother(desk.codexSession, "CANARY from another client");
+}
+
+void personTypesInCodex(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codex.typedWhileStoring = "CANARY typed in Codex";
+}
+
+void threadIsArchived(ExplorationDesk& desk, SimulatedStep&) {
+    desk.archiveCodexThread();
+}
+
 constexpr auto read = FaultPlace::read, write = FaultPlace::write, anyStep = FaultPlace::anyStep;
 
 constexpr FaultKind faults[] = {
@@ -207,7 +251,17 @@ constexpr FaultKind faults[] = {
     {"a reply begins", anyStep, replyBegins, Agent::claude},
     {"writes are ignored", anyStep, writesAreIgnored, Agent::claude},
     {"presses are ignored", anyStep, pressesAreIgnored, Agent::claude},
-    {"text is trimmed", anyStep, textIsTrimmed, Agent::claude},
+    {"lines are joined", anyStep, linesAreJoined, Agent::claude},
+    {"user types a blank", anyStep, userTypesABlank, Agent::claude},
+    {"a reply begins beside Send", anyStep, replyBeginsBesideSend, Agent::claude},
+    {"another window", anyStep, anotherWindow, Agent::claude},
+    {"the conversation in another window", anyStep, conversationInAnotherWindow, Agent::claude},
+    {"a glance at another window", anyStep, glanceAtAnotherWindow, Agent::claude},
+    {"a dialog opens", anyStep, inClaude<&SimulatedClaude::opensDialog>, Agent::claude},
+    {"the page is drawn anew", anyStep, inClaude<&SimulatedClaude::redrawsPage>, Agent::claude},
+    {"the page is replaced", anyStep, inClaude<&SimulatedClaude::replacesPage>, Agent::claude},
+    {"the editor is drawn anew", anyStep, inClaude<&SimulatedClaude::redrawsEditor>, Agent::claude},
+    {"Send is drawn anew", anyStep, inClaude<&SimulatedClaude::redrawsSend>, Agent::claude},
     {"permission is withdrawn", anyStep, permissionIsWithdrawn, Agent::claude},
 
     {"Codex can't be started", FaultPlace::childStart, report<AXStatus::failure>, Agent::codex},
@@ -222,6 +276,10 @@ constexpr FaultKind faults[] = {
     {"queue never ends", anyStep, queueNeverEnds, Agent::codex},
     {"turns fail", anyStep, turnsFail, Agent::codex},
     {"another program takes the thread", anyStep, anotherTakesTheThread, Agent::codex},
+    {"another program lets the thread go", anyStep, anotherLetsTheThreadGo, Agent::codex},
+    {"another program writes into the thread", anyStep, anotherWrites, Agent::codex},
+    {"person types while the queue stores", anyStep, personTypesInCodex, Agent::codex},
+    {"thread is archived", anyStep, threadIsArchived, Agent::codex},
 };
 
 } // namespace

@@ -46,7 +46,13 @@ std::optional<std::string> SafetyJudge::payload() const {
 }
 
 void SafetyJudge::watch(const SimulatedStep& step) {
-    if (destination->touches(step)) judgeSaved();
+    if (!destination->touches(step)) return;
+    if (scenario.onlyLooks) {
+        if (step.operation == "setAttribute" || step.operation == "performAction")
+            fail(Rule::nothingElseIsPressed, "touched where it was to look");
+        return;
+    }
+    judgeSaved();
 }
 
 void SafetyJudge::judgeSaved() {
@@ -148,7 +154,7 @@ void SafetyJudge::judgeHolds() {
                                  " microseconds, while the longest hold was " +
                                  std::to_string(microseconds(hold.duration)));
     const auto& busiest = desk.desktop.loop.busiestHold();
-    if (judgesHolds && busiest.own() > longestUnbrokenHold)
+    if (timesCount && busiest.own() > longestUnbrokenHold)
         fail(Rule::mainThreadIsFree, "held for " + std::to_string(microseconds(busiest.duration)) +
                                          " microseconds, of which the slowest call took " +
                                          std::to_string(microseconds(busiest.slowestCall)) +

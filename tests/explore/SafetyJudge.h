@@ -20,8 +20,9 @@ class SafetyJudge {
 
     /// The user lets Orvel press Send once more.
     void allowAnotherPress() { ++presses; }
-    /// Calls that were made slow on purpose say nothing of how long Orvel holds the main thread.
-    void ignoreHolds() { judgesHolds = false; }
+    /// Calls that were made slow on purpose say nothing of how long Orvel holds the main thread, nor of how
+    /// old its last look is.
+    void ignoreTimes() { timesCount = false; }
 
     /// To be told of every step that is about to happen, after the faults had their turn.
     void watch(const SimulatedStep& step);
@@ -43,6 +44,7 @@ class SafetyJudge {
     /// Whether an earlier attempt has written the message.
     bool isWritten() const;
     int allowedPresses() const { return presses; }
+    bool judgesTimes() const { return timesCount; }
 
   private:
     void judgeFailure(const RelaySendError& failure);
@@ -59,7 +61,7 @@ class SafetyJudge {
     std::unique_ptr<DestinationWatch> destination;
     ChangeSignal::Subscription changes;
     int presses = 1;
-    bool judgesHolds = true, wasOffered = false;
+    bool timesCount = true, wasOffered = false;
     std::vector<BrokenRule> found;
 };
 

@@ -16,6 +16,15 @@ constexpr RuleText rules[] = {
     {Rule::onlyTheMessageIsSent, "only the message is sent",
      "Send is pressed only in the destination, and only where its editor was seen to hold the message; to "
      "Codex only the message is handed, for the destination."},
+    {Rule::onlyWhatWasProved, "only what was proved",
+     "What is written to and pressed is the element that two readings and a last look have seen, the only "
+     "one "
+     "of its kind, in the focused window of the application in front."},
+    {Rule::nothingIsSweptAlong, "nothing is swept along",
+     "Nothing is written or pressed where an attachment, a dialog or a reply was to be seen."},
+    {Rule::lastLookIsFresh, "the last look is fresh",
+     "What Orvel acts on it has looked at within the last 5 ms: the text, the window, the application in "
+     "front."},
     {Rule::nothingElseIsPressed, "nothing else is pressed",
      "Nothing but Send is pressed, and New where a new conversation was asked for."},
     {Rule::compositionSurvives, "composition survives",
@@ -42,6 +51,8 @@ constexpr RuleText rules[] = {
     {Rule::keysPass, "keys pass",
      "A key that the person presses waits for what holds the main thread, not "
      "for other work that waits as well."},
+    {Rule::endsAsItShould, "ends as it should",
+     "A run in which nothing goes wrong ends as its scenario says."},
 };
 
 } // namespace

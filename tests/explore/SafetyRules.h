@@ -12,6 +12,9 @@ enum class Rule {
     sentOnce,
     onlyIntoTheEmptyEditor,
     onlyTheMessageIsSent,
+    onlyWhatWasProved,
+    nothingIsSweptAlong,
+    lastLookIsFresh,
     nothingElseIsPressed,
     compositionSurvives,
     retryOnlyIfNothingInserted,
@@ -25,7 +28,8 @@ enum class Rule {
     protocolIsKept,
     diagnosticsHoldNoContent,
     mainThreadIsFree,
-    keysPass
+    keysPass,
+    endsAsItShould
 };
 
 struct RuleText {

@@ -1,8 +1,10 @@
 #include "explore/Scenarios.h"
 
+#include "Orvel/delivery/ClaudeReadiness.h"
 #include "OrvelCore/relay/RelayStateJson.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace orvel::explore {
 
@@ -12,6 +14,8 @@ using namespace std::chrono_literals;
 
 constexpr auto note = "Please look at this.";
 constexpr auto newText = "CANARY begin here";
+/// How much rarer what is refused anyway is explored.
+constexpr std::uint64_t strange = 12;
 
 // Orvel has a pair, with a note for the message that goes out from the desk's source.
 void pairUp(ExplorationDesk& desk) {
@@ -71,6 +75,41 @@ void openComposition(ExplorationDesk& desk) {
     desk.desktop.loop.runFor(1s);
 }
 
+template <auto habit, auto value>
+void atDestinationWith(ExplorationDesk& desk) {
+    desk.claude.habits.*habit = value;
+    atDestination(desk);
+}
+
+template <SimulatedIntruder where>
+void besideAResemblingHost(ExplorationDesk& desk) {
+    desk.claude.habits.pageOrigin = "https://claude.ai.example.net";
+    desk.claude.habits.page = where;
+    atDestination(desk);
+}
+
+// Four groups less around the editor than there are, so that its composer is the page.
+void atShallowComposer(ExplorationDesk& desk) {
+    desk.claude.habits.groupsAround = 0;
+    desk.claude.habits.groupsInside = 3;
+    atDestination(desk);
+}
+
+void anotherConversationOpens(ExplorationDesk& desk) {
+    desk.claude.habits.goesElsewhere = ExplorationDesk::third;
+    atEmptyElsewhere(desk);
+}
+
+void nothingOpens(ExplorationDesk& desk) {
+    desk.claude.habits.ignoresURLs = true;
+    atEmptyElsewhere(desk);
+}
+
+// More than 4,000 elements.
+void atEndlessConversation(ExplorationDesk& desk) {
+    inClaude(desk, ExplorationDesk::destination, 1'010);
+}
+
 // About 3,500 elements; 4,000 are the limit.
 void atLongConversation(ExplorationDesk& desk) {
     onAPlatformWithHints(desk);
@@ -106,12 +145,13 @@ void claudeNotStarted(ExplorationDesk& desk) {
 
 // The message of an earlier attempt stands in the editor, and its record awaits a receipt.
 void messageLeftInEditor(ExplorationDesk& desk) {
+    const auto habits = std::exchange(desk.claude.habits, {});
     atDestination(desk);
     desk.claude.habits.ignoresPresses = true;
     desk.boot();
     desk.perform([](OrvelProcess& orvel) { orvel.model.outbox.sendRelay(); });
     desk.orvel.reset();
-    desk.claude.habits.ignoresPresses = false;
+    desk.claude.habits = habits;
     desk.desktop.applications.bringToFront(SimulatedApplications::self);
 }
 
@@ -132,6 +172,10 @@ void sendRelay(OrvelProcess& orvel) {
 
 void submitDraft(OrvelProcess& orvel) {
     orvel.model.outbox.submitExistingClaudeDraft();
+}
+
+void diagnose(OrvelProcess& orvel) {
+    orvel.model.outbox.diagnoseRelayComposer([&orvel](const std::string& report) { orvel.report = report; });
 }
 
 Task<void> startNew(OrvelProcess& orvel, RelayInitialTransfer transfer) {
@@ -155,10 +199,12 @@ void startConversation(OrvelProcess& orvel) {
 // The user puts things right, and takes whatever way on Orvel offers.
 void userGoesOn(ExplorationDesk& desk, SafetyJudge& judge) {
     auto& applications = desk.desktop.applications;
-    desk.claude.habits.ignoresWrites = desk.claude.habits.ignoresPresses = desk.claude.habits.trimsWrites =
+    desk.claude.habits.ignoresWrites = desk.claude.habits.ignoresPresses = desk.claude.habits.joinsLines =
         false;
     applications.bringToFront(applications.start(desk.claude));
     desk.claude.opensWindow();
+    desk.claude.returnsToWindow();
+    desk.claude.redrawsPage(); // Without the dialog that may stand there.
     desk.claude.userNavigates(ExplorationDesk::destination);
     desk.desktop.loop.runFor(3s);
     desk.claude.userFinishesComposing();
@@ -177,6 +223,8 @@ void userGoesOn(ExplorationDesk& desk, SafetyJudge& judge) {
 
 // The user tries again where Orvel offers it.
 void userRetries(ExplorationDesk& desk, SafetyJudge& judge) {
+    desk.restoreCodexThread();
+    desk.desktop.loop.runFor(3s);
     desk.codex.hasServer = desk.codex.queueStores = desk.codex.queueEnds = true;
     desk.codex.queueStatus = 0;
     const auto pending = desk.model().workspace.relay().pendingTransfer();
@@ -211,6 +259,113 @@ constexpr Scenario scenarios[] = {
      .prepare = atLongConversation,
      .work = sendRelay,
      .coarseness = 400},
+    // What does not look as it should.
+    {.name = "two prompts, a strange one first",
+     .about = "a send into a page with another prompt above its own",
+     .prepare = atDestinationWith<&SimulatedClaudeHabits::editor, SimulatedIntruder::first>,
+     .work = sendRelay,
+     .ending = Ending::refused,
+     .coarseness = strange,
+     .says = claudeEditorUnverified},
+    {.name = "two prompts, a strange one last",
+     .about = "the same with the other prompt below",
+     .prepare = atDestinationWith<&SimulatedClaudeHabits::editor, SimulatedIntruder::last>,
+     .work = sendRelay,
+     .ending = Ending::refused,
+     .coarseness = strange,
+     .says = claudeEditorUnverified},
+    {.name = "two pages, a strange one first",
+     .about = "a send into a window that shows the conversation twice",
+     .prepare = atDestinationWith<&SimulatedClaudeHabits::page, SimulatedIntruder::first>,
+     .work = sendRelay,
+     .ending = Ending::refused,
+     .coarseness = strange,
+     .says = "Multiple Claude Code conversations were found."},
+    {.name = "two pages, a strange one last",
+     .about = "the same with the other page last",
+     .prepare = atDestinationWith<&SimulatedClaudeHabits::page, SimulatedIntruder::last>,
+     .work = sendRelay,
+     .ending = Ending::refused,
+     .coarseness = strange,
+     .says = "Multiple Claude Code conversations were found."},
+    {.name = "resembling host first",
+     .about = "a send beside a page whose host only begins like Claude's",
+     .prepare = besideAResemblingHost<SimulatedIntruder::first>,
+     .work = sendRelay,
+     .coarseness = strange},
+    {.name = "resembling host last",
+     .about = "the same with that page last",
+     .prepare = besideAResemblingHost<SimulatedIntruder::last>,
+     .work = sendRelay,
+     .coarseness = strange},
+    {.name = "dialog",
+     .about = "a send where a dialog is open above the composer",
+     .prepare = atDestinationWith<&SimulatedClaudeHabits::hasDialog, true>,
+     .work = sendRelay,
+     .ending = Ending::refused,
+     .coarseness = strange,
+     .says = claudeEditorUnverified},
+    {.name = "two Sends",
+     .about = "a send where the message brings forth two Send buttons",
+     .prepare = atDestinationWith<&SimulatedClaudeHabits::hasTwoSends, true>,
+     .work = sendRelay,
+     .ending = Ending::stillAbsent,
+     .coarseness = strange,
+     .says = claudeEditorUnverified},
+    {.name = "unreadable Send",
+     .about = "a send where nobody can tell whether Send is enabled",
+     .prepare = atDestinationWith<&SimulatedClaudeHabits::sendEnabledIsUnreadable, true>,
+     .work = sendRelay,
+     .ending = Ending::stillAbsent,
+     .coarseness = strange,
+     .says = "Couldn't read whether Claude’s Send button is enabled."},
+    {.name = "deep page",
+     .about = "a send into a composer that lies deeper in its page",
+     .prepare = atDestinationWith<&SimulatedClaudeHabits::groupsAround, 5>,
+     .work = sendRelay,
+     .coarseness = strange},
+    {.name = "shallow composer",
+     .about = "a send into an editor without the groups that a composer has",
+     .prepare = atShallowComposer,
+     .work = sendRelay,
+     .ending = Ending::refused,
+     .coarseness = strange,
+     .says = claudeEditorUnverified},
+    {.name = "endless conversation",
+     .about = "a send into a page of more elements than are walked over",
+     .prepare = atEndlessConversation,
+     .work = sendRelay,
+     .ending = Ending::refused,
+     .coarseness = 2'000,
+     .says = claudeEditorUnverified},
+    {.name = "another conversation opens",
+     .about = "a send for which Claude goes to another conversation than it was asked for",
+     .prepare = anotherConversationOpens,
+     .work = sendRelay,
+     .ending = Ending::refused,
+     .coarseness = strange,
+     .says = "Claude navigated to another conversation."},
+    {.name = "nothing opens",
+     .about = "a send for which Claude stays where it is",
+     .prepare = nothingOpens,
+     .work = sendRelay,
+     .ending = Ending::refused,
+     .coarseness = strange,
+     .says = "did not become ready in time"},
+    {.name = "receipt is lost",
+     .about = "a send that never reaches the transcript",
+     .prepare = atDestinationWith<&SimulatedClaudeHabits::losesReceipts, true>,
+     .work = sendRelay,
+     .ending = Ending::stillAbsent,
+     .coarseness = strange,
+     .says = "delivery is not confirmed"},
+    {.name = "diagnosis",
+     .about = "a look at the composer, without sending",
+     .prepare = atDestination,
+     .work = diagnose,
+     .ending = Ending::stillAbsent,
+     .onlyLooks = true,
+     .says = "Ancestor 6: role=AXGroup"},
     {.name = "into Codex",
      .about = "a send into Codex, and a retry where Orvel offers one",
      .prepare = atCodex,

@@ -15,7 +15,7 @@ namespace orvel::explore {
 enum class Ending {
     received,
     refused,    ///< Nothing was touched but the foreground, and a retry is offered.
-    stillAbsent ///< Sent, and not yet seen in the transcript.
+    stillAbsent ///< Neither received nor offered once more.
 };
 
 struct Scenario {
@@ -29,10 +29,12 @@ struct Scenario {
     /// What the user does when all has come to rest and the faults have stopped; may be null.
     void (*afterwards)(ExplorationDesk& desk, SafetyJudge& judge) = nullptr;
     std::string_view newConversation = {}; ///< The text for a new conversation, if one is to be made.
+    bool onlyLooks = false;                ///< Nothing is written and nothing pressed.
     bool isWritten = false;                ///< The message was written before.
     Agent destination = Agent::claude;     ///< Into whose conversation the message goes.
     MainLoop::Duration watching{0};        ///< How long faults still happen after the work.
     std::uint64_t coarseness = 1;          ///< Sweeps go on by so many of their strides; runs are as rare.
+    std::string_view says = {};            ///< Stands in what Orvel tells the person in the end.
 };
 
 std::span<const Scenario> allScenarios();

@@ -6,8 +6,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <optional>
+#include <stdexcept>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -23,21 +28,23 @@ constexpr auto usage =
     "  --mixtures N      so many mixtures (20000)\n"
     "  --seed N          only the mixture of this seed, with its last steps\n"
     "  --fault NAME --step N   only this fault at this step of the scenario, with its last steps\n"
+    "  --until-broken    end with the first run that breaks a rule\n"
+    "  --document FILE   write what a whole run came to between the marks in this document\n"
     "  --list            name the scenarios, the faults and the rules\n";
 
 struct Options {
-    std::string_view scenario, fault;
+    std::string_view scenario, fault, document;
     std::uint64_t stride = 1, step = 0;
     std::optional<std::uint64_t> seed, mixtures;
-    bool lists = false;
+    bool lists = false, untilBroken = false;
 };
 
 std::optional<Options> parsed(int count, char** arguments) {
     Options options;
     for (int i = 1; i < count; ++i) {
         const std::string_view name = arguments[i];
-        if (name == "--list") {
-            options.lists = true;
+        if (name == "--list" || name == "--until-broken") {
+            (name == "--list" ? options.lists : options.untilBroken) = true;
             continue;
         }
         if (i + 1 == count) return std::nullopt;
@@ -45,6 +52,8 @@ std::optional<Options> parsed(int count, char** arguments) {
         const auto number = std::strtoull(value, nullptr, 10);
         if (name == "--scenario")
             options.scenario = value;
+        else if (name == "--document")
+            options.document = value;
         else if (name == "--fault")
             options.fault = value;
         else if (name == "--stride" && number > 0)
@@ -104,6 +113,26 @@ int runOne(Exploration& exploration, const RunPlan& plan) {
     return report.failed ? 1 : 0;
 }
 
+// The figures of a document, which nobody writes by hand.
+void document(const std::string& path, const ExplorationReport& all, const Options& options,
+              std::uint64_t mixtures) {
+    constexpr std::string_view begin = "<!-- figures of a whole run -->\n", end = "<!-- end -->";
+    std::ifstream file(path);
+    std::string text{std::istreambuf_iterator<char>(file), {}};
+    const auto from = text.find(begin), to = text.find(end, from);
+    if (from == text.npos || to == text.npos) throw std::runtime_error("There are no marks in " + path);
+    text.replace(
+        from + begin.size(), to - from - begin.size(),
+        fmt::format(
+            "A run of {} scenarios, at every {}step of each, and {} mixtures: {} runs with {} kinds of "
+            "faults, judged by {} rules, {} of which were broken.\nThe longest hold was {:.0f} ms, and "
+            "{:.1f} ms without slow calls; the longest wait of a key was {:.0f} ms.\n",
+            allScenarios().size(), options.stride == 1 ? "" : fmt::format("{}th ", options.stride), mixtures,
+            all.runs, allFaults().size(), allRules().size(), all.broken.size(), milliseconds(all.longestHold),
+            milliseconds(all.longestOwnHold), milliseconds(all.longestKeyWait)));
+    std::ofstream(path) << text;
+}
+
 int exploreAll(Exploration& exploration, const Options& options) {
     ExplorationReport all;
     const auto began = std::chrono::steady_clock::now();
@@ -113,14 +142,21 @@ int exploreAll(Exploration& exploration, const Options& options) {
         fmt::print("{}: {}; {} steps, {} accessibility reads; {}\n", scenario.name, scenario.about,
                    plain.steps, plain.reads, plain.isReceived ? "received" : "not received");
         all.add(timed(scenario.name, [&] { return exploration.sweep(scenario, options.stride); }));
+        if (options.untilBroken && all.failed > 0) return 1;
     }
     const auto mixtures = options.mixtures.value_or(options.scenario.empty() ? 20'000 : 0);
     if (mixtures > 0) all.add(timed("mixtures", [&] { return exploration.mix(2, mixtures); }));
     fmt::print("\n{} scenarios, {} kinds of faults, {} rules\n", allScenarios().size(), allFaults().size(),
                allRules().size());
+    for (const auto& [kind, effect] : all.effects)
+        fmt::print("“{}” changed the outcome of {} in {} runs\n", kind, effect.changed, effect.runs);
+    const bool isWhole = options.scenario.empty();
+    const auto idle = isWhole ? all.idleFaults() : std::vector<std::string_view>();
+    for (const auto& kind : idle) fmt::print("“{}” never changed anything.\n", kind);
     all.failures.clear(); // They have been printed.
     print("all", all, std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count());
-    return all.failed ? 1 : 0;
+    if (isWhole && !options.document.empty()) document(std::string(options.document), all, options, mixtures);
+    return all.failed || !idle.empty() ? 1 : 0;
 }
 
 } // namespace
@@ -136,6 +172,7 @@ int main(int count, char** arguments) {
         return 0;
     }
     Exploration exploration;
+    exploration.stopsWhenBroken = options->untilBroken;
     if (options->seed) return runOne(exploration, exploration.mixture(*options->seed));
     if (!options->fault.empty()) {
         const auto* scenario = scenarioNamed(options->scenario);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <unordered_map>
+#include <utility>
 
 namespace orvel {
 
@@ -67,7 +68,10 @@ class SimulatedAccessibility::ReadAhead : public AXReadAhead {
         for (auto* element : everythingBelow(root)) {
             if (arrivals.size() == limit) break;
             Fetched fetch{element->shared_from_this(), arrivals.size() + 1, {}, {}};
-            for (const auto& name : wanted) fetch.readings.push_back(owner.valueOf(*element, name));
+            for (const auto& name : wanted) {
+                fetch.readings.push_back(owner.valueOf(*element, name));
+                if (owner.onRead) owner.onRead(*element, name, true);
+            }
             arrivals.emplace(element, std::move(fetch));
         }
         owner.fetched.push_back(this);
@@ -156,15 +160,30 @@ void SimulatedAccessibility::setMessagingTimeout(const AXElement& element,
 }
 
 AXReading SimulatedAccessibility::attribute(const AXElement& handle, std::string_view name) {
+    return read(handle, name, latency.draw(chance));
+}
+
+// All answers are there when the slowest is.
+std::vector<AXReading> SimulatedAccessibility::attributes(std::span<const AXRequest> requests) {
+    if (!supportsBatches) return Accessibility::attributes(requests);
+    std::chrono::nanoseconds slowest{0};
+    for (std::size_t i = 0; i < requests.size(); ++i) slowest = std::max(slowest, latency.draw(chance));
+    std::vector<AXReading> readings;
+    for (const auto& [element, name] : requests)
+        readings.push_back(read(element, name, std::exchange(slowest, std::chrono::nanoseconds(1'000))));
+    return readings;
+}
+
+AXReading SimulatedAccessibility::read(const AXElement& handle, std::string_view name,
+                                       std::chrono::nanoseconds duration) {
     ++readCount;
-    auto duration = latency.draw(chance);
     auto known = fetchedValue(handle, name);
     if (known) duration = std::max(known->arrival - loop.uptime(), MainLoop::Duration(1'000));
     const auto call = begin("attribute", handle, name, false, duration, known.has_value());
     if (call.status != AXStatus::success) return {call.status, {}};
     if (known) return std::move(known->reading); // Says nothing of what stands there now.
     auto reading = valueOf(*call.element, name);
-    if (call.element->wasRead) call.element->wasRead(name);
+    if (onRead) onRead(*call.element, name, false);
     return reading;
 }
 
@@ -216,19 +235,29 @@ AXStatus SimulatedAccessibility::write(SimulatedElement& element, std::string_vi
 
 AXStatus SimulatedAccessibility::compose(SimulatedElement& element, std::string_view name,
                                          const AXValue& value) {
+    const auto* text = std::get_if<std::string>(&value);
+    if (name != "AXValue" || !text || !element.write) return AXStatus::attributeUnsupported;
     const auto target = element.shared_from_this();
-    const auto pasted = std::make_shared<std::optional<AXStatus>>();
-    loop.outside(writeTime, [this, target, pasted, name = std::string(name), value] {
-        *pasted = write(*target, name, value);
-    });
-    const auto isDone = [&] {
-        if (!*pasted) return false;
-        const auto* read = target->find(name);
-        return **pasted != AXStatus::success || target->isRemoved() || (read && *read == value);
-    };
     const auto bound = element.messagingTimeout.count() > 0 ? element.messagingTimeout : ownBound;
-    if (!loop.spendUntil(isDone, bound) || target->isRemoved()) return AXStatus::mayHaveHappened;
-    return **pasted;
+    const auto end = loop.uptime() + bound;
+    const auto before = pasteboard.contents();
+    if (!pasteboard.setString(*text)) return AXStatus::failure;
+    const auto giveBack = [&] {
+        if (pasteboard.text == *text) pasteboard.copiedElsewhere(before);
+    };
+    loop.spendUntil([] { return false; }, writeTime);
+    const auto paste = steps.take("paste", true);
+    const bool isPasted = pasteboard.text == *text && (!paste.report || paste.happens);
+    if (isPasted) front.paste(*text);
+    const auto shows = [&] {
+        const auto* read = target->find(name);
+        return target->isRemoved() || (read && *read == value);
+    };
+    const bool isThere =
+        isPasted && loop.spendUntil(shows, std::max(MainLoop::Duration(0), end - loop.uptime()));
+    giveBack();
+    if (!isPasted) return AXStatus::failure;
+    return isThere && !target->isRemoved() ? AXStatus::success : AXStatus::mayHaveHappened;
 }
 
 AXActionNames SimulatedAccessibility::actionNames(const AXElement& element) {

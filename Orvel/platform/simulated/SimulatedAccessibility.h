@@ -2,11 +2,14 @@
 // The accessibility interface of a simulated desktop: reads take time, time out, and find elements gone.
 
 #include "Orvel/desktop/Accessibility.h"
+#include "Orvel/platform/simulated/SimulatedApplications.h"
 #include "Orvel/platform/simulated/SimulatedElement.h"
+#include "Orvel/platform/simulated/SimulatedPasteboard.h"
 #include "Orvel/platform/simulated/SimulatedSteps.h"
 #include "Orvel/platform/simulated/WorldLoop.h"
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <memory>
 #include <vector>
@@ -23,7 +26,9 @@ struct SimulatedLatency {
 
 class SimulatedAccessibility : public Accessibility {
   public:
-    SimulatedAccessibility(WorldLoop& loop, SimulatedSteps& steps) : loop(loop), steps(steps) {}
+    SimulatedAccessibility(WorldLoop& loop, SimulatedSteps& steps, SimulatedApplications& applications,
+                           SimulatedPasteboard& pasteboard)
+        : loop(loop), steps(steps), front(applications), pasteboard(pasteboard) {}
 
     // The world's side
 
@@ -36,14 +41,18 @@ class SimulatedAccessibility : public Accessibility {
     bool trusted = true;
     SimulatedLatency latency;
     std::chrono::nanoseconds writeTime{1'000'000};
-    /// The platform knows no writes: it pastes `writeTime` after the call, and returns when it reads the
-    /// text.
+    /// The platform knows no writes: it owns the clipboard, and pastes into whatever has the keyboard
+    /// `writeTime` after the call, unless the clipboard holds something else by then. It returns when it
+    /// reads the text.
     bool composesWrites = false;
     std::chrono::milliseconds ownBound{6'000}; ///< Of calls on elements without a timeout of their own.
     std::chrono::milliseconds greatestBound{
         100'000}; ///< What the platform takes at most, however long it may.
-    bool supportsReadAhead = false, supportsSearch = false;
+    bool supportsReadAhead = false, supportsSearch = false, supportsBatches = false;
     SimulatedChance chance{1};
+
+    /// Told as the value of an attribute is taken from an element, for a read or ahead of one.
+    std::function<void(const SimulatedElement& element, std::string_view name, bool isAhead)> onRead;
 
     /// How many attributes have been read.
     std::uint64_t reads() const { return readCount; }
@@ -54,6 +63,7 @@ class SimulatedAccessibility : public Accessibility {
     AXElement application(ProcessID process) override;
     void setMessagingTimeout(const AXElement& element, std::chrono::milliseconds timeout) override;
     AXReading attribute(const AXElement& element, std::string_view name) override;
+    std::vector<AXReading> attributes(std::span<const AXRequest> requests) override;
     AXSettable isSettable(const AXElement& element, std::string_view name) override;
     AXStatus setAttribute(const AXElement& element, std::string_view name, const AXValue& value) override;
     AXActionNames actionNames(const AXElement& element) override;
@@ -82,13 +92,16 @@ class SimulatedAccessibility : public Accessibility {
     Call begin(std::string_view operation, const AXElement& handle, std::string_view name, bool isWrite,
                std::chrono::nanoseconds duration, bool isKnown = false);
     std::optional<FetchedValue> fetchedValue(const AXElement& handle, std::string_view name) const;
+    AXReading read(const AXElement& handle, std::string_view name, std::chrono::nanoseconds duration);
     AXReading valueOf(SimulatedElement& element, std::string_view name) const;
-    AXStatus write(SimulatedElement& element, std::string_view name, const AXValue& value);
+    static AXStatus write(SimulatedElement& element, std::string_view name, const AXValue& value);
     AXStatus compose(SimulatedElement& element, std::string_view name, const AXValue& value);
     MainLoop::Duration endOfFetches() const;
 
     WorldLoop& loop;
     SimulatedSteps& steps;
+    SimulatedApplications& front;
+    SimulatedPasteboard& pasteboard;
     std::uint64_t madeElements = 0, readCount = 0;
     std::map<ProcessID, SimulatedElement::Shared> applications;
     std::vector<ReadAhead*> fetched;

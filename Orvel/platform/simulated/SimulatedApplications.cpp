@@ -40,6 +40,13 @@ SimulatedApplication* SimulatedApplications::inFront() const {
     return found == processes.end() ? nullptr : found->second;
 }
 
+void SimulatedApplications::paste(const std::string& text) {
+    if (auto* application = inFront())
+        application->pasted(text);
+    else
+        strayPastes.push_back(text);
+}
+
 std::optional<RunningApplication> SimulatedApplications::facts(ProcessID process) const {
     if (process == self) return RunningApplication{std::nullopt, self};
     const auto found = processes.find(process);

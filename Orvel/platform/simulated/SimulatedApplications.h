@@ -27,6 +27,8 @@ class SimulatedApplication {
     virtual void openURL(const std::string&) {}
     /// The person types a character while the application has the keyboard.
     virtual void typed(const std::string&) {}
+    /// Something is pasted while it has the keyboard.
+    virtual void pasted(const std::string&) {}
 
     const std::string bundleID;
     std::string version; ///< Empty if it can't be known.
@@ -49,6 +51,8 @@ class SimulatedApplications : public Applications {
     void bringToFront(ProcessID process) { front = process; }
     /// The process of an application that runs, else 0.
     ProcessID processOf(const SimulatedApplication& application) const;
+    /// Pastes into whatever has the keyboard.
+    void paste(const std::string& text);
     /// The application that has the keyboard, or null.
     SimulatedApplication* inFront() const;
 
@@ -57,7 +61,8 @@ class SimulatedApplications : public Applications {
     bool opens = true;                                ///< What opening an application ends with.
     std::map<std::string, ApplicationBundle> bundles; ///< Besides those of installed applications, by place.
 
-    int activations = 0; ///< Of this program, by itself.
+    std::vector<std::string> strayPastes; ///< Into what is no application of the simulation.
+    int activations = 0;                  ///< Of this program, by itself.
     std::vector<std::string> revealed;
     std::vector<std::string> openedURLs;
 

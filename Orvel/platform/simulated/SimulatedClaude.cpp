@@ -105,13 +105,14 @@ void SimulatedClaude::ended() {
 void SimulatedClaude::opensWindow() {
     if (window) return;
     window = child(application, "AXWindow", "AXTitle", "Claude");
-    application->set("AXFocusedWindow", window->handle());
+    focusWindow(window);
     makeSidebar();
     makePage();
     makeComposer();
 }
 
 void SimulatedClaude::closesWindow() {
+    returnsToWindow();
     if (!window) return;
     dropPage();
     window->remove();
@@ -167,6 +168,7 @@ void SimulatedClaude::makeSidebar() {
         shell->set("AXURL", AXURL{"file:///Applications/Claude.app/Contents/Resources/shell/index.html"});
     }
     const auto bar = child(shell, "AXGroup", "AXDescription", "Sidebar");
+    button(bar, "AXTitle", "New window", nullptr);
     button(bar, "AXTitle", "New", [this] { goTo(""); });
     button(bar, "AXDescription", "Search", nullptr);
     const auto list = child(bar, "AXList");
@@ -175,8 +177,8 @@ void SimulatedClaude::makeSidebar() {
                [this, id = each.desktopID] { goTo(id); });
 }
 
-std::string SimulatedClaude::address() const {
-    return std::string(origin) + std::string(codePath) + (route.empty() ? "" : "/" + route);
+std::string SimulatedClaude::address(const std::string& desktopID) {
+    return std::string(origin) + std::string(codePath) + (desktopID.empty() ? "" : "/" + desktopID);
 }
 
 void SimulatedClaude::makePage() {
@@ -184,7 +186,9 @@ void SimulatedClaude::makePage() {
     if (!page) {
         page = child(shell, "AXWebArea");
         page->set("AXTitle", std::string("Claude"));
-        for (int i = 1; i < habits.pagesShown; ++i) child(shell, "AXWebArea")->set("AXURL", AXURL{address()});
+        if (habits.page)
+            intrude(shell, "AXWebArea", *habits.page)
+                ->set("AXURL", AXURL{habits.pageOrigin + address().substr(origin.size())});
     }
     page->set("AXURL", AXURL{address()});
 }
@@ -203,9 +207,8 @@ void SimulatedClaude::dropPage() {
         while (!page->below().empty()) page->below().back()->remove();
     }
     messages = composerRoot = toolbar = editor = nullptr;
-    sendButton = stopButton = replyNote = attachment = nullptr;
+    sendButton = secondSend = stopButton = replyNote = attachment = dialog = nullptr;
     isSendComing = false;
-    seen.reset();
     setFocus();
 }
 
@@ -228,24 +231,123 @@ void SimulatedClaude::makeComposer() {
     auto group = page;
     for (int level = 0; level < habits.groupsAround; ++level) group = child(group, "AXGroup");
     group = composerRoot = child(group, "AXGroup");
-    for (int level = 4; level >= 1; --level) group = child(group, "AXGroup");
-    editor = child(group, "AXTextArea", "AXDescription", "Prompt");
-    editor->set("AXValue", std::string());
-    editor->set("AXSelectedTextRange", AXRange{0, 0});
-    editor->set("AXTextInputMarkedTextMarkerRange", std::monostate());
-    editor->write = [this](std::string_view name, const AXValue& value) { return takeWrite(name, value); };
-    editor->wasRead = [this](std::string_view name) {
-        if (name != "AXValue") return;
-        seen = editor->text("AXValue");
-        seenAt = screen.world.uptime();
-    };
+    for (int level = habits.groupsInside; level >= 1; --level) group = child(group, "AXGroup");
+    editor = child(group, "AXTextArea");
+    makeEditor();
+    if (habits.editor) intrude(page, "AXGroup", *habits.editor);
     toolbar = child(composerRoot, "AXGroup");
     button(toolbar, "AXDescription", "Add files", nullptr);
     child(toolbar, "AXPopUpButton", "AXTitle", "Model");
+    if (habits.hasDialog) opensDialog();
     showText();
     showReply();
     showAttachment();
     setFocus();
+}
+
+// Makes the editor's element what an editor is.
+void SimulatedClaude::makeEditor() {
+    editor->set("AXDescription", std::string("Prompt"));
+    editor->set("AXValue", std::string());
+    editor->set("AXSelectedTextRange", AXRange{0, 0});
+    editor->set("AXTextInputMarkedTextMarkerRange", std::monostate());
+    editor->write = [this](std::string_view name, const AXValue& value) { return takeWrite(name, value); };
+}
+
+// A prompt below four groups more, which takes a text and does nothing with it.
+SimulatedClaude::Element
+SimulatedClaude::promptBelow(const Element& root, std::function<std::string()> conversation, bool isStray) {
+    auto group = root;
+    for (int level = 1; level <= 4; ++level) group = child(group, "AXGroup");
+    const auto prompt = child(group, "AXTextArea", "AXDescription", "Prompt");
+    prompt->set("AXValue", std::string());
+    prompt->set("AXTextInputMarkedTextMarkerRange", std::monostate());
+    prompt->write = [this, prompt = prompt.get(), conversation = std::move(conversation),
+                     isStray](std::string_view name, const AXValue& value) {
+        const auto* text = std::get_if<std::string>(&value);
+        if (name != "AXValue" || !text) return AXStatus::attributeUnsupported;
+        done.push_back({Deed::Kind::written, false, conversation(), prompt->text("AXValue"), *text, isStray});
+        if (onDeed) onDeed(done.back());
+        prompt->set("AXValue", *text);
+        return AXStatus::success;
+    };
+    return prompt;
+}
+
+// Puts something with a prompt that is no conversation's below the parent. What comes last lies deeper than
+// all else, so that it comes last in a walk, too.
+SimulatedClaude::Element SimulatedClaude::intrude(const Element& parent, std::string_view role,
+                                                  SimulatedIntruder where) {
+    const auto made = make(role);
+    const bool isFirst = where == SimulatedIntruder::first;
+    parent->insert(isFirst ? 0 : parent->below().size(), made);
+    auto root = role == "AXGroup" ? made : child(made, "AXGroup");
+    for (int level = isFirst ? 0 : 6; level > 0; --level) root = child(root, "AXGroup");
+    promptBelow(
+        root, [] { return std::string(); }, true);
+    return made;
+}
+
+void SimulatedClaude::focusWindow(const Element& focused) {
+    application->set("AXFocusedWindow", focused ? AXValue(focused->handle()) : AXValue());
+}
+
+void SimulatedClaude::opensAnotherWindow(const std::string& desktopID) {
+    if (!window || other) return;
+    const auto made = child(application, "AXWindow", "AXTitle", "Claude");
+    const auto shown = child(made, "AXWebArea");
+    const auto composer = child(child(shown, "AXGroup"), "AXGroup");
+    const auto prompt = promptBelow(
+        composer, [this] { return other ? other->conversation : std::string(); }, false);
+    other = {made, shown, composer, prompt, desktopID};
+    shown->set("AXURL", AXURL{address(desktopID)});
+    focusWindow(made);
+}
+
+void SimulatedClaude::returnsToWindow() {
+    if (!other) return;
+    other->window->remove();
+    other.reset();
+    focusWindow(window);
+}
+
+void SimulatedClaude::opensDialog() {
+    if (composerRoot && !dialog) dialog = child(composerRoot, "AXDialog", "AXTitle", "Attach a folder?");
+}
+
+void SimulatedClaude::redrawsPage() {
+    if (!editor) return;
+    dropPage();
+    makePage();
+    makeComposer();
+}
+
+void SimulatedClaude::replacesPage() {
+    if (!page) return;
+    const auto old = page;
+    page = child(shell, "AXWebArea", "AXTitle", "Claude");
+    page->set("AXURL", AXURL{address()});
+    old->moveChildren(*page);
+    old->remove();
+}
+
+void SimulatedClaude::redrawsEditor() {
+    if (!editor) return;
+    auto* parent = editor->parent();
+    editor->remove();
+    editor = make("AXTextArea");
+    parent->append(editor);
+    makeEditor();
+    showText();
+    setFocus();
+}
+
+void SimulatedClaude::redrawsSend() {
+    if (!sendButton) return;
+    const auto enabled = *sendButton->find("AXEnabled");
+    sendButton->remove();
+    sendButton = makeSend();
+    sendButton->set("AXEnabled", enabled);
 }
 
 void SimulatedClaude::setFocus() {
@@ -274,6 +376,14 @@ void SimulatedClaude::userNavigates(const std::string& desktopID) {
 }
 
 void SimulatedClaude::goTo(const std::string& desktopID) {
+    if (other) {
+        whileRunning(habits.leaving + habits.loading, [this, desktopID] {
+            if (!other) return;
+            other->conversation = desktopID;
+            other->page->set("AXURL", AXURL{address(desktopID)});
+        });
+        return;
+    }
     whileRunning(habits.leaving, [this, desktopID] {
         if (!window || desktopID == route) return;
         dropPage();
@@ -297,7 +407,13 @@ std::string& SimulatedClaude::draft() {
 }
 
 bool SimulatedClaude::isReplying() {
-    return !route.empty() && current().isReplying;
+    const auto* shown = conversation(route);
+    return shown && shown->isReplying;
+}
+
+bool SimulatedClaude::hasAttachment() {
+    const auto* shown = conversation(route);
+    return shown ? shown->hasAttachment : newHasAttachment;
 }
 
 std::string SimulatedClaude::editorText() {
@@ -321,12 +437,23 @@ void SimulatedClaude::showText() {
         editor->set("AXTextInputMarkedTextMarkerRange", std::monostate());
     else
         editor->set("AXTextInputMarkedTextMarkerRange", AXOpaque{make("AXTextMarkerRange")});
-    if (!isBlank(text) && !isReplying())
-        announceSend();
-    else if (sendButton) {
-        sendButton->remove();
-        sendButton = nullptr;
-    }
+    if (offersSend(text)) return announceSend();
+    for (auto* button : {&sendButton, &secondSend})
+        if (*button) (*std::exchange(*button, nullptr)).remove();
+}
+
+bool SimulatedClaude::offersSend(const std::string& text) {
+    return !isBlank(text) && (!isReplying() || habits.sendsWhileReplying);
+}
+
+SimulatedClaude::Element SimulatedClaude::makeSend() {
+    auto made = child(toolbar, "AXButton", habits.sendLabelAttribute, "Send");
+    made->perform = [this](std::string_view action) {
+        if (action != "AXPress") return AXStatus::actionUnsupported;
+        pressSend(false);
+        return AXStatus::success;
+    };
+    return made;
 }
 
 void SimulatedClaude::announceSend() {
@@ -334,17 +461,16 @@ void SimulatedClaude::announceSend() {
     isSendComing = true;
     onThisPage(habits.sendAppears, [this] {
         isSendComing = false;
-        if (!editor || isBlank(editor->text("AXValue")) || isReplying()) return;
-        sendButton = child(toolbar, "AXButton", habits.sendLabelAttribute, "Send");
-        sendButton->set("AXEnabled",
-                        habits.sendEnabledIsUnreadable ? AXValue(std::monostate()) : AXValue(false));
-        sendButton->perform = [this](std::string_view action) {
-            if (action != "AXPress") return AXStatus::actionUnsupported;
-            pressSend(false);
-            return AXStatus::success;
-        };
+        if (!editor || !offersSend(editor->text("AXValue"))) return;
+        sendButton = makeSend();
+        if (habits.hasTwoSends) secondSend = makeSend();
+        for (const auto& button : {sendButton, secondSend})
+            if (button)
+                button->set("AXEnabled",
+                            habits.sendEnabledIsUnreadable ? AXValue(std::monostate()) : AXValue(false));
         onThisPage(habits.sendEnables, [this] {
-            if (sendButton && !habits.sendEnabledIsUnreadable) sendButton->set("AXEnabled", true);
+            for (const auto& button : {sendButton, secondSend})
+                if (button && !habits.sendEnabledIsUnreadable) button->set("AXEnabled", true);
         });
     });
 }
@@ -365,7 +491,7 @@ void SimulatedClaude::showReply() {
 
 void SimulatedClaude::showAttachment() {
     if (!editor) return;
-    const bool has = route.empty() ? newHasAttachment : current().hasAttachment;
+    const bool has = hasAttachment();
     if (has && !attachment) {
         attachment = make("AXGroup");
         composerRoot->insert(0, attachment);
@@ -383,14 +509,23 @@ AXStatus SimulatedClaude::takeWrite(std::string_view name, const AXValue& value)
     if (habits.ignoresWrites) return AXStatus::success;
     composition.clear();
     draft() = *text;
-    if (habits.trimsWrites)
-        while (!draft().empty() && isBlank(draft().substr(draft().size() - 1))) draft().pop_back();
+    if (habits.joinsLines)
+        for (auto at = draft().find("\n\n"); at != std::string::npos; at = draft().find("\n\n", at))
+            draft().erase(at, 1);
     textChanged(habits.writtenShows);
     return AXStatus::success;
 }
 
+// Into the focused window's editor, where everything is selected.
+void SimulatedClaude::pasted(const std::string& text) {
+    const auto& into = other ? other->editor : editor;
+    if (!into) return;
+    const auto write = into->write; // The element may vanish by it.
+    write("AXValue", text);
+}
+
 void SimulatedClaude::typed(const std::string& text) {
-    if (!editor) return;
+    if (!editor || other) return;
     draft() += text;
     textChanged();
 }
@@ -493,8 +628,7 @@ void SimulatedClaude::finishNewConversation(Conversation& made) {
 }
 
 void SimulatedClaude::note(Deed::Kind kind, bool byPerson, std::string before, std::string after) {
-    done.push_back(
-        {kind, byPerson, route, std::move(before), std::move(after), seen, screen.world.uptime() - seenAt});
+    done.push_back({kind, byPerson, route, std::move(before), std::move(after)});
     if (onDeed) onDeed(done.back());
 }
 

@@ -16,6 +16,9 @@
 
 namespace orvel {
 
+/// Where in the tree something stands that does not belong there.
+enum class SimulatedIntruder { first, last };
+
 /// How the program behaves; all of it can be changed at any time.
 struct SimulatedClaudeHabits {
     using Duration = std::chrono::nanoseconds;
@@ -37,15 +40,23 @@ struct SimulatedClaudeHabits {
     bool makesNewPages = true; ///< Another page is another element; else the same with another address.
     bool hasShellPage = false; ///< A page of the application's own stands around the conversation's.
     int messagesShown = 3;     ///< Elements of the conversation, four for each message.
-    int groupsAround = 0;      ///< Between the page and its composer.
-    int pagesShown = 1;        ///< How many pages show the conversation at once.
+    int groupsAround = 1;      ///< Between the page and its composer.
+    int groupsInside = 4;      ///< Between the composer and its editor.
     std::string sendLabelAttribute = "AXDescription";
+    /// Another page with an editor in the window, besides the conversation's.
+    std::optional<SimulatedIntruder> page;
+    std::string pageOrigin = "https://claude.ai"; ///< Of that page, which has the address of what is shown.
+    /// Another prompt on the page.
+    std::optional<SimulatedIntruder> editor;
+    bool hasDialog = false;          ///< Above the composer.
+    bool hasTwoSends = false;        ///< Whenever there is one.
+    bool sendsWhileReplying = false; ///< Send is there during a reply, too.
     std::string answer = "As you wish.";
     bool reportsMarkedText = true; ///< An open composition can be read from the editor.
 
     // What can go wrong
     bool ignoresWrites = false;               ///< Says that it took a text, and doesn't.
-    bool trimsWrites = false;                 ///< Takes a text without the blanks at its end.
+    bool joinsLines = false;                  ///< Takes a text without its empty lines.
     bool ignoresPresses = false;              ///< Says that Send was pressed, and does nothing.
     bool ignoresURLs = false;                 ///< Stays where it is.
     std::optional<std::string> goesElsewhere; ///< Shows this conversation instead of the one asked for.
@@ -78,9 +89,7 @@ class SimulatedClaude : public SimulatedApplication {
         std::string desktopID; ///< Of the conversation, empty on the page of a new one.
         std::string before;    ///< The text in the editor.
         std::string after;     ///< What was written, or the label of another button.
-        /// What was last read of the editor from outside, and how long ago.
-        std::optional<std::string> lastSeen;
-        Duration sinceSeen{0};
+        bool isStray = false;  ///< To a prompt that is no conversation's.
     };
 
     /// Keeps transcripts below `projects` and its records below `records`.
@@ -108,6 +117,15 @@ class SimulatedClaude : public SimulatedApplication {
     void closesWindow();
     void opensWindow();
     void repliesOnItsOwn(const std::string& desktopID); ///< A reply begins that nobody asked for here.
+    /// Another window takes the focus; it shows this conversation with an editor of its own.
+    void opensAnotherWindow(const std::string& desktopID);
+    void returnsToWindow(); ///< The focus goes back to the first.
+    void opensDialog();     ///< Above the composer.
+    // The same again as other elements, as a page that is drawn anew.
+    void redrawsPage();
+    void replacesPage(); ///< Only its element; what stands on it stays the same.
+    void redrawsEditor();
+    void redrawsSend();
 
     // What there is
 
@@ -115,9 +133,9 @@ class SimulatedClaude : public SimulatedApplication {
     const std::list<Conversation>& conversations() const { return all; }
     const std::string& shown() const { return route; }
     const std::vector<Deed>& deeds() const { return done; }
-    /// Since when a composition is open, as uptime.
+    /// Since when a composition is open in the focused window, as uptime.
     std::optional<Duration> composingSince() const {
-        return composition.empty() ? std::nullopt : std::optional(compositionBegan);
+        return composition.empty() || other ? std::nullopt : std::optional(compositionBegan);
     }
     /// The text in the editor that is shown, open composition included.
     std::string editorText();
@@ -125,6 +143,19 @@ class SimulatedClaude : public SimulatedApplication {
     SimulatedElement::Shared pageElement() const { return page; }
     SimulatedElement::Shared editorElement() const { return editor; }
     SimulatedElement::Shared sendElement() const { return sendButton; }
+    SimulatedElement::Shared applicationElement() const { return application; }
+    SimulatedElement::Shared composerElement() const { return composerRoot; }
+    // What a person sees around the editor
+    bool showsReply() const { return stopButton != nullptr; }
+    bool showsAttachment() const { return attachment != nullptr; }
+    bool showsDialog() const { return dialog != nullptr; }
+    /// A window beside the first, which shows a conversation in an empty editor, and nothing more.
+    struct OtherWindow {
+        SimulatedElement::Shared window, page, composer, editor;
+        std::string conversation;
+    };
+    /// The one that has the focus instead of the first.
+    const std::optional<OtherWindow>& otherWindow() const { return other; }
 
     SimulatedClaudeHabits habits;
     /// Called as each deed is done.
@@ -136,6 +167,7 @@ class SimulatedClaude : public SimulatedApplication {
     bool takesURL(const std::string& url) override;
     void openURL(const std::string& url) override;
     void typed(const std::string& text) override;
+    void pasted(const std::string& text) override;
 
   private:
     using Element = SimulatedElement::Shared;
@@ -149,20 +181,28 @@ class SimulatedClaude : public SimulatedApplication {
     void makeSidebar();
     void makePage();
     void makeComposer();
+    void makeEditor();
+    Element promptBelow(const Element& root, std::function<std::string()> conversation, bool isStray);
+    Element intrude(const Element& parent, std::string_view role, SimulatedIntruder where);
+    Element makeSend();
+    void focusWindow(const Element& focused);
     void makeTranscriptView();
     void dropPage();
     void goTo(const std::string& desktopID);
-    std::string address() const;
+    static std::string address(const std::string& desktopID);
+    std::string address() const { return address(route); }
 
     Conversation& known(const std::string& desktopID);
     Conversation& current();
     std::string& draft();
     bool isReplying();
+    bool hasAttachment();
     void textChanged(Duration shows);
     void textChanged() { textChanged(habits.textShows); }
     void showText();
     void showReply();
     void showAttachment();
+    bool offersSend(const std::string& text);
     void announceSend();
     void pressSend(bool byPerson);
     void submit();
@@ -187,10 +227,10 @@ class SimulatedClaude : public SimulatedApplication {
     std::string route, newDraft, composition;
     bool newHasAttachment = false;
     Element application, window, shell, page, messages, composerRoot, toolbar, editor;
-    Element sendButton, stopButton, replyNote, attachment;
+    Element sendButton, secondSend, stopButton, replyNote, attachment, dialog;
+    std::optional<OtherWindow> other;
     bool isSendComing = false;
-    std::optional<std::string> seen;
-    Duration seenAt{0}, compositionBegan{0};
+    Duration compositionBegan{0};
 };
 
 } // namespace orvel

@@ -76,6 +76,8 @@ class SimulatedCodex::Queue : public SimulatedProgram {
   private:
     void store() {
         status = codex.queueStatus;
+        if (const auto typed = std::exchange(codex.typedWhileStoring, std::nullopt))
+            codex.queuesAsAnother(command.threadID, *typed);
         if (!codex.queueStores) return;
         if (codex.home.queue(command.threadID, command.message, codex.moment().unixMilliseconds,
                              codex.manner.turnsFail))
@@ -128,7 +130,12 @@ void SimulatedCodex::holdAsAnother(const std::string& threadID) {
     others[threadID] = std::move(writer);
 }
 
+void SimulatedCodex::queuesAsAnother(const std::string& threadID, const std::string& message) {
+    if (home.queue(threadID, message, moment().unixMilliseconds, manner.turnsFail)) lookForMessages(threadID);
+}
+
 void SimulatedCodex::letGo(const std::string& threadID) {
+    if (!others.contains(threadID)) return;
     others.at(threadID)->finishAll(moment().unixMilliseconds, manner.turnsFail);
     others.erase(threadID);
     otherTurns.erase(threadID);

@@ -7,6 +7,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,8 +45,12 @@ class SimulatedCodex {
     bool isHeld(const std::string& threadID) const;
     /// Another client becomes the thread's writer, and performs the turns that are queued for it.
     void holdAsAnother(const std::string& threadID);
-    /// It lets the thread go behind its last turn.
+    /// It lets the thread go behind its last turn. Nothing happens if it does not hold it.
     void letGo(const std::string& threadID);
+    /// Another client sends a message of its own into the thread.
+    void queuesAsAnother(const std::string& threadID, const std::string& message);
+    /// What somebody types into the thread just before the next message is stored.
+    std::optional<std::string> typedWhileStoring;
 
     /// What Orvel sent against the protocol.
     const std::vector<std::string>& complaints() const { return complained; }

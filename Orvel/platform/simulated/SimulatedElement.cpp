@@ -34,6 +34,10 @@ void SimulatedElement::insert(std::size_t place, const Shared& child) {
     child->above = this;
 }
 
+void SimulatedElement::moveChildren(SimulatedElement& to) {
+    for (const auto& child : std::exchange(children, {})) to.append(child);
+}
+
 void SimulatedElement::remove() {
     const auto self = shared_from_this();
     if (above) std::erase(above->children, self);
@@ -45,7 +49,6 @@ void SimulatedElement::forget() {
     above = nullptr;
     write = nullptr;
     perform = nullptr;
-    wasRead = nullptr;
     for (const auto& child : children) child->forget();
     children.clear();
 }

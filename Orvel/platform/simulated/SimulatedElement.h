@@ -40,6 +40,8 @@ class SimulatedElement : public AXIdentity, public std::enable_shared_from_this<
 
     void append(const Shared& child) { insert(children.size(), child); }
     void insert(std::size_t place, const Shared& child);
+    /// Hands all below it to another element.
+    void moveChildren(SimulatedElement& to);
     /// Takes the element out of its parent; it and all below it are no more.
     void remove();
     bool isRemoved() const { return gone; }
@@ -55,8 +57,6 @@ class SimulatedElement : public AXIdentity, public std::enable_shared_from_this<
     std::function<AXStatus(std::string_view name, const AXValue& value)> write;
     /// Does an action; without it the element has none.
     std::function<AXStatus(std::string_view action)> perform;
-    /// Told that an attribute was read from outside.
-    std::function<void(std::string_view name)> wasRead;
 
   private:
     void forget();

@@ -24,6 +24,8 @@ class SimulatedPasteboard : public Pasteboard {
     std::optional<std::string> text; ///< The plain text of the first item.
     bool refuses = false;
 
+    std::vector<PasteboardItem> contents() const;
+
     // The port
 
     void clearContents() override;
@@ -36,7 +38,6 @@ class SimulatedPasteboard : public Pasteboard {
     std::optional<std::string> data(std::size_t item, const std::string& type) override;
 
   private:
-    std::vector<PasteboardItem> contents() const;
     void hold(std::vector<PasteboardItem> newItems);
 
     SimulatedSteps& steps;

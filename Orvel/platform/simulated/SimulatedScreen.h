@@ -19,7 +19,7 @@ struct SimulatedScreen {
     SimulatedSteps steps{world};
     SimulatedPasteboard pasteboard{steps};
     SimulatedApplications applications{world, steps};
-    SimulatedAccessibility accessibility{world, steps};
+    SimulatedAccessibility accessibility{world, steps, applications, pasteboard};
     SimulatedKeyboard keyboard{world, steps, applications};
     SimulatedInputSources inputSources{steps};
     SimulatedWindowList windows{steps};

@@ -87,7 +87,19 @@ TEST_F(SimulatedAccessibilityTest, callEndsWithinTheElementsTimeout) {
     EXPECT_EQ(written, "new");
 }
 
-TEST_F(SimulatedAccessibilityTest, composedWriteEndsWhenItsTextCanBeRead) {
+// Hands on what is pasted into it.
+struct PastedInto : SimulatedApplication {
+    explicit PastedInto(SimulatedElement& field)
+        : SimulatedApplication("app", "1", "/Applications/App.app"), field(field) {}
+    void pasted(const std::string& text) override { field.write("AXValue", text); }
+    SimulatedElement& field;
+};
+
+TEST_F(SimulatedAccessibilityTest, composedWriteGoesToTheKeyboardAndEndsWhenItsTextCanBeRead) {
+    PastedInto application(*field);
+    desktop.applications.install(application);
+    desktop.applications.bringToFront(desktop.applications.start(application));
+    desktop.pasteboard.copiedElsewhere("kept");
     access.composesWrites = true;
     access.writeTime = 20ms;
     access.setMessagingTimeout(field->handle(), 100ms);
@@ -113,12 +125,18 @@ TEST_F(SimulatedAccessibilityTest, composedWriteEndsWhenItsTextCanBeRead) {
         const auto began = desktop.loop.uptime();
         EXPECT_EQ(access.setAttribute(field->handle(), "AXValue", std::string("new")), row.expected);
         EXPECT_EQ(desktop.loop.uptime() - began, row.takes);
+        EXPECT_EQ(desktop.pasteboard.text, "kept");
         desktop.loop.runFor(1s);
     }
 
-    desktop.loop.outside(10ms, [&] { field->remove(); });
-    EXPECT_EQ(access.setAttribute(field->handle(), "AXValue", std::string("new")), AXStatus::mayHaveHappened)
-        << "gone before the paste";
+    field->write = [](std::string_view, const AXValue&) { return AXStatus::success; };
+    const auto write = [&] { return access.setAttribute(field->handle(), "AXValue", std::string("new")); };
+    desktop.loop.outside(10ms, [&] { desktop.pasteboard.copiedElsewhere("copied"); });
+    EXPECT_EQ(write(), AXStatus::failure) << "the clipboard is no longer ours";
+    EXPECT_EQ(desktop.pasteboard.text, "copied");
+    desktop.loop.outside(10ms, [&] { desktop.applications.bringToFront(SimulatedApplications::self); });
+    EXPECT_EQ(write(), AXStatus::mayHaveHappened) << "another has the keyboard";
+    EXPECT_EQ(desktop.applications.strayPastes, std::vector<std::string>{"new"});
 }
 
 TEST_F(SimulatedAccessibilityTest, observerDecidesWhatBecomesOfAStep) {
