@@ -292,7 +292,9 @@ ExplorationReport Exploration::sweep(const Scenario& scenario, std::uint64_t str
     const RunPlan undisturbed{&scenario, {}, 1};
     const auto plain = run(undisturbed);
     report.add(undisturbed, plain);
-    stride = plain.steps < shortWork ? 1 : stride * scenario.coarseness;
+    const bool isShort = plain.steps < shortWork;
+    stride = isShort ? 1 : stride * scenario.coarseness;
+    if (isShort) first = 1;
     for (const auto& step : plain.allSteps) {
         const bool isDue = step.number >= first && (step.number - first) % stride == 0;
         if (!isDue && !step.isWrite) continue;
