@@ -1,5 +1,5 @@
 # The front door. Every target installs what it misses first.
-.PHONY: help run test test-agents explore sanitize tsan bench fuzz lint format package install clean
+.PHONY: help run test test-agents explore mutations sanitize tsan bench fuzz lint format package install clean
 
 PREFIX ?= /usr/local
 SOURCES = $(shell git ls-files '*.cpp' '*.h')
@@ -9,6 +9,7 @@ help:
 	@echo "make test      build and run all tests, the fuzzers for a short while too"
 	@echo "make test-agents  Orvel against the real agents, offline (docs/agents.md)"
 	@echo "make explore   everything that can go wrong in a delivery, at every step of it"
+	@echo "make mutations plant known faults, one at a time, and see that each is caught; writes a table into docs/safety.md"
 	@echo "make sanitize  the tests under the address and undefined-behaviour sanitizers"
 	@echo "make tsan      the tests of what has threads under the thread sanitizer"
 	@echo "make bench     measure, and write docs/performance.md"
@@ -42,6 +43,10 @@ explore:
 	@cmake --preset dev >/dev/null
 	cmake --build --preset dev --target orvel-explore
 	build/dev/orvel-explore
+
+mutations:
+	@scripts/install-dependencies build test
+	scripts/mutations
 
 sanitize:
 	@scripts/install-dependencies build test

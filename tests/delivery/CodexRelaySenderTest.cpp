@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto payload = "--look\nat this";
+constexpr auto payload = "--look\nat this \n"; // To be passed on to the last byte.
 
 class CodexRelaySenderTest : public DeliveryTest {
   protected:

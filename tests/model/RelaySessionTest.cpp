@@ -192,6 +192,8 @@ TEST_F(RelaySessionTest, ASendIsSavedThenDeliveredThenTurnsTheRelayRound) {
         model().workspace.setInstruction("too late");
         model().workspace.openPair(*model().workspace.relay().activePair(), Agent::claude);
         model().outbox.sendRelay();
+        model().receipts.checkRelayReceipts();
+        EXPECT_FALSE(model().receipts.isChecking());
         EXPECT_EQ(session().instruction.get(), "look");
     };
     model().outbox.sendRelay();
@@ -519,6 +521,20 @@ TEST_F(RelaySessionTest, AnEditedDraftOutlivesTheReceipt) {
     EXPECT_EQ(stateOnDisk().draft(model().workspace.relay().activePair()->id, Agent::codex).instruction,
               "second");
     EXPECT_FALSE(model().workspace.relay().noteIsForNextTransfer());
+}
+
+TEST_F(RelaySessionTest, WhatIsTypedWhileAReceiptIsSavedStays) {
+    pairUp(Agent::codex);
+    model().outbox.copy(desktop.pasteboard);
+    desktop.loop.run();
+    arriveInClaude(*desktop.pasteboard.text);
+    desktop.files.duration = 3s;
+    model().receipts.checkRelayReceipts();
+    desktop.loop.runFor(1s);
+    model().workspace.setInstruction("next");
+    desktop.loop.run();
+    EXPECT_FALSE(onlyTransfer().isPending());
+    EXPECT_EQ(session().instruction.get(), "next");
 }
 
 TEST_F(RelaySessionTest, AReceiptThatCannotBeSavedChangesNothing) {

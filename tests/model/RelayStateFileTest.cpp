@@ -16,6 +16,10 @@
 #include <array>
 #include <filesystem>
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 namespace orvel {
 namespace {
 
@@ -75,6 +79,17 @@ TEST_F(RelayStateFiles, areNotTouchedWhenTheyCannotBeRead) {
     EXPECT_THROW(loadRelayState(path), FileError) << "a folder is not an absent file";
 }
 
+TEST_F(RelayStateFiles, areNotReadWhileTheyAreWritten) {
+    RelayStateFile file(path, store);
+    samples::Desk desk;
+    save(file, desk.state);
+    const auto writer = open(path.c_str(), O_RDONLY);
+    ASSERT_EQ(flock(writer, LOCK_EX), 0);
+    EXPECT_THROW(loadRelayState(path), FileError);
+    close(writer);
+    EXPECT_TRUE(loadRelayState(path) == desk.state);
+}
+
 TEST_F(RelayStateFiles, knowWhereTheLinksInTheirPathsLead) {
     const auto real = folder.write("real/one.jsonl", R"({"sessionId":"one"})"
                                                      "\n");
@@ -109,7 +124,7 @@ using Change = std::array<unsigned char, 3>;
 void apply(const Change& change, RelayState& state) {
     const auto [kind, a, b] = change;
     const auto id = "T" + std::to_string(a % (state.transfers.size() + 1));
-    switch (kind % 8) {
+    switch (kind % 9) {
     case 0:
     case 1: {
         RelayTransfer transfer;
@@ -131,6 +146,12 @@ void apply(const Change& change, RelayState& state) {
     case 6:
         state.initialTransfers.change("I" + std::to_string(a % (state.initialTransfers.size() + 1)),
                                       [&](auto& initial) { initial.boundPairID.emplace(b, 'p'); });
+        break;
+    case 8:
+        state.pairs.append(RelayPair{"P" + std::to_string(state.pairs.size()),
+                                     samples::reference(Agent::codex, "codex-" + std::to_string(a)),
+                                     samples::reference(Agent::claude, "claude-" + std::to_string(b)), b,
+                                     std::nullopt});
         break;
     default: state.drafts.set("P1:codex", {std::string(b, 'd'), std::nullopt, std::nullopt});
     }
@@ -175,6 +196,7 @@ TEST(RelayStateDocument, isMadeFromTheFirstChangeOn) {
         std::size_t atMost; // Bytes.
     } cases[] = {{"nothing", {}, 17'000},
                  {"a draft", {{7, 0, 9}}, 17'000},
+                 {"a pair, which stands before all transfers", {{8, 0, 9}}, all.size() + 1'000},
                  {"the last first message", {{6, 2, 9}}, 17'000},
                  {"the last transfer, and a new one", {{2, 129, 0}, {0, 0, 0}}, 2 * 22'000 + 17'000},
                  {"a transfer in the middle", {{4, 64, 9}}, 66 * 22'000 + 17'000},

@@ -100,9 +100,17 @@ TEST(RelayPairs, formsATransferOnce) {
     EXPECT_EQ(failureOf([&] { desk.prepareFromCodex("other"); }), Case::pendingTransfer);
     EXPECT_EQ(failureOf([&] { desk.prepareFromCodex("do it", "u:q1"); }), Case::pendingTransfer);
     EXPECT_EQ(failureOf([&] { desk.prepareFromClaude(); }), Case::pendingTransfer);
+    desk.codexTalk.messages.back().id = "a:again";
+    EXPECT_EQ(failureOf([&] { desk.prepareFromCodex("do it"); }), Case::pendingTransfer) << "the same words";
     desk.codexTalk.messages.push_back({"u:late", "user", "late"});
     EXPECT_EQ(failureOf([&] { desk.prepareFromCodex("do it"); }), Case::pendingTransfer);
     EXPECT_EQ(desk.state, once);
+
+    Desk empty;
+    empty.codexTalk.messages.clear();
+    empty.claudeTalk.messages.clear();
+    empty.prepareFromCodex("go");
+    EXPECT_EQ(failureOf([&] { empty.prepareFromClaude("go"); }), Case::pendingTransfer) << "the other way";
 }
 
 // A label is promised only by a text that bears it.

@@ -25,7 +25,7 @@ TEST(RelayReceipts, countOnlyAsAUserMessageBehindTheLastKnownOne) {
         desk.state.checkpoints.set("P1:codex", "a:a1");
         auto& messages = desk.claudeTalk.messages;
         messages = c.before;
-        messages.push_back(assistant("last"));
+        messages.push_back({"last", "user", "go"});
         const auto transfer = desk.prepareFromCodex("go");
         messages.insert(messages.end(), c.after.begin(), c.after.end());
         desk.claudeTalk.isBusy = true;
@@ -49,7 +49,11 @@ TEST(RelayReceipts, moveThePositionsOfBothSides) {
 
     const auto settled = desk.state;
     EXPECT_TRUE(desk.state.reconcile(first.id, desk.claudeTalk)) << "again";
+    EXPECT_TRUE(desk.state.reconcile(first.id, conversation(desk.claude, {}))) << "it was there once";
     EXPECT_EQ(desk.state, settled);
+
+    ASSERT_TRUE(desk.deliver(desk.prepareFromCodex("more")));
+    EXPECT_EQ(*desk.state.incomingStarts.find("P1:claude"), "got:" + first.id) << "not answered yet";
 
     desk.claudeTalk.messages.push_back(assistant("answer"));
     ASSERT_TRUE(desk.deliver(desk.prepareFromClaude("back")));
