@@ -48,6 +48,12 @@ class TemporaryFolder {
         return file;
     }
 
+    /// How many files lie in the folder itself.
+    std::size_t count() const {
+        const std::filesystem::directory_iterator files(folder);
+        return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+    }
+
   private:
     std::string folder;
 };

@@ -2,14 +2,10 @@
 
 #include "cli/CommandLineRun.h"
 
-#include <gmock/gmock.h>
-
 using namespace orvel;
 using testing::HasSubstr;
 
 namespace {
-
-using Words = std::vector<std::string>;
 
 // The arguments in one line, or the complaint.
 std::string parsed(const Words& words) {
@@ -43,17 +39,14 @@ TEST(Arguments, AreTakenApart) {
         Words words;
         std::string expected;
     } cases[] = {
-        {{"list"}, "list"},
         {{"list", "--agent", "codex", "--json"}, "list agent=codex json"},
         {{"--json", "--home", "/h", "list", "--data=/d"}, "list home=/h data=/d json"},
         {{"show", "--agent=claude", "a b"}, "show {a b} agent=claude"},
         {{"preview", "x", "--from", "m-1", "--note", "Look"}, "preview {x} from={m-1} note={Look}"},
-        {{"--sample"}, "none sample"},
         {{"recent", "--sample"}, "recent sample"},
         {{"relay", "check", "f", "--json"}, "relay check {f} json"},
         {{"--json", "keybindings", "f"}, "keybindings {f} json"},
         {{"relay", "--home=/h", "check", "check"}, "relay check {check} home=/h"},
-        {{"command"}, "command"},
         {{"command", ""}, "command {}"},
         {{"command", "/orvel x", "--json"}, "command {/orvel x} json"},
         {{"command", "list"}, "command {list}"},
@@ -62,23 +55,14 @@ TEST(Arguments, AreTakenApart) {
         {{"send", "--from", "m", "--source", "claude", "l"}, "send {l} agent=claude from={m}"},
         {{"retry", "--wait=86400", "l"}, "retry {l} wait=86400"},
         {{"copy-saved", "l", "--json"}, "copy-saved {l} json"},
-        {{"links"}, "links"},
-        {{"pending"}, "pending"},
-        {{"receipts"}, "receipts"},
         // Names of commands are no commands where something else is expected.
         {{"show", "list"}, "show {list}"},
         {{"preview", "recent", "--note", "url"}, "preview {recent} note={url}"},
         // Values are taken as they are.
-        {{"preview", "--from=", "x"}, "preview {x} from={}"},
         {{"preview", "--note=", "x"}, "preview {x} note={}"},
-        {{"preview", "x", "--note", ""}, "preview {x} note={}"},
-        {{"preview", "x", "--note", "--note="}, "preview {x} note={--note=}"},
         {{"preview", "x", "--note", "--from"}, "preview {x} note={--from}"},
         {{"preview", "x", "--note", "-5 °C"}, "preview {x} note={-5 °C}"},
-        {{"preview", "x", "--note", "[a,b]"}, "preview {x} note={[a,b]}"},
-        {{"preview", "x", "--note", "\"quoted\" = '1'\n"}, "preview {x} note={\"quoted\" = '1'\n}"},
         {{"preview", "x", "--note=a=b"}, "preview {x} note={a=b}"},
-        {{"preview", "x", "--from", "-m"}, "preview {x} from={-m}"},
         {{"show", "--", "-x"}, "show {-x}"},
         {{"show", ""}, "show"},
         {{"url", "orvel://handoff?source=codex&instruction=a,b"},
@@ -94,17 +78,13 @@ TEST_F(CommandLine, WrongUsageIsExplainedOnStandardErrorAlone) {
         std::string complaint;
     } cases[] = {
         {{}, "Usage: orvel-cli"},
-        {{"--json"}, "Usage: orvel-cli"},
         {{"nonsense"}, "not expected: nonsense\nTry “orvel-cli --help”."},
-        {{"LIST"}, "LIST"},
         {{"list", "more"}, "not expected: more\nTry “orvel-cli list --help”."},
-        {{"list", "recent"}, "recent"},
         {{"list", "--from", "m"}, "--from"},
         {{"list", "--agent", "Codex"}, "must be codex or claude, not “Codex”"},
         {{"list", "--agent", "gpt\x1b[31m"}, "not “gpt␛[31m”"},
         {{"list", "--agent"}, "--agent"},
         {{"show"}, "FILE|ID is required\nTry “orvel-cli show --help”."},
-        {{"show", "a", "b"}, "b"},
         {{"preview", "a", "--from", "1", "--from", "2"}, "--from"},
         {{"url"}, "URL is required"},
         {{"relay"}, "required\nTry “orvel-cli relay --help”."},
@@ -115,15 +95,12 @@ TEST_F(CommandLine, WrongUsageIsExplainedOnStandardErrorAlone) {
         {{"send", "--source", "codex"}, "LINK is required"},
         {{"send", "l", "--source", "gpt"}, "must be codex or claude, not “gpt”"},
         {{"retry", "l", "--wait", "0"}, "must be from 1 to 86400 seconds, not “0”"},
-        {{"retry", "l", "--wait", "86401"}, "not “86401”"},
         {{"retry", "l", "--wait", "5s"}, "not “5s”"},
         {{"retry", "l", "--note", "n"}, "--note"},
         {{"list", "--home="}, "--home: must not be empty"},
-        {{"list", "--data", ""}, "--data: must not be empty"},
         {{"--home", "/a", "list", "--home", "/b"}, "--home"},
         {{"list", "--sample", "--home", "/a"}, "--home excludes --sample"},
         {{"--sample", "--json"}, "--json needs a command."},
-        {{"list", "--json", "--bogus"}, "--bogus"},
     };
     for (const auto& [words, complaint] : cases) {
         const auto result = run(words);

@@ -15,7 +15,6 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 namespace orvel {
@@ -55,12 +54,14 @@ struct CapturedOutput : Output {
     bool isFull = false, onTerminal = false;
 };
 
+using Words = std::vector<std::string>;
+
 struct RunResult {
     int status;
     std::string out, err;
 };
 
-inline RunResult run(const std::vector<std::string>& arguments) {
+inline RunResult run(const Words& arguments) {
     CapturedOutput output;
     const int status = runCommandLine(arguments, output);
     return {status, output.out, output.err};

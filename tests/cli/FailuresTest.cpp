@@ -6,7 +6,6 @@
 #include <filesystem>
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 #include <unistd.h>
 
@@ -18,11 +17,9 @@ namespace {
 
 const std::string user =
     R"({"type":"response_item","payload":{"type":"message","role":"user","content":"A"}})";
-const std::string cutAt2 =
-    "Couldn't read conversation file line 2. If the file is being written, refresh it.";
 
 // Expects that the command fails with these words, and with --json says so on standard output too.
-void expectFailure(std::vector<std::string> words, const std::string& caseName, const std::string& message) {
+void expectFailure(Words words, const std::string& caseName, const std::string& message) {
     const auto plain = run(words);
     EXPECT_EQ(plain.status, 1) << message;
     EXPECT_EQ(plain.out, "");
@@ -51,7 +48,6 @@ TEST_F(CommandLine, FilesThatCannotBeUsedFailWithTheirOwnWords) {
         {home.path("none"), "noSuchFile", unreadable(home.path("none"), "No such file or directory")},
         {home.write("empty", ""), "noMessages",
          "No user or assistant messages were found. Choose a supported JSONL file."},
-        {home.write("cut", user + "\n" + user.substr(0, 20)), "malformedLine", cutAt2},
         {home.write("forked", R"({"type":"session_meta","payload":{"id":"c","history_base":{}}})"
                               "\n" +
                                   user),
@@ -93,33 +89,23 @@ TEST_F(CommandLine, ArgumentsThatMeanNoOneConversationAreRefused) {
     const std::string ambiguous =
         "Multiple transcripts have the same conversation ID. Choose the file to use.";
     expectFailure({"show", "nobody"}, "notFound", notFound);
-    expectFailure({"show", ""}, "notFound", notFound);
     expectFailure({"show", "on"}, "notFound", notFound);
     expectFailure({"show", "self"}, "notFound", notFound); // A folder is no transcript.
     expectFailure({"show", "one", "--agent", "claude"}, "notFound", notFound);
     expectFailure({"preview", "twice"}, "ambiguous", ambiguous);
-    expectFailure({"preview", "twice", "--agent", "codex"}, "ambiguous", ambiguous);
     expectFailure({"show", "both"}, "ambiguous", ambiguous);
     expectFailure({"show", "changes"}, "conversationMismatch",
                   "The selected conversation ID does not match the loaded transcript.");
     expectFailure({"show", "loop"}, "fileError",
                   "Couldn't read “" + home.path("here/loop") + "”: Too many levels of symbolic links.");
-    for (const std::string id : {"nonsense", ""})
-        expectFailure({"preview", "one", "--from", id}, "messageNotFound",
-                      "The conversation has no message with the ID “" + id +
-                          "”. “orvel-cli show” prints the IDs.");
-    for (const std::string url : {"", "nonsense", "orvel://handoff?source=Codex",
-                                  "orvel://handoff?source=codex&"
-                                  "source=codex"})
-        expectFailure({"url", url}, "invalidURL", "Couldn't read the Orvel URL.");
+    expectFailure({"preview", "one", "--from", "x"}, "messageNotFound",
+                  "The conversation has no message with the ID “x”. “orvel-cli show” prints the IDs.");
+    expectFailure({"url", "nonsense"}, "invalidURL", "Couldn't read the Orvel URL.");
     std::filesystem::current_path(before);
 }
 
 TEST_F(CommandLine, AFullDiskIsAFailure) {
-    for (const auto& words : std::vector<std::vector<std::string>>{{"list", "--json"},
-                                                                   {"url", "orvel://handoff?source=codex"},
-                                                                   {"--help"},
-                                                                   {"show", "x", "--json"}}) {
+    for (const auto& words : std::vector<Words>{{"list", "--json"}, {"--help"}, {"show", "x", "--json"}}) {
         CapturedOutput output;
         output.isFull = true;
         EXPECT_EQ(runCommandLine(words, output), 1);

@@ -2,7 +2,6 @@
 
 #include "cli/CommandLineRun.h"
 
-#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
 using namespace orvel;

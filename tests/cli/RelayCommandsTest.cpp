@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <map>
 
-#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 #include <sys/file.h>
 
@@ -29,11 +28,14 @@ class RelayCommandLine : public CommandLine {
     RelayCommandLine() {
         write(".codex/sessions/one.jsonl", CodexTranscript({.id = codexID}).ask("q1").answer("a1").text());
         write(".codex/sessions/two.jsonl", CodexTranscript({.id = otherCodexID}).ask("q").answer("a").text());
-        write(".claude/projects/p/" + claudeID + ".jsonl",
-              ClaudeTranscript({.id = claudeID}).ask("c1").answer("d1").ask("c2").answer("d2").text());
+        write(claudeFile, claudeTranscript().text());
         write(".claude/projects/p/" + busyID + ".jsonl", ClaudeTranscript({.id = busyID}).ask("c").text());
         std::filesystem::create_directories(home.path("bin"));
         installCodex(sampleCodexProgram().value());
+    }
+
+    static ClaudeTranscript claudeTranscript() {
+        return ClaudeTranscript({.id = claudeID}).ask("c1").answer("d1").ask("c2").answer("d2");
     }
 
     void installCodex(const std::string& program) const {
@@ -67,7 +69,7 @@ class RelayCommandLine : public CommandLine {
     }
 
     /// Sends from Claude and waits, while another program holds the conversation with Codex and answers.
-    RunResult sendAndAnswer(std::vector<std::string> words) const {
+    RunResult sendAndAnswer(Words words) const {
         const auto writer = codexHome.writer(codexHome.thread(codexID).value());
         words.insert(words.begin(), {"send", "--source", "claude", "--wait", "60"});
         RunningProgram sending(words);
@@ -89,6 +91,7 @@ class RelayCommandLine : public CommandLine {
         return false;
     }
 
+    const std::string claudeFile = ".claude/projects/p/" + claudeID + ".jsonl";
     const std::string statePath = home.path(".local/share/Orvel/relay-state.json");
     const std::string codex = home.path("bin/codex");
     const SampleCodexHome codexHome{home.path(".codex")};
@@ -100,7 +103,7 @@ class RelayCommandLine : public CommandLine {
 };
 
 // Expects that the command fails with a case and words, and leaves the records as they are.
-void expectFailure(std::vector<std::string> words, const std::string& caseName, const std::string& message) {
+void expectFailure(Words words, const std::string& caseName, const std::string& message) {
     words.push_back("--json");
     const auto result = run(words);
     EXPECT_EQ(result.status, 1) << testing::PrintToString(words);
@@ -114,7 +117,7 @@ TEST_F(RelayCommandLine, LinksTwoConversationsOnceAndListsTheLink) {
     EXPECT_EQ(run({"links"}).err, "There are no links yet; “orvel-cli link” makes one.\n");
     const auto id = link();
     EXPECT_EQ(link(), id);
-    EXPECT_EQ(link("01a1fd20-0000-7000-8000-000000000001", "5b0d"), id);
+    EXPECT_EQ(link(codexID, "5b0d"), id);
     EXPECT_EQ(json::parse(run({"link", codexID, claudeID, "--json"}).out),
               (json{{"id", id}, {"isNew", false}}));
     const auto second = json::parse(run({"link", otherCodexID, claudeID, "--json"}).out);
@@ -143,21 +146,17 @@ TEST_F(RelayCommandLine, RefusesWhatMeansNoOneConversationOrLink) {
     const auto before = records();
 
     const struct {
-        std::vector<std::string> words;
+        Words words;
         std::string caseName, message;
     } cases[] = {
         {{"link", "nobody", claudeID}, "notFound", "No conversation with Codex has the ID “nobody”."},
-        {{"link", "", claudeID}, "notFound", "No conversation with Codex has the ID “”."},
         {{"link", claudeID, codexID}, "notFound", "No conversation with Codex has the ID “" + claudeID},
-        {{"link", codexID, codexID}, "notFound", "No conversation with Claude has the ID “" + codexID},
         {{"link", "01a1", claudeID}, "ambiguous", "The IDs of 2 conversations with Codex begin with “01a1”."},
         {{"send", "nothing", "--source=codex"}, "pairNotFound", "No link has the ID “nothing”."},
-        {{"send", "", "--source=codex"}, "pairNotFound", "\nNothing was saved or sent."},
         {{"retry", id + "0"}, "pairNotFound", "No link has the ID"},
         {{"copy-saved", id.substr(0, 8)}, "ambiguous", "The IDs of 2 links begin with “" + id.substr(0, 8)},
         {{"copy-saved", "c105"}, "pairArchived", "This link is closed."},
         {{"copy-saved", id}, "nothingPending", "No saved message of this link waits"},
-        {{"retry", id}, "nothingPending", "No saved message of this link waits"},
     };
     for (const auto& [words, caseName, message] : cases) expectFailure(words, caseName, message);
     EXPECT_EQ(records(), before);
@@ -192,7 +191,7 @@ TEST_F(RelayCommandLine, WhatCannotBeSentLeavesTheRecordsAsTheyAre) {
     const auto id = link(), busy = link(otherCodexID, busyID);
     const auto before = records();
     const struct {
-        std::vector<std::string> words;
+        Words words;
         std::string caseName, message;
     } cases[] = {
         {{"send", busy, "--source=claude"}, "busy", "Wait for the conversation reply to finish."},
@@ -203,7 +202,7 @@ TEST_F(RelayCommandLine, WhatCannotBeSentLeavesTheRecordsAsTheyAre) {
         expectFailure(words, caseName, message);
         expectFailure(words, caseName, "\nNothing was saved or sent.");
     }
-    std::filesystem::remove(home.path(".claude/projects/p/" + claudeID + ".jsonl"));
+    std::filesystem::remove(home.path(claudeFile));
     expectFailure({"send", id, "--source=claude"}, "unreadableConversation", "No such file or directory");
     EXPECT_EQ(records(), before);
 }
@@ -237,13 +236,7 @@ TEST_F(RelayCommandLine, OrvelHasNoWayIntoClaudeHereAndSaysSo) {
     EXPECT_EQ(run({"copy-saved", id}).out, "me: q1\n\ncodex: a1");
 
     // The user pastes it.
-    write(".claude/projects/p/" + claudeID + ".jsonl", ClaudeTranscript({.id = claudeID})
-                                                           .ask("c1")
-                                                           .answer("d1")
-                                                           .ask("c2")
-                                                           .answer("d2")
-                                                           .ask("me: q1\n\ncodex: a1")
-                                                           .text());
+    write(claudeFile, claudeTranscript().ask("me: q1\n\ncodex: a1").text());
     const auto result = run({"retry", id});
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.out, "Seen       The message stands in the destination's transcript.\n");
@@ -297,7 +290,7 @@ TEST_F(RelayCommandLine, AMessageThatIsLateIsSeenByTheNextPass) {
 TEST_F(RelayCommandLine, APassNamesTheConversationsThatItCouldNotRead) {
     const auto id = link();
     EXPECT_EQ(run({"send", id, "--source", "codex"}).status, 1);
-    std::filesystem::remove(home.path(".claude/projects/p/" + claudeID + ".jsonl"));
+    std::filesystem::remove(home.path(claudeFile));
     expectFailure({"receipts"}, "notChecked", "The conversation “" + claudeID + "” could not be read.");
 }
 
@@ -313,7 +306,7 @@ TEST_F(RelayCommandLine, OneWriterAtATimeWhichMayBeBrokenOff) {
 
     const auto holder = "orvel-cli (process " + std::to_string(sending.id()) + ")";
     const auto before = records();
-    for (const auto& words : std::vector<std::vector<std::string>>{
+    for (const auto& words : std::vector<Words>{
              {"send", id, "--source", "codex"}, {"retry", id}, {"receipts"}, {"link", codexID, claudeID}})
         expectFailure(words, "dataFolderInUse", "is in use by " + holder);
     EXPECT_EQ(run({"links"}).status, 0);
@@ -347,18 +340,15 @@ TEST_F(RelayCommandLine, WaitingCanBeBrokenOffWithoutHarm) {
 }
 
 TEST_F(RelayCommandLine, ReadingWritesNothingAndBrokenRecordsStayAsTheyAre) {
-    for (const auto& words :
-         std::vector<std::vector<std::string>>{{"links"}, {"pending"}, {"copy-saved", "1"}})
-        run(words);
+    const std::vector<Words> readings{{"links"}, {"pending"}, {"copy-saved", "1"}};
+    for (const auto& reading : readings) run(reading);
     EXPECT_FALSE(std::filesystem::exists(home.path(".local")));
 
     const std::string broken = R"({"pairs":7})";
     home.write(".local/share/Orvel/relay-state.json", broken);
     const std::string words = "The file does not hold relay records: pairs is not a list.";
-    for (const auto& reading :
-         std::vector<std::vector<std::string>>{{"links"}, {"pending"}, {"copy-saved", "1"}})
-        expectFailure(reading, "unexpectedContent", words);
-    for (const auto& writing : std::vector<std::vector<std::string>>{
+    for (const auto& reading : readings) expectFailure(reading, "unexpectedContent", words);
+    for (const auto& writing : std::vector<Words>{
              {"link", codexID, claudeID}, {"send", "1", "--source=codex"}, {"retry", "1"}, {"receipts"}})
         expectFailure(writing, "unreadableRecords", "The original file is kept.\n" + words);
     EXPECT_EQ(records(), broken);

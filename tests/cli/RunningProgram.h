@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>

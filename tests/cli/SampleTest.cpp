@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <filesystem>
 
-#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
 using namespace orvel;
@@ -52,25 +51,19 @@ TEST_F(CommandLine, TheSampleShowsRelaysFromSendToReceiptInBothDirections) {
                              "2. Choose one with Claude",
                              "\n   From  “",
                              "\n   To    “",
-                             "3. Choose where",
-                             "4. Write a note",
                              "5. See the exact text\n",
-                             "6. Send\n",
                              "   Saved, ",
                              "\"status\": \"awaitingReceipt\"",
                              "\"retryable\": false",
                              "   Delivered: ",
-                             "7. Watch",
                              "   Seen: ",
                              "   Codex has answered",
-                             "8. What the conversation with Codex",
                              "   You, by way of Orvel\n",
                              "   Codex\n   │ This is the reply of Orvel's sample",
                              "9. Send the answer back",
                              "\n   │ codex: This is the reply of Orvel's sample",
                              "   Saved. ",
                              "   Seen: the message stands in Claude's own transcript",
-                             "10. What the conversation with Claude",
                              "   You, by way of Orvel\n",
                              "   Claude\n   │ Thank you.",
                              "11. What Orvel has kept",

@@ -1,7 +1,5 @@
 #include "OrvelCore/composers/AccessibilityPreparation.h"
 
-#include <gtest/gtest.h>
-
 using namespace orvel;
 using Action = AccessibilityPreparation::Action;
 

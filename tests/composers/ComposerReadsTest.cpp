@@ -6,8 +6,6 @@
 
 #include <random>
 
-#include <gtest/gtest.h>
-
 using namespace orvel;
 
 namespace {

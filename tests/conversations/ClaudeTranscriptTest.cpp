@@ -1,7 +1,5 @@
 #include "conversations/Outcome.h"
 
-#include <gtest/gtest.h>
-
 using namespace orvel;
 
 namespace {
@@ -66,7 +64,6 @@ TEST(ClaudeTranscript, KeepsTheBranchThatEndsAtTheLatestMessage) {
          record(R"({"type":"user","uuid":"a","message":{"content":"A"}})") + done("b", "a", "B"),
          "user: A | assistant: B"},
         {"a cycle ends the walk", user("a", "b", "A") + done("b", "a", "B"), "user: A | assistant: B"},
-        {"its own parent", done("a", "a", "A"), "assistant: A"},
         {"a blank message is still the latest", a + done("b", "a", "B") + done("c", "gone", "  "),
          "noMessages"},
         {"the parent of a uuid that comes again is the later one",
@@ -86,8 +83,6 @@ TEST(ClaudeTranscript, KeepsTheBranchThatEndsAtTheLatestMessage) {
          record(R"({"type":"user","parentUuid":null,"message":{"content":"A"}})") +
              R"({"type":"user","uuid":"b","message":{"content":"B"}})",
          "user: A | user: B [busy]"},
-        {"a parent key on a sidechain raises no chain",
-         sideOf("s", nullptr) + R"({"type":"user","message":{"content":"B"}})", "user: B [busy]"},
         {"a chain without any uuid among the messages filters nothing",
          link("system", "x", nullptr, "") + R"({"type":"user","message":{"content":"A"}})", "user: A [busy]"},
     });
@@ -132,7 +127,6 @@ TEST(ClaudeTranscript, IsBusyUntilTheTurnHasEnded) {
         {"stop_sequence", stopped("stop_sequence"), both},
         {"max_tokens", stopped("max_tokens"), both},
         {"tool_use", stopped("tool_use"), both + " [busy]"},
-        {"a reason in capitals", stopped("END_TURN"), both + " [busy]"},
         {"no reason", stopped(""), both + " [busy]"},
         {"a reason that is null",
          question + link("assistant", "b", "a", R"(,"message":{"content":"B","stop_reason":null})"),
@@ -168,7 +162,6 @@ TEST(ClaudeTranscript, TakesTheLastSessionThatAMessageNames) {
          "fallback"},
         {"not that of a sidechain",
          message(R"(,"sessionId":"one")") + message(R"(,"sessionId":"two","isSidechain":true)"), "one"},
-        {"an empty one too", message(R"(,"sessionId":"one")") + message(R"(,"sessionId":"")"), ""},
     };
     for (const auto& [name, transcript, id] : cases)
         EXPECT_EQ(TranscriptReader::parse(transcript, Agent::claude, "fallback", "T").id, id) << name;

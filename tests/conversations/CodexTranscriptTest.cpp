@@ -1,6 +1,5 @@
+#include "Failures.h"
 #include "conversations/Outcome.h"
-
-#include <gtest/gtest.h>
 
 using namespace orvel;
 
@@ -29,7 +28,6 @@ TEST(CodexTranscript, KeepsWhatUserAndAssistantSaid) {
     } cases[] = {
         {"both roles", question + item(R"("role":"assistant","content":"B")"), "user: A | assistant: B"},
         {"other roles", item(R"("role":"developer","content":"D")") + question, "user: A"},
-        {"a role that is no string", item(R"("role":1,"content":"D")") + question, "user: A"},
         {"items of other types",
          record(R"({"type":"response_item","payload":{"type":"reasoning","role":"user","content":"R"}})") +
              question,
@@ -39,10 +37,6 @@ TEST(CodexTranscript, KeepsWhatUserAndAssistantSaid) {
              question,
          "user: A"},
         {"payloads that are no object", record(R"({"type":"response_item","payload":"message"})") + question,
-         "user: A"},
-        {"types that are no string",
-         record(R"({"type":["response_item"],"payload":{"type":"message","role":"user","content":"R"}})") +
-             question,
          "user: A"},
         {"the final channel", item(R"("role":"assistant","channel":"final","content":"B")"), "assistant: B"},
         {"another channel", question + item(R"("role":"assistant","channel":"analysis","content":"B")"),
@@ -94,7 +88,6 @@ TEST(CodexTranscript, TakesTheLastSessionAndRefusesInheritedHistory) {
         {"a base that is null", meta(R"({"id":"one","history_base":null})") + question, "one"},
         {"a base", meta(R"({"id":"one","history_base":{"thread_id":"zero"}})") + question,
          "inheritedHistory"},
-        {"a base that is false", meta(R"({"id":"one","history_base":false})") + question, "inheritedHistory"},
         {"a base behind messages", question + meta(R"({"history_base":""})"), "inheritedHistory"},
         {"a base behind a malformed line", "{\n" + meta(R"({"history_base":""})"), "malformedLine"},
         {"a base in another record",
@@ -102,13 +95,10 @@ TEST(CodexTranscript, TakesTheLastSessionAndRefusesInheritedHistory) {
     };
     for (const auto& [name, transcript, expected] : cases) {
         SCOPED_TRACE(name);
-        std::string got;
-        try {
-            got = TranscriptReader::parse(transcript, Agent::codex, "fallback", "T").id;
-        } catch (const Failure& failure) {
-            got = failure.caseName();
-        }
-        EXPECT_EQ(got, expected);
+        std::string id;
+        const auto end =
+            caseOf([&] { id = TranscriptReader::parse(transcript, Agent::codex, "fallback", "T").id; });
+        EXPECT_EQ(end == "done" ? id : end, expected);
     }
     EXPECT_EQ(failureOf(meta(R"({"history_base":1})"), Agent::codex),
               "Inherited history must be loaded through the Codex history API.");
@@ -127,7 +117,6 @@ TEST(CodexTranscript, LeavesOutTheScaffoldingOfUserMessages) {
         {"environment", two, '[' + text + ',' + environment + ']', "user: one"},
         {"skills", two, '[' + skill + ',' + text + ']', "user: two"},
         {"nothing but scaffolding", two, '[' + agents + ',' + environment + ']', "noMessages"},
-        {"nothing but scaffolding, of another length", two, '[' + skill + ']', "noMessages"},
         {"no scaffolding", two, R"(["user.text","unknown"])", "user: one\ntwo"},
         {"another length", two, '[' + agents + ',' + text + ',' + text + ']', "user: one\ntwo"},
         {"more items than kinds",
@@ -136,7 +125,6 @@ TEST(CodexTranscript, LeavesOutTheScaffoldingOfUserMessages) {
         {"content that is no list", R"("plain")", '[' + agents + ',' + text + ']', "user: plain"},
         {"content with something else than objects", R"([{"type":"text","text":"one"},"two"])",
          '[' + agents + ',' + text + ']', "noMessages"},
-        {"an empty list of kinds", two, "[]", "user: one\ntwo"},
         {"kinds that are no strings", two, '[' + agents + ",7]", "user: one\ntwo"},
         {"kinds that are no list", two, agents, "user: one\ntwo"},
         {"items are paired by place, whether they give text or not",

@@ -1,8 +1,6 @@
 #include "OrvelCore/conversations/Handoff.h"
 #include "OrvelCore/conversations/RelayFormatter.h"
 
-#include <gtest/gtest.h>
-
 using namespace orvel;
 
 namespace {
@@ -28,73 +26,52 @@ TEST(HandoffRequest, IsWhatAnAcceptableURLSays) {
         {"orvel://handoff?source=claude&file=/a.jsonl&session_id=" + uuid + "&instruction=go",
          "claude | /a.jsonl | " + uuid + " | go"},
         {"orvel://handoff?instruction=go&source=codex", "codex | - | - | go"},
-        {"orvel://handoff/some/path?source=codex#part", "codex | - | - | "},
         {"orvel://handoff/?source=codex", "codex | - | - | "},
         {base + "&other=1&other=2", "codex | - | - | "},
         {base + "&&", "codex | - | - | "},
 
         {"", "none"},
-        {"handoff", "none"},
         {"orvel:handoff?source=codex", "none"},
         {"orvel://other?source=codex", "none"},
         {"other://handoff?source=codex", "none"},
         {"ORVEL://handoff?source=codex", "none"},
         {"orvel://Handoff?source=codex", "none"},
-        {"orvel://handoff.example?source=codex", "none"},
-        {"orvel:///handoff?source=codex", "none"},
         {" orvel://handoff?source=codex", "none"},
         {"orvel://handoff", "none"},
-        {"orvel://handoff?", "none"},
-        {"orvel://handoff#?source=codex", "none"},
 
-        {"orvel://handoff?source", "none"},
         {"orvel://handoff?source=", "none"},
         {"orvel://handoff?source=Codex", "none"},
         {"orvel://handoff?Source=codex", "none"},
-        {"orvel://handoff?source=codex%20", "none"},
         {"orvel://handoff?source=co%64ex", "codex | - | - | "},
         {"orvel://handoff?%73ource=codex", "codex | - | - | "},
 
         {base + "&source=codex", "none"},
-        {base + "&source", "none"},
         {base + "&s%6furce=claude", "none"},
-        {base + "&file=/a&file=/a", "none"},
         {base + "&file&file", "none"},
-        {base + "&instruction=a&instruction=a", "none"},
         {base + "&file=/a&session_id=" + uuid + "&session_id=" + uuid, "none"},
 
-        {base + "&file", "codex | - | - | "},
         {base + "&file=", "codex | - | - | "},
         {base + "&file=a.jsonl", "none"},
-        {base + "&file=~/a.jsonl", "none"},
         {base + "&file=file:///a.jsonl", "none"},
         {base + "&file=%2Fa%20b%2F%E6%A4%9C.jsonl", "codex | /a b/検.jsonl | - | "},
         {base + "&file=/a b/検.jsonl", "codex | /a b/検.jsonl | - | "},
         {base + "&file=/a=b?c/d", "codex | /a=b?c/d | - | "},
 
         {base + "&session_id=" + uuid, "none"},
-        {base + "&file=&session_id=" + uuid, "none"},
-        {base + "&file=/a&session_id", "none"},
         {base + "&file=/a&session_id=", "none"},
         {base + "&file=/a&session_id=0f8fad5bd9cb469fa16570867728950e", "none"},
         {base + "&file=/a&session_id=0f8fad5b-d9cb-469f-a165-70867728950g", "none"},
-        {base + "&file=/a&session_id=0f8fad5b-d9cb-469f-a165-708677289500e", "none"},
         {base + "&file=/a&session_id=0f8fad5b-d9cb-469f-a1657-0867728950e", "none"},
         {base + "&file=/a&session_id=%7B0f8fad5b-d9cb-469f-a165-70867728%7D", "none"},
-        {base + "&file=/a&session_id=123456789012345678901234567890123456", "none"},
 
         {base + "&instruction", "codex | - | - | "},
         {base + "&instruction=a+b%2B%26%3D%23", "codex | - | - | a+b+&=#"},
-        {base + "&instruction=a=b", "codex | - | - | a=b"},
         {base + "&instruction=%0Aline%0D%0A", "codex | - | - | \nline\r\n"},
         {base + "&instruction=[x] {y} \"z\" <w>", "codex | - | - | [x] {y} \"z\" <w>"},
         {base + "&instruction=見て😀", "codex | - | - | 見て😀"},
-        {base + "&instruction=%25%32%35", "codex | - | - | %25"},
         {base + "&instruction=%", "none"},
-        {base + "&instruction=%4", "none"},
         {base + "&instruction=%zz", "none"},
         {base + "&instruction=%ff", "none"},
-        {base + "&instruction=%ED%A0%80", "none"},
         {base + "&instruction=\xff", "none"},
     };
     for (const auto& [url, request] : cases) EXPECT_EQ(requestIn(url), request) << url;

@@ -1,7 +1,5 @@
 #include "conversations/Outcome.h"
 
-#include <gtest/gtest.h>
-
 using namespace orvel;
 
 // The flattening is the same for both agents, so every case runs through both.
@@ -19,7 +17,6 @@ TEST(MessageText, FlattensContentItemByItem) {
          "a\nb\nc"},
         {"an empty text is still an item",
          R"([{"type":"text","text":"a"},{"type":"text","text":""},{"type":"text","text":"c"}])", "a\n\nc"},
-        {"a leading empty text", R"([{"type":"text","text":""},{"type":"text","text":"b"}])", "\nb"},
         {"a text that is missing or no string",
          R"([{"type":"text"},{"type":"text","text":5},{"type":"text","text":"c"}])", "c"},
         {"items of other types",
@@ -28,8 +25,6 @@ TEST(MessageText, FlattensContentItemByItem) {
         {"items without type", R"([{"text":"x"},{"type":null,"text":"x"},{"type":"text","text":"c"}])", "c"},
         {"one item that is no object spoils the list", R"([{"type":"text","text":"a"},"b"])", ""},
         {"an object", R"({"type":"text","text":"a"})", ""},
-        {"a number", "7", ""},
-        {"null", "null", ""},
         {"no items", "[]", ""},
         {"a path", R"([{"type":"image","source":{"path":"/a.png","url":"http://x"},"image_url":"http://y"}])",
          "[添付参照: /a.png]"},
@@ -44,14 +39,12 @@ TEST(MessageText, FlattensContentItemByItem) {
         {"data everywhere", R"([{"type":"image","source":{"url":"data:x"},"image_url":"data:y"}])", fixed},
         {"data in a path is a path", R"([{"type":"image","source":{"path":"data:x"}}])",
          "[添付参照: data:x]"},
-        {"the case of data counts", R"([{"type":"image","image_url":"DATA:x"}])", "[添付参照: DATA:x]"},
         {"an image URL that is an object", R"([{"type":"input_image","image_url":{"url":"http://y"}}])",
          fixed},
         {"an attachment of nothing", R"([{"type":"document"}])", fixed},
         {"attachments among texts",
          R"([{"type":"text","text":"see"},{"type":"image"},{"type":"text","text":"there"}])",
          "see\n" + fixed + "\nthere"},
-        {"a path that is empty", R"([{"type":"image","source":{"path":""}}])", "[添付参照: ]"},
         {"escapes", R"("\u00e9 \ud83d\ude00 \u0000|")", std::string("é 😀 \0|", 10)},
     };
     for (const auto& [name, content, text] : cases) {

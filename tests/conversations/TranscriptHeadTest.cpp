@@ -1,7 +1,6 @@
 #include "OrvelCore/conversations/TranscriptHead.h"
 #include "TemporaryFolder.h"
 
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <rapidcheck/gtest.h>
 

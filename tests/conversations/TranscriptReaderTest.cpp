@@ -1,3 +1,4 @@
+#include "Failures.h"
 #include "OrvelCore/files/FileError.h"
 #include "OrvelCore/files/FileReading.h"
 #include "TemporaryFolder.h"
@@ -6,7 +7,6 @@
 
 #include <functional>
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -36,36 +36,23 @@ TEST(TranscriptReader, StopsAtTheFirstLineThatIsNoObject) {
         {"nothing", "", noMessages},
         {"blank lines", "\n \t\r\n\t\u2028", noMessages},
         {"line feed", "{}\nx", malformed(2)},
-        {"vertical tab", "{}\vx", malformed(2)},
-        {"form feed", "{}\fx", malformed(2)},
-        {"carriage return", "{}\rx", malformed(2)},
-        {"next line", "{}\u0085x", malformed(2)},
         {"line separator", "{}\u2028x", malformed(2)},
-        {"paragraph separator", "{}\u2029x", malformed(2)},
         {"each of a pair ends a line", "{}\r\n{}\r\nx", malformed(5)},
         {"blank lines count", "\n\n{}\n \t \nx", malformed(5)},
-        {"blanks around a record", " \t{} \t\nx", malformed(2)},
         {"a line of other blanks is no record", "{}\n\u00a0\n{}", malformed(2)},
         {"other blanks around a record", "\u3000{}", malformed(1)},
         {"a separator inside a string", "{}\n{\"a\":\"x\u2028y\"}", malformed(2)},
         {"a line that ends inside a string", "{}\n{\"a\":\"x\n\"}", malformed(2)},
         {"a list", "[]", malformed(1)},
-        {"a string", "\"x\"", malformed(1)},
-        {"null", "null", malformed(1)},
         {"two records in a line", "{}{}", malformed(1)},
         {"a record and more", "{} x", malformed(1)},
-        {"a cut last line", "{}\n{\"type\":\"us", malformed(2)},
         {"a NUL behind a record", "{}\n{}\0"s, malformed(2)},
         {"a NUL inside a string", "{\"a\":\"\0\"}"s, malformed(1)},
-        {"a comma too many", "{\"a\":1,}", malformed(1)},
-        {"single quotes", "{'a':1}", malformed(1)},
         {"lone surrogates", R"({"a":"\ud800"})", malformed(1)},
-        {"lone low surrogates", R"({"a":"\udc00"})", malformed(1)},
         {"a number beyond a double", R"({"a":1e999})", malformed(1)},
         {"depth that the parser knows", nested(1'000), noMessages},
         {"depth beyond it", nested(100'000), malformed(1)},
         {"open brackets only", std::string(100'000, '['), malformed(1)},
-        {"open braces only", nested(0).substr(0, 5) + std::string(100'000, '{'), malformed(1)},
     };
     for (const auto agent : allAgents)
         for (const auto& [name, text, failure] : cases) EXPECT_EQ(failureOf(text, agent), failure) << name;
@@ -92,7 +79,6 @@ TEST(TranscriptReader, IdentifiesAMessageByItsOriginAndADigestOfRoleAndText) {
         {"uuid", Agent::claude, claude("user", "u", "hello"), "u:" + hello},
         {"line", Agent::claude, "\r\n" + claude("user", "", "hello"), "line-3:" + hello},
         {"item", Agent::codex, codex("\"i\"", "hello"), "i:" + hello},
-        {"item that is no string", Agent::codex, codex("5", "hello"), "line-1:" + hello},
         {"item that is empty", Agent::codex, codex("\"\"", "hello"), ":" + hello},
         {"the text is not trimmed", Agent::codex, codex("\"i\"", " 検索 \\n"), "i:" + japanese},
         {"the same twice", Agent::claude, claude("user", "u", "hello") + claude("user", "u", "hello"),
@@ -101,8 +87,6 @@ TEST(TranscriptReader, IdentifiesAMessageByItsOriginAndADigestOfRoleAndText) {
          claude("user", "u", "hello") + claude("user", "u", " 検索 \\n"), "u:" + hello + " u:" + japanese},
         {"the same uuid with another role", Agent::claude,
          claude("user", "u", "hello") + claude("assistant", "u", "hello"), "u:" + hello + " u:" + helloBack},
-        {"the same text on two lines", Agent::codex, codex("", "hello") + codex("", "hello"),
-         "line-1:" + hello + " line-2:" + hello},
         {"a native identity that looks like a line", Agent::codex,
          codex("\"line-2\"", "hello") + codex("", "hello"), "line-2:" + hello},
     };
@@ -141,21 +125,15 @@ TEST(TranscriptReader, GivesEveryUnreadableFileItsOwnWords) {
         {"too large", sparse("larger", 100'000'001), "tooLarge",
          "The conversation file is too large. Choose a file no larger than 100 MB."},
         {"Latin 1", folder.write("latin", "{\"a\":\"\xe9\"}"), "invalidUTF8", notUTF8},
-        {"overlong", folder.write("overlong", "{\"a\":\"\xc0\xaf\"}"), "invalidUTF8", notUTF8},
-        {"an encoded surrogate", folder.write("surrogate", "{\"a\":\"\xed\xa0\x80\"}"), "invalidUTF8",
-         notUTF8},
-        {"above Unicode", folder.write("above", "{\"a\":\"\xf4\x90\x80\x80\"}"), "invalidUTF8", notUTF8},
         {"a cut character behind a malformed line", folder.write("cut", "{\n\xe3\x81"), "invalidUTF8",
          notUTF8},
         {"UTF-16", folder.write("utf16", std::string_view("\xff\xfe{\0}\0", 6)), "invalidUTF8", notUTF8},
         {"nothing", folder.path("none"), "noSuchFile", couldNotRead("none", "No such file or directory")},
-        {"below a file", folder.path("empty/x"), "noSuchFile", couldNotRead("empty/x", "Not a directory")},
         {"a folder", folder.path(), "isFolder", "Couldn't read “" + folder.path() + "”: It is a folder."},
         {"a FIFO", special("fifo", [](auto path) { return mkfifo(path, 0600); }), "notRegular",
          couldNotRead("fifo", "It is not a regular file")},
         {"a link to itself", special("loop", [](auto path) { return symlink(path, path); }), "fileError",
          couldNotRead("loop", "Too many levels of symbolic links")},
-        {"a device", "/dev/zero", "notRegular", "Couldn't read “/dev/zero”: It is not a regular file."},
         {"a name with a NUL", folder.path(std::string_view("a\0b", 3)), "invalidFileName",
          couldNotRead("a?b", "The file name is not valid")},
         {"a name that is too long", folder.path(std::string(300, 'x')), "invalidFileName",
@@ -168,13 +146,7 @@ TEST(TranscriptReader, GivesEveryUnreadableFileItsOwnWords) {
     }
     for (const auto& [name, path, caseName, words] : cases) {
         SCOPED_TRACE(name);
-        try {
-            const auto conversation = TranscriptReader::read(path, Agent::claude);
-            ADD_FAILURE() << "was read as " << outcomeOf(conversation);
-        } catch (const Failure& failure) {
-            EXPECT_EQ(failure.caseName(), caseName);
-            EXPECT_STREQ(failure.what(), words.c_str());
-        }
+        EXPECT_EQ(endOf([&] { (void)TranscriptReader::read(path, Agent::claude); }), caseName + ": " + words);
     }
 }
 

@@ -1,11 +1,10 @@
 #include "OrvelCore/frames/CodexWebSocketCodec.h"
 
+#include "Failures.h"
 #include "OrvelCore/frames/CodexThreadLoaderError.h"
 #include "reading/ServerFrames.h"
 
 #include <vector>
-
-#include <gtest/gtest.h>
 
 namespace orvel {
 namespace {
@@ -47,16 +46,11 @@ TEST(WebSocketCodec, GivesTheEventsOfAServerAndRefusesWhatItNeedNotSend) {
         const char* name;
         std::string bytes, events;
     } cases[] = {
-        {"nothing", "", ""},
         {"a text", text("hello"), "text(hello)"},
-        {"an empty text", text(""), "text()"},
-        {"a text of several bytes a character", text("日本語"), "text(日本語)"},
         {"lengths in all three forms", text(std::string(125, 'a')) + text(longText) + text(longerText),
          "text#125 text#300 text#70000"},
         {"pieces of a text", serverFrame(1, "he", false) + serverFrame(0, "l", false) + serverFrame(0, "lo"),
          "text(hello)"},
-        {"pieces without content", serverFrame(1, "", false) + serverFrame(0, "", false) + serverFrame(0, ""),
-         "text()"},
         {"a character cut in two pieces", serverFrame(1, "\xE6\x97", false) + serverFrame(0, "\xA5"),
          "text(日)"},
         {"a ping between pieces",
@@ -68,26 +62,19 @@ TEST(WebSocketCodec, GivesTheEventsOfAServerAndRefusesWhatItNeedNotSend) {
          serverFrame(8, "\x03\xE8"
                         "bye"),
          "close()"},
-        {"the largest control frame", serverFrame(9, std::string(125, 'p')), "ping#125"},
-        {"a frame that is not all there", text("hello").substr(0, 6), ""},
         {"a length that is not all there", serverFrameHead(1, 70'000).substr(0, 9), ""},
 
         {"a close of one byte", serverFrame(8, "x"), "invalid"},
         {"text that is no UTF-8", text("\xC3("), "invalid"},
-        {"a surrogate", text("\xED\xA0\x80"), "invalid"},
         {"pieces that are no UTF-8", serverFrame(1, "\xC3", false) + serverFrame(0, "("), "invalid"},
         {"a continuation of nothing", text("a") + serverFrame(0, "b"), "text(a) invalid"},
-        {"a continuation behind a finished text",
-         serverFrame(1, "a", false) + serverFrame(0, "b") + serverFrame(0, "c"), "text(ab) invalid"},
         {"a text while another is unfinished", serverFrame(1, "a", false) + text("b"), "invalid"},
         {"a masked frame", "\x81\x81"s + "abcd" + "x", "invalid"},
         {"the first reserved bit", "\xC1\x00"s, "invalid"},
         {"the second reserved bit", "\xA1\x00"s, "invalid"},
         {"the third reserved bit", "\x91\x00"s, "invalid"},
         {"a ping in pieces", "\x09\x00"s, "invalid"},
-        {"a close in pieces", "\x08\x00"s, "invalid"},
         {"a ping of two-byte length", "\x89\x7E"s + bigEndian(126, 2), "invalid"},
-        {"a ping of eight-byte length", "\x89\x7F"s + bigEndian(65'536, 8), "invalid"},
         {"a short length in two bytes", "\x81\x7E"s + bigEndian(125, 2), "invalid"},
         {"the least length in two bytes", "\x81\x7E"s + bigEndian(126, 2) + std::string(126, 'a'),
          "text#126"},
@@ -170,14 +157,10 @@ TEST(WebSocketCodec, WritesMaskedFramesThatAServerReads) {
         ASSERT_TRUE(read);
         EXPECT_EQ(read->opcode, static_cast<int>(each.opcode));
         EXPECT_TRUE(read->payload == payload);
+        EXPECT_EQ(read->mask, std::string(mask.begin(), mask.end()));
         EXPECT_EQ(read->size, frame.size());
         EXPECT_EQ(frame.size(), each.headSize + 4 + each.size);
     }
-}
-
-TEST(WebSocketCodec, MasksWithTheGivenMask) {
-    EXPECT_EQ(Codec::clientFrame(Opcode::text, "Hello", Codec::Mask{0x37, '\xfa', 0x21, 0x3d}),
-              "\x81\x85\x37\xfa\x21\x3d\x7f\x9f\x4d\x51\x58");
 }
 
 TEST(WebSocketUpgrade, AcceptsOnlyThePlainAnswerToItsKey) {
@@ -186,62 +169,49 @@ TEST(WebSocketUpgrade, AcceptsOnlyThePlainAnswerToItsKey) {
     const auto status = "HTTP/1.1 101 Switching Protocols\r\n"s;
     const auto upgrade = "Upgrade: websocket\r\n"s, connection = "Connection: Upgrade\r\n"s;
     const auto good = status + upgrade + connection + accept;
+    const auto under = [&](const char* line) { return line + upgrade + connection + accept + "\r\n"; };
+    const auto upgrading = [&](const char* line) { return status + line + connection + accept + "\r\n"; };
+    const auto connecting = [&](const char* line) { return status + upgrade + line + accept + "\r\n"; };
+    const auto accepting = [&](const char* line) { return status + upgrade + connection + line + "\r\n"; };
     const struct {
         const char* name;
         std::string head;
         bool isAccepted;
     } cases[] = {
         {"the plain answer", good + "\r\n", true},
-        {"no words behind the status", "HTTP/1.1 101\r\n" + upgrade + connection + accept + "\r\n", true},
-        {"several blanks in the status line",
-         "HTTP/1.1   101  Yes\r\n" + upgrade + connection + accept + "\r\n", true},
-        {"names and values in other cases",
-         status + "UPGRADE: WebSocket\r\nconnection: UPGRADE\r\n" + accept + "\r\n", true},
-        {"blanks and tabs around values",
-         status + "Upgrade: \t websocket \t\r\n" + connection + accept + "\r\n", true},
-        {"no blank behind the colon", status + "Upgrade:websocket\r\n" + connection + accept + "\r\n", true},
-        {"upgrade as one of several options",
-         status + upgrade + "Connection: keep-alive, \tUpgrade\r\n" + accept + "\r\n", true},
+        {"no words behind the status", under("HTTP/1.1 101\r\n"), true},
+        {"blanks in the status line", under(" HTTP/1.1   101  Yes\r\n"), true},
+        {"names and values in other cases", upgrading("UPGRADE: WebSocket\r\n"), true},
+        {"blanks and tabs around values", upgrading("Upgrade: \t websocket \t\r\n"), true},
+        {"no blank behind the colon", upgrading("Upgrade:websocket\r\n"), true},
+        {"one of several options", connecting("connection: keep-alive, \tUPGRADE\r\n"), true},
         {"a header of the server's own", good + "X-Limit: 16:777\r\n\r\n", true},
 
         {"nothing", "", false},
         {"no end", good, false},
         {"something behind the end", good + "\r\nx", false},
         {"no UTF-8", good + "X-Name: \xFF\r\n\r\n", false},
-        {"another version", "HTTP/1.0 101 Yes\r\n" + upgrade + connection + accept + "\r\n", false},
-        {"another status", "HTTP/1.1 200 OK\r\n" + upgrade + connection + accept + "\r\n", false},
-        {"a status with more digits", "HTTP/1.1 1010 OK\r\n" + upgrade + connection + accept + "\r\n", false},
-        {"no status", "HTTP/1.1\r\n" + upgrade + connection + accept + "\r\n", false},
-        {"a blank before the status line is no part of it",
-         " HTTP/1.1 101\r\n" + upgrade + connection + accept + "\r\n", true},
+        {"another version", under("HTTP/1.0 101 Yes\r\n"), false},
+        {"another status", under("HTTP/1.1 200 OK\r\n"), false},
+        {"a status with more digits", under("HTTP/1.1 1010 OK\r\n"), false},
+        {"no status", under("HTTP/1.1\r\n"), false},
         {"a line without a colon", good + "nonsense\r\n\r\n", false},
         {"a repeated header", good + "X-A: 1\r\nx-a: 1\r\n\r\n", false},
-        {"a second upgrade header", good + upgrade + "\r\n", false},
-        {"no upgrade", status + connection + accept + "\r\n", false},
-        {"another upgrade", status + "Upgrade: h2c\r\n" + connection + accept + "\r\n", false},
-        {"a name with a blank", status + "Upgrade : websocket\r\n" + connection + accept + "\r\n", false},
-        {"no connection", status + upgrade + accept + "\r\n", false},
-        {"another connection", status + upgrade + "Connection: close\r\n" + accept + "\r\n", false},
-        {"upgrade as part of an option", status + upgrade + "Connection: upgraded\r\n" + accept + "\r\n",
-         false},
-        {"no accept", status + upgrade + connection + "\r\n", false},
-        {"the answer to another key",
-         status + upgrade + connection + "Sec-WebSocket-Accept: AAAAAAAAAAAAAAAAAAAAAAAAAAA=\r\n\r\n", false},
-        {"accept in another case",
-         status + upgrade + connection + "Sec-WebSocket-Accept: S3PPLMBITXAQ9KYGZZHZRBK+XOO=\r\n\r\n", false},
-        {"an extension", good + "Sec-WebSocket-Extensions: permessage-deflate\r\n\r\n", false},
-        {"an empty extension", good + "Sec-WebSocket-Extensions:\r\n\r\n", false},
+        {"no upgrade", upgrading(""), false},
+        {"another upgrade", upgrading("Upgrade: h2c\r\n"), false},
+        {"a name with a blank", upgrading("Upgrade : websocket\r\n"), false},
+        {"no connection", connecting(""), false},
+        {"upgrade as part of an option", connecting("Connection: upgraded\r\n"), false},
+        {"no accept", accepting(""), false},
+        {"another key", accepting("Sec-WebSocket-Accept: AAAAAAAAAAAAAAAAAAAAAAAAAAA=\r\n"), false},
+        {"another case", accepting("Sec-WebSocket-Accept: S3PPLMBITXAQ9KYGZZHZRBK+XOO=\r\n"), false},
+        {"an extension", good + "Sec-WebSocket-Extensions:\r\n\r\n", false},
         {"a protocol", good + "Sec-WebSocket-Protocol: chat\r\n\r\n", false},
     };
-    for (const auto& each : cases) {
-        std::string outcome = "accepted";
-        try {
-            Codec::validateUpgrade(each.head, key);
-        } catch (const CodexThreadLoaderError& failure) {
-            outcome = failure.caseName();
-        }
-        EXPECT_EQ(outcome, each.isAccepted ? "accepted" : "invalid") << each.name;
-    }
+    for (const auto& each : cases)
+        EXPECT_EQ(caseOf([&] { Codec::validateUpgrade(each.head, key); }),
+                  each.isAccepted ? "done" : "invalid")
+            << each.name;
 }
 
 } // namespace

@@ -161,8 +161,6 @@ TEST_F(CodexStoredHistoryTest, TakesTheTextsOfMessagesAndRefusesEveryOtherShape)
                 agent("d", "yes")}),
          "user: hi | assistant: yes"},
         {"a turn under way", page({turn("t", {user("u", "hi")}, "inProgress")}), "user: hi [busy]"},
-        {"an interrupted turn", page({turn("t", {user("u", "hi")}, "interrupted")}), "user: hi"},
-        {"no view", page({without(good, "itemsView")}), "user: hi"},
         {"the same item in two turns", page({good, turn("t2", {user("u", "hi")})}), "user: hi | user: hi"},
         {"several parts",
          items({user("u", {{{"type", "text"}, {"text", "one"}},
@@ -174,35 +172,26 @@ TEST_F(CodexStoredHistoryTest, TakesTheTextsOfMessagesAndRefusesEveryOtherShape)
         {"characters that end lines or need escapes",
          items({user("u", "\"\\ \b\f\n\r\t\v \u0085 \u2028 \u2029 \u0001")}),
          "user: \"\\ \b\f\n\r\t\v \u0085 \u2028 \u2029 \u0001"},
-        {"identifiers that need escapes", page({turn("\"\u2028", {user("\n", "hi")})}), "user: hi"},
 
         {"nothing", page(Json::array()),
          "noMessages: No user or assistant messages were found. Choose a supported JSONL file."},
-        {"data that is no list", page("x"), invalid},
         {"no data", without(page({good}), "data"), invalid},
         {"a turn that is no object", page({good, "x"}), invalid},
         {"no cursor", without(page({good}), "nextCursor"), invalid},
-        {"a cursor that is a number", page({good}, 5), invalid},
         {"an empty cursor", page({good}, ""), invalid},
         {"a cursor behind an empty page", page(Json::array(), "next"), invalid},
         {"a turn without identifier", page({without(good, "id")}), invalid},
         {"a summary", page({with(good, "itemsView", "summary")}), invalid},
-        {"a view that is null", page({with(good, "itemsView", nullptr)}), invalid},
         {"a turn without status", page({without(good, "status")}), invalid},
-        {"a status that is an object", page({with(good, "status", Json::object())}), invalid},
         {"no items", page({without(good, "items")}), invalid},
-        {"items that are no list", page({with(good, "items", "x")}), invalid},
-        {"an item that is no object", items({user("u", "hi"), "x"}), invalid},
         {"an item without identifier", items({without(user("u", "hi"), "id")}), invalid},
         {"an empty identifier", items({user("", "hi")}), invalid},
-        {"a number as identifier", items({with(user("u", "hi"), "id", 1)}), invalid},
         {"an item that comes twice", items({user("u", "hi"), agent("u", "hi")}), invalid},
         {"an answer without text", items({agent("a", nullptr)}), invalid},
         {"no content", items({without(user("u", "hi"), "content")}), invalid},
         {"content that is a text", items({user("u", Json("hi"))}), invalid},
         {"a part that is a text", content("hi"), invalid},
         {"a part of an unknown kind", content({{"type", "video"}}), invalid},
-        {"a part without kind", content({{"text", "hi"}}), invalid},
         {"a text without text", content({{"type", "text"}}), invalid},
         {"a skill without path", content({{"type", "skill"}, {"name", "plan"}}), invalid},
         {"a mention without name", content({{"type", "mention"}, {"path", "/f"}}), invalid},
@@ -227,17 +216,12 @@ TEST_F(CodexStoredHistoryTest, BelievesTheServerOnlyWhatIsConsistent) {
         std::string outcome;
     } cases[] = {
         {"idle", good, good, "user: hi"},
-        {"not loaded", thread("notLoaded"), thread("notLoaded"), "user: hi"},
         {"active", thread("active"), thread("active"), "user: hi [busy]"},
         {"after a failed turn", thread("systemError"), good, metadataWords},
-        {"no thread", nullptr, good, metadataWords},
         {"another thread", with(good, "id", "other"), good, metadataWords},
         {"no path", without(good, "path"), good, metadataWords},
-        {"a path that is null", with(good, "path", nullptr), good, metadataWords},
         {"no status", without(good, "status"), good, metadataWords},
-        {"a status that is a text", with(good, "status", "idle"), good, metadataWords},
         {"no date", without(good, "updatedAt"), good, metadataWords},
-        {"a date that is a text", with(good, "updatedAt", "now"), good, metadataWords},
 
         {"the same file by a link", at(link), good, "user: hi"},
         {"the same file by a detour", at(folder.path("sessions/../sessions/./a.jsonl")), good, "user: hi"},
@@ -248,7 +232,6 @@ TEST_F(CodexStoredHistoryTest, BelievesTheServerOnlyWhatIsConsistent) {
         {"a file that is not there", at(folder.path("none.jsonl")), good, unverifiedWords},
 
         {"a file that moves meanwhile", good, at(elsewhere), movedWords},
-        {"a file that becomes another's", good, at(foreign), unverifiedWords},
         {"a later date", good, with(good, "updatedAt", 1795248136.5), changedWords},
         {"another status", good, thread("active"), changedWords},
         {"another detail of the status", with(good, "status", active), with(good, "status", waiting),
@@ -379,19 +362,12 @@ TEST_F(CodexHistoryReadingTest, HasTwentySecondsForAllRequestsBehindTheConnectio
     EXPECT_EQ(processes.running(), 0);
 }
 
-TEST_F(CodexHistoryReadingTest, RefusesAnyWrongResultAtAnyRequest) {
+TEST_F(CodexHistoryReadingTest, RefusesAWrongResultAtAnyRequest) {
     for (const auto* method : {"thread/read", "thread/turns/list"})
-        for (const auto& [answer, words] : {
-                 std::pair{Server::error(-32601, "unknown method"), invalid},
-                 {Server::result(Json::array()), invalid},
-                 {Server::result(nullptr), invalid},
-                 {Server::result(Json::object()), method == "thread/read"s ? metadataWords : invalid},
-                 {Server::bytes(serverFrame(1, "nonsense")), "other: Codex sent a text that is not JSON."s},
-                 {Server::bytes(serverFrame(2, "")), invalid},
-             }) {
+        for (const auto& answer : {Server::error(-32601, "unknown method"), Server::result(nullptr)}) {
             SCOPED_TRACE(method);
             const auto plain = std::exchange(server.answers[method], answer);
-            EXPECT_EQ(readAll(), words);
+            EXPECT_EQ(readAll(), invalid);
             EXPECT_EQ(processes.running(), 0);
             server.answers[method] = plain;
         }

@@ -122,21 +122,18 @@ TEST_F(CodexThreadSessionTest, EndsAConnectionThatDoesNotGoAsItShould) {
          },
          invalid + initializeStage},
 
+        {"a server that reads nothing", [&](Server&) { processes.pipeCapacity = 0; }, timeout + upgradeStage},
         {"no answer", answers("initialize", Server::bytes("")), timeout + initializeStage},
         {"a binary frame", answers("initialize", Server::bytes(serverFrame(2, "{}"))),
          invalid + initializeStage},
         {"no JSON", says("initialize", "{"), "other: Codex sent a text that is not JSON." + initializeStage},
         {"a list", says("initialize", "[]"), invalid + initializeStage},
-        {"a number", says("initialize", "1"), invalid + initializeStage},
         {"an error", answers("initialize", Server::error(-32600, "no")), invalid + initializeStage},
         {"an error that is null", says("initialize", R"({"id":1,"error":null,"result":{}})"),
-         invalid + initializeStage},
-        {"a result that is no object", says("initialize", R"({"id":1,"result":[]})"),
          invalid + initializeStage},
         {"no result", says("initialize", R"({"id":1})"), invalid + initializeStage},
         {"an identifier that is a text", says("initialize", R"({"id":"1","result":{}})"),
          timeout + initializeStage},
-        {"another identifier", says("initialize", R"({"id":3,"result":{}})"), timeout + initializeStage},
         {"a request with the same identifier", says("initialize", R"({"id":1,"method":"x","result":{}})"),
          timeout + initializeStage},
         {"a close", answers("initialize", Server::bytes(serverFrame(8, ""))), disconnected + initializeStage},
@@ -146,18 +143,16 @@ TEST_F(CodexThreadSessionTest, EndsAConnectionThatDoesNotGoAsItShould) {
          "Nothing was sent." +
              resumeStage},
         {"another writer of another conversation", activeWriter(-32600, "x"), invalid + resumeStage},
-        {"another writer by another code", activeWriter(-32601, Server::thread), invalid + resumeStage},
         {"no thread", thread(Json::object()), notIdle},
-        {"a thread that is no object", thread({{"thread", "idle"}}), notIdle},
         {"another thread", resumed("other", idle), notIdle},
         {"no status", thread({{"thread", {{"id", Server::thread}}}}), notIdle},
-        {"a status that is a text", resumed(Server::thread, "idle"), notIdle},
         {"a busy thread", resumed(Server::thread, active), notIdle},
         {"a thread after a failed turn", resumed(Server::thread, failed), notIdle},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.name);
         Server changed(processes);
+        processes.pipeCapacity = 65'536;
         each.change(changed);
         std::vector<std::string> endings;
         processes.beforeStep = [&](std::string_view step) {
@@ -208,12 +203,6 @@ TEST_F(CodexThreadSessionTest, AsksWithTheParametersAndGivesTheResultWhateverIts
     const std::string large(200'000, 'x'); // More than a pipe holds, and parsed in the background.
     EXPECT_EQ(ask(*session, "echo", {{"text", large}}), R"({"said":{"text":")" + large + "\"}}");
     EXPECT_EQ(ask(*session, "unknown", Json::object()), timeout);
-}
-
-TEST_F(CodexThreadSessionTest, DoesNotWaitForAServerThatReadsNothing) {
-    processes.pipeCapacity = 0;
-    EXPECT_EQ(connect(), timeout + upgradeStage);
-    EXPECT_EQ(processes.running(), 0);
 }
 
 TEST_F(CodexThreadSessionTest, KillsAServerThatDoesNotEndWithinASecond) {

@@ -12,8 +12,6 @@
 #include <optional>
 #include <string>
 
-#include <gtest/gtest.h>
-
 namespace orvel {
 
 using Server = ScriptedCodexServer;

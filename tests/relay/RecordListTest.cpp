@@ -1,7 +1,5 @@
 #include "OrvelCore/relay/RecordList.h"
 
-#include <gtest/gtest.h>
-
 namespace orvel {
 namespace {
 

@@ -3,8 +3,6 @@
 
 #include "relay/RelaySamples.h"
 
-#include <gtest/gtest.h>
-
 #include <functional>
 
 namespace orvel {

@@ -1,7 +1,5 @@
 #include "relay/RelaySamples.h"
 
-#include <gtest/gtest.h>
-
 namespace orvel {
 namespace {
 
@@ -25,10 +23,6 @@ TEST(RelayLink, growsFromALonePairAtEitherEnd) {
     const auto other = leading.state.extendLink("P1", RelayLinkEnd::leading, leading.codex2, leading.stamps);
     EXPECT_EQ(other.conversations, (References{leading.codex2, leading.claude, leading.codex}));
     EXPECT_EQ(other.pairIDs, (std::vector<std::string>{"NEW-1", "P1"}));
-    EXPECT_EQ(failureOf([&] {
-                  leading.state.extendLink("P1", RelayLinkEnd::leading, leading.claude2, leading.stamps);
-              }),
-              Case::linkCapacity);
 }
 
 TEST(RelayLink, takesOverTheDraftsOfItsPairs) {
@@ -52,8 +46,6 @@ TEST(RelayLink, opensAndClosesAsAWhole) {
     desk.state.archiveLink(id, 20);
     EXPECT_EQ(desk.state.links[0].archivedAt, 10);
     for (const auto& pair : desk.state.pairs) EXPECT_EQ(pair.archivedAt, 10);
-    EXPECT_EQ(failureOf([&] { desk.state.setDraft("P1", Agent::codex, "x", std::nullopt, false); }),
-              Case::conversationMismatch);
     EXPECT_EQ(desk.state.sourceInstruction(id, desk.codex), "") << "a closed link can be read";
     EXPECT_EQ(desk.state.orderedReferences("P1").size(), 3u);
     EXPECT_EQ(failureOf([&] { desk.state.speakerContextForExtension("P1"); }), Case::pairArchived);

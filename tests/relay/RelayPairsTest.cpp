@@ -1,7 +1,5 @@
 #include "relay/RelaySamples.h"
 
-#include <gtest/gtest.h>
-
 namespace orvel {
 namespace {
 
@@ -21,7 +19,6 @@ TEST(RelayPairs, refreshesTheActivePairAndNeverRevivesAClosedOne) {
     const auto second = desk.state.pair(desk.codex, desk.claude, std::nullopt, desk.stamps);
     EXPECT_EQ(second.id, "NEW-1");
     EXPECT_EQ(second.speakerContext, RelaySpeakerContext());
-    EXPECT_EQ(failureOf([&] { desk.state.restorePair("P1"); }), Case::activePairExists);
     desk.state.archivePair(second.id, 30);
     desk.state.restorePair("P1");
     EXPECT_TRUE(desk.state.pairs[0].isActive());
@@ -64,7 +61,6 @@ TEST(RelayPairs, beginsARangeWhereThePositionsSay) {
     desk.codexTalk.messages.erase(desk.codexTalk.messages.begin() + 1);
     EXPECT_EQ(failureOf([&] { texts(); }), Case::missingCheckpoint)
         << "nothing searches for a similar message";
-    EXPECT_EQ(texts("u:3"), (Texts{"user:3"}));
 }
 
 TEST(RelayPairs, previewsTheTransferAfterThePendingOne) {
@@ -78,7 +74,6 @@ TEST(RelayPairs, previewsTheTransferAfterThePendingOne) {
     desk.codexTalk.messages.push_back(user("q3"));
     EXPECT_EQ(next(), (Texts{"user:q3"}));
     EXPECT_EQ(next("a:a1"), (Texts{"assistant:a1", "user:q3"}));
-    EXPECT_EQ(failureOf([&] { next("gone"); }), Case::missingCheckpoint);
     desk.codexTalk.messages.erase(desk.codexTalk.messages.begin() + 1);
     EXPECT_EQ(failureOf([&] { next(); }), Case::missingCheckpoint);
 }
@@ -125,13 +120,6 @@ TEST(RelayPairs, freezesTheLabelOfAQuotedAssistant) {
               (std::map<std::string, std::string>{{"codex:codex-1", "codex"}}));
 }
 
-TEST(RelayPairs, needsSomethingToSend) {
-    Desk desk;
-    desk.state.checkpoints.set("P1:codex", "a:a1");
-    EXPECT_EQ(failureOf([&] { desk.prepareFromCodex(" \n"); }), Case::emptyTransfer);
-    EXPECT_EQ(*desk.prepareFromCodex("alone").payload, "alone");
-}
-
 TEST(RelayPairs, keepsDraftsOfBothSides) {
     Desk desk;
     EXPECT_EQ(desk.state.draft("none", Agent::codex), RelayDraft());
@@ -141,8 +129,6 @@ TEST(RelayPairs, keepsDraftsOfBothSides) {
     EXPECT_EQ(desk.state.draft("P1", Agent::claude), (RelayDraft{"other", std::nullopt, true}));
     desk.prepareFromCodex("typed");
     EXPECT_EQ(desk.state.draft("P1", Agent::codex).instruction, " typed ") << "preparing touches no draft";
-    EXPECT_EQ(failureOf([&] { desk.state.setDraft("none", Agent::codex, "", std::nullopt, false); }),
-              Case::pairNotFound);
 }
 
 TEST(RelayPairs, marksOnlyWhatIsStillUnderWay) {

@@ -4,7 +4,6 @@
 #include "OrvelCore/relay/RelayStateReport.h"
 #include "relay/RelaySamples.h"
 
-#include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
 #include <array>
@@ -212,8 +211,7 @@ RC_GTEST_PROP(RelayProperties, everyOperationKeepsTheRulesAndFailsWithoutATrace,
     RC_ASSERT(decodeRelayState(encodeRelayState(use.state)) == use.state);
 }
 
-RC_GTEST_PROP(RelayProperties, textsAndNumbersSurviveTheFile,
-              (const std::u32string& characters, double number)) {
+RC_GTEST_PROP(RelayProperties, textsSurviveTheFile, (const std::u32string& characters)) {
     std::string text;
     for (const auto code : characters) {
         const auto character =
@@ -225,11 +223,9 @@ RC_GTEST_PROP(RelayProperties, textsAndNumbersSurviveTheFile,
             text += static_cast<char>(0x80 | (character & 0x3F));
         }
     }
-    RC_PRE(std::isfinite(number));
     RelayTransfer transfer;
     transfer.id = text;
     transfer.payload = text + "\"\\" + text;
-    transfer.createdAt = number;
     RelayState state;
     state.transfers.append(transfer);
     state.drafts.set(text, {text, text, false});

@@ -4,8 +4,6 @@
 #include "OrvelCore/relay/RelayError.h"
 #include "OrvelCore/relay/RelayState.h"
 
-#include <gtest/gtest.h>
-
 #include <memory>
 #include <optional>
 #include <string>

@@ -1,11 +1,10 @@
 #include "OrvelCore/relay/RelayStateJson.h"
 
+#include "Failures.h"
 #include "OrvelCore/relay/RelayStateError.h"
 #include "OrvelCore/relay/RelayStateReport.h"
 #include "relay/RelaySamples.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <limits>
@@ -93,15 +92,14 @@ TEST(RelayStateJson, keepsDatesExactly) {
 }
 
 TEST(RelayStateJson, refusesWhatItDoesNotUnderstand) {
-    using enum RelayStateError::Case;
+    const auto notJSON = "notJSON: ";
     const struct {
         const char* what;
         std::string json;
         std::string_view words;
-        RelayStateError::Case kind = unexpectedContent;
+        const char* kind = "unexpectedContent: ";
     } cases[] = {
         {"no document", "", "not valid JSON", notJSON},
-        {"blanks", std::string(100'000, ' '), "not valid JSON", notJSON},
         {"a list", "[]", "the document is not an object"},
         {"more behind the document", "{} {}", "", notJSON},
         {"no UTF-8", "{\"pairs\":\"\xff\"}", "UTF-8", notJSON},
@@ -111,16 +109,10 @@ TEST(RelayStateJson, refusesWhatItDoesNotUnderstand) {
         {"a missing key", withChange(R"("pairID":"P",)", ""), "transfers[0].pairID is missing"},
         {"another type", withChange(R"("createdAt":2.5)", R"("createdAt":"2.5")"),
          "transfers[0].createdAt is not a number"},
-        {"null for a required text", withChange(R"("title":"D")", R"("title":null)"),
-         "pairs[0].claude.title is not a text"},
         {"a broken revision", withChange(R"("revision":2)", R"("revision":2.5)"),
          "links[0].sourceNotes.codex:c.revision is not an integer"},
         {"an unknown status", withChange(R"("received")", R"("failed")"),
          "transfers[0].status has an unknown value"},
-        {"an unknown agent", withChange(R"("source":"claude")", R"("source":"Claude")"),
-         "transfers[0].source has an unknown value"},
-        {"an unknown end", withChange(R"("trailing")", R"("middle")"),
-         "initialTransfers[0].linkAttachment.end has an unknown value"},
         {"a key twice", withChange(R"("retryable":false)", R"("retryable":false,"retr\u0079able":true)"),
          "transfers[0].retryable stands twice"},
         {"a top-level key twice", R"({"pairs":[],"links":[],"pairs":[]})", "pairs stands twice"},
@@ -129,13 +121,9 @@ TEST(RelayStateJson, refusesWhatItDoesNotUnderstand) {
          "initialTransfers[0].existingDestinationIDs[1] is not a text"},
     };
     for (const auto& c : cases) {
-        try {
-            decodeRelayState(c.json);
-            ADD_FAILURE() << c.what;
-        } catch (const RelayStateError& error) {
-            EXPECT_EQ(error.kind(), c.kind) << c.what;
-            EXPECT_THAT(error.what(), HasSubstr(c.words)) << c.what;
-        }
+        const auto end = endOf([&] { decodeRelayState(c.json); });
+        EXPECT_THAT(end, testing::StartsWith(c.kind)) << c.what;
+        EXPECT_THAT(end, HasSubstr(c.words)) << c.what;
     }
 }
 
@@ -146,21 +134,16 @@ TEST(RelayStateJson, refusesAFileThatIsCutAnywhere) {
 }
 
 TEST(RelayStateJson, writesNothingThatCouldNotBeRead) {
-    const auto isStorable = [](auto change) {
+    const auto writing = [](auto change) {
         auto state = decodeRelayState(full);
         state.transfers.change("T", change);
-        try {
-            return !encodeRelayState(state).empty();
-        } catch (const RelayStateError& error) {
-            EXPECT_EQ(error.kind(), RelayStateError::Case::notStorable);
-            return false;
-        }
+        return caseOf([&] { (void)encodeRelayState(state); });
     };
-    EXPECT_TRUE(isStorable([](RelayTransfer&) {}));
-    EXPECT_FALSE(isStorable([](RelayTransfer& t) { t.payload = std::string("\xc3"); }));
-    EXPECT_FALSE(isStorable([](RelayTransfer& t) { t.createdAt = std::numeric_limits<double>::infinity(); }));
-    EXPECT_FALSE(
-        isStorable([](RelayTransfer& t) { t.createdAt = std::numeric_limits<double>::quiet_NaN(); }));
+    constexpr auto infinity = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(writing([](RelayTransfer&) {}), "done");
+    EXPECT_EQ(writing([](RelayTransfer& t) { t.payload = std::string("\xc3"); }), "notStorable");
+    EXPECT_EQ(writing([](RelayTransfer& t) { t.createdAt = infinity; }), "notStorable");
+    EXPECT_EQ(writing([](RelayTransfer& t) { t.createdAt = infinity - infinity; }), "notStorable");
 }
 
 TEST(RelayStateReport, countsAndNamesWhatIsBroken) {

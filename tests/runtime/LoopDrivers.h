@@ -9,7 +9,6 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
-#include <gtest/gtest.h>
 
 namespace orvel {
 

@@ -123,15 +123,5 @@ TEST(TaskTest, WithoutAHandlerAFailureGoesToTheStandardError) {
     EXPECT_EQ(alive, 0);
 }
 
-TEST(TaskTest, WorkThatIsNeverAwaitedDoesNothing) {
-    SimulatedLoop loop;
-    int alive = 0;
-    std::string log;
-    { const auto unused = outer(loop, alive, log); }
-    loop.run();
-    EXPECT_EQ(alive, 0);
-    EXPECT_EQ(log, "");
-}
-
 } // namespace
 } // namespace orvel

@@ -5,9 +5,6 @@
 #include <algorithm>
 #include <set>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 using namespace orvel;
 using Status = SampleCodexTurn::Status;
 

@@ -58,11 +58,10 @@ TEST(DataFolderLockTest, AFileThatNamesNoLivingHolderLocksAllTheSame) {
     const TemporaryFolder folder;
     const DataFolderLock lock(folder.path(), "orvel");
     for (const auto& contents :
-         {std::string(), std::string("\n"), std::string("orvel\n"), "orvel " + here, "orvel " + here + "x\n",
-          "orvel  " + here + "\n", " " + here + "\n", "or\x1B[2Jvel " + here + "\n",
-          std::string("orvel -1\n"), std::string("orvel 0\n"), std::string("orvel 99999999999999999999\n"),
-          "orvel " + std::to_string(endedProcess()) + "\n", std::string(1'000'000, 'x'),
-          std::string("\0\xFF", 2)}) {
+         {std::string(), std::string("orvel\n"), "orvel " + here, "orvel " + here + "x\n",
+          "or\x1B[2Jvel " + here + "\n", std::string("orvel 0\n"),
+          std::string("orvel 99999999999999999999\n"), "orvel " + std::to_string(endedProcess()) + "\n",
+          std::string(1'000'000, 'x'), std::string("\0\xFF", 2)}) {
         SCOPED_TRACE(contents.substr(0, 50));
         folder.write("lock", contents);
         EXPECT_EQ(refusal(folder.path()), inUse(folder.path(), "another program"));

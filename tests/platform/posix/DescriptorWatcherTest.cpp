@@ -52,39 +52,6 @@ class DescriptorWatcherTest : public testing::Test {
 using Drivers = testing::Types<PollDriver, QtDriver>;
 TYPED_TEST_SUITE(DescriptorWatcherTest, Drivers);
 
-TYPED_TEST(DescriptorWatcherTest, TellsReadyFromBroken) {
-    struct Case {
-        std::string name;
-        Use use;
-        std::function<void(TestPipe&)> prepare;
-        std::optional<bool> isBroken; ///< Nothing: it isn't called.
-    };
-    const std::vector<Case> cases{
-        {"nothing to read", Use::read, [](auto&) {}, std::nullopt},
-        {"something to read", Use::read, [](auto& pipe) { pipe.fill(); }, false},
-        {"nobody writes", Use::read, [](auto& pipe) { pipe.writeEnd.close(); }, true},
-        {"something to read, and nobody writes", Use::read,
-         [](auto& pipe) {
-             pipe.fill();
-             pipe.writeEnd.close();
-         },
-         true},
-        {"room to write", Use::write, [](auto&) {}, false},
-        {"nobody reads", Use::write, [](auto& pipe) { pipe.readEnd.close(); }, true},
-    };
-    for (const auto& [name, use, prepare, isBroken] : cases) {
-        SCOPED_TRACE(name);
-        TestPipe pipe;
-        prepare(pipe);
-        std::vector<bool> told;
-        const auto watch = this->driver.loop.watch((use == Use::read ? pipe.readEnd : pipe.writeEnd).get(),
-                                                   use, [&](bool broken) { told.push_back(broken); });
-        EXPECT_TRUE(told.empty());
-        this->settle();
-        EXPECT_EQ(told, isBroken ? std::vector<bool>{*isBroken} : std::vector<bool>{});
-    }
-}
-
 TYPED_TEST(DescriptorWatcherTest, AnActionMayEndAllWatchesAndBeginOthers) {
     TestPipe pipes[3];
     for (const auto& pipe : pipes) pipe.fill();

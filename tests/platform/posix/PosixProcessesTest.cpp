@@ -2,6 +2,7 @@
 
 #include "Orvel/platform/posix/PosixProcesses.h"
 
+#include "Failures.h"
 #include "TemporaryFolder.h"
 #include "platform/posix/ChildConversation.h"
 #include "platform/posix/Lifeline.h"
@@ -131,8 +132,6 @@ TEST(PosixProcessesTest, AFailedStartSaysWhyAndLeavesNothing) {
         {{folder.path("none"), {}, {}, true}, "No such file or directory"},
         {{"", {}, {}, true}, "No such file or directory"},
         {{text, {}, {}, true}, "Permission denied"},
-        {{text + "/below", {}, {}, true}, "Not a directory"},
-        {{folder.path(), {}, {}, false}, "Permission denied"},
         {{noFormat, {}, {}, true}, "Exec format error"},
         {{noInterpreter, {}, {}, true}, "No such file or directory"},
         {{CHILD_PROGRAM, {std::string("a\0b", 3)}, {}, true}, "Invalid argument"},
@@ -141,14 +140,8 @@ TEST(PosixProcessesTest, AFailedStartSaysWhyAndLeavesNothing) {
     World world;
     const int before = openDescriptors();
     for (const auto& [launch, reason] : cases) {
-        SCOPED_TRACE(launch.executable);
-        try {
-            const auto child = world.processes.start(launch);
-            ADD_FAILURE() << "was started";
-        } catch (const ProcessError& failure) {
-            EXPECT_EQ(failure.kind(), ProcessError::Case::launchFailed);
-            EXPECT_EQ(failure.what(), "Couldn't start “" + launch.executable + "”: " + reason + ".");
-        }
+        EXPECT_EQ(endOf([&] { (void)world.processes.start(launch); }),
+                  "launchFailed: Couldn't start “" + launch.executable + "”: " + reason + ".");
     }
     EXPECT_EQ(openDescriptors(), before);
     EXPECT_FALSE(hasChildren());

@@ -8,8 +8,6 @@
 #include <string>
 #include <thread>
 
-#include <gtest/gtest.h>
-
 namespace orvel {
 namespace {
 

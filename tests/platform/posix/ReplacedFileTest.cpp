@@ -9,8 +9,6 @@
 #include <functional>
 #include <utility>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -46,11 +44,6 @@ std::string version(int number) {
     for (int line = 0; bytes.size() < 3'500'000; ++line) bytes += "line " + std::to_string(line) + '\n';
     bytes.resize(bytes.size() - static_cast<std::size_t>(number) * 100);
     return bytes += "version " + std::to_string(number);
-}
-
-std::size_t filesIn(const std::string& folder) {
-    const std::filesystem::directory_iterator files(folder);
-    return static_cast<std::size_t>(std::distance(begin(files), end(files)));
 }
 
 ino_t inodeOf(const std::string& path) {
@@ -106,11 +99,11 @@ TEST_F(ReplacedFileTest, WritesWhatChangesInAnOrderThatKeepsTheOldFile) {
         EXPECT_EQ(steps, inPart);
         EXPECT_TRUE(contentsOf(path) == version(number));
         EXPECT_EQ(inodeOf(path) == before, number % 2 == 1) << "two files that change places";
-        EXPECT_EQ(filesIn(folder.path()), 2U);
+        EXPECT_EQ(folder.count(), 2U);
     }
     file->replace(std::make_shared<TestContents>("small"));
     EXPECT_EQ(contentsOf(path), "small");
-    EXPECT_EQ(filesIn(folder.path()), 1U) << "a small file has no standby";
+    EXPECT_EQ(folder.count(), 1U) << "a small file has no standby";
 }
 
 TEST_F(ReplacedFileTest, FailsOrDiesAtAnyStepWithTheOldContentsOrTheNewOnes) {
@@ -132,7 +125,7 @@ TEST_F(ReplacedFileTest, FailsOrDiesAtAnyStepWithTheOldContentsOrTheNewOnes) {
         else
             EXPECT_THROW(replace(*file, 2), FileError);
         EXPECT_TRUE(contentsOf(path) == version(isInPlace ? 2 : 1));
-        EXPECT_EQ(filesIn(folder.path()), 1U) << "what can't be trusted is removed";
+        EXPECT_EQ(folder.count(), 1U) << "what can't be trusted is removed";
         watch({});
         replace(*file, 3);
         EXPECT_TRUE(contentsOf(path) == version(3));
@@ -149,9 +142,9 @@ TEST_F(ReplacedFileTest, FailsOrDiesAtAnyStepWithTheOldContentsOrTheNewOnes) {
         ASSERT_EQ(waitpid(child, &status, 0), child);
         EXPECT_EQ(WEXITSTATUS(status), 7);
         EXPECT_TRUE(contentsOf(path) == version(isInPlace ? 2 : 1));
-        EXPECT_EQ(filesIn(folder.path()), 2U);
+        EXPECT_EQ(folder.count(), 2U);
         file = begun();
-        EXPECT_EQ(filesIn(folder.path()), 2U) << "the dead one's standby is gone, there is a new one";
+        EXPECT_EQ(folder.count(), 2U) << "the dead one's standby is gone, there is a new one";
     }
 }
 
@@ -228,7 +221,7 @@ TEST_F(ReplacedFileTest, LeavesTheFileWhenTheDiskIsFull) {
             replace(*file, 2);
         } catch (const FileError&) {
             const bool wasCut = std::count(steps.begin(), steps.end(), Step::cut) == 1;
-            _exit(wasCut && contentsOf(path) == version(1) && filesIn(folder.path()) == 1 ? 0 : 1);
+            _exit(wasCut && contentsOf(path) == version(1) && folder.count() == 1 ? 0 : 1);
         }
         _exit(2);
     };
@@ -241,7 +234,7 @@ TEST_F(ReplacedFileTest, RemovesWhatAnEarlierProcessLeftAndNothingElse) {
     folder.write("other.standby-abc123", "kept");
     begun();
     EXPECT_FALSE(std::filesystem::exists(folder.path("file.standby-abc123")));
-    EXPECT_EQ(filesIn(folder.path()), 3U) << "its own standby goes with it";
+    EXPECT_EQ(folder.count(), 3U) << "its own standby goes with it";
 }
 
 TEST_F(ReplacedFileTest, TrustsAFileThatHoldsWhatItShould) {

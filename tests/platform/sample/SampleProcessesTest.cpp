@@ -3,8 +3,6 @@
 #include "Orvel/platform/simulated/SimulatedProcesses.h"
 #include "Orvel/reading/CodexExecutable.h"
 
-#include <gtest/gtest.h>
-
 using namespace orvel;
 
 namespace {
