@@ -295,10 +295,12 @@ ExplorationReport Exploration::sweep(const Scenario& scenario, std::uint64_t str
     const bool isShort = plain.steps < shortWork;
     stride = isShort ? 1 : stride * scenario.coarseness;
     if (isShort) first = 1;
+    if (stopsWhenBroken && report.failed > 0) return report;
     for (const auto& step : plain.allSteps) {
         const bool isDue = step.number >= first && (step.number - first) % stride == 0;
         if (!isDue && !step.isWrite) continue;
         for (const auto& kind : allFaults()) {
+            if (onlyFault && onlyFault != &kind) continue;
             if (!kind.fits(scenario.destination) || !kind.fits(step)) continue;
             const RunPlan plan{&scenario, {{&kind, step.number}}, 1};
             const auto result = run(plan);

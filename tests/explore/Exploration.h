@@ -84,6 +84,8 @@ class Exploration {
     /// every step that changes something outside; at every step of a short one.
     ExplorationReport sweep(const Scenario& scenario, std::uint64_t stride = 1, std::uint64_t first = 1);
 
+    /// The only kind of fault in sweeps, if there is one.
+    const FaultKind* onlyFault = nullptr;
     /// Ends a sweep or a series of mixtures with the first run that breaks a rule.
     bool stopsWhenBroken = false;
 

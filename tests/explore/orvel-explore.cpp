@@ -27,7 +27,8 @@ constexpr auto usage =
     "  --stride N        only every Nth step\n"
     "  --mixtures N      so many mixtures (20000)\n"
     "  --seed N          only the mixture of this seed, with its last steps\n"
-    "  --fault NAME --step N   only this fault at this step of the scenario, with its last steps\n"
+    "  --fault NAME      only this kind of fault; with --step N of a scenario this one run, with its last "
+    "steps\n"
     "  --until-broken    end with the first run that breaks a rule\n"
     "  --document FILE   write what a whole run came to between the marks in this document\n"
     "  --list            name the scenarios, the faults and the rules\n";
@@ -144,13 +145,14 @@ int exploreAll(Exploration& exploration, const Options& options) {
         all.add(timed(scenario.name, [&] { return exploration.sweep(scenario, options.stride); }));
         if (options.untilBroken && all.failed > 0) return 1;
     }
-    const auto mixtures = options.mixtures.value_or(options.scenario.empty() ? 20'000 : 0);
+    const auto mixtures =
+        options.mixtures.value_or(options.scenario.empty() && options.fault.empty() ? 20'000 : 0);
     if (mixtures > 0) all.add(timed("mixtures", [&] { return exploration.mix(2, mixtures); }));
     fmt::print("\n{} scenarios, {} kinds of faults, {} rules\n", allScenarios().size(), allFaults().size(),
                allRules().size());
     for (const auto& [kind, effect] : all.effects)
         fmt::print("“{}” changed the outcome of {} in {} runs\n", kind, effect.changed, effect.runs);
-    const bool isWhole = options.scenario.empty();
+    const bool isWhole = options.scenario.empty() && options.fault.empty();
     const auto idle = isWhole ? all.idleFaults() : std::vector<std::string_view>();
     for (const auto& kind : idle) fmt::print("“{}” never changed anything.\n", kind);
     all.failures.clear(); // They have been printed.
@@ -163,7 +165,10 @@ int exploreAll(Exploration& exploration, const Options& options) {
 
 int main(int count, char** arguments) {
     const auto options = parsed(count, arguments);
-    if (!options || (!options->scenario.empty() && !scenarioNamed(options->scenario))) {
+    const auto* scenario = options ? scenarioNamed(options->scenario) : nullptr;
+    const auto* fault = options ? faultNamed(options->fault) : nullptr;
+    if (!options || (!options->scenario.empty() && !scenario) || (!options->fault.empty() && !fault) ||
+        (options->step > 0 && (!scenario || !fault))) {
         std::fputs(usage, stderr);
         return 2;
     }
@@ -174,14 +179,7 @@ int main(int count, char** arguments) {
     Exploration exploration;
     exploration.stopsWhenBroken = options->untilBroken;
     if (options->seed) return runOne(exploration, exploration.mixture(*options->seed));
-    if (!options->fault.empty()) {
-        const auto* scenario = scenarioNamed(options->scenario);
-        const auto* kind = faultNamed(options->fault);
-        if (!scenario || !kind) {
-            std::fputs(usage, stderr);
-            return 2;
-        }
-        return runOne(exploration, {scenario, {{kind, options->step}}, 1});
-    }
+    if (options->step > 0) return runOne(exploration, {scenario, {{fault, options->step}}, 1});
+    exploration.onlyFault = fault;
     return exploreAll(exploration, *options);
 }
