@@ -4,8 +4,6 @@
 #include "Orvel/platform/simulated/SimulatedAccessibility.h"
 #include "Orvel/platform/simulated/SimulatedLoop.h"
 
-#include <gtest/gtest.h>
-
 namespace orvel {
 namespace {
 
