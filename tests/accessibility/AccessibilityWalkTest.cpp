@@ -4,8 +4,6 @@
 #include "Orvel/platform/simulated/SimulatedLoop.h"
 #include "Orvel/platform/simulated/SimulatedScreen.h"
 
-#include <gtest/gtest.h>
-
 namespace orvel {
 namespace {
 

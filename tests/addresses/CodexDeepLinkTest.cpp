@@ -1,7 +1,5 @@
 #include "OrvelCore/addresses/CodexDeepLink.h"
 
-#include <gtest/gtest.h>
-
 using namespace orvel;
 
 TEST(CodexDeepLink, IsTheBareLinkAndNothingBesides) {

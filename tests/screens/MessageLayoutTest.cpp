@@ -33,20 +33,9 @@ TEST(MessageLayoutTest, MeasuredHeightsMoveWhatFollows) {
     EXPECT_EQ(layout.topOf(10), 250);
     EXPECT_EQ(layout.topOf(11), 375);
     EXPECT_EQ(layout.totalHeight(), 25'100);
-    struct Case {
-        double y;
-        std::size_t row;
-    };
-    for (const auto& [y, row] : std::initializer_list<Case>{{-50, 0},
-                                                            {0, 0},
-                                                            {24.9, 0},
-                                                            {25, 1},
-                                                            {374, 10},
-                                                            {375, 11},
-                                                            {25'099, 999},
-                                                            {25'100, 999},
-                                                            {1e9, 999}})
-        EXPECT_EQ(layout.rowAt(y), row) << y;
+    const std::vector<std::pair<double, std::size_t>> rows{{-50, 0},  {24.9, 0},     {25, 1},   {374, 10},
+                                                           {375, 11}, {25'099, 999}, {1e9, 999}};
+    for (const auto& [y, row] : rows) EXPECT_EQ(layout.rowAt(y), row) << y;
 }
 
 } // namespace

@@ -3,8 +3,6 @@
 
 #include <functional>
 
-#include <gtest/gtest.h>
-
 namespace orvel {
 
 /// The application lives as long as the test program runs its tests.

@@ -22,7 +22,7 @@ namespace {
 using namespace std::chrono_literals;
 
 class RelayWindowTest : public WindowFixture {
-  protected:
+  public:
     static constexpr auto codexID = "01a1fd20-0000-7000-8000-000000000001";
     static constexpr auto otherCodexID = "01a1fd20-0000-7000-8000-000000000003";
     static constexpr auto claudeID = "5b0d714f-0000-4000-8000-000000000002";
@@ -98,7 +98,19 @@ class RelayWindowTest : public WindowFixture {
         for (int i = 0; i < 3; ++i) QApplication::processEvents();
     }
 
-    void send() {
+    void openPair() {
+        pairUp();
+        open();
+    }
+
+    void openSubmitted(Agent source) {
+        state.markSubmitted(prepare(source));
+        open();
+    }
+
+    void failToSend(bool canRetry) {
+        claude.failure = RelaySendError("The window vanished.", canRetry);
+        openPair();
         trigger(qtText("Send to Claude"));
         pass(2s);
     }
@@ -133,7 +145,7 @@ class RelayWindowTest : public WindowFixture {
 
 struct Look {
     const char* name;
-    void (*arrange)(class RelayStateTest& test);
+    std::function<void(RelayWindowTest&)> arrange;
     const char* title;
     const char* primary; // Empty where there is none.
     bool canSend, canCopy;
@@ -144,76 +156,55 @@ struct Look {
     friend void PrintTo(const Look& look, std::ostream* stream) { *stream << look.name; }
 };
 
-class RelayStateTest : public RelayWindowTest, public testing::WithParamInterface<Look> {
-  public:
-    void choosesASource() {
-        open();
-        choose(qtText("Parser"));
-    }
-    void hasAPair() {
-        pairUp();
-        open();
-    }
-    void isBusy() {
-        codexTranscript.ask("q2");
-        write();
-        hasAPair();
-    }
-    void waitsForPaste() {
-        prepare(Agent::codex);
-        open();
-    }
-    void waitsForReceipt(Agent source) {
-        state.markSubmitted(prepare(source));
-        open();
-    }
-    void failedEarlier() {
-        state.setRetryable(prepare(Agent::codex), true);
-        open();
-    }
-    void fails(bool canRetry) {
-        claude.failure = RelaySendError("The window vanished.", canRetry);
-        hasAPair();
-        send();
-    }
-    void hasANoteForTheNext() {
-        waitsForReceipt(Agent::codex);
-        type(qtText("Instructions"), qtText("and this"));
-    }
-    void sends() {
-        hasAPair();
-        trigger(qtText("Send to Claude"));
-        pass(500ms);
-    }
-};
+class RelayStateTest : public RelayWindowTest, public testing::WithParamInterface<Look> {};
 
 constexpr auto savedOnly = "Saved: done, Delivered: not yet, Seen in the transcript: not yet";
 constexpr auto notDelivered = "Saved: done, Delivered: failed, Seen in the transcript: not yet";
 constexpr auto delivered = "Saved: done, Delivered: done, Seen in the transcript: not yet";
 
 const Look looks[] = {
-    {"NoPair", [](auto& test) { test.choosesASource(); }, "Ready", "", false, true, "", false,
-     "Choose a conversation"},
-    {"PairReady", [](auto& test) { test.hasAPair(); }, "Ready", "Send to Claude", true, true, "", false,
+    {"NoPair",
+     [](auto& test) {
+         test.open();
+         test.choose(qtText("Parser"));
+     },
+     "Ready", "", false, true, "", false, "Choose a conversation"},
+    {"PairReady", [](auto& test) { test.openPair(); }, "Ready", "Send to Claude", true, true, "", false,
      "2 messages for Claude"},
-    {"BusySource", [](auto& test) { test.isBusy(); }, "Waiting for Codex", "Send to Claude", false, false, "",
-     false, ""},
-    {"WaitingForPaste", [](auto& test) { test.waitsForPaste(); }, "Waiting for paste", "Retry to Claude",
-     false, false, savedOnly, true, "Waits to be pasted into Claude"},
-    {"AwaitingReceipt", [](auto& test) { test.waitsForReceipt(Agent::codex); }, "Checking delivery…",
+    {"BusySource",
+     [](auto& test) {
+         test.codexTranscript.ask("q2");
+         test.write();
+         test.openPair();
+     },
+     "Waiting for Codex", "Send to Claude", false, false, "", false, ""},
+    {"WaitingForPaste", [](auto& test) { test.prepare(Agent::codex), test.open(); }, "Waiting for paste",
+     "Retry to Claude", false, false, savedOnly, true, "Waits to be pasted into Claude"},
+    {"AwaitingReceipt", [](auto& test) { test.openSubmitted(Agent::codex); }, "Checking delivery…",
      "Retry to Claude", false, false, delivered, true, "What you write now is for the next transfer."},
-    {"PendingFromTheOtherSide", [](auto& test) { test.waitsForReceipt(Agent::claude); }, "Ready",
+    {"PendingFromTheOtherSide", [](auto& test) { test.openSubmitted(Agent::claude); }, "Ready",
      "Send to Claude", false, false, delivered, false, "waits until the message above has been seen"},
-    {"RetryableAfterARestart", [](auto& test) { test.failedEarlier(); }, "Not sent", "Retry to Claude", true,
-     false, notDelivered, true, "It was not delivered. Retry sends exactly the saved message."},
-    {"FailedAndRetryable", [](auto& test) { test.fails(true); }, "Not sent", "Retry to Claude", true, false,
-     notDelivered, true, "The window vanished."},
-    {"FailedAndUnconfirmed", [](auto& test) { test.fails(false); }, "Delivery unconfirmed", "Retry to Claude",
-     false, false, notDelivered, true, "It may have reached Claude, so Orvel does not send it again."},
-    {"NoteForTheNext", [](auto& test) { test.hasANoteForTheNext(); }, "Checking delivery…", "Retry to Claude",
-     false, false, delivered, true, "New messages: Showing messages after the saved message."},
-    {"Sending", [](auto& test) { test.sends(); }, "Sending to Claude…", "Retry to Claude", false, false,
-     savedOnly, false, "Delivering…"},
+    {"RetryableAfterARestart",
+     [](auto& test) {
+         test.state.setRetryable(test.prepare(Agent::codex), true);
+         test.open();
+     },
+     "Not sent", "Retry to Claude", true, false, notDelivered, true,
+     "It was not delivered. Retry sends exactly the saved message."},
+    {"FailedAndRetryable", [](auto& test) { test.failToSend(true); }, "Not sent", "Retry to Claude", true,
+     false, notDelivered, true, "The window vanished."},
+    {"FailedAndUnconfirmed", [](auto& test) { test.failToSend(false); }, "Delivery unconfirmed",
+     "Retry to Claude", false, false, notDelivered, true,
+     "It may have reached Claude, so Orvel does not send it again."},
+    {"NoteForTheNext",
+     [](auto& test) {
+         test.openSubmitted(Agent::codex);
+         test.type(qtText("Instructions"), qtText("and this"));
+     },
+     "Checking delivery…", "Retry to Claude", false, false, delivered, true,
+     "New messages: Showing messages after the saved message."},
+    {"Sending", [](auto& test) { test.openPair(), test.trigger(qtText("Send to Claude")), test.pass(500ms); },
+     "Sending to Claude…", "Retry to Claude", false, false, savedOnly, false, "Delivering…"},
 };
 
 TEST_P(RelayStateTest, SaysWhatIsGoingOnAndOffersWhatCanBeDone) {
@@ -297,8 +288,7 @@ TEST_F(RelayWindowTest, ChoosingCanBeGivenUp) {
 }
 
 TEST_F(RelayWindowTest, AnArrowOrItsShortcutTurnsTheRelayRound) {
-    pairUp();
-    open();
+    openPair();
     EXPECT_TRUE(shown(QAccessible::Button, qtText("Codex → Claude, selected")));
     press(qtText("Claude → Codex"));
     EXPECT_EQ(cards(), "Claude, From, Review | Codex, To, Parser");
@@ -329,8 +319,7 @@ TEST_F(RelayWindowTest, TheLinksTellWhatBecameOfTheirMessages) {
 }
 
 TEST_F(RelayWindowTest, NoWordIsTypedIntoAFieldThatWouldLoseIt) {
-    pairUp();
-    open();
+    openPair();
     type(qtText("Instructions"), qtText("Judge this."));
     claude.failure = RelaySendError("It is closed.", true);
     auto* field = editor(qtText("Instructions"));
@@ -363,8 +352,7 @@ TEST_F(RelayWindowTest, NoWordIsTypedIntoAFieldThatWouldLoseIt) {
 TEST_F(RelayWindowTest, ARelayIntoCodexIsFollowedFromSendToReceipt) {
     SimulatedCodex codex(simulated.processes, simulated.loop, "/opt/codex", folder.path("home/.codex"));
     codex.manner.turnMilliseconds = 3'723'000;
-    pairUp();
-    open();
+    openPair();
     model->receipts.startReceiptPolling();
     trigger(qtText("Turn the relay round"));
     trigger(qtText("Send to Codex"));
@@ -391,8 +379,7 @@ TEST_F(RelayWindowTest, ChecksThatFindNothingPaintNothing) {
         }
         int count = 0;
     } counter;
-    pairUp();
-    open();
+    openPair();
     model->receipts.startReceiptPolling();
     pass(5s);
     window->installEventFilter(&counter);

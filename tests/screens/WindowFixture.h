@@ -14,13 +14,7 @@
 namespace orvel {
 
 class WindowFixture : public QtFixture {
-  protected:
-    // Before the ports of the derived fixture.
-    void TearDown() override {
-        window.reset();
-        model.reset();
-    }
-
+  public:
     /// Lets everything that is under way come to its end and onto the screen.
     virtual void settle() = 0;
 
@@ -46,6 +40,13 @@ class WindowFixture : public QtFixture {
 
     std::unique_ptr<OrvelModel> model;
     std::unique_ptr<MainWindow> window;
+
+  protected:
+    // Before the ports of the derived fixture.
+    void TearDown() override {
+        window.reset();
+        model.reset();
+    }
 };
 
 } // namespace orvel

@@ -3,7 +3,6 @@
 #include <map>
 #include <string>
 
-#include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
 using namespace orvel;
