@@ -42,7 +42,7 @@ explore:
 	@scripts/install-dependencies build test
 	@cmake --preset dev >/dev/null
 	cmake --build --preset dev --target orvel-explore
-	build/dev/orvel-explore
+	build/dev/orvel-explore --document docs/safety.md
 
 mutations:
 	@scripts/install-dependencies build test

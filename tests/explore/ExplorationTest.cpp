@@ -12,9 +12,9 @@ using namespace std::chrono_literals;
 
 // How much of the exploration; under the sanitizers everything takes several times as long.
 #ifdef __SANITIZE_ADDRESS__
-constexpr std::uint64_t stride = 290, mixtures = 400;
+constexpr std::uint64_t stride = 2'000, mixtures = 200;
 #else
-constexpr std::uint64_t stride = 29, mixtures = 4'000;
+constexpr std::uint64_t stride = 41, mixtures = 3'000;
 #endif
 
 std::string firstOf(const ExplorationReport& report) {

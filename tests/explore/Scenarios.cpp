@@ -88,7 +88,7 @@ void besideAResemblingHost(ExplorationDesk& desk) {
     atDestination(desk);
 }
 
-// Four groups less around the editor than there are, so that its composer is the page.
+// One group less around the editor than a composer has, so that its fifth ancestor is the page.
 void atShallowComposer(ExplorationDesk& desk) {
     desk.claude.habits.groupsAround = 0;
     desk.claude.habits.groupsInside = 3;

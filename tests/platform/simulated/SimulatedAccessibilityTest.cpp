@@ -87,6 +87,19 @@ TEST_F(SimulatedAccessibilityTest, callEndsWithinTheElementsTimeout) {
     EXPECT_EQ(written, "new");
 }
 
+TEST_F(SimulatedAccessibilityTest, readsTogetherTakeAsLongAsTheSlowestOfThem) {
+    access.latency.median = access.latency.rare = access.latency.worst = 1ms;
+    const std::vector<AXRequest> requests(4, {field->handle(), "AXValue"});
+    for (const bool together : {false, true}) {
+        access.supportsBatches = together;
+        const auto began = desktop.loop.uptime();
+        const auto readings = access.attributes(requests);
+        EXPECT_EQ(desktop.loop.uptime() - began < 1100us, together);
+        ASSERT_EQ(readings.size(), 4U);
+        EXPECT_EQ(readings.back().value, AXValue(std::string("draft")));
+    }
+}
+
 // Hands on what is pasted into it.
 struct PastedInto : SimulatedApplication {
     explicit PastedInto(SimulatedElement& field)
