@@ -124,6 +124,7 @@ TEST(Documentation, BashOffersWhatTheHelpNames) {
         {"--home = list pre", {"preview"}},
         {"--home list ''", help.commands},
         {"preview --note list --fr", {"--from"}},
+        {"preview --note ''", {}},
         {"show " + source + "/docs/orvel-c", {source + "/docs/orvel-cli.1"}},
         {"show --home " + source + "/doc", {source + "/docs"}},
     };

@@ -104,15 +104,6 @@ TEST_F(CommandLine, ArgumentsThatMeanNoOneConversationAreRefused) {
     std::filesystem::current_path(before);
 }
 
-TEST_F(CommandLine, AFullDiskIsAFailure) {
-    for (const auto& words : std::vector<Words>{{"list", "--json"}, {"--help"}, {"show", "x", "--json"}}) {
-        CapturedOutput output;
-        output.isFull = true;
-        EXPECT_EQ(runCommandLine(words, output), 1);
-        EXPECT_NE(output.err, "");
-    }
-}
-
 TEST_F(CommandLine, TheProgramSurvivesAStandardOutputThatTakesNothing) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);

@@ -79,12 +79,3 @@ TEST_F(CommandLine, NamesTheRulesThatRelayRecordsBreak) {
     EXPECT_EQ(written.size(), 7U);
     EXPECT_EQ(contentsOf(file), broken.dump());
 }
-
-TEST_F(CommandLine, RefusesWhatHoldsNoRelayRecords) {
-    const auto wrong = home.write("wrong.json", R"({"pairs":7})");
-    const auto result = run({"relay", "check", wrong, "--json"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, "The file does not hold relay records: pairs is not a list.\n");
-    EXPECT_EQ(json::parse(result.out).at("error"), "unexpectedContent");
-    EXPECT_EQ(run({"relay", "check", home.path("nowhere")}).status, 1);
-}

@@ -55,9 +55,13 @@ TEST(ClaudeComposer, IsRecognisedByWhatSurroundsIt) {
         {"no parent", ancestorChainEnded, ancestorChainEnded, [](Page& p) { p.node(0).parent.reset(); }},
         {"no window", ancestorChainEnded, ancestorChainEnded, [](Page& p) { p.node(101).parent.reset(); }},
         {"circle", ancestorCycle, ancestorCycle, [](Page& p) { p.node(101).parent = 3; }},
+        {"circle of the editor", ancestorCycle, ancestorCycle, [](Page& p) { p.node(3).parent = 0; }},
         {"unreadable ancestor", ancestorReadFailed, ancestorReadFailed, [](Page& p) { p.unreadable = {3}; }},
+        {"dialog", dialog, dialog, [](Page& p) { p.node(3).subrole = "AXDialog"; }},
         {"dialog above the page", dialog, dialog, [](Page& p) { p.node(100).role = "AXSheet"; }},
         {"no page", webAreaMissing, webAreaMissing, [](Page& p) { p.node(101).role = "AXGroup"; }},
+        {"unknown page", unsupportedRoute, unsupportedRoute,
+         [](Page& p) { p.node(101).webRoute.reset(), p.node(101).codeRoute.reset(); }},
         {"unsupported page", unsupportedRoute, unsupportedRoute,
          [](Page& p) {
              p.node(101).webRoute = ClaudeChatRoute::unsupported, p.node(101).codeRoute = ClaudeCodeRoute{};

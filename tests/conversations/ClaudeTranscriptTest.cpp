@@ -83,6 +83,8 @@ TEST(ClaudeTranscript, KeepsTheBranchThatEndsAtTheLatestMessage) {
          record(R"({"type":"user","parentUuid":null,"message":{"content":"A"}})") +
              R"({"type":"user","uuid":"b","message":{"content":"B"}})",
          "user: A | user: B [busy]"},
+        {"a parent key on a sidechain raises no chain",
+         sideOf("s", nullptr) + R"({"type":"user","message":{"content":"B"}})", "user: B [busy]"},
         {"a chain without any uuid among the messages filters nothing",
          link("system", "x", nullptr, "") + R"({"type":"user","message":{"content":"A"}})", "user: A [busy]"},
     });

@@ -89,6 +89,7 @@ TEST(TranscriptIdentity, StandsInTheFirstRecordThatNamesASession) {
         {"Codex", Agent::codex, codexRecord(R"({"id":"s","cwd":"/w","title":"T"})"), "s | T | /w"},
         {"other records first", Agent::codex,
          record(R"({"type":"event_msg","payload":{"id":"e"}})") + codexNamed("s"), "s | s | none"},
+        {"a payload that is no object", Agent::codex, codexRecord("[]") + codexNamed("s"), "s | s | none"},
         {"an id that is no string ends the search", Agent::codex, codexRecord("{}") + codexNamed("s"),
          "invalidMetadata"},
         {"an id that is empty", Agent::codex, codexNamed("") + codexNamed("s"), "invalidMetadata"},

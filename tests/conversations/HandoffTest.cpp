@@ -70,6 +70,7 @@ TEST(HandoffRequest, IsWhatAnAcceptableURLSays) {
         {base + "&instruction=[x] {y} \"z\" <w>", "codex | - | - | [x] {y} \"z\" <w>"},
         {base + "&instruction=見て😀", "codex | - | - | 見て😀"},
         {base + "&instruction=%", "none"},
+        {base + "&instruction=%4", "none"},
         {base + "&instruction=%zz", "none"},
         {base + "&instruction=%ff", "none"},
         {base + "&instruction=\xff", "none"},

@@ -17,6 +17,7 @@ TEST(MessageText, FlattensContentItemByItem) {
          "a\nb\nc"},
         {"an empty text is still an item",
          R"([{"type":"text","text":"a"},{"type":"text","text":""},{"type":"text","text":"c"}])", "a\n\nc"},
+        {"a leading empty text", R"([{"type":"text","text":""},{"type":"text","text":"b"}])", "\nb"},
         {"a text that is missing or no string",
          R"([{"type":"text"},{"type":"text","text":5},{"type":"text","text":"c"}])", "c"},
         {"items of other types",

@@ -151,6 +151,7 @@ TEST_F(RecentConversations, RecordWithATitleThatNamesTheConversation) {
         {"empty", "", "/a/b", "b", "/a/b"},
         {"long in characters", std::string(199, 'x') + "👨‍👩‍👧👨‍👩‍👧", "/a",
          std::string(199, 'x') + "👨‍👩‍👧", "/a"},
+        {"trimmed before it is cut", std::string(300, ' ') + "x", "/a", "x", "/a"},
         {"a long file name", "", "/" + std::string(250, 'x'), std::string(200, 'x'),
          "/" + std::string(250, 'x')},
         {"detours", "T", "/a/../b/./c//", "T", "/b/c"},

@@ -99,7 +99,10 @@ TEST(GoogleIMEWindowPolicy, TakesNoObservationFromAnotherTime) {
         {0, 0.002, 0.001, 0.02, false}, // Finished before it began.
         {0, 0, 0.021, 0.02, false},     // Finished in the future.
         {0, none, 0.01, 0.02, false},
+        {0, 0, none, 0.02, false},
+        {none, 0, 0.01, 0.02, false},
         {0, 0, 0.01, none, false},
+        {-infinity, 0, 0.01, 0.02, false},
         {infinity, infinity, infinity, infinity, false},
     };
     for (const auto& [verification, started, finished, now, counts] : cases) {

@@ -144,6 +144,7 @@ TEST(Keybindings, SayWhatTheSendKeysAndTheCopyShortcutAre) {
         {list({copyBound("CommandOrControl+Option+Shift+L")}), "standard", "custom L shift", true},
         {list({copyBound("Ctrl+Shift+Cmd+Alt+L")}), "standard", "custom L control shift", true},
         {list({copyBound("Cmd+L")}), "standard", "unsupportedShortcut"},
+        {list({copyBound("Alt+L")}), "standard", "unsupportedShortcut"},
         {list({copyBound("Cmd+Alt+K")}), "standard", "unsupportedShortcut"},
         {list({copyBound("Cmd+Alt+Hyper+L")}), "unknownSyntax", "unknownSyntax"},
 

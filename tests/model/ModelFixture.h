@@ -7,8 +7,6 @@
 #include "model/FakeClaudeSender.h"
 #include "samples/TranscriptWriter.h"
 
-#include <gtest/gtest.h>
-
 namespace orvel {
 
 class ModelFixture : public testing::Test {

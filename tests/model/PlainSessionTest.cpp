@@ -5,8 +5,6 @@
 
 #include "OrvelCore/files/FileError.h"
 
-#include <fmt/format.h>
-
 namespace orvel {
 namespace {
 
@@ -23,28 +21,11 @@ class PlainSessionTest : public ModelFixture {
 
     // The positions that an earlier version left for the sample Codex conversation.
     void writeCheckpoint(const std::string& messageID) {
-        const auto key = HandoffState::key(Agent::codex, codexID, Agent::claude, "dest");
-        folder.write(
-            "data/state.json",
-            fmt::format(R"({{"checkpoints":{{{}:"{}"}},"lastDestinations":{{"codex:claude":" dest "}}}})",
-                        quoted(key), messageID));
-    }
-
-    static std::string quoted(const std::string& text) {
-        std::string result = "\"";
-        for (const char c : text) result += c == '"' ? std::string("\\\"") : std::string(1, c);
-        return result + "\"";
+        folder.write("data/state.json", std::string(R"({"checkpoints":{"[\"codex\",\")") + codexID +
+                                            R"(\",\"claude\",\"dest\"]":")" + messageID +
+                                            R"("},"lastDestinations":{"codex:claude":" dest "}})");
     }
 };
-
-TEST_F(PlainSessionTest, StartsEmptyAndWritesNothing) {
-    EXPECT_EQ(model().notices.status(), "Open a conversation file or paste a conversation.");
-    EXPECT_EQ(session().source.get(), Agent::codex);
-    EXPECT_EQ(session().destination.get(), Agent::claude);
-    EXPECT_EQ(errorText(), "");
-    EXPECT_EQ(model().workspace.relay().preview(), "");
-    EXPECT_FALSE(std::filesystem::exists(folder.path("data")));
-}
 
 TEST_F(PlainSessionTest, LoadsAFileAndRemembersIt) {
     const auto path = writeCodex();
@@ -64,52 +45,34 @@ TEST_F(PlainSessionTest, LoadsAFileAndRemembersIt) {
 }
 
 TEST_F(PlainSessionTest, AFailedLoadSaysWhyAndLeavesNoConversation) {
-    struct Case {
-        std::string contents, error;
-    };
-    for (const auto& [contents, error] : std::vector<Case>{
-             {"", "No user or assistant messages were found. Choose a supported JSONL file."},
-             {"{}\nnot json",
-              "Couldn't read conversation file line 2. If the file is being written, refresh it."},
-             {"\xFF", "Couldn't read the conversation file as UTF-8."}}) {
-        load(folder.write("bad.jsonl", contents));
-        EXPECT_EQ(errorText(), error);
-        EXPECT_EQ(model().notices.status(), "Couldn't load the conversation.");
-        EXPECT_FALSE(session().isLoading);
-        EXPECT_FALSE(session().conversation.get());
-        EXPECT_TRUE(model().catalogue.state().recentConversations->empty());
-    }
+    load(writeCodex());
+    load(folder.write("bad.jsonl", "{}\nnot json"));
+    EXPECT_EQ(errorText(),
+              "Couldn't read conversation file line 2. If the file is being written, refresh it.");
+    EXPECT_EQ(model().notices.status(), "Couldn't load the conversation.");
+    EXPECT_FALSE(session().isLoading);
+    EXPECT_FALSE(session().conversation.get());
+    EXPECT_EQ(model().catalogue.state().recentConversations->size(), 1U);
 }
 
 TEST_F(PlainSessionTest, ASecondLoadMakesTheFirstResultDisappear) {
     const auto first = writeCodex();
     const auto second =
         folder.write("second.jsonl", CodexTranscript({.id = "two"}).ask("only").answer("yes").text());
-    desktop.loop.setBackgroundDuration(10s);
-    model().workspace.load(first);
-    desktop.loop.runFor(5s);
-    model().workspace.load(second);
-    desktop.loop.runFor(5s); // The first one's end.
-    EXPECT_TRUE(session().isLoading);
-    EXPECT_FALSE(session().conversation.get());
-    EXPECT_TRUE(model().catalogue.state().recentConversations->empty());
-    desktop.loop.run();
-    EXPECT_FALSE(session().isLoading);
-    EXPECT_EQ(session().conversation.get()->id, "two");
-    EXPECT_EQ(session().filePath->value(), second);
-}
-
-TEST_F(PlainSessionTest, AResultThatOvertakesANewerLoadIsDroppedToo) {
-    const auto slow = writeCodex();
-    const auto quick =
-        folder.write("quick.jsonl", CodexTranscript({.id = "two"}).ask("only").answer("yes").text());
-    desktop.loop.setBackgroundDuration(10s);
-    model().workspace.load(slow);
-    desktop.loop.setBackgroundDuration(1s);
-    model().workspace.load(quick);
-    desktop.loop.run();
-    EXPECT_EQ(session().conversation.get()->id, "two");
-    EXPECT_EQ(errorText(), "");
+    for (const auto durationOfTheSecond : {10s, 1s}) { // It ends after the first, or before.
+        desktop.loop.setBackgroundDuration(10s);
+        model().workspace.load(first);
+        desktop.loop.runFor(5s);
+        desktop.loop.setBackgroundDuration(durationOfTheSecond);
+        model().workspace.load(second);
+        EXPECT_TRUE(session().isLoading);
+        desktop.loop.run();
+        EXPECT_FALSE(session().isLoading);
+        EXPECT_EQ(session().conversation.get()->id, "two");
+        EXPECT_EQ(session().filePath->value(), second);
+        EXPECT_EQ(model().catalogue.state().recentConversations->size(), 1U);
+        EXPECT_EQ(errorText(), "");
+    }
 }
 
 TEST_F(PlainSessionTest, ManualInputOrphansALoadThatThenFails) {
@@ -124,12 +87,9 @@ TEST_F(PlainSessionTest, ManualInputOrphansALoadThatThenFails) {
 }
 
 TEST_F(PlainSessionTest, TheModelMayEndWhileItLoads) {
-    OrvelModel other(desktop.ports(), claude, folders(), folder.path("other/state.json"));
-    {
-        OrvelModel brief(desktop.ports(), claude, folders(), folder.path("brief/state.json"));
-        brief.workspace.load(writeCodex());
-        brief.catalogue.discoverConversations();
-    }
+    model().workspace.load(writeCodex());
+    model().catalogue.discoverConversations();
+    crash();
     desktop.loop.run();
 }
 
@@ -144,14 +104,10 @@ TEST_F(PlainSessionTest, TheRangeBeginsBehindTheLastDeliveredMessage) {
     for (const auto& [checkpoint, texts] : std::vector<Case>{
              {ids[1].id, {"q2", "a2"}}, {ids[3].id, {}}, {"unknown", {"q1", "a1", "q2", "a2"}}}) {
         writeCheckpoint(checkpoint);
-        OrvelModel later(desktop.ports(), claude, folders(), folder.path("data/state.json"));
-        later.workspace.load(path);
-        desktop.loop.run();
-        std::vector<std::string> selected;
-        const auto messages = later.workspace.relay().selectedMessages();
-        for (const auto& message : messages.span()) selected.push_back(message.text);
-        EXPECT_EQ(selected, texts) << checkpoint;
-        EXPECT_EQ(later.workspace.relay().startsAtCheckpoint(), texts.size() < 4);
+        crash();
+        load(path);
+        EXPECT_EQ(selectedTexts(), texts) << checkpoint;
+        EXPECT_EQ(model().workspace.relay().startsAtCheckpoint(), texts.size() < 4);
     }
 }
 
@@ -178,6 +134,12 @@ TEST_F(PlainSessionTest, CopiesTheTrimmedInstructionAndTheRange) {
     EXPECT_EQ(model().notices.status(),
               "Copied. Destination: Claude. Paste into the intended conversation and send. "
               "Copying alone does not confirm delivery.");
+
+    model().workspace.useManualInput();
+    model().workspace.setInstruction("only this");
+    model().outbox.copy(desktop.pasteboard);
+    EXPECT_EQ(desktop.pasteboard.text, "only this");
+    EXPECT_EQ(session().copiedLastMessageID, std::nullopt);
 }
 
 TEST_F(PlainSessionTest, ACopyThatCannotBeSaysWhyAndTouchesNoClipboard) {
@@ -199,13 +161,6 @@ TEST_F(PlainSessionTest, ACopyThatCannotBeSaysWhyAndTouchesNoClipboard) {
     EXPECT_EQ(errorText(), "");
 }
 
-TEST_F(PlainSessionTest, InstructionsAloneCanBeCopied) {
-    model().workspace.setInstruction("only this");
-    model().outbox.copy(desktop.pasteboard);
-    EXPECT_EQ(desktop.pasteboard.text, "only this");
-    EXPECT_EQ(session().copiedLastMessageID, std::nullopt);
-}
-
 TEST_F(PlainSessionTest, OpensAHandoffURL) {
     model().workspace.setManualText("old");
     model().workspace.open("orvel://handoff?source=claude&instruction=Go%20on");
@@ -221,16 +176,13 @@ TEST_F(PlainSessionTest, OpensAHandoffURL) {
     EXPECT_EQ(session().conversation.get()->id, codexID);
     EXPECT_EQ(session().instruction.get(), "");
     EXPECT_EQ(desktop.applications.activations, 2);
-}
 
-TEST_F(PlainSessionTest, AnUnreadableURLChangesNothingButTheError) {
-    load(writeCodex());
     model().workspace.setInstruction("kept");
     model().workspace.open("orvel://handoff?source=nobody");
     EXPECT_EQ(errorText(), "Couldn't read the Orvel URL.");
     EXPECT_TRUE(session().conversation.get());
     EXPECT_EQ(session().instruction.get(), "kept");
-    EXPECT_EQ(desktop.applications.activations, 0);
+    EXPECT_EQ(desktop.applications.activations, 2);
 }
 
 TEST_F(PlainSessionTest, ChoosingAFileStartsWhereTheSourceAgentKeepsItsOwn) {
@@ -252,17 +204,6 @@ TEST_F(PlainSessionTest, ChoosingAFileStartsWhereTheSourceAgentKeepsItsOwn) {
                    folder.path("home/.claude/projects"), true}));
 }
 
-TEST_F(PlainSessionTest, ADroppedFileIsRecognisedByItsContents) {
-    model().workspace.openFile(writeBusyClaude());
-    desktop.loop.run();
-    EXPECT_EQ(session().source.get(), Agent::claude);
-    EXPECT_EQ(session().conversation.get()->id, claudeID);
-    model().workspace.openFile(writeCodex());
-    desktop.loop.run();
-    EXPECT_EQ(session().source.get(), Agent::codex);
-    EXPECT_EQ(session().conversation.get()->id, codexID);
-}
-
 TEST_F(PlainSessionTest, AFailingDiskKeepsTheLoadAndSaysSo) {
     desktop.files.beforeReplacing = [](const std::string& path) {
         throw FileError(FileError::Case::outOfSpace, "save", path, "No space left on device");
@@ -282,10 +223,9 @@ TEST_F(PlainSessionTest, UnreadableFilesOfTheDataFolderAreToldAndKept) {
     EXPECT_EQ(contentsOf(folder.path("data/recent-conversations.json")), "[broken");
 
     folder.write("data/state.json", R"({"checkpoints":{}})");
-    OrvelModel later(desktop.ports(), claude, folders(), folder.path("data/state.json"));
-    EXPECT_EQ(later.notices.error().value_or("").rfind(
-                  "Couldn't load the last transfer position. Check the message range.\n", 0),
-              0U);
+    crash();
+    EXPECT_TRUE(
+        errorText().starts_with("Couldn't load the last transfer position. Check the message range.\n"));
     EXPECT_EQ(contentsOf(folder.path("data/state.json")), R"({"checkpoints":{}})");
 }
 
@@ -296,39 +236,6 @@ TEST_F(PlainSessionTest, RemovesARecentConversation) {
     desktop.loop.run();
     EXPECT_TRUE(model().catalogue.state().recentConversations->empty());
     EXPECT_EQ(contentsOf(folder.path("data/recent-conversations.json")), "[]");
-}
-
-TEST_F(PlainSessionTest, EveryOperationTellsTheScreens) {
-    const auto path = writeCodex();
-    struct Case {
-        const char* name;
-        std::function<void()> act;
-    };
-    const std::vector<Case> cases{
-        {"instruction", [&] { model().workspace.setInstruction(""); }},
-        {"pasted text", [&] { model().workspace.setManualText(""); }},
-        {"manual input", [&] { model().workspace.useManualInput(); }},
-        {"load", [&] { model().workspace.load(path); }},
-        {"end of the load", [&] { desktop.loop.run(); }},
-        {"range", [&] { model().workspace.selectRange(std::nullopt); }},
-        {"copy", [&] { model().outbox.copy(desktop.pasteboard); }},
-        {"bad URL", [&] { model().workspace.open("x"); }},
-        {"dismissal", [&] { model().notices.dismissError(); }},
-        {"discovery", [&] { model().catalogue.discoverConversations(); }},
-        {"end of the discovery", [&] { desktop.loop.run(); }},
-        {"recent",
-         [&] {
-             model().catalogue.removeRecent(path);
-             desktop.loop.run();
-         }},
-    };
-    model();
-    for (const auto& [name, act] : cases) {
-        int told = 0;
-        const auto subscription = model().changes().subscribe([&] { ++told; });
-        act();
-        EXPECT_GT(told, 0) << name;
-    }
 }
 
 } // namespace

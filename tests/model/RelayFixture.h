@@ -49,6 +49,30 @@ class RelayFixture : public ModelFixture {
         writeTranscripts();
     }
 
+    /// Codex is asked again and answers.
+    void goOnInCodex() {
+        codexTranscript.ask("q2").answer("a2");
+        writeTranscripts();
+    }
+
+    /// Sends what is ready, or what is saved and may be sent again.
+    void send() {
+        model().outbox.sendRelay();
+        desktop.loop.run();
+    }
+
+    /// Sends to a Claude that refuses.
+    void failToSend(bool canRetry) {
+        claude.failure = RelaySendError("No.", canRetry);
+        send();
+        claude.failure.reset();
+    }
+
+    void copy() {
+        model().outbox.copy(desktop.pasteboard);
+        desktop.loop.run();
+    }
+
     void checkReceipts() {
         model().receipts.checkRelayReceipts();
         desktop.loop.run();
@@ -63,8 +87,9 @@ class RelayFixture : public ModelFixture {
     std::string statePath() const { return folder.path("data/relay-state.json"); }
     RelayState stateOnDisk() const { return readRelayState(statePath()); }
 
-    /// Memory must always equal the disk.
+    /// Every operation must end, and memory must always equal the disk.
     void TearDown() override {
+        EXPECT_FALSE(model().outbox.state().operation.isUnderWay());
         if (std::filesystem::exists(statePath()) && !model().ledger.state().relayStorageError) {
             EXPECT_EQ(state(), stateOnDisk());
         }

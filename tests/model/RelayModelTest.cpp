@@ -15,17 +15,6 @@ class RelayModelTest : public ModelFixture {
     }
 };
 
-TEST_F(RelayModelTest, DiscoversBothAgentsAndTheThreadTitles) {
-    writeCodex();
-    writeBusyClaude();
-    folder.write("home/.codex/session_index.jsonl",
-                 R"({"id":")" + std::string(codexID) + R"(","thread_name":"Parser"})");
-    discover();
-    ASSERT_EQ(model().catalogue.state().catalog->size(), 2U);
-    EXPECT_EQ(model().catalogue.state().codexThreadTitles->at(codexID), "Parser");
-    EXPECT_FALSE(model().catalogue.state().isDiscovering);
-}
-
 TEST_F(RelayModelTest, OneDiscoveryRunsAtATime) {
     writeCodex();
     desktop.loop.setBackgroundDuration(3s);

@@ -1,5 +1,6 @@
 #include "Orvel/model/RelayStateFile.h"
 
+#include "Failures.h"
 #include "Finish.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
@@ -10,7 +11,6 @@
 #include "TemporaryFolder.h"
 #include "relay/RelaySamples.h"
 
-#include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
 #include <array>
@@ -67,12 +67,7 @@ TEST_F(RelayStateFiles, areNotTouchedWhenTheyCannotBeRead) {
 
     // Two billion bytes without a single one on the disk.
     std::filesystem::resize_file(path, 2'000'000'000);
-    try {
-        loadRelayState(path);
-        ADD_FAILURE();
-    } catch (const RelayStateError& error) {
-        EXPECT_EQ(error.kind(), RelayStateError::Case::tooLarge);
-    }
+    EXPECT_EQ(caseOf([&] { loadRelayState(path); }), "tooLarge");
 
     std::filesystem::remove(path);
     std::filesystem::create_directory(path);

@@ -4,8 +4,6 @@
 #include "Orvel/model/OrvelWorkspacePresentation.h"
 #include "Orvel/model/SidebarContents.h"
 
-#include <gtest/gtest.h>
-
 namespace orvel {
 namespace {
 

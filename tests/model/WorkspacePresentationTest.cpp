@@ -11,7 +11,7 @@ using namespace std::chrono_literals;
 
 using WorkspacePresentationTest = ModelFixture;
 
-TEST_F(WorkspacePresentationTest, AnUntouchedModelShowsAnEmptyWorkspace) {
+TEST_F(WorkspacePresentationTest, AnUntouchedModelShowsAnEmptyWorkspaceAndWritesNothing) {
     const auto snapshot = workspaceSnapshot(model().view());
     EXPECT_EQ(snapshot.state, OrvelWorkspaceState{});
     EXPECT_TRUE(snapshot.endpoints.empty());
@@ -21,6 +21,8 @@ TEST_F(WorkspacePresentationTest, AnUntouchedModelShowsAnEmptyWorkspace) {
     EXPECT_FALSE(snapshot.canCopy);
     EXPECT_FALSE(snapshot.hasRange);
     EXPECT_EQ(snapshot.statusTitle(), "Choose a conversation");
+    EXPECT_EQ(model().notices.status(), "Open a conversation file or paste a conversation.");
+    EXPECT_FALSE(std::filesystem::exists(folder.path("data")));
 }
 
 TEST_F(WorkspacePresentationTest, TheTitleSaysWhatMattersMost) {

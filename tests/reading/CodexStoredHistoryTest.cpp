@@ -161,6 +161,8 @@ TEST_F(CodexStoredHistoryTest, TakesTheTextsOfMessagesAndRefusesEveryOtherShape)
                 agent("d", "yes")}),
          "user: hi | assistant: yes"},
         {"a turn under way", page({turn("t", {user("u", "hi")}, "inProgress")}), "user: hi [busy]"},
+        {"an interrupted turn", page({turn("t", {user("u", "hi")}, "interrupted")}), "user: hi"},
+        {"no view", page({without(good, "itemsView")}), "user: hi"},
         {"the same item in two turns", page({good, turn("t2", {user("u", "hi")})}), "user: hi | user: hi"},
         {"several parts",
          items({user("u", {{{"type", "text"}, {"text", "one"}},
@@ -172,6 +174,7 @@ TEST_F(CodexStoredHistoryTest, TakesTheTextsOfMessagesAndRefusesEveryOtherShape)
         {"characters that end lines or need escapes",
          items({user("u", "\"\\ \b\f\n\r\t\v \u0085 \u2028 \u2029 \u0001")}),
          "user: \"\\ \b\f\n\r\t\v \u0085 \u2028 \u2029 \u0001"},
+        {"identifiers that need escapes", page({turn("\"\u2028", {user("\n", "hi")})}), "user: hi"},
 
         {"nothing", page(Json::array()),
          "noMessages: No user or assistant messages were found. Choose a supported JSONL file."},
@@ -216,6 +219,7 @@ TEST_F(CodexStoredHistoryTest, BelievesTheServerOnlyWhatIsConsistent) {
         std::string outcome;
     } cases[] = {
         {"idle", good, good, "user: hi"},
+        {"not loaded", thread("notLoaded"), thread("notLoaded"), "user: hi"},
         {"active", thread("active"), thread("active"), "user: hi [busy]"},
         {"after a failed turn", thread("systemError"), good, metadataWords},
         {"another thread", with(good, "id", "other"), good, metadataWords},
@@ -232,6 +236,7 @@ TEST_F(CodexStoredHistoryTest, BelievesTheServerOnlyWhatIsConsistent) {
         {"a file that is not there", at(folder.path("none.jsonl")), good, unverifiedWords},
 
         {"a file that moves meanwhile", good, at(elsewhere), movedWords},
+        {"a file that becomes another's", good, at(foreign), unverifiedWords},
         {"a later date", good, with(good, "updatedAt", 1795248136.5), changedWords},
         {"another status", good, thread("active"), changedWords},
         {"another detail of the status", with(good, "status", active), with(good, "status", waiting),

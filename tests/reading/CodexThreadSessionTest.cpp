@@ -134,6 +134,7 @@ TEST_F(CodexThreadSessionTest, EndsAConnectionThatDoesNotGoAsItShould) {
         {"no result", says("initialize", R"({"id":1})"), invalid + initializeStage},
         {"an identifier that is a text", says("initialize", R"({"id":"1","result":{}})"),
          timeout + initializeStage},
+        {"another identifier", says("initialize", R"({"id":3,"result":{}})"), timeout + initializeStage},
         {"a request with the same identifier", says("initialize", R"({"id":1,"method":"x","result":{}})"),
          timeout + initializeStage},
         {"a close", answers("initialize", Server::bytes(serverFrame(8, ""))), disconnected + initializeStage},
@@ -143,6 +144,7 @@ TEST_F(CodexThreadSessionTest, EndsAConnectionThatDoesNotGoAsItShould) {
          "Nothing was sent." +
              resumeStage},
         {"another writer of another conversation", activeWriter(-32600, "x"), invalid + resumeStage},
+        {"another writer by another code", activeWriter(-32601, Server::thread), invalid + resumeStage},
         {"no thread", thread(Json::object()), notIdle},
         {"another thread", resumed("other", idle), notIdle},
         {"no status", thread({{"thread", {{"id", Server::thread}}}}), notIdle},

@@ -2,9 +2,6 @@
 
 #include "samples/CodexFolder.h"
 
-#include <algorithm>
-#include <set>
-
 using namespace orvel;
 using Status = SampleCodexTurn::Status;
 
@@ -59,18 +56,4 @@ TEST_F(SampleCodexHomeTest, GoesOnBehindAProcessThatWasKilledInATurn) {
     EXPECT_EQ(files.outcome(),
               begun + " | user: M | user: N | " + files.reply("N") + " | user: O | " + files.reply("O"));
     EXPECT_EQ(files.thread().turns[1].status, Status::interrupted);
-}
-
-TEST_F(SampleCodexHomeTest, ContinuesATranscriptAsItWasBegun) {
-    queue("M");
-    const auto thread = files.thread();
-    EXPECT_EQ(thread.nextOrdinal,
-              static_cast<std::int64_t>(std::ranges::count(contentsOf(thread.path), '\n')));
-    ASSERT_EQ(thread.turns.size(), 2U);
-    EXPECT_EQ(thread.turns[1].startedAt, CodexFolder::moment / 1000);
-    std::set<std::string> ids;
-    for (const auto& turn : thread.turns) {
-        EXPECT_TRUE(ids.insert(turn.id).second);
-        for (const auto& item : turn.items) EXPECT_TRUE(ids.insert(item.id).second);
-    }
 }

@@ -68,6 +68,7 @@ TEST(Trimming, TakesOffWhiteSpaceOfUnicodeAndNothingElse) {
         {" \t\n\v\f\r\u0085\u00a0\u1680\u2000\u200a\u2028\u2029\u202f\u205f\u3000", ""},
         {"\u3000 a b \u2029", "a b"},
         {"\u200ba\ufeff", "\u200ba\ufeff"},
+        {"\u001f", "\u001f"},
         {"\0 "s, "\0"s},
         {" \xff ", "\xff"},
         {" \xe3\x80", "\xe3\x80"},
@@ -86,6 +87,7 @@ TEST(FirstCharacters, CountWhatAReaderSeesAsOne) {
     } cases[] = {
         {"ASCII", "abcd", 3, "abc"},
         {"none", "abcd", 0, ""},
+        {"none of others", "検索", 0, ""},
         {"a mark behind the last", "abce\u0301d", 4, "abce\u0301"},
         {"a family", "👨‍👩‍👧x", 1, "👨‍👩‍👧"},
         {"flags", "🇯🇵🇫🇷", 1, "🇯🇵"},
