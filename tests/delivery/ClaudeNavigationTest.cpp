@@ -145,6 +145,9 @@ TEST(ClaudeNavigation, StopsBehindTheOpenedURLWhereAnythingElseComes) {
          "The Claude window changed. Stopped without inserting a message."},
         {"typing in the source while the page is awaited",
          [](auto& d) { d.whenURLOpens([&d] { d.type("Mine"); }); }, claudeEditorUnverified},
+        {"typing on in a draft while the page is awaited",
+         [](auto& d) { d.type("Mine"), d.whenURLOpens([&d] { d.type("Mine too"); }); },
+         claudeEditorUnverified},
         {"a draft in the destination", [](auto& d) { d.claude.userSetsDraft(ClaudeDesk::target, "Mine"); },
          draftKept},
     };

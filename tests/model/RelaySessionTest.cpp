@@ -314,6 +314,15 @@ TEST_F(RelaySessionTest, AMessageThatGoesElsewhereWhileItIsPreparedIsNotSent) {
     EXPECT_EQ(errorText(), "The conversation changed. Review the latest message range.");
 }
 
+TEST_F(RelaySessionTest, AFailedDeliveryIsFollowedByALookForItsReceipt) {
+    pairUp(Agent::codex);
+    claude.during = [&] { arriveInClaude(claude.sent.back()); };
+    claude.failure = RelaySendError("No.");
+    model().outbox.sendRelay();
+    desktop.loop.run();
+    EXPECT_FALSE(onlyTransfer().isPending());
+}
+
 TEST_F(RelaySessionTest, ADeliveryWhoseRecordCannotBeSavedStaysPendingUntilItsReceipt) {
     pairUp(Agent::codex);
     claude.during = [&] { failSaving(); };
