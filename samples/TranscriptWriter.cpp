@@ -145,16 +145,6 @@ CodexTranscript& CodexTranscript::fail(std::string_view reason) {
     return *this;
 }
 
-CodexTranscript& CodexTranscript::interrupt() {
-    constexpr std::string_view note = "<turn_aborted>\nThe user interrupted the turn.\n</turn_aborted>";
-    write("response_item", {{"type", "message"},
-                            {"id", "msg_" + ids.uuid()},
-                            {"role", "user"},
-                            {"content", Json::array({contentItem("input_text", note)})}});
-    writeEvent("turn_aborted", {{"reason", "interrupted"}});
-    return *this;
-}
-
 void CodexTranscript::writeMeta(const Json& more) {
     Json meta{{"id", session.id},
               {"timestamp", timestamp(nextRecordAt)},
@@ -249,25 +239,10 @@ ClaudeTranscript& ClaudeTranscript::answer(std::string_view text) {
     return *this;
 }
 
-ClaudeTranscript& ClaudeTranscript::stopHook() {
-    writeLink({{"type", "system"}, {"subtype", "stop_hook_summary"}, {"hookCount", 1}});
-    return *this;
-}
-
 ClaudeTranscript& ClaudeTranscript::sidechain(std::string_view question, std::string_view answer) {
     lastSideID.clear();
     writeLink({{"type", "user"}, {"message", {{"role", "user"}, {"content", question}}}}, Chain::side);
     writeAssistant(contentItem("text", answer), "end_turn", Chain::side);
-    return *this;
-}
-
-ClaudeTranscript& ClaudeTranscript::rewind() {
-    lastID = beforeQuestion;
-    return *this;
-}
-
-ClaudeTranscript& ClaudeTranscript::title(std::string_view text) {
-    write({{"type", "custom-title"}, {"customTitle", text}, {"sessionId", session.id}});
     return *this;
 }
 

@@ -39,8 +39,8 @@ struct SampleForkBase {
     std::int64_t recordCount = 0;
 };
 
-/// A transcript of Codex. Each turn begins with `ask` and ends with `answer`, `fail` or `interrupt`; before
-/// that the agent is at work.
+/// A transcript of Codex. Each turn begins with `ask` and ends with `answer` or `fail`; before that the agent
+/// is at work.
 class CodexTranscript {
   public:
     /// `baseInstructions` stand in the first record, which in real transcripts they make 15 to 20 KB long.
@@ -61,7 +61,6 @@ class CodexTranscript {
     CodexTranscript& answer(std::string_view text);
     /// Ends the turn without an answer.
     CodexTranscript& fail(std::string_view reason);
-    CodexTranscript& interrupt();
 
     const std::string& text() const { return lines; }
     std::int64_t recordCount() const { return count; }
@@ -102,14 +101,8 @@ class ClaudeTranscript {
     ClaudeTranscript& comment(std::string_view text);
     ClaudeTranscript& runCommand(std::string_view command, std::string_view output);
     ClaudeTranscript& answer(std::string_view text);
-    /// The summary that ends a turn where a stop hook is installed.
-    ClaudeTranscript& stopHook();
     /// A question to another agent and its answer, beside the chain.
     ClaudeTranscript& sidechain(std::string_view question, std::string_view answer);
-    /// Goes back to before the latest question, so that the next one makes a second branch.
-    ClaudeTranscript& rewind();
-    /// The title that the user gave the conversation.
-    ClaudeTranscript& title(std::string_view text);
 
     const std::string& text() const { return lines; }
 

@@ -171,7 +171,9 @@ TEST_F(RelaySessionTest, ASendIsSavedThenDeliveredThenTurnsTheRelayRound) {
         EXPECT_FALSE(model().receipts.isChecking());
         EXPECT_EQ(session().instruction.get(), "look");
     };
-    send();
+    model().outbox.sendRelay();
+    model().outbox.sendRelay(); // A person who presses twice sends once.
+    desktop.loop.run();
     EXPECT_EQ(errorText(), "");
     EXPECT_EQ(claude.sent, std::vector<std::string>{"look\n\nme: q1\n\ncodex: a1"});
     EXPECT_EQ(onlyTransfer().deliveryMode, RelayDeliveryMode::submitted);
@@ -304,14 +306,17 @@ TEST_F(RelaySessionTest, NothingIsSentFromAConversationAtWork) {
 
 TEST_F(RelaySessionTest, AMessageThatGoesElsewhereWhileItIsPreparedIsNotSent) {
     desktop.loop.setBackgroundDuration(1s);
-    pairUp(Agent::codex);
-    model().outbox.sendRelay();
-    desktop.loop.runFor(100ms);
-    model().workspace.load(folder.path("home/.codex/sessions/2026/11/rollout-one.jsonl"));
-    desktop.loop.run();
-    EXPECT_TRUE(claude.sent.empty());
-    EXPECT_TRUE(state().transfers.empty());
-    EXPECT_EQ(errorText(), "The conversation changed. Review the latest message range.");
+    for (const auto moment : {100ms, 1500ms}) { // While the source is read, and while the destination is.
+        pairUp(Agent::codex);
+        model().notices.dismissError();
+        model().outbox.sendRelay();
+        desktop.loop.runFor(moment);
+        model().workspace.load(folder.path("home/.codex/sessions/2026/11/rollout-one.jsonl"));
+        desktop.loop.run();
+        EXPECT_TRUE(claude.sent.empty());
+        EXPECT_TRUE(state().transfers.empty());
+        EXPECT_EQ(errorText(), "The conversation changed. Review the latest message range.");
+    }
 }
 
 TEST_F(RelaySessionTest, AFailedDeliveryIsFollowedByALookForItsReceipt) {
