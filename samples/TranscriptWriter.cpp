@@ -211,7 +211,6 @@ ClaudeTranscript ClaudeTranscript::continued(SampleSession session, std::string 
 
 ClaudeTranscript& ClaudeTranscript::ask(std::string_view text) {
     const bool isFirst = lastID.empty();
-    beforeQuestion = lastID;
     writeLink({{"type", "user"}, {"message", {{"role", "user"}, {"content", text}}}});
     if (isFirst)
         for (const auto* type : {"skill_listing", "session_context", "date"}) writeAttachment(type);

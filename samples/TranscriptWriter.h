@@ -117,7 +117,7 @@ class ClaudeTranscript {
 
     SampleSession session;
     SampleIDs ids;
-    std::string lastID, beforeQuestion, lastSideID; // Empty where a chain has not begun.
+    std::string lastID, lastSideID; // Empty where a chain has not begun.
     std::string lines;
     std::int64_t recordCount = 0;
 };
