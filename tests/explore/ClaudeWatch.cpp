@@ -44,7 +44,7 @@ struct Text {
 };
 
 struct Controls {
-    bool hasAttachment, hasDialog, isReplying;
+    bool hasAttachment, hasDialog, hasStop;
 };
 
 class ClaudeWatch : public DestinationWatch {
@@ -65,9 +65,7 @@ class ClaudeWatch : public DestinationWatch {
         if (std::find(touching.begin(), touching.end(), step.operation) == touching.end()) return false;
         if (step.operation == "setAttribute") seeWriting(step);
         if (step.operation == "performAction") seePressing(step);
-        const auto since = desk.claude.composingSince();
-        if (step.operation == "openURL" && since && step.at - *since > compositionShows)
-            judge.fail(Rule::compositionSurvives, "asked Claude to leave an open composition");
+        if (step.operation == "openURL") seeNavigating(step);
         return true;
     }
 
@@ -93,8 +91,9 @@ class ClaudeWatch : public DestinationWatch {
         const auto is = [&element](const SimulatedElement::Shared& one) { return one.get() == &element; };
         const auto& other = claude.otherWindow();
         if (name == "AXChildren" && is(claude.composerElement()))
-            controls = {now, {claude.showsAttachment(), claude.showsDialog(), claude.showsReply()}};
-        if (name == "AXChildren" && other && is(other->composer)) controls = {now, {}};
+            controls = {now, {claude.showsAttachment(), claude.showsDialog(), claude.showsStop()}};
+        if (name == "AXChildren" && is(claude.messagesElement())) sawReplyNote = claude.showsReplyNote();
+        if (name == "AXChildren" && other && is(other->composer)) controls = {now, {}}, sawReplyNote = false;
         if (isAhead) return; // As old as the fetch by the time it is used.
         if (name == "AXFocusedWindow" && is(claude.applicationElement()) && claude.windowElement())
             window = {now, (other ? other->window : claude.windowElement())->number};
@@ -114,9 +113,8 @@ class ClaudeWatch : public DestinationWatch {
         if (name == "AXEnabled" && is(claude.sendElement())) ++looks[element.number];
     }
 
-    /// What must hold wherever Orvel acts on the conversation's page: it acts on what it has seen, in front
-    /// of the person, and nothing that somebody could lose was to be seen around it. `conversation` is where.
-    /// `what` must have been looked at often enough.
+    /// What must hold wherever Orvel acts on a page: it acts on what it has seen, in front of the person, in
+    /// this conversation, and has looked at `what` often enough.
     void judgeAct(const SimulatedStep& step, const std::string& conversation, std::uint64_t what) {
         const auto age = [&step](const auto& look) { return step.at - look.at; };
         const auto isFresh = [&](const auto& look) { return look.at > 0ns && age(look) <= longestLookAge; };
@@ -141,10 +139,22 @@ class ClaudeWatch : public DestinationWatch {
             judge.fail(Rule::onlyWhatWasProved, "chose one of several pages or editors");
         // In two readings that agree, and in the last look.
         if (looks[what] < 3) judge.fail(Rule::onlyWhatWasProved, "was not seen in two readings");
-        const auto [hasAttachment, hasDialog, isReplying] = controls.seen;
+        judgeSurroundings();
+    }
+
+    void seeNavigating(const SimulatedStep& step) {
+        const auto since = desk.claude.composingSince();
+        if (since && step.at - *since > compositionShows)
+            judge.fail(Rule::compositionSurvives, "asked Claude to leave an open composition");
+        judgeSurroundings();
+    }
+
+    // Nothing that somebody could lose was to be seen around the editor.
+    void judgeSurroundings() {
+        const auto [hasAttachment, hasDialog, hasStop] = controls.seen;
         if (hasAttachment) judge.fail(Rule::nothingIsSweptAlong, "an attachment was to be seen");
         if (hasDialog) judge.fail(Rule::nothingIsSweptAlong, "a dialog was to be seen");
-        if (isReplying) judge.fail(Rule::nothingIsSweptAlong, "a reply was to be seen");
+        if (hasStop || sawReplyNote) judge.fail(Rule::nothingIsSweptAlong, "a reply was to be seen");
     }
 
     void seeWriting(const SimulatedStep& step) {
@@ -214,6 +224,7 @@ class ClaudeWatch : public DestinationWatch {
     std::uint64_t page = 0; ///< Whose address was last read.
     Look<Text> text{};
     Look<Controls> controls{};
+    bool sawReplyNote = false;
     std::map<std::uint64_t, int>
         looks; ///< At each editor's text, by editor and page, and each Send, since the write.
     std::optional<std::pair<std::uint64_t, std::uint64_t>> written; ///< Editor and page.

@@ -112,6 +112,9 @@ void chooseHabits(ExplorationDesk& desk, std::uint64_t seed) {
     };
     habits.groupsAround = static_cast<int>(chance.below(4));
     habits.sendsWhileReplying = chance.below(4) == 0;
+    habits.showsStop = chance.below(3) > 0;
+    habits.showsReplyNote = !habits.showsStop || chance.below(2) == 0;
+    if (chance.below(2) == 0) habits.attachmentLabel = "notes.txtの添付を削除";
     if (rarely()) habits.page = somewhere();
     if (rarely()) habits.page = somewhere(), habits.pageOrigin = "https://claude.ai.example.net";
     if (rarely()) habits.editor = somewhere();

@@ -95,6 +95,14 @@ void atShallowComposer(ExplorationDesk& desk) {
     atDestination(desk);
 }
 
+template <bool showsStop>
+void withOneSignOfAReply(ExplorationDesk& desk) {
+    desk.claude.habits.showsStop = showsStop;
+    desk.claude.habits.showsReplyNote = !showsStop;
+    desk.claude.habits.attachmentLabel = "notes.txtの添付を削除";
+    atEmptyElsewhere(desk);
+}
+
 void anotherConversationOpens(ExplorationDesk& desk) {
     desk.claude.habits.goesElsewhere = ExplorationDesk::third;
     atEmptyElsewhere(desk);
@@ -259,6 +267,17 @@ constexpr Scenario scenarios[] = {
      .prepare = atLongConversation,
      .work = sendRelay,
      .coarseness = 400},
+    {.name = "a reply shows by Stop alone",
+     .about = "a send that moves Claude, where a reply is told by its Stop button alone",
+     .prepare = withOneSignOfAReply<true>,
+     .work = sendRelay,
+     .coarseness = strange},
+    {.name = "a reply shows by its note alone",
+     .about = "the same with a note on the page alone",
+     .prepare = withOneSignOfAReply<false>,
+     .work = sendRelay,
+     .coarseness = strange},
+
     // What does not look as it should.
     {.name = "two prompts, a strange one first",
      .about = "a send into a page with another prompt above its own",

@@ -439,7 +439,7 @@ void SimulatedClaude::showText() {
         editor->set("AXTextInputMarkedTextMarkerRange", AXOpaque{make("AXTextMarkerRange")});
     if (offersSend(text)) return announceSend();
     for (auto* button : {&sendButton, &secondSend})
-        if (*button) (*std::exchange(*button, nullptr)).remove();
+        if (*button) std::exchange(*button, nullptr)->remove();
 }
 
 bool SimulatedClaude::offersSend(const std::string& text) {
@@ -478,13 +478,13 @@ void SimulatedClaude::announceSend() {
 void SimulatedClaude::showReply() {
     if (!editor) return;
     const bool replies = isReplying();
-    if (replies && !stopButton) {
-        stopButton = button(toolbar, "AXDescription", "Stop", nullptr);
-        replyNote = child(messages, "AXStaticText", "AXValue", "Claude is responding");
-    } else if (!replies && stopButton) {
-        stopButton->remove();
-        replyNote->remove();
-        stopButton = replyNote = nullptr;
+    if (replies && !stopButton && !replyNote) {
+        if (habits.showsStop) stopButton = button(toolbar, "AXDescription", "Stop", nullptr);
+        if (habits.showsReplyNote)
+            replyNote = child(messages, "AXStaticText", "AXValue", "Claude is responding");
+    } else if (!replies) {
+        for (auto* shown : {&stopButton, &replyNote})
+            if (*shown) std::exchange(*shown, nullptr)->remove();
     }
     showText();
 }
@@ -495,7 +495,7 @@ void SimulatedClaude::showAttachment() {
     if (has && !attachment) {
         attachment = make("AXGroup");
         composerRoot->insert(0, attachment);
-        button(attachment, "AXDescription", "Remove notes.txt", nullptr);
+        button(attachment, "AXDescription", habits.attachmentLabel, nullptr);
     } else if (!has && attachment) {
         attachment->remove();
         attachment = nullptr;

@@ -48,6 +48,8 @@ struct SimulatedClaudeHabits {
     std::string pageOrigin = "https://claude.ai"; ///< Of that page, which has the address of what is shown.
     /// Another prompt on the page.
     std::optional<SimulatedIntruder> editor;
+    bool showsStop = true, showsReplyNote = true; ///< How a reply in progress is told; at least one.
+    std::string attachmentLabel = "Remove notes.txt";
     bool hasDialog = false;          ///< Above the composer.
     bool hasTwoSends = false;        ///< Whenever there is one.
     bool sendsWhileReplying = false; ///< Send is there during a reply, too.
@@ -145,8 +147,10 @@ class SimulatedClaude : public SimulatedApplication {
     SimulatedElement::Shared sendElement() const { return sendButton; }
     SimulatedElement::Shared applicationElement() const { return application; }
     SimulatedElement::Shared composerElement() const { return composerRoot; }
+    SimulatedElement::Shared messagesElement() const { return messages; }
     // What a person sees around the editor
-    bool showsReply() const { return stopButton != nullptr; }
+    bool showsStop() const { return stopButton != nullptr; }
+    bool showsReplyNote() const { return replyNote != nullptr; }
     bool showsAttachment() const { return attachment != nullptr; }
     bool showsDialog() const { return dialog != nullptr; }
     /// A window beside the first, which shows a conversation in an empty editor, and nothing more.
