@@ -141,9 +141,9 @@ class AXReadAhead {
     virtual ~AXReadAhead() = default;
 };
 
-/// Every operation except the two hints and the read of several attributes is one exchange with the other program, may be called from any
-/// thread, and reports `cannotComplete` if the element's messaging timeout passes. Values may be a few
-/// milliseconds old.
+/// Every operation except the two hints and the read of several attributes is one exchange with the other
+/// program, may be called from any thread, and reports `cannotComplete` if the element's messaging timeout
+/// passes. Values may be a few milliseconds old.
 class Accessibility {
   public:
     virtual ~Accessibility() = default;
