@@ -160,6 +160,7 @@ void messageLeftInEditor(ExplorationDesk& desk) {
     desk.perform([](OrvelProcess& orvel) { orvel.model.outbox.sendRelay(); });
     desk.orvel.reset();
     desk.claude.habits = habits;
+    desk.claude.habits.page.reset(), desk.claude.habits.editor.reset(); // The window has been drawn.
     desk.desktop.applications.bringToFront(SimulatedApplications::self);
 }
 

@@ -125,12 +125,14 @@ void document(const std::string& path, const ExplorationReport& all, const Optio
     text.replace(
         from + begin.size(), to - from - begin.size(),
         fmt::format(
-            "A run of {} scenarios, at every {}step of each, and {} mixtures: {} runs with {} kinds of "
-            "faults, judged by {} rules, {} of which were broken.\nThe longest hold was {:.0f} ms, and "
+            "A run of {} scenarios, {} of each, and {} mixtures: {} runs with {} kinds of "
+            "faults, judged by {} rules, of which {} were broken.\nThe longest hold was {:.0f} ms, and "
             "{:.1f} ms without slow calls; the longest wait of a key was {:.0f} ms.\n",
-            allScenarios().size(), options.stride == 1 ? "" : fmt::format("{}th ", options.stride), mixtures,
-            all.runs, allFaults().size(), allRules().size(), all.broken.size(), milliseconds(all.longestHold),
-            milliseconds(all.longestOwnHold), milliseconds(all.longestKeyWait)));
+            allScenarios().size(),
+            options.stride == 1 ? "at every step" : fmt::format("at one step in {}", options.stride),
+            mixtures, all.runs, allFaults().size(), allRules().size(), all.broken.size(),
+            milliseconds(all.longestHold), milliseconds(all.longestOwnHold),
+            milliseconds(all.longestKeyWait)));
     std::ofstream(path) << text;
 }
 
