@@ -304,6 +304,17 @@ TEST_F(RelaySessionTest, NothingIsSentFromAConversationAtWork) {
     EXPECT_TRUE(model().outbox.canSendRelay());
 }
 
+TEST_F(RelaySessionTest, NothingIsSentAgainstThePendingMessage) {
+    pairUp(Agent::codex);
+    claude.failure = RelaySendError("No.", true);
+    model().outbox.sendRelay();
+    desktop.loop.run();
+    EXPECT_TRUE(model().outbox.canSendRelay());
+    model().workspace.openPair(*model().workspace.relay().activePair(), Agent::claude);
+    desktop.loop.run();
+    EXPECT_FALSE(model().outbox.canSendRelay());
+}
+
 TEST_F(RelaySessionTest, AMessageThatGoesElsewhereWhileItIsPreparedIsNotSent) {
     desktop.loop.setBackgroundDuration(1s);
     for (const auto moment : {100ms, 1500ms}) { // While the source is read, and while the destination is.
