@@ -9,7 +9,6 @@
 #include <fstream>
 #include <iterator>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -114,14 +113,17 @@ int runOne(Exploration& exploration, const RunPlan& plan) {
     return report.failed ? 1 : 0;
 }
 
-// The figures of a document, which nobody writes by hand.
-void document(const std::string& path, const ExplorationReport& all, const Options& options,
+// The figures of a document, which nobody writes by hand. False if it has no place for them.
+bool document(const std::string& path, const ExplorationReport& all, const Options& options,
               std::uint64_t mixtures) {
     constexpr std::string_view begin = "<!-- figures of a whole run -->\n", end = "<!-- end -->";
     std::ifstream file(path);
     std::string text{std::istreambuf_iterator<char>(file), {}};
     const auto from = text.find(begin), to = text.find(end, from);
-    if (from == text.npos || to == text.npos) throw std::runtime_error("There are no marks in " + path);
+    if (from == text.npos || to == text.npos) {
+        fmt::print(stderr, "There are no marks in {}.\n", path);
+        return false;
+    }
     text.replace(
         from + begin.size(), to - from - begin.size(),
         fmt::format(
@@ -133,7 +135,7 @@ void document(const std::string& path, const ExplorationReport& all, const Optio
             mixtures, all.runs, allFaults().size(), allRules().size(), all.broken.size(),
             milliseconds(all.longestHold), milliseconds(all.longestOwnHold),
             milliseconds(all.longestKeyWait)));
-    std::ofstream(path) << text;
+    return static_cast<bool>(std::ofstream(path) << text);
 }
 
 int exploreAll(Exploration& exploration, const Options& options) {
@@ -159,8 +161,9 @@ int exploreAll(Exploration& exploration, const Options& options) {
     for (const auto& kind : idle) fmt::print("“{}” never changed anything.\n", kind);
     all.failures.clear(); // They have been printed.
     print("all", all, std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count());
-    if (isWhole && !options.document.empty()) document(std::string(options.document), all, options, mixtures);
-    return all.failed || !idle.empty() ? 1 : 0;
+    const bool isWritten = !isWhole || options.document.empty() ||
+                           document(std::string(options.document), all, options, mixtures);
+    return all.failed || !idle.empty() || !isWritten ? 1 : 0;
 }
 
 } // namespace
