@@ -99,15 +99,12 @@ class ClaudeWatch : public DestinationWatch {
             window = {now, (other ? other->window : claude.windowElement())->number};
         if (name == "AXURL" && (is(claude.pageElement()) || (other && is(other->page))))
             page = element.number;
-        if (name == "AXValue" && other && is(other->editor)) {
+        const bool isOthers = other && is(other->editor);
+        if (name == "AXValue" && (isOthers || is(claude.editorElement()))) {
+            const auto shownIn = isOthers ? other->window : claude.windowElement();
             text = {now,
-                    {element.number, other->window->number, other->conversation, element.text("AXValue")}};
-            ++looks[element.number], ++looks[page];
-        }
-        if (name == "AXValue" && is(claude.editorElement())) {
-            text = {
-                now,
-                {element.number, claude.windowElement()->number, claude.shown(), element.text("AXValue")}};
+                    {element.number, shownIn->number, isOthers ? other->conversation : claude.shown(),
+                     element.text("AXValue")}};
             ++looks[element.number], ++looks[page];
         }
         if (name == "AXEnabled" && is(claude.sendElement())) ++looks[element.number];

@@ -149,14 +149,13 @@ int exploreAll(Exploration& exploration, const Options& options) {
         all.add(timed(scenario.name, [&] { return exploration.sweep(scenario, options.stride); }));
         if (options.untilBroken && all.failed > 0) return 1;
     }
-    const auto mixtures =
-        options.mixtures.value_or(options.scenario.empty() && options.fault.empty() ? 20'000 : 0);
+    const bool isWhole = options.scenario.empty() && options.fault.empty();
+    const auto mixtures = options.mixtures.value_or(isWhole ? 20'000 : 0);
     if (mixtures > 0) all.add(timed("mixtures", [&] { return exploration.mix(2, mixtures); }));
     fmt::print("\n{} scenarios, {} kinds of faults, {} rules\n", allScenarios().size(), allFaults().size(),
                allRules().size());
     for (const auto& [kind, effect] : all.effects)
         fmt::print("“{}” changed the outcome of {} in {} runs\n", kind, effect.changed, effect.runs);
-    const bool isWhole = options.scenario.empty() && options.fault.empty();
     const auto idle = isWhole ? all.idleFaults() : std::vector<std::string_view>();
     for (const auto& kind : idle) fmt::print("“{}” never changed anything.\n", kind);
     all.failures.clear(); // They have been printed.

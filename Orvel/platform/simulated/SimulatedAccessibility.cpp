@@ -242,9 +242,6 @@ AXStatus SimulatedAccessibility::compose(SimulatedElement& element, std::string_
     const auto end = loop.uptime() + bound;
     const auto before = pasteboard.contents();
     if (!pasteboard.setString(*text)) return AXStatus::failure;
-    const auto giveBack = [&] {
-        if (pasteboard.text == *text) pasteboard.copiedElsewhere(before);
-    };
     loop.spendUntil([] { return false; }, writeTime);
     const auto paste = steps.take("paste", true);
     const bool isPasted = pasteboard.text == *text && (!paste.report || paste.happens);
@@ -255,7 +252,7 @@ AXStatus SimulatedAccessibility::compose(SimulatedElement& element, std::string_
     };
     const bool isThere =
         isPasted && loop.spendUntil(shows, std::max(MainLoop::Duration(0), end - loop.uptime()));
-    giveBack();
+    if (pasteboard.text == *text) pasteboard.copiedElsewhere(before);
     if (!isPasted) return AXStatus::failure;
     return isThere && !target->isRemoved() ? AXStatus::success : AXStatus::mayHaveHappened;
 }

@@ -228,11 +228,8 @@ void SimulatedClaude::makeComposer() {
         return;
     }
     makeTranscriptView();
-    auto group = page;
-    for (int level = 0; level < habits.groupsAround; ++level) group = child(group, "AXGroup");
-    group = composerRoot = child(group, "AXGroup");
-    for (int level = habits.groupsInside; level >= 1; --level) group = child(group, "AXGroup");
-    editor = child(group, "AXTextArea");
+    composerRoot = groupsBelow(page, habits.groupsAround + 1);
+    editor = child(groupsBelow(composerRoot, habits.groupsInside), "AXTextArea");
     makeEditor();
     if (habits.editor) intrude(page, "AXGroup", *habits.editor);
     toolbar = child(composerRoot, "AXGroup");
@@ -247,27 +244,34 @@ void SimulatedClaude::makeComposer() {
 
 // Makes the editor's element what an editor is.
 void SimulatedClaude::makeEditor() {
-    editor->set("AXDescription", std::string("Prompt"));
-    editor->set("AXValue", std::string());
+    makePrompt(editor);
     editor->set("AXSelectedTextRange", AXRange{0, 0});
-    editor->set("AXTextInputMarkedTextMarkerRange", std::monostate());
     editor->write = [this](std::string_view name, const AXValue& value) { return takeWrite(name, value); };
 }
 
-// A prompt below four groups more, which takes a text and does nothing with it.
-SimulatedClaude::Element
-SimulatedClaude::promptBelow(const Element& root, std::function<std::string()> conversation, bool isStray) {
-    auto group = root;
-    for (int level = 1; level <= 4; ++level) group = child(group, "AXGroup");
-    const auto prompt = child(group, "AXTextArea", "AXDescription", "Prompt");
-    prompt->set("AXValue", std::string());
-    prompt->set("AXTextInputMarkedTextMarkerRange", std::monostate());
-    prompt->write = [this, prompt = prompt.get(), conversation = std::move(conversation),
-                     isStray](std::string_view name, const AXValue& value) {
+void SimulatedClaude::makePrompt(const Element& element) {
+    element->set("AXDescription", std::string("Prompt"));
+    element->set("AXValue", std::string());
+    element->set("AXTextInputMarkedTextMarkerRange", std::monostate());
+}
+
+SimulatedClaude::Element SimulatedClaude::groupsBelow(Element parent, int count) {
+    for (; count > 0; --count) parent = child(parent, "AXGroup");
+    return parent;
+}
+
+// A prompt below four groups more, which takes a text and does nothing with it. Without a conversation it is
+// no conversation's.
+SimulatedClaude::Element SimulatedClaude::promptBelow(const Element& root,
+                                                      std::function<std::string()> conversation) {
+    const auto prompt = child(groupsBelow(root, 4), "AXTextArea");
+    makePrompt(prompt);
+    prompt->write = [this, prompt = prompt.get(),
+                     conversation = std::move(conversation)](std::string_view name, const AXValue& value) {
         const auto* text = std::get_if<std::string>(&value);
         if (name != "AXValue" || !text) return AXStatus::attributeUnsupported;
-        done.push_back({Deed::Kind::written, false, conversation(), prompt->text("AXValue"), *text, isStray});
-        if (onDeed) onDeed(done.back());
+        note({Deed::Kind::written, false, conversation ? conversation() : std::string(),
+              prompt->text("AXValue"), *text, !conversation});
         prompt->set("AXValue", *text);
         return AXStatus::success;
     };
@@ -281,10 +285,7 @@ SimulatedClaude::Element SimulatedClaude::intrude(const Element& parent, std::st
     const auto made = make(role);
     const bool isFirst = where == SimulatedIntruder::first;
     parent->insert(isFirst ? 0 : parent->below().size(), made);
-    auto root = role == "AXGroup" ? made : child(made, "AXGroup");
-    for (int level = isFirst ? 0 : 6; level > 0; --level) root = child(root, "AXGroup");
-    promptBelow(
-        root, [] { return std::string(); }, true);
+    promptBelow(groupsBelow(role == "AXGroup" ? made : child(made, "AXGroup"), isFirst ? 0 : 6), nullptr);
     return made;
 }
 
@@ -296,9 +297,8 @@ void SimulatedClaude::opensAnotherWindow(const std::string& desktopID) {
     if (!window || other) return;
     const auto made = child(application, "AXWindow", "AXTitle", "Claude");
     const auto shown = child(made, "AXWebArea");
-    const auto composer = child(child(shown, "AXGroup"), "AXGroup");
-    const auto prompt = promptBelow(
-        composer, [this] { return other ? other->conversation : std::string(); }, false);
+    const auto composer = groupsBelow(shown, 2);
+    const auto prompt = promptBelow(composer, [this] { return other ? other->conversation : std::string(); });
     other = {made, shown, composer, prompt, desktopID};
     shown->set("AXURL", AXURL{address(desktopID)});
     focusWindow(made);
@@ -628,7 +628,11 @@ void SimulatedClaude::finishNewConversation(Conversation& made) {
 }
 
 void SimulatedClaude::note(Deed::Kind kind, bool byPerson, std::string before, std::string after) {
-    done.push_back({kind, byPerson, route, std::move(before), std::move(after)});
+    note({kind, byPerson, route, std::move(before), std::move(after)});
+}
+
+void SimulatedClaude::note(Deed deed) {
+    done.push_back(std::move(deed));
     if (onDeed) onDeed(done.back());
 }
 

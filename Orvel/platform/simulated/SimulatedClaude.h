@@ -186,7 +186,9 @@ class SimulatedClaude : public SimulatedApplication {
     void makePage();
     void makeComposer();
     void makeEditor();
-    Element promptBelow(const Element& root, std::function<std::string()> conversation, bool isStray);
+    static void makePrompt(const Element& element);
+    Element groupsBelow(Element parent, int count);
+    Element promptBelow(const Element& root, std::function<std::string()> conversation);
     Element intrude(const Element& parent, std::string_view role, SimulatedIntruder where);
     Element makeSend();
     void focusWindow(const Element& focused);
@@ -214,6 +216,7 @@ class SimulatedClaude : public SimulatedApplication {
     void receive(Conversation& conversation, const std::string& text);
     void flush(Conversation& conversation);
     AXStatus takeWrite(std::string_view name, const AXValue& value);
+    void note(Deed deed);
     void note(Deed::Kind kind, bool byPerson, std::string before, std::string after = {});
     /// Does the action later, unless the page was left before.
     void onThisPage(Duration delay, std::function<void()> action);
