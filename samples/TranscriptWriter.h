@@ -105,6 +105,8 @@ class ClaudeTranscript {
     ClaudeTranscript& sidechain(std::string_view question, std::string_view answer);
 
     const std::string& text() const { return lines; }
+    /// The identifier of the latest record of the chain.
+    const std::string& lastRecord() const { return lastID; }
 
   private:
     enum class Chain { main, side };

@@ -33,6 +33,11 @@ class PollWorld {
         return condition();
     }
 
+    void runFor(MainLoop::Duration duration) {
+        const auto timer = loop.after(duration, [this] { loop.stop(); });
+        loop.run();
+    }
+
     /// Runs the work to its end; gives the text of its failure, or else "done", and "late" after a minute.
     std::string outcomeOf(Task<void> work) {
         std::string outcome = "late";

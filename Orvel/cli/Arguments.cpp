@@ -158,12 +158,14 @@ class Grammar {
         addText(send, "--from", "MESSAGE-ID", "Begin at the message with this ID, as show prints it",
                 [this](const std::string& id) { result.from = id; });
         addWait(send);
+        addClaudeCode(send);
 
         addCommand(Command::pending, "pending", "List the saved messages that have not been seen yet");
 
         auto& retry = addCommand(Command::retry, "retry", "Send a saved message again, where that is safe");
         addLink(retry);
         addWait(retry);
+        addClaudeCode(retry);
 
         addLink(addCommand(Command::copySaved, "copy-saved",
                            "Print the saved message of a link, and nothing else"));
@@ -184,6 +186,12 @@ class Grammar {
         addText(command, "--wait", "SECONDS", "Wait so long until the message stands in the transcript",
                 [this](const std::string& text) { result.wait = secondsIn(text); })
             ->check(complaintAboutWait);
+    }
+
+    void addClaudeCode(CLI::App& command) {
+        command.add_flag("--through-claude-code", result.throughClaudeCode,
+                         "Let the command “claude” continue a conversation that\n"
+                         "Claude's application does not know; this time only");
     }
 
     void addGlobalOptions() {

@@ -44,6 +44,7 @@ struct Arguments {
     std::optional<std::string> from; ///< Identity of the first message of the range.
     std::optional<std::string> note;
     std::optional<std::chrono::seconds> wait; ///< How long to wait until a message is seen.
+    bool throughClaudeCode = false;           ///< Claude Code's command may take the message.
 };
 
 /// What is said instead of running a command: help, version or a complaint.

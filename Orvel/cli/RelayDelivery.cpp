@@ -52,6 +52,7 @@ void RelayDelivery::send() {
         runner.open(pair, *arguments.agent);
         prepareNew(pair);
         const auto count = runner.records().transfers.size();
+        runner.model().outbox.allowClaudeCode(arguments.throughClaudeCode);
         runner.model().outbox.sendRelay();
         runner.runUntil([this] { return !runner.model().outbox.state().operation.isPreparing(); },
                         RelaySessionRunner::patience);
@@ -80,6 +81,7 @@ void RelayDelivery::retry() {
         if (runner.workspace().conversation.get()->isBusy) throw RelayError(RelayError::Case::busy);
         tell("Again", fmt::format("{} bytes from {} to {}, saved as {}", pending->payload->size(),
                                   label(pending->source), label(other(pending->source)), *transferID));
+        runner.model().outbox.allowClaudeCode(arguments.throughClaudeCode);
         runner.model().outbox.sendRelay();
         deliver();
     });

@@ -1,9 +1,8 @@
 #include "Orvel/delivery/CodexRelaySender.h"
 
+#include "Orvel/reading/AgentTool.h"
 #include "Orvel/reading/ChildEnding.h"
-#include "Orvel/reading/CodexExecutable.h"
 #include "Orvel/reading/CodexThreadLoader.h"
-#include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/frames/CodexThreadLoaderError.h"
 #include "OrvelCore/text/UUID.h"
 
@@ -22,11 +21,10 @@ constexpr auto acceptancePollInterval = 50ms;
 constexpr auto turnTimeout = 3600s;
 
 ChildLaunch queueLaunch(const std::string& executable, const std::string& threadID,
-                        const std::string& payload, const std::string& oldPath) {
-    const auto folder = std::string(parentFolder(executable));
+                        const std::string& payload, Processes& processes) {
     return {.executable = executable,
             .arguments = {"queue", "--thread", threadID, "--message", payload},
-            .environment = {{"PATH", folder + ":/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin:" + oldPath}}};
+            .environment = toolEnvironment(executable, processes)};
 }
 
 } // namespace
@@ -37,7 +35,7 @@ CodexRelaySender::CodexRelaySender(MainLoop& loop, Processes& processes, Convers
 
 Task<void> CodexRelaySender::send(SavedTransfer transfer, ConversationReference to,
                                   LifecycleFailure lifecycleFailure) {
-    const auto tool = codexExecutable(processes, home);
+    const auto tool = agentTool(Agent::codex, processes, home);
     if (to.agent != Agent::codex || !isUUID(to.sessionID) || !tool)
         throw RelaySendError(
             "Codex CLI was not found or the conversation ID is invalid. Use Copy to recover.", true);
@@ -69,8 +67,7 @@ Task<void> CodexRelaySender::send(SavedTransfer transfer, ConversationReference 
 Task<std::exception_ptr> CodexRelaySender::queue(std::string tool, std::string threadID,
                                                  std::string payload) {
     try {
-        const auto oldPath = processes.environmentVariable("PATH").value_or("");
-        const auto child = processes.start(queueLaunch(tool, threadID, payload, oldPath));
+        const auto child = processes.start(queueLaunch(tool, threadID, payload, processes));
         const auto deadline = loop.uptime() + acceptanceTimeout;
         auto status = child->exitStatus();
         for (; !status && loop.uptime() < deadline; status = child->exitStatus())

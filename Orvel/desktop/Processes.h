@@ -1,6 +1,7 @@
 #pragma once
-// Child processes: started without a shell, and killed with their owner.
+// Child processes: started without a shell, and killed with their owner unless they are unattended.
 
+#include "Orvel/desktop/ProcessID.h"
 #include "OrvelCore/text/Failure.h"
 
 #include <cstddef>
@@ -24,6 +25,11 @@ struct ChildLaunch {
     /// Whether standard input and output are pipes to this process. Otherwise they are the null device, as
     /// standard error always is.
     bool hasPipes = false;
+    std::string workingDirectory = {}; ///< Absolute; this process's own if empty.
+    /// With a text the child is unattended: it finds the text on standard input, whole from the beginning;
+    /// its output and errors are kept for `said`; and it goes on, in a session of its own, when its owner or
+    /// this process ends. It has no pipes.
+    std::optional<std::string> unattendedInput = {};
 
     bool operator==(const ChildLaunch&) const = default;
 };
@@ -63,8 +69,8 @@ class PipeWatch {
     virtual ~PipeWatch() = default;
 };
 
-/// A child process. Destroying it kills the child, if it is still running, and reaps it. Belongs to the main
-/// loop's thread.
+/// A child process. Destroying it kills the child, if it is still running, and reaps it; an unattended child
+/// runs on. Belongs to the main loop's thread.
 class ChildProcess {
   public:
     virtual ~ChildProcess() = default;
@@ -75,6 +81,10 @@ class ChildProcess {
     virtual void terminate() = 0;
     /// Kills the child and everything it started.
     virtual void kill() = 0;
+
+    /// What an unattended child has written to standard output and error so far, at most the first `limit`
+    /// bytes.
+    virtual std::string said(std::size_t limit) = 0;
 
     // Only with pipes
 
@@ -96,6 +106,11 @@ class Processes {
 
     /// Whether there is an executable file at the path.
     virtual bool isExecutable(const std::string& path) = 0;
+
+    /// Whether that process runs and is the one that began at `startMark`, as the system counts (on Linux
+    /// field 22 of /proc/PID/stat). Where the mark is empty or the system tells none, whether any process
+    /// with that identifier runs.
+    virtual bool isRunning(ProcessID process, const std::string& startMark) = 0;
 
     /// A variable of this process's environment.
     virtual std::optional<std::string> environmentVariable(const std::string& name) = 0;

@@ -22,7 +22,7 @@ struct ModelView {
     const WorkspaceState& workspace;
     const OpenRelay& relay;
     const OutboxState& outbox;
-    const std::map<std::string, MainLoop::Duration>& watchedTurns; ///< As Outbox::watchedTurns.
+    const std::map<std::string, MainLoop::Duration> watchedTurns; ///< As Outbox::watchedTurns.
     const Observable<bool>& isCheckingReceipts;
 };
 

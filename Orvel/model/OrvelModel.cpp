@@ -47,7 +47,7 @@ OrvelModel::OrvelModel(const Desktop& desktop, ClaudeRelaySender& claudeSender, 
       outbox(changeSignal,
              {notices, operation, ledger, workspace, reader, desktop.loop, desktop.processes,
               desktop.applications, claudeSender},
-             catalogue.agentFolders().home),
+             catalogue.agentFolders()),
       receipts(changeSignal,
                {notices, operation, outbox.state(), ledger, workspace, reader, readings, desktop.loop}) {
     catalogue.onDiscovered = [this] { workspace.recognizeSource(); };

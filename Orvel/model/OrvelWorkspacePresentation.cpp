@@ -160,11 +160,14 @@ OrvelWorkspaceSnapshot workspaceSnapshot(const ModelView& view) {
     return snapshot;
 }
 
-std::optional<MainLoop::Duration> watchedSince(const ModelView& view) {
+std::optional<WatchedTurn> watchedTurn(const ModelView& view) {
     const auto pair = view.relay.activePair();
     if (!pair) return std::nullopt;
-    const auto turn = view.watchedTurns.find(pair->codex.sessionID);
-    return turn == view.watchedTurns.end() ? std::nullopt : std::optional(turn->second);
+    for (const auto agent : allAgents) {
+        const auto turn = view.watchedTurns.find(pair->endpoint(agent).sessionID);
+        if (turn != view.watchedTurns.end()) return WatchedTurn{agent, turn->second};
+    }
+    return std::nullopt;
 }
 
 std::string pairLabel(const ModelView& view, const RelayPair& pair) {

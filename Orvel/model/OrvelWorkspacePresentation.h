@@ -11,9 +11,14 @@ namespace orvel {
 
 OrvelWorkspaceSnapshot workspaceSnapshot(const ModelView& view);
 
-/// The uptime since which the turn of the open pair's Codex conversation is watched. It may begin and end
-/// without any notice.
-std::optional<MainLoop::Duration> watchedSince(const ModelView& view);
+/// A turn with which an agent is at work on a message.
+struct WatchedTurn {
+    Agent agent = Agent::codex;
+    MainLoop::Duration since{}; ///< Uptime.
+};
+
+/// The turn that is watched in one of the open pair's conversations. It may begin and end without any notice.
+std::optional<WatchedTurn> watchedTurn(const ModelView& view);
 
 /// The names of a link's conversations, in its order.
 std::string pairLabel(const ModelView& view, const RelayPair& pair);

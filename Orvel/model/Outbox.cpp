@@ -21,10 +21,11 @@ constexpr auto rangeChanged = "The conversation changed. Review the latest messa
 
 } // namespace
 
-Outbox::Outbox(const ChangeSignal& changes, const OutboxNeeds& needs, std::string home)
+Outbox::Outbox(const ChangeSignal& changes, const OutboxNeeds& needs, const AgentFolders& folders)
     : needs(needs),
       held(changes, needs.operation),
-      codexSender(needs.loop, needs.processes, needs.reader, std::move(home)),
+      codexSender(needs.loop, needs.processes, needs.reader, folders.home),
+      claudeCodeSender(needs.loop, needs.processes, needs.reader, folders),
       tasks([this](const auto& failure) { this->needs.notices.fail(failure); }) {}
 
 const OpenRelay& Outbox::relay() const {
@@ -151,7 +152,9 @@ void Outbox::validateSavedRetry(const RelayTransfer& transfer, const RelayPair& 
 Task<std::optional<DeliveryFailure>> Outbox::deliver(RelayPair pair, SavedTransfer transfer) {
     const auto& destination = pair.endpoint(other(transfer->source));
     try {
-        if (destination.agent == Agent::claude) {
+        if (held.goesThroughClaudeCode(destination)) {
+            co_await deliverToClaudeCode(destination, transfer);
+        } else if (destination.agent == Agent::claude) {
             auto failure = co_await deliverToClaude(destination, transfer);
             if (failure) co_return failure;
         } else {
@@ -167,6 +170,18 @@ Task<std::optional<DeliveryFailure>> Outbox::deliver(RelayPair pair, SavedTransf
         co_return DeliveryFailure{error.what(), false, std::nullopt};
     }
     co_return std::nullopt;
+}
+
+Task<void> Outbox::deliverToClaudeCode(ConversationReference destination, SavedTransfer transfer) {
+    const ClaudeCodeRelaySender::ReceiptCheck isReceived =
+        [id = transfer->id, state = needs.ledger.state().relayState.get()](const Conversation& conversation) {
+            auto copy = state;
+            return copy.reconcile(id, conversation);
+        };
+    const ClaudeCodeRelaySender::LifecycleFailure show = [this](const std::string& text) {
+        needs.notices.fail(text);
+    };
+    co_await claudeCodeSender.send(std::move(transfer), std::move(destination), isReceived, show);
 }
 
 Task<std::optional<DeliveryFailure>> Outbox::deliverToClaude(ConversationReference destination,
@@ -187,6 +202,10 @@ Task<std::optional<DeliveryFailure>> Outbox::deliverToClaude(ConversationReferen
     }
     attempts.finish(!failure, failure && failure->canRetry, needs.loop.now());
     if (failure) {
+        if (!destination.desktopSessionID)
+            failure->text +=
+                "\nClaude's application does not know this conversation. Claude Code can take the "
+                "message, if you allow that in the settings.";
         if (failure->canRetry) failure->text += "\nNo message was inserted. You can retry the saved message.";
         failure->attempt = attempts.finished().back().line().text();
     }
@@ -259,8 +278,18 @@ Task<bool> Outbox::settleIfReceived(std::string transferID, ConversationReferenc
     co_return co_await needs.ledger.change(settle);
 }
 
+std::map<std::string, MainLoop::Duration> Outbox::watchedTurns() const {
+    auto turns = codexSender.watchedTurns();
+    turns.insert(claudeCodeSender.watchedTurns().begin(), claudeCodeSender.watchedTurns().end());
+    return turns;
+}
+
 std::optional<std::string> Outbox::deliveryStage() const {
     using Stage = ClaudeRelayDiagnosticHistory::Stage;
+    const auto pair = relay().activePair();
+    if (held.operation.isSending() && pair && needs.workspace.state().source == Agent::codex &&
+        held.goesThroughClaudeCode(pair->claude))
+        return "Handing it to Claude Code…";
     const auto* attempt = held.operation.isSending() ? needs.claudeSender.attempts().current() : nullptr;
     if (!attempt) return std::nullopt;
     switch (attempt->stage) {

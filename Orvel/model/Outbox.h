@@ -3,6 +3,7 @@
 // saved before the destination or the clipboard is touched, and never delivered twice on its own once
 // anything may have been inserted.
 
+#include "Orvel/delivery/ClaudeCodeRelaySender.h"
 #include "Orvel/delivery/CodexRelaySender.h"
 #include "Orvel/model/OutboxState.h"
 #include "Orvel/runtime/Task.h"
@@ -38,12 +39,16 @@ struct OutboxNeeds {
 
 class Outbox {
   public:
-    Outbox(const ChangeSignal& changes, const OutboxNeeds& needs, std::string home);
+    Outbox(const ChangeSignal& changes, const OutboxNeeds& needs, const AgentFolders& folders);
 
     const OutboxState& state() const { return held; }
 
     /// Told when a delivery has ended, however it did: it is time to look for receipts.
     std::function<void()> onDone = [] {};
+
+    /// Lets Claude Code's own command take messages for conversations that Claude's application does not
+    /// know. Off at first; only the person switches it on.
+    void allowClaudeCode(bool isAllowed) { held.mayUseClaudeCode = isAllowed; }
 
     bool canSendRelay() const;
     /// Saves the message of the open pair and delivers it, or delivers the saved one again where that may be.
@@ -64,10 +69,8 @@ class Outbox {
 
     /// What the delivery into Claude that is under way is at, in words; changes without notice.
     std::optional<std::string> deliveryStage() const;
-    /// Since when, as uptime, each Codex turn is watched; by session identifier.
-    const std::map<std::string, MainLoop::Duration>& watchedTurns() const {
-        return codexSender.watchedTurns();
-    }
+    /// Since when, as uptime, each turn of an agent is watched; by session identifier.
+    std::map<std::string, MainLoop::Duration> watchedTurns() const;
 
     /// Whether nothing is under way. A turn that is watched does not count.
     bool isIdle() const { return tasks.isIdle(); }
@@ -89,6 +92,7 @@ class Outbox {
                             const Conversation& conversation) const;
 
     Task<std::optional<DeliveryFailure>> deliver(RelayPair pair, SavedTransfer transfer);
+    Task<void> deliverToClaudeCode(ConversationReference destination, SavedTransfer transfer);
     Task<std::optional<DeliveryFailure>> deliverToClaude(ConversationReference destination,
                                                          SavedTransfer transfer);
     Task<bool> isReceived(std::string transferID, ConversationReference destination, RelayState state);
@@ -119,6 +123,7 @@ class Outbox {
     OutboxNeeds needs;
     OutboxState held;
     CodexRelaySender codexSender;
+    ClaudeCodeRelaySender claudeCodeSender;
     TaskScope tasks; // Last: ends before what its work uses.
 };
 

@@ -26,11 +26,22 @@ struct DeliveryFailure {
 
 struct OutboxState {
     OutboxState(const ChangeSignal& changes, const MessageOperation& operation)
-        : operation(operation), retryableTransferIDs(changes), transferFailures(changes) {}
+        : operation(operation),
+          retryableTransferIDs(changes),
+          transferFailures(changes),
+          mayUseClaudeCode(changes) {}
 
     const MessageOperation& operation;
     Observable<std::set<std::string>> retryableTransferIDs;              ///< Those of this run.
     Observable<std::map<std::string, DeliveryFailure>> transferFailures; ///< The last of each transfer.
+
+    Observable<bool> mayUseClaudeCode; ///< As Outbox::allowClaudeCode.
+
+    /// Whether a message for this conversation goes to Claude Code's command. One that Claude's application
+    /// knows never does.
+    bool goesThroughClaudeCode(const ConversationReference& destination) const {
+        return mayUseClaudeCode && destination.agent == Agent::claude && !destination.desktopSessionID;
+    }
 
     bool mayRetry(const RelayTransfer& transfer) const {
         return transfer.retryable == true || retryableTransferIDs->contains(transfer.id);

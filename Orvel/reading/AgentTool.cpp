@@ -1,4 +1,4 @@
-#include "Orvel/reading/CodexExecutable.h"
+#include "Orvel/reading/AgentTool.h"
 
 #include "Orvel/desktop/Processes.h"
 #include "OrvelCore/files/FilePath.h"
@@ -20,18 +20,29 @@ std::vector<std::string> entriesOf(std::string_view searchPath) {
     }
 }
 
+// The folders into which installers put the command without changing PATH for programs of the desktop.
+std::vector<std::string> usualFolders(Agent agent, const std::string& home) {
+    std::vector<std::string> folders{joinedPath(home, "Library/pnpm/bin"), joinedPath(home, ".local/bin")};
+    if (agent == Agent::claude) folders.push_back(joinedPath(home, ".claude/local"));
+    folders.insert(folders.end(), {"/opt/homebrew/bin", "/usr/local/bin"});
+    return folders;
+}
+
 } // namespace
 
-std::optional<std::string> codexExecutable(Processes& processes, const std::string& home) {
-    std::vector<std::string> candidates;
-    for (const auto& folder : entriesOf(processes.environmentVariable("PATH").value_or("")))
-        candidates.push_back(joinedPath(folder, "codex"));
-    for (const auto* place : {"Library/pnpm/bin/codex", ".local/bin/codex"})
-        candidates.push_back(joinedPath(home, place));
-    candidates.insert(candidates.end(), {"/opt/homebrew/bin/codex", "/usr/local/bin/codex"});
-    for (auto& candidate : candidates)
-        if (processes.isExecutable(candidate)) return std::move(candidate);
+std::optional<std::string> agentTool(Agent agent, Processes& processes, const std::string& home) {
+    auto folders = entriesOf(processes.environmentVariable("PATH").value_or(""));
+    for (auto& folder : usualFolders(agent, home)) folders.push_back(std::move(folder));
+    for (const auto& folder : folders)
+        if (auto candidate = joinedPath(folder, rawValue(agent)); processes.isExecutable(candidate))
+            return candidate;
     return std::nullopt;
+}
+
+std::map<std::string, std::string> toolEnvironment(const std::string& tool, Processes& processes) {
+    const auto folder = std::string(parentFolder(tool));
+    const auto oldPath = processes.environmentVariable("PATH").value_or("");
+    return {{"PATH", folder + ":/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin:" + oldPath}};
 }
 
 } // namespace orvel

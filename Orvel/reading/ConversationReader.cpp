@@ -1,6 +1,6 @@
 #include "Orvel/reading/ConversationReader.h"
 
-#include "Orvel/reading/CodexExecutable.h"
+#include "Orvel/reading/AgentTool.h"
 #include "Orvel/reading/CodexThreadLoader.h"
 #include "OrvelCore/conversations/TranscriptError.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
@@ -49,7 +49,7 @@ Task<SharedConversation> ConversationReader::readReference(ConversationReference
     const auto read = [reference, held] { return readFile(reference, held); };
     auto reading = co_await loop.background(read);
     if (!reading.conversation) {
-        const auto executable = codexExecutable(processes, home);
+        const auto executable = agentTool(Agent::codex, processes, home);
         if (!executable)
             throw RelaySendError(
                 "Couldn't find Codex CLI to locate the conversation or load inherited history.");

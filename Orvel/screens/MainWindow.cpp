@@ -2,6 +2,7 @@
 
 #include "Orvel/desktop/Settings.h"
 #include "Orvel/platform/qt/QtText.h"
+#include "Orvel/screens/SettingsDialog.h"
 #include "Orvel/screens/SidebarView.h"
 #include "Orvel/screens/WorkspaceView.h"
 
@@ -51,6 +52,7 @@ MainWindow::MainWindow(OrvelModel& model, const Desktop& desktop, std::function<
     setMinimumSize(640, 480);
     resize(1180, 780);
     restorePlace();
+    SettingsDialog::restore(model, desktop.settings);
     makeMenus();
 
     connect(workspace, &WorkspaceView::openFileWanted, this, [this] { this->model.workspace.chooseFile(); });
@@ -91,6 +93,8 @@ void MainWindow::makeMenus() {
         [this] { workspace->pasteConversation(); });
     samples = add(file, tr("Open the s&amples"), {}, [this] { openSamples(); });
     file->addSeparator();
+    add(file, tr("S&ettings…"), {Qt::CTRL | Qt::Key_Comma},
+        [this] { SettingsDialog(this->model, this->desktop.settings, this).exec(); });
     add(file, tr("&Quit"), {Qt::CTRL | Qt::Key_Q}, [this] { close(); });
     makeRelayMenu();
 

@@ -231,16 +231,16 @@ void WorkspaceView::render() {
 }
 
 void WorkspaceView::renderProgress() {
-    const auto since = watchedSince(model.view());
+    const auto turn = watchedTurn(model.view());
     const auto stage = model.outbox.deliveryStage();
-    elapsed->setVisible(since || stage);
+    elapsed->setVisible(turn || stage);
     if (stage) {
         elapsed->setText(qtText(*stage));
         clock.start(stageInterval);
-    } else if (since) {
+    } else if (turn) {
         elapsed->setText(tr("%1 is working · %2")
-                             .arg(qtText(model.workspace.relay().speakerTitle(Agent::codex)),
-                                  clockText(desktop.loop.uptime() - *since)));
+                             .arg(qtText(model.workspace.relay().speakerTitle(turn->agent)),
+                                  clockText(desktop.loop.uptime() - turn->since)));
         clock.start(turnInterval);
     } else {
         clock.stop();

@@ -1,25 +1,20 @@
 #pragma once
-// The real Codex for one test: a home of its own, a model server that needs no account, and Codex's server,
-// all on this machine and ended with the test.
+// The real Codex for one test, and its server.
 
 #include "Orvel/delivery/CodexRelaySender.h"
 #include "Orvel/reading/ConversationReader.h"
-#include "PollWorld.h"
-#include "TemporaryFolder.h"
+#include "agents/RealAgents.h"
 
-#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 namespace orvel {
 
-/// The variable ORVEL_CODEX names the program; without it every test is skipped.
-class RealCodex : public testing::Test {
+class RealCodex : public RealAgents {
   protected:
+    RealCodex() : RealAgents("ORVEL_CODEX") {}
     void SetUp() override;
     void TearDown() override;
 
@@ -42,17 +37,6 @@ class RealCodex : public testing::Test {
 
     /// Sends with a watch; gives "done" or the failure's text.
     std::string send(const std::string& text, const ConversationReference& to);
-    /// Waits until the transcript holds the outcome's end; gives the outcome.
-    std::string outcomeEndingWith(const std::string& end, const ConversationReference& reference);
-    std::string outcome(const ConversationReference& reference) const;
-
-    /// A path for `wait-for=` in a message, and what lets that answer go on.
-    std::string gate() const { return folder.path("gate"); }
-    void openGate() const { folder.write("gate", ""); }
-
-    std::string tool;
-    TemporaryFolder folder;
-    PollWorld world;
     std::unique_ptr<ConversationReader> reading;
     std::unique_ptr<CodexRelaySender> sender;
     std::vector<std::string> lifecycleFailures;
@@ -60,11 +44,9 @@ class RealCodex : public testing::Test {
   private:
     Task<void> readHistory(ConversationReference reference, bool preferLocalTranscript,
                            SharedConversation& into);
-    std::vector<ConversationReference> conversations() const;
-    ConversationReference newest(const std::vector<std::string>& arguments);
     bool serverAnswers();
 
-    std::unique_ptr<ChildProcess> modelServer, server;
+    std::unique_ptr<ChildProcess> server;
 };
 
 } // namespace orvel

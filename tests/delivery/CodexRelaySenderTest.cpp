@@ -3,7 +3,7 @@
 #include "reading/DeliveryFixture.h"
 
 #include "Orvel/delivery/CodexRelaySender.h"
-#include "Orvel/reading/CodexExecutable.h"
+#include "Orvel/reading/AgentTool.h"
 #include "SavedTransfers.h"
 #include "TemporaryFolder.h"
 #include "samples/TranscriptWriter.h"
@@ -103,13 +103,13 @@ TEST_F(CodexRelaySenderTest, TheToolIsTheFirstInThePathThenInTheUsualPlaces) {
                                           "/usr/local/bin/codex"};
     processes.environment["PATH"] = "/one::/two";
     processes.programs.clear();
-    EXPECT_EQ(codexExecutable(processes, "/home/sam"), std::nullopt);
+    EXPECT_EQ(agentTool(Agent::codex, processes, "/home/sam"), std::nullopt);
     for (auto place = places.rbegin(); place != places.rend(); ++place) {
         processes.programs[*place] = nullptr;
-        EXPECT_EQ(codexExecutable(processes, "/home/sam"), *place);
+        EXPECT_EQ(agentTool(Agent::codex, processes, "/home/sam"), *place);
     }
     processes.environment.clear();
-    EXPECT_EQ(codexExecutable(processes, "/home/sam"), places[2]);
+    EXPECT_EQ(agentTool(Agent::codex, processes, "/home/sam"), places[2]);
 }
 
 TEST_F(CodexRelaySenderTest, WhatCannotBeDeliveredIsRefusedBeforeAnythingStarts) {

@@ -24,6 +24,9 @@ class DestinationWatch {
     /// Whether the text stands in its transcript, as a message of the user's.
     virtual bool hasReceived(const std::string& text) const = 0;
 
+    /// Whether it stands there so that Orvel can be sure of it: not on one of several branches.
+    virtual bool isProvable(const std::string& text) const { return hasReceived(text); }
+
     /// Asked at the end of a run for what can only be said then.
     virtual void finish(const std::string&) {}
 };
@@ -31,5 +34,6 @@ class DestinationWatch {
 /// The one of the program into which the desk's message goes. It reports to the judge.
 std::unique_ptr<DestinationWatch> watchClaude(ExplorationDesk& desk, SafetyJudge& judge);
 std::unique_ptr<DestinationWatch> watchCodex(ExplorationDesk& desk, SafetyJudge& judge);
+std::unique_ptr<DestinationWatch> watchClaudeCode(ExplorationDesk& desk, SafetyJudge& judge);
 
 } // namespace orvel::explore

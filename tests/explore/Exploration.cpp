@@ -277,10 +277,11 @@ RunResult Exploration::run(const RunPlan& plan) {
     result.broken = judge.broken();
     if (!ended) result.broken.push_back({Rule::comesToRest, "the work did not end"});
     if (plan.faults.empty() && plan.seed == 1) judgeEnding(scenario, result);
-    result.outcome = fmt::format("{} {} {} {}|{}|{} {} {}", result.isReceived, result.isRetryOffered,
+    result.outcome = fmt::format("{} {} {} {}|{}|{} {} {} {}", result.isReceived, result.isRetryOffered,
                                  duration / 100ms, withoutIdentifiers(result.failure, folder),
                                  desk.claude.editorText(), desk.claude.deeds().size(),
-                                 digestOf(desk.codexTranscriptPath()), digestOf(desk.codexQueuePath()));
+                                 digestOf(desk.codexTranscriptPath()), digestOf(desk.codexQueuePath()),
+                                 digestOf(desk.claudeCode.transcriptPath(desk.claudeCodeSession)));
     return result;
 }
 

@@ -39,7 +39,8 @@ OrvelProcess::OrvelProcess(SimulatedDesktop& desktop, const AgentFolders& folder
 ExplorationDesk::ExplorationDesk(std::string place)
     : folder(std::move(place)),
       claude(desktop, folder + "/home/.claude/projects", folder + "/config/Claude/claude-code-sessions"),
-      codex(desktop.processes, desktop.loop, "/tools/codex", folder + "/home/.codex") {
+      codex(desktop.processes, desktop.loop, "/tools/codex", folder + "/home/.codex"),
+      claudeCode(desktop.processes, "/tools/claude", folder + "/home/.claude") {
     std::remove(relayStatePath().c_str());
     std::remove(codexQueuePath().c_str());
     std::remove(archivedCodexPath().c_str());
@@ -54,6 +55,8 @@ ExplorationDesk::ExplorationDesk(std::string place)
     claude.addConversation("5b0d714f-0000-4000-8000-000000000003", elsewhere, {"p", "b"});
     claude.addConversation("5b0d714f-0000-4000-8000-000000000004", third, {"r", "c"});
     claude.show(destination);
+    std::filesystem::create_directories(codeFolder());
+    claudeCode.addConversation(claudeCodeSession, codeFolder(), {std::string("q ") + canary, "a"});
     wireSteps();
     keepTyping();
 }
@@ -109,6 +112,10 @@ void ExplorationDesk::restoreCodexThread() {
     std::filesystem::rename(archivedCodexPath(), codexTranscriptPath(), isThere);
 }
 
+void ExplorationDesk::removeCodeFolder() const {
+    std::filesystem::remove(codeFolder());
+}
+
 std::string ExplorationDesk::codexQueuePath() const {
     return folder + "/home/.codex/sample/" + codexSession + ".queue";
 }
@@ -121,6 +128,12 @@ ConversationReference ExplorationDesk::codexReference() const {
 }
 
 ConversationReference ExplorationDesk::claudeReference() const {
+    if (usesClaudeCode)
+        return {.agent = Agent::claude,
+                .sessionID = claudeCodeSession,
+                .title = "Lark",
+                .transcriptPath = claudeCode.transcriptPath(claudeCodeSession),
+                .workingDirectory = codeFolder()};
     return {.agent = Agent::claude,
             .sessionID = claudeSession,
             .title = "Lark",
@@ -131,6 +144,7 @@ ConversationReference ExplorationDesk::claudeReference() const {
 void ExplorationDesk::boot() {
     const auto folders = AgentFolders::of(folder + "/home", std::nullopt, std::nullopt, folder + "/config");
     orvel = std::make_unique<OrvelProcess>(desktop, folders, folder + "/data/state.json");
+    orvel->model.outbox.allowClaudeCode(usesClaudeCode);
     perform([](OrvelProcess& started) { started.model.links.restoreRelay(); });
     perform([this](OrvelProcess& started) {
         const auto pair = started.model.workspace.relay().activePair();

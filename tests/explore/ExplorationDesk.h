@@ -5,6 +5,7 @@
 #include "Orvel/delivery/ClaudeDesktopRelaySender.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/simulated/SimulatedClaude.h"
+#include "Orvel/platform/simulated/SimulatedClaudeCode.h"
 #include "Orvel/platform/simulated/SimulatedCodex.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
 
@@ -14,6 +15,10 @@
 #include <string_view>
 
 namespace orvel::explore {
+
+/// Into what a message goes; several together are a set.
+enum Destination : unsigned { claudeWindow = 1, codexQueue = 2, claudeCode = 4 };
+inline constexpr unsigned anyDestination = claudeWindow | codexQueue | claudeCode;
 
 /// Passes on to the real sender, and tells of its failures.
 class WatchedSender : public ClaudeRelaySender {
@@ -73,6 +78,8 @@ struct OrvelProcess {
 struct ExplorationDesk {
     static constexpr auto codexSession = "01a1fd20-0000-7000-8000-000000000001";
     static constexpr auto claudeSession = "5b0d714f-0000-4000-8000-000000000002";
+    /// A conversation that Claude's application does not know.
+    static constexpr auto claudeCodeSession = "5b0d714f-0000-4000-8000-000000000009";
     static constexpr auto destination = "local_11111111-1111-4111-8111-111111111111";
     static constexpr auto elsewhere = "local_22222222-2222-4222-8222-222222222222";
     static constexpr auto third = "local_33333333-3333-4333-8333-333333333333";
@@ -114,11 +121,17 @@ struct ExplorationDesk {
     void archiveCodexThread();
     void restoreCodexThread();
     std::string codexQueuePath() const;
+    /// Where the conversation that only Claude Code knows has its files.
+    std::string codeFolder() const { return folder + "/code"; }
+    void removeCodeFolder() const;
 
     const std::string folder;
     SimulatedDesktop desktop;
     SimulatedClaude claude;
     SimulatedCodex codex;
+    SimulatedClaudeCode claudeCode;
+    /// Whether the pair's conversation with Claude is one that only Claude Code knows, and may be sent to.
+    bool usesClaudeCode = false;
     /// Whose message goes into the other's conversation. From the next start on.
     Agent source = Agent::codex;
     std::unique_ptr<OrvelProcess> orvel;

@@ -216,6 +216,52 @@ void threadIsArchived(ExplorationDesk& desk, SimulatedStep&) {
     desk.archiveCodexThread();
 }
 
+void claudeCodeHangs(ExplorationDesk& desk, SimulatedStep&) {
+    desk.claudeCode.habits.ends = false;
+}
+
+void claudeCodeNeverRecords(ExplorationDesk& desk, SimulatedStep&) {
+    desk.claudeCode.habits.records = desk.claudeCode.habits.ends = false;
+}
+
+void claudeCodeEndsAtOnce(ExplorationDesk& desk, SimulatedStep&) {
+    desk.claudeCode.habits.records = false;
+    desk.claudeCode.habits.recordsAfter = desk.claudeCode.habits.turn = 0ms;
+    desk.claudeCode.habits.status = 1;
+}
+
+void claudeCodeRecordsAndFails(ExplorationDesk& desk, SimulatedStep&) {
+    desk.claudeCode.habits.status = 1;
+}
+
+// It says that all is well, and nobody ever sees the message.
+void claudeCodeLosesTheMessage(ExplorationDesk& desk, SimulatedStep&) {
+    desk.claudeCode.habits.records = false;
+}
+
+void claudeCodePrintsGarbage(ExplorationDesk& desk, SimulatedStep&) {
+    desk.claudeCode.habits.output = "\x1b[2J\xff CANARY {\"is_error\":true";
+    desk.claudeCode.habits.version = "CANARY\n";
+    desk.claudeCode.habits.status = 7;
+}
+
+void claudeCodeIsOld(ExplorationDesk& desk, SimulatedStep&) {
+    desk.claudeCode.habits.version = "2.1.9 (Claude Code)\n";
+}
+
+void conversationIsOpened(ExplorationDesk& desk, SimulatedStep&) {
+    desk.claudeCode.opensElsewhere(desk.claudeCodeSession);
+}
+
+void conversationIsContinued(ExplorationDesk& desk, SimulatedStep&) {
+    desk.claudeCode.isContinuedElsewhere(desk.claudeCodeSession, "CANARY from a terminal");
+}
+
+void folderGoes(ExplorationDesk& desk, SimulatedStep&) {
+    desk.removeCodeFolder();
+}
+
+constexpr auto throughTool = codexQueue | claudeCode;
 constexpr auto read = FaultPlace::read, write = FaultPlace::write, anyStep = FaultPlace::anyStep;
 
 constexpr FaultKind faults[] = {
@@ -226,60 +272,71 @@ constexpr FaultKind faults[] = {
     {"user edits the note", anyStep, userEditsNote},
     {"clipboard is written", anyStep, clipboardIsWritten},
 
-    {"cannot complete", read, report<AXStatus::cannotComplete>, Agent::claude},
-    {"invalid element", read, report<AXStatus::invalidElement>, Agent::claude},
-    {"hard failure", read, report<AXStatus::failure>, Agent::claude},
-    {"no value", read, report<AXStatus::noValue>, Agent::claude},
-    {"delay of 30 ms", read, delay<30>, Agent::claude},
-    {"delay beyond the timeout", read, delay<400>, Agent::claude},
-    {"write refused", write, report<AXStatus::failure>, Agent::claude},
-    {"write done and not answered", write, report<AXStatus::cannotComplete, true>, Agent::claude},
-    {"write not done, half-known", write, report<AXStatus::mayHaveHappened>, Agent::claude},
-    {"write done, half-known", write, report<AXStatus::mayHaveHappened, true>, Agent::claude},
-    {"user types", anyStep, userTypes, Agent::claude},
-    {"user types and deletes", anyStep, userTypesAndDeletes, Agent::claude},
-    {"user composes", anyStep, userComposes, Agent::claude},
-    {"user attaches", anyStep, userAttaches, Agent::claude},
-    {"user sends", anyStep, userSends, Agent::claude},
-    {"user navigates", anyStep, userNavigates, Agent::claude},
-    {"another application in front", anyStep, anotherInFront, Agent::claude},
-    {"a glance elsewhere", anyStep, glanceElsewhere, Agent::claude},
-    {"window closes", anyStep, windowCloses, Agent::claude},
-    {"window is replaced", anyStep, windowIsReplaced, Agent::claude},
-    {"Claude quits", anyStep, claudeQuits, Agent::claude},
-    {"Claude restarts", anyStep, claudeRestarts, Agent::claude},
-    {"a reply begins", anyStep, replyBegins, Agent::claude},
-    {"writes are ignored", anyStep, writesAreIgnored, Agent::claude},
-    {"presses are ignored", anyStep, pressesAreIgnored, Agent::claude},
-    {"lines are joined", anyStep, linesAreJoined, Agent::claude},
-    {"user types a blank", anyStep, userTypesABlank, Agent::claude},
-    {"a reply begins beside Send", anyStep, replyBeginsBesideSend, Agent::claude},
-    {"another window", anyStep, anotherWindow, Agent::claude},
-    {"the conversation in another window", anyStep, conversationInAnotherWindow, Agent::claude},
-    {"a glance at another window", anyStep, glanceAtAnotherWindow, Agent::claude},
-    {"a dialog opens", anyStep, inClaude<&SimulatedClaude::opensDialog>, Agent::claude},
-    {"the page is drawn anew", anyStep, inClaude<&SimulatedClaude::redrawsPage>, Agent::claude},
-    {"the page is replaced", anyStep, inClaude<&SimulatedClaude::replacesPage>, Agent::claude},
-    {"the editor is drawn anew", anyStep, inClaude<&SimulatedClaude::redrawsEditor>, Agent::claude},
-    {"Send is drawn anew", anyStep, inClaude<&SimulatedClaude::redrawsSend>, Agent::claude},
-    {"permission is withdrawn", anyStep, permissionIsWithdrawn, Agent::claude},
+    {"cannot complete", read, report<AXStatus::cannotComplete>, claudeWindow},
+    {"invalid element", read, report<AXStatus::invalidElement>, claudeWindow},
+    {"hard failure", read, report<AXStatus::failure>, claudeWindow},
+    {"no value", read, report<AXStatus::noValue>, claudeWindow},
+    {"delay of 30 ms", read, delay<30>, claudeWindow},
+    {"delay beyond the timeout", read, delay<400>, claudeWindow},
+    {"write refused", write, report<AXStatus::failure>, claudeWindow},
+    {"write done and not answered", write, report<AXStatus::cannotComplete, true>, claudeWindow},
+    {"write not done, half-known", write, report<AXStatus::mayHaveHappened>, claudeWindow},
+    {"write done, half-known", write, report<AXStatus::mayHaveHappened, true>, claudeWindow},
+    {"user types", anyStep, userTypes, claudeWindow},
+    {"user types and deletes", anyStep, userTypesAndDeletes, claudeWindow},
+    {"user composes", anyStep, userComposes, claudeWindow},
+    {"user attaches", anyStep, userAttaches, claudeWindow},
+    {"user sends", anyStep, userSends, claudeWindow},
+    {"user navigates", anyStep, userNavigates, claudeWindow},
+    {"another application in front", anyStep, anotherInFront, claudeWindow},
+    {"a glance elsewhere", anyStep, glanceElsewhere, claudeWindow},
+    {"window closes", anyStep, windowCloses, claudeWindow},
+    {"window is replaced", anyStep, windowIsReplaced, claudeWindow},
+    {"Claude quits", anyStep, claudeQuits, claudeWindow},
+    {"Claude restarts", anyStep, claudeRestarts, claudeWindow},
+    {"a reply begins", anyStep, replyBegins, claudeWindow},
+    {"writes are ignored", anyStep, writesAreIgnored, claudeWindow},
+    {"presses are ignored", anyStep, pressesAreIgnored, claudeWindow},
+    {"lines are joined", anyStep, linesAreJoined, claudeWindow},
+    {"user types a blank", anyStep, userTypesABlank, claudeWindow},
+    {"a reply begins beside Send", anyStep, replyBeginsBesideSend, claudeWindow},
+    {"another window", anyStep, anotherWindow, claudeWindow},
+    {"the conversation in another window", anyStep, conversationInAnotherWindow, claudeWindow},
+    {"a glance at another window", anyStep, glanceAtAnotherWindow, claudeWindow},
+    {"a dialog opens", anyStep, inClaude<&SimulatedClaude::opensDialog>, claudeWindow},
+    {"the page is drawn anew", anyStep, inClaude<&SimulatedClaude::redrawsPage>, claudeWindow},
+    {"the page is replaced", anyStep, inClaude<&SimulatedClaude::replacesPage>, claudeWindow},
+    {"the editor is drawn anew", anyStep, inClaude<&SimulatedClaude::redrawsEditor>, claudeWindow},
+    {"Send is drawn anew", anyStep, inClaude<&SimulatedClaude::redrawsSend>, claudeWindow},
+    {"permission is withdrawn", anyStep, permissionIsWithdrawn, claudeWindow},
 
-    {"Codex can't be started", FaultPlace::childStart, report<AXStatus::failure>, Agent::codex},
-    {"children die", anyStep, childrenDie, Agent::codex},
-    {"Orvel dies with its children", anyStep, orvelDiesWithItsChildren, Agent::codex},
-    {"output breaks off", anyStep, outputBreaksOff, Agent::codex},
-    {"children fall silent", anyStep, childrenFallSilent, Agent::codex},
-    {"no server", anyStep, noServer, Agent::codex},
-    {"queue refuses", anyStep, queueRefuses, Agent::codex},
-    {"queue stores and fails", anyStep, queueStoresAndFails, Agent::codex},
-    {"queue loses the message", anyStep, queueLosesTheMessage, Agent::codex},
-    {"queue never ends", anyStep, queueNeverEnds, Agent::codex},
-    {"turns fail", anyStep, turnsFail, Agent::codex},
-    {"another program takes the thread", anyStep, anotherTakesTheThread, Agent::codex},
-    {"another program lets the thread go", anyStep, anotherLetsTheThreadGo, Agent::codex},
-    {"another program writes into the thread", anyStep, anotherWrites, Agent::codex},
-    {"person types while the queue stores", anyStep, personTypesInCodex, Agent::codex},
-    {"thread is archived", anyStep, threadIsArchived, Agent::codex},
+    {"the tool can't be started", FaultPlace::childStart, report<AXStatus::failure>, throughTool},
+    {"children die", anyStep, childrenDie, throughTool},
+    {"Orvel dies with its children", anyStep, orvelDiesWithItsChildren, throughTool},
+    {"output breaks off", anyStep, outputBreaksOff, codexQueue},
+    {"children fall silent", anyStep, childrenFallSilent, throughTool},
+    {"no server", anyStep, noServer, codexQueue},
+    {"queue refuses", anyStep, queueRefuses, codexQueue},
+    {"queue stores and fails", anyStep, queueStoresAndFails, codexQueue},
+    {"queue loses the message", anyStep, queueLosesTheMessage, codexQueue},
+    {"queue never ends", anyStep, queueNeverEnds, codexQueue},
+    {"turns fail", anyStep, turnsFail, codexQueue},
+    {"another program takes the thread", anyStep, anotherTakesTheThread, codexQueue},
+    {"another program lets the thread go", anyStep, anotherLetsTheThreadGo, codexQueue},
+    {"another program writes into the thread", anyStep, anotherWrites, codexQueue},
+    {"person types while the queue stores", anyStep, personTypesInCodex, codexQueue},
+    {"thread is archived", anyStep, threadIsArchived, codexQueue},
+
+    {"Claude Code hangs", anyStep, claudeCodeHangs, claudeCode},
+    {"Claude Code hangs before it records", anyStep, claudeCodeNeverRecords, claudeCode},
+    {"Claude Code ends at once", anyStep, claudeCodeEndsAtOnce, claudeCode},
+    {"Claude Code records and fails", anyStep, claudeCodeRecordsAndFails, claudeCode},
+    {"Claude Code loses the message", anyStep, claudeCodeLosesTheMessage, claudeCode},
+    {"Claude Code prints garbage", anyStep, claudeCodePrintsGarbage, claudeCode},
+    {"Claude Code is too old", anyStep, claudeCodeIsOld, claudeCode},
+    {"the conversation is opened in a terminal", anyStep, conversationIsOpened, claudeCode},
+    {"the conversation is continued elsewhere", anyStep, conversationIsContinued, claudeCode},
+    {"the folder goes", anyStep, folderGoes, claudeCode},
 };
 
 } // namespace

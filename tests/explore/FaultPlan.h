@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -19,10 +18,10 @@ struct FaultKind {
     std::string_view name;
     FaultPlace place;
     void (*happen)(ExplorationDesk& desk, SimulatedStep& step);
-    std::optional<Agent> destination = {}; ///< Makes sense only for messages into this one.
+    unsigned destinations = anyDestination; ///< Those for whose messages it makes sense.
 
     bool fits(const SimulatedStep& step) const;
-    bool fits(Agent messageTo) const { return !destination || destination == messageTo; }
+    bool fits(Destination messageTo) const { return (destinations & messageTo) != 0; }
 };
 
 /// Every kind of fault.

@@ -16,12 +16,20 @@ long long microseconds(MainLoop::Duration duration) {
     return duration / 1us;
 }
 
+std::unique_ptr<DestinationWatch> watchOf(Destination destination, ExplorationDesk& desk,
+                                          SafetyJudge& judge) {
+    switch (destination) {
+    case claudeWindow: return watchClaude(desk, judge);
+    case codexQueue: return watchCodex(desk, judge);
+    case claudeCode: return watchClaudeCode(desk, judge);
+    }
+    return nullptr;
+}
+
 } // namespace
 
 SafetyJudge::SafetyJudge(ExplorationDesk& desk, const Scenario& scenario)
-    : desk(desk),
-      scenario(scenario),
-      destination(scenario.destination == Agent::codex ? watchCodex(desk, *this) : watchClaude(desk, *this)) {
+    : desk(desk), scenario(scenario), destination(watchOf(scenario.destination, desk, *this)) {
     watchProcess();
 }
 
@@ -116,7 +124,8 @@ void SafetyJudge::judgeReceipts() {
     const auto& transfer = desk.model().ledger.state().relayState->transfers.back();
     if (!transfer.isPending() && !isThere)
         fail(Rule::receivedOnlyIfThere, "received without standing in the transcript");
-    if (transfer.isPending() && isThere) fail(Rule::noTransferIsLost, "arrived and still pending");
+    if (transfer.isPending() && destination->isProvable(*text))
+        fail(Rule::noTransferIsLost, "arrived and still pending");
     if (transfer.isPending() && !desk.model().workspace.relay().pendingTransfer())
         fail(Rule::noTransferIsLost, "pending and not shown");
     if (transfer.isPending() && desk.model().outbox.state().mayRetry(transfer) && mayHoldMessage())

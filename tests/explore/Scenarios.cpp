@@ -4,6 +4,7 @@
 #include "OrvelCore/relay/RelayStateJson.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <utility>
 
 namespace orvel::explore {
@@ -173,6 +174,11 @@ void atHeldCodex(ExplorationDesk& desk) {
     desk.codex.holdAsAnother(ExplorationDesk::codexSession);
 }
 
+void atClaudeCode(ExplorationDesk& desk) {
+    desk.usesClaudeCode = true;
+    pairUp(desk);
+}
+
 void sendRelay(OrvelProcess& orvel) {
     orvel.model.outbox.sendRelay();
 }
@@ -237,6 +243,14 @@ void userRetries(ExplorationDesk& desk, SafetyJudge& judge) {
     const auto pending = desk.model().workspace.relay().pendingTransfer();
     if (judge.isReceived() || (pending && !desk.model().outbox.state().mayRetry(*pending))) return;
     desk.perform([](OrvelProcess& orvel) { orvel.model.outbox.sendRelay(); });
+}
+
+// The same; what stood in the way is gone.
+void userRetriesClaudeCode(ExplorationDesk& desk, SafetyJudge& judge) {
+    desk.claudeCode.closesElsewhere();
+    desk.claudeCode.habits = {};
+    std::filesystem::create_directories(desk.codeFolder());
+    userRetries(desk, judge);
 }
 
 /// A send into a window that is unlike others; mostly refused, and so explored more rarely.
@@ -341,14 +355,21 @@ constexpr Scenario scenarios[] = {
      .prepare = atCodex,
      .work = sendRelay,
      .afterwards = userRetries,
-     .destination = Agent::codex,
+     .destination = codexQueue,
      .watching = 3s},
     {.name = "into held Codex",
      .about = "the same while another program holds the conversation",
      .prepare = atHeldCodex,
      .work = sendRelay,
      .afterwards = userRetries,
-     .destination = Agent::codex,
+     .destination = codexQueue,
+     .watching = 3s},
+    {.name = "into Claude Code",
+     .about = "a send into a conversation that only Claude Code knows, and a retry where Orvel offers one",
+     .prepare = atClaudeCode,
+     .work = sendRelay,
+     .afterwards = userRetriesClaudeCode,
+     .destination = claudeCode,
      .watching = 3s},
 };
 

@@ -31,10 +31,10 @@ struct Scenario {
     std::string_view newConversation = {}; ///< The text for a new conversation, if one is to be made.
     bool onlyLooks = false;                ///< Nothing is written and nothing pressed.
     bool isWritten = false;                ///< The message was written before.
-    Agent destination = Agent::claude;     ///< Into whose conversation the message goes.
-    MainLoop::Duration watching{0};        ///< How long faults still happen after the work.
-    std::uint64_t coarseness = 1;          ///< Sweeps go on by so many of their strides; runs are as rare.
-    std::string_view says = {};            ///< Stands in what Orvel tells the person in the end.
+    Destination destination = claudeWindow;
+    MainLoop::Duration watching{0}; ///< How long faults still happen after the work.
+    std::uint64_t coarseness = 1;   ///< Sweeps go on by so many of their strides; runs are as rare.
+    std::string_view says = {};     ///< Stands in what Orvel tells the person in the end.
 };
 
 std::span<const Scenario> allScenarios();

@@ -7,7 +7,10 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <list>
+#include <sstream>
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -16,6 +19,7 @@
 #include <unistd.h>
 
 #ifdef __linux__
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #endif
 
@@ -59,6 +63,34 @@ Pipe makePipe(const std::string& path) {
     Pipe made{aboveStandardStreams(ends[0]), aboveStandardStreams(ends[1])};
     if (!made.readEnd || !made.writeEnd) failPipes(path);
     return made;
+}
+
+// A file that only its descriptors reach: on Linux in memory, so that no disk ever sees what it holds.
+Descriptor namelessFile(const std::string& path) {
+#ifdef __linux__
+    Descriptor file = aboveStandardStreams(memfd_create("orvel", MFD_CLOEXEC));
+#else
+    const char* folder = std::getenv("TMPDIR");
+    std::string name = std::string(folder && *folder ? folder : "/tmp") + "/orvel-XXXXXX";
+    Descriptor file = aboveStandardStreams(mkstemp(name.data()));
+    if (file) {
+        unlink(name.c_str());
+        fcntl(file.get(), F_SETFD, FD_CLOEXEC);
+    }
+#endif
+    if (!file) failPipes(path);
+    return file;
+}
+
+Descriptor fileHolding(std::string_view text, const std::string& path) {
+    auto file = namelessFile(path);
+    while (!text.empty()) {
+        const auto count = write(file.get(), text.data(), text.size());
+        if (count < 0 && errno != EINTR) failPipes(path);
+        text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    }
+    if (lseek(file.get(), 0, SEEK_SET) != 0) failPipes(path);
+    return file;
 }
 
 void neverBlock(const Descriptor& end, const std::string& path) {
@@ -157,6 +189,8 @@ struct ChildStart {
     int report;               ///< Where a failure's code is written to.
     int descriptorLimit;      ///< No descriptor of this process has a higher number.
     pid_t parent;
+    const char* workingDirectory; ///< Null for this process's own.
+    bool isUnattended;
 };
 
 int descriptorLimit() {
@@ -189,10 +223,15 @@ void resetSignals() {
 }
 
 [[noreturn]] void becomeChild(const ChildStart& start) {
-    setpgid(0, 0);
-    endWithParent(start);
+    if (start.isUnattended) {
+        setsid();
+    } else {
+        setpgid(0, 0);
+        endWithParent(start);
+    }
     resetSignals();
-    if (dup2(start.input, STDIN_FILENO) >= 0 && dup2(start.output, STDOUT_FILENO) >= 0 &&
+    if ((!start.workingDirectory || chdir(start.workingDirectory) == 0) &&
+        dup2(start.input, STDIN_FILENO) >= 0 && dup2(start.output, STDOUT_FILENO) >= 0 &&
         dup2(start.error, STDERR_FILENO) >= 0) {
         closeOthersOnExec(start);
         execve(start.command[0], start.command, start.environment);
@@ -279,11 +318,14 @@ class PosixWatch : public PipeWatch {
 
 class PosixChild : public ChildProcess {
   public:
-    PosixChild(pid_t process, std::shared_ptr<Pipes> pipes) : process(process), pipes(std::move(pipes)) {}
+    /// `record` is where an unattended child writes to.
+    PosixChild(pid_t process, std::shared_ptr<Pipes> pipes, Descriptor record)
+        : process(process), pipes(std::move(pipes)), record(std::move(record)) {}
     PosixChild(const PosixChild&) = delete;
     PosixChild& operator=(const PosixChild&) = delete;
     ~PosixChild() override {
         PosixChild::closePipes();
+        if (record && !PosixChild::exitStatus()) return; // The system reaps it behind this process.
         PosixChild::kill();
         if (!isLost) reap(process);
     }
@@ -298,6 +340,13 @@ class PosixChild : public ChildProcess {
     void kill() override {
         signal(SIGKILL);
         if (!isLost) ::kill(process, SIGKILL); // It may have joined another group.
+    }
+
+    std::string said(std::size_t limit) override {
+        std::string text(limit, '\0');
+        const auto count = record ? pread(record.get(), text.data(), limit, 0) : 0;
+        text.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        return text;
     }
 
     PipeTransfer read(std::span<char> into) override {
@@ -348,9 +397,37 @@ class PosixChild : public ChildProcess {
 
     pid_t process;
     std::shared_ptr<Pipes> pipes;
+    Descriptor record;
     std::optional<int> status;
     bool isLost = false; ///< The number is the child's no more.
 };
+
+// What the system tells of any process.
+struct ProcessFacts {
+    bool hasEnded = false; ///< And waits to be reaped.
+    std::string startMark;
+};
+
+// Nothing where the system tells nothing.
+std::optional<ProcessFacts> knownOf([[maybe_unused]] pid_t process) {
+#ifdef __linux__
+    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+    const std::string line{std::istreambuf_iterator<char>(file), {}};
+    // The program's name stands in parentheses and may hold anything; behind it comes the third field.
+    const auto name = line.rfind(')');
+    if (name == line.npos) return std::nullopt;
+    constexpr int firstField = 3, startField = 22;
+    std::istringstream rest(line.substr(name + 1));
+    std::string field, state;
+    for (int number = firstField; number <= startField; ++number) {
+        if (!(rest >> field)) return std::nullopt;
+        if (number == firstField) state = field;
+    }
+    return ProcessFacts{state == "Z" || state == "X", field};
+#else
+    return std::nullopt;
+#endif
+}
 
 } // namespace
 
@@ -361,7 +438,11 @@ std::unique_ptr<ChildProcess> PosixProcesses::start(const ChildLaunch& launch) {
 
     auto pipes = std::make_shared<Pipes>(loop, descriptors);
     Pipe input, output;
-    if (launch.hasPipes) {
+    Descriptor text, record;
+    if (launch.unattendedInput) {
+        text = fileHolding(*launch.unattendedInput, launch.executable);
+        record = namelessFile(launch.executable);
+    } else if (launch.hasPipes) {
         input = makePipe(launch.executable);
         output = makePipe(launch.executable);
         pipes->input = std::move(input.writeEnd);
@@ -374,26 +455,39 @@ std::unique_ptr<ChildProcess> PosixProcesses::start(const ChildLaunch& launch) {
     const auto null = aboveStandardStreams(open("/dev/null", O_RDWR | O_CLOEXEC));
     if (!null) failPipes(launch.executable);
 
-    const auto process = forkChild({.command = pointersTo(command).data(),
-                                    .environment = pointersTo(variables).data(),
-                                    .input = launch.hasPipes ? input.readEnd.get() : null.get(),
-                                    .output = launch.hasPipes ? output.writeEnd.get() : null.get(),
-                                    .error = null.get(),
-                                    .report = report.writeEnd.get(),
-                                    .descriptorLimit = descriptorLimit(),
-                                    .parent = getpid()});
+    const auto firstOf = [&](const Descriptor& unattended, const Descriptor& pipe) {
+        return unattended ? unattended.get() : pipe ? pipe.get() : null.get();
+    };
+    const auto process = forkChild(
+        {.command = pointersTo(command).data(),
+         .environment = pointersTo(variables).data(),
+         .input = firstOf(text, input.readEnd),
+         .output = firstOf(record, output.writeEnd),
+         .error = firstOf(record, null),
+         .report = report.writeEnd.get(),
+         .descriptorLimit = descriptorLimit(),
+         .parent = getpid(),
+         .workingDirectory = launch.workingDirectory.empty() ? nullptr : launch.workingDirectory.c_str(),
+         .isUnattended = launch.unattendedInput.has_value()});
     if (process < 0) failLaunch(launch.executable, errno);
     report.writeEnd.close();
     if (const int code = reportedFailure(report.readEnd); code != 0) {
         reap(process);
         failLaunch(launch.executable, code);
     }
-    return std::make_unique<PosixChild>(process, std::move(pipes));
+    return std::make_unique<PosixChild>(process, std::move(pipes), std::move(record));
 }
 
 bool PosixProcesses::isExecutable(const std::string& path) {
     struct stat facts {};
     return stat(path.c_str(), &facts) == 0 && S_ISREG(facts.st_mode) && access(path.c_str(), X_OK) == 0;
+}
+
+bool PosixProcesses::isRunning(ProcessID process, const std::string& startMark) {
+    if (process <= 0 || (::kill(process, 0) != 0 && errno != EPERM)) return false;
+    const auto known = knownOf(process);
+    if (!known) return true;
+    return !known->hasEnded && (startMark.empty() || startMark == known->startMark);
 }
 
 std::optional<std::string> PosixProcesses::environmentVariable(const std::string& name) {

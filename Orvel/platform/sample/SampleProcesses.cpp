@@ -20,6 +20,10 @@ bool SampleProcesses::isExecutable(const std::string& path) {
     return isTool(path) && system.isExecutable(path);
 }
 
+bool SampleProcesses::isRunning(ProcessID process, const std::string& startMark) {
+    return system.isRunning(process, startMark);
+}
+
 std::optional<std::string> SampleProcesses::environmentVariable(const std::string& name) {
     if (name == "PATH") return toolFolder;
     if (name == "CODEX_HOME") return codexHome;

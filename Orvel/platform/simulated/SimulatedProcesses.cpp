@@ -1,6 +1,7 @@
 #include "Orvel/platform/simulated/SimulatedProcesses.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <utility>
 
 namespace orvel {
@@ -15,8 +16,11 @@ class SimulatedChildState : public std::enable_shared_from_this<SimulatedChildSt
         std::unique_ptr<Timer> firing;
     };
 
-    SimulatedChildState(SimulatedProcesses& owner, bool hasPipes)
-        : owner(owner), isInputOpen(hasPipes), isOutputOpen(hasPipes) {}
+    SimulatedChildState(SimulatedProcesses& owner, const ChildLaunch& launch)
+        : owner(owner),
+          isInputOpen(launch.hasPipes),
+          isOutputOpen(launch.hasPipes || launch.unattendedInput),
+          isUnattended(launch.unattendedInput) {}
 
     void begin(std::unique_ptr<SimulatedProgram> newProgram) {
         program = std::move(newProgram);
@@ -150,6 +154,7 @@ class SimulatedChildState : public std::enable_shared_from_this<SimulatedChildSt
     std::string inbox, outbox;
     std::size_t taken = 0; ///< How much of the outbox has been read.
     bool isInputOpen, isOutputOpen;
+    bool isUnattended;
     bool isHeld = true; ///< The pipes are open on the side of the child's owner.
     bool isSilent = false;
     bool isOrphan = false; ///< The owner has ended.
@@ -171,13 +176,18 @@ class SimulatedWatch : public PipeWatch {
     SimulatedChildState::Watch watch;
 };
 
+} // namespace
+
 class SimulatedChild : public ChildProcess {
   public:
     SimulatedChild(std::shared_ptr<SimulatedChildState> state,
                    std::set<std::shared_ptr<SimulatedChildState>>& children)
         : state(std::move(state)), children(children) {}
     ~SimulatedChild() override {
-        if (!state->isOrphan) state->endFromOutside();
+        if (!state->isOrphan && state->isUnattended)
+            state->owner.goesOnAlone(state);
+        else if (!state->isOrphan)
+            state->endFromOutside();
         children.erase(state);
     }
 
@@ -193,6 +203,10 @@ class SimulatedChild : public ChildProcess {
     void kill() override {
         state->step("kill");
         if (!state->isOrphan) state->endFromOutside();
+    }
+    std::string said(std::size_t limit) override {
+        state->step("said");
+        return state->outbox.substr(0, limit);
     }
     PipeTransfer read(std::span<char> into) override {
         state->step("read");
@@ -212,8 +226,6 @@ class SimulatedChild : public ChildProcess {
     std::shared_ptr<SimulatedChildState> state;
     std::set<std::shared_ptr<SimulatedChildState>>& children;
 };
-
-} // namespace
 
 SimulatedLoop& SimulatedChildSide::loop() const {
     return state.loop();
@@ -241,9 +253,12 @@ std::unique_ptr<ChildProcess> SimulatedProcesses::start(const ChildLaunch& launc
     if (program == programs.end())
         throw ProcessError(ProcessError::Case::launchFailed,
                            "The program could not be started: " + launch.executable);
+    if (!launch.workingDirectory.empty() && !std::filesystem::is_directory(launch.workingDirectory))
+        throw ProcessError(ProcessError::Case::launchFailed,
+                           "The program could not be started in " + launch.workingDirectory);
     launches.push_back(launch);
     if (onStart) onStart(launch);
-    auto state = std::make_shared<SimulatedChildState>(*this, launch.hasPipes);
+    auto state = std::make_shared<SimulatedChildState>(*this, launch);
     children.insert(state);
     state->begin(program->second(SimulatedChildSide(*state), launch));
     return std::make_unique<SimulatedChild>(std::move(state), children);
@@ -253,14 +268,21 @@ bool SimulatedProcesses::isExecutable(const std::string& path) {
     return programs.contains(path);
 }
 
+bool SimulatedProcesses::isRunning(ProcessID process, const std::string& startMark) {
+    step("isRunning");
+    const auto found = strangers.find(process);
+    return found != strangers.end() && (startMark.empty() || found->second == startMark);
+}
+
 std::optional<std::string> SimulatedProcesses::environmentVariable(const std::string& name) {
     const auto variable = environment.find(name);
     return variable == environment.end() ? std::nullopt : std::optional(variable->second);
 }
 
 int SimulatedProcesses::running() const {
-    return static_cast<int>(
-        std::count_if(children.begin(), children.end(), [](const auto& child) { return !child->status; }));
+    return static_cast<int>(std::count_if(children.begin(), children.end(), [](const auto& child) {
+        return !child->status && !child->isUnattended;
+    }));
 }
 
 void SimulatedProcesses::killAll() {
@@ -282,6 +304,10 @@ void SimulatedProcesses::orphanAll() {
     }
     orphans.insert(orphans.end(), children.begin(), children.end());
     children.clear();
+}
+
+void SimulatedProcesses::goesOnAlone(std::shared_ptr<SimulatedChildState> child) {
+    orphans.push_back(std::move(child));
 }
 
 void SimulatedProcesses::endOrphans() {

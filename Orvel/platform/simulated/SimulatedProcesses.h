@@ -64,20 +64,22 @@ class SimulatedProcesses : public Processes {
 
     std::unique_ptr<ChildProcess> start(const ChildLaunch& launch) override;
     bool isExecutable(const std::string& path) override;
+    bool isRunning(ProcessID process, const std::string& startMark) override;
     std::optional<std::string> environmentVariable(const std::string& name) override;
 
-    /// How many children have been started and not ended.
+    /// How many children have been started and not ended, without those that are unattended.
     int running() const;
 
     std::map<std::string, Program> programs; ///< By path.
     std::map<std::string, std::string> environment;
-    std::list<ChildLaunch> launches; ///< All that were started.
+    std::map<ProcessID, std::string> strangers; ///< Other running processes, with their start marks.
+    std::list<ChildLaunch> launches;            ///< All that were started.
 
     std::size_t mostBytesPerTransfer = std::numeric_limits<std::size_t>::max();
     std::size_t pipeCapacity = 65'536; ///< How many bytes wait for a program before no more are taken.
-    /// Called before each use of this port and of its children, by its name ("start", "read", "write",
-    /// "whenReady", "exitStatus", "terminate", "kill"); may throw from "start", kill children, or do anything
-    /// else to the outside but destroy a child.
+    /// Called before each use of this port and of its children, by its name ("start", "isRunning", "read",
+    /// "write", "said", "whenReady", "exitStatus", "terminate", "kill"); may throw from "start", kill
+    /// children, or do anything else to the outside but destroy a child.
     std::function<void(std::string_view step)> beforeStep;
     /// Told of each child that is started.
     std::function<void(const ChildLaunch& launch)> onStart;
@@ -93,8 +95,10 @@ class SimulatedProcesses : public Processes {
     void endOrphans();
 
   private:
+    friend class SimulatedChild;
     friend class SimulatedChildState;
     void step(std::string_view name);
+    void goesOnAlone(std::shared_ptr<SimulatedChildState> child);
 
     SimulatedLoop& loop;
     std::set<std::shared_ptr<SimulatedChildState>> children;

@@ -1,7 +1,7 @@
 #include "Orvel/platform/sample/SampleProcesses.h"
 
 #include "Orvel/platform/simulated/SimulatedProcesses.h"
-#include "Orvel/reading/CodexExecutable.h"
+#include "Orvel/reading/AgentTool.h"
 
 using namespace orvel;
 
@@ -25,8 +25,8 @@ TEST(SampleProcesses, KnowNoToolButTheSamplesOwn) {
         system.programs[place] = idle;
     SampleProcesses processes(system, "/sample/bin", "/sample/.codex");
 
-    EXPECT_EQ(codexExecutable(system, "/home/robin"), "/real/codex");
-    EXPECT_EQ(codexExecutable(processes, "/home/robin"), std::nullopt);
+    EXPECT_EQ(agentTool(Agent::codex, system, "/home/robin"), "/real/codex");
+    EXPECT_EQ(agentTool(Agent::codex, processes, "/home/robin"), std::nullopt);
     for (const auto& [place, program] : system.programs) {
         EXPECT_FALSE(processes.isExecutable(place)) << place;
         EXPECT_THROW((void)processes.start({.executable = place}), ProcessError) << place;
@@ -35,7 +35,7 @@ TEST(SampleProcesses, KnowNoToolButTheSamplesOwn) {
     EXPECT_TRUE(system.launches.empty());
 
     system.programs["/sample/bin/codex"] = idle;
-    EXPECT_EQ(codexExecutable(processes, "/home/robin"), "/sample/bin/codex");
+    EXPECT_EQ(agentTool(Agent::codex, processes, "/home/robin"), "/sample/bin/codex");
     (void)processes.start({.executable = "/sample/bin/codex",
                            .arguments = {"queue"},
                            .environment = {{"PATH", "/x"}, {"CODEX_HOME", "/home/robin/.codex"}},
