@@ -179,7 +179,8 @@ class SampleTour {
             throw CommandFailure("notReceived", "The message was not seen in Claude's transcript.");
         say("Seen: the message stands in Claude's own transcript.");
         if (!runner.runUntil([&] { return !workspace.conversation.get()->isBusy; }, patience)) tooLong();
-        say("Claude has answered.");
+        say("Claude has answered. (A conversation that Claude's application does not know can go through");
+        say("Claude Code's own command: send --through-claude-code.)");
     }
 
     void showEnd(Agent agent) {

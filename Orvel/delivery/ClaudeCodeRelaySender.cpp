@@ -9,6 +9,7 @@
 #include <charconv>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 
 #include <fmt/format.h>
@@ -62,13 +63,14 @@ std::string reasonIn(const std::string& output) {
     return reason.size() > maximumReason ? "" : "\n" + reason;
 }
 
-ChildLaunch resumeLaunch(const std::string& tool, const ConversationReference& to, const std::string& payload,
-                         Processes& processes) {
-    return {.executable = tool,
-            .arguments = {"-p", "--resume", to.sessionID, "--output-format", "json"},
-            .environment = toolEnvironment(tool, processes),
-            .workingDirectory = *to.workingDirectory,
-            .unattendedInput = payload};
+// TEMPORARY
+std::optional<std::string> folderIn(const std::string& transcript) {
+    std::ifstream file(transcript);
+    for (std::string line; std::getline(file, line);) {
+        const auto record = nlohmann::json::parse(line, nullptr, false);
+        if (record.is_object() && record.contains("cwd")) return record["cwd"].get<std::string>();
+    }
+    return std::nullopt;
 }
 
 bool isFolder(const std::string& path) {
@@ -95,9 +97,12 @@ Task<void> ClaudeCodeRelaySender::send(SavedTransfer transfer, ConversationRefer
         if (now->hasAmbiguousBranches)
             throw RelaySendError("This conversation has branches, and Claude Code would continue only one of "
                                  "them. Nothing was sent.");
-        co_await requireFree(to);
-
-        auto child = processes.start(resumeLaunch(tool, to, *transfer->payload, processes));
+        const auto folder = co_await freeFolder(to);
+        auto child = processes.start({.executable = tool,
+                                      .arguments = {"-p", "--resume", to.sessionID, "--output-format", "json"},
+                                      .environment = toolEnvironment(tool, processes),
+                                      .workingDirectory = folder,
+                                      .unattendedInput = *transfer->payload});
         attempt.textMayBeInserted();
         const auto outcome = co_await awaitRecord(*child, to, isReceived);
         const auto status = child->exitStatus();
@@ -139,22 +144,26 @@ Task<std::string> ClaudeCodeRelaySender::readyTool() {
     co_return *tool;
 }
 
-// Nobody else may continue the conversation, and its folder must be there.
-Task<void> ClaudeCodeRelaySender::requireFree(ConversationReference to) {
+// Gives the conversation's own folder, if it is there and nobody else may continue the conversation.
+Task<std::string> ClaudeCodeRelaySender::freeFolder(ConversationReference to) {
     struct OnDisk {
-        bool hasFolder = false;
+        std::optional<std::string> folder;
+        bool isThere = false;
         std::vector<ClaudeCodeSession> sessions;
     };
-    const auto look = [folder = to.workingDirectory.value_or(""), claude = folders.claude] {
-        return OnDisk{isFolder(folder), ClaudeCodeSessions::read(claude)};
+    const auto look = [to, claude = folders.claude] {
+        OnDisk found{.folder = to.workingDirectory ? to.workingDirectory : folderIn(to.transcriptPath),
+                     .sessions = ClaudeCodeSessions::read(claude)};
+        found.isThere = found.folder && isFolder(*found.folder);
+        return found;
     };
     const auto found = co_await loop.background(look);
-    if (!found.hasFolder)
-        throw RelaySendError(to.workingDirectory
-                                 ? fmt::format("The folder of this conversation, {}, is gone. Nothing was "
-                                               "sent.",
-                                               *to.workingDirectory)
-                                 : "The folder of this conversation is not known. Nothing was sent.");
+    if (!found.folder)
+        throw RelaySendError("The transcript does not tell in which folder the conversation works. Nothing "
+                             "was sent.");
+    if (!found.isThere)
+        throw RelaySendError(
+            fmt::format("The folder of this conversation, {}, is gone. Nothing was sent.", *found.folder));
     if (const auto holder = ClaudeCodeSessions::holder(found.sessions, to.sessionID, processes))
         throw RelaySendError(
             fmt::format("{} (process {}). Nothing was sent. Close the conversation there, or write there.",
@@ -162,6 +171,7 @@ Task<void> ClaudeCodeRelaySender::requireFree(ConversationReference to) {
                             ? "A Claude Code is running that does not tell which conversation it has open"
                             : "A running Claude Code has this conversation open",
                         holder->process));
+    co_return *found.folder;
 }
 
 Task<ClaudeCodeRelaySender::Outcome>

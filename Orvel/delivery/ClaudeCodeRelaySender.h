@@ -43,7 +43,7 @@ class ClaudeCodeRelaySender {
     enum class Outcome { recorded, ended, late };
 
     Task<std::string> readyTool();
-    Task<void> requireFree(ConversationReference to);
+    Task<std::string> freeFolder(ConversationReference to);
     Task<Outcome> awaitRecord(ChildProcess& child, ConversationReference to, ReceiptCheck isReceived);
     Task<bool> isSeen(ConversationReference to, ReceiptCheck isReceived);
     Task<void> watch(std::unique_ptr<ChildProcess> child, std::string sessionID,

@@ -202,11 +202,13 @@ Task<std::optional<DeliveryFailure>> Outbox::deliverToClaude(ConversationReferen
     }
     attempts.finish(!failure, failure && failure->canRetry, needs.loop.now());
     if (failure) {
-        if (!destination.desktopSessionID)
-            failure->text +=
-                "\nClaude's application does not know this conversation. Claude Code can take the "
-                "message, if you allow that in the settings.";
-        if (failure->canRetry) failure->text += "\nNo message was inserted. You can retry the saved message.";
+        if (failure->canRetry) {
+            failure->text += "\nNo message was inserted. You can retry the saved message.";
+            if (!destination.desktopSessionID)
+                failure->text +=
+                    "\nClaude's application does not know this conversation. Claude Code can take "
+                    "the message, if you allow that in the settings.";
+        }
         failure->attempt = attempts.finished().back().line().text();
     }
     co_return failure;

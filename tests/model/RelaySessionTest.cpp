@@ -201,7 +201,10 @@ TEST_F(RelaySessionTest, AFailedSendSaysWhetherItMayBeRepeated) {
         ASSERT_FALSE(claude.history.finished().empty());
         const auto attempt = claude.history.finished().back();
         const std::string words =
-            canRetry ? "No.\nNo message was inserted. You can retry the saved message." : "No.";
+            canRetry ? "No.\nNo message was inserted. You can retry the saved message.\n"
+                       "Claude's application does not know this conversation. Claude Code can take the "
+                       "message, if you allow that in the settings."
+                     : "No.";
         EXPECT_EQ(errorText(), words + "\n" + attempt.line().text());
         EXPECT_EQ(attempt.transferID.text(), onlyTransfer().id);
         EXPECT_NE(attempt.attemptID.text(), "Unknown");
@@ -405,6 +408,25 @@ TEST_F(RelaySessionTest, SubmittingALeftDraftStopsWhenTheSelectionChanges) {
     model().outbox.submitExistingClaudeDraft();
     desktop.loop.run();
     EXPECT_EQ(errorText(), "The selection or instructions changed. Stopped verifying the existing draft.");
+}
+
+TEST_F(RelaySessionTest, OnlyWhereAllowedClaudeCodeTakesWhatTheApplicationDoesNotKnow) {
+    pairUp(Agent::codex);
+    auto destination = found(Agent::claude);
+    const auto& outbox = model().outbox.state();
+    EXPECT_FALSE(outbox.goesThroughClaudeCode(destination));
+    failToSend(true);
+    EXPECT_EQ(claude.sent.size(), 1U);
+    EXPECT_THAT(errorText(), testing::HasSubstr("Claude Code can take the message"));
+
+    model().outbox.allowClaudeCode(true);
+    send();
+    EXPECT_EQ(claude.sent.size(), 1U);
+    EXPECT_THAT(errorText(), testing::HasSubstr("“claude” was not found. Nothing was sent."));
+    EXPECT_TRUE(outbox.mayRetry(onlyTransfer()));
+    destination.desktopSessionID = "local_11111111-1111-4111-8111-111111111111";
+    EXPECT_FALSE(outbox.goesThroughClaudeCode(destination));
+    EXPECT_FALSE(outbox.goesThroughClaudeCode(found(Agent::codex)));
 }
 
 TEST_F(RelaySessionTest, ADeliveryIntoClaudeSaysWhatItIsAt) {

@@ -103,6 +103,9 @@ int main(int count, char** arguments) {
         tellState();
     } else if (task == "null streams") {
         return nullStreams();
+    } else if (task == "folder") {
+        char folder[4096];
+        say(getcwd(folder, sizeof folder));
     } else if (task == "hold") {
         holdLifeline(arguments[2]);
         waitForTheEnd();

@@ -9,6 +9,8 @@
 
 #include <cerrno>
 #include <csignal>
+#include <fstream>
+#include <optional>
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -49,6 +51,22 @@ int openDescriptors() {
     return count;
 }
 
+// The only child of this process, by what the system lists.
+pid_t onlyChild() {
+    std::ifstream list("/proc/self/task/" + std::to_string(getpid()) + "/children");
+    pid_t child = -1;
+    list >> child;
+    return child;
+}
+
+// As `ps` counts.
+std::string startMarkOf(pid_t process) {
+    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+    std::string field;
+    for (int i = 0; i < 22; ++i) file >> field; // The program's name has no blanks.
+    return field;
+}
+
 bool hasChildren() {
     return waitpid(-1, nullptr, WNOHANG) >= 0 || errno != ECHILD;
 }
@@ -59,6 +77,46 @@ TEST(PosixProcessesTest, ArgumentsArriveUnchanged) {
     std::vector<std::string> all{"arguments"};
     all.insert(all.end(), arguments.begin(), arguments.end());
     EXPECT_EQ(piecesEndedByNul(World().output(all)), arguments);
+}
+
+TEST(PosixProcessesTest, AChildBeginsInTheFolderThatItIsGiven) {
+    World world;
+    const TemporaryFolder folder;
+    const auto child = world.processes.start({.executable = CHILD_PROGRAM,
+                                              .arguments = {"folder"},
+                                              .hasPipes = true,
+                                              .workingDirectory = folder.path()});
+    EXPECT_EQ(readSome(world, *child), folder.path());
+    EXPECT_EQ(caseOf([&] {
+                  (void)world.processes.start({.executable = CHILD_PROGRAM,
+                                               .arguments = {"folder"},
+                                               .workingDirectory = folder.path("gone")});
+              }),
+              "launchFailed");
+}
+
+// Nobody waits for it, and its session has no terminal whose end could reach it.
+TEST(PosixProcessesTest, AnUnattendedChildGoesOnWithoutItsOwner) {
+    World world;
+    const Lifeline lifeline;
+    std::optional<pid_t> process;
+    {
+        const auto child = world.processes.start(
+            {.executable = CHILD_PROGRAM, .arguments = {"hold", lifeline.path()}, .unattendedInput = ""});
+        ASSERT_TRUE(lifeline.isHeld());
+        process = onlyChild();
+        EXPECT_EQ(getsid(*process), *process);
+    }
+    EXPECT_EQ(kill(*process, 0), 0);
+    const auto mark = startMarkOf(*process);
+    EXPECT_TRUE(world.processes.isRunning(*process, mark));
+    EXPECT_FALSE(world.processes.isRunning(*process, mark + "1"));
+    kill(*process, SIGKILL);
+    EXPECT_TRUE(lifeline.isLetGo());
+    EXPECT_FALSE(world.processes.isRunning(*process, mark)) << "It has ended, though nobody has reaped it.";
+    waitpid(*process, nullptr, 0);
+    EXPECT_FALSE(world.processes.isRunning(*process, mark));
+    EXPECT_FALSE(world.processes.isRunning(0, ""));
 }
 
 TEST(PosixProcessesTest, TheEnvironmentDiffersOnlyWhereAsked) {

@@ -13,17 +13,24 @@
 namespace orvel {
 namespace {
 
+using namespace std::string_literals;
+
 // In memory what ChildProgram.cpp is on a disk, as far as this suite needs it.
 class SimulatedChildProgram : public SimulatedProgram {
   public:
     SimulatedChildProgram(SimulatedChildSide side, const ChildLaunch& launch)
         : SimulatedProgram(side),
           task(launch.arguments.at(0)),
+          input(launch.unattendedInput),
           value(launch.arguments.size() > 1 ? std::stoi(launch.arguments.at(1)) : 0) {}
 
     void started() override {
         if (task == "exit") side.exit(value);
         if (task == "raise") side.exit(128 + value);
+        if (task == "echo" && input) {
+            side.write(*input);
+            side.exit(0);
+        }
         if (task == "hang up") side.hangUp();
         if (task == "wait" || task == "refuse") side.write("yes");
         if (task == "print") {
@@ -46,6 +53,7 @@ class SimulatedChildProgram : public SimulatedProgram {
 
   private:
     std::string task;
+    std::optional<std::string> input;
     int value;
 };
 
@@ -109,6 +117,16 @@ TYPED_TEST(ProcessesTest, CarriesBytesBothWaysHoweverFewMoveAtATime) {
     EXPECT_FALSE(child->exitStatus());
     child->closePipes();
     EXPECT_EQ(waitForExit(this->world, *child), 0);
+}
+
+TYPED_TEST(ProcessesTest, AnUnattendedChildFindsItsTextWholeAndWhatItSaysIsKept) {
+    std::string text(300'000, 'x');
+    text += "\n-\0end\n"s;
+    const auto child = this->world.processes.start(
+        {.executable = this->world.program, .arguments = {"echo"}, .unattendedInput = text});
+    EXPECT_EQ(waitForExit(this->world, *child), 0);
+    EXPECT_TRUE(child->said(1'000'000) == text);
+    EXPECT_EQ(child->said(2), "xx");
 }
 
 TYPED_TEST(ProcessesTest, TellsHowAChildEnded) {
