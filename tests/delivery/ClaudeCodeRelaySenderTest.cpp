@@ -109,8 +109,9 @@ TEST_F(ClaudeCodeRelaySenderTest, WhatCannotBeDeliveredIsRefusedBeforeAnythingIs
          "has this conversation open (process"},
         {"branches",
          [this] {
+             send("first");
              claude.isContinuedElsewhere(session, "x");
-             claude.isContinuedElsewhere(session, "y");
+             processes.launches.clear();
          },
          "has branches"},
         {"at work", [this] { claude.addConversation(session, folder.path("code"), {"q"}); },
