@@ -1,5 +1,6 @@
 #include "Orvel/delivery/CodexRelaySender.h"
 
+#include "Orvel/delivery/CodexMessage.h"
 #include "Orvel/reading/ChildEnding.h"
 #include "Orvel/reading/CodexExecutable.h"
 #include "Orvel/reading/CodexThreadLoader.h"
@@ -24,9 +25,23 @@ constexpr auto turnTimeout = 3600s;
 ChildLaunch queueLaunch(const std::string& executable, const std::string& threadID,
                         const std::string& payload, const std::string& oldPath) {
     const auto folder = std::string(parentFolder(executable));
-    return {.executable = executable,
-            .arguments = {"queue", "--thread", threadID, "--message", payload},
-            .environment = {{"PATH", folder + ":/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin:" + oldPath}}};
+    ChildLaunch launch{
+        .executable = executable,
+        .arguments = {"queue", "--thread", threadID},
+        .environment = {{"PATH", folder + ":/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin:" + oldPath}}};
+    for (auto& argument : CodexMessage::arguments(payload)) launch.arguments.push_back(std::move(argument));
+    return launch;
+}
+
+// Where the command did not start, nothing was handed over.
+std::unique_ptr<ChildProcess> started(Processes& processes, const ChildLaunch& launch) try {
+    return processes.start(launch);
+} catch (const ProcessError& failure) {
+    throw RelaySendError(
+        std::string("Codex could not be started, so nothing was sent. If that stays so, copy "
+                    "the saved message.\n") +
+            failure.what(),
+        true);
 }
 
 } // namespace
@@ -70,7 +85,7 @@ Task<std::exception_ptr> CodexRelaySender::queue(std::string tool, std::string t
                                                  std::string payload) {
     try {
         const auto oldPath = processes.environmentVariable("PATH").value_or("");
-        const auto child = processes.start(queueLaunch(tool, threadID, payload, oldPath));
+        const auto child = started(processes, queueLaunch(tool, threadID, payload, oldPath));
         const auto deadline = loop.uptime() + acceptanceTimeout;
         auto status = child->exitStatus();
         for (; !status && loop.uptime() < deadline; status = child->exitStatus())

@@ -1,12 +1,25 @@
 #include "Orvel/model/OutboxState.h"
 
+#include "Orvel/delivery/CodexMessage.h"
+
 namespace orvel {
 
 TransferStanding OutboxState::standing(const RelayTransfer& transfer, const OpenRelay& relay) const {
-    const auto pending = operation.isSending() ? relay.pendingTransfer() : nullptr;
-    return standingOf(transfer, {.isDelivering = pending && pending->id == transfer.id,
-                                 .mayRetry = mayRetry(transfer),
-                                 .hasFailed = failureOf(transfer.id) != nullptr});
+    const auto pending = relay.pendingTransfer();
+    const bool isOpen = pending && pending->id == transfer.id;
+    const bool mayBeRetried = mayRetry(transfer);
+    const auto* failure = failureOf(transfer.id);
+    const auto* problem = receiptProblemOf(transfer.id);
+    return standingOf(transfer, {.isDelivering = isOpen && operation.isSending(),
+                                 .mayRetry = mayBeRetried,
+                                 .sourceWentOn = isOpen && mayBeRetried && relay.sourceWentOn(),
+                                 .hasFailed = failure != nullptr,
+                                 .wasHandedOver = failure && failure->wasHandedOver,
+                                 .isSeen = problem && problem->isSeen});
+}
+
+std::optional<std::string> OutboxState::refusal(Agent destination, std::string_view text) const {
+    return destination == Agent::codex ? CodexMessage::refusal(text, longestArgument) : std::nullopt;
 }
 
 bool OutboxState::canSendRelay(const WorkspaceState& workspace, const OpenRelay& relay) const {

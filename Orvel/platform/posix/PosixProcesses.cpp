@@ -284,7 +284,7 @@ class PosixChild : public ChildProcess {
     PosixChild& operator=(const PosixChild&) = delete;
     ~PosixChild() override {
         PosixChild::closePipes();
-        PosixChild::kill();
+        if (isEnding || !PosixChild::exitStatus()) PosixChild::kill();
         if (!isLost) reap(process);
     }
 
@@ -293,7 +293,10 @@ class PosixChild : public ChildProcess {
         return status;
     }
 
-    void terminate() override { signal(SIGTERM); }
+    void terminate() override {
+        isEnding = true;
+        signal(SIGTERM);
+    }
 
     void kill() override {
         signal(SIGKILL);
@@ -349,7 +352,8 @@ class PosixChild : public ChildProcess {
     pid_t process;
     std::shared_ptr<Pipes> pipes;
     std::optional<int> status;
-    bool isLost = false; ///< The number is the child's no more.
+    bool isLost = false;   ///< The number is the child's no more.
+    bool isEnding = false; ///< It was asked to end, with all that it started.
 };
 
 } // namespace
@@ -389,6 +393,21 @@ std::unique_ptr<ChildProcess> PosixProcesses::start(const ChildLaunch& launch) {
         failLaunch(launch.executable, code);
     }
     return std::make_unique<PosixChild>(process, std::move(pipes));
+}
+
+std::size_t PosixProcesses::longestArgument() {
+#ifdef __linux__
+    // The kernel's MAX_ARG_STRLEN, of which the closing NUL takes one byte.
+    constexpr long pages = 32;
+    return static_cast<std::size_t>(pages * sysconf(_SC_PAGESIZE) - 1);
+#else
+    // Elsewhere only all arguments and variables together are limited.
+    constexpr std::size_t reserve = 8'192; // For the other arguments, and for the pointers to all of them.
+    std::size_t taken = reserve;
+    for (const auto& variable : environmentOf({}, environment)) taken += variable.size() + 1 + sizeof(char*);
+    const auto all = static_cast<std::size_t>(sysconf(_SC_ARG_MAX));
+    return all - std::min(taken, all);
+#endif
 }
 
 bool PosixProcesses::isExecutable(const std::string& path) {
