@@ -125,7 +125,7 @@ Task<std::optional<SavedTransfer>> Outbox::prepareRetry(RelayPair pair, RelayTra
     const auto source = transfer.source;
     const bool hasArrived = co_await settleIfReceived(transfer.id, pair.endpoint(other(source)), false);
     if (hasArrived) {
-        takeReceipts({.received = {transfer.id}});
+        takeReceipt(transfer.id);
         if (workspace.selectedPairID.get() == pair.id && workspace.source == source)
             needs.workspace.showDraft(needs.ledger.state().draft(pair.id, source));
         co_return std::nullopt;
@@ -254,16 +254,18 @@ void Outbox::forgetFailure(const std::string& transferID) {
     if (failures.erase(transferID)) held.transferFailures = std::move(failures);
 }
 
-// What failed is no longer so: the transcript knows better than whoever delivered.
 void Outbox::takeReceipts(const ReceiptLook& look) {
-    for (const auto& id : look.received) {
-        const auto* failure = held.failureOf(id);
-        if (!failure) continue;
-        if (needs.notices.error() == failure->description()) needs.notices.dismissError();
-        forgetFailure(id);
-        needs.notices.say("The message has arrived: it stands in the destination's transcript.");
-    }
+    for (const auto& id : look.received) takeReceipt(id);
     if (look.problems != held.receiptProblems.get()) held.receiptProblems = look.problems;
+}
+
+// What failed is no longer so: the transcript knows better than whoever delivered.
+void Outbox::takeReceipt(const std::string& transferID) {
+    const auto* failure = held.failureOf(transferID);
+    if (!failure) return;
+    if (needs.notices.error() == failure->description()) needs.notices.dismissError();
+    forgetFailure(transferID);
+    needs.notices.say("The message has arrived: it stands in the destination's transcript.");
 }
 
 // Looks for the message in a fresh reading; if it is there, saves that.
@@ -394,7 +396,7 @@ Task<void> Outbox::submitDraft(Guard operation, RelayPair pair, RelayTransfer tr
     }
     operation.end();
     if (wasThere) {
-        forgetFailure(transfer.id);
+        takeReceipt(transfer.id);
         needs.notices.say("Already delivered. Nothing was sent.");
     } else if (!problem) {
         forgetFailure(transfer.id);

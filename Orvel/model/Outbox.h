@@ -100,6 +100,7 @@ class Outbox {
     Task<void> recordFailure(std::string transferID, DeliveryFailure failure);
     Task<void> setRelayRetryable(std::string transferID, bool retryable);
     void noteFailure(const std::string& transferID, DeliveryFailure failure);
+    void takeReceipt(const std::string& transferID);
     void forgetFailure(const std::string& transferID);
     void offerRetry(const std::string& transferID, bool isOffered);
 

@@ -214,7 +214,8 @@ TEST_F(RelayCommandLine, AMessageThatWasNotDeliveredStaysAndMayBeSentAgain) {
     const auto id = link();
     installCodex("/bin/false");
     expectFailure({"send", id, "--source", "claude", "--note", "Look.\t"}, "notDelivered",
-                  "nothing was inserted. “orvel-cli retry " + id + "” may be used.");
+                  "nothing was inserted. “orvel-cli retry " + id +
+                      "” may be used, and “orvel-cli copy-saved");
     EXPECT_EQ(pendingState(), "mayBeRetried");
     EXPECT_THAT(run({"pending"}).out, HasSubstr("Claude → Codex  now  may be retried  link " + id));
     EXPECT_THAT(run({"links"}).out, HasSubstr("  pending  " + id));
