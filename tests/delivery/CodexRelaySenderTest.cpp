@@ -59,13 +59,13 @@ class CodexRelaySenderTest : public DeliveryTest {
         bool canRetry = false;
     };
 
-    Sent send(const std::string& text = payload) {
+    Sent send(const std::string& message = payload) {
         const CodexRelaySender::LifecycleFailure note = [this](const std::string& text) {
             late.push_back(text);
         };
         Sent sent;
         TaskScope scope;
-        scope.start(noteSend(sender->send(savedTransfer(text), reference, note), sent));
+        scope.start(noteSend(sender->send(savedTransfer(message), reference, note), sent));
         loop.runFor(sendTime);
         return sent;
     }
