@@ -9,7 +9,7 @@ namespace orvel {
 struct SampleCodexCommand {
     enum class Kind {
         proxy,  ///< app-server proxy
-        queue,  ///< queue --thread ID --message TEXT
+        queue,  ///< queue --thread ID --message TEXT, each as two arguments or as one with "="
         invalid ///< Refused as the real one refuses it, with exit status 2.
     };
 

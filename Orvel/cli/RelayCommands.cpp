@@ -27,13 +27,8 @@ std::optional<std::string> problemOf(const RelayTransfer& transfer, const OrvelM
     const auto reading = readings.find(ConversationReader::key(destination));
     if (reading == readings.end())
         return fmt::format("The conversation “{}” could not be read.", destination.title);
-    try {
-        auto state = model.ledger.state().relayState.get();
-        if (state.reconcile(transfer.id, *reading->second)) return "The receipt could not be saved.";
-        return std::nullopt;
-    } catch (const Failure& failure) {
-        return failure.what();
-    }
+    const auto* problem = model.outbox.state().receiptProblemOf(transfer.id);
+    return problem ? std::optional(problem->text) : std::nullopt;
 }
 
 } // namespace

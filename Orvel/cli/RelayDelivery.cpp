@@ -7,6 +7,7 @@
 #include "Orvel/cli/RelayRecords.h"
 #include "Orvel/cli/TerminalText.h"
 #include "Orvel/model/TransferStanding.h"
+#include "OrvelCore/conversations/RelayFormatter.h"
 #include "OrvelCore/relay/RelayError.h"
 #include "OrvelCore/text/Unicode.h"
 
@@ -17,24 +18,17 @@ namespace orvel {
 
 namespace {
 
-// What a user is told of a saved message that has not been seen.
-std::string situationOf(const RelayTransfer& transfer, const std::string& link) {
-    switch (standingOf(transfer)) {
-    case TransferStanding::mayBeRetried:
-        return fmt::format(
-            "The message is saved, and nothing was inserted. “orvel-cli retry {}” may be used.", link);
-    case TransferStanding::unconfirmed:
-        return fmt::format("The message is saved. Whether it was inserted is not known, so it is not sent "
-                           "again. “orvel-cli copy-saved {}” prints it.",
+// Which commands help with a saved message.
+std::string remedyFor(TransferStanding standing, const std::string& link) {
+    switch (remedyOf(standing)) {
+    case TransferRemedy::retryOrCopy:
+        return fmt::format(" “orvel-cli retry {0}” may be used, and “orvel-cli copy-saved {0}” prints it.",
                            link);
-    case TransferStanding::waitingForPaste:
-        return fmt::format("The message is saved and was not sent. “orvel-cli copy-saved {}” prints it.",
-                           link);
-    case TransferStanding::delivering:
-    case TransferStanding::checking:
-        return "The message was delivered, but not yet seen in the transcript. “orvel-cli receipts” looks "
-               "again.";
-    case TransferStanding::received: return "The message was received.";
+    case TransferRemedy::copy: return fmt::format(" “orvel-cli copy-saved {}” prints it.", link);
+    case TransferRemedy::lookThenCopy:
+        return fmt::format(" If it is not there, “orvel-cli copy-saved {}” prints it.", link);
+    case TransferRemedy::lookAgain: return " “orvel-cli receipts” looks again.";
+    case TransferRemedy::none: break;
     }
     return {};
 }
@@ -50,19 +44,15 @@ void RelayDelivery::send() {
         runner.restore();
         const auto pair = pairNamed(arguments.subject, runner.records());
         runner.open(pair, *arguments.agent);
-        prepareNew(pair);
-        const auto count = runner.records().transfers.size();
         runner.model().outbox.allowClaudeCode(arguments.throughClaudeCode);
+        prepareNew(pair);
+        countBefore = runner.records().transfers.size();
         runner.model().outbox.sendRelay();
         runner.runUntil([this] { return !runner.model().outbox.state().operation.isPreparing(); },
                         RelaySessionRunner::patience);
-        const auto& transfers = runner.records().transfers;
-        if (transfers.size() > count) {
-            transferID = transfers.back().id;
-            tell("Saved", fmt::format("{} bytes from {} to {}, as {}", transfers.back().payload->size(),
-                                      label(transfers.back().source), label(other(transfers.back().source)),
-                                      *transferID));
-        }
+        if (const auto saved = transfer())
+            tell("Saved", fmt::format("{} bytes from {} to {}, as {}", saved->payload->size(),
+                                      label(saved->source), label(other(saved->source)), saved->id));
         deliver();
     });
 }
@@ -76,7 +66,7 @@ void RelayDelivery::retry() {
         transferID = pending->id;
         runner.open(pair, pending->source);
         if (isReceived()) return report();
-        if (!runner.model().outbox.state().mayRetry(*transfer()))
+        if (standing() != TransferStanding::mayBeRetried && standing() != TransferStanding::outdated)
             throw CommandFailure("retryRefused", "This message can't be sent again.");
         if (runner.workspace().conversation.get()->isBusy) throw RelayError(RelayError::Case::busy);
         tell("Again", fmt::format("{} bytes from {} to {}, saved as {}", pending->payload->size(),
@@ -92,6 +82,7 @@ template <typename Work>
 void RelayDelivery::telling(Work work) {
     try {
         work();
+        if (untold) throw FileError(*untold);
     } catch (const Failure& failure) {
         throw CommandFailure(failure.caseName(), std::string(failure.what()) + "\n" + situation());
     } catch (const Interrupted& interruption) {
@@ -105,9 +96,12 @@ void RelayDelivery::telling(Work work) {
 void RelayDelivery::prepareNew(const RelayPair& pair) {
     const auto& workspace = runner.workspace();
     const auto& state = runner.records();
-    if (const auto pending = pendingTransferOf(pair.id, state))
-        throw CommandFailure("pendingTransfer", "An earlier message of this link has not been seen yet.\n" +
-                                                    situationOf(*pending, arguments.subject));
+    if (const auto pending = pendingTransferOf(pair.id, state)) {
+        transferID = pending->id;
+        throw CommandFailure("pendingTransfer",
+                             "An earlier message of this link has not been seen yet. Nothing new "
+                             "was saved or sent.");
+    }
     const auto& conversation = *workspace.conversation.get();
     if (arguments.from && !positionOf(conversation.messages, *arguments.from))
         throw messageNotFound(*arguments.from);
@@ -115,8 +109,13 @@ void RelayDelivery::prepareNew(const RelayPair& pair) {
         throw CommandFailure("invalidNote", "The note is no valid UTF-8 text.");
     const auto start = arguments.from ? arguments.from : workspace.selectedStartMessageID.get();
     const auto note = arguments.note.value_or(workspace.instruction.get());
-    if (state.preview(pair.id, *arguments.agent, conversation, start).empty() && trimmed(note).empty())
-        throw RelayError(RelayError::Case::emptyTransfer);
+    const auto text = RelayFormatter::render(*arguments.agent,
+                                             state.preview(pair.id, *arguments.agent, conversation, start),
+                                             trimmed(note), pair.speakerLabel(*arguments.agent));
+    if (text.empty()) throw RelayError(RelayError::Case::emptyTransfer);
+    if (const auto refusal =
+            runner.model().outbox.state().refusal(pair.endpoint(other(*arguments.agent)), text))
+        throw CommandFailure("messageRefused", *refusal);
 
     if (arguments.note) runner.model().workspace.setInstruction(*arguments.note);
     if (arguments.from) runner.model().workspace.selectRange(arguments.from);
@@ -128,41 +127,58 @@ void RelayDelivery::prepareNew(const RelayPair& pair) {
 void RelayDelivery::deliver() {
     runner.settle();
     const auto& error = runner.error();
-    if (!transferID) throw CommandFailure("notSaved", error.value_or("The message could not be saved."));
-    const auto* failure = runner.model().outbox.state().failureOf(*transferID);
+    if (!transfer()) throw CommandFailure("notSaved", error.value_or("The message could not be saved."));
     const bool isDelivered = transfer()->deliveryMode == RelayDeliveryMode::submitted;
-    // The transcript knows better than whoever failed.
-    if (!isReceived() && !isDelivered)
-        throw CommandFailure(standingOf(*transfer()) == TransferStanding::mayBeRetried
-                                 ? "notDelivered"
-                                 : "deliveryUnconfirmed",
-                             failure ? failure->description() : error.value_or("It was not sent."));
     if (isDelivered)
         tell("Delivered", fmt::format("{} has taken the message.", label(other(transfer()->source))));
-    if (arguments.wait && !isReceived()) awaitReceipt();
+    const bool mayArrive =
+        standing() != TransferStanding::mayBeRetried && standing() != TransferStanding::outdated;
+    if (arguments.wait && mayArrive && !isReceived()) {
+        runner.model().receipts.startReceiptPolling();
+        runner.runUntil([this] { return isReceived(); }, *arguments.wait);
+    }
+    // The transcript knows better than whoever failed.
+    if (!isReceived() && (!isDelivered || arguments.wait)) throw whyNotReceived(isDelivered, mayArrive);
     report();
 }
 
-void RelayDelivery::awaitReceipt() {
-    runner.model().receipts.startReceiptPolling();
-    if (runner.runUntil([this] { return isReceived(); }, *arguments.wait)) return;
+CommandFailure RelayDelivery::whyNotReceived(bool isDelivered, bool mayArrive) const {
+    const auto& state = runner.model().outbox.state();
+    const auto& error = runner.error();
+    if (const auto* problem = state.receiptProblemOf(transfer()->id))
+        return {problem->isSeen ? "receiptNotSaved" : "notChecked", problem->text};
+    if (!isDelivered) {
+        const auto* failure = state.failureOf(transfer()->id);
+        return {mayArrive ? "deliveryUnconfirmed" : "notDelivered",
+                failure ? failure->description() : error.value_or("It was not sent.")};
+    }
     std::string text = fmt::format("The message was not seen within {} seconds.", arguments.wait->count());
-    if (const auto& error = runner.error()) text += "\n" + *error;
-    throw CommandFailure("notSeen", std::move(text));
+    if (error) text += "\n" + *error;
+    return {"notSeen", std::move(text)};
 }
 
 void RelayDelivery::report() const {
     if (isReceived()) tell("Seen", "The message stands in the destination's transcript.");
     if (const auto& error = runner.error()) output.writeError(visibleText(*error) + "\n");
     if (!arguments.json) return;
-    output.write(jsonLine({{"id", *transferID},
-                           {"link", transfer()->pairID},
-                           {"source", rawValue(transfer()->source)},
-                           {"state", isReceived() ? "received" : "delivered"}}));
+    write(jsonLine({{"id", transfer()->id},
+                    {"link", transfer()->pairID},
+                    {"source", rawValue(transfer()->source)},
+                    {"state", isReceived() ? "received" : "delivered"}}));
 }
 
+// The message that is retried, or the one that was saved since.
 std::shared_ptr<const RelayTransfer> RelayDelivery::transfer() const {
-    return transferID ? runner.records().transfers.find(*transferID) : nullptr;
+    const auto& transfers = runner.records().transfers;
+    if (transferID) return transfers.find(*transferID);
+    return countBefore && transfers.size() > *countBefore ? transfers.find(transfers.back().id) : nullptr;
+}
+
+// A delivery that is left alone ends with this program, and nobody knows how.
+TransferStanding RelayDelivery::standing() const {
+    const auto& model = runner.model();
+    const auto known = model.outbox.state().standing(*transfer(), model.workspace.relay());
+    return known == TransferStanding::delivering ? standingOf(*transfer()) : known;
 }
 
 bool RelayDelivery::isReceived() const {
@@ -171,14 +187,24 @@ bool RelayDelivery::isReceived() const {
 }
 
 std::string RelayDelivery::situation() const {
-    const auto current = transfer();
-    if (!current) return "Nothing was saved or sent.";
-    return situationOf(*current, arguments.subject);
+    if (transfer()) return std::string(situationOf(standing())) + remedyFor(standing(), arguments.subject);
+    if (runner.model().outbox.state().operation.isPreparing())
+        return "Nothing was sent. “orvel-cli pending” tells whether it was saved.";
+    return "Nothing was saved or sent.";
 }
 
 void RelayDelivery::tell(std::string_view step, std::string_view text) const {
     if (!arguments.json)
-        output.write(stylist(TextStyle::strong, fmt::format("{:<11}", step)) + std::string(text) + "\n");
+        write(stylist(TextStyle::strong, fmt::format("{:<11}", step)) + std::string(text) + "\n");
+}
+
+// Telling is no part of delivering: what can't be told is said at the end.
+void RelayDelivery::write(const std::string& text) const {
+    try {
+        if (!untold) output.write(text);
+    } catch (const FileError& failure) {
+        untold = failure;
+    }
 }
 
 } // namespace orvel

@@ -2,7 +2,10 @@
 // One message on its way from one side of a link to the other, told step by step.
 
 #include "Orvel/cli/Arguments.h"
+#include "Orvel/cli/CommandFailure.h"
 #include "Orvel/cli/RelaySessionRunner.h"
+#include "Orvel/model/TransferStanding.h"
+#include "OrvelCore/files/FileError.h"
 
 #include <memory>
 #include <optional>
@@ -30,19 +33,23 @@ class RelayDelivery {
 
     void prepareNew(const RelayPair& pair);
     void deliver();
-    void awaitReceipt();
+    CommandFailure whyNotReceived(bool isDelivered, bool mayArrive) const;
     void report() const;
 
     std::shared_ptr<const RelayTransfer> transfer() const;
+    TransferStanding standing() const;
     bool isReceived() const;
     std::string situation() const;
     void tell(std::string_view step, std::string_view text) const;
+    void write(const std::string& text) const;
 
     const Arguments& arguments;
     Output& output;
     const Stylist& stylist;
     RelaySessionRunner runner;
-    std::optional<std::string> transferID; ///< Once the message is saved.
+    std::optional<std::string> transferID;   ///< Of the message that is retried.
+    std::optional<std::size_t> countBefore;  ///< How many transfers there were before the one that is sent.
+    mutable std::optional<FileError> untold; ///< Why standard output takes no more.
 };
 
 } // namespace orvel

@@ -19,6 +19,7 @@ class RelaySessionRunner {
     explicit RelaySessionRunner(const Places& places);
 
     OrvelModel& model() { return orvel; }
+    const OrvelModel& model() const { return orvel; }
     const WorkspaceState& workspace() const { return orvel.workspace.state(); }
     const RelayState& records() const { return orvel.ledger.state().relayState; }
     const std::optional<std::string>& error() const { return orvel.notices.error(); }

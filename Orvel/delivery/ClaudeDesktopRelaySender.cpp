@@ -38,8 +38,12 @@ ClaudeDesktopRelaySender::ClaudeDesktopRelaySender(const Desktop& ports,
 Task<void> ClaudeDesktopRelaySender::performSend(SavedTransfer transfer, ConversationReference to,
                                                  ReceiptCheck receiptConfirmed) {
     history.stage(Stage::launch);
-    ClaudeDelivery delivery{*transfer->payload, reachablePath(to, unreachable), receiptConfirmed,
-                            DeliveryAttempt::beforeInsertion()};
+    ClaudeDelivery delivery{*transfer->payload, {}, receiptConfirmed, DeliveryAttempt::beforeInsertion()};
+    try {
+        delivery.path = reachablePath(to, unreachable);
+    } catch (const std::exception& failure) {
+        throw delivery.attempt.failure(failure);
+    }
     co_await openClaude(notOpened, settlingDelay);
     const auto window = co_await navigation.navigateToConversation(*to.desktopSessionID);
     co_await sendToPath(delivery, window);

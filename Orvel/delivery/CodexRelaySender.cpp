@@ -1,5 +1,6 @@
 #include "Orvel/delivery/CodexRelaySender.h"
 
+#include "Orvel/delivery/CodexMessage.h"
 #include "Orvel/reading/AgentTool.h"
 #include "Orvel/reading/ChildEnding.h"
 #include "Orvel/reading/CodexThreadLoader.h"
@@ -22,9 +23,22 @@ constexpr auto turnTimeout = 3600s;
 
 ChildLaunch queueLaunch(const std::string& executable, const std::string& threadID,
                         const std::string& payload, Processes& processes) {
-    return {.executable = executable,
-            .arguments = {"queue", "--thread", threadID, "--message", payload},
-            .environment = toolEnvironment(executable, processes)};
+    ChildLaunch launch{.executable = executable,
+                       .arguments = {"queue", "--thread", threadID},
+                       .environment = toolEnvironment(executable, processes)};
+    for (auto& argument : CodexMessage::arguments(payload)) launch.arguments.push_back(std::move(argument));
+    return launch;
+}
+
+// Where the command did not start, nothing was handed over.
+std::unique_ptr<ChildProcess> started(Processes& processes, const ChildLaunch& launch) try {
+    return processes.start(launch);
+} catch (const ProcessError& failure) {
+    throw RelaySendError(
+        std::string("Codex could not be started, so nothing was sent. If that stays so, copy "
+                    "the saved message.\n") +
+            failure.what(),
+        true);
 }
 
 } // namespace
@@ -67,7 +81,7 @@ Task<void> CodexRelaySender::send(SavedTransfer transfer, ConversationReference 
 Task<std::exception_ptr> CodexRelaySender::queue(std::string tool, std::string threadID,
                                                  std::string payload) {
     try {
-        const auto child = processes.start(queueLaunch(tool, threadID, payload, processes));
+        const auto child = started(processes, queueLaunch(tool, threadID, payload, processes));
         const auto deadline = loop.uptime() + acceptanceTimeout;
         auto status = child->exitStatus();
         for (; !status && loop.uptime() < deadline; status = child->exitStatus())

@@ -28,8 +28,7 @@ class CodexRelaySender {
     CodexRelaySender(MainLoop& loop, Processes& processes, ConversationReader& reading, std::string home);
 
     /// Returns when Codex has accepted the message; then watches the turn for up to an hour, unless another
-    /// program owns the conversation. Throws RelaySendError, and ProcessError if the tool could not be
-    /// started.
+    /// program owns the conversation. Throws RelaySendError.
     Task<void> send(SavedTransfer transfer, ConversationReference to, LifecycleFailure lifecycleFailure);
 
     /// The uptime since which a conversation's turn has been watched, by session identifier.

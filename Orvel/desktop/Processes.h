@@ -69,8 +69,8 @@ class PipeWatch {
     virtual ~PipeWatch() = default;
 };
 
-/// A child process. Destroying it kills the child, if it is still running, and reaps it; an unattended child
-/// runs on. Belongs to the main loop's thread.
+/// A child process. Destroying it kills the child and everything it started, if it is still running or was
+/// asked to end, and reaps it; an unattended child runs on. Belongs to the main loop's thread.
 class ChildProcess {
   public:
     virtual ~ChildProcess() = default;
@@ -103,6 +103,9 @@ class Processes {
 
     /// Starts a child, which inherits no descriptors but its pipes. Throws ProcessError; then nothing runs.
     [[nodiscard]] virtual std::unique_ptr<ChildProcess> start(const ChildLaunch& launch) = 0;
+
+    /// How many bytes one argument of a child can have.
+    virtual std::size_t longestArgument() = 0;
 
     /// Whether there is an executable file at the path.
     virtual bool isExecutable(const std::string& path) = 0;

@@ -14,7 +14,8 @@ class MessageOperation {
         none,
         linking,   ///< Two conversations are being joined.
         preparing, ///< The conversations are read afresh, for a message that is to be sent or copied.
-        sending    ///< The destination may be touched.
+        sending,   ///< The destination may be touched.
+        inspecting ///< An application's window is in front and looked at.
     };
 
     /// Keeps an operation under way and ends it on every way out.

@@ -2,6 +2,7 @@
 
 #include "OrvelCore/conversations/RelayFormatter.h"
 #include "OrvelCore/relay/RelayError.h"
+#include "OrvelCore/relay/RelayRetry.h"
 #include "OrvelCore/text/Unicode.h"
 
 #include <algorithm>
@@ -73,13 +74,35 @@ std::string OpenRelay::primaryActionTitle() const {
     return "Send to " + speakerTitle(workspace.destination);
 }
 
+OpenRelay::SelectionBasis OpenRelay::selectionBasis() const {
+    return {workspace.selectedPairID.revision(), records.relayState.revision(),
+            records.unsavedDrafts.revision(),    workspace.conversation.revision(),
+            workspace.source.revision(),         workspace.selectedStartMessageID.revision(),
+            workspace.startIndex.revision(),     workspace.manualText.revision()};
+}
+
+// Asked at every rendering; the text is formed once.
+bool OpenRelay::sourceWentOn() const {
+    const auto basis = selectionBasis();
+    if (!outdated || outdated->first != basis) outdated.emplace(basis, isOutdated());
+    return outdated->second;
+}
+
+bool OpenRelay::isOutdated() const {
+    const auto pending = pendingTransfer();
+    const auto& conversation = workspace.conversation.get();
+    const bool isKnown = pending && pending->source == workspace.source && conversation;
+    if (!isKnown || conversation->isBusy) return false;
+    try {
+        return !isPreparedAgain(*pending, records.relayState, *conversation);
+    } catch (const RelayError&) {
+        return true;
+    }
+}
+
 // The choice among ten thousand messages is made once, not at each look.
 SelectedMessages OpenRelay::selectedMessages() const {
-    const SelectionBasis basis{
-        workspace.selectedPairID.revision(), records.relayState.revision(),
-        records.unsavedDrafts.revision(),    workspace.conversation.revision(),
-        workspace.source.revision(),         workspace.selectedStartMessageID.revision(),
-        workspace.startIndex.revision(),     workspace.manualText.revision()};
+    const auto basis = selectionBasis();
     if (!selection || selection->first != basis) selection.emplace(basis, newSelection());
     return selection->second;
 }

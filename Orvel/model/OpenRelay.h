@@ -49,6 +49,8 @@ class OpenRelay {
     /// Whether a saved message of this side is shown.
     bool editingSavedTransfer() const;
     bool noteIsForNextTransfer() const;
+    /// Whether the saved message of this side no longer follows from its source, as far as that is known.
+    bool sourceWentOn() const;
     /// The text of the saved message that is shown.
     std::optional<std::string> previousCopy() const;
     /// Whether the saved message goes to Claude, in whose editor an earlier attempt may have left it.
@@ -76,13 +78,16 @@ class OpenRelay {
 
   private:
     SelectedMessages newSelection() const;
+    bool isOutdated() const;
 
     /// The revisions of everything from which the selected messages follow.
     using SelectionBasis = std::array<std::uint64_t, 8>;
+    SelectionBasis selectionBasis() const;
 
     const WorkspaceState& workspace;
     const LedgerState& records;
     mutable std::optional<std::pair<SelectionBasis, SelectedMessages>> selection;
+    mutable std::optional<std::pair<SelectionBasis, bool>> outdated;
 };
 
 } // namespace orvel

@@ -52,6 +52,7 @@ OrvelModel::OrvelModel(const Desktop& desktop, ClaudeRelaySender& claudeSender, 
                {notices, operation, outbox.state(), ledger, workspace, reader, readings, desktop.loop}) {
     catalogue.onDiscovered = [this] { workspace.recognizeSource(); };
     workspace.onLoaded = [this] { receipts.checkRelayReceipts(); };
+    receipts.onLooked = [this](const ReceiptLook& look) { outbox.takeReceipts(look); };
     outbox.onDone = [this] { receipts.checkRelayReceipts(); };
 }
 

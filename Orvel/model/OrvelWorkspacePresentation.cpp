@@ -79,8 +79,10 @@ void showPending(const ModelView& view, OrvelWorkspaceSnapshot& snapshot) {
         snapshot.pendingAttempt = failure->attempt;
         snapshot.isErrorOfPending = view.notices.error() == failure->description();
     }
+    if (const auto* problem = view.outbox.receiptProblemOf(transfer->id))
+        snapshot.pendingFailure = problem->text;
     auto& state = snapshot.state;
-    state.canRetry = state.hasPending && view.outbox.mayRetry(*transfer);
+    state.canRetry = state.hasPending && standing == TransferStanding::mayBeRetried;
     if (state.hasPending && (snapshot.pendingFailure || standing == TransferStanding::unconfirmed))
         state.hasFailure = true;
     snapshot.waitingForPaste = standing == TransferStanding::waitingForPaste;
@@ -100,7 +102,8 @@ std::string OrvelWorkspaceSnapshot::statusTitle() const {
     if (state.sending) return "Sending to " + destination + "…";
     if (state.loading) return "Loading conversation…";
     if (state.hasPending) {
-        if (state.canRetry) return "Not sent";
+        if (state.canRetry || transferStanding == TransferStanding::outdated) return "Not sent";
+        if (transferStanding == TransferStanding::receiptUnsaved) return "Receipt not saved";
         if (state.hasFailure) return "Delivery unconfirmed";
         return waitingForPaste ? "Waiting for paste" : "Checking delivery…";
     }
@@ -115,7 +118,8 @@ OrvelWorkspaceSnapshot workspaceSnapshot(const ModelView& view) {
     const auto& conversation = view.workspace.conversation.get();
     const auto& operation = view.outbox.operation;
     OrvelWorkspaceSnapshot snapshot;
-    snapshot.previewSize = view.relay.preview().size();
+    const auto preview = view.relay.preview();
+    snapshot.previewSize = preview.size();
     snapshot.state = {.hasSource = conversation || !view.workspace.manualText->empty() ||
                                    view.workspace.sourceReference,
                       .loading = view.workspace.isLoading,
@@ -138,7 +142,11 @@ OrvelWorkspaceSnapshot workspaceSnapshot(const ModelView& view) {
     snapshot.primaryTitle =
         state.hasPending ? "Retry to " + snapshot.destination : view.relay.primaryActionTitle();
     // A new conversation cannot be started yet.
-    snapshot.canSend = view.relay.activePair() && !view.workspace.isLoading &&
+    const auto pair = view.relay.activePair();
+    if (pair && !preview.empty() && !view.relay.pendingTransfer())
+        snapshot.refusal = view.outbox.refusal(pair->endpoint(view.workspace.destination), preview);
+    snapshot.canSend = pair && !view.workspace.isLoading && !snapshot.refusal &&
+                       snapshot.transferStanding != TransferStanding::outdated &&
                        view.outbox.canSendRelay(view.workspace, view.relay);
     snapshot.canCopy = state.hasContent && !isOccupied && !state.busy && !view.relay.previousCopy();
     snapshot.preparing = operation.isPreparing();
@@ -152,7 +160,8 @@ OrvelWorkspaceSnapshot workspaceSnapshot(const ModelView& view) {
     snapshot.conversation = conversation;
     snapshot.startsAtCheckpoint = view.relay.startsAtCheckpoint();
     snapshot.assistantLabel = view.relay.sourceSpeakerLabel();
-    snapshot.statusLine = statusLine(view);
+    // What was advised when it failed holds no longer.
+    if (snapshot.transferStanding != TransferStanding::outdated) snapshot.statusLine = statusLine(view);
     snapshot.error = view.notices.error();
     snapshot.nextError = view.relay.nextPreviewError();
     snapshot.nextRange = view.relay.nextRangeDescription();

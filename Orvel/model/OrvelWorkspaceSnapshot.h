@@ -54,8 +54,9 @@ struct OrvelWorkspaceSnapshot {
     OrvelWorkspaceState state;
     std::vector<Endpoint> endpoints;
     std::vector<Route> routes;
-    std::string destination;  ///< The destination's name for the user.
-    std::string primaryTitle; ///< The text of the primary action.
+    std::string destination;            ///< The destination's name for the user.
+    std::string primaryTitle;           ///< The text of the primary action.
+    std::optional<std::string> refusal; ///< Why the destination can't be sent this text, with the way out.
     bool canSend = false;
     bool canCopy = false;
     bool preparing = false;      ///< Both conversations are read afresh, for a message that goes out.
@@ -70,7 +71,7 @@ struct OrvelWorkspaceSnapshot {
     std::optional<std::string> transferID;            ///< The last transfer of the open pair, pending or not.
     std::optional<TransferStanding> transferStanding; ///< How far that has come.
     std::optional<std::string> pendingMessage;        ///< Its text, until it has been seen.
-    std::optional<std::string> pendingFailure;        ///< Why its delivery failed in this run.
+    std::optional<std::string> pendingFailure;        ///< Why its delivery or its receipt failed in this run.
     std::optional<std::string> pendingAttempt;        ///< The record of the attempt that failed, for reports.
     SelectedMessages messages;
     SharedConversation conversation; ///< Of which `messages` are the end; null if none is loaded.

@@ -8,7 +8,7 @@
 #include "Orvel/model/RelayLedger.h"
 #include "Orvel/model/Workspace.h"
 #include "Orvel/runtime/Random.h"
-#include "OrvelCore/conversations/RelayFormatter.h"
+#include "OrvelCore/relay/RelayRetry.h"
 #include "OrvelCore/relay/RelaySendError.h"
 
 #include <fmt/format.h>
@@ -23,7 +23,7 @@ constexpr auto rangeChanged = "The conversation changed. Review the latest messa
 
 Outbox::Outbox(const ChangeSignal& changes, const OutboxNeeds& needs, const AgentFolders& folders)
     : needs(needs),
-      held(changes, needs.operation),
+      held(changes, needs.operation, needs.processes.longestArgument()),
       codexSender(needs.loop, needs.processes, needs.reader, folders.home),
       claudeCodeSender(needs.loop, needs.processes, needs.reader, folders),
       tasks([this](const auto& failure) { this->needs.notices.fail(failure); }) {}
@@ -110,7 +110,10 @@ Task<SavedTransfer> Outbox::prepareNew(RelayPair pair, Agent source, bool isToBe
                                              .instruction = workspace.instruction.get(),
                                              .startMessageID = start},
                                             needs.ledger.stamp());
-        if (isToBeDelivered) state.setRetryable(transfer.id, false);
+        if (isToBeDelivered) {
+            requireAcceptable(pair.endpoint(other(source)), *transfer.payload);
+            state.setRetryable(transfer.id, false);
+        }
         return transfer.id;
     };
     co_return needs.ledger.saved(co_await needs.ledger.change(prepare));
@@ -123,28 +126,24 @@ Task<std::optional<SavedTransfer>> Outbox::prepareRetry(RelayPair pair, RelayTra
     const auto source = transfer.source;
     const bool hasArrived = co_await settleIfReceived(transfer.id, pair.endpoint(other(source)), false);
     if (hasArrived) {
+        takeReceipt(transfer.id);
         if (workspace.selectedPairID.get() == pair.id && workspace.source == source)
             needs.workspace.showDraft(needs.ledger.state().draft(pair.id, source));
         co_return std::nullopt;
     }
     const auto from = co_await checkedSource(pair.endpoint(source));
     requireSelection(pair, source, generation);
-    validateSavedRetry(transfer, pair, *from);
+    if (!isPreparedAgain(transfer, needs.ledger.state().relayState, *from))
+        throw RelaySendError("Couldn't verify the original range of the saved message. Nothing will be "
+                             "resent. Review the saved message.");
+    requireAcceptable(pair.endpoint(other(source)), *transfer.payload);
     co_await setRelayRetryable(transfer.id, false);
     co_return needs.ledger.saved(transfer.id);
 }
 
-void Outbox::validateSavedRetry(const RelayTransfer& transfer, const RelayPair& pair,
-                                const Conversation& conversation) const {
-    const auto& records = needs.ledger.state().relayState.get();
-    const auto messages = records.preview(pair.id, transfer.source, conversation, transfer.startMessageID);
-    const auto text =
-        RelayFormatter::render(transfer.source, messages, transfer.instruction,
-                               transfer.assistantLabel.value_or(std::string(rawValue(transfer.source))));
-    const auto through = messages.empty() ? std::nullopt : std::optional(messages.back().id);
-    if (text != *transfer.payload || through != transfer.sourceThrough)
-        throw RelaySendError("Couldn't verify the original range of the saved message. Nothing will be "
-                             "resent. Review the saved message.");
+// What could not be handed over is not saved either: it would only block its link.
+void Outbox::requireAcceptable(const ConversationReference& destination, const std::string& text) const {
+    if (const auto refusal = held.refusal(destination, text)) throw RelaySendError(*refusal, true);
 }
 
 // Delivering
@@ -163,13 +162,12 @@ Task<std::optional<DeliveryFailure>> Outbox::deliver(RelayPair pair, SavedTransf
             };
             co_await codexSender.send(transfer, destination, show);
         }
-        co_await adoptDelivered(pair, transfer);
     } catch (const RelaySendError& error) {
-        co_return DeliveryFailure{error.what(), error.canRetry(), std::nullopt};
+        co_return DeliveryFailure{error.what(), error.canRetry()};
     } catch (const std::exception& error) {
-        co_return DeliveryFailure{error.what(), false, std::nullopt};
+        co_return DeliveryFailure{error.what()};
     }
-    co_return std::nullopt;
+    co_return co_await adoptDelivered(pair, transfer);
 }
 
 Task<void> Outbox::deliverToClaudeCode(ConversationReference destination, SavedTransfer transfer) {
@@ -196,9 +194,9 @@ Task<std::optional<DeliveryFailure>> Outbox::deliverToClaude(ConversationReferen
     try {
         co_await needs.claudeSender.performSend(transfer, destination, receiptConfirmed);
     } catch (const RelaySendError& error) {
-        failure = {error.what(), error.canRetry(), std::nullopt};
+        failure = {error.what(), error.canRetry()};
     } catch (const std::exception& error) {
-        failure = {error.what(), false, std::nullopt};
+        failure = {error.what()};
     }
     attempts.finish(!failure, failure && failure->canRetry, needs.loop.now());
     if (failure) {
@@ -219,7 +217,7 @@ Task<bool> Outbox::isReceived(std::string transferID, ConversationReference dest
     co_return state.reconcile(transferID, *conversation);
 }
 
-Task<void> Outbox::adoptDelivered(RelayPair pair, SavedTransfer transfer) {
+Task<std::optional<DeliveryFailure>> Outbox::adoptDelivered(RelayPair pair, SavedTransfer transfer) {
     const auto adopt = [&](RelayState& state) {
         state.markSubmitted(transfer->id);
         if (state.link(pair.id))
@@ -227,7 +225,16 @@ Task<void> Outbox::adoptDelivered(RelayPair pair, SavedTransfer transfer) {
         else if (!state.draft(pair.id, transfer->source).isForNextTransfer())
             state.setDraft(pair.id, transfer->source, "", std::nullopt, false);
     };
-    co_await needs.ledger.change(adopt);
+    try {
+        co_await needs.ledger.change(adopt);
+    } catch (const std::exception& error) {
+        co_return DeliveryFailure{.text =
+                                      fmt::format("The message was handed over to {}, but that could not be "
+                                                  "saved. Do not send it again.\n{}",
+                                                  label(other(transfer->source)), error.what()),
+                                  .wasHandedOver = true};
+    }
+    co_return std::nullopt;
 }
 
 Task<void> Outbox::recordFailure(std::string transferID, DeliveryFailure failure) {
@@ -266,6 +273,20 @@ void Outbox::noteFailure(const std::string& transferID, DeliveryFailure failure)
 void Outbox::forgetFailure(const std::string& transferID) {
     auto failures = held.transferFailures.get();
     if (failures.erase(transferID)) held.transferFailures = std::move(failures);
+}
+
+void Outbox::takeReceipts(const ReceiptLook& look) {
+    for (const auto& id : look.received) takeReceipt(id);
+    if (look.problems != held.receiptProblems.get()) held.receiptProblems = look.problems;
+}
+
+// What failed is no longer so: the transcript knows better than whoever delivered.
+void Outbox::takeReceipt(const std::string& transferID) {
+    const auto* failure = held.failureOf(transferID);
+    if (!failure) return;
+    if (needs.notices.error() == failure->description()) needs.notices.dismissError();
+    forgetFailure(transferID);
+    needs.notices.say("The message has arrived: it stands in the destination's transcript.");
 }
 
 // Looks for the message in a fresh reading; if it is there, saves that.
@@ -334,12 +355,14 @@ void Outbox::copyPlain(Pasteboard& pasteboard) {
 
 Task<void> Outbox::copyRelay([[maybe_unused]] Guard operation, Pasteboard& pasteboard) {
     const auto& workspace = needs.workspace.state();
+    bool isOnClipboard = false;
     try {
         const auto pair = *relay().activePair();
         const auto transfer = co_await prepareNew(pair, workspace.source, false);
         pasteboard.clearContents();
         if (!pasteboard.setString(*transfer->payload))
             throw RelaySendError("Couldn't copy. The message has been saved.");
+        isOnClipboard = true;
         const auto adopt = [&](RelayState& state) {
             if (state.link(pair.id))
                 state.clearPreparedSourceInstruction(transfer->id);
@@ -352,7 +375,11 @@ Task<void> Outbox::copyRelay([[maybe_unused]] Guard operation, Pasteboard& paste
             "Waiting for paste — The position will not advance until delivery is confirmed in the "
             "destination transcript.");
     } catch (const std::exception& error) {
-        needs.notices.fail(error.what());
+        needs.notices.fail(isOnClipboard
+                               ? std::string("The message is saved and copied, but its draft could not "
+                                             "be cleared.\n") +
+                                     error.what()
+                               : error.what());
     }
 }
 
@@ -382,13 +409,12 @@ Task<void> Outbox::submitDraft(Guard operation, RelayPair pair, RelayTransfer tr
         return isReceivedAsShown(kept, id, destination);
     };
     std::optional<std::string> problem;
-    bool wasThere = false, mayHaveSent = false;
+    bool wasThere = false;
     try {
         wasThere = co_await settleIfReceived(transfer.id, destination, false);
         if (!wasThere) {
             co_await setRelayRetryable(transfer.id, false);
             operation.beginSending();
-            mayHaveSent = true;
             needs.notices.dismissError();
             co_await needs.claudeSender.submitExistingDraft(needs.ledger.saved(transfer.id), destination,
                                                             receiptConfirmed);
@@ -401,15 +427,14 @@ Task<void> Outbox::submitDraft(Guard operation, RelayPair pair, RelayTransfer tr
     }
     operation.end();
     if (wasThere) {
+        takeReceipt(transfer.id);
         needs.notices.say("Already delivered. Nothing was sent.");
     } else if (!problem) {
         forgetFailure(transfer.id);
         needs.notices.say("Confirmed that Claude received the saved message.");
-    } else if (mayHaveSent) {
-        noteFailure(transfer.id, {*problem, false, std::nullopt});
-        needs.notices.say("Delivery could not be confirmed. The saved message is kept; no automatic resend.");
     } else {
-        needs.notices.fail(*problem);
+        noteFailure(transfer.id, {*problem});
+        needs.notices.say("Delivery could not be confirmed. The saved message is kept; no automatic resend.");
     }
     onDone();
 }
@@ -432,10 +457,13 @@ Task<bool> Outbox::isReceivedAsShown(const ShownSelection& kept, std::string tra
 }
 
 void Outbox::diagnoseRelayComposer(Completion completion) {
-    if (const auto pair = relay().activePair()) tasks.start(diagnose(pair->claude, std::move(completion)));
+    const auto pair = relay().activePair();
+    if (!pair || needs.operation.isUnderWay()) return;
+    auto operation = needs.operation.begin(MessageOperation::Kind::inspecting);
+    tasks.start(diagnose(std::move(operation), pair->claude, std::move(completion)));
 }
 
-Task<void> Outbox::diagnose(ConversationReference reference, Completion completion) {
+Task<void> Outbox::diagnose(Guard operation, ConversationReference reference, Completion completion) {
     std::string text;
     try {
         text = "Claude Code structural diagnostics (no content)\n";
@@ -444,6 +472,7 @@ Task<void> Outbox::diagnose(ConversationReference reference, Completion completi
         text = failure.what();
     }
     needs.applications.activateSelf();
+    operation.end();
     completion(text);
 }
 

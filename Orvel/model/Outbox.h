@@ -43,6 +43,9 @@ class Outbox {
 
     const OutboxState& state() const { return held; }
 
+    /// To be told what each look for receipts came to.
+    void takeReceipts(const ReceiptLook& look);
+
     /// Told when a delivery has ended, however it did: it is time to look for receipts.
     std::function<void()> onDone = [] {};
 
@@ -64,7 +67,8 @@ class Outbox {
 
     /// Told what a look at the open pair's editor in Claude came to, without content.
     using Completion = std::function<void(const std::string&)>;
-    /// Looks at the editor, with Claude in front for as long as that takes. Does nothing without a pair.
+    /// Looks at the editor, with Claude in front for as long as that takes. Does nothing without a pair, nor
+    /// while something is under way.
     void diagnoseRelayComposer(Completion completion);
 
     /// What the delivery into Claude that is under way is at, in words; changes without notice.
@@ -88,18 +92,19 @@ class Outbox {
     Task<std::optional<SavedTransfer>> prepareRetry(RelayPair pair, RelayTransfer transfer);
     Task<SavedTransfer> prepareNew(RelayPair pair, Agent source, bool isToBeDelivered);
     void requireSelection(const RelayPair& pair, Agent source, Generation::Value generation) const;
-    void validateSavedRetry(const RelayTransfer& transfer, const RelayPair& pair,
-                            const Conversation& conversation) const;
+    void requireAcceptable(const ConversationReference& destination, const std::string& text) const;
 
     Task<std::optional<DeliveryFailure>> deliver(RelayPair pair, SavedTransfer transfer);
     Task<void> deliverToClaudeCode(ConversationReference destination, SavedTransfer transfer);
     Task<std::optional<DeliveryFailure>> deliverToClaude(ConversationReference destination,
                                                          SavedTransfer transfer);
     Task<bool> isReceived(std::string transferID, ConversationReference destination, RelayState state);
-    Task<void> adoptDelivered(RelayPair pair, SavedTransfer transfer);
+    /// Gives what failed, and that it failed behind the delivery.
+    Task<std::optional<DeliveryFailure>> adoptDelivered(RelayPair pair, SavedTransfer transfer);
     Task<void> recordFailure(std::string transferID, DeliveryFailure failure);
     Task<void> setRelayRetryable(std::string transferID, bool retryable);
     void noteFailure(const std::string& transferID, DeliveryFailure failure);
+    void takeReceipt(const std::string& transferID);
     void forgetFailure(const std::string& transferID);
     void offerRetry(const std::string& transferID, bool isOffered);
 
@@ -118,7 +123,7 @@ class Outbox {
     Task<bool> isReceivedAsShown(const ShownSelection& kept, std::string transferID,
                                  ConversationReference destination);
     Task<bool> settleIfReceived(std::string transferID, ConversationReference destination, bool wasSubmitted);
-    Task<void> diagnose(ConversationReference reference, Completion completion);
+    Task<void> diagnose(Guard operation, ConversationReference reference, Completion completion);
 
     OutboxNeeds needs;
     OutboxState held;

@@ -1,12 +1,28 @@
 #include "Orvel/model/OutboxState.h"
 
+#include "Orvel/delivery/ClaudeCodeRelaySender.h"
+#include "Orvel/delivery/CodexMessage.h"
+
 namespace orvel {
 
 TransferStanding OutboxState::standing(const RelayTransfer& transfer, const OpenRelay& relay) const {
-    const auto pending = operation.isSending() ? relay.pendingTransfer() : nullptr;
-    return standingOf(transfer, {.isDelivering = pending && pending->id == transfer.id,
-                                 .mayRetry = mayRetry(transfer),
-                                 .hasFailed = failureOf(transfer.id) != nullptr});
+    const auto pending = relay.pendingTransfer();
+    const bool isOpen = pending && pending->id == transfer.id;
+    const bool mayBeRetried = mayRetry(transfer);
+    const auto* failure = failureOf(transfer.id);
+    const auto* problem = receiptProblemOf(transfer.id);
+    return standingOf(transfer, {.isDelivering = isOpen && operation.isSending(),
+                                 .mayRetry = mayBeRetried,
+                                 .sourceWentOn = isOpen && mayBeRetried && relay.sourceWentOn(),
+                                 .hasFailed = failure != nullptr,
+                                 .wasHandedOver = failure && failure->wasHandedOver,
+                                 .isSeen = problem && problem->isSeen});
+}
+
+std::optional<std::string> OutboxState::refusal(const ConversationReference& destination,
+                                                std::string_view text) const {
+    if (destination.agent == Agent::codex) return CodexMessage::refusal(text, longestArgument);
+    return goesThroughClaudeCode(destination) ? ClaudeCodeRelaySender::refusalOf(text) : std::nullopt;
 }
 
 bool OutboxState::canSendRelay(const WorkspaceState& workspace, const OpenRelay& relay) const {

@@ -4,9 +4,13 @@
 #include "Orvel/model/OutboxState.h"
 #include "Orvel/model/RelayLedger.h"
 #include "Orvel/model/Workspace.h"
+#include "OrvelCore/relay/RelayError.h"
 #include "OrvelCore/text/Unicode.h"
 
 #include <chrono>
+#include <utility>
+
+#include <fmt/format.h>
 
 namespace orvel {
 
@@ -56,11 +60,7 @@ Task<void> Receipts::receiptPass() {
     }
     const auto fresh = co_await needs.reader.readChanged(std::move(references));
     needs.readings.merge(fresh);
-    try {
-        co_await takeReceipts(fresh);
-    } catch (const std::exception& failure) {
-        needs.notices.say(failure.what());
-    }
+    tell(co_await takeReceipts(fresh));
     const auto pair = needs.workspace.relay().activePair();
     if (!pair || !workspace.relayLoadGeneration.isCurrent(generation)) co_return;
     const auto shown = fresh.find(ConversationReader::key(pair->endpoint(workspace.source)));
@@ -68,37 +68,73 @@ Task<void> Receipts::receiptPass() {
         needs.workspace.showReading(shown->second);
 }
 
-Task<void> Receipts::takeReceipts(Readings fresh) {
+Task<ReceiptLook> Receipts::takeReceipts(Readings fresh) {
     const auto edit = needs.workspace.state().commandEditGeneration.current();
-    const auto reconcile = [&](RelayState& state) { return reconcilePending(state, fresh); };
-    const auto shown = co_await needs.ledger.change(reconcile);
-    // What was typed while the receipt was being saved stays.
-    if (shown && needs.workspace.state().commandEditGeneration.isCurrent(edit))
-        needs.workspace.showDraft(*shown);
+    ReceiptLook look;
+    const auto reconcile = [&](RelayState& state) { return reconcilePending(state, fresh, look); };
+    std::optional<std::string> failed;
+    try {
+        const auto shown = co_await needs.ledger.change(reconcile);
+        // What was typed while the receipt was being saved stays.
+        if (shown && needs.workspace.state().commandEditGeneration.isCurrent(edit))
+            needs.workspace.showDraft(*shown);
+    } catch (const std::exception& failure) {
+        failed = failure.what();
+        for (const auto& id : std::exchange(look.received, {}))
+            look.problems[id] = {"The message has arrived, but its receipt could not be saved.\n" + *failed,
+                                 true};
+    }
+    const auto before = std::exchange(unsaved, failed);
+    if (failed && failed != before && look.problems.empty()) needs.notices.say(*failed);
+    co_return look;
 }
 
-// Gives what becomes of the note and the range that are shown, once the records are saved.
-std::optional<RelayDraft> Receipts::reconcilePending(RelayState& state, const Readings& fresh) {
+// What stands in the way is told when it begins or changes, not at each pass.
+void Receipts::tell(const ReceiptLook& look) {
+    for (const auto& [id, problem] : look.problems) {
+        const auto before = problems.find(id);
+        if (before == problems.end() || before->second != problem) needs.notices.say(problem.text);
+    }
+    problems = look.problems;
+    onLooked(look);
+}
+
+// Gives what becomes of the note and the range that are shown, once the records are saved. A message that
+// can't be looked for keeps no other from its receipt.
+std::optional<RelayDraft> Receipts::reconcilePending(RelayState& state, const Readings& fresh,
+                                                     ReceiptLook& look) {
     const auto& workspace = needs.workspace.state();
     std::optional<RelayDraft> shown;
     const auto searchedBefore = std::exchange(searchedInVain, {});
     for (const auto& transfer : state.pendingTransfers()) {
         const auto pair = state.pairs.find(transfer.pairID);
         if (!pair) continue;
-        const auto found = fresh.find(ConversationReader::key(pair->endpoint(other(transfer.source))));
-        if (found == fresh.end()) continue;
-        const auto& conversation = found->second;
+        const auto& destination = pair->endpoint(other(transfer.source));
+        const auto found = fresh.find(ConversationReader::key(destination));
         const auto searched = searchedBefore.find(transfer.id);
-        if (searched != searchedBefore.end() && searched->second == conversation) {
+        const bool isAsBefore =
+            searched != searchedBefore.end() && (found == fresh.end() || searched->second == found->second);
+        if (isAsBefore) {
             searchedInVain.insert(*searched);
-            continue;
+            if (const auto problem = problems.find(transfer.id); problem != problems.end())
+                look.problems.insert(*problem);
         }
+        if (isAsBefore || found == fresh.end()) continue;
+        const auto& conversation = found->second;
         const auto draft = state.draft(pair->id, transfer.source);
         const bool keepsNote = draft.isForNextTransfer() || needs.outbox.mayRetry(transfer);
-        if (!state.reconcile(transfer.id, *conversation)) {
+        bool isReceived = false;
+        try {
+            isReceived = state.reconcile(transfer.id, *conversation);
+        } catch (const RelayError& failure) {
+            look.problems[transfer.id] = {fmt::format("The message can't be looked for in “{}”. {}",
+                                                      destination.title, failure.what())};
+        }
+        if (!isReceived) {
             searchedInVain.emplace(transfer.id, conversation);
             continue;
         }
+        look.received.push_back(transfer.id);
 
         const bool isLinked = state.link(pair->id) != nullptr;
         if (!isLinked && !keepsNote && isUsedUp(transfer, draft.instruction, draft.startMessageID))

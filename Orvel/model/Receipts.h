@@ -3,9 +3,11 @@
 // transcript, which is looked at again and again until it does.
 
 #include "Orvel/model/ConversationReadings.h"
+#include "Orvel/model/OutboxState.h"
 #include "Orvel/runtime/Task.h"
 #include "OrvelCore/relay/RelayState.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -15,7 +17,6 @@ namespace orvel {
 
 class MessageOperation;
 class Notices;
-struct OutboxState;
 class RelayLedger;
 class Workspace;
 
@@ -35,6 +36,9 @@ class Receipts {
   public:
     Receipts(const ChangeSignal& changes, const ReceiptsNeeds& needs);
 
+    /// Told what each pass came to.
+    std::function<void(const ReceiptLook&)> onLooked = [](const ReceiptLook&) {};
+
     const Observable<bool>& isChecking() const { return isCheckingReceipts; }
 
     /// Looks for the pending messages in their destinations. One pass runs at a time, none during a send.
@@ -50,13 +54,16 @@ class Receipts {
 
     void pollReceipts();
     Task<void> receiptPass();
-    Task<void> takeReceipts(Readings fresh);
-    std::optional<RelayDraft> reconcilePending(RelayState& state, const Readings& fresh);
+    Task<ReceiptLook> takeReceipts(Readings fresh);
+    std::optional<RelayDraft> reconcilePending(RelayState& state, const Readings& fresh, ReceiptLook& look);
+    void tell(const ReceiptLook& look);
 
     ReceiptsNeeds needs;
     Observable<bool> isCheckingReceipts;
     /// The reading in which each pending message was last looked for in vain.
     std::map<std::string, SharedConversation> searchedInVain;
+    std::map<std::string, ReceiptProblem> problems; ///< Of the last pass.
+    std::optional<std::string> unsaved; ///< Why the last pass could not save, if it found nothing.
     std::unique_ptr<Timer> receiptPollingTimer;
     TaskScope tasks; // Last: ends before what its work uses.
 };

@@ -28,6 +28,9 @@ using Opcode = CodexWebSocketCodec::Opcode;
 
 constexpr auto connectTimeout = 20s;
 constexpr auto completionPollInterval = 250ms;
+constexpr std::int64_t initializeID = 1, resumeID = 2;
+constexpr std::size_t maximumReason =
+    300; // In bytes; a server's words that are longer are none for a person.
 constexpr std::size_t maximumTextParsedOnLoop = 65'536; // In bytes; parsing more would hold the main loop.
 
 ChildLaunch serverLaunch(Processes& processes, const std::string& executable) {
@@ -63,11 +66,14 @@ std::optional<simdjson::dom::object> responseResult(const simdjson::dom::object&
                                                     std::int64_t expectedID, std::string_view threadID) {
     const bool hasMethod = message["method"].error() == simdjson::SUCCESS;
     if (hasMethod || member<std::int64_t>(message, "id") != expectedID) return std::nullopt;
-    if (const auto error = objectMember(message, "error"))
-        if (member<std::int64_t>(*error, "code") == -32600 &&
-            stringMember(*error, "message") ==
-                "thread " + std::string(threadID) + " already has an active writer")
+    if (const auto error = objectMember(message, "error")) {
+        const auto reason = stringMember(*error, "message");
+        const bool isRefusal = reason && member<std::int64_t>(*error, "code") == -32600;
+        if (isRefusal && reason == "thread " + std::string(threadID) + " already has an active writer")
             throw CodexThreadLoaderError::activeWriter();
+        if (isRefusal && expectedID != initializeID && reason->size() <= maximumReason)
+            throw CodexThreadLoaderError::refused(*reason);
+    }
     const bool hasError = message["error"].error() == simdjson::SUCCESS;
     const auto result = objectMember(message, "result");
     if (hasError || !result) throw CodexThreadLoaderError::invalid();
@@ -139,14 +145,15 @@ Task<void> CodexThreadSession::initialize(MainLoop::Duration until) {
     co_await send(
         R"({"id":1,"method":"initialize","params":{"clientInfo":{"name":"orvel","title":"Orvel","version":"0.1"}}})",
         until);
-    co_await response(1, until);
+    co_await response(initializeID, until);
 }
 
 Task<void> CodexThreadSession::resume(MainLoop::Duration until) {
-    const ordered_json request{
-        {"id", 2}, {"method", "thread/resume"}, {"params", {{"threadId", threadID}, {"excludeTurns", true}}}};
+    const ordered_json request{{"id", resumeID},
+                               {"method", "thread/resume"},
+                               {"params", {{"threadId", threadID}, {"excludeTurns", true}}}};
     co_await send(request.dump(), until);
-    const auto result = co_await response(2, until);
+    const auto result = co_await response(resumeID, until);
     if (!isIdle(result->object(), threadID)) throw CodexThreadLoaderError::notIdle();
     startedTurns.clear();
 }

@@ -23,9 +23,11 @@ std::size_t reachedBy(TransferStanding standing) {
     switch (standing) {
     case TransferStanding::delivering:
     case TransferStanding::mayBeRetried:
+    case TransferStanding::outdated:
     case TransferStanding::waitingForPaste:
     case TransferStanding::unconfirmed: return 0;
-    case TransferStanding::checking: return 1;
+    case TransferStanding::checking:
+    case TransferStanding::receiptUnsaved: return 1;
     case TransferStanding::received: return 2;
     }
     return 0;

@@ -32,26 +32,37 @@ QString progressWords(const OrvelWorkspaceSnapshot& snapshot, const QString& rec
         return PendingPanel::tr("Waits to be pasted into %1").arg(receiver);
     case TransferStanding::delivering:
     case TransferStanding::mayBeRetried:
+    case TransferStanding::outdated:
     case TransferStanding::unconfirmed:
+    case TransferStanding::receiptUnsaved:
     case TransferStanding::received: break;
     }
     return {};
 }
 
-// What the person can do about a message that failed.
+QString remedyFor(const OrvelWorkspaceSnapshot& snapshot, const QString& receiver) {
+    switch (remedyOf(*snapshot.transferStanding)) {
+    case TransferRemedy::retryOrCopy:
+        return snapshot.hasPending
+                   ? PendingPanel::tr("Retry sends exactly the saved message; it can also be copied.")
+                   : PendingPanel::tr("Turn the relay round to see whether it can be sent again.");
+    case TransferRemedy::copy:
+        return PendingPanel::tr("Copy the saved message and paste it into %1.").arg(receiver);
+    case TransferRemedy::lookThenCopy:
+        return PendingPanel::tr("Look in %1: if it is not there, copy the saved message and paste it.")
+            .arg(receiver);
+    case TransferRemedy::lookAgain: return PendingPanel::tr("Orvel goes on trying.");
+    case TransferRemedy::none: break;
+    }
+    return {};
+}
+
+// What became of a message that failed, and what the person can do about it.
 QString adviceFor(const OrvelWorkspaceSnapshot& snapshot, const QString& receiver) {
-    if (isOnItsWay(snapshot)) return {};
-    if (snapshot.state.canRetry)
-        return snapshot.pendingFailure
-                   ? PendingPanel::tr("Retry sends exactly the saved message.")
-                   : PendingPanel::tr("It was not delivered. Retry sends exactly the saved message.");
-    if (!hasFailed(*snapshot.transferStanding)) return {};
-    if (!snapshot.hasPending)
-        return PendingPanel::tr("Turn the relay round to see whether it can be sent again.");
-    return PendingPanel::tr(
-               "It may have reached %1, so Orvel does not send it again. If it is not there, copy "
-               "the saved message and paste it.")
-        .arg(receiver);
+    const auto standing = *snapshot.transferStanding;
+    if (isOnItsWay(snapshot) || !(hasFailed(standing) || standing == TransferStanding::receiptUnsaved))
+        return {};
+    return qtText(situationOf(standing)) + QStringLiteral(" ") + remedyFor(snapshot, receiver);
 }
 
 QLabel* plainLabel(bool wraps) {

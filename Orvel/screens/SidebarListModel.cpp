@@ -24,8 +24,10 @@ QString wordsFor(std::optional<TransferStanding> standing) {
     case TransferStanding::received: return SidebarListModel::tr("arrived");
     case TransferStanding::delivering:
     case TransferStanding::waitingForPaste:
-    case TransferStanding::checking: return SidebarListModel::tr("on its way");
+    case TransferStanding::checking:
+    case TransferStanding::receiptUnsaved: return SidebarListModel::tr("on its way");
     case TransferStanding::mayBeRetried:
+    case TransferStanding::outdated:
     case TransferStanding::unconfirmed: return SidebarListModel::tr("needs attention");
     }
     return {};

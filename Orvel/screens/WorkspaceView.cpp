@@ -37,6 +37,7 @@ void showText(QPlainTextEdit& editor, const std::string& text) {
 QString previewText(const OrvelWorkspaceSnapshot& snapshot) {
     if (snapshot.preparing) return WorkspaceView::tr("Reading both conversations once more…");
     if (!snapshot.state.hasContent) return {};
+    if (snapshot.refusal) return qtText(*snapshot.refusal);
     const auto bytes = QLocale().toString(static_cast<qulonglong>(snapshot.previewSize));
     if (snapshot.nextRange) return WorkspaceView::tr("%1 bytes for the next transfer").arg(bytes);
     auto text = WorkspaceView::tr("%1 bytes for %2").arg(bytes, qtText(snapshot.destination));
@@ -292,6 +293,7 @@ void WorkspaceView::renderBottom() {
         withShortcut(showsPreview ? tr("Hide preview") : tr("Preview"), Qt::CTRL | Qt::Key_P));
     previewButton->setEnabled(shown.state.hasContent);
     copyButton->setEnabled(shown.canCopy);
+    copyButton->setVisible(!shown.pendingMessage); // There is one for the saved message beside it.
     const bool hasPair = !shown.routes.empty();
     makePrimary(*copyButton, !hasPair);
     const auto title = qtText(shown.primaryTitle);
@@ -324,6 +326,7 @@ void WorkspaceView::sendRelay() {
 }
 
 void WorkspaceView::copyRelay() {
+    if (shown.pendingMessage) return copySavedMessage();
     if (workspaceSnapshot(model.view()).canCopy || !shown.conversation) model.outbox.copy(desktop.pasteboard);
     render();
 }

@@ -1,7 +1,5 @@
 #include "OrvelCore/frames/CodexThreadLoaderError.h"
 
-#include <string_view>
-
 namespace orvel {
 
 namespace {
@@ -40,6 +38,13 @@ CodexThreadLoaderError CodexThreadLoaderError::disconnected() {
 CodexThreadLoaderError CodexThreadLoaderError::activeWriter() {
     return {Kind::activeWriter, "This Codex conversation is open through another connection and could not be "
                                 "loaded. Nothing was sent."};
+}
+
+CodexThreadLoaderError CodexThreadLoaderError::refused(std::string_view reason) {
+    return {Kind::invalid,
+            "Codex could not open this conversation. It may have been archived or deleted there. "
+            "Codex says: “" +
+                std::string(reason) + "”"};
 }
 
 CodexThreadLoaderError CodexThreadLoaderError::notIdle() {

@@ -4,6 +4,7 @@
 #include "OrvelCore/text/Failure.h"
 
 #include <string>
+#include <string_view>
 
 namespace orvel {
 
@@ -18,6 +19,8 @@ class CodexThreadLoaderError : public Failure {
     static CodexThreadLoaderError disconnected();
     /// Another connection is the writer of the conversation.
     static CodexThreadLoaderError activeWriter();
+    /// The server answers a request for the conversation with an error.
+    static CodexThreadLoaderError refused(std::string_view reason);
     static CodexThreadLoaderError notIdle();
     static CodexThreadLoaderError pipes();
     static CodexThreadLoaderError turnFailed();

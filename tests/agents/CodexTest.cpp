@@ -11,6 +11,7 @@
 namespace orvel {
 namespace {
 
+using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 
@@ -121,11 +122,24 @@ TEST_F(RealCodex, AMessageThatWaitedIsPerformedBeforeTheOneThatIsSent) {
 TEST_F(RealCodex, AMessageThatCannotBeAnArgumentIsNotDelivered) {
     const auto reference = begin("Q");
     startServer();
-    EXPECT_THAT(send(std::string(2'000'000, 'x'), reference), HasSubstr("Argument list too long"));
-    EXPECT_EQ(send("-M", reference),
-              "Codex could not accept the queued message. Copy the pending message to recover.");
+    EXPECT_THAT(send(std::string(2'000'000, 'x'), reference),
+                AllOf(HasSubstr("nothing was sent"), HasSubstr("Argument list too long")));
     EXPECT_TRUE(sender->watchedTurns().empty());
     EXPECT_EQ(outcome(reference), "user: Q | assistant: Answer to: Q");
+}
+
+TEST_F(RealCodex, AMessageThatBeginsAsAnOptionDoesArrives) {
+    const auto reference = begin("Q");
+    startServer();
+    ASSERT_EQ(send("--help\n- M", reference), "done");
+    EXPECT_THAT(outcomeEndingWith("- M", reference), HasSubstr("| user: --help\n- M"));
+}
+
+TEST_F(RealCodex, AnArchivedConversationSaysSo) {
+    const auto reference = begin("Q");
+    EXPECT_EQ(statusOf({"archive", reference.sessionID}), 0);
+    startServer();
+    EXPECT_THAT(send("M", reference), AllOf(HasSubstr("Nothing was sent."), HasSubstr("is archived")));
 }
 
 TEST_F(RealCodex, TheQueueCommandEndsAsOrvelReadsIt) {

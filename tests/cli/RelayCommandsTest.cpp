@@ -197,6 +197,9 @@ TEST_F(RelayCommandLine, WhatCannotBeSentLeavesTheRecordsAsTheyAre) {
         {{"send", busy, "--source=claude"}, "busy", "Wait for the conversation reply to finish."},
         {{"send", id, "--source=claude", "--from=none"}, "messageNotFound", "has no message with the ID"},
         {{"send", id, "--source=claude", "--note=\xff"}, "invalidNote", "The note is no valid UTF-8 text."},
+        {{"send", id, "--source=claude", "--note=" + std::string(131'072, 'x')},
+         "messageRefused",
+         "and Codex takes 131,071 at most. Choose a later start for the range, or use Copy."},
     };
     for (const auto& [words, caseName, message] : cases) {
         expectFailure(words, caseName, message);
@@ -211,14 +214,26 @@ TEST_F(RelayCommandLine, AMessageThatWasNotDeliveredStaysAndMayBeSentAgain) {
     const auto id = link();
     installCodex("/bin/false");
     expectFailure({"send", id, "--source", "claude", "--note", "Look.\t"}, "notDelivered",
-                  "nothing was inserted. “orvel-cli retry " + id + "” may be used.");
+                  "nothing was inserted. “orvel-cli retry " + id +
+                      "” may be used, and “orvel-cli copy-saved");
     EXPECT_EQ(pendingState(), "mayBeRetried");
     EXPECT_THAT(run({"pending"}).out, HasSubstr("Claude → Codex  now  may be retried  link " + id));
     EXPECT_THAT(run({"links"}).out, HasSubstr("  pending  " + id));
     const std::string message = "Look.\n\nme: c1\n\nclaude: d1\n\nme: c2\n\nclaude: d2";
     EXPECT_EQ(run({"copy-saved", id}).out, message);
     EXPECT_EQ(json::parse(run({"copy-saved", id, "--json"}).out)["message"], message);
-    expectFailure({"send", id, "--source", "claude"}, "pendingTransfer", "has not been seen yet");
+    expectFailure(
+        {"send", id, "--source", "claude"}, "pendingTransfer",
+        "has not been seen yet. Nothing new was saved or sent.\nThe message is saved, and nothing was "
+        "inserted. “orvel-cli retry ");
+
+    // Where its source has gone on, only copying is advised.
+    const auto before = claudeTranscript();
+    write(claudeFile, claudeTranscript().ask("c3").answer("d3").text());
+    expectFailure(
+        {"retry", id}, "notDelivered",
+        "Its source has gone on since, so it can't be sent again as it stands. “orvel-cli copy-saved");
+    write(claudeFile, before.text());
 
     installCodex(sampleCodexProgram().value());
     const auto again = run({"retry", id, "--wait", "60"});
@@ -230,9 +245,8 @@ TEST_F(RelayCommandLine, AMessageThatWasNotDeliveredStaysAndMayBeSentAgain) {
 
 TEST_F(RelayCommandLine, OrvelHasNoWayIntoClaudeHereAndSaysSo) {
     const auto id = link();
-    expectFailure({"send", id, "--source", "codex"}, "deliveryUnconfirmed",
-                  "accessibility permission. Use Copy");
-    EXPECT_EQ(pendingState(), "unconfirmed");
+    expectFailure({"send", id, "--source", "codex"}, "notDelivered", "accessibility permission. Use Copy");
+    EXPECT_EQ(pendingState(), "mayBeRetried") << "it can't have reached Claude";
     EXPECT_EQ(run({"copy-saved", id}).out, "me: q1\n\ncodex: a1");
 
     // The user pastes it.
@@ -240,6 +254,51 @@ TEST_F(RelayCommandLine, OrvelHasNoWayIntoClaudeHereAndSaysSo) {
     const auto result = run({"retry", id});
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.out, "Seen       The message stands in the destination's transcript.\n");
+}
+
+TEST_F(RelayCommandLine, WhatTheCommandStoredAndFailedToSayHasArrived) {
+    const auto id = link();
+    const auto program = home.write("bin/forgetful", "#!/bin/sh\n\"" + sampleCodexProgram().value() +
+                                                         "\" \"$@\"\n[ \"$1\" != queue ]\n");
+    std::filesystem::permissions(program, std::filesystem::perms(0700));
+    installCodex(program);
+    const auto writer = codexHome.writer(codexHome.thread(codexID).value());
+    RunningProgram sending({"send", id, "--source", "claude", "--wait", "60"});
+    ASSERT_TRUE(sending.says("Saved "));
+    while (!writer->begin(turnBegins)) usleep(10'000);
+    const auto ended = sending.finish();
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.err, "");
+    EXPECT_THAT(ended.out, HasSubstr("\nSeen       "));
+    EXPECT_EQ(pendingState(), "nothing");
+}
+
+TEST_F(RelayCommandLine, WhatCannotBeToldIsDeliveredAllTheSame) {
+    const auto id = link();
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    close(ends[0]);
+    const struct {
+        const char* name;
+        int output;
+        Words words;
+    } cases[] = {{"a closed pipe", ends[1], {}},
+                 {"a full disk", open("/dev/full", O_WRONLY | O_CLOEXEC), {"--json"}},
+                 {"none", RunningProgram::none, {}}};
+    std::vector<std::string> expected{"q1"};
+    for (const auto& [name, output, more] : cases) {
+        SCOPED_TRACE(name);
+        Words words{"send", id, "--source", "claude", "--wait", "60", "--note", name};
+        words.insert(words.end(), more.begin(), more.end());
+        const auto sent = RunningProgram(words, output).finish();
+        EXPECT_EQ(sent.status, 1);
+        EXPECT_THAT(sent.err, HasSubstr("Couldn't write to “standard output”"));
+        EXPECT_THAT(sent.err, HasSubstr("\nThe message was received."));
+        EXPECT_EQ(pendingState(), "nothing");
+        EXPECT_EQ(questions().size(), expected.size() + 1);
+        expected = questions();
+        if (output >= 0) close(output);
+    }
 }
 
 TEST_F(RelayCommandLine, OnlyWhatSurelyWasNotInsertedIsSentAgain) {

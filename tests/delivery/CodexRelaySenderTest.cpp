@@ -2,6 +2,7 @@
 
 #include "reading/DeliveryFixture.h"
 
+#include "Orvel/delivery/CodexMessage.h"
 #include "Orvel/delivery/CodexRelaySender.h"
 #include "Orvel/reading/AgentTool.h"
 #include "SavedTransfers.h"
@@ -13,7 +14,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto payload = "--look\nat this \n"; // To be passed on to the last byte.
+constexpr auto payload = "look\nat this \n"; // To be passed on to the last byte.
 
 class CodexRelaySenderTest : public DeliveryTest {
   protected:
@@ -58,13 +59,13 @@ class CodexRelaySenderTest : public DeliveryTest {
         bool canRetry = false;
     };
 
-    Sent send() {
+    Sent send(const std::string& message = payload) {
         const CodexRelaySender::LifecycleFailure note = [this](const std::string& text) {
             late.push_back(text);
         };
         Sent sent;
         TaskScope scope;
-        scope.start(noteSend(sender->send(savedTransfer(payload), reference, note), sent));
+        scope.start(noteSend(sender->send(savedTransfer(message), reference, note), sent));
         loop.runFor(sendTime);
         return sent;
     }
@@ -184,15 +185,20 @@ TEST_F(CodexRelaySenderTest, OnceTheToolHasRunNothingMayBeRepeated) {
     }
 }
 
-TEST_F(CodexRelaySenderTest, AToolThatCannotBeStartedIsToldAsItIs) {
+TEST_F(CodexRelaySenderTest, NothingIsHandedOverByAToolThatCannotBeStarted) {
+    const std::string words =
+        "Codex could not be started, so nothing was sent. If that stays so, copy the saved message.\n";
+    const auto tooLong = send(std::string(processes.longest + 1, 'x'));
+    EXPECT_TRUE(tooLong.words.starts_with(words)) << tooLong.words;
+    EXPECT_TRUE(tooLong.canRetry);
     int starts = 0;
     processes.beforeStep = [&](std::string_view step) {
         if (step == "start" && ++starts == 2)
             throw ProcessError(ProcessError::Case::launchFailed, "No memory.");
     };
     const auto sent = send();
-    EXPECT_EQ(sent.words, "passed on: No memory.");
-    EXPECT_FALSE(sent.canRetry);
+    EXPECT_EQ(sent.words, words + "No memory.");
+    EXPECT_TRUE(sent.canRetry);
     EXPECT_EQ(processes.running(), 0);
 }
 
@@ -204,9 +210,30 @@ TEST_F(CodexRelaySenderTest, TheMessageIsOneArgumentOfItsOwn) {
     EXPECT_EQ(launch->executable, server.executable);
     EXPECT_EQ(launch->arguments,
               (std::vector<std::string>{"queue", "--thread", server.thread, "--message", payload}));
+    EXPECT_EQ(CodexMessage::arguments("-\n- x "), std::vector<std::string>{"--message=-\n- x "});
     EXPECT_EQ(launch->environment.at("PATH"),
               "/tools/bin:/opt/homebrew/bin:/usr/local/bin:/usr/bin:/bin:/tools/bin:/bin");
     EXPECT_FALSE(launch->hasPipes);
+}
+
+TEST_F(CodexRelaySenderTest, WhatNoArgumentCanHoldIsRefusedWithTheWayOut) {
+    const auto tooLong = [](const char* size, const char* limit) {
+        return std::string("The message has ") + size + " bytes, and Codex takes " + limit +
+               " at most. Choose a later start for the range, or use Copy.";
+    };
+    const struct {
+        std::string text, refusal;
+    } cases[] = {
+        {std::string(131'071, 'x'), ""},
+        {std::string(131'072, 'x'), tooLong("131,072", "131,071")},
+        {"-" + std::string(131'060, 'x'), ""}, // "--message=" stands in the same argument.
+        {"-" + std::string(131'061, 'x'), tooLong("131,062", "131,061")},
+        {std::string("a\0b", 3),
+         "The message holds a NUL character, which can't be handed to Codex. Choose a "
+         "later start for the range, or use Copy."},
+    };
+    for (const auto& [text, refusal] : cases)
+        EXPECT_EQ(CodexMessage::refusal(text, 131'071).value_or(""), refusal);
 }
 
 TEST_F(CodexRelaySenderTest, TheTurnIsWatchedToItsReplyInTheTranscript) {

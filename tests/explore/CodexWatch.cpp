@@ -45,8 +45,12 @@ class CodexWatch : public DestinationWatch {
     void see(const ChildLaunch& launch) {
         if (launch.arguments.empty() || launch.arguments.front() != "queue") return;
         if (++handovers > 1) judge.fail(Rule::writtenOnce, "handed over twice");
-        const std::vector<std::string> expected{"queue", "--thread", ExplorationDesk::codexSession,
-                                                "--message", judge.payload().value_or("")};
+        const auto text = judge.payload().value_or("");
+        std::vector<std::string> expected{"queue", "--thread", ExplorationDesk::codexSession};
+        if (text.starts_with('-'))
+            expected.push_back("--message=" + text);
+        else
+            expected.insert(expected.end(), {"--message", text});
         if (launch.arguments != expected)
             judge.fail(Rule::onlyTheMessageIsSent, "handed something else to Codex than the message");
     }

@@ -35,7 +35,10 @@ SafetyJudge::SafetyJudge(ExplorationDesk& desk, const Scenario& scenario)
 
 void SafetyJudge::watchProcess() {
     desk.orvel->watched.onFailure = [this](const RelaySendError& failure) { judgeFailure(failure); };
-    changes = desk.model().changes().subscribe([this] { judgeOffer(); });
+    changes = desk.model().changes().subscribe([this] {
+        judgeOffer();
+        noteFailures();
+    });
 }
 
 bool SafetyJudge::isNewConversation() const {
@@ -87,6 +90,12 @@ void SafetyJudge::judgeOffer() {
     wasOffered = isOffered;
 }
 
+void SafetyJudge::noteFailures() {
+    if (desk.isDead()) return;
+    for (const auto& [id, failure] : desk.model().outbox.state().transferFailures.get())
+        toldAsFailed.insert(failure.description());
+}
+
 void SafetyJudge::finish() {
     judgeMemory();
     judgeReceipts();
@@ -124,6 +133,8 @@ void SafetyJudge::judgeReceipts() {
     const auto& transfer = desk.model().ledger.state().relayState->transfers.back();
     if (!transfer.isPending() && !isThere)
         fail(Rule::receivedOnlyIfThere, "received without standing in the transcript");
+    if (!transfer.isPending() && toldAsFailed.contains(desk.model().notices.error().value_or("")))
+        fail(Rule::receivedIsNotFailed, "the error tells of a failure to deliver it");
     if (transfer.isPending() && destination->isProvable(*text))
         fail(Rule::noTransferIsLost, "arrived and still pending");
     if (transfer.isPending() && !desk.model().workspace.relay().pendingTransfer())

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,7 @@ class SafetyJudge {
   private:
     void judgeFailure(const RelaySendError& failure);
     void judgeOffer();
+    void noteFailures();
     void judgeSaved();
     void judgeMemory();
     void judgeReceipts();
@@ -62,6 +64,7 @@ class SafetyJudge {
     ChangeSignal::Subscription changes;
     int presses = 1;
     bool timesCount = true, wasOffered = false;
+    std::set<std::string> toldAsFailed; ///< In all words that Orvel used.
     std::vector<BrokenRule> found;
 };
 

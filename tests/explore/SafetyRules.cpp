@@ -37,6 +37,8 @@ constexpr RuleText rules[] = {
     {Rule::recordsAreSound, "records are sound", "The records keep the rules that hold among them."},
     {Rule::receivedOnlyIfThere, "received only if there",
      "A transfer is received only if its text stands in the destination's transcript."},
+    {Rule::receivedIsNotFailed, "received is not failed",
+     "What has been received is no longer told as failed."},
     {Rule::noTransferIsLost, "no transfer is lost",
      "In the end each transfer is received or visibly pending, and received if its text has arrived."},
     {Rule::comesToRest, "comes to rest", "Every operation ends, and then no flag of one is set."},

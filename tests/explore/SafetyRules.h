@@ -22,6 +22,7 @@ enum class Rule {
     memoryEqualsDisk,
     recordsAreSound,
     receivedOnlyIfThere,
+    receivedIsNotFailed,
     noTransferIsLost,
     comesToRest,
     noChildRemains,

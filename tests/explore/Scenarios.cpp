@@ -13,11 +13,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto note = "Please look at this.";
 constexpr auto newText = "CANARY begin here";
 
 // Orvel has a pair, with a note for the message that goes out from the desk's source.
-void pairUp(ExplorationDesk& desk) {
+void pairUp(ExplorationDesk& desk, std::string_view note = "Please look at this.") {
     RelayState state;
     const RelayStamp stamp{[] { return std::string("00000000-0000-4000-8000-000000000001"); }, 800'000'000};
     const auto pair = state.pair(desk.codexReference(), desk.claudeReference(), std::nullopt, stamp);
@@ -166,6 +165,16 @@ void messageLeftInEditor(ExplorationDesk& desk) {
 void atCodex(ExplorationDesk& desk) {
     desk.source = Agent::claude;
     pairUp(desk);
+}
+
+void hyphenToCodex(ExplorationDesk& desk) {
+    desk.source = Agent::claude;
+    pairUp(desk, "- Please look at this.\n-h");
+}
+
+void tooMuchForCodex(ExplorationDesk& desk) {
+    desk.source = Agent::claude;
+    pairUp(desk, std::string(131'072, 'x'));
 }
 
 // Another program holds the conversation, and takes what is queued for it.
@@ -371,6 +380,22 @@ constexpr Scenario scenarios[] = {
      .afterwards = userRetriesClaudeCode,
      .destination = claudeCode,
      .watching = 3s},
+    {.name = "a hyphen into Codex",
+     .about = "a send of a text that begins as an option does",
+     .prepare = hyphenToCodex,
+     .work = sendRelay,
+     .afterwards = userRetries,
+     .destination = codexQueue,
+     .watching = 3s,
+     .coarseness = 12},
+    {.name = "too much for Codex",
+     .about = "a send of more than the command takes, which is not even saved",
+     .prepare = tooMuchForCodex,
+     .work = sendRelay,
+     .ending = Ending::stillAbsent,
+     .destination = codexQueue,
+     .coarseness = 12,
+     .says = "Codex takes 131,071 at most."},
 };
 
 } // namespace

@@ -4,6 +4,8 @@
 
 #include "OrvelCore/files/FileError.h"
 
+#include <fstream>
+
 namespace orvel {
 namespace {
 
@@ -63,6 +65,12 @@ TEST_F(RelaySessionTest, ADraftThatCannotBeSavedIsToldAndKeptInTheWindow) {
     desktop.loop.run();
     EXPECT_EQ(errorText(), "Couldn't save “" + statePath() + "”: No space left on device.");
     EXPECT_TRUE(model().ledger.hasUnsavedDraft());
+    EXPECT_EQ(session().instruction.get(), "unsaved");
+    for (const auto source : {Agent::claude, Agent::codex}) {
+        model().workspace.openPair(*model().workspace.relay().activePair(), source);
+        desktop.loop.run();
+        EXPECT_TRUE(model().ledger.hasUnsavedDraft());
+    }
     EXPECT_EQ(session().instruction.get(), "unsaved");
     failSaving(false);
     model().workspace.setInstruction("saved");
@@ -160,7 +168,10 @@ TEST_F(RelaySessionTest, ACopyIsSavedBeforeTheClipboardIsTouchedAndEndsWithItsRe
 TEST_F(RelaySessionTest, ASendIsSavedThenDeliveredThenTurnsTheRelayRound) {
     pairUp(Agent::codex);
     model().workspace.setInstruction("look");
+    int saves = 0;
+    desktop.files.afterReplacing = [&](const std::string& path) { saves += path == statePath(); };
     claude.during = [&] {
+        EXPECT_EQ(saves, 1) << "a second save could fail and leave the message undelivered";
         EXPECT_EQ(*stateOnDisk().transfers.back().payload, claude.sent.back());
         EXPECT_EQ(stateOnDisk().transfers.back().retryable, false);
         EXPECT_EQ(statusTitle(), "Sending to Claude…");
@@ -254,11 +265,30 @@ TEST_F(RelaySessionTest, ARetryFirstLooksWhetherTheMessageHasArrived) {
     EXPECT_EQ(session().instruction.get(), "next");
 }
 
+TEST_F(RelaySessionTest, AMessageOfInstructionsOnlyIsSentAgain) {
+    pairUp(Agent::codex);
+    copy();
+    arriveInClaude(*desktop.pasteboard.text);
+    checkReceipts();
+    model().workspace.setInstruction("And now?"); // There are no new messages.
+    failToSend(true);
+    EXPECT_EQ(*state().transfers.back().payload, "And now?");
+    send();
+    EXPECT_EQ(claude.sent, (std::vector<std::string>{"And now?", "And now?"}));
+    EXPECT_EQ(errorText(), "");
+}
+
 TEST_F(RelaySessionTest, ARetryWhoseSourceHasGrownIsRefused) {
     pairUp(Agent::codex);
     failToSend(true);
+    EXPECT_TRUE(workspaceSnapshot(model().view()).canSend);
     goOnInCodex();
     checkReceipts();
+    const auto snapshot = workspaceSnapshot(model().view());
+    EXPECT_EQ(snapshot.transferStanding, TransferStanding::outdated);
+    EXPECT_FALSE(snapshot.canSend || snapshot.state.canRetry);
+    EXPECT_EQ(snapshot.statusLine, std::nullopt) << "it advised Retry";
+    EXPECT_EQ(snapshot.statusTitle(), "Not sent");
     send();
     EXPECT_EQ(errorText(), "Couldn't verify the original range of the saved message. Nothing will be resent. "
                            "Review the saved message.");
@@ -340,14 +370,42 @@ TEST_F(RelaySessionTest, AFailedDeliveryIsFollowedByALookForItsReceipt) {
     model().outbox.sendRelay();
     desktop.loop.run();
     EXPECT_FALSE(onlyTransfer().isPending());
+    EXPECT_EQ(errorText(), "") << "it has not failed";
+    EXPECT_TRUE(model().outbox.state().transferFailures->empty());
+    EXPECT_EQ(model().notices.status(),
+              "The message has arrived: it stands in the destination's transcript.");
+}
+
+TEST_F(RelaySessionTest, WhatCodexCannotTakeIsRefusedBeforeItIsSaved) {
+    claudeTranscript.ask("long").answer(std::string(131'072, 'x'));
+    writeTranscripts();
+    pairUp(Agent::claude);
+    const auto shown = workspaceSnapshot(model().view());
+    EXPECT_FALSE(shown.canSend);
+    EXPECT_TRUE(shown.canCopy);
+    ASSERT_TRUE(shown.refusal);
+    EXPECT_THAT(*shown.refusal, testing::HasSubstr("Codex takes 131,071 at most. Choose a later start"));
+    send();
+    EXPECT_EQ(errorText(), *shown.refusal);
+    EXPECT_TRUE(state().transfers.empty());
+    copy();
+    EXPECT_EQ(desktop.pasteboard.text->size(), shown.previewSize);
+    EXPECT_EQ(onlyTransfer().retryable, std::nullopt);
+
+    pairUp(Agent::codex); // Claude takes it.
+    EXPECT_EQ(workspaceSnapshot(model().view()).refusal, std::nullopt);
 }
 
 TEST_F(RelaySessionTest, ADeliveryWhoseRecordCannotBeSavedStaysPendingUntilItsReceipt) {
     pairUp(Agent::codex);
     claude.during = [&] { failSaving(); };
     send();
-    EXPECT_TRUE(errorText().starts_with("Couldn't save")) << errorText();
+    EXPECT_TRUE(
+        errorText().starts_with("The message was handed over to Claude, but that could not be saved. Do not "
+                                "send it again.\nCouldn't save"))
+        << errorText();
     EXPECT_EQ(model().notices.status(), "The message is kept. Recover with Retry or Copy saved message.");
+    EXPECT_EQ(workspaceSnapshot(model().view()).transferStanding, TransferStanding::checking);
     EXPECT_FALSE(model().outbox.canSendRelay());
     failSaving(false);
     arriveInClaude(claude.sent.front());
@@ -387,17 +445,46 @@ TEST_F(RelaySessionTest, SubmittingALeftDraftCountsOnlyWithItsReceipt) {
         failToSend(false);
         claude.failure = failure;
         const auto payload = *onlyTransfer().payload;
-        const auto sendError = errorText();
         if (arrivesBefore) arriveInClaude(payload);
         if (arrivesDuring) claude.during = [&] { arriveInClaude(payload); };
         model().outbox.submitExistingClaudeDraft();
         desktop.loop.run();
         EXPECT_EQ(model().notices.status(), status);
-        EXPECT_EQ(errorText(), arrivesBefore ? sendError : error);
+        EXPECT_EQ(errorText(), error);
         EXPECT_EQ(claude.submitted.size(), arrivesBefore ? 0U : 1U);
         EXPECT_EQ(onlyTransfer().isPending(), !arrivesBefore && !arrivesDuring);
         EXPECT_EQ(onlyTransfer().retryable.value_or(false), false);
     }
+}
+
+TEST_F(RelaySessionTest, SubmittingALeftDraftThatFailsAtItsBeginningIsRecordedToo) {
+    struct Case {
+        const char* words;
+        std::function<void()> arrange;
+    };
+    for (const auto& [words, arrange] :
+         std::vector<Case>{{"Couldn't save “", [&] { failSaving(); }},
+                           {"Couldn't read “",
+                            [&] { std::filesystem::remove_all(folder.path("home/.claude/projects")); }}}) {
+        SCOPED_TRACE(words);
+        crash();
+        std::filesystem::remove(statePath());
+        failSaving(false);
+        writeTranscripts();
+        pairUp(Agent::codex);
+        failToSend(true);
+        arrange();
+        model().outbox.submitExistingClaudeDraft();
+        desktop.loop.run();
+        EXPECT_TRUE(claude.submitted.empty());
+        EXPECT_TRUE(errorText().starts_with(words)) << errorText();
+        ASSERT_TRUE(model().outbox.state().failureOf(onlyTransfer().id));
+        EXPECT_EQ(model().outbox.state().failureOf(onlyTransfer().id)->text, errorText());
+        EXPECT_EQ(model().notices.status(),
+                  "Delivery could not be confirmed. The saved message is kept; no automatic resend.");
+        EXPECT_TRUE(model().outbox.state().mayRetry(onlyTransfer())) << "still nothing was inserted";
+    }
+    failSaving(false);
 }
 
 TEST_F(RelaySessionTest, SubmittingALeftDraftStopsWhenTheSelectionChanges) {
@@ -460,6 +547,20 @@ TEST_F(RelaySessionTest, ALookAtTheEditorInClaudeIsToldWithoutContent) {
     EXPECT_THAT(told, testing::ElementsAre("Claude Code structural diagnostics (no content)\nCharacters=0",
                                            "Unreadable."));
     EXPECT_EQ(desktop.applications.activations, 2);
+
+    // It and a send keep out of each other's way.
+    model().outbox.diagnoseRelayComposer([&](const std::string& text) { told.push_back(text); });
+    EXPECT_FALSE(model().outbox.canSendRelay());
+    model().outbox.sendRelay();
+    desktop.loop.run();
+    EXPECT_EQ(told.size(), 3U);
+    EXPECT_TRUE(claude.sent.empty());
+    claude.failure.reset();
+    model().outbox.sendRelay();
+    model().outbox.diagnoseRelayComposer([&](const std::string& text) { told.push_back(text); });
+    desktop.loop.run();
+    EXPECT_EQ(claude.sent.size(), 1U);
+    EXPECT_EQ(told.size(), 3U);
 }
 
 // Receipts
@@ -515,11 +616,51 @@ TEST_F(RelaySessionTest, AReceiptThatCannotBeSavedChangesNothing) {
     failSaving();
     checkReceipts();
     EXPECT_TRUE(onlyTransfer().isPending());
-    EXPECT_TRUE(model().notices.status().starts_with("Couldn't save"));
+    EXPECT_TRUE(model().notices.status().starts_with(
+        "The message has arrived, but its receipt could not be saved.\nCouldn't save"));
+    EXPECT_EQ(workspaceSnapshot(model().view()).transferStanding, TransferStanding::receiptUnsaved);
     EXPECT_FALSE(model().receipts.isChecking());
+    model().notices.say("quiet");
+    checkReceipts();
+    EXPECT_EQ(model().notices.status(), "quiet") << "told once";
     failSaving(false);
     checkReceipts();
     EXPECT_FALSE(onlyTransfer().isPending());
+    EXPECT_TRUE(model().outbox.state().receiptProblems->empty());
+}
+
+TEST_F(RelaySessionTest, ABrokenDestinationKeepsNoOtherMessageFromItsReceipt) {
+    constexpr auto secondID = "01a1fd20-0000-7000-8000-000000000009";
+    const auto write = [&](const std::string& id, const char* question) {
+        folder.write(
+            "home/.codex/sessions/2026/11/rollout-" + id + ".jsonl",
+            CodexTranscript({.id = id, .workingDirectory = "/code"}).ask(question).answer("a").text());
+    };
+    write(secondID, "q");
+    pairUp(Agent::claude);
+    copy();
+    const auto broken = onlyTransfer().id;
+    const auto firstPair = *model().workspace.relay().activePair();
+    for (const auto& reference : model().catalogue.state().catalog.get())
+        if (reference.agent == Agent::codex && reference.sessionID != firstPair.codex.sessionID)
+            model().workspace.chooseSource(reference);
+    desktop.loop.run();
+    model().links.chooseEndpoint(found(Agent::claude));
+    desktop.loop.run();
+    copy();
+    ASSERT_EQ(state().transfers.size(), 2U) << errorText();
+    arriveInClaude(*desktop.pasteboard.text);
+    // The destination of the first message no longer holds what was its last message.
+    CodexTranscript another({.id = firstPair.codex.sessionID, .workingDirectory = "/code"});
+    std::ofstream(firstPair.codex.transcriptPath) << another.ask("another").answer("past").text();
+    checkReceipts();
+    EXPECT_FALSE(state().transfers.back().isPending());
+    EXPECT_TRUE(state().transfers.find(broken)->isPending());
+    EXPECT_THAT(model().notices.status(), testing::HasSubstr("The last transfer position was not found"));
+    EXPECT_TRUE(model().outbox.state().receiptProblemOf(broken));
+    model().notices.say("quiet");
+    for (int pass = 0; pass < 2; ++pass) checkReceipts();
+    EXPECT_EQ(model().notices.status(), "quiet") << "told once";
 }
 
 TEST_F(RelaySessionTest, AQuietPassTellsTheScreensNothingButItself) {

@@ -36,7 +36,7 @@ struct Rooms {
     WorkspaceState workspace{changes};
     OpenRelay relay{workspace, ledger};
     MessageOperation operation{changes};
-    OutboxState outbox{changes, operation};
+    OutboxState outbox{changes, operation, 131'071};
     std::map<std::string, MainLoop::Duration> turns;
     Observable<bool> isChecking{changes};
 };
@@ -50,6 +50,7 @@ TEST(TransferStanding, IsToldAlikeEverywhere) {
         RelayTransfer transfer;
         std::optional<DeliveryFailure> failure;
         bool isSending = false;
+        std::optional<ReceiptProblem> problem = {};
     };
     const auto saved = [](std::optional<Mode> mode, std::optional<bool> retryable) {
         RelayTransfer transfer{.id = "T", .pairID = "P"};
@@ -60,6 +61,8 @@ TEST(TransferStanding, IsToldAlikeEverywhere) {
     auto received = saved(Mode::submitted, false);
     received.status = RelayTransfer::Status::received;
     const DeliveryFailure uncertain{"It broke.", false, "transfer=1"};
+    const DeliveryFailure handedOver{.text = "It could not be saved.", .wasHandedOver = true};
+    const ReceiptProblem gone{"The place is gone."}, seen{"It could not be saved.", true};
     const std::vector<Row> rows{
         {"waitingForPaste", "waitingForPaste", "Waiting for paste", saved(Mode::copied, std::nullopt), {}},
         {"unconfirmed", "delivering", "Sending to Claude…", saved(Mode::copied, false), {}, true},
@@ -67,15 +70,20 @@ TEST(TransferStanding, IsToldAlikeEverywhere) {
         {"unconfirmed", "unconfirmed", "Delivery unconfirmed", saved(Mode::copied, false), uncertain},
         {"mayBeRetried", "mayBeRetried", "Not sent", saved(Mode::copied, true), {}},
         {"mayBeRetried", "mayBeRetried", "Not sent", saved(Mode::copied, true), uncertain},
+        {"unconfirmed", "checking", "Delivery unconfirmed", saved(Mode::copied, false), handedOver},
+        {"checking", "checking", "Delivery unconfirmed", saved(Mode::submitted, false), {}, false, gone},
+        {"checking", "receiptUnsaved", "Receipt not saved", saved(Mode::submitted, false), {}, false, seen},
+        {"mayBeRetried", "receiptUnsaved", "Receipt not saved", saved(Mode::copied, true), {}, false, seen},
         {"checking", "checking", "Checking delivery…", saved(Mode::submitted, false), {}},
         {"checking", "checking", "Checking delivery…", saved(std::nullopt, std::nullopt), {}},
         {"received", "received", "Up to date", received, {}},
     };
-    for (const auto& [name, inRun, title, transfer, failure, isSending] : rows) {
+    for (const auto& [name, inRun, title, transfer, failure, isSending, problem] : rows) {
         SCOPED_TRACE(std::string(name) + ", " + title);
         Rooms rooms;
         rooms.hold(transfer);
         if (failure) rooms.outbox.transferFailures = {{"T", *failure}};
+        if (problem) rooms.outbox.receiptProblems = {{"T", *problem}};
         std::optional<MessageOperation::Guard> sending;
         if (isSending) sending.emplace(rooms.operation.begin(MessageOperation::Kind::sending));
 
@@ -85,11 +93,26 @@ TEST(TransferStanding, IsToldAlikeEverywhere) {
         EXPECT_EQ(nameOf(*snapshot.transferStanding), inRun);
         EXPECT_EQ(snapshot.statusTitle(), title);
         EXPECT_EQ(snapshot.waitingForPaste, std::string_view(inRun) == "waitingForPaste");
-        EXPECT_EQ(snapshot.pendingFailure, failure ? std::optional(failure->text) : std::nullopt);
+        EXPECT_EQ(snapshot.pendingFailure, problem   ? std::optional(problem->text)
+                                           : failure ? std::optional(failure->text)
+                                                     : std::nullopt);
         EXPECT_EQ(snapshot.pendingAttempt, failure ? failure->attempt : std::nullopt);
         const auto links = sidebarLinks(rooms.view());
         ASSERT_EQ(links.size(), 1U);
         EXPECT_EQ(links[0].standing, snapshot.transferStanding);
+    }
+}
+
+TEST(TransferStanding, AdvisesRetryOnlyWhereItIsPossibleAndPastingWhereNothingWasTried) {
+    using enum TransferStanding;
+    for (const auto standing : {delivering, mayBeRetried, outdated, waitingForPaste, unconfirmed, checking,
+                                receiptUnsaved, received}) {
+        SCOPED_TRACE(nameOf(standing));
+        EXPECT_EQ(remedyOf(standing) == TransferRemedy::retryOrCopy, standing == mayBeRetried);
+        EXPECT_EQ(remedyOf(standing) == TransferRemedy::lookThenCopy, standing == unconfirmed);
+        EXPECT_TRUE(situationOf(standing).starts_with("The message ")) << situationOf(standing);
+        EXPECT_EQ(situationOf(standing).find("nothing was inserted") != std::string_view::npos,
+                  standing == mayBeRetried || standing == outdated);
     }
 }
 

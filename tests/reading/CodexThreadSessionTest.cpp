@@ -101,6 +101,11 @@ TEST_F(CodexThreadSessionTest, EndsAConnectionThatDoesNotGoAsItShould) {
         return answers("thread/resume",
                        Server::error(code, "thread " + id + " already has an active writer"));
     };
+    const auto refused = [](const std::string& reason) {
+        return "invalid: Codex could not open this conversation. It may have been archived or deleted there. "
+               "Codex says: “" +
+               reason + "”";
+    };
     const Json idle{{"type", "idle"}}, active{{"type", "active"}}, failed{{"type", "systemError"}};
     const struct {
         const char* name;
@@ -143,7 +148,12 @@ TEST_F(CodexThreadSessionTest, EndsAConnectionThatDoesNotGoAsItShould) {
          "activeWriter: This Codex conversation is open through another connection and could not be loaded. "
          "Nothing was sent." +
              resumeStage},
-        {"another writer of another conversation", activeWriter(-32600, "x"), invalid + resumeStage},
+        {"another writer of another conversation", activeWriter(-32600, "x"),
+         refused("thread x already has an active writer") + resumeStage},
+        {"an archived conversation", answers("thread/resume", Server::error(-32600, "no such thread")),
+         refused("no such thread") + resumeStage},
+        {"a lecture", answers("thread/resume", Server::error(-32600, std::string(301, 'x'))),
+         invalid + resumeStage},
         {"another writer by another code", activeWriter(-32601, Server::thread), invalid + resumeStage},
         {"no thread", thread(Json::object()), notIdle},
         {"another thread", resumed("other", idle), notIdle},

@@ -190,12 +190,29 @@ const Look looks[] = {
          test.open();
      },
      "Not sent", "Retry to Claude", true, false, notDelivered, true,
-     "It was not delivered. Retry sends exactly the saved message."},
+     "The message is saved, and nothing was inserted. Retry sends exactly the saved message"},
     {"FailedAndRetryable", [](auto& test) { test.failToSend(true); }, "Not sent", "Retry to Claude", true,
      false, notDelivered, true, "The window vanished."},
     {"FailedAndUnconfirmed", [](auto& test) { test.failToSend(false); }, "Delivery unconfirmed",
      "Retry to Claude", false, false, notDelivered, true,
-     "It may have reached Claude, so Orvel does not send it again."},
+     "Whether it was inserted is not known, so it is not sent again. Look in Claude: if it is not there, "
+     "copy"},
+    {"SourceWentOnBehindAFailure",
+     [](auto& test) {
+         test.state.setRetryable(test.prepare(Agent::codex), true);
+         test.codexTranscript.ask("q2").answer("a2");
+         test.write();
+         test.open();
+     },
+     "Not sent", "Retry to Claude", false, false, notDelivered, true,
+     "it can't be sent again as it stands. Copy the saved message and paste it into Claude."},
+    {"TooLongForCodex",
+     [](auto& test) {
+         test.openPair();
+         test.trigger(qtText("Turn the relay round"));
+         test.type(qtText("Instructions"), QString(131'072, QLatin1Char('x')));
+     },
+     "Ready", "Send to Codex", false, true, "", false, "Codex takes 131,071 at most. Choose a later start"},
     {"NoteForTheNext",
      [](auto& test) {
          test.openSubmitted(Agent::codex);

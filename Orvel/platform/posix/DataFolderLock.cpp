@@ -1,5 +1,6 @@
 #include "Orvel/platform/posix/DataFolderLock.h"
 
+#include "Orvel/platform/posix/Leftovers.h"
 #include "Orvel/platform/posix/PrivateFolder.h"
 #include "OrvelCore/files/FileError.h"
 #include "OrvelCore/files/FilePath.h"
@@ -25,7 +26,11 @@ constexpr std::string_view locking = "lock";
 Descriptor opened(const std::string& path) {
     constexpr int always = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
     int number = open(path.c_str(), O_RDWR | O_CREAT | always, 0600);
-    if (number < 0 && (errno == EACCES || errno == EROFS)) number = open(path.c_str(), O_RDONLY | always);
+    if (const int refused = errno; number < 0 && (refused == EACCES || refused == EROFS)) {
+        number = open(path.c_str(), O_RDONLY | always);
+        if (number < 0 && errno == ENOENT)
+            errno = refused; // That it can't be made is what stands in the way.
+    }
     if (number < 0) throw FileError::fromErrno(errno, locking, path);
     return Descriptor(number);
 }
@@ -74,6 +79,8 @@ DataFolderLock::DataFolderLock(const std::string& dataFolder, std::string_view p
                               holder(file).value_or("another program") + ". Nothing was changed.");
     }
     writeHolder(file, std::string(program) + ' ' + std::to_string(getpid()) + '\n');
+    for (const auto* name : {"relay-state.json", "recent-conversations.json"})
+        removeLeftovers(joinedPath(dataFolder, name));
 }
 
 DataFolderLock::~DataFolderLock() {

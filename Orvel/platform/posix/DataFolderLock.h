@@ -19,8 +19,9 @@ class DataFolderInUse : public Failure {
 /// ever locked, never replaced; what it says is for people.
 class DataFolderLock {
   public:
-    /// Makes the folder where it is missing. `program` is the name by which others are told of the holder.
-    /// Never waits. Throws DataFolderInUse, or FileError where the folder can't be locked at all.
+    /// Makes the folder where it is missing, and removes what killed saves left there. `program` is the name
+    /// by which others are told of the holder. Never waits. Throws DataFolderInUse, or FileError where the
+    /// folder can't be locked at all.
     DataFolderLock(const std::string& dataFolder, std::string_view program);
     DataFolderLock(const DataFolderLock&) = delete;
     DataFolderLock& operator=(const DataFolderLock&) = delete;

@@ -325,8 +325,9 @@ class PosixChild : public ChildProcess {
     PosixChild& operator=(const PosixChild&) = delete;
     ~PosixChild() override {
         PosixChild::closePipes();
-        if (record && !PosixChild::exitStatus()) return; // The system reaps it behind this process.
-        PosixChild::kill();
+        const bool hasEnded = PosixChild::exitStatus().has_value();
+        if (record && !hasEnded && !isEnding) return; // The system reaps it behind this process.
+        if (isEnding || !hasEnded) PosixChild::kill();
         if (!isLost) reap(process);
     }
 
@@ -335,7 +336,10 @@ class PosixChild : public ChildProcess {
         return status;
     }
 
-    void terminate() override { signal(SIGTERM); }
+    void terminate() override {
+        isEnding = true;
+        signal(SIGTERM);
+    }
 
     void kill() override {
         signal(SIGKILL);
@@ -399,7 +403,8 @@ class PosixChild : public ChildProcess {
     std::shared_ptr<Pipes> pipes;
     Descriptor record;
     std::optional<int> status;
-    bool isLost = false; ///< The number is the child's no more.
+    bool isLost = false;   ///< The number is the child's no more.
+    bool isEnding = false; ///< It was asked to end, with all that it started.
 };
 
 // What the system tells of any process.
@@ -476,6 +481,21 @@ std::unique_ptr<ChildProcess> PosixProcesses::start(const ChildLaunch& launch) {
         failLaunch(launch.executable, code);
     }
     return std::make_unique<PosixChild>(process, std::move(pipes), std::move(record));
+}
+
+std::size_t PosixProcesses::longestArgument() {
+#ifdef __linux__
+    // The kernel's MAX_ARG_STRLEN, of which the closing NUL takes one byte.
+    constexpr long pages = 32;
+    return static_cast<std::size_t>(pages * sysconf(_SC_PAGESIZE) - 1);
+#else
+    // Elsewhere only all arguments and variables together are limited.
+    constexpr std::size_t reserve = 8'192; // For the other arguments, and for the pointers to all of them.
+    std::size_t taken = reserve;
+    for (const auto& variable : environmentOf({}, environment)) taken += variable.size() + 1 + sizeof(char*);
+    const auto all = static_cast<std::size_t>(sysconf(_SC_ARG_MAX));
+    return all - std::min(taken, all);
+#endif
 }
 
 bool PosixProcesses::isExecutable(const std::string& path) {

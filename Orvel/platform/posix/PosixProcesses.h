@@ -9,9 +9,9 @@
 
 namespace orvel {
 
-/// Each child leads a process group of its own, which is killed with it; what is to live on leaves the group.
-/// On Linux a child is also killed when the thread that started it ends, however it ends: the main loop's. An
-/// unattended child leads a session of its own, and none of this ends it.
+/// Each child leads a process group of its own, which is killed with it. What a child leaves running that has
+/// ended by itself goes on. On Linux a child is also killed when the thread that started it ends, however it
+/// ends: the main loop's. An unattended child leads a session of its own, and none of this ends it.
 class PosixProcesses : public Processes {
   public:
     /// Variables by name.
@@ -23,6 +23,7 @@ class PosixProcesses : public Processes {
         : loop(loop), descriptors(descriptors), environment(std::move(environment)) {}
 
     std::unique_ptr<ChildProcess> start(const ChildLaunch& launch) override;
+    std::size_t longestArgument() override;
     bool isExecutable(const std::string& path) override;
     bool isRunning(ProcessID process, const std::string& startMark) override;
     std::optional<std::string> environmentVariable(const std::string& name) override;

@@ -1,5 +1,6 @@
 #include "Orvel/platform/posix/ReplacedFile.h"
 
+#include "Orvel/platform/posix/Leftovers.h"
 #include "Orvel/platform/posix/PrivateFolder.h"
 #include "OrvelCore/files/FileError.h"
 #include "OrvelCore/files/FilePath.h"
@@ -8,7 +9,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <utility>
 #include <vector>
 
@@ -22,8 +22,6 @@ namespace orvel {
 namespace {
 
 constexpr std::string_view saving = "save";
-constexpr std::string_view standbyMark = ".standby-";
-constexpr std::string_view randomPart = "XXXXXX";
 constexpr std::size_t blockSize = 1U << 20U;
 
 // Opens what is no link, and never waits.
@@ -123,7 +121,6 @@ void ReplacedFile::makeStandby() try {
     if (!lacksStandby()) return;
     const auto source = opened(path, O_RDONLY);
     if (Facts::of(source) != current->facts) return current.reset();
-    removeLeftovers();
     NewFile copy(path);
     std::vector<char> buffer;
     for (std::size_t at = 0; at < current->facts.size; at += blockSize)
@@ -140,23 +137,7 @@ Descriptor ReplacedFile::openFolder() {
     makePrivateFolder(folder, saving);
     Descriptor openedFolder(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!openedFolder) throw FileError::fromErrno(errno, saving, folder);
-    removeLeftovers();
     return openedFolder;
-}
-
-// What a program left that ended without its destructors.
-void ReplacedFile::removeLeftovers() {
-    if (!std::exchange(mayHaveLeftovers, false)) return;
-    const auto beginning = std::string(lastPathComponent(path)).append(standbyMark);
-    std::error_code ignored;
-    std::vector<std::filesystem::path> leftovers;
-    for (std::filesystem::directory_iterator entry(folder, ignored), end; entry != end;
-         entry.increment(ignored)) {
-        const auto name = entry->path().filename().string();
-        if (name.starts_with(beginning) && name.size() == beginning.size() + randomPart.size())
-            leftovers.push_back(entry->path());
-    }
-    for (const auto& leftover : leftovers) unlink(leftover.c_str());
 }
 
 // Locked, or nothing if it is in doubt.

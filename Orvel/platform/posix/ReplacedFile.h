@@ -77,7 +77,6 @@ class ReplacedFile {
     class NewFile;
 
     Descriptor openFolder();
-    void removeLeftovers();
     Descriptor openStandby();
     void dropStandby();
     bool replaceByStandby(const Descriptor& file, const FileContents::Tail& tail,
@@ -93,7 +92,6 @@ class ReplacedFile {
 
     std::string path, folder;
     Gate gate;
-    bool mayHaveLeftovers = true;
     std::optional<Held> current; ///< What `path` leads to, if it is large and known.
     std::optional<Standby> standby;
 };

@@ -14,6 +14,7 @@ class SampleProcesses : public Processes {
 
     /// Throws ProcessError also for a program outside the folder.
     std::unique_ptr<ChildProcess> start(const ChildLaunch& launch) override;
+    std::size_t longestArgument() override { return system.longestArgument(); }
     bool isExecutable(const std::string& path) override;
     bool isRunning(ProcessID process, const std::string& startMark) override;
     std::optional<std::string> environmentVariable(const std::string& name) override;

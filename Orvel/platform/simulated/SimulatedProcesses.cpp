@@ -256,6 +256,10 @@ std::unique_ptr<ChildProcess> SimulatedProcesses::start(const ChildLaunch& launc
     if (!launch.workingDirectory.empty() && !std::filesystem::is_directory(launch.workingDirectory))
         throw ProcessError(ProcessError::Case::launchFailed,
                            "The program could not be started in " + launch.workingDirectory);
+    for (const auto& argument : launch.arguments)
+        if (argument.size() > longest || argument.find('\0') != argument.npos)
+            throw ProcessError(ProcessError::Case::launchFailed,
+                               "An argument can't be passed on: " + launch.executable);
     launches.push_back(launch);
     if (onStart) onStart(launch);
     auto state = std::make_shared<SimulatedChildState>(*this, launch);

@@ -63,6 +63,7 @@ class SimulatedProcesses : public Processes {
     explicit SimulatedProcesses(SimulatedLoop& loop) : loop(loop) {}
 
     std::unique_ptr<ChildProcess> start(const ChildLaunch& launch) override;
+    std::size_t longestArgument() override { return longest; }
     bool isExecutable(const std::string& path) override;
     bool isRunning(ProcessID process, const std::string& startMark) override;
     std::optional<std::string> environmentVariable(const std::string& name) override;
@@ -74,6 +75,7 @@ class SimulatedProcesses : public Processes {
     std::map<std::string, std::string> environment;
     std::map<ProcessID, std::string> strangers; ///< Other running processes, with their start marks.
     std::list<ChildLaunch> launches;            ///< All that were started.
+    std::size_t longest = 131'071; ///< Bytes of an argument; a longer one, or a NUL in one, fails the start.
 
     std::size_t mostBytesPerTransfer = std::numeric_limits<std::size_t>::max();
     std::size_t pipeCapacity = 65'536; ///< How many bytes wait for a program before no more are taken.

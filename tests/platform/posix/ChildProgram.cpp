@@ -109,8 +109,13 @@ int main(int count, char** arguments) {
     } else if (task == "hold") {
         holdLifeline(arguments[2]);
         waitForTheEnd();
-    } else if (task == "leave a child") {
+    } else if (task == "leave a child") { // It ends when nobody watches its lifeline any more.
         if (fork() != 0) return 0;
+        holdLifeline(arguments[2]);
+        while (usleep(10'000) == 0) holdLifeline(arguments[2]);
+    } else if (task == "have a child") { // Which asks to be killed.
+        if (fork() != 0) waitForTheEnd();
+        std::signal(SIGTERM, SIG_IGN);
         holdLifeline(arguments[2]);
         waitForTheEnd();
     } else {

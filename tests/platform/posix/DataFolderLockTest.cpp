@@ -4,8 +4,10 @@
 #include "TemporaryFolder.h"
 #include "platform/posix/Lifeline.h"
 
+#include <algorithm>
 #include <csignal>
 #include <optional>
+#include <vector>
 
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -53,6 +55,35 @@ TEST(DataFolderLockTest, MakesWhatIsMissingAndNamesTheHolderUntilItLetsGo) {
     EXPECT_EQ(facts.st_mode & 0777, 0700U);
 }
 
+TEST(DataFolderLockTest, OnlyTheHolderRemovesWhatKilledSavesLeftAndNothingThatMayBeAPersons) {
+    const TemporaryFolder folder;
+    const std::vector<std::string> left{"relay-state.json.standby-abc123", "relay-state.json.aB3xY9",
+                                        "recent-conversations.json.standby-A1b2C3"};
+    const std::vector<std::string> kept{
+        "relay-state.json",        "relay-state.json.backup",          "relay-state.json.Before",
+        "relay-state.json.241231", "relay-state.json.old123",          "relay-state.json.aB3xY9z",
+        "relay-state.json.aB3-Y9", "relay-state.json.standby-of mine", "other.json.standby-abc123"};
+    const auto count = [&](const auto& names) {
+        return std::count_if(names.begin(), names.end(), [&](const auto& name) {
+            return std::filesystem::exists(std::filesystem::symlink_status(folder.path(name)));
+        });
+    };
+    {
+        const DataFolderLock lock(folder.path(), "orvel");
+        for (const auto& name : left) folder.write(name, "left");
+        EXPECT_NE(refusal(folder.path()), std::nullopt);
+        EXPECT_EQ(count(left), 3) << "another program may be saving";
+    }
+    for (const auto& name : kept) folder.write(name, "kept");
+    std::filesystem::create_symlink("none", folder.path("relay-state.json.standby-abc124"));
+    std::filesystem::create_hard_link(folder.path(kept[0]), folder.path("relay-state.json.aB3xY8"));
+    EXPECT_EQ(refusal(folder.path()), std::nullopt);
+    EXPECT_EQ(count(left), 0);
+    EXPECT_EQ(count(kept), 9);
+    EXPECT_EQ(count(std::vector<std::string>{"relay-state.json.standby-abc124", "relay-state.json.aB3xY8"}),
+              2);
+}
+
 TEST(DataFolderLockTest, AFileThatNamesNoLivingHolderLocksAllTheSame) {
     const auto here = std::to_string(getpid());
     const TemporaryFolder folder;
@@ -81,6 +112,22 @@ TEST(DataFolderLockTest, AFileThatCannotBeWrittenLocksAllTheSame) {
         _exit(refusal(folder.path()) == inUse(folder.path(), "another program") ? 0 : 3);
     };
     EXPECT_EXIT(lockAsAnOrdinaryUser(), testing::ExitedWithCode(0), "");
+
+    // Where it is missing and can't be made, that is what is said.
+    const auto lockWhereNothingCanBeMade = [&] {
+        constexpr uid_t somebody = 65'534;
+        std::filesystem::remove(file);
+        chmod(folder.path().c_str(), 0555);
+        if (getuid() == 0 && setuid(somebody) != 0) _exit(1);
+        try {
+            const DataFolderLock lock(folder.path(), "orvel");
+        } catch (const FileError& failure) {
+            _exit(failure.kind() == FileError::Case::noPermission ? 0 : 2);
+        }
+        _exit(3);
+    };
+    EXPECT_EXIT(lockWhereNothingCanBeMade(), testing::ExitedWithCode(0), "");
+    chmod(folder.path().c_str(), 0700);
 }
 
 TEST(DataFolderLockTest, AFolderThatCannotBeLockedIsAFailureOfItsFile) {

@@ -257,17 +257,38 @@ TEST(PosixProcessesTest, ABrokenPipeRaisesNoSignalAndOthersStayPending) {
 TEST(PosixProcessesTest, ADestroyedChildIsGoneWithItsPipesAndWithWhatItStarted) {
     World world;
     const int before = openDescriptors();
-    for (const std::string task : {"hold", "leave a child"}) {
+    for (const std::string task : {"hold", "have a child"}) {
         SCOPED_TRACE(task);
         const Lifeline lifeline;
         auto child = world.start({task, lifeline.path()});
         EXPECT_TRUE(lifeline.isHeld());
-        if (task != "hold") waitForExit(world, *child);
+        if (task != "hold") {
+            child->terminate();
+            EXPECT_EQ(waitForExit(world, *child), 128 + SIGTERM);
+        }
         child.reset();
         EXPECT_TRUE(lifeline.isLetGo());
         EXPECT_FALSE(hasChildren());
     }
     EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST(PosixProcessesTest, WhatAChildLeavesThatHasEndedByItselfGoesOn) {
+    World world;
+    const Lifeline lifeline;
+    auto child = world.start({"leave a child", lifeline.path()}, false);
+    EXPECT_EQ(waitForExit(world, *child), 0);
+    child.reset();
+    for (int looks = 0; looks < 20; ++looks) EXPECT_TRUE(lifeline.isHeld());
+}
+
+TEST(PosixProcessesTest, TheLongestArgumentArrivesAndNoLongerOne) {
+    World world;
+    const auto most = world.processes.longestArgument();
+    EXPECT_EQ(waitForExit(world, *world.start({"exit", "0", std::string(most, 'x')}, false)), 0);
+#ifdef __linux__
+    EXPECT_THROW((void)world.start({"exit", "0", std::string(most + 1, 'x')}, false), ProcessError);
+#endif
 }
 
 TEST(PosixProcessesTest, AChildReapedBySomebodyElseCountsAsEndedAndIsLeftAlone) {

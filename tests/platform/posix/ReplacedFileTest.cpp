@@ -228,15 +228,6 @@ TEST_F(ReplacedFileTest, LeavesTheFileWhenTheDiskIsFull) {
     EXPECT_EXIT(replaceInASmallWorld(), testing::ExitedWithCode(0), "");
 }
 
-TEST_F(ReplacedFileTest, RemovesWhatAnEarlierProcessLeftAndNothingElse) {
-    folder.write("file.standby-abc123", "left");
-    folder.write("file.standby-of mine", "kept");
-    folder.write("other.standby-abc123", "kept");
-    begun();
-    EXPECT_FALSE(std::filesystem::exists(folder.path("file.standby-abc123")));
-    EXPECT_EQ(folder.count(), 3U) << "its own standby goes with it";
-}
-
 TEST_F(ReplacedFileTest, TrustsAFileThatHoldsWhatItShould) {
     for (const bool isAsExpected : {true, false}) {
         auto found = version(1);

@@ -68,6 +68,7 @@ TEST_F(SimulatedCodexTest, DoesWithTheQueueCommandAsChosen) {
         int status;
     } refused[] = {{{"queue", "--thread", CodexFolder::unknown, "--message", "M"}, 1},
                    {{"queue", "--thread", plain, "--message", "-M"}, 2},
+                   {{"queue", "--thread", plain, "--message=-M"}, 0},
                    {{"exec"}, 2}};
     codex.queueEnds = true;
     for (const auto& [arguments, status] : refused) {
