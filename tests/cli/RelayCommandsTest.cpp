@@ -79,6 +79,15 @@ class RelayCommandLine : public CommandLine {
         return sending.finish();
     }
 
+    /// Whether a message is queued for the writer within a minute, which begins to work on it then.
+    static bool beginsSoon(SampleCodexWriter& writer) {
+        for (int looks = 0; looks < 6'000; ++looks) {
+            if (writer.begin(turnBegins)) return true;
+            usleep(10'000);
+        }
+        return false;
+    }
+
     std::string pendingState() const {
         const auto all = json::parse(run({"pending", "--json"}).out);
         return all.empty() ? "nothing" : all.back()["state"].get<std::string>();
@@ -265,7 +274,7 @@ TEST_F(RelayCommandLine, WhatTheCommandStoredAndFailedToSayHasArrived) {
     const auto writer = codexHome.writer(codexHome.thread(codexID).value());
     RunningProgram sending({"send", id, "--source", "claude", "--wait", "60"});
     ASSERT_TRUE(sending.says("Saved "));
-    while (!writer->begin(turnBegins)) usleep(10'000);
+    ASSERT_TRUE(beginsSoon(*writer));
     const auto ended = sending.finish();
     EXPECT_EQ(ended.status, 0);
     EXPECT_EQ(ended.err, "");
@@ -290,7 +299,11 @@ TEST_F(RelayCommandLine, WhatCannotBeToldIsDeliveredAllTheSame) {
         SCOPED_TRACE(name);
         Words words{"send", id, "--source", "claude", "--wait", "60", "--note", name};
         words.insert(words.end(), more.begin(), more.end());
-        const auto sent = RunningProgram(words, output).finish();
+        const auto writer = codexHome.writer(codexHome.thread(codexID).value());
+        RunningProgram sending(words, output);
+        ASSERT_TRUE(beginsSoon(*writer));
+        writer->finish(turnBegins + 1'000, false);
+        const auto sent = sending.finish();
         EXPECT_EQ(sent.status, 1);
         EXPECT_THAT(sent.err, HasSubstr("Couldn't write to “standard output”"));
         EXPECT_THAT(sent.err, HasSubstr("\nThe message was received."));

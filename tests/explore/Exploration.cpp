@@ -327,7 +327,7 @@ RunPlan Exploration::mixture(std::uint64_t seed) {
     std::vector<const FaultKind*> kinds;
     for (const auto& kind : allFaults())
         if (kind.fits(plan.scenario->destination) && chance.below(3) == 0) kinds.push_back(&kind);
-    if (kinds.empty()) return plan;
+    if (kinds.empty() || steps == 0) return plan; // Some work is refused before its first step.
     for (auto count = 1 + chance.below(4); count > 0; --count)
         plan.faults.push_back({kinds[chance.below(kinds.size())], 1 + chance.below(steps)});
     return plan;

@@ -268,7 +268,8 @@ TEST_F(RelaySessionTest, ARetryFirstLooksWhetherTheMessageHasArrived) {
 TEST_F(RelaySessionTest, AMessageOfInstructionsOnlyIsSentAgain) {
     pairUp(Agent::codex);
     copy();
-    arriveInClaude(*desktop.pasteboard.text);
+    claudeTranscript.ask(*desktop.pasteboard.text).answer("d2");
+    writeTranscripts();
     checkReceipts();
     model().workspace.setInstruction("And now?"); // There are no new messages.
     failToSend(true);
