@@ -27,8 +27,8 @@ _orvel_cli() {
     case $command in
     list | show) options+=" --agent" ;;
     preview) options+=" --agent --from --note" ;;
-    send) options+=" --source --from --note --wait" ;;
-    retry) options+=" --wait" ;;
+    send) options+=" --source --from --note --wait --through-claude-code" ;;
+    retry) options+=" --wait --through-claude-code" ;;
     esac
 
     COMPREPLY=()

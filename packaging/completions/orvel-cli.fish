@@ -33,5 +33,6 @@ complete -c orvel-cli -n "__fish_seen_subcommand_from relay; and not __fish_seen
 complete -c orvel-cli -n "__fish_seen_subcommand_from check" -F
 complete -c orvel-cli -n "__fish_seen_subcommand_from send" -l source -x -a "codex claude" -d "Whose conversation it comes from"
 complete -c orvel-cli -n "__fish_seen_subcommand_from send retry" -l wait -x -d "Wait so long until the message is seen"
+complete -c orvel-cli -n "__fish_seen_subcommand_from send retry" -l through-claude-code -d "Let the command claude continue the conversation"
 complete -c orvel-cli -n "__fish_seen_subcommand_from preview send" -l from -x -d "Begin at the message with this ID"
 complete -c orvel-cli -n "__fish_seen_subcommand_from preview send" -l note -x -d "Instructions, which stand before the messages"

@@ -113,7 +113,8 @@ TEST(PosixProcessesTest, AnUnattendedChildGoesOnWithoutItsOwner) {
     EXPECT_FALSE(world.processes.isRunning(*process, mark + "1"));
     kill(*process, SIGKILL);
     EXPECT_TRUE(lifeline.isLetGo());
-    EXPECT_FALSE(world.processes.isRunning(*process, mark)) << "It has ended, though nobody has reaped it.";
+    waitUntil(world,
+              [&] { return !world.processes.isRunning(*process, mark); }); // Though nobody has reaped it.
     waitpid(*process, nullptr, 0);
     EXPECT_FALSE(world.processes.isRunning(*process, mark));
     EXPECT_FALSE(world.processes.isRunning(0, ""));
