@@ -62,6 +62,8 @@ class OpenRelay {
     std::string primaryActionTitle() const;
 
     SelectedMessages selectedMessages() const;
+    /// Why there are none, if the history that the last transfer ended in is gone.
+    std::optional<std::string> lostPosition() const;
     /// What the transfer after the saved one would quote. Throws RelayError.
     std::vector<Message> nextTransferMessages(const Conversation& conversation) const;
     /// The exact text that would be relayed, formed afresh.
@@ -75,14 +77,20 @@ class OpenRelay {
     std::optional<std::string> nextRangeDescription() const;
 
   private:
-    SelectedMessages newSelection() const;
+    struct Selection {
+        SelectedMessages messages;
+        std::optional<std::string> lostPosition{};
+    };
+
+    Selection newSelection() const;
+    const Selection& currentSelection() const;
 
     /// The revisions of everything from which the selected messages follow.
     using SelectionBasis = std::array<std::uint64_t, 8>;
 
     const WorkspaceState& workspace;
     const LedgerState& records;
-    mutable std::optional<std::pair<SelectionBasis, SelectedMessages>> selection;
+    mutable std::optional<std::pair<SelectionBasis, Selection>> selection;
 };
 
 } // namespace orvel

@@ -41,6 +41,7 @@ QString progressWords(const OrvelWorkspaceSnapshot& snapshot, const QString& rec
 // What the person can do about a message that failed.
 QString adviceFor(const OrvelWorkspaceSnapshot& snapshot, const QString& receiver) {
     if (isOnItsWay(snapshot)) return {};
+    if (snapshot.pendingHint) return qtText(*snapshot.pendingHint);
     if (snapshot.state.canRetry)
         return snapshot.pendingFailure
                    ? PendingPanel::tr("Retry sends exactly the saved message.")

@@ -19,6 +19,8 @@ class CodexThreadLoaderError : public Failure {
     /// Another connection is the writer of the conversation.
     static CodexThreadLoaderError activeWriter();
     static CodexThreadLoaderError notIdle();
+    /// The conversation's last turn failed, and Codex takes nothing until it had another one.
+    static CodexThreadLoaderError lastTurnFailed();
     static CodexThreadLoaderError pipes();
     static CodexThreadLoaderError turnFailed();
 
