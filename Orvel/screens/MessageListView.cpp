@@ -35,9 +35,8 @@ QString beginning(const std::string& text, std::size_t most) {
     return qtText(std::string_view(text).substr(0, end));
 }
 
-QString machineMadeWords(MachineMade kind, Agent agent) {
-    return MessageListView::tr("%1 · written by %2's program, not by you")
-        .arg(qtText(wordsOf(kind)), qtText(label(agent)));
+QString machineMadeWords(MachineMade kind) {
+    return MessageListView::tr("%1 · not written by you").arg(qtText(wordsOf(kind)));
 }
 
 } // namespace
@@ -101,9 +100,9 @@ QString MessageListView::speaker(std::size_t row) const {
 QString MessageListView::spokenText(std::size_t row) const {
     constexpr std::size_t spoken = 2'000; // Bytes; a screen reader is no place for a whole file.
     const auto kind = machineMadeKind(row);
-    auto text = speaker(row) + QStringLiteral(": ") +
-                (kind && !unfolded.contains(row) ? machineMadeWords(*kind, conversation->source)
-                                                 : beginning(message(row).text, spoken));
+    auto text =
+        speaker(row) + QStringLiteral(": ") +
+        (kind && !unfolded.contains(row) ? machineMadeWords(*kind) : beginning(message(row).text, spoken));
     if (row == rangeStart) text += tr(" (the range starts here)");
     if (row < rangeStart) text += tr(" (before the range)");
     return text;
@@ -146,7 +145,7 @@ const MessageListView::Laid& MessageListView::laid(std::size_t row) {
 
     Laid result;
     const auto kind = machineMadeKind(row);
-    auto shown = kind && !isUnfolded ? machineMadeWords(*kind, conversation->source) : beginning(text, most);
+    auto shown = kind && !isUnfolded ? machineMadeWords(*kind) : beginning(text, most);
     shown.replace(QLatin1Char('\n'), QChar::LineSeparator);
     result.text = std::make_unique<QTextLayout>(shown, font(), this);
     QTextOption option;

@@ -26,6 +26,7 @@ bool isOnItsWay(const OrvelWorkspaceSnapshot& snapshot) {
 // What is going on, unless the message failed.
 QString progressWords(const OrvelWorkspaceSnapshot& snapshot, const QString& receiver) {
     if (isOnItsWay(snapshot)) return PendingPanel::tr("Delivering…");
+    if (snapshot.pendingHint) return {};
     switch (*snapshot.transferStanding) {
     case TransferStanding::checking: return PendingPanel::tr("Looking in %1's transcript…").arg(receiver);
     case TransferStanding::waitingForPaste:

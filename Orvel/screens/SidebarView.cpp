@@ -299,9 +299,9 @@ void SidebarView::wantNames() {
         for (const auto agent : allAgents) wanted.push_back(pair.endpoint(agent));
     };
     if (!search->text().isEmpty()) model.catalogue.readNames(model.catalogue.state().catalog.get());
-    const auto last = list->indexAt({1, list->viewport()->height() - 1});
-    const auto end = last.isValid() ? last.row() : rows->rowCount() - 1;
-    for (auto at = std::max(0, list->indexAt({1, 1}).row()); at <= end; ++at) {
+    const auto begin = std::max(0, list->indexAt({1, 1}).row());
+    const auto visible = list->viewport()->height() / std::max(1, list->sizeHintForRow(0)) + 2;
+    for (auto at = begin; at < std::min(begin + visible, rows->rowCount()); ++at) {
         const auto* row = rows->row(rows->index(at));
         if (!row) continue;
         if (row->reference) wanted.push_back(*row->reference);

@@ -100,7 +100,7 @@ TEST_F(WorkspacePresentationTest, ATranscriptThatEndsWithinATurnIsSaidToBeSilent
     };
     readAfter(1min);
     EXPECT_EQ(line(), "");
-    readAfter(3h);
+    readAfter(3h + 1min);
     EXPECT_TRUE(line().starts_with("Claude has written nothing here for 3 h")) << line();
     EXPECT_EQ(workspaceSnapshot(model().view()).statusTitle(), "Waiting for Claude");
 }
