@@ -8,6 +8,7 @@
 #include "Orvel/platform/posix/SystemClock.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/Handoff.h"
+#include "OrvelCore/conversations/MachineMadeText.h"
 #include "OrvelCore/conversations/RecentConversationsStore.h"
 #include "OrvelCore/conversations/RelayFormatter.h"
 #include "OrvelCore/files/FilePath.h"
@@ -69,6 +70,12 @@ std::string facts(const Conversation& conversation) {
     return text;
 }
 
+// In place of what an agent's program wrote under the user's name.
+std::string folded(std::string_view text, Agent agent) {
+    return fmt::format("{} bytes by {}'s program, not by you; --json prints them.", text.size(),
+                       label(agent));
+}
+
 } // namespace
 
 std::string list(const Arguments& arguments, const Places& places, const Stylist& stylist) {
@@ -78,7 +85,7 @@ std::string list(const Arguments& arguments, const Places& places, const Stylist
     const auto references = ConversationCatalog::discover(roots, places.folders.claudeDesktop);
     if (arguments.json) return linesOf(references);
     TextTable table;
-    const SidebarContents contents({}, {}, references, {});
+    const SidebarContents contents({}, {}, references, {}, readNames(references));
     for (const auto& row : contents.rows())
         table.add({agentCell(row.agent),
                    timeCell(row.date),
@@ -99,10 +106,16 @@ std::string show(const Arguments& arguments, const Places& places, const Stylist
     const auto agentStyle = agentCell(conversation.source).style;
     for (const auto& message : conversation.messages) {
         const bool isAgent = message.role == "assistant";
+        const auto kind = isAgent ? std::nullopt : machineMade(conversation.source, message.text);
         text += "\n";
-        text +=
-            stylist(isAgent ? agentStyle : TextStyle::strong, isAgent ? label(conversation.source) : "You");
+        text += stylist(isAgent ? agentStyle : TextStyle::strong, isAgent ? label(conversation.source)
+                                                                  : kind  ? wordsOf(*kind)
+                                                                          : "You");
         text += "  " + stylist(TextStyle::faint, visibleLine(message.id)) + "\n";
+        if (kind) {
+            text += stylist(TextStyle::faint, folded(message.text, conversation.source)) + "\n";
+            continue;
+        }
         text += visibleText(message.text);
         if (!message.text.ends_with('\n')) text += "\n";
     }

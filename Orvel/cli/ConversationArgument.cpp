@@ -2,6 +2,7 @@
 
 #include "Orvel/cli/CommandFailure.h"
 #include "Orvel/cli/TerminalDesktop.h"
+#include "Orvel/model/ReadNames.h"
 #include "Orvel/reading/ConversationReader.h"
 #include "Orvel/runtime/Task.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
@@ -90,7 +91,8 @@ NamedConversation readConversation(const std::string& fileOrID, std::optional<Ag
     const auto reference =
         agent ? ConversationCatalog::resolve(*agent, fileOrID, ConversationCatalog::list(places.folders))
               : resolve(fileOrID, places.folders);
-    return {readReference(reference, places), reference.title, reference.transcriptPath};
+    return {readReference(reference, places), shownTitle(reference, readNames(std::span(&reference, 1))),
+            reference.transcriptPath};
 }
 
 ConversationReference referenceNamed(const std::string& id, Agent agent,

@@ -3,13 +3,13 @@
 #include "Orvel/delivery/DeliveryAttempt.h"
 #include "Orvel/reading/AgentTool.h"
 #include "Orvel/reading/ClaudeCodeSessions.h"
+#include "OrvelCore/conversations/ConversationNames.h"
 #include "OrvelCore/relay/RelaySendError.h"
 
 #include <array>
 #include <charconv>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 
 #include <fmt/format.h>
@@ -63,16 +63,6 @@ std::string reasonIn(const std::string& output) {
     return reason.size() > maximumReason ? "" : "\n" + reason;
 }
 
-// TEMPORARY
-std::optional<std::string> folderIn(const std::string& transcript) {
-    std::ifstream file(transcript);
-    for (std::string line; std::getline(file, line);) {
-        const auto record = nlohmann::json::parse(line, nullptr, false);
-        if (record.is_object() && record.contains("cwd")) return record["cwd"].get<std::string>();
-    }
-    return std::nullopt;
-}
-
 bool isFolder(const std::string& path) {
     std::error_code ignored;
     return std::filesystem::is_directory(path, ignored);
@@ -98,11 +88,12 @@ Task<void> ClaudeCodeRelaySender::send(SavedTransfer transfer, ConversationRefer
             throw RelaySendError("This conversation has branches, and Claude Code would continue only one of "
                                  "them. Nothing was sent.");
         const auto folder = co_await freeFolder(to);
-        auto child = processes.start({.executable = tool,
-                                      .arguments = {"-p", "--resume", to.sessionID, "--output-format", "json"},
-                                      .environment = toolEnvironment(tool, processes),
-                                      .workingDirectory = folder,
-                                      .unattendedInput = *transfer->payload});
+        auto child =
+            processes.start({.executable = tool,
+                             .arguments = {"-p", "--resume", to.sessionID, "--output-format", "json"},
+                             .environment = toolEnvironment(tool, processes),
+                             .workingDirectory = folder,
+                             .unattendedInput = *transfer->payload});
         attempt.textMayBeInserted();
         const auto outcome = co_await awaitRecord(*child, to, isReceived);
         const auto status = child->exitStatus();
@@ -152,7 +143,7 @@ Task<std::string> ClaudeCodeRelaySender::freeFolder(ConversationReference to) {
         std::vector<ClaudeCodeSession> sessions;
     };
     const auto look = [to, claude = folders.claude] {
-        OnDisk found{.folder = to.workingDirectory ? to.workingDirectory : folderIn(to.transcriptPath),
+        OnDisk found{.folder = to.workingDirectory ? to.workingDirectory : ConversationNames::read(to).folder,
                      .sessions = ClaudeCodeSessions::read(claude)};
         found.isThere = found.folder && isFolder(*found.folder);
         return found;

@@ -31,7 +31,7 @@ std::string CatalogueState::conversationTitle(const ConversationReference& refer
         if (thread != codexThreadTitles->end()) return thread->second;
     }
     const auto known = entry(reference.agent, reference.sessionID, reference.transcriptPath);
-    return known ? known->title : reference.title;
+    return shownTitle(known.value_or(reference), readNames);
 }
 
 Catalogue::Catalogue(const ChangeSignal& changes, Notices& notices, MainLoop& loop, FileStore& files,
@@ -61,6 +61,31 @@ Task<void> Catalogue::discover() {
     held.catalog = std::move(found.catalog);
     held.codexThreadTitles = std::move(found.codexThreadTitles);
     onDiscovered();
+}
+
+void Catalogue::readNames(std::span<const ConversationReference> wanted) {
+    for (const auto& reference : wanted) {
+        if (!ConversationNames::areMissing(reference)) continue;
+        const auto known = wantedWhen.find(reference.transcriptPath);
+        if (known != wantedWhen.end() && known->second == reference.modifiedAt) continue;
+        wantedWhen[reference.transcriptPath] = reference.modifiedAt;
+        wantedNames.push_back(reference);
+    }
+    if (!wantedNames.empty() && !isReadingNames) tasks.start(readWantedNames());
+}
+
+Task<void> Catalogue::readWantedNames() {
+    constexpr std::ptrdiff_t atOnce = 128;
+    const WhileTrue reading(isReadingNames);
+    while (!wantedNames.empty()) {
+        const auto begin =
+            wantedNames.end() - std::min(atOnce, static_cast<std::ptrdiff_t>(wantedNames.size()));
+        const auto read = [batch = std::vector(begin, wantedNames.end())] { return orvel::readNames(batch); };
+        wantedNames.erase(begin, wantedNames.end());
+        auto all = co_await loop.background(read);
+        for (const auto& [path, names] : held.readNames.get()) all.try_emplace(path, names);
+        held.readNames = std::move(all);
+    }
 }
 
 void Catalogue::recordRecent(const Conversation& opened, const std::string& path, Agent source) {

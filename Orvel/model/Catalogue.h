@@ -2,6 +2,7 @@
 // The conversations of this machine: those that discovery found, their names, and those that were opened
 // last.
 
+#include "Orvel/model/ReadNames.h"
 #include "Orvel/runtime/MainLoop.h"
 #include "Orvel/runtime/Observable.h"
 #include "Orvel/runtime/Task.h"
@@ -14,8 +15,10 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace orvel {
@@ -27,11 +30,13 @@ struct CatalogueState {
     explicit CatalogueState(const ChangeSignal& changes)
         : catalog(changes),
           codexThreadTitles(changes),
+          readNames(changes),
           isDiscovering(changes),
           recentConversations(changes) {}
 
     Observable<std::vector<ConversationReference>> catalog; ///< The last discovery, newest first.
     Observable<std::map<std::string, std::string>> codexThreadTitles;
+    Observable<ReadNames> readNames; ///< As far as somebody wanted them.
     Observable<bool> isDiscovering;
     Observable<std::vector<RecentConversation>> recentConversations;
 
@@ -40,7 +45,7 @@ struct CatalogueState {
                                                std::string_view path) const;
 
     /// The best name known for the conversation: what Codex calls the thread, else what the catalogue says,
-    /// else its own title.
+    /// else its own title; and where that is none, what was read in the transcript.
     std::string conversationTitle(const ConversationReference& reference) const;
 };
 
@@ -59,6 +64,11 @@ class Catalogue {
     /// One runs at a time.
     void discoverConversations();
 
+    /// Reads in the background what those of the conversations that have no title, or no folder, are called
+    /// in their transcripts. What was read since they last changed is not read again; what was asked for last
+    /// comes first.
+    void readNames(std::span<const ConversationReference> wanted);
+
     /// Puts a conversation that was opened at the head of the recent ones.
     void recordRecent(const Conversation& opened, const std::string& path, Agent source);
     void removeRecent(std::string_view id);
@@ -70,6 +80,7 @@ class Catalogue {
     using Recents = RecentConversationsStore;
 
     Task<void> discover();
+    Task<void> readWantedNames();
     Task<void> changeRecents(std::function<Recents::Change(const Recents&)> change, std::string complaint);
 
     CatalogueState held;
@@ -78,6 +89,9 @@ class Catalogue {
     FileStore& files;
     AgentFolders folders;
     Recents recents;
+    std::vector<ConversationReference> wantedNames;   // The last ones first.
+    std::unordered_map<std::string, Date> wantedWhen; // By path: how new the transcript was.
+    bool isReadingNames = false;
     Turns turns;
     TaskScope tasks; // Last: ends before what its work uses.
 };

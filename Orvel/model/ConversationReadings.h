@@ -4,6 +4,7 @@
 #include "Orvel/reading/ConversationReader.h"
 #include "Orvel/runtime/Observable.h"
 
+#include <cstdint>
 #include <utility>
 
 namespace orvel {
@@ -16,6 +17,8 @@ class ConversationReadings {
 
     /// By ConversationReader::key.
     const Readings& latest() const { return pairReadings; }
+    /// Another number with every change.
+    std::uint64_t revision() const { return pairReadings.revision(); }
 
     /// Takes over new readings. Listeners hear of it only if something is new.
     void merge(const Readings& fresh) {

@@ -2,6 +2,7 @@
 // The state of all rooms, to look at: what the presentation is made from.
 
 #include "Orvel/model/Catalogue.h"
+#include "Orvel/model/ConversationReadings.h"
 #include "Orvel/model/LedgerState.h"
 #include "Orvel/model/Notices.h"
 #include "Orvel/model/OpenRelay.h"
@@ -19,11 +20,13 @@ struct ModelView {
     const Notices& notices;
     const LedgerState& records;
     const CatalogueState& catalogue;
+    const ConversationReadings& readings;
     const WorkspaceState& workspace;
     const OpenRelay& relay;
     const OutboxState& outbox;
     const std::map<std::string, MainLoop::Duration> watchedTurns; ///< As Outbox::watchedTurns.
     const Observable<bool>& isCheckingReceipts;
+    Date now;
 };
 
 } // namespace orvel

@@ -101,28 +101,39 @@ bool OpenRelay::isOutdated() const {
 }
 
 // The choice among ten thousand messages is made once, not at each look.
-SelectedMessages OpenRelay::selectedMessages() const {
+const OpenRelay::Selection& OpenRelay::currentSelection() const {
     const auto basis = selectionBasis();
     if (!selection || selection->first != basis) selection.emplace(basis, newSelection());
     return selection->second;
 }
 
-SelectedMessages OpenRelay::newSelection() const {
+SelectedMessages OpenRelay::selectedMessages() const {
+    return currentSelection().messages;
+}
+
+std::optional<std::string> OpenRelay::lostPosition() const {
+    return currentSelection().lostPosition;
+}
+
+OpenRelay::Selection OpenRelay::newSelection() const {
     const auto& conversation = workspace.conversation.get();
     if (const auto pair = activePair(); pair && conversation) try {
-            if (noteIsForNextTransfer()) return SelectedMessages(nextTransferMessages(*conversation));
-            return SelectedMessages(records.relayState->preview(pair->id, workspace.source, *conversation,
-                                                                workspace.selectedStartMessageID));
+            if (noteIsForNextTransfer()) return {SelectedMessages(nextTransferMessages(*conversation))};
+            return {SelectedMessages(records.relayState->preview(pair->id, workspace.source, *conversation,
+                                                                 workspace.selectedStartMessageID))};
+        } catch (const RelayError& failure) {
+            if (failure.kind() != RelayError::Case::missingCheckpoint) return {};
+            return {.messages = {}, .lostPosition = failure.what()};
         } catch (const std::exception&) {
             return {};
         }
     if (!conversation) {
         if (trimmed(workspace.manualText.get()).empty()) return {};
-        return SelectedMessages({Message{.id = "manual", .role = "context", .text = workspace.manualText}});
+        return {SelectedMessages({Message{.id = "manual", .role = "context", .text = workspace.manualText}})};
     }
     const auto& chosen = workspace.selectedStartMessageID.get();
     const auto start = chosen ? positionOf(conversation->messages, *chosen) : std::nullopt;
-    return {conversation, std::min(start.value_or(workspace.startIndex), conversation->messages.size())};
+    return {{conversation, std::min(start.value_or(workspace.startIndex), conversation->messages.size())}};
 }
 
 std::vector<Message> OpenRelay::nextTransferMessages(const Conversation& conversation) const {

@@ -64,6 +64,8 @@ class OpenRelay {
     std::string primaryActionTitle() const;
 
     SelectedMessages selectedMessages() const;
+    /// Why there are none, if the history that the last transfer ended in is gone.
+    std::optional<std::string> lostPosition() const;
     /// What the transfer after the saved one would quote. Throws RelayError.
     std::vector<Message> nextTransferMessages(const Conversation& conversation) const;
     /// The exact text that would be relayed, formed afresh.
@@ -77,7 +79,13 @@ class OpenRelay {
     std::optional<std::string> nextRangeDescription() const;
 
   private:
-    SelectedMessages newSelection() const;
+    struct Selection {
+        SelectedMessages messages;
+        std::optional<std::string> lostPosition{};
+    };
+
+    Selection newSelection() const;
+    const Selection& currentSelection() const;
     bool isOutdated() const;
 
     /// The revisions of everything from which the selected messages follow.
@@ -86,7 +94,7 @@ class OpenRelay {
 
     const WorkspaceState& workspace;
     const LedgerState& records;
-    mutable std::optional<std::pair<SelectionBasis, SelectedMessages>> selection;
+    mutable std::optional<std::pair<SelectionBasis, Selection>> selection;
     mutable std::optional<std::pair<SelectionBasis, bool>> outdated;
 };
 

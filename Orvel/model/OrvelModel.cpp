@@ -32,7 +32,8 @@ std::string beside(const std::string& statePath, std::string_view name) {
 
 OrvelModel::OrvelModel(const Desktop& desktop, ClaudeRelaySender& claudeSender, AgentFolders folders,
                        const std::string& statePath)
-    : notices(changeSignal),
+    : loop(desktop.loop),
+      notices(changeSignal),
       ledger(changeSignal, notices, desktop.loop, desktop.files, beside(statePath, "relay-state.json")),
       catalogue(changeSignal, notices, desktop.loop, desktop.files, std::move(folders),
                 beside(statePath, "recent-conversations.json")),
@@ -43,6 +44,7 @@ OrvelModel::OrvelModel(const Desktop& desktop, ClaudeRelaySender& claudeSender, 
                 {notices, operation, ledger, catalogue, reader, readings, desktop.loop, desktop.panels,
                  desktop.applications},
                 positionsIn(statePath, notices)),
+      messageSearch(changeSignal, notices, desktop.loop, readings, workspace.state()),
       links(notices, operation, ledger, workspace),
       outbox(changeSignal,
              {notices, operation, ledger, workspace, reader, desktop.loop, desktop.processes,
@@ -57,13 +59,15 @@ OrvelModel::OrvelModel(const Desktop& desktop, ClaudeRelaySender& claudeSender, 
 }
 
 ModelView OrvelModel::view() const {
-    return {notices,           ledger.state(), catalogue.state(),     workspace.state(),
-            workspace.relay(), outbox.state(), outbox.watchedTurns(), receipts.isChecking()};
+    return {notices,        ledger.state(),        catalogue.state(),
+            readings,       workspace.state(),     workspace.relay(),
+            outbox.state(), outbox.watchedTurns(), receipts.isChecking(),
+            loop.now()};
 }
 
 bool OrvelModel::isIdle() const {
-    return ledger.isIdle() && catalogue.isIdle() && workspace.isIdle() && links.isIdle() && outbox.isIdle() &&
-           receipts.isIdle();
+    return ledger.isIdle() && catalogue.isIdle() && workspace.isIdle() && messageSearch.isIdle() &&
+           links.isIdle() && outbox.isIdle() && receipts.isIdle();
 }
 
 } // namespace orvel

@@ -12,6 +12,7 @@
 #include "Orvel/model/Catalogue.h"
 #include "Orvel/model/ConversationReadings.h"
 #include "Orvel/model/MessageOperation.h"
+#include "Orvel/model/MessageSearch.h"
 #include "Orvel/model/ModelView.h"
 #include "Orvel/model/Notices.h"
 #include "Orvel/model/Outbox.h"
@@ -29,6 +30,7 @@ class ClaudeRelaySender;
 class OrvelModel {
     // Before the rooms, which notify through it.
     ChangeSignal changeSignal;
+    const MainLoop& loop;
 
   public:
     /// `statePath` is the file of earlier positions; its folder is the data folder. The ports and the sender
@@ -57,6 +59,7 @@ class OrvelModel {
 
   public:
     Workspace workspace;
+    MessageSearch messageSearch;
     RelayLinkManagement links;
     Outbox outbox;
     Receipts receipts;

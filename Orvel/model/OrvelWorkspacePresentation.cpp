@@ -1,6 +1,11 @@
 #include "Orvel/model/OrvelWorkspacePresentation.h"
 
+#include "Orvel/model/BusyWords.h"
+#include "OrvelCore/relay/QueuedReceipt.h"
 #include "OrvelCore/text/Failure.h"
+
+#include <chrono>
+#include <cstdint>
 
 namespace orvel {
 
@@ -67,6 +72,15 @@ void showArrived(const ModelView& view, OrvelWorkspaceSnapshot& snapshot) {
     }
 }
 
+// The destination of the open pair's pending message, as it was last read.
+SharedConversation destinationOf(const ModelView& view, const RelayTransfer& transfer) {
+    const auto pair = view.relay.activePair();
+    if (!pair) return nullptr;
+    const auto key = ConversationReader::key(pair->endpoint(other(transfer.source)));
+    const auto read = view.readings.latest().find(key);
+    return read == view.readings.latest().end() ? nullptr : read->second;
+}
+
 void showPending(const ModelView& view, OrvelWorkspaceSnapshot& snapshot) {
     const auto transfer = view.relay.pendingTransfer();
     if (!transfer) return showArrived(view, snapshot);
@@ -74,6 +88,9 @@ void showPending(const ModelView& view, OrvelWorkspaceSnapshot& snapshot) {
     snapshot.transferID = transfer->id;
     snapshot.transferStanding = standing;
     snapshot.pendingMessage = *transfer->payload;
+    const auto destination = destinationOf(view, *transfer);
+    if (destination && standsAsQueuedCommand(*transfer, *destination))
+        snapshot.pendingHint = std::string(wordsForQueuedCommand);
     if (const auto* failure = view.outbox.failureOf(transfer->id)) {
         snapshot.pendingFailure = failure->text;
         snapshot.pendingAttempt = failure->attempt;
@@ -88,8 +105,18 @@ void showPending(const ModelView& view, OrvelWorkspaceSnapshot& snapshot) {
     snapshot.waitingForPaste = standing == TransferStanding::waitingForPaste;
 }
 
-// The status, unless it is the title that the source's card shows already.
+AgentActivity activityOf(const ModelView& view) {
+    const auto& writtenAt = view.workspace.writtenAt;
+    if (!writtenAt) return {};
+    return {.silence = std::chrono::seconds(static_cast<std::int64_t>(view.now - *writtenAt))};
+}
+
+// What stands against the source; else the status, unless it is the title that the card shows already.
 std::optional<std::string> statusLine(const ModelView& view) {
+    if (auto lost = view.relay.lostPosition()) return lost;
+    const auto& conversation = view.workspace.conversation.get();
+    if (conversation && conversation->isBusy)
+        if (auto words = wordsForBusy(view.workspace.source, activityOf(view))) return words;
     const auto& source = view.workspace.sourceReference;
     const bool repeatsTitle =
         view.workspace.conversation.get() && source && source->title == view.notices.status();

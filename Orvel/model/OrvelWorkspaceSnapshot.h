@@ -71,8 +71,9 @@ struct OrvelWorkspaceSnapshot {
     std::optional<std::string> transferID;            ///< The last transfer of the open pair, pending or not.
     std::optional<TransferStanding> transferStanding; ///< How far that has come.
     std::optional<std::string> pendingMessage;        ///< Its text, until it has been seen.
-    std::optional<std::string> pendingFailure;        ///< Why its delivery or its receipt failed in this run.
-    std::optional<std::string> pendingAttempt;        ///< The record of the attempt that failed, for reports.
+    std::optional<std::string> pendingHint;    ///< Why its receipt will not come, and what can be done.
+    std::optional<std::string> pendingFailure; ///< Why its delivery or its receipt failed in this run.
+    std::optional<std::string> pendingAttempt; ///< The record of the attempt that failed, for reports.
     SelectedMessages messages;
     SharedConversation conversation; ///< Of which `messages` are the end; null if none is loaded.
     bool startsAtCheckpoint = false; ///< An earlier transfer ended where the range begins.

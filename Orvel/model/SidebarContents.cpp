@@ -1,5 +1,6 @@
 #include "Orvel/model/SidebarContents.h"
 
+#include "Orvel/model/MessageSearch.h"
 #include "Orvel/model/OrvelWorkspacePresentation.h"
 #include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/text/Unicode.h"
@@ -13,22 +14,20 @@ namespace orvel {
 
 namespace {
 
-// The folder the agent works in; where the transcript does not say, the one that the transcript lies in.
-std::string folderName(const ConversationReference& reference) {
-    const std::string_view folder =
-        reference.workingDirectory ? *reference.workingDirectory : parentFolder(reference.transcriptPath);
-    return std::string(lastPathComponent(folder));
+// The best names that are known for a row's conversation.
+void name(SidebarRow& row, const SidebarContents::ThreadTitles& threadTitles, const ReadNames& names) {
+    if (!row.reference) return;
+    const auto& reference = *row.reference;
+    const auto thread =
+        reference.agent == Agent::codex ? threadTitles.find(reference.sessionID) : threadTitles.end();
+    row.title = thread != threadTitles.end() ? thread->second : shownTitle(reference, names);
+    row.folder = shownFolder(reference, names);
 }
 
-std::vector<std::string> wordsOf(std::string_view query) {
-    std::vector<std::string> words;
-    const auto folded = foldedForSearch(query);
-    for (std::size_t from = 0; (from = folded.find_first_not_of(" \t", from)) != folded.npos;) {
-        const auto end = std::min(folded.find_first_of(" \t", from), folded.size());
-        words.push_back(folded.substr(from, end - from));
-        from = end;
-    }
-    return words;
+std::string searchedText(const SidebarRow& row) {
+    auto text = row.title + '\n' + row.folder;
+    if (row.reference) text += '\n' + row.reference->sessionID;
+    return foldedForSearch(text);
 }
 
 } // namespace
@@ -57,7 +56,8 @@ std::vector<SidebarRow> linkRows(const ModelView& view, std::span<const SidebarL
     for (const auto& link : links) {
         const auto pair = view.records.relayState->pairs.find(link.pairID);
         if (!pair) continue;
-        const auto codex = folderName(pair->codex), claude = folderName(pair->claude);
+        const auto& names = view.catalogue.readNames.get();
+        const auto codex = shownFolder(pair->codex, names), claude = shownFolder(pair->claude, names);
         rows.push_back({.section = SidebarRow::Section::links,
                         .title = pairLabel(view, *pair),
                         .folder = codex == claude ? codex : fmt::format("{} ↔ {}", claude, codex),
@@ -69,14 +69,9 @@ std::vector<SidebarRow> linkRows(const ModelView& view, std::span<const SidebarL
 
 SidebarContents::SidebarContents(std::vector<SidebarRow> links, std::span<const RecentConversation> recents,
                                  std::span<const ConversationReference> catalog,
-                                 const std::map<std::string, std::string>& codexThreadTitles) {
+                                 const ThreadTitles& threadTitles, const ReadNames& names) {
     std::unordered_map<std::string_view, const ConversationReference*> byPath;
     for (const auto& reference : catalog) byPath.emplace(reference.transcriptPath, &reference);
-    const auto title = [&](const ConversationReference& reference) {
-        const auto thread = codexThreadTitles.find(reference.sessionID);
-        return reference.agent == Agent::codex && thread != codexThreadTitles.end() ? thread->second
-                                                                                    : reference.title;
-    };
 
     for (auto& link : links) add(std::move(link));
     for (const auto& recent : recents) {
@@ -88,32 +83,40 @@ SidebarContents::SidebarContents(std::vector<SidebarRow> links, std::span<const 
                        .path = recent.path,
                        .isAvailable = recent.isAvailable()};
         const auto known = byPath.find(recent.path);
-        if (known != byPath.end() && known->second->agent == recent.source) {
-            row.title = title(*known->second);
-            row.folder = folderName(*known->second);
-            row.reference = *known->second;
-        }
+        if (known != byPath.end() && known->second->agent == recent.source) row.reference = *known->second;
+        name(row, threadTitles, names);
         add(std::move(row));
     }
-    for (const auto& reference : catalog)
-        add({.section = SidebarRow::Section::conversations,
-             .agent = reference.agent,
-             .title = title(reference),
-             .folder = folderName(reference),
-             .date = reference.modifiedAt,
-             .path = reference.transcriptPath,
-             .reference = reference});
+    for (const auto& reference : catalog) {
+        SidebarRow row{.section = SidebarRow::Section::conversations,
+                       .agent = reference.agent,
+                       .date = reference.modifiedAt,
+                       .path = reference.transcriptPath,
+                       .reference = reference};
+        name(row, threadTitles, names);
+        add(std::move(row));
+    }
 }
 
 void SidebarContents::add(SidebarRow row) {
-    auto text = row.title + '\n' + row.folder;
-    if (row.reference) text += '\n' + row.reference->sessionID;
-    searched.push_back(foldedForSearch(text));
+    searched.push_back(searchedText(row));
     all.push_back(std::move(row));
 }
 
-std::vector<std::size_t> SidebarContents::matching(std::string_view query, const Scope& scope) const {
-    const auto words = wordsOf(query);
+void SidebarContents::rename(std::span<const SidebarRow> links, const ThreadTitles& threadTitles,
+                             const ReadNames& names) {
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        auto row = all[i].link && i < links.size() ? links[i] : all[i];
+        name(row, threadTitles, names);
+        if (row.title == all[i].title && row.folder == all[i].folder) continue;
+        searched[i] = searchedText(row);
+        all[i] = std::move(row);
+    }
+}
+
+std::vector<std::size_t> SidebarContents::matching(std::string_view query, const Scope& scope,
+                                                   const std::unordered_set<std::string>& holding) const {
+    const auto words = searchedWords(query);
     std::vector<std::size_t> found;
     for (std::size_t i = 0; i < all.size(); ++i) {
         const bool isInScope = all[i].link ? scope.links : !scope.agent || all[i].agent == *scope.agent;
@@ -121,7 +124,8 @@ std::vector<std::size_t> SidebarContents::matching(std::string_view query, const
         const auto holds = [&](const std::string& word) {
             return searched[i].find(word) != std::string::npos;
         };
-        if (std::all_of(words.begin(), words.end(), holds)) found.push_back(i);
+        const bool isNamed = std::all_of(words.begin(), words.end(), holds);
+        if (isNamed || (!all[i].link && holding.contains(all[i].path))) found.push_back(i);
     }
     return found;
 }

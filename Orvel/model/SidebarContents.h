@@ -1,6 +1,7 @@
 #pragma once
 // The rows of the sidebar: links, recent and found conversations, and which of them a search leaves.
 
+#include "Orvel/model/ReadNames.h"
 #include "Orvel/model/TransferStanding.h"
 #include "OrvelCore/conversations/ConversationReference.h"
 #include "OrvelCore/conversations/RecentConversationsStore.h"
@@ -11,6 +12,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 namespace orvel {
@@ -47,15 +49,21 @@ struct SidebarRow {
 /// The rows of these links, with the best names that the model knows.
 std::vector<SidebarRow> linkRows(const ModelView& view, std::span<const SidebarLink> links);
 
-/// Immutable. Made anew when the links, the catalogue or the recent list change; a search only reads it.
+/// Made anew when the links, the catalogue or the recent list change; a search only reads it.
 class SidebarContents {
   public:
+    /// The names that Codex gave its threads, by session identifier.
+    using ThreadTitles = std::map<std::string, std::string>;
+
     SidebarContents() = default;
     SidebarContents(std::vector<SidebarRow> links, std::span<const RecentConversation> recents,
-                    std::span<const ConversationReference> catalog,
-                    const std::map<std::string, std::string>& codexThreadTitles);
+                    std::span<const ConversationReference> catalog, const ThreadTitles& threadTitles = {},
+                    const ReadNames& names = {});
 
     const std::vector<SidebarRow>& rows() const { return all; }
+
+    /// Takes over what conversations and links are called by now.
+    void rename(std::span<const SidebarRow> links, const ThreadTitles& threadTitles, const ReadNames& names);
 
     /// Which rows are looked at.
     struct Scope {
@@ -64,8 +72,10 @@ class SidebarContents {
     };
 
     /// The indexes of the rows in scope that hold every word of the query in title, folder or identifier,
-    /// whatever their case, in the order of the rows. An empty query leaves all.
-    std::vector<std::size_t> matching(std::string_view query, const Scope& scope) const;
+    /// whatever their case, or whose transcript is one of `holding`, in the order of the rows. An empty query
+    /// leaves all.
+    std::vector<std::size_t> matching(std::string_view query, const Scope& scope,
+                                      const std::unordered_set<std::string>& holding = {}) const;
 
   private:
     void add(SidebarRow row);

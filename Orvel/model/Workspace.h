@@ -92,7 +92,7 @@ class Workspace {
     // What others found out about what is open
 
     /// A fresh reading of the open source; another range than the one shown may follow from it.
-    void showReading(SharedConversation fresh) { held.conversation = std::move(fresh); }
+    void showReading(SharedConversation fresh);
     /// Notes what a plain copy put on the clipboard.
     void recordCopy(std::string text);
 

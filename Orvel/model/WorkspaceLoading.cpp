@@ -25,6 +25,7 @@ Generation::Value Workspace::beginLoad() {
     held.isLoading = true;
     needs.notices.dismissError();
     held.conversation = nullptr;
+    held.writtenAt.reset();
     held.manualText = "";
     held.copiedPreview = std::nullopt;
     return generation;
@@ -103,6 +104,7 @@ void Workspace::loadRelayReference(const ConversationReference& reference) {
     const auto generation = held.relayLoadGeneration.renew();
     held.loadGeneration.renew();
     held.conversation = nullptr;
+    held.writtenAt.reset();
     held.manualText = "";
     held.filePath = reference.transcriptPath;
     held.isLoading = true;
@@ -130,10 +132,17 @@ Task<void> Workspace::loadReference(ConversationReference reference, Generation:
 }
 
 void Workspace::showLoaded(const SharedConversation& loaded, const ConversationReference& reference) {
+    held.writtenAt = needs.reader.writtenAt(reference);
     held.conversation = loaded;
     needs.readings.merge({{ConversationReader::key(reference), loaded}});
     const auto& chosen = held.selectedStartMessageID.get();
     held.startIndex = chosen ? positionOf(loaded->messages, *chosen).value_or(0) : 0;
+}
+
+void Workspace::showReading(SharedConversation fresh) {
+    if (const auto pair = derived.activePair())
+        held.writtenAt = needs.reader.writtenAt(pair->endpoint(held.source));
+    held.conversation = std::move(fresh);
 }
 
 void Workspace::refresh() {

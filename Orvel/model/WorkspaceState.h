@@ -45,6 +45,7 @@ struct WorkspaceState {
     std::optional<std::string> copiedLastMessageID;
     std::optional<std::string> copiedCheckpointKey;
 
+    std::optional<Date> writtenAt; ///< When the shown reading's transcript had last been written, if known.
     std::optional<ConversationReference> sourceReference; ///< The open source, if the catalogue knows it.
     Generation loadGeneration;
     Generation relayLoadGeneration;   ///< Renewed by everything that opens something else.

@@ -80,11 +80,12 @@ std::optional<simdjson::dom::object> responseResult(const simdjson::dom::object&
     return result;
 }
 
-bool isIdle(const simdjson::dom::object& result, std::string_view threadID) {
+// The type of the conversation's status; empty if the answer is about another one.
+std::string_view statusOf(const simdjson::dom::object& result, std::string_view threadID) {
     const auto thread = objectMember(result, "thread");
-    if (!thread || stringMember(*thread, "id") != threadID) return false;
+    if (!thread || stringMember(*thread, "id") != threadID) return {};
     const auto status = objectMember(*thread, "status");
-    return status && stringMember(*status, "type") == "idle";
+    return status ? stringMember(*status, "type").value_or("") : std::string_view();
 }
 
 } // namespace
@@ -154,7 +155,9 @@ Task<void> CodexThreadSession::resume(MainLoop::Duration until) {
                                {"params", {{"threadId", threadID}, {"excludeTurns", true}}}};
     co_await send(request.dump(), until);
     const auto result = co_await response(resumeID, until);
-    if (!isIdle(result->object(), threadID)) throw CodexThreadLoaderError::notIdle();
+    const auto status = statusOf(result->object(), threadID);
+    if (status == "systemError") throw CodexThreadLoaderError::lastTurnFailed();
+    if (status != "idle") throw CodexThreadLoaderError::notIdle();
     startedTurns.clear();
 }
 

@@ -43,6 +43,10 @@ std::string ConversationReader::key(const ConversationReference& reference) {
     return reference.id() + "\n" + reference.transcriptPath;
 }
 
+std::string ConversationReader::pathIn(const std::string& key) {
+    return key.substr(key.find('\n') + 1);
+}
+
 Task<SharedConversation> ConversationReader::readReference(ConversationReference reference) {
     const auto known = earlier.find(key(reference));
     const auto held = known == earlier.end() ? nullptr : known->second.conversation.lock();
@@ -60,6 +64,12 @@ Task<SharedConversation> ConversationReader::readReference(ConversationReference
         throw RelayError(RelayError::Case::conversationMismatch);
     earlier[key(reference)] = {reading.facts, reading.conversation};
     co_return reading.conversation;
+}
+
+std::optional<Date> ConversationReader::writtenAt(const ConversationReference& reference) const {
+    const auto known = earlier.find(key(reference));
+    if (known == earlier.end() || !known->second.facts) return std::nullopt;
+    return static_cast<double>(known->second.facts->modifiedAt) * 1e-9 - referenceDateInUnixTime;
 }
 
 // Reads unless the file still has the facts that it had at the last reading.

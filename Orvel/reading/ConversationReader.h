@@ -30,6 +30,8 @@ class ConversationReader {
 
     /// Tells readings apart: "{agent}:{sessionID}\n{transcriptPath}".
     static std::string key(const ConversationReference& reference);
+    /// The path in such a key.
+    static std::string pathIn(const std::string& key);
 
     /// A fresh reading; if it equals an earlier one that somebody still holds, that one is given. Throws what
     /// TranscriptReader::read and CodexThreadLoader::readHistory throw, RelayError::conversationMismatch if
@@ -42,6 +44,9 @@ class ConversationReader {
 
     /// The readings of all by `readIfChanged`, each once; what could not be read is left out.
     Task<Readings> readChanged(std::vector<ConversationReference> references);
+
+    /// When the file of the last reading had last been written.
+    std::optional<Date> writtenAt(const ConversationReference& reference) const;
 
   private:
     Task<SharedConversation> readUnless(ConversationReference reference, std::optional<FileFacts> facts);

@@ -35,6 +35,10 @@ QString beginning(const std::string& text, std::size_t most) {
     return qtText(std::string_view(text).substr(0, end));
 }
 
+QString machineMadeWords(MachineMade kind) {
+    return MessageListView::tr("%1 · not written by you").arg(qtText(wordsOf(kind)));
+}
+
 } // namespace
 
 struct MessageListView::Row {
@@ -83,13 +87,22 @@ std::size_t MessageListView::messageCount() const {
     return conversation ? conversation->messages.size() : 0;
 }
 
+std::optional<MachineMade> MessageListView::machineMadeKind(std::size_t row) const {
+    if (message(row).role != "user") return std::nullopt;
+    return machineMade(conversation->source, message(row).text);
+}
+
 QString MessageListView::speaker(std::size_t row) const {
-    return message(row).role == "assistant" ? assistantLabel : QStringLiteral("me");
+    if (message(row).role == "assistant") return assistantLabel;
+    return machineMadeKind(row) ? tr("program") : QStringLiteral("me");
 }
 
 QString MessageListView::spokenText(std::size_t row) const {
     constexpr std::size_t spoken = 2'000; // Bytes; a screen reader is no place for a whole file.
-    auto text = speaker(row) + QStringLiteral(": ") + beginning(message(row).text, spoken);
+    const auto kind = machineMadeKind(row);
+    auto text =
+        speaker(row) + QStringLiteral(": ") +
+        (kind && !unfolded.contains(row) ? machineMadeWords(*kind) : beginning(message(row).text, spoken));
     if (row == rangeStart) text += tr(" (the range starts here)");
     if (row < rangeStart) text += tr(" (before the range)");
     return text;
@@ -131,7 +144,8 @@ const MessageListView::Laid& MessageListView::laid(std::size_t row) {
     const auto most = isUnfolded ? longestShown : foldedLines * bytesInLine;
 
     Laid result;
-    auto shown = beginning(text, most);
+    const auto kind = machineMadeKind(row);
+    auto shown = kind && !isUnfolded ? machineMadeWords(*kind) : beginning(text, most);
     shown.replace(QLatin1Char('\n'), QChar::LineSeparator);
     result.text = std::make_unique<QTextLayout>(shown, font(), this);
     QTextOption option;
@@ -155,8 +169,8 @@ const MessageListView::Laid& MessageListView::laid(std::size_t row) {
         ++lines;
     }
     result.text->endLayout();
-    if (isUnfolded) result.isFolded = text.size() > longestShown;
-    result.canFold = isUnfolded && lines > foldedLines;
+    result.isFolded = isUnfolded ? text.size() > longestShown : result.isFolded || kind.has_value();
+    result.canFold = isUnfolded && (lines > foldedLines || kind);
     result.size = {widest, y};
     return cache.emplace(row, std::move(result)).first->second;
 }
@@ -319,7 +333,8 @@ void MessageListView::paintRow(QPainter& painter, std::size_t row) {
     }
 
     painter.save();
-    painter.setPen(inRange ? theme.text : theme.fadedText);
+    const bool isOwn = !machineMadeKind(row);
+    painter.setPen(!inRange ? theme.fadedText : isOwn ? theme.text : theme.secondaryText);
     painter.setClipRect(parts.bubble);
     text.text->draw(&painter, parts.bubble.topLeft() + QPointF(padding, padding));
     painter.restore();

@@ -1,11 +1,14 @@
 #pragma once
 // The messages of a conversation as a list of any length: only what is visible is laid out and painted.
-// Messages before the range of the relay are faded; any message can become the start of the range.
+// Messages before the range of the relay are faded; any message can become the start of the range. Those that
+// an agent's program wrote under the user's name are folded to a word on what they are.
 
 #include "Orvel/screens/MessageLayout.h"
 #include "OrvelCore/conversations/Conversation.h"
+#include "OrvelCore/conversations/MachineMadeText.h"
 
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -79,6 +82,7 @@ class MessageListView : public QAbstractScrollArea {
     void toggleFold(std::size_t row);
     void copyMessage(std::size_t row) const;
     std::size_t rowUnder(const QPoint& position) const;
+    std::optional<MachineMade> machineMadeKind(std::size_t row) const;
     QString speaker(std::size_t row) const;
     void paintRow(QPainter& painter, std::size_t row);
 

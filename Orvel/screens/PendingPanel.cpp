@@ -26,6 +26,7 @@ bool isOnItsWay(const OrvelWorkspaceSnapshot& snapshot) {
 // What is going on, unless the message failed.
 QString progressWords(const OrvelWorkspaceSnapshot& snapshot, const QString& receiver) {
     if (isOnItsWay(snapshot)) return PendingPanel::tr("Delivering…");
+    if (snapshot.pendingHint) return {};
     switch (*snapshot.transferStanding) {
     case TransferStanding::checking: return PendingPanel::tr("Looking in %1's transcript…").arg(receiver);
     case TransferStanding::waitingForPaste:
@@ -59,9 +60,10 @@ QString remedyFor(const OrvelWorkspaceSnapshot& snapshot, const QString& receive
 
 // What became of a message that failed, and what the person can do about it.
 QString adviceFor(const OrvelWorkspaceSnapshot& snapshot, const QString& receiver) {
+    if (isOnItsWay(snapshot)) return {};
+    if (snapshot.pendingHint) return qtText(*snapshot.pendingHint);
     const auto standing = *snapshot.transferStanding;
-    if (isOnItsWay(snapshot) || !(hasFailed(standing) || standing == TransferStanding::receiptUnsaved))
-        return {};
+    if (!hasFailed(standing) && standing != TransferStanding::receiptUnsaved) return {};
     return qtText(situationOf(standing)) + QStringLiteral(" ") + remedyFor(snapshot, receiver);
 }
 

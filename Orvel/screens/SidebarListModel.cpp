@@ -46,18 +46,23 @@ QString spokenLink(const SidebarRow& row, const QString& subtitle) {
 } // namespace
 
 void SidebarListModel::show(std::shared_ptr<const SidebarContents> newContents, const QString& query,
-                            const SidebarContents::Scope& scope) {
+                            const SidebarContents::Scope& scope,
+                            const std::unordered_set<std::string>& holding) {
     beginResetModel();
     contents = std::move(newContents);
     items.clear();
     std::optional<SidebarRow::Section> section;
-    for (const auto found : contents->matching(utf8Text(query), scope)) {
+    for (const auto found : contents->matching(utf8Text(query), scope, holding)) {
         const auto rowSection = contents->rows()[found].section;
         if (section != rowSection) items.push_back({rowSection, -1});
         section = rowSection;
         items.push_back({rowSection, static_cast<std::ptrdiff_t>(found)});
     }
     endResetModel();
+}
+
+void SidebarListModel::renamed() {
+    if (!items.empty()) emit dataChanged(index(0), index(rowCount() - 1));
 }
 
 const SidebarRow* SidebarListModel::row(const QModelIndex& index) const {

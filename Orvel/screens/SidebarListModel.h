@@ -22,7 +22,9 @@ class SidebarListModel : public QAbstractListModel {
 
     /// Shows those of the contents in scope that match the query.
     void show(std::shared_ptr<const SidebarContents> newContents, const QString& query,
-              const SidebarContents::Scope& scope);
+              const SidebarContents::Scope& scope, const std::unordered_set<std::string>& holding = {});
+    /// The shown rows are called something else by now.
+    void renamed();
 
     /// The row at the index; null for a heading.
     const SidebarRow* row(const QModelIndex& index) const;

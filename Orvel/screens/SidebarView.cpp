@@ -5,6 +5,7 @@
 #include "Orvel/screens/SidebarListModel.h"
 #include "Orvel/screens/Theme.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <QAccessible>
@@ -15,6 +16,7 @@
 #include <QMenu>
 #include <QPainter>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QStyledItemDelegate>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -152,6 +154,7 @@ SidebarView::SidebarView(OrvelModel& model, const Desktop& desktop, QWidget* par
     search->setClearButtonEnabled(true);
     search->installEventFilter(this);
     connect(search, &QLineEdit::textChanged, this, [this] { refill(); });
+    connect(list->verticalScrollBar(), &QScrollBar::valueChanged, this, &SidebarView::wantNames);
 
     progress->setRange(0, 0);
     progress->setTextVisible(false);
@@ -263,19 +266,62 @@ void SidebarView::render() {
     if (!contents || shownRevision != contentsRevision() || shownLinks != links) {
         shownRevision = contentsRevision();
         shownLinks = std::move(links);
+        shownNames = catalogue.readNames.revision();
         contents = std::make_shared<SidebarContents>(
             linkRows(model.view(), shownLinks), catalogue.recentConversations.get(), catalogue.catalog.get(),
-            catalogue.codexThreadTitles.get());
+            catalogue.codexThreadTitles.get(), catalogue.readNames.get());
         refill();
+    } else if (std::exchange(shownNames, catalogue.readNames.revision()) != catalogue.readNames.revision()) {
+        rename();
     }
+    model.messageSearch.look(utf8Text(search->text()));
+    const auto findings = model.messageSearch.result().revision();
+    if (std::exchange(shownFindings, findings) != findings) refill();
     showSelection();
+    wantNames();
+}
+
+// Without a search the rows stay where they are.
+void SidebarView::rename() {
+    const auto& catalogue = model.catalogue.state();
+    contents->rename(linkRows(model.view(), shownLinks), catalogue.codexThreadTitles.get(),
+                     catalogue.readNames.get());
+    if (search->text().isEmpty())
+        rows->renamed();
+    else
+        refill();
+}
+
+// Asks for the names of what is visible and open; a search looks into all of them.
+void SidebarView::wantNames() {
+    std::vector<ConversationReference> wanted;
+    const auto wantPair = [&](const RelayPair& pair) {
+        for (const auto agent : allAgents) wanted.push_back(pair.endpoint(agent));
+    };
+    if (!search->text().isEmpty()) model.catalogue.readNames(model.catalogue.state().catalog.get());
+    const auto begin = std::max(0, list->indexAt({1, 1}).row());
+    const auto visible = list->viewport()->height() / std::max(1, list->sizeHintForRow(0)) + 2;
+    for (auto at = begin; at < std::min(begin + visible, rows->rowCount()); ++at) {
+        const auto* row = rows->row(rows->index(at));
+        if (!row) continue;
+        if (row->reference) wanted.push_back(*row->reference);
+        if (row->link)
+            if (const auto pair = model.ledger.state().relayState->pairs.find(row->link->pairID))
+                wantPair(*pair);
+    }
+    if (const auto& open = model.workspace.state().sourceReference) wanted.push_back(*open);
+    if (const auto pair = model.workspace.relay().activePair()) wantPair(*pair);
+    model.catalogue.readNames(wanted);
 }
 
 void SidebarView::refill() {
     if (!contents) return;
     SidebarContents::Scope scope{.links = picking == Picking::anything};
     if (picking == Picking::destination) scope.agent = other(model.workspace.state().sourceReference->agent);
-    rows->show(contents, search->text(), scope);
+    model.messageSearch.look(utf8Text(search->text()));
+    const auto& found = model.messageSearch.result().get();
+    const bool isCurrent = found.query == utf8Text(search->text());
+    rows->show(contents, search->text(), scope, isCurrent ? found.paths : std::unordered_set<std::string>());
     shownSelection.clear();
     const bool isEmpty = rows->isEmpty();
     list->setVisible(!isEmpty);

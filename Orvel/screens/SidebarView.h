@@ -48,6 +48,8 @@ class SidebarView : public QWidget {
     void startPicking(Picking newPicking);
     void stopPicking();
     void refill();
+    void rename();
+    void wantNames();
     void showSelection();
     void openRow(const QModelIndex& index);
     void openAsSource(const SidebarRow& row);
@@ -64,8 +66,8 @@ class SidebarView : public QWidget {
     QListView* list;
     QLabel* nothing;
     SidebarListModel* rows;
-    std::shared_ptr<const SidebarContents> contents;
-    std::uint64_t shownRevision = 0;
+    std::shared_ptr<SidebarContents> contents;
+    std::uint64_t shownRevision = 0, shownNames = 0, shownFindings = 0;
     std::vector<SidebarLink> shownLinks;
     std::string shownSelection; // The pair or path that was last selected because it is open.
     Picking picking = Picking::anything;

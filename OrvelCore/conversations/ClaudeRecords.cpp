@@ -21,6 +21,7 @@ void ClaudeRecords::take(const simdjson::dom::object& record, std::size_t lineNu
     const auto type = stringMember(record, "type");
     if (type == "system" && stringMember(record, "subtype") == "stop_hook_summary")
         conversation.isBusy = false;
+    if (type == "attachment") takeQueuedCommand(record, place);
     if (type != "user" && type != "assistant") return;
     const auto message = objectMember(record, "message");
     if (!message) return;
@@ -42,6 +43,14 @@ void ClaudeRecords::takeMessage(const simdjson::dom::object& message, std::strin
     if (messages.append(type, std::move(text), place.uuid, lineNumber)) messageUUIDs.push_back(place.number);
 }
 
+void ClaudeRecords::takeQueuedCommand(const simdjson::dom::object& record, const Place& place) {
+    const auto attachment = objectMember(record, "attachment");
+    if (!attachment || stringMember(*attachment, "type") != "queued_command") return;
+    conversation.queuedCommands.push_back(
+        {contentText((*attachment)["prompt"]), conversation.messages.size()});
+    queuedUUIDs.push_back(place.number);
+}
+
 void ClaudeRecords::noteUserChild(Number parent, Number child) {
     auto& first = links[parent].userChild;
     if (!first) first = child;
@@ -53,9 +62,23 @@ void ClaudeRecords::resolveBranches() {
     for (auto at = *lastUUID; at != 0 && !links[at].isActive; at = links[at].parent)
         links[at].isActive = true;
     std::vector<Message> kept;
-    for (std::size_t i = 0; i < conversation.messages.size(); ++i)
+    std::vector<QueuedCommand> keptCommands;
+    std::size_t command = 0;
+    const auto takeCommands = [&](std::size_t messagesBefore) {
+        for (; command < queuedUUIDs.size(); ++command) {
+            auto& queued = conversation.queuedCommands[command];
+            if (queued.messagesBefore > messagesBefore) return;
+            if (links[queuedUUIDs[command]].isActive)
+                keptCommands.push_back({std::move(queued.text), kept.size()});
+        }
+    };
+    for (std::size_t i = 0; i < conversation.messages.size(); ++i) {
+        takeCommands(i);
         if (links[messageUUIDs[i]].isActive) kept.push_back(std::move(conversation.messages[i]));
+    }
+    takeCommands(conversation.messages.size());
     conversation.messages = std::move(kept);
+    conversation.queuedCommands = std::move(keptCommands);
 }
 
 ClaudeRecords::Number ClaudeRecords::numberOf(std::string_view uuid) {

@@ -46,6 +46,7 @@ class ClaudeRecords {
     Number numberOf(std::string_view uuid);
     void takeMessage(const simdjson::dom::object& message, std::string_view type, const Place& place,
                      std::size_t lineNumber);
+    void takeQueuedCommand(const simdjson::dom::object& record, const Place& place);
     void noteUserChild(Number parent, Number child);
 
     Conversation& conversation;
@@ -53,6 +54,7 @@ class ClaudeRecords {
     TextNumbers uuids;
     std::vector<Link> links;          // By number.
     std::vector<Number> messageUUIDs; // One for each message, 0 if its record has none.
+    std::vector<Number> queuedUUIDs;  // The same for each queued command.
     std::optional<Number> lastUUID;
     bool hasParents = false;
 };

@@ -24,6 +24,15 @@ struct Message {
     bool operator==(const Message&) const = default;
 };
 
+/// A text that Claude Code took up while a tool ran: its transcript holds it as an attachment, and never as a
+/// message of the user's.
+struct QueuedCommand {
+    std::string text;
+    std::size_t messagesBefore = 0; ///< How many of the conversation's messages stand before it.
+
+    bool operator==(const QueuedCommand&) const = default;
+};
+
 /// A loaded conversation. Large: it travels as a SharedConversation.
 struct Conversation {
     std::string id; ///< The agent's session identifier, else what the reader was given.
@@ -32,6 +41,7 @@ struct Conversation {
     std::vector<Message> messages;     ///< In file order.
     bool isBusy = false;               ///< The agent has not finished its turn at the end of the file.
     bool hasAmbiguousBranches = false; ///< One message of a Claude transcript was answered by two user turns.
+    std::vector<QueuedCommand> queuedCommands{}; ///< In file order.
 
     bool operator==(const Conversation&) const = default;
 };

@@ -63,10 +63,14 @@ std::optional<TranscriptIdentity> codexIdentity(const object& record) {
                               ownedString(*payload, "title")};
 }
 
+// What follows the folder's name in the title of a conversation that has none.
+std::string fallbackEnding(std::string_view sessionID) {
+    return std::string(" · ").append(firstCharacters(sessionID, 8));
+}
+
 std::string fallbackTitle(const TranscriptIdentity& identity) {
     if (!identity.folder) return identity.sessionID;
-    auto title = std::string(lastPathComponent(*identity.folder)) + " · ";
-    return title += firstCharacters(identity.sessionID, 8);
+    return std::string(lastPathComponent(*identity.folder)) + fallbackEnding(identity.sessionID);
 }
 
 // Reads references one after another with the same buffers.
@@ -243,6 +247,11 @@ ConversationReference reference(const std::string& path, Agent agent) {
         return title == titles.end() ? reference : reference.withTitle(title->second);
     }
     return reference;
+}
+
+bool hasNoTitle(const ConversationReference& reference) {
+    return trimmed(reference.title).empty() || reference.title == reference.sessionID ||
+           reference.title.ends_with(fallbackEnding(reference.sessionID));
 }
 
 std::map<std::string, std::string> codexThreadTitles(const AgentFolders& folders) {

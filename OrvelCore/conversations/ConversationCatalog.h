@@ -57,6 +57,10 @@ ConversationReference resolve(Agent agent, std::string_view sessionID,
 /// FileError.
 ConversationReference reference(const std::string& path, Agent agent);
 
+/// Whether nobody gave the conversation a title: what stands there is empty, or made of its folder and its
+/// identifier.
+bool hasNoTitle(const ConversationReference& reference);
+
 /// The names that Codex gave its threads, by session identifier; empty if there is no index.
 std::map<std::string, std::string> codexThreadTitles(const AgentFolders& folders);
 

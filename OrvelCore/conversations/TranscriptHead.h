@@ -25,6 +25,9 @@ class TranscriptHead {
     /// FileError.
     std::optional<simdjson::dom::object> next();
 
+    /// The bytes of the file that have been read so far.
+    std::string_view bytes() const { return {buffer.data(), filled}; }
+
   private:
     std::optional<std::string_view> nextLine();
     bool readMore();

@@ -68,6 +68,23 @@ std::size_t ReadableFile::read(char* buffer, std::size_t count) {
     return done;
 }
 
+std::string ReadableFile::end(std::size_t most) const {
+    std::string bytes(std::min<std::uint64_t>(byteCount, most), '\0');
+    const auto begin = byteCount - bytes.size();
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        const auto got =
+            pread(descriptor, bytes.data() + done, bytes.size() - done, static_cast<off_t>(begin + done));
+        if (got == 0) break;
+        if (got > 0)
+            done += static_cast<std::size_t>(got);
+        else if (errno != EINTR)
+            throw FileError::fromErrno(errno, reading, path);
+    }
+    bytes.resize(done);
+    return bytes;
+}
+
 bool ReadableFile::holdsStill() {
     // A file system without such locks has no writer that waits for one.
     if (flock(descriptor, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;

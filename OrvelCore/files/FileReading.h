@@ -37,6 +37,10 @@ class ReadableFile {
     /// FileError.
     std::size_t read(char* buffer, std::size_t count);
 
+    /// The last bytes of the file as it was when it was opened, `most` or as many as there are. Does not move
+    /// the place of `read`. Throws FileError.
+    std::string end(std::size_t most) const;
+
   private:
     std::string path;
     int descriptor;

@@ -52,6 +52,11 @@ CodexThreadLoaderError CodexThreadLoaderError::notIdle() {
             "Couldn't verify that the Codex conversation is idle. Try again after the reply finishes."};
 }
 
+CodexThreadLoaderError CodexThreadLoaderError::lastTurnFailed() {
+    return {Kind::other, std::string(notIdle().what()) +
+                             " Its last turn failed; the next message in Codex itself clears that."};
+}
+
 CodexThreadLoaderError CodexThreadLoaderError::pipes() {
     return {Kind::other, "Couldn't safely configure Codex input/output pipes."};
 }

@@ -22,6 +22,8 @@ class CodexThreadLoaderError : public Failure {
     /// The server answers a request for the conversation with an error.
     static CodexThreadLoaderError refused(std::string_view reason);
     static CodexThreadLoaderError notIdle();
+    /// The conversation's last turn failed, and Codex takes nothing until it had another one.
+    static CodexThreadLoaderError lastTurnFailed();
     static CodexThreadLoaderError pipes();
     static CodexThreadLoaderError turnFailed();
 

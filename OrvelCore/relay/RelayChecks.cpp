@@ -1,8 +1,21 @@
 #include "OrvelCore/relay/RelayChecks.h"
 
+#include "OrvelCore/conversations/MachineMadeText.h"
+
 #include <algorithm>
 
 namespace orvel {
+
+namespace {
+
+// Whether the conversation begins with a summary of what it was before.
+bool isCompacted(const Conversation& conversation) {
+    if (conversation.messages.empty()) return false;
+    const auto& first = conversation.messages.front();
+    return first.role == "user" && machineMade(conversation.source, first.text) == MachineMade::summary;
+}
+
+} // namespace
 
 void require(bool holds, RelayError::Case otherwise) {
     if (!holds) throw RelayError(otherwise);
@@ -14,9 +27,12 @@ void requireSettled(const Conversation& conversation) {
 }
 
 std::size_t indexOfMessage(const Conversation& conversation, const std::string& id) {
-    const auto position = positionOf(conversation.messages, id);
-    require(position.has_value(), RelayError::Case::missingCheckpoint);
-    return *position;
+    if (const auto position = positionOf(conversation.messages, id)) return *position;
+    if (isCompacted(conversation))
+        throw RelayError(RelayError::Case::missingCheckpoint,
+                         "The conversation was compacted: a summary stands in place of its earlier messages. "
+                         "A range can begin at any message that is still there.");
+    throw RelayError(RelayError::Case::missingCheckpoint);
 }
 
 std::size_t nextDraftStart(const Conversation& conversation, const std::optional<std::string>& through,

@@ -32,4 +32,9 @@ constexpr std::array<FailureWords, 15> words{{
 
 RelayError::RelayError(Case kind) : Failure(words[static_cast<std::size_t>(kind)]), which(kind) {}
 
+RelayError::RelayError(Case kind, std::string_view explanation)
+    : Failure(words[static_cast<std::size_t>(kind)].name,
+              std::string(words[static_cast<std::size_t>(kind)].text).append(" ").append(explanation)),
+      which(kind) {}
+
 } // namespace orvel

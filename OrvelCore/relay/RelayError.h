@@ -26,6 +26,8 @@ class RelayError : public Failure {
     };
 
     explicit RelayError(Case kind);
+    /// With a sentence behind the case's own words.
+    RelayError(Case kind, std::string_view explanation);
 
     Case kind() const noexcept { return which; }
 

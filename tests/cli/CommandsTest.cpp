@@ -254,8 +254,8 @@ TEST_F(CommandLine, PeopleGetAlignedLinesAndReadableMessages) {
 {"type":"event_msg","payload":{"type":"task_started"}}
 )");
     write(claudeFile, claudeText("a1"));
-    EXPECT_EQ(run({"list"}).out, "Claude  12 Mar 2001  a1      -home-robin  a1\n"
-                                 "Codex   12 Mar 2001  T␛[2J␊  la␇rk        c␛1\n");
+    EXPECT_EQ(run({"list"}).out, "Claude  12 Mar 2001  Why?    lark   a1\n"
+                                 "Codex   12 Mar 2001  T␛[2J␊  la␇rk  c␛1\n");
 
     const auto result = run({"show", "c\x1b"
                                      "1"});
@@ -263,6 +263,20 @@ TEST_F(CommandLine, PeopleGetAlignedLinesAndReadableMessages) {
     EXPECT_THAT(result.out, HasSubstr("T␛[2J␊\nCodex · 1 message · still at work\nSession c␛1\nFile    " +
                                       home.path(codexFile) + "\n\nYou  m␛:"));
     EXPECT_TRUE(result.out.ends_with("\nOne\n␛[2J\ttwo\n")) << result.out;
+}
+
+TEST_F(CommandLine, WhatAProgramWroteUnderTheUsersNameIsFolded) {
+    write(claudeFile, ClaudeTranscript({.id = "a1"})
+                          .ask("Why?")
+                          .answer("Because.")
+                          .ask("<system-reminder>\nThe user named this.\n</system-reminder>")
+                          .text());
+    const auto shown = run({"show", "a1"}).out;
+    EXPECT_TRUE(shown.starts_with("Why?\n")) << shown;
+    EXPECT_THAT(shown, HasSubstr("\n\nReminder  "));
+    EXPECT_THAT(shown, Not(HasSubstr("named this")));
+    EXPECT_THAT(run({"show", "a1", "--json"}).out, HasSubstr("named this"));
+    EXPECT_THAT(run({"preview", "a1"}).out, HasSubstr("named this"));
 }
 
 TEST_F(CommandLine, ColoursOnlyATerminalThatWantsIt) {

@@ -149,6 +149,40 @@ TEST(ClaudeTranscript, IsBusyUntilTheTurnHasEnded) {
     });
 }
 
+TEST(ClaudeTranscript, NotesWhatWasTakenUpWhileAToolRan) {
+    const auto queued = [](const std::string& uuid, const char* parent, const std::string& prompt,
+                           const std::string& type = "queued_command") {
+        return link("attachment", uuid, parent,
+                    R"(,"attachment":{"type":")" + type + R"(","prompt":)" + prompt + "}");
+    };
+    const auto question = user("a", nullptr, "A"), answer = done("c", "b", "C");
+    const Case cases[] = {
+        {"a text", question + queued("b", "a", R"("B")") + answer, "B after 1"},
+        {"parts of a text", question + queued("b", "a", R"([{"type":"text","text":"B"}])") + answer,
+         "B after 1"},
+        {"at the end",
+         question + done("b", "a", "B") + queued("q", "b", R"("Q")") + user("c", "q", "C") +
+             queued("r", "c", R"("R")") + done("d", "r", "D"),
+         "Q after 2, R after 3"},
+        {"another attachment", question + queued("b", "a", R"("B")", "date") + answer, ""},
+        {"one of an abandoned branch", question + queued("x", "a", R"("X")") + done("b", "a", "B") + answer,
+         ""},
+        {"messages of an abandoned branch do not count",
+         question + done("x", "a", "X") + queued("b", "a", R"("B")") + answer, "B after 1"},
+        {"no chain",
+         record(R"({"type":"attachment","attachment":{"type":"queued_command","prompt":"B"}})") +
+             record(R"({"type":"user","message":{"content":"A"}})"),
+         "B after 0"},
+    };
+    for (const auto& [name, transcript, outcome] : cases) {
+        std::string found;
+        for (const auto& [text, before] :
+             TranscriptReader::parse(transcript, Agent::claude, "fallback", "T").queuedCommands)
+            found += (found.empty() ? "" : ", ") + text + " after " + std::to_string(before);
+        EXPECT_EQ(found, outcome) << name;
+    }
+}
+
 TEST(ClaudeTranscript, TakesTheLastSessionThatAMessageNames) {
     const auto message = [](const std::string& rest) {
         return record(R"({"type":"user","message":{"content":"A"})" + rest + "}");

@@ -1,4 +1,5 @@
 #include "Orvel/model/SidebarContents.h"
+#include "Orvel/model/MessageSearch.h"
 
 namespace orvel {
 namespace {
@@ -63,6 +64,46 @@ TEST_F(SidebarContentsTest, SearchFindsEveryWordWhateverItsCaseAndWidth) {
              {"rewrite", {}},
          })
         EXPECT_EQ(titles(query), found) << query;
+}
+
+TEST_F(SidebarContentsTest, WhatHasNoTitleIsCalledAsItsTranscriptSays) {
+    const std::vector<ConversationReference> untitled{
+        reference(Agent::codex, "01a1fd20-9201", "plain · 01a1fd20", "/code/plain"),
+        reference(Agent::claude, "bare", "bare", ""), reference(Agent::claude, "named", "Named", "")};
+    const std::vector<RecentConversation> opened{{Agent::codex, "rollout", untitled[0].transcriptPath, 9}};
+    SidebarContents rows{{link}, opened, untitled};
+    const auto names = [&] {
+        std::string all;
+        for (const auto& row : rows.rows()) all += row.title + " (" + row.folder + ") ";
+        return all;
+    };
+    EXPECT_EQ(names(), "検索 ↔ Parser (site ↔ compiler) plain · 01a1fd20 (plain) plain · 01a1fd20 (plain) "
+                       "bare (t) Named (t) ");
+    const ReadNames read{{untitled[0].transcriptPath, {.title = "Why?"}},
+                         {untitled[1].transcriptPath, {.title = "And now?", .folder = "/code/site"}},
+                         {untitled[2].transcriptPath, {.title = "Not shown", .folder = "/code/lark"}}};
+    auto renamed = link;
+    renamed.title = "検索 ↔ Why?";
+    rows.rename(std::vector{renamed}, {}, read);
+    EXPECT_EQ(names(),
+              "検索 ↔ Why? (site ↔ compiler) Why? (plain) Why? (plain) And now? (site) Named (lark) ");
+    EXPECT_EQ(rows.matching("why", {}), (std::vector<std::size_t>{0, 1, 2}));
+    EXPECT_EQ(rows.matching("site now", {}), std::vector<std::size_t>{3});
+    EXPECT_EQ(rows.matching("nowhere", {}, {untitled[2].transcriptPath}), std::vector<std::size_t>{4});
+    rows.rename({}, {{"01a1fd20-9201", "Codex's own"}}, read);
+    EXPECT_EQ(rows.rows()[1].title, "Codex's own");
+}
+
+TEST(MessageSearchTest, FindsEveryWordInAnyMessageOfAConversation) {
+    const auto loaded = [](std::vector<Message> messages) {
+        return std::make_shared<Conversation>(Conversation{.messages = std::move(messages)});
+    };
+    const std::vector<LoadedConversation> all{
+        {"/one", loaded({{"1", "user", "Where is the STRASSE?"}, {"2", "assistant", "Here."}})},
+        {"/two", loaded({{"1", "user", "Here, ｗｈｅｒｅ else."}})}};
+    const std::pair<const char*, std::unordered_set<std::string>> cases[] = {
+        {"straße here", {"/one"}}, {"where", {"/one", "/two"}}, {"here nowhere", {}}, {" ", {}}};
+    for (const auto& [query, paths] : cases) EXPECT_EQ(conversationsHolding(query, all), paths) << query;
 }
 
 TEST_F(SidebarContentsTest, WhereAConversationIsPickedOnlyThoseThatFitAreShown) {

@@ -26,19 +26,21 @@ struct Rooms {
     }
 
     ModelView view() const {
-        return {notices, ledger, catalogue, workspace, relay, outbox, turns, isChecking};
+        return {notices, ledger, catalogue, readings, workspace, relay, outbox, turns, isChecking, now};
     }
 
     ChangeSignal changes;
     Notices notices{changes};
     LedgerState ledger{changes};
     CatalogueState catalogue{changes};
+    ConversationReadings readings{changes};
     WorkspaceState workspace{changes};
     OpenRelay relay{workspace, ledger};
     MessageOperation operation{changes};
     OutboxState outbox{changes, operation, 131'071};
     std::map<std::string, MainLoop::Duration> turns;
     Observable<bool> isChecking{changes};
+    Date now = 0;
 };
 
 TEST(TransferStanding, IsToldAlikeEverywhere) {

@@ -2,7 +2,10 @@
 
 #include "model/ModelFixture.h"
 
+#include "Orvel/model/BusyWords.h"
 #include "Orvel/model/OrvelWorkspacePresentation.h"
+
+#include <chrono>
 
 namespace orvel {
 namespace {
@@ -72,11 +75,46 @@ TEST_F(WorkspacePresentationTest, TheCardBearsTheBestKnownTitle) {
     model().catalogue.discoverConversations();
     desktop.loop.run();
     EXPECT_EQ(workspaceSnapshot(model().view()).endpoints.front().title, "compiler · 01a1fd20");
+    model().catalogue.readNames(model().catalogue.state().catalog.get());
+    desktop.loop.run();
+    EXPECT_EQ(workspaceSnapshot(model().view()).endpoints.front().title, "q1");
     folder.write("home/.codex/session_index.jsonl",
                  R"({"id":")" + std::string(codexID) + R"(","thread_name":"Parser"})");
     model().catalogue.discoverConversations();
     desktop.loop.run();
     EXPECT_EQ(workspaceSnapshot(model().view()).endpoints.front().title, "Parser");
+}
+
+TEST_F(WorkspacePresentationTest, ATranscriptThatEndsWithinATurnIsSaidToBeSilent) {
+    const auto path = writeBusyClaude();
+    model().catalogue.discoverConversations();
+    desktop.loop.run();
+    const auto reference = model().catalogue.state().catalog->front();
+    const auto line = [&] { return workspaceSnapshot(model().view()).statusLine.value_or(""); };
+    const auto readAfter = [&](std::chrono::seconds silence) {
+        const auto now = std::chrono::file_clock::from_sys(
+            std::chrono::sys_seconds(std::chrono::seconds(978'307'200 + std::int64_t(desktop.loop.now()))));
+        std::filesystem::last_write_time(path, now - silence);
+        model().workspace.chooseSource(reference);
+        desktop.loop.run();
+    };
+    readAfter(1min);
+    EXPECT_EQ(line(), "");
+    readAfter(3h + 1min);
+    EXPECT_TRUE(line().starts_with("Claude has written nothing here for 3 h")) << line();
+    EXPECT_EQ(workspaceSnapshot(model().view()).statusTitle(), "Waiting for Claude");
+}
+
+TEST(BusyWords, SayOnlyWhatIsKnown) {
+    const auto words = [](const AgentActivity& activity) {
+        return wordsForBusy(Agent::codex, activity).value_or("");
+    };
+    EXPECT_EQ(words({}), "");
+    EXPECT_EQ(words({.silence = 9min + 59s}), "");
+    EXPECT_TRUE(words({.silence = 10min}).starts_with("Codex has written nothing here for 10 min,"));
+    EXPECT_TRUE(words({.silence = 119min}).starts_with("Codex has written nothing here for 1 h,"));
+    EXPECT_TRUE(words({.silence = 48h}).starts_with("Codex has written nothing here for 2 days,"));
+    EXPECT_TRUE(words({.processIsGone = true, .silence = 1s}).starts_with("Codex ended in the middle"));
 }
 
 } // namespace

@@ -20,6 +20,11 @@ const auto notIdle =
     "other: Couldn't verify that the Codex conversation is idle. Try again after the reply finishes."s +
     resumeStage;
 
+const auto lastTurnFailed =
+    "other: Couldn't verify that the Codex conversation is idle. Try again after the reply finishes. Its "
+    "last turn failed; the next message in Codex itself clears that."s +
+    resumeStage;
+
 class CodexThreadSessionTest : public DeliveryTest {
   protected:
     std::string connect(const std::string& thread = Server::thread) {
@@ -159,7 +164,7 @@ TEST_F(CodexThreadSessionTest, EndsAConnectionThatDoesNotGoAsItShould) {
         {"another thread", resumed("other", idle), notIdle},
         {"no status", thread({{"thread", {{"id", Server::thread}}}}), notIdle},
         {"a busy thread", resumed(Server::thread, active), notIdle},
-        {"a thread after a failed turn", resumed(Server::thread, failed), notIdle},
+        {"a thread after a failed turn", resumed(Server::thread, failed), lastTurnFailed},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.name);

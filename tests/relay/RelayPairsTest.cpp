@@ -63,6 +63,28 @@ TEST(RelayPairs, beginsARangeWhereThePositionsSay) {
         << "nothing searches for a similar message";
 }
 
+TEST(RelayPairs, sayThatACompactionTookThePosition) {
+    const std::string summary =
+        "This session is being continued from a previous conversation that ran out of "
+        "context. It began with a question.";
+    const struct {
+        Message first;
+        bool isExplained;
+    } cases[] = {{user(summary), true}, {user("q3"), false}, {assistant(summary), false}};
+    for (const auto& [first, isExplained] : cases) {
+        Desk desk;
+        desk.state.checkpoints.set("P1:claude", "gone");
+        desk.claudeTalk.messages = {first, assistant("a3")};
+        try {
+            (void)desk.state.preview("P1", Agent::claude, desk.claudeTalk, std::nullopt);
+            ADD_FAILURE();
+        } catch (const RelayError& error) {
+            EXPECT_EQ(error.kind(), Case::missingCheckpoint);
+            EXPECT_EQ(std::string(error.what()).find("was compacted") != std::string::npos, isExplained);
+        }
+    }
+}
+
 TEST(RelayPairs, previewsTheTransferAfterThePendingOne) {
     Desk desk;
     const auto next = [&](std::optional<std::string> start = std::nullopt) {

@@ -1,3 +1,4 @@
+#include "OrvelCore/relay/QueuedReceipt.h"
 #include "relay/RelaySamples.h"
 
 namespace orvel {
@@ -57,6 +58,31 @@ TEST(RelayReceipts, moveThePositionsOfBothSides) {
     EXPECT_EQ(*desk.state.checkpoints.find("P1:claude"), "a:answer");
     EXPECT_EQ(*desk.state.incomingStarts.find("P1:claude"), "got:" + first.id);
     EXPECT_FALSE(desk.state.incomingStarts.contains("P1:codex")) << "that side has sent already";
+}
+
+TEST(RelayReceipts, areNotToBeHadFromAQueuedCommand) {
+    Desk desk;
+    const auto transfer = desk.prepareFromCodex("go");
+    const auto before = desk.claudeTalk.messages.size();
+    const struct {
+        const char* what;
+        std::vector<QueuedCommand> commands;
+        bool stands;
+    } cases[] = {
+        {"nothing", {}, false},
+        {"behind the last known message", {{*transfer.payload, before}}, true},
+        {"among others", {{"else", before}, {*transfer.payload, before + 1}}, true},
+        {"another text", {{*transfer.payload + "!", before}}, false},
+        {"an older one", {{*transfer.payload, before - 1}}, false},
+    };
+    for (const auto& [what, commands, stands] : cases) {
+        desk.claudeTalk.queuedCommands = commands;
+        EXPECT_EQ(standsAsQueuedCommand(transfer, desk.claudeTalk), stands) << what;
+        EXPECT_FALSE(desk.state.reconcile(transfer.id, desk.claudeTalk)) << what;
+    }
+    desk.claudeTalk.queuedCommands = cases[1].commands;
+    desk.claudeTalk.messages.clear(); // Nobody knows what stands behind a message that is gone.
+    EXPECT_FALSE(standsAsQueuedCommand(transfer, desk.claudeTalk));
 }
 
 TEST(RelayReceipts, useUpTheDraftThatWentOut) {

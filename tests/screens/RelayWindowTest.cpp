@@ -13,6 +13,8 @@
 
 #include <chrono>
 
+#include <nlohmann/json.hpp>
+
 #include <QApplication>
 #include <QKeyEvent>
 
@@ -103,6 +105,21 @@ class RelayWindowTest : public WindowFixture {
         open();
     }
 
+    // The pending message goes into Claude's transcript as an attachment.
+    void takeUpWhileAToolRuns() const {
+        const auto text = claudeTranscript.text();
+        const std::string mark = R"("uuid":")";
+        const auto last = text.substr(text.rfind(mark) + mark.size(), 36);
+        const nlohmann::json taken{
+            {"type", "attachment"},
+            {"uuid", "taken"},
+            {"parentUuid", last},
+            {"attachment", {{"type", "queued_command"}, {"prompt", *state.transfers.back().payload}}}};
+        const auto after = ClaudeTranscript::continued({.id = claudeID}, "taken").answer("Done.").text();
+        folder.write("home/.claude/projects/-code-compiler/" + std::string(claudeID) + ".jsonl",
+                     text + taken.dump() + "\n" + after);
+    }
+
     void openSubmitted(Agent source) {
         state.markSubmitted(prepare(source));
         open();
@@ -182,6 +199,20 @@ const Look looks[] = {
      "Retry to Claude", false, false, savedOnly, true, "Waits to be pasted into Claude"},
     {"AwaitingReceipt", [](auto& test) { test.openSubmitted(Agent::codex); }, "Checking delivery…",
      "Retry to Claude", false, false, delivered, true, "What you write now is for the next transfer."},
+    {"TakenUpWhileAToolRan",
+     [](auto& test) {
+         test.state.markSubmitted(test.prepare(Agent::codex));
+         test.takeUpWhileAToolRuns();
+         test.open();
+     },
+     "Checking delivery…", "Retry to Claude", false, false, delivered, true, "so no receipt will come"},
+    {"LostPosition",
+     [](auto& test) {
+         test.pairUp();
+         test.state.checkpoints.set(positionKey(test.pairID, Agent::codex), "gone");
+         test.open();
+     },
+     "Up to date", "Send to Claude", false, false, "", false, "Check for history changes."},
     {"PendingFromTheOtherSide", [](auto& test) { test.openSubmitted(Agent::claude); }, "Ready",
      "Send to Claude", false, false, delivered, false, "waits until the message above has been seen"},
     {"RetryableAfterARestart",

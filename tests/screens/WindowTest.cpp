@@ -4,6 +4,7 @@
 #include "Orvel/platform/qt/QtMainLoop.h"
 #include "Orvel/platform/qt/QtText.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
+#include "Orvel/screens/MessageListView.h"
 #include "TemporaryFolder.h"
 #include "model/FakeClaudeSender.h"
 #include "samples/SampleHome.h"
@@ -126,6 +127,60 @@ TEST_F(WindowTest, TheSearchNarrowsTheListAndSaysWhenNothingIsLeft) {
     EXPECT_TRUE(shows(QStringLiteral("No conversation matches “no such thing”.")));
     type(QStringLiteral("Search conversations"), QString());
     EXPECT_EQ(list->model()->rowCount(), all);
+}
+
+TEST_F(WindowTest, WhatHasNoTitleIsListedAndFoundByItsWords) {
+    const TemporaryFolder home;
+    const auto write = [&](const std::string& name, const std::string& question, const std::string& answer) {
+        CodexTranscript transcript({.id = name, .workingDirectory = "/code/plain"});
+        transcript.ask(question).answer(answer);
+        home.write(".codex/sessions/rollout-" + name + ".jsonl", transcript.text());
+    };
+    write("01a1fd20-1", "Why is the parser slow?", "It copies every token.");
+    write("01a1fd20-2", "Which tests fail?", "None.");
+    open(AgentFolders::of(home.path(), std::nullopt, std::nullopt, home.path("config")));
+    const auto lists = [&](const char* title) {
+        return rows().filter(QStringLiteral("Codex, ") + QLatin1String(title)).size();
+    };
+    EXPECT_EQ(lists("Why is the parser slow?"), 1);
+    EXPECT_EQ(lists("plain · "), 0);
+    const auto searchFor = [&](const char* query) {
+        type(QStringLiteral("Search conversations"), QLatin1String(query));
+        settle();
+    };
+    searchFor("SLOW parser");
+    EXPECT_EQ(lists("Why"), 1);
+    EXPECT_EQ(lists("Which"), 0);
+    searchFor("token");
+    EXPECT_EQ(lists("Why"), 0); // Its messages are not loaded yet.
+    searchFor("");
+    choose(QStringLiteral("Why is the parser slow?"));
+    searchFor("token copies");
+    EXPECT_EQ(lists("Why"), 1);
+    EXPECT_EQ(lists("Which"), 0);
+}
+
+TEST_F(WindowTest, WhatAProgramWroteUnderTheUsersNameIsFolded) {
+    openSamples();
+    ClaudeTranscript transcript({.id = "folded"});
+    transcript.ask("question").answer("answer").ask("<system-reminder>\nhidden\n</system-reminder>");
+    model->workspace.openFile(data.write("folded.jsonl", transcript.text()));
+    settle();
+    auto* list = shown(QAccessible::List, QStringLiteral("Messages"));
+    ASSERT_TRUE(list);
+    ASSERT_EQ(list->childCount(), 3);
+    const auto spoken = [&] { return list->child(2)->text(QAccessible::Name); };
+    EXPECT_TRUE(spoken().startsWith(QStringLiteral("program: Reminder · ")));
+    EXPECT_FALSE(spoken().contains(QStringLiteral("hidden")));
+    auto* widget = qobject_cast<MessageListView*>(list->object());
+    widget->setCurrentRow(2);
+    const auto folded = widget->rowRect(2).height();
+    QKeyEvent space(QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier);
+    QApplication::sendEvent(widget, &space);
+    EXPECT_TRUE(spoken().contains(QStringLiteral("hidden")));
+    EXPECT_GT(widget->rowRect(2).height(), folded);
+    // What is relayed is what the transcript holds.
+    EXPECT_NE(model->workspace.relay().preview().find("me: <system-reminder>\nhidden"), std::string::npos);
 }
 
 TEST_F(WindowTest, ADroppedTranscriptOpens) {
