@@ -42,7 +42,8 @@ TEST(TranscriptReader, StopsAtTheFirstLineThatIsNoObject) {
         {"blanks around a record", " \t{} \t\nx", malformed(2)},
         {"a line of other blanks is no record", "{}\n\u00a0\n{}", malformed(2)},
         {"other blanks around a record", "\u3000{}", malformed(1)},
-        {"a separator inside a string", "{}\n{\"a\":\"x\u2028y\"}", malformed(2)},
+        {"a separator inside a string and a malformed line", "{}\n{\"a\":\"x\u2028y\"}\nx", malformed(2)},
+        {"a separator inside a string and one between records", "{}\u2028{\"a\":\"x\u2028y\"}", malformed(2)},
         {"a line that ends inside a string", "{}\n{\"a\":\"x\n\"}", malformed(2)},
         {"a list", "[]", malformed(1)},
         {"two records in a line", "{}{}", malformed(1)},
@@ -57,6 +58,36 @@ TEST(TranscriptReader, StopsAtTheFirstLineThatIsNoObject) {
     };
     for (const auto agent : allAgents)
         for (const auto& [name, text, failure] : cases) EXPECT_EQ(failureOf(text, agent), failure) << name;
+}
+
+// What is readable without the second message keeps its identities with it.
+TEST(TranscriptReader, ReadsASeparatorInsideAStringWhereLineFeedsAloneEndTheLines) {
+    const auto message = [](const std::string& text) {
+        return R"({"type":"response_item","payload":{"type":"message","role":"user","content":")" + text +
+               "\"}}";
+    };
+    const struct {
+        const char* name;
+        std::string before, separator, after, origins;
+    } cases[] = {
+        {"line separator", "", "\u2028", "\n", "line-1 line-2 line-4"},
+        {"paragraph separator", "{}\n", "\u2029", "\n\n", "line-2 line-3 line-6"},
+        {"next line", "\n \n", "\u0085", "\n", "line-3 line-4 line-6"},
+        {"line ends of two characters", "{}\r\n\r\n", "\u2028", "\r\n", "line-5 line-6 line-9"},
+        {"a line end before the record", "\r", "\u2028", "\n\r\t", "line-2 line-3 line-6"},
+    };
+    for (const auto& [name, before, separator, after, origins] : cases) {
+        SCOPED_TRACE(name);
+        const auto readable = before + message("first") + "\n";
+        const auto text = readable + message("a" + separator + "b") + after + message("third");
+        std::string found;
+        const auto messages = TranscriptReader::parse(text, Agent::codex, "", "").messages;
+        for (const auto& each : messages)
+            found += (found.empty() ? "" : " ") + each.id.substr(0, each.id.find(':'));
+        EXPECT_EQ(found, origins);
+        EXPECT_EQ(messages[1].text, "a" + separator + "b");
+        EXPECT_EQ(messages[0], TranscriptReader::parse(readable, Agent::codex, "", "").messages[0]);
+    }
 }
 
 TEST(TranscriptReader, IdentifiesAMessageByItsOriginAndADigestOfRoleAndText) {
