@@ -50,7 +50,11 @@ TEST(TranscriptReader, StopsAtTheFirstLineThatIsNoObject) {
         {"a record and more", "{} x", malformed(1)},
         {"a NUL behind a record", "{}\n{}\0"s, malformed(2)},
         {"a NUL inside a string", "{\"a\":\"\0\"}"s, malformed(1)},
-        {"lone surrogates", R"({"a":"\ud800"})", malformed(1)},
+        {"a lone surrogate", R"({"\ud800":1})", noMessages},
+        {"a cut escape", R"({"a":"\ud8"})", malformed(1)},
+        {"an integer beyond 64 bits", R"({"a":18446744073709552000})", noMessages},
+        {"an integer beyond a double", R"({"a":)" + std::string(400, '7') + "}", noMessages},
+        {"such an integer with a leading zero", R"({"a":018446744073709552000})", malformed(1)},
         {"a number beyond a double", R"({"a":1e999})", malformed(1)},
         {"depth that the parser knows", nested(1'000), noMessages},
         {"depth beyond it", nested(100'000), malformed(1)},
@@ -99,9 +103,10 @@ TEST(TranscriptReader, IdentifiesAMessageByItsOriginAndADigestOfRoleAndText) {
         return record(R"({"type":"response_item","payload":{"type":"message","role":"user","content":")" +
                       text + '"' + (id.empty() ? "" : R"(,"id":)" + id) + "}}");
     };
-    // The digests of "user\nhello", "assistant\nhello" and "user\n 検索 \n".
+    // The digests of "user\nhello", "assistant\nhello", "user\nhello\ufffd" and "user\n 検索 \n".
     const std::string hello = "fa82b1cf60263d970c98f29e8420cbd61e8c07e59e05008002d374235fa8abf3",
                       helloBack = "7b1e593c08e0b3f091f4489b36b4cab055fb81871ed0cbac2b7482a40754d8f3",
+                      cutEmoji = "04db971b504abeb2aa917c5b25ac63ece1feb127ebf07ac9636d90996864321c",
                       japanese = "b886dde7179b77c62e74cab963e36ec7b6b7a48a26023da9e38afa21a8b01d19";
     const struct {
         const char* name;
@@ -113,6 +118,7 @@ TEST(TranscriptReader, IdentifiesAMessageByItsOriginAndADigestOfRoleAndText) {
         {"item", Agent::codex, codex("\"i\"", "hello"), "i:" + hello},
         {"item that is no string", Agent::codex, codex("5", "hello"), "line-1:" + hello},
         {"item that is empty", Agent::codex, codex("\"\"", "hello"), ":" + hello},
+        {"a surrogate that was cut off", Agent::codex, codex("\"i\"", "hello\\ud83d"), "i:" + cutEmoji},
         {"the text is not trimmed", Agent::codex, codex("\"i\"", " 検索 \\n"), "i:" + japanese},
         {"the same twice", Agent::claude, claude("user", "u", "hello") + claude("user", "u", "hello"),
          "u:" + hello},
