@@ -52,10 +52,9 @@ void ClaudeRecords::resolveBranches() {
     if (!hasParents || !lastUUID) return;
     for (auto at = *lastUUID; at != 0 && !links[at].isActive; at = links[at].parent)
         links[at].isActive = true;
-    std::vector<Message> kept;
-    for (std::size_t i = 0; i < conversation.messages.size(); ++i)
-        if (links[messageUUIDs[i]].isActive) kept.push_back(std::move(conversation.messages[i]));
-    conversation.messages = std::move(kept);
+    std::size_t next = 0;
+    std::erase_if(conversation.messages,
+                  [&](const Message&) { return !links[messageUUIDs[next++]].isActive; });
 }
 
 ClaudeRecords::Number ClaudeRecords::numberOf(std::string_view uuid) {

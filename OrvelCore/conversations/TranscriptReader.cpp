@@ -4,10 +4,12 @@
 #include "OrvelCore/conversations/CodexRecords.h"
 #include "OrvelCore/conversations/TranscriptError.h"
 #include "OrvelCore/conversations/TranscriptLines.h"
+#include "OrvelCore/conversations/TranscriptPieces.h"
 #include "OrvelCore/files/FilePath.h"
-#include "OrvelCore/files/FileReading.h"
 #include "OrvelCore/text/JsonRecord.h"
 #include "OrvelCore/text/Unicode.h"
+
+#include <utility>
 
 namespace orvel::TranscriptReader {
 
@@ -15,29 +17,47 @@ namespace {
 
 using Ends = TranscriptLines::Ends;
 
-// Hands every record of the text to `records`, with its line number.
-template <typename Records>
-void takeRecords(std::string_view text, std::size_t readableBehind, Ends ends, Records& records) {
+// A text in memory as its only piece.
+class WholeText {
+  public:
+    static constexpr std::size_t padding = 0;
+
+    explicit WholeText(std::string_view text) : rest(text) {}
+    std::string_view next() { return std::exchange(rest, {}); }
+
+  private:
+    std::string_view rest;
+};
+
+// Hands every record to `records`, with its line number.
+template <typename Pieces, typename Records>
+void takeRecords(Pieces& pieces, Ends ends, Records& records) try {
     JsonRecordParser parser;
     TranscriptLines lines(ends);
-    lines.take(text);
-    while (const auto line = lines.next()) {
-        const auto lineEnd = static_cast<std::size_t>(line->text.data() + line->text.size() - text.data());
-        const auto record = parser.parse(line->text, text.size() - lineEnd + readableBehind);
-        if (!record) throw TranscriptError::malformedLine(line->number);
-        records.take(*record, line->number);
+    for (auto piece = pieces.next(); !piece.empty(); piece = pieces.next()) {
+        lines.take(piece);
+        while (const auto line = lines.next()) {
+            const auto end = static_cast<std::size_t>(line->text.data() + line->text.size() - piece.data());
+            const auto record = parser.parse(line->text, piece.size() - end + Pieces::padding);
+            if (!record) throw TranscriptError::malformedLine(line->number);
+            records.take(*record, line->number);
+        }
     }
+} catch (const TranscriptError&) {
+    // What is wrong with the file as a whole counts first.
+    while (!pieces.next().empty()) continue;
+    throw;
 }
 
-Conversation parsePadded(std::string_view text, std::size_t readableBehind, Ends ends,
-                         Conversation conversation) {
+template <typename Pieces>
+Conversation parsed(Pieces pieces, Ends ends, Conversation conversation) {
     if (conversation.source == Agent::claude) {
         ClaudeRecords records(conversation);
-        takeRecords(text, readableBehind, ends, records);
+        takeRecords(pieces, ends, records);
         records.resolveBranches();
     } else {
         CodexRecords records(conversation);
-        takeRecords(text, readableBehind, ends, records);
+        takeRecords(pieces, ends, records);
     }
     if (conversation.messages.empty()) throw TranscriptError(TranscriptError::Case::noMessages);
     return conversation;
@@ -45,12 +65,13 @@ Conversation parsePadded(std::string_view text, std::size_t readableBehind, Ends
 
 // Agents write some characters that end lines into strings as they are. Where the reading stops, it may be at
 // one of these, and then line feeds alone end the lines.
-Conversation parsePadded(std::string_view text, std::size_t readableBehind, const Conversation& empty) try {
-    return parsePadded(text, readableBehind, Ends::newlines, empty);
+template <typename MakePieces>
+Conversation parsed(MakePieces makePieces, const Conversation& empty) try {
+    return parsed(makePieces(), Ends::newlines, empty);
 } catch (const TranscriptError& first) {
     if (first.kind() != TranscriptError::Case::malformedLine) throw;
     try {
-        return parsePadded(text, readableBehind, Ends::lineFeeds, empty);
+        return parsed(makePieces(), Ends::lineFeeds, empty);
     } catch (const TranscriptError& second) {
         if (second.kind() != TranscriptError::Case::malformedLine) throw;
     }
@@ -61,17 +82,20 @@ Conversation parsePadded(std::string_view text, std::size_t readableBehind, cons
 
 Conversation read(const std::string& path, Agent source) {
     ReadableFile file(path);
-    const auto bytes = file.size() <= maximumSize ? FileBytes::read(file, maximumSize) : std::nullopt;
-    if (!bytes) throw TranscriptError(TranscriptError::Case::tooLarge);
-    if (!isValidUTF8(bytes->view())) throw TranscriptError(TranscriptError::Case::invalidUTF8);
+    if (file.size() > maximumSize) throw TranscriptError(TranscriptError::Case::tooLarge);
+    const auto pieces = [&] {
+        file.rewind();
+        return TranscriptPieces(file);
+    };
     // A file name need not be UTF-8, but everything that is shown or saved must.
-    return parsePadded(
-        bytes->view(), FileBytes::padding,
+    return parsed(
+        pieces,
         {.id = displayable(standardizedPath(path)), .source = source, .title = displayable(pathStem(path))});
 }
 
 Conversation parse(std::string_view text, Agent source, std::string fallbackID, std::string title) {
-    return parsePadded(text, 0, {.id = std::move(fallbackID), .source = source, .title = std::move(title)});
+    return parsed([&] { return WholeText(text); },
+                  {.id = std::move(fallbackID), .source = source, .title = std::move(title)});
 }
 
 } // namespace orvel::TranscriptReader

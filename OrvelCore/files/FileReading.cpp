@@ -68,6 +68,10 @@ std::size_t ReadableFile::read(char* buffer, std::size_t count) {
     return done;
 }
 
+void ReadableFile::rewind() {
+    if (lseek(descriptor, 0, SEEK_SET) != 0) throw FileError::fromErrno(errno, reading, path);
+}
+
 bool ReadableFile::holdsStill() {
     // A file system without such locks has no writer that waits for one.
     if (flock(descriptor, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;

@@ -37,6 +37,9 @@ class ReadableFile {
     /// FileError.
     std::size_t read(char* buffer, std::size_t count);
 
+    /// Begins again with the first byte. Throws FileError.
+    void rewind();
+
   private:
     std::string path;
     int descriptor;

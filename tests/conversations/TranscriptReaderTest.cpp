@@ -166,6 +166,8 @@ TEST(TranscriptReader, GivesEveryUnreadableFileItsOwnWords) {
         {"Latin 1", folder.write("latin", "{\"a\":\"\xe9\"}"), "invalidUTF8", notUTF8},
         {"a cut character behind a malformed line", folder.write("cut", "{\n\xe3\x81"), "invalidUTF8",
          notUTF8},
+        {"one far behind it", folder.write("far", "{\n" + std::string(600'000, '\n') + "\xe3"), "invalidUTF8",
+         notUTF8},
         {"UTF-16", folder.write("utf16", std::string_view("\xff\xfe{\0}\0", 6)), "invalidUTF8", notUTF8},
         {"nothing", folder.path("none"), "noSuchFile", couldNotRead("none", "No such file or directory")},
         {"a folder", folder.path(), "isFolder", "Couldn't read “" + folder.path() + "”: It is a folder."},
@@ -236,6 +238,26 @@ TEST(TranscriptReader, ReadsATranscriptThatIsCutAnywhereAsAPrefixOrNotAtAll) {
             ASSERT_TRUE(std::equal(messages.begin(), messages.end(), whole.begin())) << size;
         } catch (const Failure& failure) {
             ASSERT_EQ(failure.caseName(), isWholeLines ? "noMessages" : "malformedLine") << size;
+        }
+    }
+}
+
+// The file is read in pieces, which end with lines.
+TEST(TranscriptReader, ReadsAFileAsItsTextWhereverItsPiecesMeet) {
+    const TemporaryFolder folder;
+    const auto message = [](const std::string& text) {
+        return R"({"type":"response_item","payload":{"type":"message","role":"user","content":")" + text +
+               "\"}}";
+    };
+    const auto end = message("検索") + "\r\n" + message("end");
+    const auto around = 262'144 - message("").size();
+    for (const auto* separator : {"", "\u2028"}) {
+        for (const auto size : {around - 8, around - 3, around - 2, around - 1, around, around + 1,
+                                2 * around, std::size_t(700'000)}) {
+            SCOPED_TRACE(separator + std::to_string(size));
+            const auto text = message(separator + std::string(size, 'x')) + "\n\r" + end;
+            EXPECT_EQ(TranscriptReader::read(folder.write("file", text), Agent::codex).messages,
+                      TranscriptReader::parse(text, Agent::codex, "", "").messages);
         }
     }
 }
