@@ -1,12 +1,15 @@
 #include "bench/ConversationBench.h"
 
+#include "Orvel/cli/ConversationOutput.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
 #include "bench/ChildProcess.h"
 #include "bench/ConversationFloors.h"
 #include "bench/SampleTranscripts.h"
 
+#include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <stdexcept>
 
@@ -27,9 +30,13 @@ struct NodeReading {
     double seconds = 0;
 };
 
-NodeReading readWithNode(const std::string& path, Agent agent) {
-    std::istringstream output(
-        outputOf({"node", ORVEL_BENCH_SCRIPTS "/read_transcript.mjs", std::string(rawValue(agent)), path}));
+constexpr const char* nowhere = "/dev/null";
+
+NodeReading readWithNode(const std::string& path, Agent agent, bool prints) {
+    std::vector<std::string> command{"node", ORVEL_BENCH_SCRIPTS "/read_transcript.mjs",
+                                     std::string(rawValue(agent)), path};
+    if (prints) command.emplace_back(nowhere);
+    std::istringstream output(outputOf(command));
     NodeReading reading;
     output >> reading.digests.count >> reading.digests.last >> reading.seconds;
     return reading;
@@ -60,8 +67,8 @@ void readWithFloor(benchmark::State& state, Agent agent) {
 // Counts what the script itself measures, without the start of Node.
 void readWithNode(benchmark::State& state, Agent agent) try {
     const auto& path = samples().large(agent);
-    if (!findsTheSame(state, readWithNode(path, agent).digests, path, agent)) return;
-    for (auto _ : state) state.SetIterationTime(readWithNode(path, agent).seconds);
+    if (!findsTheSame(state, readWithNode(path, agent, false).digests, path, agent)) return;
+    for (auto _ : state) state.SetIterationTime(readWithNode(path, agent, false).seconds);
 } catch (const std::runtime_error& failure) {
     state.SkipWithError(failure.what());
 }
@@ -76,6 +83,69 @@ void readMemory(benchmark::State& state, Agent agent) {
     const auto& path = samples().large(agent);
     for (auto _ : state) {
         const auto peak = peakMemoryOf({"read", std::string(rawValue(agent)), path});
+        state.counters["times_file"] = peak / static_cast<double>(std::filesystem::file_size(path));
+    }
+}
+
+class OutputToNowhere : public Output {
+  public:
+    void write(std::string_view text) override {
+        device.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
+    }
+    void writeError(std::string_view) noexcept override {}
+    bool isTerminal() const override { return false; }
+
+  private:
+    std::ofstream device{nowhere, std::ios::binary};
+};
+
+void readAndPrint(const std::string& path, Agent agent) {
+    OutputToNowhere output;
+    writeAsJson(TranscriptReader::read(path, agent), output);
+}
+
+double processorSeconds() {
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+template <typename Work>
+void countProcessorTime(benchmark::State& state, Work work) {
+    for (auto _ : state) {
+        const auto start = processorSeconds();
+        work();
+        state.SetIterationTime(processorSeconds() - start);
+    }
+}
+
+void printLarge(benchmark::State& state, Agent agent) {
+    const auto& path = samples().large(agent);
+    countProcessorTime(state, [&] { readAndPrint(path, agent); });
+}
+
+void printFloor(benchmark::State& state, Agent agent) {
+    const auto& path = samples().large(agent);
+    countProcessorTime(state, [&] { benchmark::DoNotOptimize(readFloor(path, agent)); });
+}
+
+void printTiny(benchmark::State& state, Agent agent) {
+    const auto& path = samples().tiny(agent);
+    for (auto _ : state) readAndPrint(path, agent);
+}
+
+void printTinyWithNode(benchmark::State& state, Agent agent) try {
+    const auto& path = samples().tiny(agent);
+    if (!findsTheSame(state, readWithNode(path, agent, true).digests, path, agent)) return;
+    for (auto _ : state) state.SetIterationTime(readWithNode(path, agent, true).seconds);
+} catch (const std::runtime_error& failure) {
+    state.SkipWithError(failure.what());
+}
+
+void printTinyMemory(benchmark::State& state, Agent agent) {
+    const auto& path = samples().tiny(agent);
+    for (auto _ : state) {
+        const auto peak = peakMemoryOf({"print", std::string(rawValue(agent)), path});
         state.counters["times_file"] = peak / static_cast<double>(std::filesystem::file_size(path));
     }
 }
@@ -105,16 +175,19 @@ void discoverMemory(benchmark::State& state) {
 void registerConversationBenchmarks() {
     using benchmark::RegisterBenchmark;
     for (const auto agent : allAgents) {
-        const auto name = [&](const char* what) {
-            return "read/" + std::string(rawValue(agent)) + '/' + what;
+        const auto add = [&](const char* work, const char* what, void (*run)(benchmark::State&, Agent)) {
+            const auto name = std::string(work) + '/' + std::string(rawValue(agent)) + '/' + what;
+            return RegisterBenchmark(name.c_str(), run, agent)->Unit(benchmark::kMillisecond);
         };
-        const auto add = [&](const char* what, void (*run)(benchmark::State&, Agent)) {
-            return RegisterBenchmark(name(what).c_str(), run, agent)->Unit(benchmark::kMillisecond);
-        };
-        add("orvel", readWithOrvel);
-        add("floor", readWithFloor);
-        add("node", readWithNode)->UseManualTime()->Iterations(1);
-        add("memory", readMemory)->Iterations(1);
+        add("read", "orvel", readWithOrvel);
+        add("read", "floor", readWithFloor);
+        add("read", "node", readWithNode)->UseManualTime()->Iterations(1);
+        add("read", "memory", readMemory)->Iterations(1);
+        add("print", "orvel", printLarge)->UseManualTime();
+        add("print", "floor", printFloor)->UseManualTime();
+        add("print-tiny", "orvel", printTiny);
+        add("print-tiny", "node", printTinyWithNode)->UseManualTime()->Iterations(1);
+        add("print-tiny", "memory", printTinyMemory)->Iterations(1);
     }
     RegisterBenchmark("discover/orvel", discoverWithOrvel)->Unit(benchmark::kMillisecond);
     RegisterBenchmark("discover/floor", discoverWithFloor)->Unit(benchmark::kMillisecond);
@@ -125,6 +198,8 @@ void workOnce(const std::vector<std::string>& words) {
     if (words.size() == 3 && words[0] == "read") {
         const auto conversation = TranscriptReader::read(words[2], agentNamed(words[1]).value());
         benchmark::DoNotOptimize(conversation.messages.data());
+    } else if (words.size() == 3 && words[0] == "print") {
+        readAndPrint(words[2], agentNamed(words[1]).value());
     } else if (words.size() == 2 && words[0] == "discover") {
         const auto& home = words[1];
         benchmark::DoNotOptimize(

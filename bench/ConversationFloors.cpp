@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <openssl/evp.h>
 #include <simdjson.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -41,7 +42,38 @@ class Descriptor {
     }
 
   private:
+    friend class Mapping;
+
     int number;
+};
+
+// A whole file in memory, without a copy of it.
+class Mapping {
+  public:
+    explicit Mapping(const std::string& path) {
+        const Descriptor file(path);
+        size = file.size();
+#ifdef MAP_POPULATE
+        constexpr int flags = MAP_PRIVATE | MAP_POPULATE;
+#else
+        constexpr int flags = MAP_PRIVATE;
+#endif
+        bytes = mmap(nullptr, size, PROT_READ, flags, file.number, 0);
+        if (bytes == MAP_FAILED) throw std::runtime_error("cannot map " + path);
+    }
+    ~Mapping() {
+        munmap(bytes, size);
+    }
+    Mapping(const Mapping&) = delete;
+    Mapping& operator=(const Mapping&) = delete;
+
+    std::string_view view() const {
+        return {static_cast<const char*>(bytes), size};
+    }
+
+  private:
+    void* bytes;
+    std::size_t size;
 };
 
 class Hasher {
@@ -111,20 +143,20 @@ void takeClaude(const element& record, Hasher& hasher) {
 } // namespace
 
 MessageDigests readFloor(const std::string& path, Agent agent) {
-    const Descriptor file(path);
-    const auto size = file.size();
-    const auto bytes = std::make_unique_for_overwrite<char[]>(size + simdjson::SIMDJSON_PADDING);
-    if (file.read(bytes.get(), size) != size) throw std::runtime_error("cannot read " + path);
-    std::memset(bytes.get() + size, 0, simdjson::SIMDJSON_PADDING);
-    if (!simdjson::validate_utf8(bytes.get(), size)) throw std::runtime_error("not UTF-8");
+    const Mapping file(path);
+    const auto text = file.view();
+    if (!simdjson::validate_utf8(text.data(), text.size())) throw std::runtime_error("not UTF-8");
 
     simdjson::dom::parser parser;
     Hasher hasher;
-    for (const char *at = bytes.get(), *end = at + size; at < end;) {
+    for (const char *at = text.data(), *end = at + text.size(); at < end;) {
         const auto* feed =
             static_cast<const char*>(std::memchr(at, '\n', static_cast<std::size_t>(end - at)));
         const auto* lineEnd = feed ? feed : end;
-        const auto record = parser.parse(at, static_cast<std::size_t>(lineEnd - at), false).value();
+        const auto behind = static_cast<std::size_t>(end - lineEnd);
+        const auto record =
+            parser.parse(at, static_cast<std::size_t>(lineEnd - at), behind < simdjson::SIMDJSON_PADDING)
+                .value();
         if (agent == Agent::codex)
             takeCodex(record, hasher);
         else

@@ -17,7 +17,8 @@ struct MessageDigests {
     bool operator==(const MessageDigests&) const = default;
 };
 
-/// Reads the file, validates UTF-8, parses each line with simdjson and hashes role and text of each message.
+/// Maps the file, so that nothing of it is cleared or copied, validates UTF-8, parses each line with simdjson
+/// and hashes role and text of each message.
 MessageDigests readFloor(const std::string& path, Agent agent);
 
 /// Opens each file and reads its first 64 KiB; gives how many bytes that were.

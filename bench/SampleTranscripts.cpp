@@ -2,6 +2,7 @@
 
 #include "samples/TranscriptWriter.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
@@ -9,12 +10,14 @@
 #include <fstream>
 #include <random>
 #include <stdexcept>
+#include <utility>
 
 namespace orvel::bench {
 
 namespace {
 
 constexpr std::size_t largeSize = 99'000'000;
+constexpr std::size_t tinyCount = 600'000;
 constexpr int manyCount = 10'000;
 
 // Text as it comes out of tools and agents: code, paths, quotes, numbers and now and then another script.
@@ -92,13 +95,39 @@ SampleTranscripts::~SampleTranscripts() {
 }
 
 const std::string& SampleTranscripts::large(Agent agent) {
-    const bool isCodex = agent == Agent::codex;
-    auto& path = isCodex ? codexFile : claudeFile;
+    auto& path = largeFiles[agent];
     if (!path.empty()) return path;
     path = folder + '/' + std::string(rawValue(agent)) + ".jsonl";
     const SampleSession session{.id = "large"};
-    write(path, isCodex ? largeTranscript(CodexTranscript(session), TextSource(1))
-                        : largeTranscript(ClaudeTranscript(session), TextSource(2)));
+    write(path, agent == Agent::codex ? largeTranscript(CodexTranscript(session), TextSource(1))
+                                      : largeTranscript(ClaudeTranscript(session), TextSource(2)));
+    return path;
+}
+
+const std::string& SampleTranscripts::tiny(Agent agent) {
+    auto& path = tinyFiles[agent];
+    if (!path.empty()) return path;
+    path = folder + '/' + std::string(rawValue(agent)) + "-tiny.jsonl";
+    SampleIDs ids("tiny");
+    std::string text, parent;
+    for (std::size_t i = 0; i < tinyCount; ++i) {
+        const auto begin = text.size();
+        const bool isUser = i % 2 == 0;
+        if (agent == Agent::codex) {
+            text += R"({"type":"response_item","payload":{"type":"message","id":"msg_)" + std::to_string(i);
+            text += isUser ? R"(","role":"user","content":[{"type":"input_text","text":")"
+                           : R"(","role":"assistant","content":[{"type":"output_text","text":")";
+        } else {
+            const auto uuid = ids.uuid();
+            text += R"({"parentUuid":")" + std::exchange(parent, uuid) + R"(","uuid":")" + uuid;
+            text += isUser ? R"(","type":"user","message":{"content":")"
+                           : R"(","type":"assistant","message":{"content":")";
+        }
+        const std::string_view end = agent == Agent::codex ? "\"}]}}\n" : "\"}}\n";
+        text.resize(std::max(text.size(), begin + largeSize / tinyCount - end.size()), 'x');
+        text += end;
+    }
+    write(path, text);
     return path;
 }
 

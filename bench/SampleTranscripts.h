@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,9 @@ class SampleTranscripts {
     /// A transcript of 99 MB, most of it tool results; made when it is first asked for.
     const std::string& large(Agent agent);
 
+    /// A transcript of 99 MB, nothing but 600,000 short messages; made when it is first asked for.
+    const std::string& tiny(Agent agent);
+
     /// A home with 10,000 transcripts of both agents in mixed sizes; made when it is first asked for.
     const AgentFolders& many();
 
@@ -34,7 +38,7 @@ class SampleTranscripts {
 
   private:
     std::string folder;
-    std::string codexFile, claudeFile;
+    std::map<Agent, std::string> largeFiles, tinyFiles;
     AgentFolders home;
     std::vector<std::string> paths;
     std::uintmax_t pathBytes = 0;

@@ -1,23 +1,26 @@
-// Reads a transcript as Orvel does, with JSON.parse and crypto: node read_transcript.mjs AGENT FILE
-// Prints the number of messages, the digest of the last one and the seconds that it took.
+// Reads a transcript as Orvel does, with JSON.parse and crypto: node read_transcript.mjs AGENT FILE [OUTPUT]
+// With OUTPUT it writes the messages there as JSON. Prints the number of messages, the digest of the last one and
+// the seconds that it took.
 
 import { createHash } from 'node:crypto';
-import { readFileSync } from 'node:fs';
+import { readFileSync, writeFileSync } from 'node:fs';
 
-const [agent, path] = process.argv.slice(2);
+const [agent, path, output] = process.argv.slice(2);
 const start = performance.now();
 
 const text = new TextDecoder('utf-8', { fatal: true }).decode(readFileSync(path));
 let count = 0;
 let last = '';
+const messages = [];
 
-function keep(role, content) {
+function keep(id, role, content) {
     if (Array.isArray(content)) {
         content = content.filter((item) => item.type?.endsWith('text')).map((item) => item.text).join('\n');
     }
     if (typeof content !== 'string' || content.trim() === '') return;
     last = createHash('sha256').update(`${role}\n${content}`).digest('hex');
     count += 1;
+    if (output) messages.push({ id: `${id}:${last}`, role, text: content });
 }
 
 function isScaffolding(payload) {
@@ -32,11 +35,12 @@ for (const line of text.split('\n')) {
         const payload = record.payload;
         const isMessage = record.type === 'response_item' && payload.type === 'message';
         if (isMessage && ['user', 'assistant'].includes(payload.role) && !isScaffolding(payload)) {
-            keep(payload.role, payload.content);
+            keep(payload.id, payload.role, payload.content);
         }
     } else if (['user', 'assistant'].includes(record.type)) {
-        keep(record.type, record.message.content);
+        keep(record.uuid, record.type, record.message.content);
     }
 }
 
+if (output) writeFileSync(output, JSON.stringify({ messages }));
 console.log(count, last, (performance.now() - start) / 1000);

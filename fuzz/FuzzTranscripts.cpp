@@ -44,5 +44,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto conversation = parsed(text, agent);
     if (conversation) claimWellFormed(*conversation);
     claim(parsed(text + "\n \t\n", agent) == conversation, "blank lines at the end change nothing");
+    if (!conversation) return 0;
+    const auto extended = parsed(text + "\n{\"a\":\"\u2028\"}", agent);
+    claim(!extended || extended == conversation,
+          "a line that line feeds alone end changes nothing before it");
     return 0;
 }

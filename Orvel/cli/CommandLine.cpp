@@ -63,7 +63,7 @@ void runCommand(const Arguments& arguments, const Places& places, Output& output
     case none: return showSampleTour(places, output, stylist);
     case list: return printList(Commands::list(arguments, places, stylist), arguments, places, output);
     case recent: return printList(Commands::recent(arguments, places, stylist), arguments, places, output);
-    case show: return output.write(Commands::show(arguments, places, stylist));
+    case show: return Commands::show(arguments, places, output, stylist);
     case preview: return output.write(Commands::preview(arguments, places));
     case url: return output.write(Commands::url(arguments, stylist));
     case relayCheck: return checkRelayRecords(arguments, output, stylist);

@@ -2,13 +2,13 @@
 
 #include "Orvel/cli/CommandFailure.h"
 #include "Orvel/cli/ConversationArgument.h"
+#include "Orvel/cli/ConversationOutput.h"
 #include "Orvel/cli/JsonLine.h"
 #include "Orvel/model/RelativeTime.h"
 #include "Orvel/model/SidebarContents.h"
 #include "Orvel/platform/posix/SystemClock.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/Handoff.h"
-#include "OrvelCore/conversations/MachineMadeText.h"
 #include "OrvelCore/conversations/RecentConversationsStore.h"
 #include "OrvelCore/conversations/RelayFormatter.h"
 #include "OrvelCore/files/FilePath.h"
@@ -34,18 +34,6 @@ TextTable::Cell timeCell(Date date) {
     return {relativeTime(date, now, localUTCOffset(now)), TextStyle::faint};
 }
 
-Json jsonOf(const Conversation& conversation) {
-    auto messages = Json::array();
-    for (const auto& message : conversation.messages)
-        messages.push_back({{"id", message.id}, {"role", message.role}, {"text", message.text}});
-    return {{"id", conversation.id},
-            {"source", rawValue(conversation.source)},
-            {"title", conversation.title},
-            {"isBusy", conversation.isBusy},
-            {"hasAmbiguousBranches", conversation.hasAmbiguousBranches},
-            {"messages", std::move(messages)}};
-}
-
 Json jsonOf(const HandoffRequest& request) {
     const auto orNull = [](const std::optional<std::string>& text) { return text ? Json(*text) : Json(); };
     return {{"source", rawValue(request.source)},
@@ -59,21 +47,6 @@ std::string linesOf(const std::vector<Value>& values) {
     auto array = Json::array();
     for (const auto& value : values) array.push_back(jsonOf(value));
     return jsonLine(array);
-}
-
-std::string facts(const Conversation& conversation) {
-    const auto count = conversation.messages.size();
-    auto text =
-        fmt::format("{} · {} {}", label(conversation.source), count, count == 1 ? "message" : "messages");
-    if (conversation.isBusy) text += " · still at work";
-    if (conversation.hasAmbiguousBranches) text += " · ambiguous branches";
-    return text;
-}
-
-// In place of what an agent's program wrote under the user's name.
-std::string folded(std::string_view text, Agent agent) {
-    return fmt::format("{} bytes by {}'s program, not by you; --json prints them.", text.size(),
-                       label(agent));
 }
 
 } // namespace
@@ -95,31 +68,10 @@ std::string list(const Arguments& arguments, const Places& places, const Stylist
     return table.text(stylist);
 }
 
-std::string show(const Arguments& arguments, const Places& places, const Stylist& stylist) {
+void show(const Arguments& arguments, const Places& places, Output& output, const Stylist& stylist) {
     const auto named = readConversation(arguments.subject, arguments.agent, places);
-    const auto& conversation = *named.conversation;
-    if (arguments.json) return jsonLine(jsonOf(conversation));
-    auto text = stylist(TextStyle::strong, visibleLine(named.title)) + "\n";
-    text += fmt::format("{}\n", facts(conversation));
-    text += fmt::format("Session {}\n", visibleLine(conversation.id));
-    text += fmt::format("File    {}\n", visibleLine(named.path));
-    const auto agentStyle = agentCell(conversation.source).style;
-    for (const auto& message : conversation.messages) {
-        const bool isAgent = message.role == "assistant";
-        const auto kind = isAgent ? std::nullopt : machineMade(conversation.source, message.text);
-        text += "\n";
-        text += stylist(isAgent ? agentStyle : TextStyle::strong, isAgent ? label(conversation.source)
-                                                                  : kind  ? wordsOf(*kind)
-                                                                          : "You");
-        text += "  " + stylist(TextStyle::faint, visibleLine(message.id)) + "\n";
-        if (kind) {
-            text += stylist(TextStyle::faint, folded(message.text, conversation.source)) + "\n";
-            continue;
-        }
-        text += visibleText(message.text);
-        if (!message.text.ends_with('\n')) text += "\n";
-    }
-    return text;
+    if (arguments.json) return writeAsJson(*named.conversation, output);
+    writeAsText(named, output, stylist);
 }
 
 std::string preview(const Arguments& arguments, const Places& places) {

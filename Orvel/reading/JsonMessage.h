@@ -1,7 +1,6 @@
 #pragma once
 // A JSON object from the server. Included by source files only, since simdjson is heavy.
 
-#include "OrvelCore/files/FileReading.h"
 #include "OrvelCore/frames/CodexThreadLoaderError.h"
 #include "OrvelCore/text/JsonRecord.h"
 
@@ -16,8 +15,7 @@ class JsonMessage {
     /// if it isn't a JSON object.
     explicit JsonMessage(const std::string& text) {
         simdjson::dom::element root;
-        const bool copy = text.capacity() - text.size() < FileBytes::padding;
-        if (parser.parse(text.data(), text.size(), copy).get(root) != simdjson::SUCCESS)
+        if (parsedJson(parser, text, text.capacity() - text.size()).get(root) != simdjson::SUCCESS)
             throw CodexThreadLoaderError(CodexThreadLoaderError::Kind::other,
                                          "Codex sent a text that is not JSON.");
         if (root.get(top) != simdjson::SUCCESS) throw CodexThreadLoaderError::invalid();

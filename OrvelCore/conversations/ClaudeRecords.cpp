@@ -61,23 +61,22 @@ void ClaudeRecords::resolveBranches() {
     if (!hasParents || !lastUUID) return;
     for (auto at = *lastUUID; at != 0 && !links[at].isActive; at = links[at].parent)
         links[at].isActive = true;
-    std::vector<Message> kept;
     std::vector<QueuedCommand> keptCommands;
-    std::size_t command = 0;
-    const auto takeCommands = [&](std::size_t messagesBefore) {
+    std::size_t command = 0, next = 0, kept = 0;
+    const auto takeCommands = [&] {
         for (; command < queuedUUIDs.size(); ++command) {
             auto& queued = conversation.queuedCommands[command];
-            if (queued.messagesBefore > messagesBefore) return;
-            if (links[queuedUUIDs[command]].isActive)
-                keptCommands.push_back({std::move(queued.text), kept.size()});
+            if (queued.messagesBefore > next) return;
+            if (links[queuedUUIDs[command]].isActive) keptCommands.push_back({std::move(queued.text), kept});
         }
     };
-    for (std::size_t i = 0; i < conversation.messages.size(); ++i) {
-        takeCommands(i);
-        if (links[messageUUIDs[i]].isActive) kept.push_back(std::move(conversation.messages[i]));
-    }
-    takeCommands(conversation.messages.size());
-    conversation.messages = std::move(kept);
+    std::erase_if(conversation.messages, [&](const Message&) {
+        takeCommands();
+        const bool isKept = links[messageUUIDs[next++]].isActive;
+        if (isKept) ++kept;
+        return !isKept;
+    });
+    takeCommands();
     conversation.queuedCommands = std::move(keptCommands);
 }
 

@@ -1,5 +1,6 @@
 #include "OrvelCore/conversations/Handoff.h"
 
+#include "OrvelCore/conversations/JsonDocument.h"
 #include "OrvelCore/text/UUID.h"
 #include "OrvelCore/text/Unicode.h"
 
@@ -126,10 +127,10 @@ std::optional<HandoffRequest> HandoffRequest::parse(std::string_view url) {
 }
 
 HandoffState HandoffState::decode(std::string_view json) try {
-    const auto document = nlohmann::json::parse(json);
+    const auto document = documentIn(json);
     return {document.at("checkpoints").get<std::map<std::string, std::string>>(),
             document.at("lastDestinations").get<std::map<std::string, std::string>>()};
-} catch (const nlohmann::json::exception&) {
+} catch (const std::exception&) {
     throw std::runtime_error("The file doesn't hold transfer positions.");
 }
 

@@ -8,10 +8,14 @@ namespace orvel {
 bool MessageList::append(std::string_view role, std::string text, std::optional<std::string_view> nativeID,
                          std::size_t lineNumber) {
     if (trimmed(text).empty()) return false;
-    auto id = nativeID ? std::string(*nativeID) : "line-" + std::to_string(lineNumber);
+    const auto digest = sha256Hex({role, "\n", text});
+    std::string id;
+    id.reserve((nativeID ? nativeID->size() : 32) + 1 + digest.size());
+    id = nativeID ? *nativeID : "line-" + std::to_string(lineNumber);
     id += ':';
-    id += sha256Hex({role, "\n", text});
-    if (taken.numberOf(id) < messages.size()) return false;
+    id += digest;
+    const auto isTaken = [&](TextTable::Number number) { return messages[number].id == id; };
+    if (taken.numberOf(id, messages.size(), isTaken) < messages.size()) return false;
     messages.push_back({std::move(id), std::string(role), std::move(text)});
     return true;
 }

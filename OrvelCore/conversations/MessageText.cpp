@@ -34,33 +34,33 @@ std::string attachmentText(const object& item) {
     return "[添付参照: " + std::string(*reference) + "]";
 }
 
-std::optional<std::string> itemText(const object& item) {
+// What an item says; nothing for one that gives no text. An attachment's words are kept in `attachment`.
+std::optional<std::string_view> itemText(const object& item, std::string& attachment) {
     const auto type = stringMember(item, "type").value_or("");
-    if (isOneOf(type, {"text", "input_text", "output_text"})) {
-        const auto text = stringMember(item, "text");
-        return text ? std::optional<std::string>(*text) : std::nullopt;
-    }
-    if (isOneOf(type, {"image", "input_image", "document"})) return attachmentText(item);
-    return std::nullopt;
+    if (isOneOf(type, {"text", "input_text", "output_text"})) return stringMember(item, "text");
+    if (!isOneOf(type, {"image", "input_image", "document"})) return std::nullopt;
+    attachment = attachmentText(item);
+    return attachment;
 }
 
-std::optional<std::vector<object>> objectsOf(const simdjson::simdjson_result<simdjson::dom::element>& value) {
+// The list in `value` if it holds nothing but objects.
+std::optional<array> objectsIn(const simdjson::simdjson_result<simdjson::dom::element>& value) {
     array list;
     if (value.get(list) != simdjson::SUCCESS) return std::nullopt;
-    std::vector<object> objects;
-    for (const auto element : list) {
-        object item;
-        if (element.get(item) != simdjson::SUCCESS) return std::nullopt;
-        objects.push_back(item);
-    }
-    return objects;
+    for (const auto element : list)
+        if (!element.is_object()) return std::nullopt;
+    return list;
 }
 
-std::string flattened(const std::vector<object>& items) {
-    std::string text;
+// The texts of the objects in the list for which `isKept`, which is asked with their index.
+template <typename IsKept>
+std::string flattened(const array& list, IsKept isKept) {
+    std::string text, attachment;
+    std::size_t index = 0;
     bool isFirst = true;
-    for (const auto& item : items) {
-        const auto piece = itemText(item);
+    for (const object item : list) {
+        if (!isKept(index++)) continue;
+        const auto piece = itemText(item, attachment);
         if (!piece) continue;
         if (!isFirst) text += '\n';
         text += *piece;
@@ -96,8 +96,8 @@ bool isScaffolding(std::string_view kind) {
 std::string contentText(const simdjson::simdjson_result<simdjson::dom::element>& content) {
     std::string_view text;
     if (content.get(text) == simdjson::SUCCESS) return std::string(text);
-    const auto items = objectsOf(content);
-    return items ? flattened(*items) : std::string();
+    const auto items = objectsIn(content);
+    return items ? flattened(*items, [](std::size_t) { return true; }) : std::string();
 }
 
 std::string codexUserText(const object& payload) {
@@ -105,13 +105,10 @@ std::string codexUserText(const object& payload) {
     const auto kinds = contentKinds(payload);
     if (!kinds) return contentText(content);
     if (std::all_of(kinds->begin(), kinds->end(), isScaffolding)) return {};
-    const auto items = objectsOf(content);
+    const auto items = objectsIn(content);
     // Where items and kinds do not match, everything stays: better than dropping the wrong item.
     if (!items || items->size() != kinds->size()) return contentText(content);
-    std::vector<object> kept;
-    for (std::size_t i = 0; i < items->size(); ++i)
-        if (!isScaffolding((*kinds)[i])) kept.push_back((*items)[i]);
-    return flattened(kept);
+    return flattened(*items, [&](std::size_t index) { return !isScaffolding((*kinds)[index]); });
 }
 
 } // namespace orvel

@@ -1,5 +1,6 @@
 #include "OrvelCore/conversations/RecentConversationsStore.h"
 
+#include "OrvelCore/conversations/JsonDocument.h"
 #include "OrvelCore/files/FileError.h"
 #include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/files/FileReading.h"
@@ -49,7 +50,7 @@ RecentConversation decodedEntry(const nlohmann::json& json) {
 }
 
 std::vector<RecentConversation> decoded(const std::string& contents) {
-    const auto document = nlohmann::json::parse(contents);
+    const auto document = documentIn(contents);
     if (!document.is_array()) throw std::invalid_argument("array");
     std::vector<RecentConversation> entries;
     for (const auto& json : document) entries.push_back(decodedEntry(json));

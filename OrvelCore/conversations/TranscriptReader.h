@@ -1,7 +1,7 @@
 #pragma once
 // Reads the transcript of either agent, a JSON Lines file, into a Conversation. There is no partial result:
-// one line that is no JSON object ends the reading. JsonRecord.h says what becomes of JSON that the standard
-// leaves open.
+// one line that is no JSON object ends the reading, unless all lines are objects where line feeds alone end
+// them. JsonRecord.h says what becomes of JSON that the standard leaves open.
 
 #include "OrvelCore/conversations/Conversation.h"
 

@@ -85,6 +85,10 @@ std::string ReadableFile::end(std::size_t most) const {
     return bytes;
 }
 
+void ReadableFile::rewind() {
+    if (lseek(descriptor, 0, SEEK_SET) != 0) throw FileError::fromErrno(errno, reading, path);
+}
+
 bool ReadableFile::holdsStill() {
     // A file system without such locks has no writer that waits for one.
     if (flock(descriptor, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;

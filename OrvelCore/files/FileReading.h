@@ -37,6 +37,9 @@ class ReadableFile {
     /// FileError.
     std::size_t read(char* buffer, std::size_t count);
 
+    /// Begins again with the first byte. Throws FileError.
+    void rewind();
+
     /// The last bytes of the file as it was when it was opened, `most` or as many as there are. Does not move
     /// the place of `read`. Throws FileError.
     std::string end(std::size_t most) const;

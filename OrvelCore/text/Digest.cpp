@@ -10,7 +10,9 @@ namespace orvel {
 namespace {
 
 std::string digest(const EVP_MD* algorithm, std::initializer_list<std::string_view> pieces) {
-    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
+    // Making one costs more than the digest of a short text.
+    static thread_local const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(
+        EVP_MD_CTX_new(), &EVP_MD_CTX_free);
     bool done = algorithm != nullptr && context != nullptr &&
                 EVP_DigestInit_ex2(context.get(), algorithm, nullptr) == 1;
     for (const auto piece : pieces)

@@ -2,8 +2,11 @@
 // One line of a JSON Lines file as an object, and its members by type. Only source files include this header,
 // since simdjson is heavy.
 //
-// What JSON leaves open is simdjson's choice: of duplicate keys the first counts; a lone surrogate, a number
-// beyond a double or a 64-bit integer, and more than 1,024 levels of nesting make a line no JSON.
+// What JSON leaves open is simdjson's choice: of duplicate keys the first counts; a fraction or a power
+// beyond a double and more than 1,024 levels of nesting make a line no JSON. JsonLimits.h says what is read
+// all the same.
+
+#include "OrvelCore/text/JsonLimits.h"
 
 #include <optional>
 #include <string_view>
@@ -12,16 +15,24 @@
 
 namespace orvel {
 
+/// The value that `json` holds; it lives until the parser's next use. `readableBehind` says how many bytes
+/// behind the text may be read; with fewer than simdjson wants the text is copied.
+inline simdjson::simdjson_result<simdjson::dom::element>
+parsedJson(simdjson::dom::parser& parser, std::string_view json, std::size_t readableBehind) {
+    const bool copy = readableBehind < simdjson::SIMDJSON_PADDING;
+    const auto value = parser.parse(json.data(), json.size(), copy);
+    if (value.error() == simdjson::SUCCESS) return value;
+    const auto within = withinJsonLimits(json);
+    return within ? parser.parse(*within) : value;
+}
+
 class JsonRecordParser {
   public:
     /// The object that `line` holds, or nothing if the line is no JSON or another kind of value. It and
-    /// everything read from it live until the next call. `readableBehind` says how many bytes behind the line
-    /// may be read; with fewer than simdjson wants the line is copied.
+    /// everything read from it live until the next call. `readableBehind` as above.
     std::optional<simdjson::dom::object> parse(std::string_view line, std::size_t readableBehind) {
         simdjson::dom::object object;
-        const bool copy = readableBehind < simdjson::SIMDJSON_PADDING;
-        if (parser.parse(line.data(), line.size(), copy).get(object) != simdjson::SUCCESS)
-            return std::nullopt;
+        if (parsedJson(parser, line, readableBehind).get(object) != simdjson::SUCCESS) return std::nullopt;
         return object;
     }
 

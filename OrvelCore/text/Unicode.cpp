@@ -51,6 +51,10 @@ ORVEL_FOR_WIDE_REGISTERS std::size_t separatorBlock(const char* text, std::size_
     return at;
 }
 
+bool mayBeginSeparator(char c) {
+    return (c >= 0x0A && c <= 0x0D) || c == '\xC2' || c == '\xE2';
+}
+
 // The length of the separator that begins at `at`, 0 if none does.
 std::size_t separatorLength(std::string_view text, std::size_t at) {
     const auto byte = [&](std::size_t i) {
@@ -158,7 +162,7 @@ Line lineAt(std::string_view text, std::size_t from) {
     for (auto at = from; at < text.size();) {
         at = separatorBlock(text.data(), at, text.size());
         for (const auto end = std::min(at + blockSize, text.size()); at < end; ++at)
-            if (const auto length = separatorLength(text, at))
+            if (const auto length = mayBeginSeparator(text[at]) ? separatorLength(text, at) : 0)
                 return {text.substr(from, at - from), at + length};
     }
     return {text.substr(from), text.size() + 1};

@@ -90,6 +90,8 @@ TEST(HandoffState, DecodesBothDictionariesOrFails) {
           R"({"checkpoints":{},"lastDestinations":null})",
           R"({"checkpoints":[["k","m"]],"lastDestinations":{}})"})
         EXPECT_THROW(HandoffState::decode(json), std::runtime_error) << json;
+    EXPECT_THROW(HandoffState::decode(std::string(R"({"checkpoints":{},"lastDestinations":{}})") + '\0'),
+                 std::runtime_error);
 }
 
 TEST(HandoffState, KeysArePlainForDirectionsAndJSONForConversations) {

@@ -117,6 +117,7 @@ TEST_F(RecentConversations, RefuseABadFileAsAWholeAndLeaveIt) {
         {"one byte more", list + std::string(limit + 1 - list.size(), ' '), false},
         {"nothing", "", false},
         {"more behind it", list + "]", false},
+        {"more behind a NUL", list + '\0' + "x", false},
         {"an entry that is no object", "[" + good.dump() + ",[]]", false},
         {"another agent", with("source", "gemini"), false},
         {"a title that is null", with("title", nullptr), false},

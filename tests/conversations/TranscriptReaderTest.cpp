@@ -42,14 +42,19 @@ TEST(TranscriptReader, StopsAtTheFirstLineThatIsNoObject) {
         {"blanks around a record", " \t{} \t\nx", malformed(2)},
         {"a line of other blanks is no record", "{}\n\u00a0\n{}", malformed(2)},
         {"other blanks around a record", "\u3000{}", malformed(1)},
-        {"a separator inside a string", "{}\n{\"a\":\"x\u2028y\"}", malformed(2)},
+        {"a separator inside a string and a malformed line", "{}\n{\"a\":\"x\u2028y\"}\nx", malformed(2)},
+        {"a separator inside a string and one between records", "{}\u2028{\"a\":\"x\u2028y\"}", malformed(2)},
         {"a line that ends inside a string", "{}\n{\"a\":\"x\n\"}", malformed(2)},
         {"a list", "[]", malformed(1)},
         {"two records in a line", "{}{}", malformed(1)},
         {"a record and more", "{} x", malformed(1)},
         {"a NUL behind a record", "{}\n{}\0"s, malformed(2)},
         {"a NUL inside a string", "{\"a\":\"\0\"}"s, malformed(1)},
-        {"lone surrogates", R"({"a":"\ud800"})", malformed(1)},
+        {"a lone surrogate", R"({"\ud800":1})", noMessages},
+        {"a cut escape", R"({"a":"\ud8"})", malformed(1)},
+        {"an integer beyond 64 bits", R"({"a":18446744073709552000})", noMessages},
+        {"an integer beyond a double", R"({"a":)" + std::string(400, '7') + "}", noMessages},
+        {"such an integer with a leading zero", R"({"a":018446744073709552000})", malformed(1)},
         {"a number beyond a double", R"({"a":1e999})", malformed(1)},
         {"depth that the parser knows", nested(1'000), noMessages},
         {"depth beyond it", nested(100'000), malformed(1)},
@@ -57,6 +62,36 @@ TEST(TranscriptReader, StopsAtTheFirstLineThatIsNoObject) {
     };
     for (const auto agent : allAgents)
         for (const auto& [name, text, failure] : cases) EXPECT_EQ(failureOf(text, agent), failure) << name;
+}
+
+// What is readable without the second message keeps its identities with it.
+TEST(TranscriptReader, ReadsASeparatorInsideAStringWhereLineFeedsAloneEndTheLines) {
+    const auto message = [](const std::string& text) {
+        return R"({"type":"response_item","payload":{"type":"message","role":"user","content":")" + text +
+               "\"}}";
+    };
+    const struct {
+        const char* name;
+        std::string before, separator, after, origins;
+    } cases[] = {
+        {"line separator", "", "\u2028", "\n", "line-1 line-2 line-4"},
+        {"paragraph separator", "{}\n", "\u2029", "\n\n", "line-2 line-3 line-6"},
+        {"next line", "\n \n", "\u0085", "\n", "line-3 line-4 line-6"},
+        {"line ends of two characters", "{}\r\n\r\n", "\u2028", "\r\n", "line-5 line-6 line-9"},
+        {"a line end before the record", "\r", "\u2028", "\n\r\t", "line-2 line-3 line-6"},
+    };
+    for (const auto& [name, before, separator, after, origins] : cases) {
+        SCOPED_TRACE(name);
+        const auto readable = before + message("first") + "\n";
+        const auto text = readable + message("a" + separator + "b") + after + message("third");
+        std::string found;
+        const auto messages = TranscriptReader::parse(text, Agent::codex, "", "").messages;
+        for (const auto& each : messages)
+            found += (found.empty() ? "" : " ") + each.id.substr(0, each.id.find(':'));
+        EXPECT_EQ(found, origins);
+        EXPECT_EQ(messages[1].text, "a" + separator + "b");
+        EXPECT_EQ(messages[0], TranscriptReader::parse(readable, Agent::codex, "", "").messages[0]);
+    }
 }
 
 TEST(TranscriptReader, IdentifiesAMessageByItsOriginAndADigestOfRoleAndText) {
@@ -68,9 +103,10 @@ TEST(TranscriptReader, IdentifiesAMessageByItsOriginAndADigestOfRoleAndText) {
         return record(R"({"type":"response_item","payload":{"type":"message","role":"user","content":")" +
                       text + '"' + (id.empty() ? "" : R"(,"id":)" + id) + "}}");
     };
-    // The digests of "user\nhello", "assistant\nhello" and "user\n 検索 \n".
+    // The digests of "user\nhello", "assistant\nhello", "user\nhello\ufffd" and "user\n 検索 \n".
     const std::string hello = "fa82b1cf60263d970c98f29e8420cbd61e8c07e59e05008002d374235fa8abf3",
                       helloBack = "7b1e593c08e0b3f091f4489b36b4cab055fb81871ed0cbac2b7482a40754d8f3",
+                      cutEmoji = "04db971b504abeb2aa917c5b25ac63ece1feb127ebf07ac9636d90996864321c",
                       japanese = "b886dde7179b77c62e74cab963e36ec7b6b7a48a26023da9e38afa21a8b01d19";
     const struct {
         const char* name;
@@ -82,6 +118,7 @@ TEST(TranscriptReader, IdentifiesAMessageByItsOriginAndADigestOfRoleAndText) {
         {"item", Agent::codex, codex("\"i\"", "hello"), "i:" + hello},
         {"item that is no string", Agent::codex, codex("5", "hello"), "line-1:" + hello},
         {"item that is empty", Agent::codex, codex("\"\"", "hello"), ":" + hello},
+        {"a surrogate that was cut off", Agent::codex, codex("\"i\"", "hello\\ud83d"), "i:" + cutEmoji},
         {"the text is not trimmed", Agent::codex, codex("\"i\"", " 検索 \\n"), "i:" + japanese},
         {"the same twice", Agent::claude, claude("user", "u", "hello") + claude("user", "u", "hello"),
          "u:" + hello},
@@ -128,6 +165,8 @@ TEST(TranscriptReader, GivesEveryUnreadableFileItsOwnWords) {
          "The conversation file is too large. Choose a file no larger than 100 MB."},
         {"Latin 1", folder.write("latin", "{\"a\":\"\xe9\"}"), "invalidUTF8", notUTF8},
         {"a cut character behind a malformed line", folder.write("cut", "{\n\xe3\x81"), "invalidUTF8",
+         notUTF8},
+        {"one far behind it", folder.write("far", "{\n" + std::string(600'000, '\n') + "\xe3"), "invalidUTF8",
          notUTF8},
         {"UTF-16", folder.write("utf16", std::string_view("\xff\xfe{\0}\0", 6)), "invalidUTF8", notUTF8},
         {"nothing", folder.path("none"), "noSuchFile", couldNotRead("none", "No such file or directory")},
@@ -199,6 +238,26 @@ TEST(TranscriptReader, ReadsATranscriptThatIsCutAnywhereAsAPrefixOrNotAtAll) {
             ASSERT_TRUE(std::equal(messages.begin(), messages.end(), whole.begin())) << size;
         } catch (const Failure& failure) {
             ASSERT_EQ(failure.caseName(), isWholeLines ? "noMessages" : "malformedLine") << size;
+        }
+    }
+}
+
+// The file is read in pieces, which end with lines.
+TEST(TranscriptReader, ReadsAFileAsItsTextWhereverItsPiecesMeet) {
+    const TemporaryFolder folder;
+    const auto message = [](const std::string& text) {
+        return R"({"type":"response_item","payload":{"type":"message","role":"user","content":")" + text +
+               "\"}}";
+    };
+    const auto end = message("検索") + "\r\n" + message("end");
+    const auto around = 262'144 - message("").size();
+    for (const auto* separator : {"", "\u2028"}) {
+        for (const auto size : {around - 8, around - 3, around - 2, around - 1, around, around + 1,
+                                2 * around, std::size_t(700'000)}) {
+            SCOPED_TRACE(separator + std::to_string(size));
+            const auto text = message(separator + std::string(size, 'x')) + "\n\r" + end;
+            EXPECT_EQ(TranscriptReader::read(folder.write("file", text), Agent::codex).messages,
+                      TranscriptReader::parse(text, Agent::codex, "", "").messages);
         }
     }
 }

@@ -127,16 +127,21 @@ void chooseHabits(ExplorationDesk& desk, std::uint64_t seed) {
 }
 
 // Without what is another in every run: the folder, and the identifiers of the attempts.
-std::string withoutIdentifiers(std::string text, const std::string& folder) {
+std::string without(const std::string& folder, std::string text) {
     for (auto at = text.find(folder); at != text.npos; at = text.find(folder, at))
         text.erase(at, folder.size());
+    return text;
+}
+
+std::string withoutIdentifiers(std::string text, const std::string& folder) {
+    text = without(folder, std::move(text));
     return text.substr(0, text.find("\ntransfer="));
 }
 
 // Its contents in a number; what stands in Codex's files bears the times at which it came there.
-std::size_t digestOf(const std::string& path) {
+std::size_t digestOf(const std::string& path, const std::string& folder) {
     std::ifstream file(path, std::ios::binary);
-    return std::hash<std::string>()({std::istreambuf_iterator<char>(file), {}});
+    return std::hash<std::string>()(without(folder, {std::istreambuf_iterator<char>(file), {}}));
 }
 
 void judgeEnding(const Scenario& scenario, RunResult& result) {
@@ -277,11 +282,11 @@ RunResult Exploration::run(const RunPlan& plan) {
     result.broken = judge.broken();
     if (!ended) result.broken.push_back({Rule::comesToRest, "the work did not end"});
     if (plan.faults.empty() && plan.seed == 1) judgeEnding(scenario, result);
-    result.outcome = fmt::format("{} {} {} {}|{}|{} {} {} {}", result.isReceived, result.isRetryOffered,
-                                 duration / 100ms, withoutIdentifiers(result.failure, folder),
-                                 desk.claude.editorText(), desk.claude.deeds().size(),
-                                 digestOf(desk.codexTranscriptPath()), digestOf(desk.codexQueuePath()),
-                                 digestOf(desk.claudeCode.transcriptPath(desk.claudeCodeSession)));
+    result.outcome = fmt::format(
+        "{} {} {} {}|{}|{} {} {} {}", result.isReceived, result.isRetryOffered, duration / 100ms,
+        withoutIdentifiers(result.failure, folder), desk.claude.editorText(), desk.claude.deeds().size(),
+        digestOf(desk.codexTranscriptPath(), folder), digestOf(desk.codexQueuePath(), folder),
+        digestOf(desk.claudeCode.transcriptPath(desk.claudeCodeSession), folder));
     return result;
 }
 
