@@ -11,6 +11,8 @@
 #include "OrvelCore/relay/RelayError.h"
 #include "OrvelCore/text/Unicode.h"
 
+#include <chrono>
+
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -134,12 +136,27 @@ void RelayDelivery::deliver() {
     const bool mayArrive =
         standing() != TransferStanding::mayBeRetried && standing() != TransferStanding::outdated;
     if (arguments.wait && mayArrive && !isReceived()) {
-        runner.model().receipts.startReceiptPolling();
-        runner.runUntil([this] { return isReceived(); }, *arguments.wait);
+        awaitReceipt();
     }
     // The transcript knows better than whoever failed.
     if (!isReceived() && (!isDelivered || arguments.wait)) throw whyNotReceived(isDelivered, mayArrive);
     report();
+}
+
+// Somebody waits: looked for more often than in a window. A look at a file that has not changed costs
+// nothing.
+void RelayDelivery::awaitReceipt() {
+    using Clock = std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds lookInterval{100};
+    auto nextLook = Clock::now();
+    const auto isSeen = [&] {
+        if (Clock::now() >= nextLook) {
+            nextLook = Clock::now() + lookInterval;
+            runner.model().receipts.checkRelayReceipts();
+        }
+        return isReceived();
+    };
+    runner.runUntil(isSeen, *arguments.wait);
 }
 
 CommandFailure RelayDelivery::whyNotReceived(bool isDelivered, bool mayArrive) const {

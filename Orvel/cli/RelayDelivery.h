@@ -33,6 +33,7 @@ class RelayDelivery {
 
     void prepareNew(const RelayPair& pair);
     void deliver();
+    void awaitReceipt();
     CommandFailure whyNotReceived(bool isDelivered, bool mayArrive) const;
     void report() const;
 

@@ -106,9 +106,10 @@ void showPending(const ModelView& view, OrvelWorkspaceSnapshot& snapshot) {
 }
 
 AgentActivity activityOf(const ModelView& view) {
-    const auto& writtenAt = view.workspace.writtenAt;
-    if (!writtenAt) return {};
-    return {.silence = std::chrono::seconds(static_cast<std::int64_t>(view.now - *writtenAt))};
+    AgentActivity activity{.processIsGone = view.workspace.isAbandoned};
+    if (const auto& writtenAt = view.workspace.writtenAt)
+        activity.silence = std::chrono::seconds(static_cast<std::int64_t>(view.now - *writtenAt));
+    return activity;
 }
 
 // What stands against the source; else the status, unless it is the title that the card shows already.

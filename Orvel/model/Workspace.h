@@ -21,6 +21,7 @@ class Catalogue;
 class MessageOperation;
 class Notices;
 class Panels;
+class Processes;
 class RelayLedger;
 
 /// What a workspace works with; all of it outlives the workspace.
@@ -33,6 +34,7 @@ struct WorkspaceNeeds {
     ConversationReadings& readings;
     MainLoop& loop;
     Panels& panels;
+    Processes& processes;
     Applications& applications;
 };
 
@@ -114,6 +116,8 @@ class Workspace {
     Task<void> loadReference(ConversationReference reference, Generation::Value generation);
     Task<void> refreshBusySource(ConversationReference reference);
     void showLoaded(const SharedConversation& loaded, const ConversationReference& reference);
+    void lookForWriter(const ConversationReference& reference);
+    Task<void> lookForClaudeCode(std::string sessionID);
 
     WorkspaceNeeds needs;
     WorkspaceState held;

@@ -6,6 +6,7 @@
 #include "Orvel/model/Notices.h"
 #include "Orvel/model/RelayLedger.h"
 #include "Orvel/model/Workspace.h"
+#include "Orvel/reading/ClaudeCodeSessions.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/TranscriptError.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
@@ -26,6 +27,7 @@ Generation::Value Workspace::beginLoad() {
     needs.notices.dismissError();
     held.conversation = nullptr;
     held.writtenAt.reset();
+    held.isAbandoned = false;
     held.manualText = "";
     held.copiedPreview = std::nullopt;
     return generation;
@@ -105,6 +107,7 @@ void Workspace::loadRelayReference(const ConversationReference& reference) {
     held.loadGeneration.renew();
     held.conversation = nullptr;
     held.writtenAt.reset();
+    held.isAbandoned = false;
     held.manualText = "";
     held.filePath = reference.transcriptPath;
     held.isLoading = true;
@@ -132,17 +135,40 @@ Task<void> Workspace::loadReference(ConversationReference reference, Generation:
 }
 
 void Workspace::showLoaded(const SharedConversation& loaded, const ConversationReference& reference) {
-    held.writtenAt = needs.reader.writtenAt(reference);
     held.conversation = loaded;
+    lookForWriter(reference);
     needs.readings.merge({{ConversationReader::key(reference), loaded}});
     const auto& chosen = held.selectedStartMessageID.get();
     held.startIndex = chosen ? positionOf(loaded->messages, *chosen).value_or(0) : 0;
 }
 
 void Workspace::showReading(SharedConversation fresh) {
-    if (const auto pair = derived.activePair())
-        held.writtenAt = needs.reader.writtenAt(pair->endpoint(held.source));
     held.conversation = std::move(fresh);
+    if (const auto pair = derived.activePair()) lookForWriter(pair->endpoint(held.source));
+}
+
+// What is known of the program that writes the shown conversation, beside the transcript.
+void Workspace::lookForWriter(const ConversationReference& reference) {
+    held.writtenAt = needs.reader.writtenAt(reference);
+    held.isAbandoned = false;
+    if (reference.agent == Agent::claude && held.conversation.get()->isBusy)
+        tasks.start(lookForClaudeCode(reference.sessionID));
+}
+
+// Claude Codes that take no notes would be missed: without any note nothing is said.
+Task<void> Workspace::lookForClaudeCode(std::string sessionID) {
+    const auto shown = held.conversation.get();
+    const auto read = [folder = needs.catalogue.agentFolders().claude] {
+        return ClaudeCodeSessions::read(folder);
+    };
+    std::vector<ClaudeCodeSession> sessions;
+    try {
+        sessions = co_await needs.loop.background(read);
+    } catch (const std::exception&) {
+        co_return;
+    }
+    if (held.conversation.get() == shown && !sessions.empty())
+        held.isAbandoned = !ClaudeCodeSessions::holder(sessions, sessionID, needs.processes);
 }
 
 void Workspace::refresh() {

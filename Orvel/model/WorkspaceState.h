@@ -26,7 +26,8 @@ struct WorkspaceState {
           isLoading(changes),
           selectedStartMessageID(changes),
           selectedPairID(changes),
-          copiedPreview(changes) {}
+          copiedPreview(changes),
+          isAbandoned(changes) {}
 
     Observable<Agent> source;
     Observable<Agent> destination;                   ///< Receives the relay.
@@ -40,6 +41,8 @@ struct WorkspaceState {
     Observable<std::optional<std::string>> selectedStartMessageID; ///< Chosen by the user.
     Observable<std::optional<std::string>> selectedPairID;         ///< The pair that is open.
     Observable<std::optional<std::string>> copiedPreview;          ///< The text of the last plain copy.
+    /// Of a shown conversation with Claude that is at work: whether no running Claude Code has it open.
+    Observable<bool> isAbandoned;
 
     // Recorded with a plain copy, which moves no position.
     std::optional<std::string> copiedLastMessageID;

@@ -105,6 +105,24 @@ TEST_F(WorkspacePresentationTest, ATranscriptThatEndsWithinATurnIsSaidToBeSilent
     EXPECT_EQ(workspaceSnapshot(model().view()).statusTitle(), "Waiting for Claude");
 }
 
+TEST_F(WorkspacePresentationTest, AConversationWhoseClaudeCodeIsGoneIsSaidToBeAbandoned) {
+    writeBusyClaude();
+    model().catalogue.discoverConversations();
+    desktop.loop.run();
+    const auto reference = model().catalogue.state().catalog->front();
+    const auto line = [&] {
+        model().workspace.chooseSource(reference);
+        desktop.loop.run();
+        return workspaceSnapshot(model().view()).statusLine.value_or("");
+    };
+    EXPECT_EQ(line(), "") << "Without any note nothing is known.";
+    folder.write("home/.claude/sessions/41.json",
+                 R"({"pid":41,"procStart":"9","sessionId":")" + reference.sessionID + R"("})");
+    EXPECT_TRUE(line().starts_with("Claude ended in the middle of a turn")) << line();
+    desktop.processes.strangers[41] = "9";
+    EXPECT_EQ(line(), "");
+}
+
 TEST(BusyWords, SayOnlyWhatIsKnown) {
     const auto words = [](const AgentActivity& activity) {
         return wordsForBusy(Agent::codex, activity).value_or("");
