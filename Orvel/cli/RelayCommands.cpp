@@ -8,6 +8,7 @@
 #include "Orvel/cli/RelayRecords.h"
 #include "Orvel/cli/RelaySessionRunner.h"
 #include "Orvel/cli/TerminalText.h"
+#include "Orvel/model/OrvelWorkspacePresentation.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -77,6 +78,8 @@ void receipts(const Arguments& arguments, const Places& places, Output& output, 
         const auto now = runner.records().transfers.find(transfer.id);
         if (now->isPending()) {
             if (const auto problem = problemOf(*now, runner.model())) problems += "\n" + *problem;
+            if (const auto why = whyNoReceiptComes(runner.model().view(), *now))
+                output.writeError(*why + "\n");
             continue;
         }
         array.push_back({{"id", now->id},

@@ -88,9 +88,7 @@ void showPending(const ModelView& view, OrvelWorkspaceSnapshot& snapshot) {
     snapshot.transferID = transfer->id;
     snapshot.transferStanding = standing;
     snapshot.pendingMessage = *transfer->payload;
-    const auto destination = destinationOf(view, *transfer);
-    if (destination && standsAsQueuedCommand(*transfer, *destination))
-        snapshot.pendingHint = std::string(wordsForQueuedCommand);
+    snapshot.pendingHint = whyNoReceiptComes(view, *transfer);
     if (const auto* failure = view.outbox.failureOf(transfer->id)) {
         snapshot.pendingFailure = failure->text;
         snapshot.pendingAttempt = failure->attempt;
@@ -205,6 +203,13 @@ std::optional<WatchedTurn> watchedTurn(const ModelView& view) {
         if (turn != view.watchedTurns.end()) return WatchedTurn{agent, turn->second};
     }
     return std::nullopt;
+}
+
+std::optional<std::string> whyNoReceiptComes(const ModelView& view, const RelayTransfer& transfer) {
+    const auto destination = destinationOf(view, transfer);
+    return destination && standsAsQueuedCommand(transfer, *destination)
+               ? std::optional<std::string>(wordsForQueuedCommand)
+               : std::nullopt;
 }
 
 std::string pairLabel(const ModelView& view, const RelayPair& pair) {

@@ -15,10 +15,8 @@ bool standsAsQueuedCommand(const RelayTransfer& transfer, const Conversation& de
 
 /// What that means, and what the person can do.
 inline constexpr std::string_view wordsForQueuedCommand =
-    "Claude Code took this message up while a tool ran. Its transcript holds it as an attachment and not as "
-    "a "
-    "message of yours, so no receipt will come. Claude has it: there is no need to send it again. To go on "
-    "in "
-    "this link, copy the saved message and send it to Claude once more while it is idle.";
+    "Claude Code took this message up while a tool ran. Its transcript holds it as an attachment and not "
+    "as a message of yours, so no receipt will come. Claude has it: there is no need to send it again. To "
+    "go on in this link, copy the saved message and send it to Claude once more while it is idle.";
 
 } // namespace orvel
