@@ -34,7 +34,6 @@ SettingsDialog::SettingsDialog(OrvelModel& model, Settings& settings, QWidget* p
                       "go this way."));
     explanation->setTextFormat(Qt::PlainText);
     explanation->setWordWrap(true);
-    explanation->setForegroundRole(QPalette::PlaceholderText);
     explanation->setMinimumWidth(460);
     claudeCode->setAccessibleDescription(explanation->text());
 
