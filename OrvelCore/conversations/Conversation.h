@@ -41,7 +41,7 @@ struct Conversation {
     std::vector<Message> messages;     ///< In file order.
     bool isBusy = false;               ///< The agent has not finished its turn at the end of the file.
     bool hasAmbiguousBranches = false; ///< One message of a Claude transcript was answered by two user turns.
-    std::vector<QueuedCommand> queuedCommands{}; ///< In file order.
+    std::vector<QueuedCommand> queuedCommands; ///< In file order.
 
     bool operator==(const Conversation&) const = default;
 };

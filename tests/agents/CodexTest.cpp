@@ -132,7 +132,7 @@ TEST_F(RealCodex, AMessageThatBeginsAsAnOptionDoesArrives) {
     const auto reference = begin("Q");
     startServer();
     ASSERT_EQ(send("--help\n- M", reference), "done");
-    EXPECT_THAT(outcomeEndingWith("- M", reference), HasSubstr("| user: --help\n- M"));
+    EXPECT_THAT(outcomeEndingWith("Answer to: --help", reference), HasSubstr("| user: --help\n- M"));
 }
 
 TEST_F(RealCodex, AnArchivedConversationSaysSo) {
