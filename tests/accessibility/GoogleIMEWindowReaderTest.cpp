@@ -38,17 +38,12 @@ TEST_F(GoogleIMEWindowReaderTest, TellsTheStateAndWhenItWasSeen) {
 
 TEST_F(GoogleIMEWindowReaderTest, WaitsNoLongerThanItMay) {
     constexpr auto infinity = std::numeric_limits<double>::infinity();
-    struct Row {
-        double maximumWait;
-        std::chrono::milliseconds duration;
-        bool isAnswered;
-        std::chrono::milliseconds wait;
-    };
     for (const auto& [maximumWait, duration, isAnswered, wait] :
-         {Row{0.025, 25ms, true, 25ms}, Row{0.025, 26ms, false, 25ms}, Row{1.0, 26ms, false, 25ms},
-          Row{0.010, 11ms, false, 10ms}, Row{0.010, 9ms, true, 9ms}, Row{0.0, 0ms, false, 0ms},
-          Row{-1.0, 0ms, false, 0ms}, Row{infinity, 0ms, false, 0ms},
-          Row{std::numeric_limits<double>::quiet_NaN(), 0ms, false, 0ms}}) {
+         {std::tuple{0.025, 25ms, true, 25ms}, std::tuple{0.025, 26ms, false, 25ms},
+          std::tuple{1.0, 26ms, false, 25ms}, std::tuple{0.010, 11ms, false, 10ms},
+          std::tuple{0.010, 9ms, true, 9ms}, std::tuple{0.0, 0ms, false, 0ms},
+          std::tuple{-1.0, 0ms, false, 0ms}, std::tuple{infinity, 0ms, false, 0ms},
+          std::tuple{std::numeric_limits<double>::quiet_NaN(), 0ms, false, 0ms}}) {
         windows.duration = duration;
         const auto began = loop.uptime();
         EXPECT_EQ(reader.readFresh(maximumWait).has_value(), isAnswered) << maximumWait << duration.count();

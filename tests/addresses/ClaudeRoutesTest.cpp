@@ -24,9 +24,7 @@ std::string pagesOf(const std::string& url) {
 
 TEST(ClaudeRoutes, AreTheKnownPagesOfTheWebOrigin) {
     const std::string local = "local_" + uuid;
-    const struct {
-        std::string url, pages;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {origin, "- | new"},
         {origin + "/", "- | new"},
         {origin + "/new", "- | new"},
@@ -63,7 +61,7 @@ TEST(ClaudeRoutes, AreTheKnownPagesOfTheWebOrigin) {
         {origin + "/n ew", "- | -"},
         {" " + origin, "- | -"},
     };
-    for (const auto& test : cases) EXPECT_EQ(pagesOf(test.url), test.pages) << test.url;
+    for (const auto& [url, pages] : cases) EXPECT_EQ(pagesOf(url), pages) << url;
 }
 
 TEST(ClaudeRoutes, OfLongURLsAreNotLookedAt) {

@@ -71,10 +71,7 @@ TEST_F(CommandLine, ListsReferencesAsJson) {
                                       {"workingDirectory", "/desk"},
                                       {"modifiedAt", 6'091'200.0},
                                       {"desktopSessionID", "local_1"}};
-    const struct {
-        Words words;
-        json expected;
-    } cases[] = {
+    const std::pair<Words, json> cases[] = {
         {{"list", "--json"}, {claudeReference, codexReference}},
         {{"list", "--json", "--agent", "codex"}, json::array({codexReference})},
         {{"--json", "list", "--agent", "claude"}, json::array({claudeReference})},
@@ -105,10 +102,7 @@ TEST_F(CommandLine, LooksWhereOptionsAndEnvironmentSay) {
     recents("mine", "--data");
 
     using Variables = std::vector<std::pair<const char*, std::string>>;
-    const struct {
-        Variables variables;
-        Words words, titles;
-    } cases[] = {
+    const std::tuple<Variables, Words, Words> cases[] = {
         {{}, {"list"}, {"home"}},
         {{}, {"list", "--home", home.path("other")}, {"other"}},
         {{{"CODEX_HOME", ""}}, {"list"}, {"home"}},
@@ -169,10 +163,7 @@ TEST_F(CommandLine, FindsTheConversationThatAnArgumentMeans) {
     const auto before = std::filesystem::current_path();
     std::filesystem::current_path(home.path("here"));
 
-    const struct {
-        Words words;
-        std::string id, source;
-    } cases[] = {
+    const std::tuple<Words, std::string, std::string> cases[] = {
         {{"c1"}, "c1", "codex"},
         {{"local_1"}, "a1", "claude"},
         {{"both", "--agent", "codex"}, "both", "codex"},
@@ -198,10 +189,7 @@ TEST_F(CommandLine, PreviewIsThePayloadByteForByte) {
     const auto shown = json::parse(run({"show", "c1", "--json"}).out);
     const std::string third = shown["messages"][2]["id"];
     const std::string all = "me: Why?\n\ncodex: Because.\n\n\nme: And now?\n\ncodex: Done.";
-    const struct {
-        Words words;
-        std::string payload;
-    } cases[] = {
+    const std::pair<Words, std::string> cases[] = {
         {{}, all},
         {{"--from", third}, "me: And now?\n\ncodex: Done."},
         {{"--note", " Look.\n"}, "Look.\n\n" + all},
@@ -281,12 +269,7 @@ TEST_F(CommandLine, WhatAProgramWroteUnderTheUsersNameIsFolded) {
 
 TEST_F(CommandLine, ColoursOnlyATerminalThatWantsIt) {
     write(claudeFile, claudeText("a1"));
-    const struct {
-        bool onTerminal;
-        const char* name;
-        std::string value;
-        bool isColoured;
-    } cases[] = {
+    const std::tuple<bool, const char*, std::string, bool> cases[] = {
         {true, "TERM", "xterm", true},  {false, "TERM", "xterm", false}, {true, "TERM", "dumb", false},
         {true, "NO_COLOR", "1", false}, {true, "NO_COLOR", "", true},
     };
@@ -300,10 +283,7 @@ TEST_F(CommandLine, ColoursOnlyATerminalThatWantsIt) {
 }
 
 TEST_F(CommandLine, SaysWhereItLookedWhenThereIsNothing) {
-    const struct {
-        Words words;
-        std::string out, err;
-    } cases[] = {
+    const std::tuple<Words, std::string, std::string> cases[] = {
         {{"list"},
          "",
          "No conversations were found. Looked in:\n  " + home.path(".codex/sessions") + "\n  " +

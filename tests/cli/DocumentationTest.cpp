@@ -110,10 +110,7 @@ TEST(Documentation, BashOffersWhatTheHelpNames) {
     for (const auto& [command, options] : help.optionsOf)
         EXPECT_EQ(bashOffers(command + " --"), withDashes(options)) << command;
 
-    const struct {
-        std::string words;
-        Names offers;
-    } cases[] = {
+    const std::pair<std::string, Names> cases[] = {
         {"re", {"receipts", "recent", "relay", "retry"}},
         {"send --source ''", {"codex", "claude"}},
         {"link ''", {}},

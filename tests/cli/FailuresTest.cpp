@@ -31,20 +31,13 @@ void expectFailure(Words words, const std::string& caseName, const std::string& 
     EXPECT_EQ(json::parse(withJson.out), (json{{"error", caseName}, {"message", message}}));
 }
 
-// Runs the program itself.
-RunResult runProgram(const std::vector<std::string>& words, int standardOutput) {
-    return RunningProgram(words, standardOutput).finish();
-}
-
 } // namespace
 
 TEST_F(CommandLine, FilesThatCannotBeUsedFailWithTheirOwnWords) {
     const auto unreadable = [](const std::string& path, const std::string& reason) {
         return "Couldn't read “" + path + "”: " + reason + ".";
     };
-    const struct {
-        std::string path, caseName, message;
-    } cases[] = {
+    const std::tuple<std::string, std::string, std::string> cases[] = {
         {home.path("none"), "noSuchFile", unreadable(home.path("none"), "No such file or directory")},
         {home.write("empty", ""), "noMessages",
          "No user or assistant messages were found. Choose a supported JSONL file."},
@@ -108,21 +101,21 @@ TEST_F(CommandLine, TheProgramSurvivesAStandardOutputThatTakesNothing) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     close(ends[0]);
-    const auto toClosedPipe = runProgram({"--help"}, ends[1]);
+    const auto toClosedPipe = RunningProgram({"--help"}, ends[1]).finish();
     EXPECT_EQ(toClosedPipe.status, 1);
     EXPECT_EQ(toClosedPipe.err, "Couldn't write to “standard output”: Broken pipe.\n");
     close(ends[1]);
 
-    EXPECT_EQ(runProgram({"--help"}, RunningProgram::none).status, 1);
-    EXPECT_EQ(runProgram({"--sample"}, RunningProgram::none).status, 1);
+    EXPECT_EQ(RunningProgram({"--help"}, RunningProgram::none).finish().status, 1);
+    EXPECT_EQ(RunningProgram({"--sample"}, RunningProgram::none).finish().status, 1);
     if (const int full = open("/dev/full", O_WRONLY); full >= 0) {
-        const auto toFullDisk = runProgram({"url", "orvel://handoff?source=codex"}, full);
+        const auto toFullDisk = RunningProgram({"url", "orvel://handoff?source=codex"}, full).finish();
         EXPECT_EQ(toFullDisk.status, 1);
         EXPECT_EQ(toFullDisk.err, "Couldn't write to “standard output”: No space left on device.\n");
         close(full);
     }
     const int nowhere = open("/dev/null", O_WRONLY);
-    EXPECT_EQ(runProgram({"list"}, nowhere).status, 0);
-    EXPECT_EQ(runProgram({}, nowhere).status, 2);
+    EXPECT_EQ(RunningProgram({"list"}, nowhere).finish().status, 0);
+    EXPECT_EQ(RunningProgram({}, nowhere).finish().status, 2);
     close(nowhere);
 }

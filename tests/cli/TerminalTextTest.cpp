@@ -3,9 +3,7 @@
 using namespace orvel;
 
 TEST(TerminalText, NothingReachesTheTerminalThatItWouldObey) {
-    const struct {
-        std::string text, line, lines;
-    } cases[] = {
+    const std::tuple<std::string, std::string, std::string> cases[] = {
         {"plain, Ünï, 検索", "plain, Ünï, 検索", "plain, Ünï, 検索"},
         {"\x1b]0;title\x07", "␛]0;title␇", "␛]0;title␇"},
         {"a\nb\tc\r", "a␊b␉c␍", "a\nb\tc␍"},
@@ -22,11 +20,7 @@ TEST(TerminalText, NothingReachesTheTerminalThatItWouldObey) {
 }
 
 TEST(TerminalText, IsCutByColumns) {
-    const struct {
-        std::string text;
-        std::size_t columns;
-        std::string expected;
-    } cases[] = {
+    const std::tuple<std::string, std::size_t, std::string> cases[] = {
         {"abcdef", 5, "abcd…"}, {"検索語", 5, "検索…"},
         {"検索語", 4, "検…"},   {"e\u0301e\u0301", 2, "e\u0301e\u0301"},
         {"ab", 1, "…"},
@@ -38,10 +32,7 @@ TEST(TerminalText, IsCutByColumns) {
 }
 
 TEST(TerminalText, IsWrappedAtBlanks) {
-    const struct {
-        std::string text, expected;
-        std::size_t columns;
-    } cases[] = {
+    const std::tuple<std::string, std::string, std::size_t> cases[] = {
         {"one two three", "one two\nthree", 7},
         {"one two three", "one\ntwo\nthree", 6},
         {"one two  three", "one two\n three", 7},

@@ -43,26 +43,23 @@ const std::string expected = "/orvel x";
 TEST(CommandRemoval, ErasesOnlyTheCapturedCommandAndJudgesWhatIsLeft) {
     using Outcome = CommandRemovalOutcome;
     using Readback = CommandRemovalReadback;
-    const struct {
-        Text text;
-        Readback readback;
-        Outcome written, notWritten;
-    } rows[] = {{{}, Readback::unavailable, Outcome::verificationFailed, Outcome::verificationFailed},
-                {"", Readback::empty, Outcome::cleared, Outcome::cleared},
-                {"\n", Readback::whitespaceOnly, Outcome::cleared, Outcome::cleared},
-                {"\u3000 \u2028", Readback::whitespaceOnly, Outcome::cleared, Outcome::cleared},
-                {"\u200B", Readback::changed, Outcome::verificationFailed, Outcome::writeFailed},
-                {expected, Readback::unchanged, Outcome::verificationFailed, Outcome::writeFailed},
-                {expected + "\n", Readback::changed, Outcome::verificationFailed, Outcome::writeFailed}};
+    const std::tuple<Text, Readback, Outcome, Outcome> rows[] = {
+        {{}, Readback::unavailable, Outcome::verificationFailed, Outcome::verificationFailed},
+        {"", Readback::empty, Outcome::cleared, Outcome::cleared},
+        {"\n", Readback::whitespaceOnly, Outcome::cleared, Outcome::cleared},
+        {"\u3000 \u2028", Readback::whitespaceOnly, Outcome::cleared, Outcome::cleared},
+        {"\u200B", Readback::changed, Outcome::verificationFailed, Outcome::writeFailed},
+        {expected, Readback::unchanged, Outcome::verificationFailed, Outcome::writeFailed},
+        {expected + "\n", Readback::changed, Outcome::verificationFailed, Outcome::writeFailed}};
     for (const Text& before : {Text(expected), Text(expected + " "), Text(""), Text()})
-        for (const auto& row : rows)
+        for (const auto& [text, readback, written, notWritten] : rows)
             for (int bits = 0; bits < 8; ++bits) {
                 ScriptedEditor editor;
                 editor.sameFirst = (bits & 1) != 0;
                 editor.sameThen = (bits & 2) != 0;
                 editor.writes = (bits & 4) != 0;
                 editor.before = before;
-                editor.after = row.text;
+                editor.after = text;
                 const auto outcome = CommandRemoval::perform(expected, editor);
                 if (!editor.sameFirst) {
                     EXPECT_EQ(outcome, Outcome::focusChanged);
@@ -77,9 +74,9 @@ TEST(CommandRemoval, ErasesOnlyTheCapturedCommandAndJudgesWhatIsLeft) {
                     EXPECT_EQ(outcome, Outcome::focusChanged);
                     EXPECT_EQ(editor.calls, "frf");
                 } else {
-                    EXPECT_EQ(outcome, editor.writes ? row.written : row.notWritten);
+                    EXPECT_EQ(outcome, editor.writes ? written : notWritten);
                     EXPECT_EQ(editor.calls, "frfwro");
-                    EXPECT_EQ(editor.observed, row.readback);
+                    EXPECT_EQ(editor.observed, readback);
                 }
             }
 }

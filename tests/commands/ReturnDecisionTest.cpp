@@ -5,26 +5,21 @@ using namespace orvel;
 TEST(CompositionState, IsClearOnlyUnderASourceThatCannotCompose) {
     using enum MarkedTextEvidence;
     using enum CompositionState;
-    const struct {
-        MarkedTextEvidence evidence;
-        CompositionState ascii, other;
-    } rows[] = {{marked, composing, composing},
-                {absent, clear, unknown},
-                {unsupported, clear, unknown},
-                {unavailable, unknown, unknown}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(compositionState(row.evidence, true), row.ascii) << description(row.evidence).view();
-        EXPECT_EQ(compositionState(row.evidence, false), row.other) << description(row.evidence).view();
+    const std::tuple<MarkedTextEvidence, CompositionState, CompositionState> rows[] = {
+        {marked, composing, composing},
+        {absent, clear, unknown},
+        {unsupported, clear, unknown},
+        {unavailable, unknown, unknown}};
+    for (const auto& [evidence, ascii, other] : rows) {
+        EXPECT_EQ(compositionState(evidence, true), ascii) << description(evidence).view();
+        EXPECT_EQ(compositionState(evidence, false), other) << description(evidence).view();
     }
 }
 
 TEST(KnownASCIISource, IsOneOfFourPairsOfIdAndType) {
     const std::string layout = "TISTypeKeyboardLayout", mode = "TISTypeKeyboardInputMode",
                       kotoeri = "com.apple.inputmethod.Kotoeri.";
-    const struct {
-        std::string id, type;
-        bool isKnown;
-    } cases[] = {
+    const std::tuple<std::string, std::string, bool> cases[] = {
         {"com.apple.keylayout.ABC", layout, true},        {"com.apple.keylayout.US", layout, true},
         {kotoeri + "KanaTyping.Roman", mode, true},       {kotoeri + "RomajiTyping.Roman", mode, true},
         {"com.apple.keylayout.ABC", mode, false},         {kotoeri + "RomajiTyping.Roman", layout, false},

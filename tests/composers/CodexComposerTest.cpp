@@ -32,11 +32,7 @@ void removeContext(Page& page) {
 } // namespace
 
 TEST(CodexComposer, IsRecognisedByWhatSurroundsIt) {
-    const struct {
-        const char* what;
-        ComposerRecognition result;
-        void (*change)(Page&);
-    } cases[] = {
+    const std::tuple<const char*, ComposerRecognition, void (*)(Page&)> cases[] = {
         {"as it is", verified, [](Page&) {}},
         {"stop", verified,
          [](Page& p) {
@@ -93,10 +89,10 @@ TEST(CodexComposer, IsRecognisedByWhatSurroundsIt) {
              p.node(2).classes = {"x_composer_", "_composer"}, p.add(12, "AXButton", 2, {"Cancel"});
          }},
     };
-    for (const auto& test : cases) {
+    for (const auto& [what, result, change] : cases) {
         auto page = composer();
-        test.change(page);
-        EXPECT_EQ(description(page.judged()), description(test.result)) << test.what;
+        change(page);
+        EXPECT_EQ(description(page.judged()), description(result)) << what;
     }
 }
 

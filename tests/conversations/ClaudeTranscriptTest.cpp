@@ -187,10 +187,7 @@ TEST(ClaudeTranscript, TakesTheLastSessionThatAMessageNames) {
     const auto message = [](const std::string& rest) {
         return record(R"({"type":"user","message":{"content":"A"})" + rest + "}");
     };
-    const struct {
-        const char* name;
-        std::string transcript, id;
-    } cases[] = {
+    const std::tuple<const char*, std::string, std::string> cases[] = {
         {"none", message(""), "fallback"},
         {"the last one", message(R"(,"sessionId":"one")") + message(R"(,"sessionId":"two")"), "two"},
         {"not one that is no string", message(R"(,"sessionId":"one")") + message(R"(,"sessionId":2)"), "one"},

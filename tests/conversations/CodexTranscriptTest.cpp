@@ -22,10 +22,7 @@ const std::string question = item(R"("role":"user","content":"A")");
 } // namespace
 
 TEST(CodexTranscript, KeepsWhatUserAndAssistantSaid) {
-    const struct {
-        const char* name;
-        std::string transcript, outcome;
-    } cases[] = {
+    const std::tuple<const char*, std::string, std::string> cases[] = {
         {"both roles", question + item(R"("role":"assistant","content":"B")"), "user: A | assistant: B"},
         {"other roles", item(R"("role":"developer","content":"D")") + question, "user: A"},
         {"items of other types",
@@ -53,11 +50,7 @@ TEST(CodexTranscript, KeepsWhatUserAndAssistantSaid) {
 }
 
 TEST(CodexTranscript, IsBusyFromTheStartOfATaskToItsEnd) {
-    const struct {
-        const char* name;
-        std::string events;
-        bool isBusy;
-    } cases[] = {
+    const std::tuple<const char*, std::string, bool> cases[] = {
         {"no events", "", false},
         {"started", event("task_started"), true},
         {"complete", event("task_started") + event("task_complete"), false},
@@ -76,10 +69,7 @@ TEST(CodexTranscript, IsBusyFromTheStartOfATaskToItsEnd) {
 }
 
 TEST(CodexTranscript, TakesTheLastSessionAndRefusesInheritedHistory) {
-    const struct {
-        const char* name;
-        std::string transcript, idOrFailure;
-    } cases[] = {
+    const std::tuple<const char*, std::string, std::string> cases[] = {
         {"no record", question, "fallback"},
         {"one", meta(R"({"id":"one"})") + question, "one"},
         {"the last one, also behind messages", meta(R"({"id":"one"})") + question + meta(R"({"id":"two"})"),
@@ -109,10 +99,7 @@ TEST(CodexTranscript, LeavesOutTheScaffoldingOfUserMessages) {
                       environment = R"("environments.environment_context")",
                       skill = R"("skills.selected_skill_instructions")", text = R"("user.text")";
     const std::string two = R"([{"type":"input_text","text":"one"},{"type":"input_text","text":"two"}])";
-    const struct {
-        const char* name;
-        std::string content, kinds, outcome;
-    } cases[] = {
+    const std::tuple<const char*, std::string, std::string, std::string> cases[] = {
         {"each kind of scaffolding", two, '[' + agents + ',' + text + ']', "user: two"},
         {"environment", two, '[' + text + ',' + environment + ']', "user: one"},
         {"skills", two, '[' + skill + ',' + text + ']', "user: two"},
@@ -146,17 +133,11 @@ TEST(CodexTranscript, LeavesOutTheScaffoldingOfUserMessages) {
         EXPECT_EQ(outcomeOf(payload("user"), Agent::codex), outcome);
     }
     // The kinds belong to the payload, and only users have scaffolding.
-    EXPECT_EQ(
-        outcomeOf(
-            item(
-                R"("role":"assistant","content":"B",)"
-                R"("internal_chat_message_metadata_passthrough":{"content_item_kinds":["agents_md.instructions"]})"),
-            Agent::codex),
-        "assistant: B");
-    EXPECT_EQ(
-        outcomeOf(
-            R"({"type":"response_item","payload":{"type":"message","role":"user","content":"A"},)"
-            R"("internal_chat_message_metadata_passthrough":{"content_item_kinds":["agents_md.instructions"]}})",
-            Agent::codex),
-        "user: A");
+    const std::string kinds =
+        R"("internal_chat_message_metadata_passthrough":{"content_item_kinds":["agents_md.instructions"]})";
+    EXPECT_EQ(outcomeOf(item(R"("role":"assistant","content":"B",)" + kinds), Agent::codex), "assistant: B");
+    const auto payload = R"({"type":"message","role":"user","content":"A"})";
+    EXPECT_EQ(outcomeOf(R"({"type":"response_item","payload":)" + std::string(payload) + "," + kinds + "}",
+                        Agent::codex),
+              "user: A");
 }

@@ -56,11 +56,7 @@ void setDate(const std::string& path, int secondsOf2020) {
 
 TEST(TranscriptIdentity, StandsInTheFirstRecordThatNamesASession) {
     const TemporaryFolder folder;
-    const struct {
-        const char* name;
-        Agent agent;
-        std::string contents, identity;
-    } cases[] = {
+    const std::tuple<const char*, Agent, std::string, std::string> cases[] = {
         {"everything", Agent::claude, claudeRecord("s", R"(,"cwd":"/w","customTitle":"T")"), "s | T | /w"},
         {"a folder and no title", Agent::claude, claudeRecord("0123456789", R"(,"cwd":"/w/lark")"),
          "0123456789 | lark · 01234567 | /w/lark"},
@@ -125,10 +121,7 @@ TEST(ChosenTranscript, OfCodexTakesItsNameFromTheNearestIndexAbove) {
                      index("c", "kept") + index("c", " ") + "{\"id\":\"d\",\"thread_name\":\"cut");
     folder.write("codex/sessions/2026/session_index.jsonl", index("a", "too near"));
     folder.write("codex/sessions/x/sessions/../session_index.jsonl", index("a", "inner"));
-    const struct {
-        const char* name;
-        std::string file, id, title;
-    } cases[] = {
+    const std::tuple<const char*, std::string, std::string, std::string> cases[] = {
         {"the later line counts, untrimmed", "codex/sessions/2026/01/a.jsonl", "a", " latest "},
         {"in the folder itself", "codex/sessions/a.jsonl", "a", " latest "},
         {"archived", "codex/archived_sessions/a.jsonl", "a", " latest "},
@@ -314,23 +307,9 @@ TEST(Resolving, FindsExactlyOneReferenceOrRefuses) {
     }
 }
 
-TEST(AgentFolders, FollowTheEnvironmentOfTheAgents) {
-    const auto byDefault = AgentFolders::of("/home/r/", {}, "", "/home/r/.config");
-    EXPECT_EQ(byDefault.defaultRoots(),
-              (std::vector<ConversationRoot>{{Agent::codex, "/home/r/.codex/sessions"},
-                                             {Agent::claude, "/home/r/.claude/projects"}}));
-    EXPECT_EQ(byDefault.claudeDesktop, "/home/r/.config/Claude/claude-code-sessions");
-    const auto chosen = AgentFolders::of("/home/r", "/x/../codex/", "/claude", "/c");
-    EXPECT_EQ(chosen.defaultRoots(), (std::vector<ConversationRoot>{{Agent::codex, "/codex/sessions"},
-                                                                    {Agent::claude, "/claude/projects"}}));
-}
-
 TEST(RecognizedAgent, IsTheOneThatWritesSuchRecords) {
     const TemporaryFolder folder;
-    const struct {
-        std::string contents;
-        std::optional<Agent> agent;
-    } cases[] = {
+    const std::pair<std::string, std::optional<Agent>> cases[] = {
         {codexNamed("s"), Agent::codex},
         {R"({"type":"response_item","payload":{}})", Agent::codex},
         {"{}\n{\n" + claudeRecord("s") + codexNamed("s"), Agent::claude},

@@ -37,11 +37,7 @@ TEST(ConversationNamesTest, AreFoundInTheTranscript) {
     const std::string fork =
         record(R"({"type":"session_meta","payload":{"id":"c","cwd":"/w","history_base":{"a":1}}})");
     const std::string long262144(ConversationNames::tailLimit, 'x');
-    const struct {
-        const char* name;
-        Agent agent;
-        std::string contents, names;
-    } cases[] = {
+    const std::tuple<const char*, Agent, std::string, std::string> cases[] = {
         {"the first own words", Agent::claude,
          mode + record(R"({"type":"assistant","sessionId":"s","message":{"content":"Hello"}})") +
              said("Why?") + said("And now?"),
@@ -84,11 +80,7 @@ TEST(ConversationNamesTest, AreFoundInTheTranscript) {
 
 TEST(ConversationNamesTest, AreMissingWhereNobodyGaveThem) {
     const std::string id = "0123456789";
-    const struct {
-        std::string title;
-        std::optional<std::string> folder;
-        bool areMissing;
-    } cases[] = {
+    const std::tuple<std::string, std::optional<std::string>, bool> cases[] = {
         {"Named", "/w/lark", false},
         {"Named", std::nullopt, true},
         {"lark · 01234567", "/w/lark", true},

@@ -2,15 +2,10 @@
 
 #include <string>
 
-namespace orvel {
-namespace {
+using namespace orvel;
 
 TEST(MachineMadeText, IsToldFromTheUsersOwnWords) {
-    const struct {
-        Agent agent;
-        std::string text;
-        std::optional<MachineMade> kind;
-    } cases[] = {
+    const std::tuple<Agent, std::string, std::optional<MachineMade>> cases[] = {
         {Agent::claude, "[Request interrupted by user]", MachineMade::interruption},
         {Agent::claude, "[Request interrupted by user for tool use]\n", MachineMade::interruption},
         {Agent::claude, "[Request interrupted by user] is what it says. Why?", std::nullopt},
@@ -44,6 +39,3 @@ TEST(MachineMadeText, IsToldFromTheUsersOwnWords) {
     };
     for (const auto& [agent, text, kind] : cases) EXPECT_EQ(machineMade(agent, text), kind) << text;
 }
-
-} // namespace
-} // namespace orvel

@@ -107,11 +107,7 @@ TEST_F(RecentConversations, RefuseABadFileAsAWholeAndLeaveIt) {
     };
     const std::string list = "[" + good.dump() + "]";
     const std::size_t limit = 131'072;
-    const struct {
-        const char* name;
-        std::string contents;
-        bool loads;
-    } cases[] = {
+    const std::tuple<const char*, std::string, bool> cases[] = {
         {"an empty list", "[]", true},
         {"the largest", list + std::string(limit - list.size(), ' '), true},
         {"one byte more", list + std::string(limit + 1 - list.size(), ' '), false},
@@ -143,10 +139,7 @@ TEST_F(RecentConversations, AreEmptyWithoutAFileAndRefuseWhatIsNone) {
 }
 
 TEST_F(RecentConversations, RecordWithATitleThatNamesTheConversation) {
-    const struct {
-        const char* name;
-        std::string title, path, recordedTitle, recordedPath;
-    } cases[] = {
+    const std::tuple<const char*, std::string, std::string, std::string, std::string> cases[] = {
         {"trimmed", " \u3000 Title\n", "/a/b.jsonl", "Title", "/a/b.jsonl"},
         {"blank", " \t\u00a0", "/a/b.c.jsonl", "b.c", "/a/b.c.jsonl"},
         {"empty", "", "/a/b", "b", "/a/b"},

@@ -53,18 +53,3 @@ RC_GTEST_PROP(TranscriptHead, GivesTheObjectsOfTheFirstBytesReadAtOnce, ()) {
         RC_ASSERT(objects == naiveObjects(std::string_view(text).substr(0, limit)));
     }
 }
-
-TEST(TranscriptHead, KeepsLinesApartThatEndWhereABiteEnds) {
-    const TemporaryFolder folder;
-    for (const std::size_t bite : {16'384U, 32'768U, 65'536U}) {
-        for (auto lineFeed = bite - 3; lineFeed <= bite + 2; ++lineFeed) {
-            SCOPED_TRACE(lineFeed);
-            ReadableFile file(folder.write("head", "{}" + std::string(lineFeed - 2, ' ') + "\n[]\n{}\n{}"));
-            TranscriptHead head(1'000'000);
-            head.open(file);
-            int count = 0;
-            while (head.next()) ++count;
-            EXPECT_EQ(count, 3);
-        }
-    }
-}

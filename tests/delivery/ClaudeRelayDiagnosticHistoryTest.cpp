@@ -2,9 +2,7 @@
 
 #include "Orvel/delivery/ClaudeRelayDiagnosticHistory.h"
 
-namespace orvel {
-namespace {
-
+using namespace orvel;
 using Stage = ClaudeRelayDiagnosticHistory::Stage;
 
 const std::string title = "Claude transfer attempts (this app session, no content):\n";
@@ -29,42 +27,33 @@ TEST(ClaudeRelayDiagnosticHistory, WritesAnAttemptAsOneLine) {
     current.parents = 5;
     current.front = "claude";
     history.axFailure("AXValue", AXStatus::cannotComplete);
+    history.stage(Stage::insertion); // Forgets the counts of the one before.
+    EXPECT_FALSE(current.pages || current.editors || current.parents);
+    history.stage(Stage::targetSnapshot);
+    current.pages = 1;
     history.finish(false, true, 101.2345);
     EXPECT_EQ(history.current(), nullptr);
     EXPECT_EQ(history.description().text(),
               title + "transfer=ABCDEFAB-1111-4111-8111-111111111111 "
                       "attempt=BBBBBBBB-2222-4222-8222-222222222222 stage=targetSnapshot "
                       "readiness_reads=3 elapsed_ms=1234 route_same=true pages=1 code_pages=1 "
-                      "front=claude editors=1 parent_depth=5 "
+                      "front=claude editors=Unread parent_depth=Unread "
                       "AX=targetSnapshot:AXValue:-25204 "
                       "result=Stopped; retry before insertion allowed");
 }
 
-TEST(ClaudeRelayDiagnosticHistory, AStageForgetsTheCountsOfTheOneBefore) {
-    ClaudeRelayDiagnosticHistory history;
-    history.begin(transfer, attempt, 0);
-    auto& current = *history.current();
-    current.pages = current.codePages = current.editors = current.parents = 1;
-    current.routeMatches = false;
-    history.stage(Stage::insertion);
-    EXPECT_FALSE(current.pages || current.editors || current.parents);
-    EXPECT_TRUE(current.codePages && current.routeMatches);
-}
-
 TEST(ClaudeRelayDiagnosticHistory, KeepsTheLastFailureUnderNamesThatItKnows) {
-    struct Row {
-        const char* attribute;
-        int status;
-        const char* expected;
-    };
     ClaudeRelayDiagnosticHistory history;
     history.axFailure("AXRole", AXStatus::failure); // Nobody's.
     history.begin(transfer, attempt, 0);
     for (const auto& [attribute, status, expected] :
-         {Row{"AXRole", -25200, "launch:AXRole:-25200"}, Row{"AXRole", 0, "launch:AXRole:-25200"},
-          Row{"AXValue", -25205, "launch:AXRole:-25200"}, Row{"AXURL", -25212, "launch:AXRole:-25200"},
-          Row{"Secret words", -25211, "launch:other:-25211"}, Row{"AXHelp", -25202, "launch:AXHelp:-25202"},
-          Row{"AXEnabled", -25204, "launch:other:-25204"}}) {
+         {std::tuple{"AXRole", -25200, "launch:AXRole:-25200"},
+          std::tuple{"AXRole", 0, "launch:AXRole:-25200"},
+          std::tuple{"AXValue", -25205, "launch:AXRole:-25200"},
+          std::tuple{"AXURL", -25212, "launch:AXRole:-25200"},
+          std::tuple{"Secret words", -25211, "launch:other:-25211"},
+          std::tuple{"AXHelp", -25202, "launch:AXHelp:-25202"},
+          std::tuple{"AXEnabled", -25204, "launch:other:-25204"}}) {
         history.axFailure(attribute, static_cast<AXStatus>(status));
         EXPECT_EQ(history.current()->axFailure.value().text(), expected) << attribute << status;
     }
@@ -90,6 +79,3 @@ TEST(ClaudeRelayDiagnosticHistory, KeepsTheNewestEightAttempts) {
     history.begin(transfer, attempt, 0); // The one before is forgotten.
     EXPECT_EQ(history.finished().size(), 8U);
 }
-
-} // namespace
-} // namespace orvel

@@ -72,6 +72,9 @@ TEST(ClaudeSend, GatesBeforeAnythingIsOpened) {
         {"no identifier", [](auto&, auto& to) { to.desktopSessionID.reset(); }, unreachable},
         {"an identifier that leads elsewhere", [](auto&, auto& to) { *to.desktopSessionID += "/x"; },
          unreachable},
+        {"an identifier and more", [](auto&, auto& to) { *to.desktopSessionID += "?a=b"; }, unreachable},
+        {"an identifier in escapes", [](auto&, auto& to) { to.desktopSessionID->replace(6, 1, "%31"); },
+         unreachable},
         {"no permission", [](auto& d, auto&) { d.desktop.accessibility.trusted = false; }, unreachable},
         {"not installed", [](auto& d, auto&) { d.refused["location"] = AXStatus::failure; }, notOpened},
         {"not opened", [](auto& d, auto&) { d.desktop.applications.opens = false; }, notOpened, 1},
@@ -179,34 +182,29 @@ TEST(ClaudeSend, TellsEachFailureFromTheInsertionOnAsUnsafeToRetry) {
     for (const auto& failing : failures) expectFailure(failing, 1);
 }
 
-TEST(ClaudeSend, WaitsForAPageThatIsBeingDrawnForFiveSeconds) {
-    for (const auto& [readyAfter, succeeds] : {std::pair{4s, true}, std::pair{6s, false}}) {
-        ClaudeDesk desk;
-        const auto root = desk.root();
-        desk.fail(root, "AXRole", AXStatus::invalidElement);
-        desk.loop.outside(readyAfter, [&] { root->statuses.clear(); });
-        EXPECT_EQ(desk.perform().succeeded, succeeds) << readyAfter.count();
-        EXPECT_EQ(desk.writes(), succeeds ? 1 : 0);
-    }
-}
-
-TEST(ClaudeSend, WaitsUntilSendIsEnabled) {
-    for (const auto& [enabledAfter, succeeds] : {std::pair{2000ms, true}, std::pair{2200ms, false}}) {
-        ClaudeDesk desk;
-        desk.claude.habits.sendEnables = enabledAfter;
-        EXPECT_EQ(desk.perform().succeeded, succeeds);
-        EXPECT_EQ(desk.presses(), succeeds ? 1 : 0);
-    }
-}
-
-TEST(ClaudeSend, ALateReceiptIsWaitedForAlmostSixSeconds) {
-    for (const auto& [receivedAfter, succeeds] : {std::pair{5800ms, true}, std::pair{5900ms, false}}) {
-        ClaudeDesk desk;
-        desk.claude.habits.receipt = receivedAfter;
-        desk.before["performAction"] = [&] { desk.receiptChecks = 0; };
-        EXPECT_EQ(desk.perform().succeeded, succeeds);
-        EXPECT_EQ(desk.receiptChecks, 40);
-    }
+TEST(ClaudeSend, WaitsForThePageForSendAndForTheReceiptSoLong) {
+    const std::tuple<const char*, MainLoop::Duration, MainLoop::Duration,
+                     void (*)(ClaudeDesk&, MainLoop::Duration)>
+        waits[] = {
+            {"page", 4s, 6s,
+             [](auto& d, auto delay) {
+                 d.fail(d.root(), "AXRole", AXStatus::invalidElement);
+                 d.loop.outside(delay, [root = d.root()] { root->statuses.clear(); });
+             }},
+            {"Send", 2000ms, 2200ms, [](auto& d, auto delay) { d.claude.habits.sendEnables = delay; }},
+            {"receipt", 5800ms, 5900ms, [](auto& d, auto delay) { d.claude.habits.receipt = delay; }},
+        };
+    for (const auto& [name, inTime, tooLate, delayBy] : waits)
+        for (const auto& delay : {inTime, tooLate}) {
+            ClaudeDesk desk;
+            delayBy(desk, delay);
+            desk.before["performAction"] = [&] { desk.receiptChecks = 0; };
+            EXPECT_EQ(desk.perform().succeeded, delay == inTime) << name;
+            const bool isReceipt = std::string_view(name) == "receipt";
+            EXPECT_EQ(desk.writes(), delay == inTime || std::string_view(name) != "page" ? 1 : 0) << name;
+            EXPECT_EQ(desk.presses(), delay == inTime || isReceipt ? 1 : 0) << name;
+            EXPECT_TRUE(!isReceipt || desk.receiptChecks == 40) << desk.receiptChecks;
+        }
 }
 
 TEST(ClaudeSend, AReceiptAtAnyMomentEndsItWithoutAnotherAct) {

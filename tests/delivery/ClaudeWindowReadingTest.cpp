@@ -210,6 +210,12 @@ TEST(ClaudeWindowReading, TellsWhichCodePageIsShown) {
          },
          "Multiple Claude Code conversations were found. No message was inserted.",
          "pages=3 code_pages=2 front=claude"},
+        {"the same twice",
+         [](auto& d) {
+             d.add(d.claude.windowElement(), "AXWebArea")->set("AXURL", AXURL{"https://claude.ai" + path});
+         },
+         "Multiple Claude Code conversations were found. No message was inserted.",
+         "pages=3 code_pages=2 front=claude"},
         {"an address with braces", [](auto& d) { d.shell->set("AXURL", AXURL{"https://x.org/?q={x}"}); },
          path, "pages=2 code_pages=1 front=claude"},
         {"a bar in a text that is an address",

@@ -113,66 +113,45 @@ TEST_F(CodexRelaySenderTest, TheToolIsTheFirstInThePathThenInTheUsualPlaces) {
     EXPECT_EQ(agentTool(Agent::codex, processes, "/home/sam"), places[2]);
 }
 
-TEST_F(CodexRelaySenderTest, WhatCannotBeDeliveredIsRefusedBeforeAnythingStarts) {
-    const auto good = reference;
-    const struct {
-        const char* name;
-        std::function<void()> arrange;
-    } cases[] = {
-        {"a conversation of Claude", [&] { reference.agent = Agent::claude; }},
-        {"no UUID", [&] { reference.sessionID = "thread-1"; }},
-        {"no tool", [&] { processes.programs.clear(); }},
-    };
-    for (const auto& [name, arrange] : cases) {
-        SCOPED_TRACE(name);
-        reference = good;
-        arrange();
-        const auto sent = send();
-        EXPECT_EQ(sent.words,
-                  "Codex CLI was not found or the conversation ID is invalid. Use Copy to recover.");
-        EXPECT_TRUE(sent.canRetry);
-        EXPECT_TRUE(processes.launches.empty());
-    }
-}
-
 TEST_F(CodexRelaySenderTest, UntilTheToolRunsAFailureMayBeRepeated) {
+    const auto good = reference;
     const auto busy = Server::result({{"thread", {{"id", server.thread}, {"status", {{"type", "active"}}}}}});
     const auto failToStart = [](std::string_view step) {
         if (step == "start") throw ProcessError(ProcessError::Case::launchFailed, "No memory.");
     };
-    const struct {
-        const char* name;
-        std::function<void()> arrange;
-    } cases[] = {
-        {"a busy conversation", [&] { server.answers["thread/resume"] = busy; }},
-        {"a silent server", [&] { server.answers["initialize"] = Server::bytes(""); }},
-        {"a server that cannot be started", [&] { processes.beforeStep = failToStart; }},
+    const auto notLoaded = "Couldn't load the Codex conversation. Nothing was sent.\n";
+    const auto notFound = "Codex CLI was not found or the conversation ID is invalid. Use Copy to recover.";
+    const std::tuple<const char*, const char*, std::function<void()>> cases[] = {
+        {"a busy conversation", notLoaded, [&] { server.answers["thread/resume"] = busy; }},
+        {"a silent server", notLoaded, [&] { server.answers["initialize"] = Server::bytes(""); }},
+        {"a server that cannot be started", notLoaded, [&] { processes.beforeStep = failToStart; }},
+        {"a conversation of Claude", notFound, [&] { reference.agent = Agent::claude; }},
+        {"no UUID", notFound, [&] { reference.sessionID = "thread-1"; }},
+        {"no tool", notFound, [&] { processes.programs.clear(); }},
     };
-    for (const auto& [name, arrange] : cases) {
+    for (const auto& [name, words, arrange] : cases) {
         SCOPED_TRACE(name);
+        processes.launches.clear();
+        reference = good;
         arrange();
         const auto sent = send();
-        EXPECT_TRUE(sent.words.starts_with("Couldn't load the Codex conversation. Nothing was sent.\n"))
-            << sent.words;
+        EXPECT_TRUE(sent.words.starts_with(words)) << sent.words;
         EXPECT_TRUE(sent.canRetry);
         EXPECT_FALSE(queueLaunch());
+        EXPECT_TRUE(words == notLoaded || processes.launches.empty());
         EXPECT_EQ(processes.running(), 0);
     }
 }
 
 TEST_F(CodexRelaySenderTest, OnceTheToolHasRunNothingMayBeRepeated) {
-    struct Case {
-        std::optional<int> status;
-        MainLoop::Duration time;
-        const char* words;
-        int terminations;
-    };
     const auto refused = "Codex could not accept the queued message. Copy the pending message to recover.";
     const auto late = "Codex acceptance verification timed out. Check delivery records before resending.";
-    for (const auto& [status, time, words, terminated] : std::vector<Case>{{1, 14s, refused, 0},
-                                                                           {137, 0s, refused, 0},
-                                                                           {0, 15'001ms, late, 1},
-                                                                           {std::nullopt, 0s, late, 1}}) {
+    for (const auto& [status, time, words, terminated] :
+         std::vector<std::tuple<std::optional<int>, MainLoop::Duration, const char*, int>>{
+             {1, 14s, refused, 0},
+             {137, 0s, refused, 0},
+             {0, 15'001ms, late, 1},
+             {std::nullopt, 0s, late, 1}}) {
         SCOPED_TRACE(words);
         queueStatus = status;
         queueTime = time;
@@ -221,9 +200,7 @@ TEST_F(CodexRelaySenderTest, WhatNoArgumentCanHoldIsRefusedWithTheWayOut) {
         return std::string("The message has ") + size + " bytes, and Codex takes " + limit +
                " at most. Choose a later start for the range, or use Copy.";
     };
-    const struct {
-        std::string text, refusal;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {std::string(131'071, 'x'), ""},
         {std::string(131'072, 'x'), tooLong("131,072", "131,071")},
         {"-" + std::string(131'060, 'x'), ""}, // "--message=" stands in the same argument.
@@ -257,11 +234,7 @@ TEST_F(CodexRelaySenderTest, TheTurnIsWatchedToItsReplyInTheTranscript) {
 }
 
 TEST_F(CodexRelaySenderTest, AWatchThatEndsBadlySaysSoLater) {
-    struct Case {
-        const char* reason;
-        std::function<void()> harm;
-    };
-    const std::vector<Case> cases{
+    const std::vector<std::pair<const char*, std::function<void()>>> cases{
         {"The Codex conversation connection ended. Check delivery records without resending automatically.",
          [&] { processes.killAll(); }},
         {"The Codex connection check timed out. Check delivery records.", [&] { loop.runFor(3600s); }},
@@ -283,23 +256,18 @@ TEST_F(CodexRelaySenderTest, AWatchThatEndsBadlySaysSoLater) {
 }
 
 TEST_F(CodexRelaySenderTest, AReplyCountsOnlyBehindTheMessage) {
-    struct Case {
-        const char* name;
-        std::vector<Message> messages;
-        std::optional<std::string> after;
-        bool isAnswered;
-    };
     const Message sent{"m", "user", "P"}, reply{"r", "assistant", "ok"}, other{"o", "user", "else"};
     for (const auto& [name, messages, after, isAnswered] :
-         std::vector<Case>{{"answered", {sent, reply}, std::nullopt, true},
-                           {"not yet", {sent}, std::nullopt, false},
-                           {"another question came first", {sent, other, reply}, std::nullopt, false},
-                           {"only other questions", {other, reply}, std::nullopt, false},
-                           {"not the exact text", {{"m", "user", "P "}, reply}, std::nullopt, false},
-                           {"said by the agent", {{"m", "assistant", "P"}, reply}, std::nullopt, false},
-                           {"before the position", {sent, reply}, "r", false},
-                           {"behind the position", {other, sent, reply}, "o", true},
-                           {"the position is gone", {sent, reply}, "gone", false}}) {
+         std::vector<std::tuple<const char*, std::vector<Message>, std::optional<std::string>, bool>>{
+             {"answered", {sent, reply}, std::nullopt, true},
+             {"not yet", {sent}, std::nullopt, false},
+             {"another question came first", {sent, other, reply}, std::nullopt, false},
+             {"only other questions", {other, reply}, std::nullopt, false},
+             {"not the exact text", {{"m", "user", "P "}, reply}, std::nullopt, false},
+             {"said by the agent", {{"m", "assistant", "P"}, reply}, std::nullopt, false},
+             {"before the position", {sent, reply}, "r", false},
+             {"behind the position", {other, sent, reply}, "o", true},
+             {"the position is gone", {sent, reply}, "gone", false}}) {
         Conversation conversation{.messages = messages};
         EXPECT_EQ(CodexRelaySender::completedPayload("P", after, conversation), isAnswered) << name;
         conversation.isBusy = true;

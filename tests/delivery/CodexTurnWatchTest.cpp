@@ -136,14 +136,6 @@ TEST_F(CodexTurnWatchTest, EndsWithTheTurnThatBeganMeanwhile) {
     EXPECT_EQ(processes.running(), 0);
 }
 
-TEST_F(CodexTurnWatchTest, EndsWithTheServer) {
-    for (const bool hangsUp : {false, true}) {
-        const auto session = connected();
-        const auto death = loop.after(30min, [&] { hangsUp ? server.hangUp() : processes.killAll(); });
-        EXPECT_EQ(run(session->waitForTurnCompletion(1h, nullptr)), disconnected);
-    }
-}
-
 // A check takes its time, and the next one comes a quarter of a second behind it.
 TEST_F(CodexTurnWatchTest, WaitsForACheckThatTakesLong) {
     const auto session = connected();

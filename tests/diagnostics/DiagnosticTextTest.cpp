@@ -26,10 +26,7 @@ TEST(DiagnosticText, IsMadeOfWordsNumbersAndNames) {
 }
 
 TEST(DiagnosticText, WritesTimes) {
-    const struct {
-        double seconds;
-        std::string milliseconds;
-    } durations[] = {
+    const std::pair<double, std::string> durations[] = {
         {0, "0"},
         {0.0006, "1"},
         {-1.5, "-1500"},
@@ -40,11 +37,7 @@ TEST(DiagnosticText, WritesTimes) {
     for (const auto& [seconds, milliseconds] : durations)
         EXPECT_EQ(DiagnosticText::milliseconds(seconds).text(), milliseconds);
 
-    const struct {
-        Date date;
-        int secondsFromUTC;
-        std::string inTwentyFour, inTwelve;
-    } dates[] = {
+    const std::tuple<Date, int, std::string, std::string> dates[] = {
         {0, 0, "00:00:00", "12:00:00 AM"},
         {43'200, 0, "12:00:00", "12:00:00 PM"},
         {46'985, 0, "13:03:05", "1:03:05 PM"},
@@ -66,37 +59,31 @@ TEST(DiagnosticText, IsShortenedByCharacters) {
     EXPECT_EQ(text.shortened(4), text);
 }
 
-TEST(DiagnosticSummary, NamesKnownRolesOnly) {
-    EXPECT_EQ(DiagnosticSummary::role(std::nullopt).text(), "Unavailable");
-    EXPECT_EQ(DiagnosticSummary::role("AXTextArea").text(), "AXTextArea");
-    for (const auto* other : {"", "AXSheet", "axtextarea", "AXTextArea ", "my secret"})
-        EXPECT_EQ(DiagnosticSummary::role(other).text(), "Other role");
-}
-
-TEST(DiagnosticSummary, CountsClassesAndComparesLabels) {
+TEST(DiagnosticSummary, TellsOnlyWhatIsKnownBeforehand) {
     using Classes = std::vector<std::string>;
-    EXPECT_EQ(DiagnosticSummary::classes(std::nullopt).text(), "Array unavailable");
-    EXPECT_EQ(DiagnosticSummary::classes(Classes{}).text(), "ProseMirror=false, tiptap=false, class count=0");
-    EXPECT_EQ(DiagnosticSummary::classes(Classes{"secret", "ProseMirror"}).text(),
-              "ProseMirror=true, tiptap=false, class count=2");
-    EXPECT_EQ(DiagnosticSummary::classes(Classes{"tiptap", "ProseMirror-focused"}).text(),
-              "ProseMirror=false, tiptap=true, class count=2");
-
-    const auto label = [&](const std::optional<std::string>& text) {
-        return DiagnosticSummary::label(text).text();
+    namespace summary = DiagnosticSummary;
+    const std::string unregistered = "Unregistered label (content not recorded)";
+    const std::pair<DiagnosticText, std::string> cases[] = {
+        {summary::role(std::nullopt), "Unavailable"},
+        {summary::role("AXTextArea"), "AXTextArea"},
+        {summary::role(""), "Other role"},
+        {summary::role("axtextarea"), "Other role"},
+        {summary::role("AXTextArea "), "Other role"},
+        {summary::classes(std::nullopt), "Array unavailable"},
+        {summary::classes(Classes{}), "ProseMirror=false, tiptap=false, class count=0"},
+        {summary::classes(Classes{"secret", "ProseMirror"}), "ProseMirror=true, tiptap=false, class count=2"},
+        {summary::classes(Classes{"tiptap", "ProseMirror-x"}),
+         "ProseMirror=false, tiptap=true, class count=2"},
+        {summary::label(std::nullopt), "String unavailable"},
+        {summary::label(""), "Empty string"},
+        {summary::label("送信"), "Matches a known conversation label"},
+        {summary::label("Send "), unregistered},
+        {summary::label("Remove a.txt"), unregistered},
+        {summary::input(classifyInput("my secret")), "Not command syntax (content not recorded)"},
+        {summary::input(ReturnInputClassification::unread), "Not read"},
+        {summary::input(ReturnInputClassification::unavailable), "Unavailable"},
     };
-    EXPECT_EQ(label(std::nullopt), "String unavailable");
-    EXPECT_EQ(label(""), "Empty string");
-    EXPECT_EQ(label("送信"), "Matches a known conversation label");
-    for (const auto* other : {"prompt", "Send ", "Remove a.txt"})
-        EXPECT_EQ(label(other), "Unregistered label (content not recorded)") << other;
-}
-
-TEST(DiagnosticSummary, TellsOfATextOnlyWhatItIs) {
-    EXPECT_EQ(DiagnosticSummary::input(classifyInput("my secret")).text(),
-              "Not command syntax (content not recorded)");
-    EXPECT_EQ(DiagnosticSummary::input(ReturnInputClassification::unread).text(), "Not read");
-    EXPECT_EQ(DiagnosticSummary::input(ReturnInputClassification::unavailable).text(), "Unavailable");
+    for (const auto& [told, words] : cases) EXPECT_EQ(told.text(), words);
 }
 
 TEST(DiagnosticSummary, PrintsIdentifiersOfInputSourcesOnlyInTheirForm) {
@@ -106,10 +93,7 @@ TEST(DiagnosticSummary, PrintsIdentifiersOfInputSourcesOnlyInTheirForm) {
     };
     const std::string rest = ", mode=a.B_c-9, type=None";
     EXPECT_EQ(DiagnosticSummary::inputSource(std::nullopt).text(), "Unavailable");
-    const struct {
-        std::optional<std::string> id;
-        std::string printed;
-    } cases[] = {
+    const std::pair<std::optional<std::string>, std::string> cases[] = {
         {"com.apple.keylayout.ABC", "com.apple.keylayout.ABC"},
         {std::nullopt, "None"},
         {"", ""},

@@ -42,10 +42,7 @@ std::string text(std::string_view payload) {
 
 TEST(WebSocketCodec, GivesTheEventsOfAServerAndRefusesWhatItNeedNotSend) {
     const std::string longText(300, 'x'), longerText(70'000, 'y');
-    const struct {
-        const char* name;
-        std::string bytes, events;
-    } cases[] = {
+    const std::tuple<const char*, std::string, std::string> cases[] = {
         {"a text", text("hello"), "text(hello)"},
         {"lengths in all three forms", text(std::string(125, 'a')) + text(longText) + text(longerText),
          "text#125 text#300 text#70000"},
@@ -83,9 +80,9 @@ TEST(WebSocketCodec, GivesTheEventsOfAServerAndRefusesWhatItNeedNotSend) {
          "text#65536"},
         {"a length beyond 63 bits", "\x81\x7F"s + std::string(8, '\xFF'), "invalid"},
     };
-    for (const auto& each : cases)
+    for (const auto& [name, bytes, events] : cases)
         for (const std::size_t piece : {std::size_t{1}, std::size_t{3}, std::string::npos})
-            EXPECT_EQ(eventsOf(each.bytes, piece), each.events) << each.name << " in pieces of " << piece;
+            EXPECT_EQ(eventsOf(bytes, piece), events) << name << " in pieces of " << piece;
 
     for (const int opcode : {2, 3, 4, 5, 6, 7, 11, 12, 13, 14, 15})
         EXPECT_EQ(eventsOf(serverFrame(opcode, ""), 1), "invalid") << "opcode " << opcode;
@@ -94,10 +91,7 @@ TEST(WebSocketCodec, GivesTheEventsOfAServerAndRefusesWhatItNeedNotSend) {
 TEST(WebSocketCodec, LimitsMessagesAndWhatItHolds) {
     const std::string limit(Codec::maximumMessage, 'm');
     const std::string half = limit.substr(0, limit.size() / 2);
-    const struct {
-        const char* name;
-        std::string bytes, events;
-    } cases[] = {
+    const std::tuple<const char*, std::string, std::string> cases[] = {
         {"the largest message", text(limit), "text#8388608"},
         {"one byte more is refused by its length", serverFrameHead(1, limit.size() + 1), "invalid"},
         {"the largest in pieces", serverFrame(1, half, false) + serverFrame(0, half), "text#8388608"},
@@ -105,7 +99,7 @@ TEST(WebSocketCodec, LimitsMessagesAndWhatItHolds) {
          serverFrame(1, half, false) + serverFrame(0, half, false) + serverFrame(0, "x"), "invalid"},
         {"two of the largest", text(limit) + text(limit), "text#8388608 text#8388608"},
     };
-    for (const auto& each : cases) EXPECT_EQ(eventsOf(each.bytes, 16'384), each.events) << each.name;
+    for (const auto& [name, bytes, events] : cases) EXPECT_EQ(eventsOf(bytes, 16'384), events) << name;
 
     // Bytes of a frame that is not all there, up to the limit and one beyond it.
     const auto pending = serverFrameHead(1, limit.size()) + limit;
@@ -173,11 +167,7 @@ TEST(WebSocketUpgrade, AcceptsOnlyThePlainAnswerToItsKey) {
     const auto upgrading = [&](const char* line) { return status + line + connection + accept + "\r\n"; };
     const auto connecting = [&](const char* line) { return status + upgrade + line + accept + "\r\n"; };
     const auto accepting = [&](const char* line) { return status + upgrade + connection + line + "\r\n"; };
-    const struct {
-        const char* name;
-        std::string head;
-        bool isAccepted;
-    } cases[] = {
+    const std::tuple<const char*, std::string, bool> cases[] = {
         {"the plain answer", good + "\r\n", true},
         {"no words behind the status", under("HTTP/1.1 101\r\n"), true},
         {"blanks in the status line", under(" HTTP/1.1   101  Yes\r\n"), true},
@@ -208,10 +198,9 @@ TEST(WebSocketUpgrade, AcceptsOnlyThePlainAnswerToItsKey) {
         {"an extension", good + "Sec-WebSocket-Extensions:\r\n\r\n", false},
         {"a protocol", good + "Sec-WebSocket-Protocol: chat\r\n\r\n", false},
     };
-    for (const auto& each : cases)
-        EXPECT_EQ(caseOf([&] { Codec::validateUpgrade(each.head, key); }),
-                  each.isAccepted ? "done" : "invalid")
-            << each.name;
+    for (const auto& [name, head, isAccepted] : cases)
+        EXPECT_EQ(caseOf([&] { Codec::validateUpgrade(head, key); }), isAccepted ? "done" : "invalid")
+            << name;
 }
 
 } // namespace

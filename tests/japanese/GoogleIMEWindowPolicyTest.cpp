@@ -25,12 +25,7 @@ TEST(GoogleIMEWindowPolicy, KnowsOneInputMethodAndFewVersions) {
                         "com.apple.keylayout.ABC"};
     auto claude = codex;
     claude.targetVersion = "3.6556.2";
-    const struct {
-        Setting base;
-        std::string_view Setting::*field;
-        std::string_view value;
-        bool forCodex, forClaude;
-    } cases[] = {
+    const std::tuple<Setting, std::string_view Setting::*, std::string_view, bool, bool> cases[] = {
         {codex, &Setting::targetVersion, "26.1016.62342", true, false},
         {codex, &Setting::targetVersion, "26.1021.31345", true, false},
         {codex, &Setting::targetVersion, "26.1016.6234", false, false},
@@ -54,12 +49,7 @@ TEST(GoogleIMEWindowPolicy, KnowsOneInputMethodAndFewVersions) {
 
 TEST(GoogleIMEWindowPolicy, DecidesByTheWindowTheCaretAndTheKey) {
     constexpr auto plain = OrvelReturnShortcut::plain, command = OrvelReturnShortcut::command;
-    const struct {
-        State state;
-        bool endCaret;
-        OrvelReturnShortcut shortcut;
-        Decision decision;
-    } cases[] = {
+    const std::tuple<State, bool, OrvelReturnShortcut, Decision> cases[] = {
         {State::present, false, plain, Decision::confirmOriginalReturn},
         {State::present, true, command, Decision::stop},
         {State::absent, true, plain, Decision::captureWithWindowEvidence},
@@ -86,10 +76,7 @@ TEST(GoogleIMEWindowPolicy, DecidesByTheWindowTheCaretAndTheKey) {
 TEST(GoogleIMEWindowPolicy, TakesNoObservationFromAnotherTime) {
     constexpr double infinity = std::numeric_limits<double>::infinity(),
                      none = std::numeric_limits<double>::quiet_NaN();
-    const struct {
-        double verificationStarted, observationStarted, observationFinished, now;
-        bool counts;
-    } cases[] = {
+    const std::tuple<double, double, double, double, bool> cases[] = {
         {0, 0, 0, 0, true},
         {0, 0, 0.01, 0.025, true},
         {-5, 0, 0.025, 0.025, true},
@@ -127,10 +114,7 @@ TEST(GoogleIMEWindowDiagnostic, TellsTheWindowByTheNamesOfOwners) {
         names.back() = std::move(last);
         return names;
     };
-    const struct {
-        Names names;
-        State state;
-    } cases[] = {
+    const std::pair<Names, State> cases[] = {
         {{}, State::absent},
         {{"Dock", renderer}, State::present},
         {{"GoogleJapaneseInputRenderer "}, State::absent},

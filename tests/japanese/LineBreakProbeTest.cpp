@@ -20,13 +20,7 @@ LineBreakProbe probe() {
 } // namespace
 
 TEST(LineBreakProbe, BeginsOnlyWithTheCommandAndTheCaretAtItsEnd) {
-    const struct {
-        std::string text;
-        EditorSelection selection;
-        std::int64_t keyCode;
-        double now;
-        bool begins;
-    } cases[] = {
+    const std::tuple<std::string, EditorSelection, std::int64_t, double, bool> cases[] = {
         {text, {length, 0}, 36, 100, true},
         {text, {length, 0}, 76, 100, true},
         {" /orvel xy", {length, 0}, 36, 100, false},

@@ -16,9 +16,7 @@ std::string parsed(std::string_view text) {
 } // namespace
 
 TEST(Keystroke, IsReadFromItsText) {
-    const struct {
-        std::string text, expected;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"Cmd+Alt+L", "MO-l"},
         {"CommandOrControl+Option+Shift+L", "MOS-l"},
         {"alt+COMMAND+l", "MO-l"},

@@ -40,8 +40,12 @@ TEST_F(PlainSessionTest, LoadsAFileAndRemembersIt) {
     ASSERT_EQ(model().catalogue.state().recentConversations->size(), 1U);
     EXPECT_EQ(model().catalogue.state().recentConversations->front(),
               (RecentConversation{Agent::codex, "rollout-one", path, 777}));
-    EXPECT_NE(contentsOf(folder.path("data/recent-conversations.json")).find("rollout-one"),
-              std::string::npos);
+    const auto onDisk = [&] { return contentsOf(folder.path("data/recent-conversations.json")); };
+    EXPECT_NE(onDisk().find("rollout-one"), std::string::npos);
+    model().catalogue.removeRecent(path);
+    desktop.loop.run();
+    EXPECT_TRUE(model().catalogue.state().recentConversations->empty());
+    EXPECT_EQ(onDisk(), "[]");
 }
 
 TEST_F(PlainSessionTest, AFailedLoadSaysWhyAndLeavesNoConversation) {
@@ -97,11 +101,7 @@ TEST_F(PlainSessionTest, TheRangeBeginsBehindTheLastDeliveredMessage) {
     const auto path = writeCodex();
     load(path);
     const auto ids = session().conversation.get()->messages;
-    struct Case {
-        std::string checkpoint;
-        std::vector<std::string> texts;
-    };
-    for (const auto& [checkpoint, texts] : std::vector<Case>{
+    for (const auto& [checkpoint, texts] : std::vector<std::pair<std::string, std::vector<std::string>>>{
              {ids[1].id, {"q2", "a2"}}, {ids[3].id, {}}, {"unknown", {"q1", "a1", "q2", "a2"}}}) {
         writeCheckpoint(checkpoint);
         crash();
@@ -227,15 +227,6 @@ TEST_F(PlainSessionTest, UnreadableFilesOfTheDataFolderAreToldAndKept) {
     EXPECT_TRUE(
         errorText().starts_with("Couldn't load the last transfer position. Check the message range.\n"));
     EXPECT_EQ(contentsOf(folder.path("data/state.json")), R"({"checkpoints":{}})");
-}
-
-TEST_F(PlainSessionTest, RemovesARecentConversation) {
-    const auto path = writeCodex();
-    load(path);
-    model().catalogue.removeRecent(path);
-    desktop.loop.run();
-    EXPECT_TRUE(model().catalogue.state().recentConversations->empty());
-    EXPECT_EQ(contentsOf(folder.path("data/recent-conversations.json")), "[]");
 }
 
 } // namespace

@@ -1,18 +1,12 @@
 #include "Orvel/model/RelativeTime.h"
 
-namespace orvel {
-namespace {
+using namespace orvel;
 
 TEST(RelativeTimeTest, SaysHowLongAgoInTheDaysOfThePerson) {
     // Wednesday, 5 March 2025, 01:30 UTC.
     constexpr Date now = 1'741'138'200 - referenceDateInUnixTime;
     constexpr Date minute = 60, hour = 3600, day = 86'400;
-    struct Case {
-        Date age;
-        long utcOffset;
-        const char* text;
-    };
-    for (const auto& [age, utcOffset, text] : std::initializer_list<Case>{
+    for (const auto& [age, utcOffset, text] : std::initializer_list<std::tuple<Date, long, const char*>>{
              {-5 * day, 0, "now"}, // A clock that was wrong.
              {59, 0, "now"},
              {minute, 0, "1 min"},
@@ -30,6 +24,3 @@ TEST(RelativeTimeTest, SaysHowLongAgoInTheDaysOfThePerson) {
          })
         EXPECT_EQ(relativeTime(now - age, now, utcOffset), text) << age;
 }
-
-} // namespace
-} // namespace orvel

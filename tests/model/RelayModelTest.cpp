@@ -40,20 +40,6 @@ TEST_F(RelayModelTest, AnOpenFileFindsItsReferenceInTheCatalogue) {
     EXPECT_FALSE(model().workspace.relay().cardReference(Agent::codex));
 }
 
-TEST_F(RelayModelTest, ChoosingASourceOpensIt) {
-    writeBusyClaude();
-    discover();
-    model().workspace.setInstruction("old");
-    model().workspace.chooseSource(model().catalogue.state().catalog->front());
-    EXPECT_TRUE(session().isLoading);
-    desktop.loop.run();
-    EXPECT_EQ(session().source.get(), Agent::claude);
-    EXPECT_EQ(session().instruction.get(), "");
-    EXPECT_EQ(session().conversation.get()->id, claudeID);
-    EXPECT_EQ(model().notices.status(), model().catalogue.state().catalog->front().title);
-    EXPECT_TRUE(session().conversation.get()->isBusy);
-}
-
 TEST_F(RelayModelTest, RefreshingReadsWhatWasWrittenMeanwhileAndKeepsTheRange) {
     const auto path = writeCodex();
     discover();
@@ -66,20 +52,6 @@ TEST_F(RelayModelTest, RefreshingReadsWhatWasWrittenMeanwhileAndKeepsTheRange) {
     model().workspace.refresh();
     desktop.loop.run();
     EXPECT_EQ(model().workspace.relay().preview(), "me: q2\n\ncodex: a2\n\nme: q3\n\ncodex: a3");
-}
-
-TEST_F(RelayModelTest, ANewerChoiceWinsOverAnOlderOne) {
-    writeCodex();
-    writeBusyClaude();
-    discover();
-    const auto catalog = model().catalogue.state().catalog.get();
-    desktop.loop.setBackgroundDuration(5s);
-    model().workspace.chooseSource(catalog[0]);
-    desktop.loop.setBackgroundDuration(1s);
-    model().workspace.chooseSource(catalog[1]);
-    desktop.loop.run();
-    EXPECT_EQ(session().conversation.get()->id, catalog[1].sessionID);
-    EXPECT_EQ(session().filePath->value(), catalog[1].transcriptPath);
 }
 
 TEST_F(RelayModelTest, AReferenceWhoseFileHoldsAnotherConversationIsRefused) {

@@ -33,33 +33,6 @@ class RelayStateFiles : public testing::Test {
     void save(RelayStateFile& file, const RelayState& state) { finish(desktop.loop, file.save(state)); }
 };
 
-TEST_F(RelayStateFiles, giveBackWhatWasSavedLast) {
-    RelayStateFile file(path, store);
-    EXPECT_EQ(loadRelayState(path), std::nullopt) << "no file yet";
-    samples::Desk desk;
-    save(file, desk.state);
-    desk.prepareFromCodex("go");
-    save(file, desk.state);
-    EXPECT_TRUE(loadRelayState(path) == desk.state);
-}
-
-TEST_F(RelayStateFiles, stayAsTheyAreWhenSavingFails) {
-    RelayStateFile file(path, store);
-    samples::Desk desk;
-    save(file, desk.state);
-    const auto before = contentsOf(path);
-
-    auto unstorable = desk.state;
-    unstorable.drafts.set("P1:codex", {"\xff", std::nullopt, std::nullopt});
-    EXPECT_THROW(save(file, unstorable), RelayStateError);
-    store.beforeReplacing = [](const std::string& target) {
-        throw FileError(FileError::Case::outOfSpace, "save", target, "No space left on device");
-    };
-    desk.prepareFromCodex("go");
-    EXPECT_THROW(save(file, desk.state), FileError);
-    EXPECT_EQ(contentsOf(path), before);
-}
-
 TEST_F(RelayStateFiles, areNotTouchedWhenTheyCannotBeRead) {
     SimulatedFileStore::write(path, R"({"pairs":7})");
     EXPECT_THROW(loadRelayState(path), RelayStateError);

@@ -48,11 +48,7 @@ TEST_F(SidebarContentsTest, NamesEveryRowAsWellAsItCan) {
 }
 
 TEST_F(SidebarContentsTest, SearchFindsEveryWordWhateverItsCaseAndWidth) {
-    struct Case {
-        const char* query;
-        std::vector<std::string> found;
-    };
-    for (const auto& [query, found] : std::vector<Case>{
+    for (const auto& [query, found] : std::vector<std::pair<const char*, std::vector<std::string>>>{
              {"NAMED compiler", {"Named by Codex"}},
              {"  codex\tnamed ", {"Named by Codex"}},
              {"named site", {}},

@@ -145,11 +145,7 @@ TEST_F(CodexStoredHistoryTest, TakesTheTextsOfMessagesAndRefusesEveryOtherShape)
     const auto good = turn("t", {user("u", "hi")});
     const auto attachment =
         "[添付あり: ファイル本体は転送されません。必要なパスまたはリンクを追加してください。]"s;
-    const struct {
-        const char* name;
-        Json page;
-        std::string outcome;
-    } cases[] = {
+    const std::tuple<const char*, Json, std::string> cases[] = {
         {"commentary and other items",
          items({user("u", "hi"),
                 agent("a", "hm", "commentary"),
@@ -199,8 +195,8 @@ TEST_F(CodexStoredHistoryTest, TakesTheTextsOfMessagesAndRefusesEveryOtherShape)
         {"a skill without path", content({{"type", "skill"}, {"name", "plan"}}), invalid},
         {"a mention without name", content({{"type", "mention"}, {"path", "/f"}}), invalid},
     };
-    for (const auto& each : cases) // The second page is there for whoever asks in error.
-        EXPECT_EQ(read({thread()}, {each.page, page({good})}), each.outcome) << each.name;
+    for (const auto& [name, first, outcome] : cases) // The second page is there for whoever asks in error.
+        EXPECT_EQ(read({thread()}, {first, page({good})}), outcome) << name;
 }
 
 TEST_F(CodexStoredHistoryTest, BelievesTheServerOnlyWhatIsConsistent) {
@@ -213,11 +209,7 @@ TEST_F(CodexStoredHistoryTest, BelievesTheServerOnlyWhatIsConsistent) {
     const auto at = [&](const std::string& path) { return with(good, "path", path); };
     const auto active = Json{{"type", "active"}, {"activeFlags", Json::array()}};
     const auto waiting = Json{{"type", "active"}, {"activeFlags", {"waitingOnApproval"}}};
-    const struct {
-        const char* name;
-        Json first, later;
-        std::string outcome;
-    } cases[] = {
+    const std::tuple<const char*, Json, Json, std::string> cases[] = {
         {"idle", good, good, "user: hi"},
         {"not loaded", thread("notLoaded"), thread("notLoaded"), "user: hi"},
         {"active", thread("active"), thread("active"), "user: hi [busy]"},
@@ -245,9 +237,8 @@ TEST_F(CodexStoredHistoryTest, BelievesTheServerOnlyWhatIsConsistent) {
          with(good, "status", {{"activeFlags", Json::array()}, {"type", "active"}}), "user: hi [busy]"},
         {"metadata that turn bad", good, with(good, "id", "other"), metadataWords},
     };
-    for (const auto& each : cases)
-        EXPECT_EQ(read({each.first, each.later}, {page({turn("t", {user("u", "hi")})})}), each.outcome)
-            << each.name;
+    for (const auto& [name, first, later, outcome] : cases)
+        EXPECT_EQ(read({first, later}, {page({turn("t", {user("u", "hi")})})}), outcome) << name;
 }
 
 TEST_F(CodexStoredHistoryTest, ReadsTheFileWhereThatIsPreferredAndEnough) {

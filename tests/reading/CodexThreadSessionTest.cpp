@@ -112,11 +112,7 @@ TEST_F(CodexThreadSessionTest, EndsAConnectionThatDoesNotGoAsItShould) {
                reason + "”";
     };
     const Json idle{{"type", "idle"}}, active{{"type", "active"}}, failed{{"type", "systemError"}};
-    const struct {
-        const char* name;
-        std::function<void(Server&)> change;
-        std::string outcome;
-    } cases[] = {
+    const std::tuple<const char*, std::function<void(Server&)>, std::string> cases[] = {
         {"an answer that is no upgrade",
          [&](Server& script) { script.upgrade = head("HTTP/1.1 404\r\n\r\n"); }, invalid + upgradeStage},
         {"a head without end", [&](Server& script) { script.upgrade = head(std::string(65'537, 'x')); },
@@ -166,17 +162,17 @@ TEST_F(CodexThreadSessionTest, EndsAConnectionThatDoesNotGoAsItShould) {
         {"a busy thread", resumed(Server::thread, active), notIdle},
         {"a thread after a failed turn", resumed(Server::thread, failed), lastTurnFailed},
     };
-    for (const auto& each : cases) {
-        SCOPED_TRACE(each.name);
+    for (const auto& [name, change, outcome] : cases) {
+        SCOPED_TRACE(name);
         Server changed(processes);
         processes.pipeCapacity = 65'536;
-        each.change(changed);
+        change(changed);
         std::vector<std::string> endings;
         processes.beforeStep = [&](std::string_view step) {
             if (step == "terminate" || step == "kill") endings.emplace_back(step);
         };
         const auto began = loop.uptime();
-        EXPECT_EQ(connect(), each.outcome);
+        EXPECT_EQ(connect(), outcome);
         EXPECT_LE(loop.uptime() - began, 22s);
         EXPECT_EQ(endings, std::vector<std::string>{"terminate"});
         EXPECT_EQ(processes.running(), 0);

@@ -298,20 +298,16 @@ TEST(RelayCheckOrder, links) {
          {"an active twin", activePairExists, [](Call& c) { c.addOldPair("P5", c.codex, c.claude2); }}},
         [](Call& c) { c.state.restoreLink(c.linkID); });
 
-    for (const bool isWriting : {true, false}) {
-        std::vector<Obstacle> obstacles{
-            {"no such link", conversationMismatch, noLink.lay},
-            {"no member", conversationMismatch, [](Call& c) { c.subject.transcriptPath = "/elsewhere"; }}};
-        if (isWriting) obstacles.push_back({"closed chain", conversationMismatch, closedChain.lay});
-        expectFirstObstacleDecides(
-            "source instruction", [](Call&) {}, obstacles,
-            [=](Call& c) {
-                if (isWriting)
-                    c.state.setSourceInstruction(c.linkID, c.subject, c.instruction);
-                else
-                    c.state.sourceInstruction(c.linkID, c.subject);
-            });
-    }
+    const Obstacle unlinked{"no such link", conversationMismatch, noLink.lay};
+    const Obstacle noMember{"no member", conversationMismatch,
+                            [](Call& c) { c.subject.transcriptPath = "/elsewhere"; }};
+    expectFirstObstacleDecides(
+        "sourceInstruction", [](Call&) {}, {unlinked, noMember},
+        [](Call& c) { c.state.sourceInstruction(c.linkID, c.subject); });
+    expectFirstObstacleDecides(
+        "setSourceInstruction", [](Call&) {},
+        {unlinked, noMember, {"closed chain", conversationMismatch, closedChain.lay}},
+        [](Call& c) { c.state.setSourceInstruction(c.linkID, c.subject, c.instruction); });
 }
 
 TEST(RelayCheckOrder, receipts) {

@@ -14,20 +14,6 @@ Conversation landed(const RelayInitialTransfer& initial) {
     return conversation(newClaude, {{"first", "user", *initial.payload}});
 }
 
-TEST(RelayInitial, isFormedOnce) {
-    Desk desk;
-    const auto initial = desk.prepareInitial(" begin ");
-    EXPECT_EQ(*initial.payload, "begin\n\nme: q1\n\ncodex: a1");
-    EXPECT_EQ(initial.instruction, "begin");
-    EXPECT_EQ(initial.destinationAgent, Agent::claude);
-    EXPECT_EQ(initial.speakerContext->frozenLabels.count("codex:codex-1"), 1u);
-    const auto once = desk.state;
-    EXPECT_EQ(desk.prepareInitial("begin"), initial);
-    EXPECT_EQ(desk.state, once);
-    EXPECT_EQ(failureOf([&] { desk.prepareInitial("other"); }), Case::pendingTransfer);
-    EXPECT_EQ(failureOf([&] { desk.prepareInitial("begin", behindP1); }), Case::pendingTransfer);
-}
-
 TEST(RelayInitial, promisesNoNameThatItDoesNotQuote) {
     Desk desk;
     desk.codexTalk.messages.pop_back();

@@ -1,8 +1,6 @@
 #include "relay/RelaySamples.h"
 
-namespace orvel {
-namespace {
-
+using namespace orvel;
 using namespace samples;
 using Case = RelayError::Case;
 using References = std::vector<ConversationReference>;
@@ -71,12 +69,7 @@ TEST(RelayLink, refreshesAConversationInAllItsPairs) {
 
 // Two pairs that share the Codex end; both have sent before they are joined.
 TEST(RelayLink, renamesNoSpeakerInATextThatHasGoneOut) {
-    const struct {
-        const char* what;
-        Agent source;
-        std::optional<std::string> quotedAs;
-        std::optional<Case> failure;
-    } cases[] = {
+    const std::tuple<const char*, Agent, std::optional<std::string>, std::optional<Case>> cases[] = {
         {"the shared end keeps its name", Agent::codex, "codex", std::nullopt},
         {"the shared end, in an old file", Agent::codex, std::nullopt, std::nullopt},
         {"the shared end was called otherwise", Agent::codex, "codex 2", Case::invalidLink},
@@ -84,20 +77,20 @@ TEST(RelayLink, renamesNoSpeakerInATextThatHasGoneOut) {
         {"the same in an old file", Agent::claude, std::nullopt, Case::invalidLink},
         {"the new member bears its coming name", Agent::claude, "claude 2", std::nullopt},
     };
-    for (const auto& c : cases) {
+    for (const auto& [what, source, quotedAs, failure] : cases) {
         Desk desk;
         desk.addPair("P2", desk.codex, desk.claude2);
         RelayTransfer sent;
         sent.id = "T";
         sent.pairID = "P2";
-        sent.source = c.source;
+        sent.source = source;
         sent.status = RelayTransfer::Status::received;
-        sent.assistantLabel = c.quotedAs;
+        sent.assistantLabel = quotedAs;
         desk.state.transfers.append(sent);
         EXPECT_EQ(failureOf([&] { desk.state.attachPair("P2", "P1", RelayLinkEnd::trailing, desk.stamps); }),
-                  c.failure)
-            << c.what;
-        EXPECT_EQ(desk.state.links.empty(), c.failure.has_value()) << c.what;
+                  failure)
+            << what;
+        EXPECT_EQ(desk.state.links.empty(), failure.has_value()) << what;
     }
 }
 
@@ -110,10 +103,7 @@ TEST(RelayLink, isRefusedWhenItsChainDoesNotHold) {
         EXPECT_EQ(failureOf([&] { desk.state.archiveLink("L", 1); }), Case::invalidLink) << what;
         EXPECT_EQ(failureOf([&] { desk.state.restoreLink("L"); }), Case::invalidLink) << what;
     };
-    const struct {
-        const char* what;
-        void (*damage)(RelayLink&);
-    } cases[] = {
+    const std::pair<const char*, void (*)(RelayLink&)> cases[] = {
         {"a conversation too few", [](auto& link) { link.conversations.pop_back(); }},
         {"one conversation alone", [](auto& link) { link.conversations.resize(1), link.pairIDs.clear(); }},
         {"a conversation twice", [](auto& link) { link.conversations[2] = link.conversations[0]; }},
@@ -129,6 +119,3 @@ TEST(RelayLink, isRefusedWhenItsChainDoesNotHold) {
         state.pairs.change("P1", [](RelayPair& pair) { pair.archivedAt = 1; });
     });
 }
-
-} // namespace
-} // namespace orvel

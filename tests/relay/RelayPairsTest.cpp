@@ -1,8 +1,6 @@
 #include "relay/RelaySamples.h"
 
-namespace orvel {
-namespace {
-
+using namespace orvel;
 using namespace samples;
 using Case = RelayError::Case;
 using Texts = std::vector<std::string>;
@@ -67,10 +65,8 @@ TEST(RelayPairs, sayThatACompactionTookThePosition) {
     const std::string summary =
         "This session is being continued from a previous conversation that ran out of "
         "context. It began with a question.";
-    const struct {
-        Message first;
-        bool isExplained;
-    } cases[] = {{user(summary), true}, {user("q3"), false}, {assistant(summary), false}};
+    const std::pair<Message, bool> cases[] = {
+        {user(summary), true}, {user("q3"), false}, {assistant(summary), false}};
     for (const auto& [first, isExplained] : cases) {
         Desk desk;
         desk.state.checkpoints.set("P1:claude", "gone");
@@ -142,17 +138,6 @@ TEST(RelayPairs, freezesTheLabelOfAQuotedAssistant) {
               (std::map<std::string, std::string>{{"codex:codex-1", "codex"}}));
 }
 
-TEST(RelayPairs, keepsDraftsOfBothSides) {
-    Desk desk;
-    EXPECT_EQ(desk.state.draft("none", Agent::codex), RelayDraft());
-    desk.state.setDraft("P1", Agent::codex, " typed ", "u:q1", false);
-    desk.state.setDraft("P1", Agent::claude, "other", std::nullopt, true);
-    EXPECT_EQ(desk.state.draft("P1", Agent::codex), (RelayDraft{" typed ", "u:q1", std::nullopt}));
-    EXPECT_EQ(desk.state.draft("P1", Agent::claude), (RelayDraft{"other", std::nullopt, true}));
-    desk.prepareFromCodex("typed");
-    EXPECT_EQ(desk.state.draft("P1", Agent::codex).instruction, " typed ") << "preparing touches no draft";
-}
-
 TEST(RelayPairs, marksOnlyWhatIsStillUnderWay) {
     Desk desk;
     const auto id = desk.prepareFromCodex().id;
@@ -166,6 +151,3 @@ TEST(RelayPairs, marksOnlyWhatIsStillUnderWay) {
     EXPECT_EQ(failureOf([&] { desk.state.setRetryable(id, true); }), Case::transferNotFound);
     EXPECT_EQ(failureOf([&] { desk.state.markSubmitted("none"); }), Case::transferNotFound);
 }
-
-} // namespace
-} // namespace orvel

@@ -86,24 +86,19 @@ TEST(RelayReceipts, areNotToBeHadFromAQueuedCommand) {
 }
 
 TEST(RelayReceipts, useUpTheDraftThatWentOut) {
-    const struct {
-        const char* what;
-        RelayDraft draft;
-        std::optional<std::string> start;
-        RelayDraft left;
-    } cases[] = {
+    const std::tuple<const char*, RelayDraft, std::optional<std::string>, RelayDraft> cases[] = {
         {"what was sent", {" go\n"}, std::nullopt, {}},
         {"with its start", {"go", "u:q1"}, "u:q1", {}},
         {"edited since", {"go on"}, std::nullopt, {"go on"}},
         {"another start", {"go", "u:q1"}, std::nullopt, {"go", "u:q1"}},
         {"for the next transfer", {"go", std::nullopt, true}, std::nullopt, {"go"}},
     };
-    for (const auto& c : cases) {
+    for (const auto& [what, draft, start, left] : cases) {
         Desk desk;
-        const auto transfer = desk.prepareFromCodex("go", c.start);
-        desk.state.drafts.set("P1:codex", c.draft);
+        const auto transfer = desk.prepareFromCodex("go", start);
+        desk.state.drafts.set("P1:codex", draft);
         ASSERT_TRUE(desk.deliver(transfer));
-        EXPECT_EQ(*desk.state.drafts.find("P1:codex"), c.left) << c.what;
+        EXPECT_EQ(*desk.state.drafts.find("P1:codex"), left) << what;
     }
     Desk desk;
     desk.deliver(desk.prepareFromCodex("go"));
@@ -123,11 +118,7 @@ struct LinkedDesk : Desk {
 };
 
 TEST(RelayReceipts, useUpTheNoteThatWentOut) {
-    const struct {
-        const char* what;
-        void (*meanwhile)(LinkedDesk&, const RelayTransfer&);
-        RelayLinkNote left;
-    } cases[] = {
+    const std::tuple<const char*, void (*)(LinkedDesk&, const RelayTransfer&), RelayLinkNote> cases[] = {
         {"unchanged", [](LinkedDesk&, const RelayTransfer&) {}, {"", 2}},
         {"edited",
          [](LinkedDesk& d, const RelayTransfer&) { d.state.setSourceInstruction(d.linkID, d.codex, "more"); },
@@ -149,31 +140,28 @@ TEST(RelayReceipts, useUpTheNoteThatWentOut) {
          },
          {"new", 2}},
     };
-    for (const auto& c : cases) {
+    for (const auto& [what, meanwhile, left] : cases) {
         LinkedDesk desk;
         const auto transfer = desk.prepareFromCodex("note");
         EXPECT_EQ(transfer.sourceNoteRevision, 1);
-        c.meanwhile(desk, transfer);
+        meanwhile(desk, transfer);
         ASSERT_TRUE(desk.deliver(transfer));
-        EXPECT_EQ(desk.note(), c.left) << c.what;
+        EXPECT_EQ(desk.note(), left) << what;
     }
 }
 
 TEST(RelayReceipts, keepTheStartOfADraftThatIsForAnotherTransfer) {
-    const struct {
-        const char* what;
-        RelayDraft stored, left;
-    } cases[] = {
+    const std::tuple<const char*, RelayDraft, RelayDraft> cases[] = {
         {"the used one", {"typed before the note", "u:q1"}, {}},
         {"another start", {"note", "a:a1"}, {"note", "a:a1"}},
         {"for the next transfer", {"note", "u:q1", true}, {"note", "u:q1"}},
     };
-    for (const auto& c : cases) {
+    for (const auto& [what, stored, left] : cases) {
         LinkedDesk desk;
         const auto transfer = desk.prepareFromCodex("note", "u:q1");
-        desk.state.drafts.set("P1:codex", c.stored);
+        desk.state.drafts.set("P1:codex", stored);
         ASSERT_TRUE(desk.deliver(transfer));
-        EXPECT_EQ(*desk.state.drafts.find("P1:codex"), c.left) << c.what;
+        EXPECT_EQ(*desk.state.drafts.find("P1:codex"), left) << what;
     }
 }
 

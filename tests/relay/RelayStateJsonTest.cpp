@@ -17,7 +17,7 @@ using testing::HasSubstr;
 // Every record with every optional field.
 constexpr std::string_view full = R"({
 "pairs":[{"id":"P","codex":{"agent":"codex","sessionID":"c","title":"C","transcriptPath":"/c","workingDirectory":"/w",
-  "modifiedAt":700000000.25,"desktopSessionID":"local_1"},"claude":{"agent":"claude","sessionID":"d","title":"D",
+  "modifiedAt":801234567.1234561,"desktopSessionID":"local_1"},"claude":{"agent":"claude","sessionID":"d","title":"D",
   "transcriptPath":"/d","modifiedAt":1},"archivedAt":5,"speakerContext":{"frozenLabels":{"codex:c":"codex"},"usedLabels":["codex"]}}],
 "transfers":[{"id":"T","pairID":"P","source":"claude","payload":"me: \"hi\"\n","instruction":"i","sourceThrough":"s",
   "destinationBefore":"b","createdAt":2.5,"status":"received","receivedMessageID":"r","startMessageID":"m",
@@ -64,12 +64,6 @@ TEST(RelayStateJson, readsAndWritesEveryKey) {
     EXPECT_EQ(state.links[0].sourceNotes.at("codex:c"), (RelayLinkNote{"n", 2}));
 }
 
-TEST(RelayStateJson, writesAllTopLevelKeysInTheirOrder) {
-    EXPECT_EQ(
-        encodeRelayState(decodeRelayState("{}")),
-        R"({"pairs":[],"transfers":[],"checkpoints":{},"incomingStarts":{},"initialTransfers":[],"drafts":{},"links":[]})");
-}
-
 TEST(RelayStateJson, readsWhatOlderFilesLack) {
     const auto state =
         decodeRelayState(R"({"pairs":[],"transfers":null,"checkpoints":{"P:codex":"m"},"future":{"x":[1]}})");
@@ -78,17 +72,6 @@ TEST(RelayStateJson, readsWhatOlderFilesLack) {
     const auto old = decodeRelayState(bare);
     EXPECT_EQ(old.pairs[0].speakerContext, std::nullopt);
     EXPECT_EQ(old.pairs[0].speakerLabel(Agent::claude), "claude");
-}
-
-TEST(RelayStateJson, keepsDatesExactly) {
-    for (const double date :
-         {0.1, 801234567.123456, 1e15, 123456789012345680000.0, -2.5e-300, 1.7976931348623157e308}) {
-        RelayState state;
-        RelayTransfer transfer;
-        transfer.createdAt = date;
-        state.transfers.append(transfer);
-        EXPECT_EQ(decodeRelayState(encodeRelayState(state)).transfers[0].createdAt, date);
-    }
 }
 
 TEST(RelayStateJson, refusesWhatItDoesNotUnderstand) {

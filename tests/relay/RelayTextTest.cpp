@@ -59,12 +59,7 @@ std::string pasted(const std::string& opening, const std::string& text, const st
 }
 
 TEST(ReceiptMatcher, recognisesAPayload) {
-    const struct {
-        const char* what;
-        std::string received, payload;
-        Agent destination;
-        bool matches;
-    } cases[] = {
+    const std::tuple<const char*, std::string, std::string, Agent, bool> cases[] = {
         {"the same text", "me: hello", "me: hello", Agent::codex, true},
         {"another text", "me: hello", "me: hallo", Agent::codex, false},
         {"another Unicode form", "me: e\u0301", "me: \u00e9", Agent::codex, false},
@@ -83,8 +78,8 @@ TEST(ReceiptMatcher, recognisesAPayload) {
         {"cut off block", "\n\n<pasted_content id=\"09", "", Agent::claude, false},
         {"another text in the block", pasted("09af", "text", "09af"), "other", Agent::claude, false},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(ReceiptMatcher(c.payload, c.destination).matches(c.received), c.matches) << c.what;
+    for (const auto& [what, received, payload, destination, matches] : cases)
+        EXPECT_EQ(ReceiptMatcher(payload, destination).matches(received), matches) << what;
 }
 
 TEST(RelayPreview, quotesNoRelayBackToItsSender) {

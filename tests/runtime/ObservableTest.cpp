@@ -2,8 +2,7 @@
 
 #include <string>
 
-namespace orvel {
-namespace {
+using namespace orvel;
 
 TEST(ObservableTest, TellsEveryAssignmentAlsoOfAnEqualValue) {
     ChangeSignal changes;
@@ -44,6 +43,3 @@ TEST(ObservableTest, ASubscriptionMayOutliveItsSignal) {
     }
     subscription = {};
 }
-
-} // namespace
-} // namespace orvel

@@ -65,22 +65,6 @@ TEST(TaskTest, EndingTheScopeDestroysNestedWorkWhereItWaits) {
     EXPECT_EQ(log, "");
 }
 
-Task<void> startAnother(TaskScope& tasks, MainLoop& loop, int& alive, std::string& log) {
-    tasks.start(outer(loop, alive, log));
-    co_return;
-}
-
-TEST(TaskTest, WorkThatEndsAtOnceMayStartMore) {
-    SimulatedLoop loop;
-    int alive = 0;
-    std::string log;
-    TaskScope tasks;
-    tasks.start(startAnother(tasks, loop, alive, log));
-    loop.run();
-    EXPECT_EQ(log, "42 negative");
-    EXPECT_TRUE(tasks.isIdle());
-}
-
 std::string textOf(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);

@@ -28,13 +28,11 @@ class SampleProgramTest : public testing::Test {
 TEST_F(SampleProgramTest, EndsAsTheRealOneDoes) {
     const auto codex = home.toolFolder() + "/codex";
     const std::string unknown = "99999999-9999-4999-8999-999999999999";
-    const struct {
-        std::vector<std::string> arguments;
-        int status;
-    } cases[] = {{{"queue", "--thread", reference.sessionID, "--message", "M"}, 0},
-                 {{"queue", "--thread", unknown, "--message", "M"}, 1},
-                 {{"queue", "--thread", reference.sessionID, "--message", "-M"}, 2},
-                 {{"exec"}, 2}};
+    const std::pair<std::vector<std::string>, int> cases[] = {
+        {{"queue", "--thread", reference.sessionID, "--message", "M"}, 0},
+        {{"queue", "--thread", unknown, "--message", "M"}, 1},
+        {{"queue", "--thread", reference.sessionID, "--message", "-M"}, 2},
+        {{"exec"}, 2}};
     for (const auto& [arguments, status] : cases) {
         const auto child = processes.start({.executable = codex, .arguments = arguments});
         EXPECT_TRUE(world.runUntil([&] { return child->exitStatus().has_value(); }));

@@ -17,9 +17,7 @@ SampleWebSocketServer upgraded() {
 
 TEST(SampleWebSocketServer, ComplainsOfEveryForbiddenFrame) {
     using namespace std::string_literals;
-    const struct {
-        std::string frame, complaint;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"\x81\x01"s + "a", "a frame without a mask"},
         {clientFrame(0xC1, "a"), "a reserved bit"},
         {clientFrame(0x82, "a"), "an unknown opcode"},

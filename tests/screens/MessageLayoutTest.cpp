@@ -4,9 +4,7 @@
 
 #include <string>
 
-namespace orvel {
-namespace {
-
+using namespace orvel;
 constexpr MessageLayout::Metrics metrics{
     .textWidth = 100, .characterWidth = 10, .lineHeight = 20, .around = 5, .foldedLines = 3};
 
@@ -37,6 +35,3 @@ TEST(MessageLayoutTest, MeasuredHeightsMoveWhatFollows) {
                                                            {375, 11}, {25'099, 999}, {1e9, 999}};
     for (const auto& [y, row] : rows) EXPECT_EQ(layout.rowAt(y), row) << y;
 }
-
-} // namespace
-} // namespace orvel

@@ -128,7 +128,7 @@ class RelayWindowTest : public WindowFixture {
     void failToSend(bool canRetry) {
         claude.failure = RelaySendError("The window vanished.", canRetry);
         openPair();
-        trigger(qtText("Send to Claude"));
+        trigger("Send to Claude");
         pass(2s);
     }
 
@@ -143,7 +143,7 @@ class RelayWindowTest : public WindowFixture {
         for (const char* role : {", From, ", ", To, "})
             if (auto* card = shown(QAccessible::Button, QLatin1String(role)))
                 names += card->text(QAccessible::Name);
-        return utf8Text(names.join(QStringLiteral(" | ")));
+        return utf8Text(names.join(" | "));
     }
 
     TemporaryFolder folder;
@@ -180,20 +180,11 @@ constexpr auto notDelivered = "Saved: done, Delivered: failed, Seen in the trans
 constexpr auto delivered = "Saved: done, Delivered: done, Seen in the transcript: not yet";
 
 const Look looks[] = {
-    {"NoPair",
-     [](auto& test) {
-         test.open();
-         test.choose(qtText("Parser"));
-     },
-     "Ready", "", false, true, "", false, "Choose a conversation"},
+    {"NoPair", [](auto& test) { test.open(), test.choose("Parser"); }, "Ready", "", false, true, "", false,
+     "Choose a conversation"},
     {"PairReady", [](auto& test) { test.openPair(); }, "Ready", "Send to Claude", true, true, "", false,
      "2 messages for Claude"},
-    {"BusySource",
-     [](auto& test) {
-         test.codexTranscript.ask("q2");
-         test.write();
-         test.openPair();
-     },
+    {"BusySource", [](auto& test) { test.codexTranscript.ask("q2"), test.write(), test.openPair(); },
      "Waiting for Codex", "Send to Claude", false, false, "", false, ""},
     {"WaitingForPaste", [](auto& test) { test.prepare(Agent::codex), test.open(); }, "Waiting for paste",
      "Retry to Claude", false, false, savedOnly, true, "Waits to be pasted into Claude"},
@@ -201,26 +192,20 @@ const Look looks[] = {
      "Retry to Claude", false, false, delivered, true, "What you write now is for the next transfer."},
     {"TakenUpWhileAToolRan",
      [](auto& test) {
-         test.state.markSubmitted(test.prepare(Agent::codex));
-         test.takeUpWhileAToolRuns();
-         test.open();
+         test.state.markSubmitted(test.prepare(Agent::codex)), test.takeUpWhileAToolRuns(), test.open();
      },
      "Checking delivery…", "Retry to Claude", false, false, delivered, true, "so no receipt will come"},
     {"LostPosition",
      [](auto& test) {
-         test.pairUp();
-         test.state.checkpoints.set(positionKey(test.pairID, Agent::codex), "gone");
-         test.open();
+         test.pairUp(), test.state.checkpoints.set(positionKey(test.pairID, Agent::codex), "gone"),
+             test.open();
      },
      "Up to date", "Send to Claude", false, false, "", false, "Check for history changes."},
     {"PendingFromTheOtherSide", [](auto& test) { test.openSubmitted(Agent::claude); }, "Ready",
      "Send to Claude", false, false, delivered, false, "waits until the message above has been seen"},
     {"RetryableAfterARestart",
-     [](auto& test) {
-         test.state.setRetryable(test.prepare(Agent::codex), true);
-         test.open();
-     },
-     "Not sent", "Retry to Claude", true, false, notDelivered, true,
+     [](auto& test) { test.state.setRetryable(test.prepare(Agent::codex), true), test.open(); }, "Not sent",
+     "Retry to Claude", true, false, notDelivered, true,
      "The message is saved, and nothing was inserted. Retry sends exactly the saved message"},
     {"FailedAndRetryable", [](auto& test) { test.failToSend(true); }, "Not sent", "Retry to Claude", true,
      false, notDelivered, true, "The window vanished."},
@@ -230,28 +215,22 @@ const Look looks[] = {
      "copy"},
     {"SourceWentOnBehindAFailure",
      [](auto& test) {
-         test.state.setRetryable(test.prepare(Agent::codex), true);
-         test.codexTranscript.ask("q2").answer("a2");
-         test.write();
-         test.open();
+         test.state.setRetryable(test.prepare(Agent::codex), true),
+             test.codexTranscript.ask("q2").answer("a2"), test.write(), test.open();
      },
      "Not sent", "Retry to Claude", false, false, notDelivered, true,
      "it can't be sent again as it stands. Copy the saved message and paste it into Claude."},
     {"TooLongForCodex",
      [](auto& test) {
-         test.openPair();
-         test.trigger(qtText("Turn the relay round"));
-         test.type(qtText("Instructions"), QString(131'072, QLatin1Char('x')));
+         test.openPair(), test.trigger("Turn the relay round"),
+             test.type("Instructions", QString(131'072, QLatin1Char('x')));
      },
      "Ready", "Send to Codex", false, true, "", false, "Codex takes 131,071 at most. Choose a later start"},
     {"NoteForTheNext",
-     [](auto& test) {
-         test.openSubmitted(Agent::codex);
-         test.type(qtText("Instructions"), qtText("and this"));
-     },
+     [](auto& test) { test.openSubmitted(Agent::codex), test.type("Instructions", "and this"); },
      "Checking delivery…", "Retry to Claude", false, false, delivered, true,
      "New messages: Showing messages after the saved message."},
-    {"Sending", [](auto& test) { test.openPair(), test.trigger(qtText("Send to Claude")), test.pass(500ms); },
+    {"Sending", [](auto& test) { test.openPair(), test.trigger("Send to Claude"), test.pass(500ms); },
      "Sending to Claude…", "Retry to Claude", false, false, savedOnly, false, "Delivering…"},
 };
 
@@ -259,7 +238,7 @@ TEST_P(RelayStateTest, SaysWhatIsGoingOnAndOffersWhatCanBeDone) {
     const auto& look = GetParam();
     look.arrange(*this);
     EXPECT_TRUE(shows(qtText(look.title)));
-    EXPECT_EQ(isEnabled(qtText("Copy relay")), look.canCopy);
+    EXPECT_EQ(isEnabled("Copy relay"), look.canCopy);
     if (*look.primary) {
         EXPECT_TRUE(shown(QAccessible::Button, qtText(look.primary)));
     }
@@ -269,13 +248,13 @@ TEST_P(RelayStateTest, SaysWhatIsGoingOnAndOffersWhatCanBeDone) {
             << primary;
 
     const bool isPending = *look.steps;
-    auto* steps = shown(QAccessible::Client, qtText("Saved: "));
+    auto* steps = shown(QAccessible::Client, "Saved: ");
     ASSERT_EQ(steps != nullptr, isPending);
     if (isPending) {
         EXPECT_EQ(steps->text(QAccessible::Name), qtText(look.steps));
     }
-    EXPECT_EQ(isEnabled(qtText("Copy saved message")), isPending);
-    EXPECT_EQ(isEnabled(qtText("Submit draft")), look.canSubmitDraft);
+    EXPECT_EQ(isEnabled("Copy saved message"), isPending);
+    EXPECT_EQ(isEnabled("Submit draft"), look.canSubmitDraft);
     if (*look.says) {
         EXPECT_EQ(countShown(qtText(look.says)), 1); // And not twice.
     }
@@ -291,67 +270,62 @@ INSTANTIATE_TEST_SUITE_P(States, RelayStateTest, testing::ValuesIn(looks), nameO
 
 TEST_F(RelayWindowTest, ALinkIsMadeByChoosingASourceAndThenItsDestination) {
     open();
-    choose(qtText("Parser"));
+    choose("Parser");
     EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Choose a conversation");
-    trigger(qtText("Choose the destination…"));
-    EXPECT_TRUE(shows(qtText("Choose the Claude conversation to send to")));
+    trigger("Choose the destination…");
+    EXPECT_TRUE(shows("Choose the Claude conversation to send to"));
     EXPECT_EQ(rows().size(), 2); // The heading and the only one of Claude's.
-    choose(qtText("Review"));
-    EXPECT_FALSE(shows(qtText("Choose the Claude conversation to send to")));
+    choose("Review");
+    EXPECT_FALSE(shows("Choose the Claude conversation to send to"));
     EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Review");
-    EXPECT_EQ(rows()[1], qtText("Link, Review ↔ Parser, nothing sent yet"));
-    EXPECT_TRUE(isEnabled(qtText("Send to Claude")));
+    EXPECT_EQ(rows()[1], "Link, Review ↔ Parser, nothing sent yet");
+    EXPECT_TRUE(isEnabled("Send to Claude"));
 
     // One of the source's agent becomes the source.
-    choose(qtText("Presets"));
+    choose("Presets");
     EXPECT_EQ(cards(), "Codex, From, Presets | Claude, To, Choose a conversation");
-    choose(qtText("Review ↔ Parser"));
+    choose("Review ↔ Parser");
     EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Review");
 
     // So does one of the other agent, where a source is being chosen.
-    trigger(qtText("Choose the source…"));
-    EXPECT_FALSE(rows().contains(qtText("Links")));
-    choose(qtText("Review"));
+    trigger("Choose the source…");
+    EXPECT_FALSE(rows().contains("Links"));
+    choose("Review");
     EXPECT_EQ(cards(), "Claude, From, Review | Codex, To, Choose a conversation");
     EXPECT_EQ(model->ledger.state().relayState->pairs.size(), 1U);
 }
 
 TEST_F(RelayWindowTest, ChoosingCanBeGivenUp) {
     open();
-    choose(qtText("Parser"));
+    choose("Parser");
     const auto all = rows();
     const auto escape = [this] {
         QKeyEvent event(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
-        QApplication::sendEvent(window->findChild<QWidget*>(qtText("search")), &event);
+        QApplication::sendEvent(window->findChild<QWidget*>("search"), &event);
         settle();
     };
-    for (const auto& stop :
-         std::vector<std::function<void()>>{escape, [this] { press(qtText("Stop choosing")); }}) {
-        trigger(qtText("Choose the destination…"));
+    for (const auto& stop : std::vector<std::function<void()>>{escape, [this] { press("Stop choosing"); }}) {
+        trigger("Choose the destination…");
         EXPECT_NE(rows(), all);
         stop();
         EXPECT_EQ(rows(), all);
-        EXPECT_FALSE(shown(QAccessible::Button, qtText("Stop choosing")));
+        EXPECT_FALSE(shown(QAccessible::Button, "Stop choosing"));
     }
 }
 
 TEST_F(RelayWindowTest, AnArrowOrItsShortcutTurnsTheRelayRound) {
     openPair();
-    EXPECT_TRUE(shown(QAccessible::Button, qtText("Codex → Claude, selected")));
-    press(qtText("Claude → Codex"));
+    EXPECT_TRUE(shown(QAccessible::Button, "Codex → Claude, selected"));
+    press("Claude → Codex");
     EXPECT_EQ(cards(), "Claude, From, Review | Codex, To, Parser");
-    EXPECT_TRUE(shown(QAccessible::Button, qtText("Claude → Codex, selected")));
-    EXPECT_TRUE(isEnabled(qtText("Send to Codex")));
-    trigger(qtText("Turn the relay round"));
+    EXPECT_TRUE(shown(QAccessible::Button, "Claude → Codex, selected"));
+    EXPECT_TRUE(isEnabled("Send to Codex"));
+    trigger("Turn the relay round");
     EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Review");
 }
 
 TEST_F(RelayWindowTest, TheLinksTellWhatBecameOfTheirMessages) {
-    struct Case {
-        std::function<void()> arrange;
-        const char* spoken;
-    };
-    for (const auto& [arrange, spoken] : std::vector<Case>{
+    for (const auto& [arrange, spoken] : std::vector<std::pair<std::function<void()>, const char*>>{
              {[this] { pairUp(); }, "Link, Review ↔ Parser, nothing sent yet"},
              {[this] { prepare(Agent::codex); }, "Link, Review ↔ Parser, transfer pending, on its way · "},
              {[this] { state.setRetryable("ID-2", true); },
@@ -361,38 +335,37 @@ TEST_F(RelayWindowTest, TheLinksTellWhatBecameOfTheirMessages) {
         open();
         EXPECT_TRUE(rows()[1].startsWith(qtText(spoken))) << rows()[1].toStdString();
     }
-    type(qtText("Search conversations"), qtText("parser review"));
+    type("Search conversations", "parser review");
     EXPECT_EQ(rows().size(), 2);
-    EXPECT_EQ(rows()[0], qtText("Links"));
+    EXPECT_EQ(rows()[0], "Links");
 }
 
 TEST_F(RelayWindowTest, NoWordIsTypedIntoAFieldThatWouldLoseIt) {
     openPair();
-    type(qtText("Instructions"), qtText("Judge this."));
+    type("Instructions", "Judge this.");
     claude.failure = RelaySendError("It is closed.", true);
-    auto* field = editor(qtText("Instructions"));
+    auto* field = editor("Instructions");
     const auto typeKey = [&] {
-        QKeyEvent event(QEvent::KeyPress, Qt::Key_X, Qt::NoModifier, qtText("x"));
+        QKeyEvent event(QEvent::KeyPress, Qt::Key_X, Qt::NoModifier, "x");
         QApplication::sendEvent(field, &event);
         settle();
     };
-    trigger(qtText("Send to Claude"));
+    trigger("Send to Claude");
     typeKey();
-    EXPECT_EQ(field->toPlainText(), qtText("Judge this."));
+    EXPECT_EQ(field->toPlainText(), "Judge this.");
     pass(2s);
-    EXPECT_TRUE(shows(qtText("These instructions are part of the saved message.")));
+    EXPECT_TRUE(shows("These instructions are part of the saved message."));
     typeKey();
-    EXPECT_EQ(field->toPlainText(), qtText("Judge this.x"));
+    EXPECT_EQ(field->toPlainText(), "Judge this.x");
     EXPECT_EQ(model->workspace.state().instruction.get(), "Judge this.x");
     EXPECT_TRUE(model->workspace.relay().noteIsForNextTransfer());
 
-    press(qtText("Show the saved message"));
-    EXPECT_EQ(editor(qtText("Text of the saved message"))->toPlainText(),
-              qtText("Judge this.\n\nme: q1\n\ncodex: a1"));
-    press(qtText("Copy saved message"));
+    press("Show the saved message");
+    EXPECT_EQ(editor("Text of the saved message")->toPlainText(), "Judge this.\n\nme: q1\n\ncodex: a1");
+    press("Copy saved message");
     EXPECT_EQ(simulated.pasteboard.text, "Judge this.\n\nme: q1\n\ncodex: a1");
     claude.failure.reset();
-    trigger(qtText("Retry to Claude"));
+    trigger("Retry to Claude");
     pass(2s);
     EXPECT_EQ(claude.sent, (std::vector<std::string>(2, *simulated.pasteboard.text)));
 }
@@ -402,19 +375,18 @@ TEST_F(RelayWindowTest, ARelayIntoCodexIsFollowedFromSendToReceipt) {
     codex.manner.turnMilliseconds = 3'723'000;
     openPair();
     model->receipts.startReceiptPolling();
-    trigger(qtText("Turn the relay round"));
-    trigger(qtText("Send to Codex"));
-    EXPECT_TRUE(shows(qtText("Sending to Codex…")));
-    waitInWindow([this] { return shows(qtText("Waiting for Codex")); });
+    trigger("Turn the relay round");
+    trigger("Send to Codex");
+    EXPECT_TRUE(shows("Sending to Codex…"));
+    waitInWindow([this] { return shows("Waiting for Codex"); });
     EXPECT_TRUE(codex.complaints().empty());
     EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Review");
-    EXPECT_TRUE(shows(qtText("Codex is working · 0:0")));
-    waitInWindow([this] { return shows(qtText("Codex has it")); });
-    EXPECT_TRUE(
-        shown(QAccessible::Client, qtText("Saved: done, Delivered: done, Seen in the transcript: done")));
-    EXPECT_TRUE(rows()[1].startsWith(qtText("Link, Review ↔ Parser, arrived · "))) << rows()[1].toStdString();
+    EXPECT_TRUE(shows("Codex is working · 0:0"));
+    waitInWindow([this] { return shows("Codex has it"); });
+    EXPECT_TRUE(shown(QAccessible::Client, "Saved: done, Delivered: done, Seen in the transcript: done"));
+    EXPECT_TRUE(rows()[1].startsWith("Link, Review ↔ Parser, arrived · ")) << rows()[1].toStdString();
     pass(10min);
-    EXPECT_TRUE(shows(qtText("Codex is working · 10:")));
+    EXPECT_TRUE(shows("Codex is working · 10:"));
     TearDown(); // The processes end before their program goes.
 }
 
@@ -435,7 +407,7 @@ TEST_F(RelayWindowTest, ChecksThatFindNothingPaintNothing) {
     for (int i = 0; i < 10; ++i) pass(2s);
     EXPECT_EQ(model->receipts.isChecking().revision() - checks, 20U);
     EXPECT_EQ(counter.count, 0);
-    type(qtText("Instructions"), qtText("x"));
+    type("Instructions", "x");
     EXPECT_GT(counter.count, 0);
 }
 

@@ -55,9 +55,9 @@ class WindowTest : public WindowFixture {
 TEST_F(WindowTest, FromAConversationInTheListToItsTextOnTheClipboard) {
     openSamples();
     EXPECT_TRUE(shows("Choose a conversation"));
-    choose(QStringLiteral("Review of the parser rewrite"));
+    choose("Review of the parser rewrite");
     EXPECT_TRUE(shows("Ready"));
-    auto* list = shown(QAccessible::List, QStringLiteral("Messages"));
+    auto* list = shown(QAccessible::List, "Messages");
     ASSERT_TRUE(list);
     const auto& messages = model->workspace.state().conversation.get()->messages;
     ASSERT_EQ(list->childCount(), static_cast<int>(messages.size()));
@@ -67,43 +67,42 @@ TEST_F(WindowTest, FromAConversationInTheListToItsTextOnTheClipboard) {
     last->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
     settle();
     EXPECT_FALSE(list->child(0)->state().selected);
-    EXPECT_TRUE(last->text(QAccessible::Name).contains(QStringLiteral("the range starts here")));
+    EXPECT_TRUE(last->text(QAccessible::Name).contains("the range starts here"));
 
-    type(QStringLiteral("Instructions"), QStringLiteral("Judge only this."));
+    type("Instructions", "Judge only this.");
     const auto expected = "Judge only this.\n\nclaude: " + messages.back().text;
-    trigger(QStringLiteral("Show or hide preview"));
-    EXPECT_EQ(editor(QStringLiteral("Preview"))->toPlainText().toStdString(), expected);
-    EXPECT_TRUE(shows(QLocale().toString(static_cast<qulonglong>(expected.size())) +
-                      QStringLiteral(" bytes for Codex")));
+    trigger("Show or hide preview");
+    EXPECT_EQ(editor("Preview")->toPlainText().toStdString(), expected);
+    EXPECT_TRUE(shows(QLocale().toString(static_cast<qulonglong>(expected.size())) + " bytes for Codex"));
 
-    press(QStringLiteral("Copy relay"));
+    press("Copy relay");
     EXPECT_EQ(simulated.pasteboard.text, expected);
-    EXPECT_TRUE(shows(QStringLiteral("Copied. Destination: Codex.")));
+    EXPECT_TRUE(shows("Copied. Destination: Codex."));
 }
 
 TEST_F(WindowTest, AConversationWhoseAgentStillWorksCanBeReadButNotCopied) {
     openSamples();
-    choose(QStringLiteral("Flaky upload test"));
-    EXPECT_TRUE(shows(QStringLiteral("Waiting for Claude")));
-    EXPECT_TRUE(shows(QStringLiteral("Claude is still working")));
-    EXPECT_TRUE(shown(QAccessible::Button, QStringLiteral("Copy"))->state().disabled);
-    trigger(QStringLiteral("Copy relay"));
+    choose("Flaky upload test");
+    EXPECT_TRUE(shows("Waiting for Claude"));
+    EXPECT_TRUE(shows("Claude is still working"));
+    EXPECT_TRUE(shown(QAccessible::Button, "Copy")->state().disabled);
+    trigger("Copy relay");
     EXPECT_EQ(simulated.pasteboard.text, std::nullopt);
 }
 
 TEST_F(WindowTest, WithoutConversationsItSaysWhereItLookedAndOffersThreeWaysOn) {
     const TemporaryFolder empty;
     open(AgentFolders::of(empty.path(), std::nullopt, std::nullopt, empty.path("config")));
-    EXPECT_TRUE(shows(QStringLiteral("No conversations found")));
-    EXPECT_TRUE(shows(QStringLiteral("~/.codex/sessions\n~/.claude/projects")));
-    press(QStringLiteral("Open file"));
+    EXPECT_TRUE(shows("No conversations found"));
+    EXPECT_TRUE(shows("~/.codex/sessions\n~/.claude/projects"));
+    press("Open file");
     EXPECT_EQ(simulated.panels.shown.size(), 1U);
-    press(QStringLiteral("Open the samples"));
+    press("Open the samples");
     EXPECT_EQ(samplesOpened, 1);
-    press(QStringLiteral("Paste a conversation"));
+    press("Paste a conversation");
     // A no-break space is one of the characters that editors like to change.
-    type(QStringLiteral("Pasted conversation"), QStringLiteral("a\u00A0b\n\nc"));
-    press(QStringLiteral("Copy relay"));
+    type("Pasted conversation", "a\u00A0b\n\nc");
+    press("Copy relay");
     EXPECT_EQ(simulated.pasteboard.text, "me: a\u00A0b\n\nc");
 }
 
@@ -111,22 +110,10 @@ TEST_F(WindowTest, AFailureStaysInAFullTextBannerUntilItIsDismissed) {
     openSamples();
     model->workspace.open("orvel://nowhere");
     settle();
-    EXPECT_TRUE(shows(QStringLiteral("Couldn't read the Orvel URL.")));
-    EXPECT_TRUE(shows(QStringLiteral("Couldn't complete the action")));
-    press(QStringLiteral("Dismiss the failure"));
-    EXPECT_FALSE(shows(QStringLiteral("Couldn't read the Orvel URL.")));
-}
-
-TEST_F(WindowTest, TheSearchNarrowsTheListAndSaysWhenNothingIsLeft) {
-    openSamples();
-    auto* list = &sidebarList();
-    const auto all = list->model()->rowCount();
-    type(QStringLiteral("Search conversations"), QStringLiteral("PARSER lark"));
-    EXPECT_EQ(list->model()->rowCount(), 3); // The heading, the rewrite and its review.
-    type(QStringLiteral("Search conversations"), QStringLiteral("no such thing"));
-    EXPECT_TRUE(shows(QStringLiteral("No conversation matches “no such thing”.")));
-    type(QStringLiteral("Search conversations"), QString());
-    EXPECT_EQ(list->model()->rowCount(), all);
+    EXPECT_TRUE(shows("Couldn't read the Orvel URL."));
+    EXPECT_TRUE(shows("Couldn't complete the action"));
+    press("Dismiss the failure");
+    EXPECT_FALSE(shows("Couldn't read the Orvel URL."));
 }
 
 TEST_F(WindowTest, WhatHasNoTitleIsListedAndFoundByItsWords) {
@@ -145,7 +132,7 @@ TEST_F(WindowTest, WhatHasNoTitleIsListedAndFoundByItsWords) {
     EXPECT_EQ(lists("Why is the parser slow?"), 1);
     EXPECT_EQ(lists("plain · "), 0);
     const auto searchFor = [&](const char* query) {
-        type(QStringLiteral("Search conversations"), QLatin1String(query));
+        type("Search conversations", QLatin1String(query));
         settle();
     };
     searchFor("SLOW parser");
@@ -153,8 +140,9 @@ TEST_F(WindowTest, WhatHasNoTitleIsListedAndFoundByItsWords) {
     EXPECT_EQ(lists("Which"), 0);
     searchFor("token");
     EXPECT_EQ(lists("Why"), 0); // Its messages are not loaded yet.
+    EXPECT_TRUE(shows("No conversation matches “token”."));
     searchFor("");
-    choose(QStringLiteral("Why is the parser slow?"));
+    choose("Why is the parser slow?");
     searchFor("token copies");
     EXPECT_EQ(lists("Why"), 1);
     EXPECT_EQ(lists("Which"), 0);
@@ -166,18 +154,18 @@ TEST_F(WindowTest, WhatAProgramWroteUnderTheUsersNameIsFolded) {
     transcript.ask("question").answer("answer").ask("<system-reminder>\nhidden\n</system-reminder>");
     model->workspace.openFile(data.write("folded.jsonl", transcript.text()));
     settle();
-    auto* list = shown(QAccessible::List, QStringLiteral("Messages"));
+    auto* list = shown(QAccessible::List, "Messages");
     ASSERT_TRUE(list);
     ASSERT_EQ(list->childCount(), 3);
     const auto spoken = [&] { return list->child(2)->text(QAccessible::Name); };
-    EXPECT_TRUE(spoken().startsWith(QStringLiteral("program: Reminder · ")));
-    EXPECT_FALSE(spoken().contains(QStringLiteral("hidden")));
+    EXPECT_TRUE(spoken().startsWith("program: Reminder · "));
+    EXPECT_FALSE(spoken().contains("hidden"));
     auto* widget = qobject_cast<MessageListView*>(list->object());
     widget->setCurrentRow(2);
     const auto folded = widget->rowRect(2).height();
     QKeyEvent space(QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier);
     QApplication::sendEvent(widget, &space);
-    EXPECT_TRUE(spoken().contains(QStringLiteral("hidden")));
+    EXPECT_TRUE(spoken().contains("hidden"));
     EXPECT_GT(widget->rowRect(2).height(), folded);
     // What is relayed is what the transcript holds.
     EXPECT_NE(model->workspace.relay().preview().find("me: <system-reminder>\nhidden"), std::string::npos);
@@ -197,18 +185,17 @@ TEST_F(WindowTest, ADroppedTranscriptOpens) {
     QApplication::sendEvent(window.get(), &event);
     settle();
     EXPECT_EQ(model->workspace.relay().preview(), "me: question\n\nclaude: answer");
-    EXPECT_TRUE(shown(QAccessible::List, QStringLiteral("Messages")));
+    EXPECT_TRUE(shown(QAccessible::List, "Messages"));
 }
 
 TEST_F(WindowTest, EverythingThatTakesTheFocusHasANameAndEveryShortcutOneMeaning) {
     openSamples();
-    choose(QStringLiteral("Review of the parser rewrite"));
+    choose("Review of the parser rewrite");
     for (auto* widget : window->findChildren<QWidget*>()) {
         if (!widget->isVisible() || widget->focusPolicy() == Qt::NoFocus || !widget->isEnabled()) continue;
         auto* element = QAccessible::queryAccessibleInterface(widget);
         ASSERT_TRUE(element);
-        if (qobject_cast<QMenuBar*>(widget) || widget->objectName().startsWith(QStringLiteral("qt_")))
-            continue;
+        if (qobject_cast<QMenuBar*>(widget) || widget->objectName().startsWith("qt_")) continue;
         EXPECT_FALSE(element->text(QAccessible::Name).isEmpty())
             << widget->metaObject()->className() << " " << widget->objectName().toStdString();
     }
@@ -230,7 +217,7 @@ TEST_F(WindowTest, AConversationOfAnyLengthScrollsToItsEndsAndBack) {
     open(samples.folders());
     model->workspace.openFile(data.write("long.jsonl", transcript.text()));
     settle();
-    auto* list = shown(QAccessible::List, QStringLiteral("Messages"));
+    auto* list = shown(QAccessible::List, "Messages");
     ASSERT_TRUE(list);
     auto* widget = qobject_cast<QWidget*>(list->object());
     const auto isVisible = [&](int row) { return !list->child(row)->state().offscreen; };

@@ -6,9 +6,7 @@ using namespace orvel;
 
 TEST(JsonLimits, ChangeWhatIsBeyondThemAndNothingElse) {
     const std::string unchanged = "unchanged", digits(400, '7');
-    const struct {
-        std::string json, within;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {R"([18446744073709551615,-9223372036854775808,1e400,1.8446744073709552000])", unchanged},
         {"[18446744073709551616, -9223372036854775809 ]",
          "[18446744073709551616e0, -9223372036854775809e0 ]"},

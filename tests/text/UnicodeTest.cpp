@@ -61,9 +61,7 @@ RC_GTEST_PROP(Lines, EndAtEveryCharacterOfTheNewlineClass, ()) {
 }
 
 TEST(Trimming, TakesOffWhiteSpaceOfUnicodeAndNothingElse) {
-    const struct {
-        std::string text, trimmed;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"", ""},
         {" \t\n\v\f\r\u0085\u00a0\u1680\u2000\u200a\u2028\u2029\u202f\u205f\u3000", ""},
         {"\u3000 a b \u2029", "a b"},
@@ -79,12 +77,7 @@ TEST(Trimming, TakesOffWhiteSpaceOfUnicodeAndNothingElse) {
 }
 
 TEST(FirstCharacters, CountWhatAReaderSeesAsOne) {
-    const struct {
-        const char* name;
-        std::string text;
-        std::size_t count;
-        std::string first;
-    } cases[] = {
+    const std::tuple<const char*, std::string, std::size_t, std::string> cases[] = {
         {"ASCII", "abcd", 3, "abc"},
         {"none", "abcd", 0, ""},
         {"none of others", "検索", 0, ""},
@@ -99,9 +92,7 @@ TEST(FirstCharacters, CountWhatAReaderSeesAsOne) {
 }
 
 TEST(Displayable, ReplacesOnlyWhatIsNoUTF8) {
-    const struct {
-        std::string bytes, text;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"plain 検索 😀", "plain 検索 😀"},       {"a\xffz", "a\uFFFDz"},       {"\xe3\x81", "\uFFFD"},
         {"\xed\xa0\x80", "\uFFFD\uFFFD\uFFFD"}, {"\xc0\xaf", "\uFFFD\uFFFD"},
     };

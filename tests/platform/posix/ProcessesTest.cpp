@@ -130,11 +130,7 @@ TYPED_TEST(ProcessesTest, AnUnattendedChildFindsItsTextWholeAndWhatItSaysIsKept)
 }
 
 TYPED_TEST(ProcessesTest, TellsHowAChildEnded) {
-    struct Case {
-        std::vector<std::string> arguments;
-        int status;
-    };
-    const std::vector<Case> cases{
+    const std::vector<std::pair<std::vector<std::string>, int>> cases{
         {{"exit", "255"}, 255},
         {{"raise", std::to_string(SIGTERM)}, 143},
         {{"raise", std::to_string(SIGKILL)}, 137},
@@ -225,16 +221,12 @@ TYPED_TEST(ProcessesTest, AWatchMayDestroyItselfAndItsChild) {
 }
 
 TYPED_TEST(ProcessesTest, ClosedPipesAreBrokenForThoseWhoWaitAndThoseWhoCome) {
-    struct Case {
-        std::string name;
-        bool hasPipes;
-        std::function<void(std::unique_ptr<ChildProcess>&)> close;
-    };
-    const std::vector<Case> cases{
-        {"closed", true, [](auto& child) { child->closePipes(); }},
-        {"destroyed", true, [](auto& child) { child.reset(); }},
-        {"never there", false, [](auto&) {}},
-    };
+    const std::vector<std::tuple<std::string, bool, std::function<void(std::unique_ptr<ChildProcess>&)>>>
+        cases{
+            {"closed", true, [](auto& child) { child->closePipes(); }},
+            {"destroyed", true, [](auto& child) { child.reset(); }},
+            {"never there", false, [](auto&) {}},
+        };
     for (const auto& [name, hasPipes, close] : cases) {
         SCOPED_TRACE(name);
         auto child = this->start({"be quiet"}, hasPipes);

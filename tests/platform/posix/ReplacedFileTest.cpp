@@ -152,10 +152,7 @@ TEST_F(ReplacedFileTest, FailsOrDiesAtAnyStepWithTheOldContentsOrTheNewOnes) {
 }
 
 TEST_F(ReplacedFileTest, WritesEverythingInAnyDoubt) {
-    const struct {
-        const char* name;
-        std::function<void()> act;
-    } cases[] = {
+    const std::pair<const char*, std::function<void()>> cases[] = {
         {"the standby was written to",
          [&] {
              usleep(10'000); // The file system's clock has ticked.

@@ -6,9 +6,7 @@
 #include <atomic>
 #include <thread>
 
-namespace orvel {
-namespace {
-
+using namespace orvel;
 using SingleInstanceTest = QtFixture;
 
 TEST_F(SingleInstanceTest, ASecondStartHandsItsRequestToTheFirst) {
@@ -43,6 +41,3 @@ TEST_F(SingleInstanceTest, ASocketThatACrashLeftBehindIsReplaced) {
     EXPECT_FALSE(instance.handOver({}));
     EXPECT_TRUE(instance.listen([](const auto&) {}));
 }
-
-} // namespace
-} // namespace orvel

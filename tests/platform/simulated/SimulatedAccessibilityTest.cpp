@@ -116,28 +116,21 @@ TEST_F(SimulatedAccessibilityTest, composedWriteGoesToTheKeyboardAndEndsWhenItsT
     access.composesWrites = true;
     access.writeTime = 20ms;
     access.setMessagingTimeout(field->handle(), 100ms);
-    struct Row {
-        const char* name;
-        MainLoop::Duration shows;
-        const char* shown;
-        AXStatus expected;
-        MainLoop::Duration takes;
-    };
-    const Row rows[] = {
+    const std::tuple<const char*, MainLoop::Duration, const char*, AXStatus, MainLoop::Duration> rows[] = {
         {"shown in time", 15ms, "new", AXStatus::success, 35ms},
         {"shown too late", 90ms, "new", AXStatus::mayHaveHappened, 100ms},
         {"something else is shown", 15ms, "ne", AXStatus::mayHaveHappened, 100ms},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, shows, shown, expected, takes] : rows) {
+        SCOPED_TRACE(name);
         field->set("AXValue", std::string("draft"));
         field->write = [&](std::string_view, const AXValue&) {
-            desktop.loop.outside(row.shows, [&] { field->set("AXValue", std::string(row.shown)); });
+            desktop.loop.outside(shows, [&] { field->set("AXValue", std::string(shown)); });
             return AXStatus::success;
         };
         const auto began = desktop.loop.uptime();
-        EXPECT_EQ(access.setAttribute(field->handle(), "AXValue", std::string("new")), row.expected);
-        EXPECT_EQ(desktop.loop.uptime() - began, row.takes);
+        EXPECT_EQ(access.setAttribute(field->handle(), "AXValue", std::string("new")), expected);
+        EXPECT_EQ(desktop.loop.uptime() - began, takes);
         EXPECT_EQ(desktop.pasteboard.text, "kept");
         desktop.loop.runFor(1s);
     }
@@ -153,21 +146,14 @@ TEST_F(SimulatedAccessibilityTest, composedWriteGoesToTheKeyboardAndEndsWhenItsT
 }
 
 TEST_F(SimulatedAccessibilityTest, observerDecidesWhatBecomesOfAStep) {
-    struct Row {
-        const char* name;
-        std::optional<AXStatus> report;
-        bool happens;
-        AXStatus expected;
-        int writes;
-    };
-    const Row rows[] = {
+    const std::tuple<const char*, std::optional<AXStatus>, bool, AXStatus, int> rows[] = {
         {"as usual", std::nullopt, false, AXStatus::success, 1},
         {"refused", AXStatus::failure, false, AXStatus::failure, 0},
         {"done and denied", AXStatus::cannotComplete, true, AXStatus::cannotComplete, 1},
         {"not done and half-known", AXStatus::mayHaveHappened, false, AXStatus::mayHaveHappened, 0},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, report, happens, expected, written] : rows) {
+        SCOPED_TRACE(name);
         int writes = 0;
         field->write = [&](std::string_view, const AXValue&) {
             ++writes;
@@ -177,11 +163,11 @@ TEST_F(SimulatedAccessibilityTest, observerDecidesWhatBecomesOfAStep) {
             EXPECT_EQ(step.operation, "setAttribute");
             EXPECT_EQ(step.element, field->number);
             EXPECT_TRUE(step.isWrite);
-            step.report = row.report;
-            step.happens = row.happens;
+            step.report = report;
+            step.happens = happens;
         };
-        EXPECT_EQ(access.setAttribute(field->handle(), "AXValue", std::string("x")), row.expected);
-        EXPECT_EQ(writes, row.writes);
+        EXPECT_EQ(access.setAttribute(field->handle(), "AXValue", std::string("x")), expected);
+        EXPECT_EQ(writes, written);
     }
 }
 
@@ -217,11 +203,7 @@ TEST_F(SimulatedAccessibilityTest, hintsChangeTheCostAndNotTheResult) {
     EXPECT_EQ(statusOf(field, "AXRole"), AXStatus::success);
     EXPECT_GE(desktop.loop.uptime() - began, 2ms);
 
-    struct Row {
-        std::size_t limit;
-        bool finds;
-    };
-    for (const auto& [limit, finds] : {Row{3, true}, Row{2, false}}) {
+    for (const auto& [limit, finds] : {std::pair{3U, true}, std::pair{2U, false}}) {
         TaskScope scope;
         std::optional<AXElements> found;
         scope.start(searchInto(access, root->handle(), limit, found));

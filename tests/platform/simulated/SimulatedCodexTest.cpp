@@ -63,13 +63,11 @@ TEST_F(SimulatedCodexTest, DoesWithTheQueueCommandAsChosen) {
     EXPECT_EQ(statusAndMessages(false, true, 1), std::pair(std::optional(1), std::size_t{0}));
     EXPECT_EQ(statusAndMessages(true, false, 0), std::pair(std::optional<int>(), std::size_t{1}));
 
-    const struct {
-        std::vector<std::string> arguments;
-        int status;
-    } refused[] = {{{"queue", "--thread", CodexFolder::unknown, "--message", "M"}, 1},
-                   {{"queue", "--thread", plain, "--message", "-M"}, 2},
-                   {{"queue", "--thread", plain, "--message=-M"}, 0},
-                   {{"exec"}, 2}};
+    const std::pair<std::vector<std::string>, int> refused[] = {
+        {{"queue", "--thread", CodexFolder::unknown, "--message", "M"}, 1},
+        {{"queue", "--thread", plain, "--message", "-M"}, 2},
+        {{"queue", "--thread", plain, "--message=-M"}, 0},
+        {{"exec"}, 2}};
     codex.queueEnds = true;
     for (const auto& [arguments, status] : refused) {
         const auto tool = processes.start({.executable = program, .arguments = arguments});
