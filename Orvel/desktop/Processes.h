@@ -25,11 +25,11 @@ struct ChildLaunch {
     /// Whether standard input and output are pipes to this process. Otherwise they are the null device, as
     /// standard error always is.
     bool hasPipes = false;
-    std::string workingDirectory = {}; ///< Absolute; this process's own if empty.
+    std::string workingDirectory; ///< Absolute; this process's own if empty.
     /// With a text the child is unattended: it finds the text on standard input, whole from the beginning;
     /// its output and errors are kept for `said`; and it goes on, in a session of its own, when its owner or
     /// this process ends. It has no pipes.
-    std::optional<std::string> unattendedInput = {};
+    std::optional<std::string> unattendedInput;
 
     bool operator==(const ChildLaunch&) const = default;
 };

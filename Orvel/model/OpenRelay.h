@@ -81,7 +81,7 @@ class OpenRelay {
   private:
     struct Selection {
         SelectedMessages messages;
-        std::optional<std::string> lostPosition{};
+        std::optional<std::string> lostPosition;
     };
 
     Selection newSelection() const;
