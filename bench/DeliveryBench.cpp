@@ -4,6 +4,7 @@
 #include "Orvel/platform/simulated/SimulatedLoop.h"
 #include "Orvel/reading/CodexStoredHistory.h"
 #include "Orvel/reading/JsonMessage.h"
+#include "OrvelCore/files/FileReading.h"
 #include "OrvelCore/frames/CodexWebSocketCodec.h"
 #include "OrvelCore/text/JsonString.h"
 
