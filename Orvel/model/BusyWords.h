@@ -13,8 +13,8 @@ namespace orvel {
 /// What is known of the agent's program beside the transcript.
 struct AgentActivity {
     bool processIsGone = false; ///< For certain: no living process holds the conversation.
-    std::optional<std::chrono::seconds>
-        silence{}; ///< Since the transcript was last written, if that is known.
+    /// Since the transcript was last written, if that is known.
+    std::optional<std::chrono::seconds> silence;
 };
 
 /// Why waiting may be in vain, and what ends it; nothing while the agent may well be at work.
