@@ -323,7 +323,7 @@ void SimulatedClaude::redrawsPage() {
 }
 
 void SimulatedClaude::replacesPage() {
-    if (!page) return;
+    if (!page || !shell) return; // The window is closed.
     const auto old = page;
     page = child(shell, "AXWebArea", "AXTitle", "Claude");
     page->set("AXURL", AXURL{address()});
