@@ -65,12 +65,15 @@ void readWithFloor(benchmark::State& state, Agent agent) {
 }
 
 // Counts what the script itself measures, without the start of Node.
-void readWithNode(benchmark::State& state, Agent agent) try {
-    const auto& path = samples().large(agent);
-    if (!findsTheSame(state, readWithNode(path, agent, false).digests, path, agent)) return;
-    for (auto _ : state) state.SetIterationTime(readWithNode(path, agent, false).seconds);
+void measureNode(benchmark::State& state, const std::string& path, Agent agent, bool prints) try {
+    if (!findsTheSame(state, readWithNode(path, agent, prints).digests, path, agent)) return;
+    for (auto _ : state) state.SetIterationTime(readWithNode(path, agent, prints).seconds);
 } catch (const std::runtime_error& failure) {
     state.SkipWithError(failure.what());
+}
+
+void readWithNode(benchmark::State& state, Agent agent) {
+    measureNode(state, samples().large(agent), agent, false);
 }
 
 double peakMemoryOf(const std::vector<std::string>& work) {
@@ -79,12 +82,15 @@ double peakMemoryOf(const std::vector<std::string>& work) {
     return std::stod(outputOf(command));
 }
 
-void readMemory(benchmark::State& state, Agent agent) {
-    const auto& path = samples().large(agent);
+void measureMemory(benchmark::State& state, const char* work, const std::string& path, Agent agent) {
     for (auto _ : state) {
-        const auto peak = peakMemoryOf({"read", std::string(rawValue(agent)), path});
+        const auto peak = peakMemoryOf({work, std::string(rawValue(agent)), path});
         state.counters["times_file"] = peak / static_cast<double>(std::filesystem::file_size(path));
     }
+}
+
+void readMemory(benchmark::State& state, Agent agent) {
+    measureMemory(state, "read", samples().large(agent), agent);
 }
 
 class OutputToNowhere : public Output {
@@ -134,20 +140,12 @@ void printTiny(benchmark::State& state, Agent agent) {
     for (auto _ : state) readAndPrint(path, agent);
 }
 
-void printTinyWithNode(benchmark::State& state, Agent agent) try {
-    const auto& path = samples().tiny(agent);
-    if (!findsTheSame(state, readWithNode(path, agent, true).digests, path, agent)) return;
-    for (auto _ : state) state.SetIterationTime(readWithNode(path, agent, true).seconds);
-} catch (const std::runtime_error& failure) {
-    state.SkipWithError(failure.what());
+void printTinyWithNode(benchmark::State& state, Agent agent) {
+    measureNode(state, samples().tiny(agent), agent, true);
 }
 
 void printTinyMemory(benchmark::State& state, Agent agent) {
-    const auto& path = samples().tiny(agent);
-    for (auto _ : state) {
-        const auto peak = peakMemoryOf({"print", std::string(rawValue(agent)), path});
-        state.counters["times_file"] = peak / static_cast<double>(std::filesystem::file_size(path));
-    }
+    measureMemory(state, "print", samples().tiny(agent), agent);
 }
 
 void discoverWithOrvel(benchmark::State& state) {

@@ -213,7 +213,8 @@ ClaudeTranscript& ClaudeTranscript::ask(std::string_view text) {
     const bool isFirst = lastID.empty();
     writeLink({{"type", "user"}, {"message", {{"role", "user"}, {"content", text}}}});
     if (isFirst)
-        for (const auto* type : {"skill_listing", "session_context", "date"}) writeAttachment(type);
+        for (const auto* type : {"skill_listing", "session_context", "date"})
+            writeAttachment({{"type", type}});
     return *this;
 }
 
@@ -235,6 +236,11 @@ ClaudeTranscript& ClaudeTranscript::runCommand(std::string_view command, std::st
 ClaudeTranscript& ClaudeTranscript::answer(std::string_view text) {
     writeAssistant(contentItem("text", text), "end_turn");
     writeLink({{"type", "system"}, {"subtype", "turn_duration"}, {"durationMs", 8'150}});
+    return *this;
+}
+
+ClaudeTranscript& ClaudeTranscript::takeUp(std::string_view text) {
+    writeAttachment({{"type", "queued_command"}, {"prompt", text}});
     return *this;
 }
 
@@ -268,8 +274,8 @@ void ClaudeTranscript::writeLink(const Json& record, Chain chain) {
     last = std::move(uuid);
 }
 
-void ClaudeTranscript::writeAttachment(std::string_view type) {
-    writeLink({{"attachment", {{"type", type}}}, {"type", "attachment"}});
+void ClaudeTranscript::writeAttachment(const Json& attachment) {
+    writeLink({{"attachment", attachment}, {"type", "attachment"}});
 }
 
 void ClaudeTranscript::writeAssistant(Json item, std::string_view stopReason, Chain chain) {

@@ -101,6 +101,8 @@ class ClaudeTranscript {
     ClaudeTranscript& comment(std::string_view text);
     ClaudeTranscript& runCommand(std::string_view command, std::string_view output);
     ClaudeTranscript& answer(std::string_view text);
+    /// A message of the user's that the agent takes up while a tool runs.
+    ClaudeTranscript& takeUp(std::string_view text);
     /// A question to another agent and its answer, beside the chain.
     ClaudeTranscript& sidechain(std::string_view question, std::string_view answer);
 
@@ -114,7 +116,7 @@ class ClaudeTranscript {
 
     void write(const nlohmann::ordered_json& record);
     void writeLink(const nlohmann::ordered_json& record, Chain chain = Chain::main);
-    void writeAttachment(std::string_view type);
+    void writeAttachment(const nlohmann::ordered_json& attachment);
     void writeAssistant(nlohmann::ordered_json item, std::string_view stopReason, Chain chain = Chain::main);
 
     SampleSession session;

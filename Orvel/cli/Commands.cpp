@@ -26,7 +26,7 @@ constexpr std::size_t titleColumns = 48;
 constexpr std::size_t folderColumns = 24;
 
 TextTable::Cell agentCell(Agent agent) {
-    return {std::string(label(agent)), agent == Agent::codex ? TextStyle::codex : TextStyle::claude};
+    return {std::string(label(agent)), styleOf(agent)};
 }
 
 TextTable::Cell timeCell(Date date) {

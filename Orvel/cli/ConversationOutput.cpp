@@ -96,7 +96,7 @@ void writeAsText(const NamedConversation& named, Output& output, const Stylist& 
     text += fmt::format("{}\n", factsOf(conversation));
     text += fmt::format("Session {}\n", visibleLine(conversation.id));
     text += fmt::format("File    {}\n", visibleLine(named.path));
-    const auto agentStyle = conversation.source == Agent::codex ? TextStyle::codex : TextStyle::claude;
+    const auto agentStyle = styleOf(conversation.source);
     for (const auto& message : conversation.messages) {
         const bool isAgent = message.role == "assistant";
         const auto kind = isAgent ? std::nullopt : machineMade(conversation.source, message.text);
@@ -105,11 +105,9 @@ void writeAsText(const NamedConversation& named, Output& output, const Stylist& 
                                                                   : kind  ? wordsOf(*kind)
                                                                           : "You");
         text += "  " + stylist(TextStyle::faint, visibleLine(message.id)) + "\n";
-        if (kind)
-            text += stylist(TextStyle::faint, folded(message.text, conversation.source)) + "\n";
-        else
-            text += visibleText(message.text);
-        if (!text.ends_with('\n')) text += "\n";
+        text += kind ? stylist(TextStyle::faint, folded(message.text, conversation.source))
+                     : visibleText(message.text);
+        if (kind || !message.text.ends_with('\n')) text += "\n";
         gathered.writeIfLarge();
     }
     gathered.write();

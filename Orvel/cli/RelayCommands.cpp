@@ -23,11 +23,9 @@ using Json = nlohmann::ordered_json;
 std::optional<std::string> problemOf(const RelayTransfer& transfer, const OrvelModel& model) {
     const auto pair = model.ledger.state().relayState->pairs.find(transfer.pairID);
     if (!pair) return std::nullopt;
-    const auto& destination = pair->endpoint(other(transfer.source));
-    const auto& readings = model.readings.latest();
-    const auto reading = readings.find(ConversationReader::key(destination));
-    if (reading == readings.end())
-        return fmt::format("The conversation “{}” could not be read.", destination.title);
+    if (!destinationReading(model.view(), transfer))
+        return fmt::format("The conversation “{}” could not be read.",
+                           pair->endpoint(other(transfer.source)).title);
     const auto* problem = model.outbox.state().receiptProblemOf(transfer.id);
     return problem ? std::optional(problem->text) : std::nullopt;
 }

@@ -68,8 +68,7 @@ void RelayDelivery::retry() {
         transferID = pending->id;
         runner.open(pair, pending->source);
         if (isReceived()) return report();
-        if (standing() != TransferStanding::mayBeRetried && standing() != TransferStanding::outdated)
-            throw CommandFailure("retryRefused", "This message can't be sent again.");
+        if (mayArrive()) throw CommandFailure("retryRefused", "This message can't be sent again.");
         if (runner.workspace().conversation.get()->isBusy) throw RelayError(RelayError::Case::busy);
         tell("Again", fmt::format("{} bytes from {} to {}, saved as {}", pending->payload->size(),
                                   label(pending->source), label(other(pending->source)), *transferID));
@@ -133,40 +132,28 @@ void RelayDelivery::deliver() {
     const bool isDelivered = transfer()->deliveryMode == RelayDeliveryMode::submitted;
     if (isDelivered)
         tell("Delivered", fmt::format("{} has taken the message.", label(other(transfer()->source))));
-    const bool mayArrive =
-        standing() != TransferStanding::mayBeRetried && standing() != TransferStanding::outdated;
-    if (arguments.wait && mayArrive && !isReceived()) {
-        awaitReceipt();
-    }
+    if (arguments.wait && mayArrive() && !isReceived()) awaitReceipt();
     // The transcript knows better than whoever failed.
-    if (!isReceived() && (!isDelivered || arguments.wait)) throw whyNotReceived(isDelivered, mayArrive);
+    if (!isReceived() && (!isDelivered || arguments.wait)) throw whyNotReceived(isDelivered);
     report();
 }
 
-// Somebody waits: looked for more often than in a window. A look at a file that has not changed costs
-// nothing.
+// Somebody waits: looked for at once, and more often than in a window. A look at a file that has not changed
+// costs nothing.
 void RelayDelivery::awaitReceipt() {
-    using Clock = std::chrono::steady_clock;
-    constexpr std::chrono::milliseconds lookInterval{100};
-    auto nextLook = Clock::now();
-    const auto isSeen = [&] {
-        if (Clock::now() >= nextLook) {
-            nextLook = Clock::now() + lookInterval;
-            runner.model().receipts.checkRelayReceipts();
-        }
-        return isReceived();
-    };
-    runner.runUntil(isSeen, *arguments.wait);
+    runner.model().receipts.checkRelayReceipts();
+    runner.model().receipts.startReceiptPolling(std::chrono::milliseconds(100));
+    runner.runUntil([this] { return isReceived(); }, *arguments.wait);
 }
 
-CommandFailure RelayDelivery::whyNotReceived(bool isDelivered, bool mayArrive) const {
+CommandFailure RelayDelivery::whyNotReceived(bool isDelivered) const {
     const auto& state = runner.model().outbox.state();
     const auto& error = runner.error();
     if (const auto* problem = state.receiptProblemOf(transfer()->id))
         return {problem->isSeen ? "receiptNotSaved" : "notChecked", problem->text};
     if (!isDelivered) {
         const auto* failure = state.failureOf(transfer()->id);
-        return {mayArrive ? "deliveryUnconfirmed" : "notDelivered",
+        return {mayArrive() ? "deliveryUnconfirmed" : "notDelivered",
                 failure ? failure->description() : error.value_or("It was not sent.")};
     }
     std::string text = fmt::format("The message was not seen within {} seconds.", arguments.wait->count());
@@ -196,6 +183,10 @@ TransferStanding RelayDelivery::standing() const {
     const auto& model = runner.model();
     const auto known = model.outbox.state().standing(*transfer(), model.workspace.relay());
     return known == TransferStanding::delivering ? standingOf(*transfer()) : known;
+}
+
+bool RelayDelivery::mayArrive() const {
+    return standing() != TransferStanding::mayBeRetried && standing() != TransferStanding::outdated;
 }
 
 bool RelayDelivery::isReceived() const {

@@ -34,11 +34,13 @@ class RelayDelivery {
     void prepareNew(const RelayPair& pair);
     void deliver();
     void awaitReceipt();
-    CommandFailure whyNotReceived(bool isDelivered, bool mayArrive) const;
+    CommandFailure whyNotReceived(bool isDelivered) const;
     void report() const;
 
     std::shared_ptr<const RelayTransfer> transfer() const;
     TransferStanding standing() const;
+    /// Whether the destination may have the message, or get it yet.
+    bool mayArrive() const;
     bool isReceived() const;
     std::string situation() const;
     void tell(std::string_view step, std::string_view text) const;

@@ -2,6 +2,8 @@
 // Text for a terminal: nothing in it that the terminal would obey, columns that stand under each other,
 // colour where it is wanted.
 
+#include "OrvelCore/conversations/Agent.h"
+
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -28,6 +30,10 @@ std::string fittedToColumns(std::string text, std::size_t columns);
 std::string wrappedToColumns(std::string_view text, std::size_t columns);
 
 enum class TextStyle { plain, strong, faint, codex, claude };
+
+constexpr TextStyle styleOf(Agent agent) {
+    return agent == Agent::codex ? TextStyle::codex : TextStyle::claude;
+}
 
 /// Puts the terminal's styles round texts, or leaves them as they are.
 class Stylist {

@@ -72,15 +72,6 @@ void showArrived(const ModelView& view, OrvelWorkspaceSnapshot& snapshot) {
     }
 }
 
-// The destination of the open pair's pending message, as it was last read.
-SharedConversation destinationOf(const ModelView& view, const RelayTransfer& transfer) {
-    const auto pair = view.relay.activePair();
-    if (!pair) return nullptr;
-    const auto key = ConversationReader::key(pair->endpoint(other(transfer.source)));
-    const auto read = view.readings.latest().find(key);
-    return read == view.readings.latest().end() ? nullptr : read->second;
-}
-
 void showPending(const ModelView& view, OrvelWorkspaceSnapshot& snapshot) {
     const auto transfer = view.relay.pendingTransfer();
     if (!transfer) return showArrived(view, snapshot);
@@ -205,8 +196,16 @@ std::optional<WatchedTurn> watchedTurn(const ModelView& view) {
     return std::nullopt;
 }
 
+SharedConversation destinationReading(const ModelView& view, const RelayTransfer& transfer) {
+    const auto pair = view.records.relayState->pairs.find(transfer.pairID);
+    if (!pair) return nullptr;
+    const auto& readings = view.readings.latest();
+    const auto read = readings.find(ConversationReader::key(pair->endpoint(other(transfer.source))));
+    return read == readings.end() ? nullptr : read->second;
+}
+
 std::optional<std::string> whyNoReceiptComes(const ModelView& view, const RelayTransfer& transfer) {
-    const auto destination = destinationOf(view, transfer);
+    const auto destination = destinationReading(view, transfer);
     return destination && standsAsQueuedCommand(transfer, *destination)
                ? std::optional<std::string>(wordsForQueuedCommand)
                : std::nullopt;

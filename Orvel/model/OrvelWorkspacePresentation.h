@@ -20,6 +20,9 @@ struct WatchedTurn {
 /// The turn that is watched in one of the open pair's conversations. It may begin and end without any notice.
 std::optional<WatchedTurn> watchedTurn(const ModelView& view);
 
+/// The last reading of the conversation into which the message goes; null if there is none.
+SharedConversation destinationReading(const ModelView& view, const RelayTransfer& transfer);
+
 /// Why a pending message will never have its receipt, as far as the last readings tell, and what the person
 /// can do; nothing while one may come.
 std::optional<std::string> whyNoReceiptComes(const ModelView& view, const RelayTransfer& transfer);

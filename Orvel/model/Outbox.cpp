@@ -150,16 +150,20 @@ void Outbox::requireAcceptable(const ConversationReference& destination, const s
 
 Task<std::optional<DeliveryFailure>> Outbox::deliver(RelayPair pair, SavedTransfer transfer) {
     const auto& destination = pair.endpoint(other(transfer->source));
+    const std::function<void(const std::string&)> show = [this](const std::string& text) {
+        needs.notices.fail(text);
+    };
+    const ClaudeCodeRelaySender::ReceiptCheck isReceived =
+        [id = transfer->id, state = needs.ledger.state().relayState.get()](const Conversation& conversation) {
+            return RelayState(state).reconcile(id, conversation);
+        };
     try {
         if (held.goesThroughClaudeCode(destination)) {
-            co_await deliverToClaudeCode(destination, transfer);
+            co_await claudeCodeSender.send(transfer, destination, isReceived, show);
         } else if (destination.agent == Agent::claude) {
             auto failure = co_await deliverToClaude(destination, transfer);
             if (failure) co_return failure;
         } else {
-            const CodexRelaySender::LifecycleFailure show = [this](const std::string& text) {
-                needs.notices.fail(text);
-            };
             co_await codexSender.send(transfer, destination, show);
         }
     } catch (const RelaySendError& error) {
@@ -168,18 +172,6 @@ Task<std::optional<DeliveryFailure>> Outbox::deliver(RelayPair pair, SavedTransf
         co_return DeliveryFailure{error.what()};
     }
     co_return co_await adoptDelivered(pair, transfer);
-}
-
-Task<void> Outbox::deliverToClaudeCode(ConversationReference destination, SavedTransfer transfer) {
-    const ClaudeCodeRelaySender::ReceiptCheck isReceived =
-        [id = transfer->id, state = needs.ledger.state().relayState.get()](const Conversation& conversation) {
-            auto copy = state;
-            return copy.reconcile(id, conversation);
-        };
-    const ClaudeCodeRelaySender::LifecycleFailure show = [this](const std::string& text) {
-        needs.notices.fail(text);
-    };
-    co_await claudeCodeSender.send(std::move(transfer), std::move(destination), isReceived, show);
 }
 
 Task<std::optional<DeliveryFailure>> Outbox::deliverToClaude(ConversationReference destination,

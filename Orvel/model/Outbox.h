@@ -95,7 +95,6 @@ class Outbox {
     void requireAcceptable(const ConversationReference& destination, const std::string& text) const;
 
     Task<std::optional<DeliveryFailure>> deliver(RelayPair pair, SavedTransfer transfer);
-    Task<void> deliverToClaudeCode(ConversationReference destination, SavedTransfer transfer);
     Task<std::optional<DeliveryFailure>> deliverToClaude(ConversationReference destination,
                                                          SavedTransfer transfer);
     Task<bool> isReceived(std::string transferID, ConversationReference destination, RelayState state);

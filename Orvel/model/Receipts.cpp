@@ -16,8 +16,6 @@ namespace orvel {
 
 namespace {
 
-constexpr std::chrono::seconds pollingInterval{2};
-
 // Whether a draft still is what went out with the transfer.
 bool isUsedUp(const RelayTransfer& transfer, const std::string& instruction,
               const std::optional<std::string>& startMessageID) {
@@ -32,13 +30,13 @@ Receipts::Receipts(const ChangeSignal& changes, const ReceiptsNeeds& needs)
       isCheckingReceipts(changes),
       tasks([this](const auto& failure) { this->needs.notices.fail(failure); }) {}
 
-void Receipts::startReceiptPolling() {
-    if (!receiptPollingTimer) pollReceipts();
+void Receipts::startReceiptPolling(MainLoop::Duration interval) {
+    if (!receiptPollingTimer) pollReceipts(interval);
 }
 
-void Receipts::pollReceipts() {
-    receiptPollingTimer = needs.loop.after(pollingInterval, [this] {
-        pollReceipts();
+void Receipts::pollReceipts(MainLoop::Duration interval) {
+    receiptPollingTimer = needs.loop.after(interval, [this, interval] {
+        pollReceipts(interval);
         checkRelayReceipts();
     });
 }

@@ -7,6 +7,7 @@
 #include "Orvel/runtime/Task.h"
 #include "OrvelCore/relay/RelayState.h"
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -43,8 +44,8 @@ class Receipts {
 
     /// Looks for the pending messages in their destinations. One pass runs at a time, none during a send.
     void checkRelayReceipts();
-    /// Checks every two seconds from now on.
-    void startReceiptPolling();
+    /// Checks from now on, each time so long after the last.
+    void startReceiptPolling(MainLoop::Duration interval = std::chrono::seconds(2));
 
     /// Whether no pass is under way.
     bool isIdle() const { return tasks.isIdle(); }
@@ -52,7 +53,7 @@ class Receipts {
   private:
     using Readings = ConversationReadings::Readings;
 
-    void pollReceipts();
+    void pollReceipts(MainLoop::Duration interval);
     Task<void> receiptPass();
     Task<ReceiptLook> takeReceipts(Readings fresh);
     std::optional<RelayDraft> reconcilePending(RelayState& state, const Readings& fresh, ReceiptLook& look);

@@ -17,8 +17,6 @@ struct ClaudeCodeSession {
     ProcessID process = 0;
     std::string startMark; ///< As Processes::isRunning takes it; may be empty.
     std::string sessionID; ///< Empty if the note can't be read.
-
-    bool operator==(const ClaudeCodeSession&) const = default;
 };
 
 namespace ClaudeCodeSessions {

@@ -27,6 +27,21 @@ Date contentDate(const struct stat& facts) {
 #endif
 }
 
+// Calls `readFrom` with what is done so far, until all is there or the file ends.
+template <typename Read>
+std::size_t readAll(std::size_t count, const std::string& path, const Read& readFrom) {
+    std::size_t done = 0;
+    while (done < count) {
+        const auto got = readFrom(done);
+        if (got == 0) break;
+        if (got > 0)
+            done += static_cast<std::size_t>(got);
+        else if (errno != EINTR)
+            throw FileError::fromErrno(errno, reading, path);
+    }
+    return done;
+}
+
 } // namespace
 
 ReadableFile::ReadableFile(const std::string& path) : path(path) {
@@ -56,32 +71,16 @@ ReadableFile::~ReadableFile() {
 }
 
 std::size_t ReadableFile::read(char* buffer, std::size_t count) {
-    std::size_t done = 0;
-    while (done < count) {
-        const auto got = ::read(descriptor, buffer + done, count - done);
-        if (got == 0) break;
-        if (got > 0)
-            done += static_cast<std::size_t>(got);
-        else if (errno != EINTR)
-            throw FileError::fromErrno(errno, reading, path);
-    }
-    return done;
+    return readAll(count, path,
+                   [&](std::size_t done) { return ::read(descriptor, buffer + done, count - done); });
 }
 
 std::string ReadableFile::end(std::size_t most) const {
     std::string bytes(std::min<std::uint64_t>(byteCount, most), '\0');
     const auto begin = byteCount - bytes.size();
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const auto got =
-            pread(descriptor, bytes.data() + done, bytes.size() - done, static_cast<off_t>(begin + done));
-        if (got == 0) break;
-        if (got > 0)
-            done += static_cast<std::size_t>(got);
-        else if (errno != EINTR)
-            throw FileError::fromErrno(errno, reading, path);
-    }
-    bytes.resize(done);
+    bytes.resize(readAll(bytes.size(), path, [&](std::size_t done) {
+        return pread(descriptor, bytes.data() + done, bytes.size() - done, static_cast<off_t>(begin + done));
+    }));
     return bytes;
 }
 

@@ -256,10 +256,18 @@ TEST_F(RelayCommandLine, OrvelHasNoWayIntoClaudeHereAndSaysSo) {
     const auto id = link();
     expectFailure({"send", id, "--source", "codex"}, "notDelivered", "accessibility permission. Use Copy");
     EXPECT_EQ(pendingState(), "mayBeRetried") << "it can't have reached Claude";
-    EXPECT_EQ(run({"copy-saved", id}).out, "me: q1\n\ncodex: a1");
+    const std::string message = "me: q1\n\ncodex: a1";
+    EXPECT_EQ(run({"copy-saved", id}).out, message);
 
-    // The user pastes it.
-    write(claudeFile, claudeTranscript().ask("me: q1\n\ncodex: a1").text());
+    // The user types it while a tool runs.
+    write(claudeFile, claudeTranscript().takeUp(message).answer("d3").text());
+    const auto unseen = run({"receipts"});
+    EXPECT_EQ(unseen.status, 0);
+    EXPECT_THAT(unseen.err, HasSubstr("no receipt will come. Claude has it"));
+    EXPECT_EQ(pendingState(), "mayBeRetried");
+
+    // And once more while it is idle.
+    write(claudeFile, claudeTranscript().ask(message).text());
     const auto result = run({"retry", id});
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.out, "Seen       The message stands in the destination's transcript.\n");

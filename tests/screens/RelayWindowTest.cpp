@@ -105,21 +105,6 @@ class RelayWindowTest : public WindowFixture {
         open();
     }
 
-    // The pending message goes into Claude's transcript as an attachment.
-    void takeUpWhileAToolRuns() const {
-        const auto text = claudeTranscript.text();
-        const std::string mark = R"("uuid":")";
-        const auto last = text.substr(text.rfind(mark) + mark.size(), 36);
-        const nlohmann::json taken{
-            {"type", "attachment"},
-            {"uuid", "taken"},
-            {"parentUuid", last},
-            {"attachment", {{"type", "queued_command"}, {"prompt", *state.transfers.back().payload}}}};
-        const auto after = ClaudeTranscript::continued({.id = claudeID}, "taken").answer("Done.").text();
-        folder.write("home/.claude/projects/-code-compiler/" + std::string(claudeID) + ".jsonl",
-                     text + taken.dump() + "\n" + after);
-    }
-
     void openSubmitted(Agent source) {
         state.markSubmitted(prepare(source));
         open();
@@ -192,7 +177,9 @@ const Look looks[] = {
      "Retry to Claude", false, false, delivered, true, "What you write now is for the next transfer."},
     {"TakenUpWhileAToolRan",
      [](auto& test) {
-         test.state.markSubmitted(test.prepare(Agent::codex)), test.takeUpWhileAToolRuns(), test.open();
+         test.state.markSubmitted(test.prepare(Agent::codex)),
+             test.claudeTranscript.takeUp(*test.state.transfers.back().payload).answer("Done."), test.write(),
+             test.open();
      },
      "Checking delivery…", "Retry to Claude", false, false, delivered, true, "so no receipt will come"},
     {"LostPosition",

@@ -17,26 +17,6 @@ SampleSession sessionOf(const std::string& sessionID, const std::string& working
     return {.id = sessionID, .workingDirectory = workingDirectory};
 }
 
-class VersionTeller : public SimulatedProgram {
-  public:
-    VersionTeller(SimulatedChildSide side, std::string version)
-        : SimulatedProgram(side), version(std::move(version)) {}
-
-    void started() override {
-        side.write(version);
-        side.exit(0);
-    }
-
-  private:
-    std::string version;
-};
-
-class Refusal : public SimulatedProgram {
-  public:
-    using SimulatedProgram::SimulatedProgram;
-    void started() override { side.exit(statusOfMisuse); }
-};
-
 } // namespace
 
 // One turn of a continued conversation.
@@ -90,10 +70,10 @@ SimulatedClaudeCode::SimulatedClaudeCode(SimulatedProcesses& processes, const st
                                       const ChildLaunch& launch) -> std::unique_ptr<SimulatedProgram> {
         const auto& given = launch.arguments;
         if (given == std::vector<std::string>{"--version"})
-            return std::make_unique<VersionTeller>(side, habits.version);
+            return std::make_unique<SimulatedSaying>(side, habits.version, 0);
         if (given.size() < 3 || given[0] != "-p" || given[1] != "--resume" ||
             !conversations.contains(given[2]) || !launch.unattendedInput)
-            return std::make_unique<Refusal>(side);
+            return std::make_unique<SimulatedSaying>(side, "", statusOfMisuse);
         return std::make_unique<Turn>(side, *this, given[2], *launch.unattendedInput);
     };
 }

@@ -91,16 +91,6 @@ class SimulatedCodex::Queue : public SimulatedProgram {
     int status = 0;
 };
 
-namespace {
-
-class Refusal : public SimulatedProgram {
-  public:
-    using SimulatedProgram::SimulatedProgram;
-    void started() override { side.exit(SampleCodexCommand::statusOfInvalid); }
-};
-
-} // namespace
-
 SimulatedCodex::SimulatedCodex(SimulatedProcesses& processes, SimulatedLoop& loop, const std::string& path,
                                std::string codexHome)
     : loop(loop), home(std::move(codexHome)) {
@@ -112,7 +102,7 @@ SimulatedCodex::SimulatedCodex(SimulatedProcesses& processes, SimulatedLoop& loo
         case SampleCodexCommand::Kind::queue: return std::make_unique<Queue>(side, *this, std::move(command));
         case SampleCodexCommand::Kind::invalid: break;
         }
-        return std::make_unique<Refusal>(side);
+        return std::make_unique<SimulatedSaying>(side, "", SampleCodexCommand::statusOfInvalid);
     };
 }
 

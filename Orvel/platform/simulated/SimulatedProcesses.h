@@ -55,6 +55,22 @@ class SimulatedProgram {
     SimulatedChildSide side;
 };
 
+/// A program that says something and ends.
+class SimulatedSaying : public SimulatedProgram {
+  public:
+    SimulatedSaying(SimulatedChildSide side, std::string text, int status)
+        : SimulatedProgram(side), text(std::move(text)), status(status) {}
+
+    void started() override {
+        side.write(text);
+        side.exit(status);
+    }
+
+  private:
+    std::string text;
+    int status;
+};
+
 class SimulatedProcesses : public Processes {
   public:
     using Program =
