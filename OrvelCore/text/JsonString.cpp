@@ -1,8 +1,10 @@
 #include "OrvelCore/text/JsonString.h"
 
-#include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
 namespace orvel {
 
@@ -22,46 +24,60 @@ constexpr auto escapes = [] {
     return letters;
 }();
 
-// Whether one of the 32 bytes is escaped. One branchless reduction, which compilers turn into vector code.
-bool holdsEscaped(const char* block) {
-    unsigned char found = 0;
-    for (int i = 0; i < 32; ++i) {
-        const auto byte = static_cast<unsigned char>(block[i]);
-        found |= static_cast<unsigned char>((byte < 0x20) | (byte == '"') | (byte == '\\'));
-    }
-    return found != 0;
+constexpr std::size_t blockSize = 8, longestEscape = 6, mostAtOnce = blockSize + longestEscape;
+static_assert(std::endian::native == std::endian::little, "the first byte of a block is its lowest");
+
+constexpr std::uint64_t everyByte(unsigned char byte) {
+    return 0x0101010101010101U * byte;
 }
 
-void appendEscaped(std::string& json, unsigned char byte) {
+// How many bytes of the block stand before the first one that is escaped. A subtraction borrows from the next
+// byte only behind a hit, so that the lowest one is true.
+std::size_t plainBytes(const char* block) {
+    std::uint64_t bytes = 0;
+    std::memcpy(&bytes, block, blockSize);
+    const auto quote = bytes ^ everyByte('"'), backslash = bytes ^ everyByte('\\');
+    const auto hits = ((bytes - everyByte(0x20)) & ~bytes) | ((quote - everyByte(1)) & ~quote) |
+                      ((backslash - everyByte(1)) & ~backslash);
+    return static_cast<std::size_t>(std::countr_zero(hits & everyByte(0x80))) / 8;
+}
+
+// Puts the byte there as JSON has it, and gives the end.
+char* put(char* out, char byte) {
     static constexpr std::string_view digits = "0123456789abcdef";
-    json += '\\';
-    json += escapes[byte];
-    if (escapes[byte] != 'u') return;
-    json += "00";
-    json += digits[byte >> 4];
-    json += digits[byte & 15];
+    const auto value = static_cast<unsigned char>(byte);
+    if (!escapes[value]) return *out = byte, out + 1;
+    *out++ = '\\';
+    *out++ = escapes[value];
+    if (escapes[value] != 'u') return out;
+    for (const char digit : {'0', '0', digits[value >> 4], digits[value & 15]}) *out++ = digit;
+    return out;
 }
 
 } // namespace
 
 void appendJsonString(std::string& json, std::string_view text) {
-    json += '"';
-    std::size_t copied = 0, at = 0;
-    while (at < text.size()) {
-        const auto blockEnd = std::min(at + 32, text.size());
-        if (blockEnd - at == 32 && !holdsEscaped(text.data() + at)) {
-            at = blockEnd;
-            continue;
+    std::array<char, 4096> buffer;
+    auto* out = buffer.data();
+    *out++ = '"';
+    const auto* at = text.data();
+    const auto* const end = at + text.size();
+    while (at < end) {
+        if (buffer.data() + buffer.size() - out <= static_cast<std::ptrdiff_t>(mostAtOnce)) {
+            json.append(buffer.data(), out);
+            out = buffer.data();
         }
-        for (; at < blockEnd; ++at) {
-            if (!escapes[static_cast<unsigned char>(text[at])]) continue;
-            json.append(text, copied, at - copied);
-            appendEscaped(json, static_cast<unsigned char>(text[at]));
-            copied = at + 1;
+        if (static_cast<std::size_t>(end - at) >= blockSize) {
+            const auto plain = plainBytes(at);
+            std::memcpy(out, at, blockSize);
+            out += plain;
+            at += plain;
+            if (plain == blockSize) continue;
         }
+        out = put(out, *at++);
     }
-    json.append(text, copied);
-    json += '"';
+    *out++ = '"';
+    json.append(buffer.data(), out);
 }
 
 } // namespace orvel
