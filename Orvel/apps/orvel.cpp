@@ -116,7 +116,7 @@ class DesktopRequests : public QObject {
     void open(const SingleInstance::Request& request) const {
         for (const auto& item : request) {
             if (item.starts_with("orvel:"))
-                model.workspace.open(item);
+                model.commandInbox.open(item);
             else
                 model.workspace.openFile(item);
         }

@@ -3,6 +3,7 @@
 
 #include "Orvel/runtime/Observable.h"
 
+#include <cstdint>
 #include <exception>
 #include <optional>
 #include <string>
@@ -18,6 +19,10 @@ class Notices {
 
     const std::string& status() const { return statusField; }
     const std::optional<std::string>& error() const { return errorField; }
+
+    /// Each grows with everything that is said, or fails.
+    std::uint64_t said() const { return statusField.revision(); }
+    std::uint64_t failed() const { return errorField.revision(); }
 
     void say(std::string text) { statusField = std::move(text); }
     void fail(std::string text) { errorField = std::move(text); }

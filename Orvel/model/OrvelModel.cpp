@@ -42,7 +42,7 @@ OrvelModel::OrvelModel(const Desktop& desktop, ClaudeRelaySender& claudeSender, 
       operation(changeSignal),
       workspace(changeSignal,
                 {notices, operation, ledger, catalogue, reader, readings, desktop.loop, desktop.panels,
-                 desktop.processes, desktop.applications},
+                 desktop.processes},
                 positionsIn(statePath, notices)),
       messageSearch(changeSignal, notices, desktop.loop, readings, workspace.state()),
       links(notices, operation, ledger, workspace),
@@ -51,9 +51,14 @@ OrvelModel::OrvelModel(const Desktop& desktop, ClaudeRelaySender& claudeSender, 
               desktop.applications, claudeSender},
              catalogue.agentFolders()),
       receipts(changeSignal,
-               {notices, operation, outbox.state(), ledger, workspace, reader, readings, desktop.loop}) {
+               {notices, operation, outbox.state(), ledger, workspace, reader, readings, desktop.loop}),
+      commandInbox({notices, operation, ledger, catalogue, reader, workspace, links, outbox, desktop.loop,
+                    desktop.applications}) {
     catalogue.onDiscovered = [this] { workspace.recognizeSource(); };
-    workspace.onLoaded = [this] { receipts.checkRelayReceipts(); };
+    workspace.onLoaded = [this] {
+        commandInbox.finishCommandRelayIntent();
+        receipts.checkRelayReceipts();
+    };
     receipts.onLooked = [this](const ReceiptLook& look) { outbox.takeReceipts(look); };
     outbox.onDone = [this] { receipts.checkRelayReceipts(); };
 }
@@ -67,7 +72,7 @@ ModelView OrvelModel::view() const {
 
 bool OrvelModel::isIdle() const {
     return ledger.isIdle() && catalogue.isIdle() && workspace.isIdle() && messageSearch.isIdle() &&
-           links.isIdle() && outbox.isIdle() && receipts.isIdle();
+           links.isIdle() && outbox.isIdle() && receipts.isIdle() && commandInbox.isIdle();
 }
 
 } // namespace orvel

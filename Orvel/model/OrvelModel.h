@@ -3,13 +3,12 @@
 // own, changes nobody else's, and is handed what it uses; this class makes them, and connects what one has to
 // hear of another. It belongs to the main loop's thread.
 //
-// Rooms that will stand here: chains (handed the ledger, the workspace and the links), new conversations (the
-// ledger, the workspace, the reader, the catalogue, the outbox and the application launcher) and the command
-// inbox (the workspace, the links, the catalogue and the outbox; it hears of `workspace.onLoaded` before the
-// receipts do).
+// Rooms that will stand here: chains (handed the ledger, the workspace and the links), and new conversations
+// (the ledger, the workspace, the reader, the catalogue, the outbox and the application launcher).
 
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/model/Catalogue.h"
+#include "Orvel/model/CommandInbox.h"
 #include "Orvel/model/ConversationReadings.h"
 #include "Orvel/model/MessageOperation.h"
 #include "Orvel/model/MessageSearch.h"
@@ -63,6 +62,7 @@ class OrvelModel {
     RelayLinkManagement links;
     Outbox outbox;
     Receipts receipts;
+    CommandInbox commandInbox;
 };
 
 } // namespace orvel

@@ -13,7 +13,7 @@ namespace {
 // The note that was typed before the link was opened, behind the one that the link has.
 std::string mergingCarriedNote(const std::string& existing, const std::string& carried) {
     if (trimmed(carried).empty() || carried == existing) return existing;
-    return existing.empty() ? carried : existing + "\n\n" + carried;
+    return appendingNote(existing, carried);
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 #include "Orvel/model/Workspace.h"
 
-#include "Orvel/desktop/Applications.h"
 #include "Orvel/desktop/Panels.h"
 #include "Orvel/model/Catalogue.h"
 #include "Orvel/model/MessageOperation.h"
@@ -16,16 +15,6 @@ Workspace::Workspace(const ChangeSignal& changes, const WorkspaceNeeds& needs, H
       derived(held, needs.ledger.state()),
       tasks([this](const auto& failure) { this->needs.notices.fail(failure); }) {
     held.positions = std::move(positions);
-}
-
-void Workspace::open(std::string_view url) {
-    const auto request = HandoffRequest::parse(url);
-    if (!request) {
-        needs.notices.fail("Couldn't read the Orvel URL.");
-        return;
-    }
-    apply(*request);
-    needs.applications.activateSelf();
 }
 
 void Workspace::apply(const HandoffRequest& request) {

@@ -12,11 +12,9 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace orvel {
 
-class Applications;
 class Catalogue;
 class MessageOperation;
 class Notices;
@@ -35,7 +33,6 @@ struct WorkspaceNeeds {
     MainLoop& loop;
     Panels& panels;
     Processes& processes;
-    Applications& applications;
 };
 
 class Workspace {
@@ -52,8 +49,7 @@ class Workspace {
 
     // Opening a source
 
-    /// A URL that was handed to the application.
-    void open(std::string_view url);
+    /// What was handed to the application, whose conversation nobody identifies.
     void apply(const HandoffRequest& request);
     /// Asks the person for a file of the source agent and loads it.
     void chooseFile();

@@ -114,7 +114,9 @@ void Workspace::loadRelayReference(const ConversationReference& reference) {
     tasks.start(loadReference(reference, generation));
 }
 
+// What was said while it went on is news, and stays.
 Task<void> Workspace::loadReference(ConversationReference reference, Generation::Value generation) {
+    const auto said = needs.notices.said(), failed = needs.notices.failed();
     SharedConversation loaded;
     std::string failure;
     try {
@@ -125,8 +127,8 @@ Task<void> Workspace::loadReference(ConversationReference reference, Generation:
     if (!held.relayLoadGeneration.isCurrent(generation)) co_return;
     if (loaded) {
         showLoaded(loaded, reference);
-        needs.notices.say(reference.title);
-        needs.notices.dismissError();
+        if (said == needs.notices.said()) needs.notices.say(reference.title);
+        if (failed == needs.notices.failed()) needs.notices.dismissError();
     } else {
         needs.notices.fail(failure);
     }

@@ -6,6 +6,10 @@ std::string RelayPair::speakerLabel(Agent agent) const {
     return speakerContext ? speakerContext->label(endpoint(agent)) : std::string(rawValue(agent));
 }
 
+std::string appendingNote(const std::string& existing, const std::string& note) {
+    return existing + (existing.empty() || note.empty() ? "" : "\n\n") + note;
+}
+
 std::string positionKey(std::string_view pairID, Agent source) {
     return std::string(pairID) + ":" + std::string(rawValue(source));
 }

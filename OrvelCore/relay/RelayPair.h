@@ -42,6 +42,9 @@ struct RelayDraft {
     bool operator==(const RelayDraft&) const = default;
 };
 
+/// A note with another one behind it, an empty line between them; the other one, where either is empty.
+std::string appendingNote(const std::string& existing, const std::string& note);
+
 /// The key of one side of a pair: "{pairID}:{agent}".
 std::string positionKey(std::string_view pairID, Agent source);
 

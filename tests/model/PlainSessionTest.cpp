@@ -163,7 +163,7 @@ TEST_F(PlainSessionTest, ACopyThatCannotBeSaysWhyAndTouchesNoClipboard) {
 
 TEST_F(PlainSessionTest, OpensAHandoffURL) {
     model().workspace.setManualText("old");
-    model().workspace.open("orvel://handoff?source=claude&instruction=Go%20on");
+    model().commandInbox.open("orvel://handoff?source=claude&instruction=Go%20on");
     EXPECT_EQ(session().source.get(), Agent::claude);
     EXPECT_EQ(session().destination.get(), Agent::codex);
     EXPECT_EQ(session().instruction.get(), "Go on");
@@ -171,14 +171,14 @@ TEST_F(PlainSessionTest, OpensAHandoffURL) {
     EXPECT_EQ(model().notices.status(), "Paste the conversation and review the message preview.");
     EXPECT_EQ(desktop.applications.activations, 1);
 
-    model().workspace.open("orvel://handoff?source=codex&file=" + writeCodex());
+    model().commandInbox.open("orvel://handoff?source=codex&file=" + writeCodex());
     desktop.loop.run();
     EXPECT_EQ(session().conversation.get()->id, codexID);
     EXPECT_EQ(session().instruction.get(), "");
     EXPECT_EQ(desktop.applications.activations, 2);
 
     model().workspace.setInstruction("kept");
-    model().workspace.open("orvel://handoff?source=nobody");
+    model().commandInbox.open("orvel://handoff?source=nobody");
     EXPECT_EQ(errorText(), "Couldn't read the Orvel URL.");
     EXPECT_TRUE(session().conversation.get());
     EXPECT_EQ(session().instruction.get(), "kept");
@@ -188,7 +188,7 @@ TEST_F(PlainSessionTest, OpensAHandoffURL) {
 TEST_F(PlainSessionTest, ChoosingAFileStartsWhereTheSourceAgentKeepsItsOwn) {
     model().workspace.chooseFile();
     EXPECT_FALSE(session().isLoading);
-    model().workspace.open("orvel://handoff?source=claude");
+    model().commandInbox.open("orvel://handoff?source=claude");
     desktop.panels.answer = writeBusyClaude();
     model().workspace.chooseFile();
     desktop.loop.run();

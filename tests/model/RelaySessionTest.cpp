@@ -38,7 +38,7 @@ TEST_F(RelaySessionTest, ConnectingWhatIsConnectedOpensItAndKeepsTheTypedNote) {
         EXPECT_EQ(session().instruction.get(), expected);
     }
     EXPECT_EQ(state().pairs.size(), 1U);
-    EXPECT_EQ(model().notices.status(), found(Agent::codex).title);
+    EXPECT_EQ(model().notices.status(), "Opened the existing link. Nothing was sent.");
     EXPECT_TRUE(state().transfers.empty());
 }
 

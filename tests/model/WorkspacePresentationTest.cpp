@@ -49,7 +49,7 @@ TEST_F(WorkspacePresentationTest, TheTitleSaysWhatMattersMost) {
              model().workspace.load(codex);
          }},
         {"Ready", true, [&] { desktop.loop.run(); }},
-        {"Couldn't complete the action", true, [&] { model().workspace.open("bad"); }},
+        {"Couldn't complete the action", true, [&] { model().commandInbox.open("bad"); }},
         {"Waiting for Claude", false,
          [&] {
              model().workspace.openFile(claude);

@@ -108,7 +108,7 @@ TEST_F(WindowTest, WithoutConversationsItSaysWhereItLookedAndOffersThreeWaysOn) 
 
 TEST_F(WindowTest, AFailureStaysInAFullTextBannerUntilItIsDismissed) {
     openSamples();
-    model->workspace.open("orvel://nowhere");
+    model->commandInbox.open("orvel://nowhere");
     settle();
     EXPECT_TRUE(shows("Couldn't read the Orvel URL."));
     EXPECT_TRUE(shows("Couldn't complete the action"));
