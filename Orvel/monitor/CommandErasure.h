@@ -1,0 +1,41 @@
+#pragma once
+// Removes a captured command from the editor in which it was typed, and proves that it is gone and that
+// everything else is as it was. Writes once at most; what is in doubt is only looked at again.
+
+#include "Orvel/monitor/InputWatch.h"
+#include "Orvel/monitor/ReturnDecider.h"
+#include "Orvel/runtime/Task.h"
+#include "OrvelCore/commands/CommandRemoval.h"
+
+#include <functional>
+#include <optional>
+
+namespace orvel {
+
+struct ErasedCommand {
+    CommandRemovalOutcome outcome = CommandRemovalOutcome::unavailable;
+    /// Whether the editor, its window and conversation, the input method and the person's input are as they
+    /// were when the Return was swallowed. Only of a command that was cleared.
+    bool isOriginConfirmed = false;
+    bool wasWriteAttempted = false;
+    DiagnosticText diagnostics;
+};
+
+/// What an erasure works with; all of it outlives the task.
+struct CommandErasureNeeds {
+    MainLoop& loop;
+    Accessibility& accessibility;
+    Applications& applications;
+    InputSources& inputSources;
+    TimedReads& reads;
+    DiagnosticFacts& facts;
+    const InputWatch& input;
+    std::function<bool()> isMonitoring;
+};
+
+/// Takes a quarter of a second at most. Gives nothing once the command is not wanted any more; `isWanted` is
+/// asked after each pause.
+Task<std::optional<ErasedCommand>> eraseCommand(const CommandErasureNeeds& needs, CapturedReturn captured,
+                                                std::function<bool()> isWanted);
+
+} // namespace orvel

@@ -1,0 +1,193 @@
+#include "Orvel/monitor/DesktopCommandMonitor.h"
+
+#include "Orvel/desktop/EventPosting.h"
+#include "Orvel/runtime/Random.h"
+
+namespace orvel {
+
+namespace {
+
+ReturnEventPhase phaseOf(const TapEvent& event) {
+    if (event.type == TapEventType::keyUp) return ReturnEventPhase::keyUp;
+    return event.isRepeat ? ReturnEventPhase::keyRepeat : ReturnEventPhase::keyDown;
+}
+
+} // namespace
+
+DesktopCommandMonitor::DesktopCommandMonitor(const ChangeSignal& changes, CommandMonitorNeeds monitorNeeds)
+    : needs(std::move(monitorNeeds)),
+      held(changes),
+      reads(needs.loop, needs.accessibility, facts),
+      input(needs.applications.ownProcess()),
+      tasks([this](const auto&) { held.status = "The command could not be worked off. It was not sent."; }) {}
+
+// Every key of the desktop waits for this: what is no Return costs a few comparisons.
+TapAnswer DesktopCommandMonitor::handle(const TapEvent& event) {
+    if (event.marker == EventPosting::marker) return TapAnswer::pass;
+    if (event.type == TapEventType::tapDisabledByTimeout ||
+        event.type == TapEventType::tapDisabledByUserInput) {
+        onTapDisabled(event.type);
+        return TapAnswer::pass;
+    }
+    const auto swallowedFor = input.suppressedSource();
+    if (input.swallows(event)) {
+        if (swallowedFor)
+            append(event, *swallowedFor,
+                   {.outcome = DiagnosticText("Suppressed repeated events for the captured Return")},
+                   std::nullopt);
+        return TapAnswer::swallow;
+    }
+    const bool isKey = event.type == TapEventType::keyDown || event.type == TapEventType::keyUp;
+    if (!isKey || !needs.isMonitoring() || !KeyCode::isReturn(event.keyCode)) return TapAnswer::pass;
+    const auto application = needs.applications.frontmost();
+    const auto agent = application ? OrvelCommandPolicy::source(application->bundleID) : std::nullopt;
+    if (!agent) return TapAnswer::pass;
+    if (phaseOf(event) != ReturnEventPhase::keyDown) {
+        append(event, *agent, {.outcome = DiagnosticText("Passed through without additional AX reads")},
+               std::nullopt);
+        return TapAnswer::pass;
+    }
+    return handleReturn(event, *application, *agent);
+}
+
+TapAnswer DesktopCommandMonitor::handleReturn(const TapEvent& event, const RunningApplication& application,
+                                              Agent agent) {
+    const auto started = needs.loop.uptime();
+    const FreshReturn fresh{.event = event,
+                            .application = application,
+                            .agent = agent,
+                            .attemptID = randomUUID(),
+                            .isPrepared = needs.isPrepared(agent, application.process),
+                            .hasReceiver = static_cast<bool>(onCommand),
+                            .inputGeneration = input.generation()};
+    facts.clear();
+    auto decision = decideReturn({needs.loop, needs.applications, needs.inputSources, reads, facts}, fresh);
+    held.diagnostics = decision.line;
+    if (decision.input == ReturnInputClassification::command) captureID = fresh.attemptID;
+    if (decision.kind != ReturnDecision::Kind::pass) input.suppress(event, agent);
+    if (decision.reason) {
+        held.commandRemovalDescription = std::string(decision.reason->view());
+        held.status = std::string(decision.reason->view());
+        tasks.start(reportLater(fresh.attemptID, agent, *decision.reason));
+    }
+    record(event, agent, decision, fresh.attemptID, needs.loop.uptime() - started);
+    if (decision.captured) {
+        held.commandRemovalDescription = "Checking the original editor and removing the command.";
+        tasks.start(workOff(*std::move(decision.captured)));
+    }
+    return decision.kind == ReturnDecision::Kind::pass ? TapAnswer::pass : TapAnswer::swallow;
+}
+
+void DesktopCommandMonitor::record(const TapEvent& event, Agent agent, const ReturnDecision& decision,
+                                   const std::string& attemptID, MainLoop::Duration elapsed) {
+    const auto seconds = std::chrono::duration<double>(elapsed).count();
+    const auto details =
+        DiagnosticText::of("\nElapsed: {}ms\n{}", DiagnosticText::milliseconds(seconds), facts.text());
+    append(event, agent, {.attemptID = attemptID, .input = decision.input, .outcome = decision.line},
+           decision.input == ReturnInputClassification::command ? std::optional(details) : std::nullopt);
+    auto all = decision.line;
+    all += details;
+    held.diagnostics = all;
+    facts.clear();
+}
+
+void DesktopCommandMonitor::append(const TapEvent& event, Agent agent, ReturnDiagnosticHistory::Event noted,
+                                   const std::optional<DiagnosticText>& details) {
+    if (noted.attemptID.empty()) noted.attemptID = randomUUID();
+    noted.timestamp = needs.loop.now();
+    noted.source = agent;
+    noted.keyCode = event.keyCode;
+    noted.phase = phaseOf(event);
+    noted.modifiers = returnModifiers(event.flags);
+    returns.append(std::move(noted), details);
+    held.lastCommandDiagnostics = returns.commandSummary(needs.clock);
+}
+
+Task<void> DesktopCommandMonitor::reportLater(std::string id, Agent agent, FixedWords reason) {
+    co_await needs.loop.yield();
+    reportFailure(id, agent, DiagnosticText(reason), {});
+}
+
+// Behind the key: what follows may take its time.
+Task<void> DesktopCommandMonitor::workOff(CapturedReturn captured) {
+    co_await needs.loop.yield();
+    const auto isWanted = [this, id = captured.id] { return captureID == id; };
+    if (!isWanted()) co_return;
+    const std::function<bool()> wanted = isWanted;
+    std::optional<CapturedConversationIdentity> identity;
+    if (captured.codeContext) identity = ClaudeDesktopID{captured.codeContext->desktopSessionID};
+    if (captured.agent == Agent::codex) {
+        std::optional<CaptureFailure> failure;
+        try {
+            if (auto found = co_await needs.identifyCodex(captured, wanted)) identity = *std::move(found);
+        } catch (const CaptureFailure& failed) {
+            failure = failed;
+        }
+        if (failure)
+            co_return reportFailure(captured.id, captured.agent, failure->message(), failure->details());
+        if (!identity) co_return;
+    }
+    const CommandErasureNeeds erasure{
+        needs.loop, needs.accessibility, needs.applications, needs.inputSources, reads, facts,
+        input,      needs.isMonitoring};
+    const auto erased = co_await eraseCommand(erasure, captured, wanted);
+    facts.clear();
+    if (!erased || !isWanted()) co_return;
+    // Codex's conversation is known by where the text stands. What moved before it was removed may stand
+    // anywhere.
+    if (captured.agent == Agent::codex && !erased->wasWriteAttempted) {
+        const DiagnosticText stopped("Couldn't recheck input state. Command removal and handoff stopped.");
+        co_return reportFailure(captured.id, captured.agent, stopped, erased->diagnostics);
+    }
+    complete(captured, *erased, std::move(identity));
+}
+
+// The instructions are handed over whatever became of the text, so that none are lost.
+void DesktopCommandMonitor::complete(const CapturedReturn& captured, const ErasedCommand& erased,
+                                     std::optional<CapturedConversationIdentity> identity) {
+    const bool isCleared = erased.outcome == CommandRemovalOutcome::cleared;
+    DiagnosticText became = description(erased.outcome);
+    if (isCleared && !erased.isOriginConfirmed)
+        became += DiagnosticText(" Command removal in the original conversation could not be rechecked. "
+                                 "Opening a preview without automatic sending.");
+    auto removal = erased.diagnostics;
+    removal += DiagnosticText::of(" / Source conversation verified for automatic sending={}",
+                                  erased.isOriginConfirmed);
+    const auto received = DiagnosticText::of("{} /orvel received. ", captured.agent);
+    auto all = held.diagnostics.get();
+    all += DiagnosticText::of("\n{} Command removal: {}", captured.agent, removal);
+    held.diagnostics = all;
+    held.commandRemovalDescription = became.text();
+    held.status = received.text();
+    returns.finish(captured.agent, captured.id, DiagnosticText::of("{} {}", received, became), removal);
+    held.lastCommandDiagnostics = returns.commandSummary(needs.clock);
+
+    CapturedCommand command{.command = captured.command,
+                            .source = captured.agent,
+                            .identity = std::move(identity),
+                            .isRemoved = isCleared && erased.isOriginConfirmed};
+    if (onCommand) onCommand(std::move(command));
+}
+
+void DesktopCommandMonitor::reportFailure(const std::string& id, Agent agent, const DiagnosticText& message,
+                                          const DiagnosticText& details) {
+    if (id != captureID) return;
+    returns.finish(agent, id, message, details);
+    held.lastCommandDiagnostics = returns.commandSummary(needs.clock);
+    const auto attempt = returns.commandAttempts().find(agent);
+    const auto context =
+        attempt == returns.commandAttempts().end()
+            ? DiagnosticText(agent)
+            : DiagnosticText::of("{} / {} / {}",
+                                 DiagnosticText::timeOfDay(attempt->second.event.timestamp, needs.clock),
+                                 agent, attempt->second.event.keyDescription());
+    held.status = message.text();
+    onFailure(message.text(), context.text());
+}
+
+void DesktopCommandMonitor::forget() {
+    input.reset();
+    captureID.clear();
+}
+
+} // namespace orvel

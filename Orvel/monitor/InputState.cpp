@@ -1,0 +1,64 @@
+#include "Orvel/monitor/InputState.h"
+
+#include "OrvelCore/composers/DiagnosticSummary.h"
+#include "OrvelCore/japanese/JapaneseLineBreakSource.h"
+
+namespace orvel {
+
+namespace {
+
+MarkedTextEvidence evidenceIn(const AXReading& reading) {
+    switch (reading.status) {
+    case AXStatus::success:
+        return isNothing(reading.value) ? MarkedTextEvidence::absent : MarkedTextEvidence::marked;
+    case AXStatus::noValue: return MarkedTextEvidence::absent;
+    case AXStatus::attributeUnsupported: return MarkedTextEvidence::unsupported;
+    default: return MarkedTextEvidence::unavailable;
+    }
+}
+
+FixedWords nameOf(CompositionState state) {
+    switch (state) {
+    case CompositionState::clear: return "clear";
+    case CompositionState::composing: return "composing";
+    case CompositionState::unknown: break;
+    }
+    return "unknown";
+}
+
+} // namespace
+
+CompositionReading readComposition(TimedReads& reads, DiagnosticFacts& facts, InputSources& sources,
+                                   const AXElement& editor) {
+    auto reading = reads.attribute(editor, "AXTextInputMarkedTextMarkerRange");
+    CompositionReading composition;
+    composition.evidence = evidenceIn(reading);
+    const bool isASCII = isKnownASCII(sources);
+    composition.state = compositionState(composition.evidence, isASCII);
+    facts.addSurely(DiagnosticText::of("Input method: AX result={}, range={}, known ASCII={}, decision={}",
+                                       numberOf(reading.status), description(composition.evidence), isASCII,
+                                       nameOf(composition.state)));
+    if (composition.evidence == MarkedTextEvidence::marked) composition.marked = std::move(reading.value);
+    return composition;
+}
+
+bool isKnownASCII(InputSources& sources) {
+    const auto source = sources.current();
+    return source && source->isASCIICapable &&
+           KnownASCIISource::matches(source->id, source->type, *source->isASCIICapable);
+}
+
+std::optional<std::string> knownJapaneseSourceID(InputSources& sources) {
+    const auto source = sources.current();
+    if (!source || !source->id || !source->mode || !source->type) return std::nullopt;
+    const bool isKnown = JapaneseLineBreakSource::matches(*source->id, *source->mode, *source->type);
+    return isKnown ? source->id : std::nullopt;
+}
+
+DiagnosticText describeInputSource(InputSources& sources) {
+    const auto source = sources.current();
+    if (!source) return DiagnosticSummary::inputSource(std::nullopt);
+    return DiagnosticSummary::inputSource(InputSourceIdentity{source->id, source->mode, source->type});
+}
+
+} // namespace orvel

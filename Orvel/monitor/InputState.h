@@ -1,0 +1,33 @@
+#pragma once
+// What stands in the way of a Return: text that an input method has not confirmed yet, and which input method
+// that is.
+
+#include "Orvel/desktop/InputSources.h"
+#include "Orvel/monitor/TimedReads.h"
+#include "OrvelCore/commands/ReturnDecision.h"
+
+#include <optional>
+#include <string>
+
+namespace orvel {
+
+/// One reading of an editor's composition.
+struct CompositionReading {
+    CompositionState state = CompositionState::unknown;
+    MarkedTextEvidence evidence = MarkedTextEvidence::unavailable;
+    AXValue marked; ///< The marked range as the platform gives it, to be compared only; nothing without one.
+};
+
+CompositionReading readComposition(TimedReads& reads, DiagnosticFacts& facts, InputSources& sources,
+                                   const AXElement& editor);
+
+/// Whether the selected source is a layout that never composes.
+bool isKnownASCII(InputSources& sources);
+
+/// The identifier of the selected source, if it is the Japanese one whose Returns are understood.
+std::optional<std::string> knownJapaneseSourceID(InputSources& sources);
+
+/// The selected source, for comparison and diagnostics.
+DiagnosticText describeInputSource(InputSources& sources);
+
+} // namespace orvel

@@ -1,0 +1,122 @@
+#pragma once
+// An agent's application in front, with a composer whose structure is as the real ones have it.
+
+#include "Orvel/platform/simulated/SimulatedDesktop.h"
+#include "OrvelCore/commands/ReturnDecision.h"
+
+#include <functional>
+#include <memory>
+
+namespace orvel {
+
+class AgentWindow : public testing::Test {
+  protected:
+    using Element = SimulatedElement::Shared;
+
+    static constexpr auto sessionID = "local_0f8fad5b-d9cb-469f-a165-70867728950e";
+
+    /// Codex with a conversation.
+    void showCodex() {
+        open(Agent::codex);
+        auto form = add(page, "AXGroup");
+        form->set("AXDOMClassList", std::vector<std::string>{"_composer_1x", "flex"});
+        addEditor(form, true);
+        addButton(form, "Add files and more");
+        submit = addButton(form, "Send");
+    }
+
+    /// Claude with a conversation of Claude Code.
+    void showClaudeCode() {
+        open(Agent::claude);
+        showPage(std::string("https://claude.ai/epitaxy/") + sessionID);
+        const auto scope = add(page, "AXGroup");
+        auto group = scope;
+        for (int depth = 0; depth < 4; ++depth) group = add(group, "AXGroup");
+        addEditor(group, false);
+        editor->set("AXDescription", std::string("Prompt"));
+        submit = addButton(scope, "Send");
+    }
+
+    /// Claude with a regular chat.
+    void showChat() {
+        open(Agent::claude);
+        showPage("https://claude.ai/chat/0f8fad5b-d9cb-469f-a165-70867728950e");
+        const auto group = add(page, "AXGroup");
+        addEditor(group, true);
+        submit = addButton(group, "Send message");
+    }
+
+    enum class Kind { codex, code, chat };
+
+    static Agent agentOf(Kind kind) { return kind == Kind::codex ? Agent::codex : Agent::claude; }
+
+    void show(Kind kind) {
+        switch (kind) {
+        case Kind::codex: return showCodex();
+        case Kind::code: return showClaudeCode();
+        case Kind::chat: return showChat();
+        }
+    }
+
+    Element add(const Element& parent, std::string_view role) {
+        auto element = desktop.accessibility.makeElement(role);
+        parent->append(element);
+        return element;
+    }
+
+    Element addButton(const Element& parent, const std::string& label) {
+        auto button = add(parent, "AXButton");
+        button->set("AXDescription", label);
+        return button;
+    }
+
+    void showPage(const std::string& url) { page->set("AXURL", AXURL{url}); }
+    void type(const std::string& text) { editor->set("AXValue", text); }
+    std::string typed() const { return editor->text("AXValue"); }
+
+    /// The agent's application ends, and nothing is in front.
+    void quit() {
+        if (!program) return;
+        desktop.accessibility.setApplication(process, nullptr);
+        desktop.applications.quit(*program);
+        desktop.applications.bringToFront(SimulatedApplications::self);
+    }
+
+    SimulatedDesktop desktop;
+    ProcessID process = 0;
+    Element application, window, page, editor, submit;
+    /// What writing into the editor comes to; without it the value is taken.
+    std::function<AXStatus(const AXValue&)> takesWrite;
+
+  private:
+    void open(Agent agent) {
+        quit();
+        program = std::make_unique<SimulatedApplication>(std::string(OrvelCommandPolicy::bundleID(agent)),
+                                                         "1.0", "/Applications/Agent.app");
+        desktop.applications.install(*program);
+        process = desktop.applications.start(*program);
+        desktop.applications.bringToFront(process);
+        application = desktop.accessibility.makeElement("AXApplication");
+        desktop.accessibility.setApplication(process, application);
+        window = add(application, "AXWindow");
+        page = add(add(window, "AXGroup"), "AXWebArea");
+        application->set("AXFocusedWindow", window->handle());
+    }
+
+    void addEditor(const Element& parent, bool hasClasses) {
+        editor = add(parent, "AXTextArea");
+        if (hasClasses) editor->set("AXDOMClassList", std::vector<std::string>{"ProseMirror", "tiptap"});
+        takesWrite = nullptr;
+        editor->write = [this](std::string_view name, const AXValue& value) {
+            if (takesWrite) return takesWrite(value);
+            editor->set(name, value);
+            return AXStatus::success;
+        };
+        type("");
+        application->set("AXFocusedUIElement", editor->handle());
+    }
+
+    std::unique_ptr<SimulatedApplication> program;
+};
+
+} // namespace orvel

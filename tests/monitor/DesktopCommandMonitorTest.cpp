@@ -1,0 +1,414 @@
+// What becomes of a Return, from the key to the command that is handed over.
+
+#include "Orvel/monitor/DesktopCommandMonitor.h"
+
+#include "Orvel/desktop/EventPosting.h"
+#include "monitor/AgentWindow.h"
+
+namespace orvel {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+constexpr std::uint64_t command = 0x100000, shift = 0x20000, option = 0x80000, capsLock = 0x10000;
+constexpr auto canary = "CANARY";
+
+struct Monitoring : AgentWindow {
+    Monitoring() {
+        desktop.accessibility.latency = prompt;
+        monitor.onCommand = [this](CapturedCommand captured) { taken.push_back(std::move(captured)); };
+        monitor.onFailure = [this](const std::string& message, const std::string&) {
+            failures.push_back(message);
+        };
+        monitor.onTapDisabled = [this](TapEventType type) { disabled.push_back(type); };
+    }
+
+    static constexpr SimulatedLatency prompt{200us, 200us, 200us};
+
+    static TapEvent key(std::int64_t code, std::uint64_t flags = 0, bool isRepeat = false) {
+        return {.type = TapEventType::keyDown, .keyCode = code, .flags = flags, .isRepeat = isRepeat};
+    }
+    static TapEvent up(std::int64_t code) { return {.type = TapEventType::keyUp, .keyCode = code}; }
+
+    TapAnswer press(std::uint64_t flags = 0) { return monitor.handle(key(KeyCode::returnKey, flags)); }
+    bool swallows(std::uint64_t flags = 0) { return press(flags) == TapAnswer::swallow; }
+
+    /// The person does something as the given call to the application is made, from now on.
+    void atCall(int number, std::function<void()> act) {
+        desktop.accessibility.onRead = [this, number, seen = 0,
+                                        act = std::move(act)](const auto&, std::string_view, bool) mutable {
+            if (seen++ != number) return;
+            const auto once = std::move(act);
+            desktop.accessibility.onRead = nullptr;
+            once();
+        };
+    }
+
+    bool isMonitored = true, isPrepared = true;
+    ChangeSignal changes;
+    DesktopCommandMonitor monitor{changes,
+                                  {desktop.loop,
+                                   desktop.accessibility,
+                                   desktop.applications,
+                                   desktop.inputSources,
+                                   [this] { return isMonitored; },
+                                   [this](Agent, ProcessID asked) { return isPrepared && asked == process; },
+                                   {}}};
+    std::vector<CapturedCommand> taken;
+    std::vector<std::string> failures;
+    std::vector<TapEventType> disabled;
+    std::unique_ptr<Timer> timer;
+};
+
+// What passes
+
+TEST_F(Monitoring, WhatIsNoCommandPassesUntouched) {
+    struct Case {
+        const char* name;
+        std::function<void()> prepare;
+        TapEvent event;
+        std::uint64_t mostCalls;
+        const char* line;
+    };
+    const auto returns = key(KeyCode::returnKey);
+    const Case cases[] = {
+        {"another key", [&] { type("/orvel go"); }, key(0), 0, ""},
+        {"a Return that repeats", [&] { type("/orvel go"); }, key(KeyCode::returnKey, 0, true), 0, ""},
+        {"a Return that is let go", [&] { type("/orvel go"); }, up(KeyCode::returnKey), 0, ""},
+        {"its own key",
+         [&] { type("/orvel go"); },
+         {.type = TapEventType::keyDown, .keyCode = KeyCode::returnKey, .marker = EventPosting::marker},
+         0,
+         ""},
+        {"another application",
+         [&] { type("/orvel go"), desktop.applications.bringToFront(SimulatedApplications::self); }, returns,
+         0, ""},
+        {"while nothing is monitored", [&] { type("/orvel go"), isMonitored = false; }, returns, 0, ""},
+        {"before the editor is readable", [&] { type("/orvel go"), isPrepared = false; }, returns, 0,
+         "Editor read preparation: Incomplete"},
+        {"with Shift", [&] { type("/orvel go"); }, key(KeyCode::returnKey, shift), 0,
+         "Only Return and ⌘Return supported"},
+        {"with Option and ⌘", [&] { type("/orvel go"); }, key(KeyCode::keypadEnter, option | command), 0,
+         "Only Return and ⌘Return supported"},
+        {"an ordinary message", [&] { type(std::string("do it ") + canary); }, returns, 2,
+         "Command syntax mismatch"},
+        {"nearly the command", [&] { type("/orvelgo"); }, returns, 2, "Command syntax mismatch"},
+        {"nothing", [&] { type(""); }, returns, 4, "Command syntax mismatch"},
+        {"no editor", [&] { application->unset("AXFocusedUIElement"); }, returns, 1, "Focused editor"},
+        {"no text", [&] { editor->set("AXValue", 1.0); }, returns, 2, "could not be read as text"},
+    };
+    for (const auto kind : {Kind::codex, Kind::code, Kind::chat})
+        for (const auto& test : cases) {
+            SCOPED_TRACE(test.name);
+            isMonitored = isPrepared = true;
+            show(kind);
+            test.prepare();
+            const auto before = monitor.calls();
+            EXPECT_EQ(monitor.handle(test.event), TapAnswer::pass);
+            EXPECT_LE(monitor.calls() - before, test.mostCalls);
+            EXPECT_THAT(monitor.state().diagnostics->text(), HasSubstr(test.line));
+            EXPECT_THAT(monitor.history().report({}).text(), Not(HasSubstr(canary)));
+            desktop.loop.run();
+        }
+    EXPECT_THAT(taken, IsEmpty());
+    EXPECT_THAT(failures, IsEmpty());
+}
+
+TEST_F(Monitoring, ACommandInAnEditorThatIsNoComposerOfClaudePasses) {
+    showChat();
+    submit->remove();
+    type("/orvel go");
+    EXPECT_FALSE(swallows());
+    EXPECT_THAT(monitor.state().diagnostics->text(), HasSubstr("Unsupported editor: Passed through"));
+}
+
+// What is stopped
+
+TEST_F(Monitoring, ACommandIsNeverSentInDoubt) {
+    struct Case {
+        const char* name;
+        Kind kind;
+        std::function<void()> prepare;
+        std::uint64_t flags;
+        const char* reason;
+    };
+    const auto compose = [&] { editor->set("AXTextInputMarkedTextMarkerRange", AXRange{0, 2}); };
+    const Case cases[] = {
+        {"a Codex editor of which only a part is seen", Kind::codex, [&] { submit->remove(); }, 0,
+         "Couldn't verify the conversation editor."},
+        {"an editor that does not answer", Kind::chat,
+         [&] {
+             editor->statuses = {{"AXRole", AXStatus::cannotComplete}};
+         },
+         0, "Couldn't verify the conversation editor."},
+        {"an application that is slow", Kind::codex,
+         [&] {
+             desktop.accessibility.latency = {15ms, 15ms, 15ms};
+         },
+         0, "Couldn't verify the conversation editor."},
+        {"a composition", Kind::code, compose, 0, "Couldn't verify whether composition is pending."},
+        {"a composition and ⌘", Kind::code, compose, command, "Couldn't verify composition confirmation."},
+        {"an input method that says nothing", Kind::chat, [&] { desktop.inputSources.useGoogleHiragana(); },
+         0, "Couldn't verify whether composition is pending."},
+        {"nobody who takes it", Kind::chat, [&] { monitor.onCommand = nullptr; }, 0,
+         "Couldn't recheck the editor and app"},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        desktop.accessibility.latency = prompt;
+        desktop.inputSources.useABC();
+        show(test.kind);
+        type("/orvel go");
+        test.prepare();
+        failures.clear();
+        EXPECT_TRUE(swallows(test.flags));
+        EXPECT_THAT(failures, IsEmpty()) << "told behind the key";
+        monitor.handle(up(KeyCode::returnKey));
+        desktop.loop.run();
+        ASSERT_EQ(failures.size(), 1U);
+        EXPECT_THAT(failures[0], testing::StartsWith(test.reason));
+        EXPECT_EQ(typed(), "/orvel go");
+        EXPECT_THAT(taken, IsEmpty());
+    }
+}
+
+TEST_F(Monitoring, WhateverChangesWhileItLooksStopsIt) {
+    const std::pair<const char*, std::function<void()>> changes[] = {
+        {"another application comes to the front",
+         [&] { desktop.applications.bringToFront(SimulatedApplications::self); }},
+        {"the focus moves", [&] { application->set("AXFocusedUIElement", submit->handle()); }},
+        {"the page shows something else", [&] { showPage("https://claude.ai/epitaxy"); }},
+        {"the editor goes", [&] { editor->remove(), application->unset("AXFocusedUIElement"); }},
+    };
+    showClaudeCode();
+    type("/orvel go");
+    const auto before = desktop.accessibility.reads();
+    ASSERT_TRUE(swallows());
+    const auto count = static_cast<int>(desktop.accessibility.reads() - before);
+    monitor.handle(up(KeyCode::returnKey));
+    monitor.forget();
+    desktop.loop.run();
+    taken.clear();
+    for (const auto& [name, change] : changes)
+        for (int call = 2; call < count - 2; ++call) {
+            SCOPED_TRACE(testing::Message() << name << " at call " << call);
+            showClaudeCode();
+            type("/orvel go");
+            atCall(call, change);
+            const bool isSwallowed = swallows();
+            monitor.handle(up(KeyCode::returnKey));
+            desktop.accessibility.onRead = nullptr;
+            desktop.loop.run();
+            // In Claude what is certainly no composer any more passes; the command is never worked off.
+            EXPECT_THAT(taken, IsEmpty());
+            EXPECT_TRUE(isSwallowed || typed() == "/orvel go");
+        }
+}
+
+// What is caught
+
+TEST_F(Monitoring, ACommandIsRemovedAndHandedOver) {
+    const std::pair<Kind, std::optional<CapturedConversationIdentity>> cases[] = {
+        {Kind::code, ClaudeDesktopID{sessionID}}, {Kind::chat, std::nullopt}};
+    for (const auto& [kind, identity] : cases)
+        for (const std::uint64_t flags : {std::uint64_t(0), capsLock, command}) {
+            show(kind);
+            type("/orvel fix it\nplease ");
+            EXPECT_TRUE(swallows(flags));
+            EXPECT_THAT(taken, IsEmpty());
+            monitor.handle(key(KeyCode::returnKey, flags, true));
+            monitor.handle(up(KeyCode::returnKey));
+            if (flags == command)
+                monitor.handle({.type = TapEventType::flagsChanged, .keyCode = 55, .flags = 0});
+            desktop.loop.run();
+            ASSERT_EQ(taken.size(), 1U);
+            EXPECT_EQ(taken[0], (CapturedCommand{{"fix it\nplease "}, Agent::claude, identity, true}));
+            EXPECT_EQ(typed(), "");
+            EXPECT_THAT(failures, IsEmpty());
+            EXPECT_EQ(monitor.history().events().back().input, ReturnInputClassification::unread)
+                << "the repeat";
+            taken.clear();
+        }
+}
+
+TEST_F(Monitoring, TheKeysBehindACaughtReturnAreSwallowedAndNoOthers) {
+    showChat();
+    type("/orvel");
+    ASSERT_TRUE(swallows());
+    EXPECT_EQ(monitor.handle(key(0)), TapAnswer::pass);
+    EXPECT_EQ(monitor.handle(up(0)), TapAnswer::pass);
+    EXPECT_EQ(monitor.handle(key(KeyCode::returnKey, 0, true)), TapAnswer::swallow);
+    EXPECT_EQ(monitor.handle(key(KeyCode::keypadEnter, 0, true)), TapAnswer::pass);
+    EXPECT_EQ(monitor.handle(up(KeyCode::returnKey)), TapAnswer::swallow);
+    EXPECT_EQ(monitor.handle(up(KeyCode::returnKey)), TapAnswer::pass);
+}
+
+// What the person does between the key and the handing over decides whether it may be sent.
+TEST_F(Monitoring, WhatIsDoneMeanwhileKeepsItFromBeingSent) {
+    const std::pair<const char*, std::function<void()>> cases[] = {
+        {"a key", [&] { monitor.handle(key(0)); }},
+        {"a click", [&] { monitor.handle({.type = TapEventType::leftMouseDown}); }},
+        {"a modifier",
+         [&] { monitor.handle({.type = TapEventType::flagsChanged, .keyCode = 56, .flags = shift}); }},
+        {"another input method", [&] { desktop.inputSources.useGoogleHiragana(); }},
+        {"another window",
+         [&] { application->set("AXFocusedWindow", add(application, "AXWindow")->handle()); }},
+        {"another application", [&] { desktop.applications.bringToFront(SimulatedApplications::self); }},
+        {"another conversation", [&] { showPage("https://claude.ai/epitaxy"); }},
+        {"another focus", [&] { application->set("AXFocusedUIElement", submit->handle()); }},
+        {"monitoring ends", [&] { isMonitored = false; }},
+        {"permission goes", [&] { desktop.accessibility.trusted = false; }},
+    };
+    showClaudeCode();
+    type("/orvel go");
+    ASSERT_TRUE(swallows());
+    const auto before = desktop.accessibility.reads();
+    monitor.handle(up(KeyCode::returnKey));
+    desktop.loop.run();
+    const auto count = static_cast<int>(desktop.accessibility.reads() - before);
+    ASSERT_GT(count, 10);
+    for (const auto& [name, act] : cases)
+        for (int call = -1; call < count; ++call) {
+            SCOPED_TRACE(testing::Message() << name << " at call " << call);
+            isMonitored = desktop.accessibility.trusted = true;
+            desktop.inputSources.useABC();
+            showClaudeCode();
+            type("/orvel go");
+            taken.clear();
+            ASSERT_TRUE(swallows());
+            monitor.handle(up(KeyCode::returnKey));
+            bool happened = false;
+            const auto once = [&, act = act] { happened = true, act(); };
+            if (call < 0)
+                once();
+            else
+                atCall(call, once);
+            desktop.loop.run();
+            desktop.accessibility.onRead = nullptr;
+            ASSERT_EQ(taken.size(), 1U) << "the instructions are handed over in any case";
+            EXPECT_EQ(taken[0].command.instruction, "go");
+            if (happened && call < count - 3) {
+                EXPECT_FALSE(taken[0].isRemoved);
+            }
+            if (call < 0) {
+                EXPECT_EQ(typed(), "/orvel go") << "not erased";
+            }
+        }
+}
+
+TEST_F(Monitoring, OnlyTheExactTextIsErasedAndOnlyOnce) {
+    struct Case {
+        const char* name;
+        std::function<void()> prepare;
+        std::string left;
+        int writes;
+        bool isRemoved;
+        const char* description;
+    };
+    int writes = 0;
+    const auto takes = [&](auto act) {
+        return [&, act] {
+            takesWrite = [&, act](const AXValue& value) {
+                ++writes;
+                return act(value);
+            };
+        };
+    };
+    const auto later = [&](MainLoop::Duration delay, const std::string& text) {
+        return takes([&, delay, text](const AXValue&) {
+            timer = desktop.loop.after(delay, [&, text] { type(text); });
+            return AXStatus::success;
+        });
+    };
+    const Case cases[] = {
+        {"it was edited", [&] { type("/orvel gone"); }, "/orvel gone", 0, false, "changed"},
+        {"it is taken at once", takes([&](const AXValue&) { return type(""), AXStatus::success; }), "", 1,
+         true, "Removed"},
+        {"a line break stays", takes([&](const AXValue&) { return type("\n"), AXStatus::success; }), "\n", 1,
+         true, "Removed"},
+        {"it is shown later", later(80ms, ""), "", 1, true, "Removed"},
+        {"it is shown too late", later(400ms, ""), "", 1, false, "could not be verified"},
+        {"the person types meanwhile", later(80ms, "new"), "new", 1, false, "could not be verified"},
+        {"it is refused", takes([](const AXValue&) { return AXStatus::failure; }), "/orvel go", 1, false,
+         "could not be verified"},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        showChat();
+        type("/orvel go");
+        taken.clear();
+        writes = 0;
+        ASSERT_TRUE(swallows());
+        monitor.handle(up(KeyCode::returnKey));
+        test.prepare();
+        desktop.loop.run();
+        ASSERT_EQ(taken.size(), 1U);
+        EXPECT_EQ(taken[0].command.instruction, "go");
+        EXPECT_EQ(taken[0].isRemoved, test.isRemoved);
+        EXPECT_EQ(writes, test.writes);
+        EXPECT_EQ(typed(), test.left);
+        EXPECT_THAT(monitor.state().commandRemovalDescription.get(), HasSubstr(test.description));
+    }
+}
+
+TEST_F(Monitoring, ANewerCommandEndsTheWorkOnTheOneBefore) {
+    showChat();
+    type("/orvel one");
+    takesWrite = [](const AXValue&) { return AXStatus::success; };
+    ASSERT_TRUE(swallows());
+    monitor.handle(up(KeyCode::returnKey));
+    desktop.loop.runFor(30ms);
+    takesWrite = nullptr;
+    type("/orvel two");
+    ASSERT_TRUE(swallows());
+    desktop.loop.run();
+    ASSERT_EQ(taken.size(), 1U);
+    EXPECT_EQ(taken[0].command.instruction, "two");
+}
+
+// The system, and what is told
+
+TEST_F(Monitoring, ADisabledTapIsToldAndPasses) {
+    for (const auto type : {TapEventType::tapDisabledByTimeout, TapEventType::tapDisabledByUserInput})
+        EXPECT_EQ(monitor.handle({.type = type}), TapAnswer::pass);
+    EXPECT_THAT(disabled, testing::ElementsAre(TapEventType::tapDisabledByTimeout,
+                                               TapEventType::tapDisabledByUserInput));
+}
+
+TEST_F(Monitoring, HoldsAKeyNoLongerThanItsBudget) {
+    for (const auto latency : {15ms, 40ms, 6'000ms})
+        for (const auto kind : {Kind::codex, Kind::code, Kind::chat}) {
+            desktop.accessibility.latency = {latency, latency, latency};
+            show(kind);
+            type("/orvel go");
+            const auto started = desktop.loop.uptime();
+            EXPECT_EQ(swallows(), latency == 15ms)
+                << "an application that never answers can't be read at all";
+            EXPECT_LE(desktop.loop.uptime() - started, TimedReads::budget);
+            monitor.handle(up(KeyCode::returnKey));
+            desktop.loop.run();
+        }
+}
+
+TEST_F(Monitoring, NothingOfAnEditorIsEverTold) {
+    for (const auto kind : {Kind::codex, Kind::code, Kind::chat}) {
+        show(kind);
+        type(std::string("/orvel ") + canary);
+        for (const auto& element : {window, page, submit, editor})
+            for (const char* name : {"AXTitle", "AXHelp"}) element->set(name, std::string(canary));
+        press();
+        monitor.handle(up(KeyCode::returnKey));
+        desktop.loop.run();
+        const auto& state = monitor.state();
+        EXPECT_THAT(monitor.history().report({}).text() + state.diagnostics->text() +
+                        state.lastCommandDiagnostics->text() + state.status.get() +
+                        state.commandRemovalDescription.get(),
+                    Not(HasSubstr(canary)));
+    }
+}
+
+} // namespace
+} // namespace orvel
