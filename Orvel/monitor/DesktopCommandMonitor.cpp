@@ -24,11 +24,6 @@ DesktopCommandMonitor::DesktopCommandMonitor(const ChangeSignal& changes, Comman
 // Every key of the desktop waits for this: what is no Return costs a few comparisons.
 TapAnswer DesktopCommandMonitor::handle(const TapEvent& event) {
     if (event.marker == EventPosting::marker) return TapAnswer::pass;
-    if (event.type == TapEventType::tapDisabledByTimeout ||
-        event.type == TapEventType::tapDisabledByUserInput) {
-        onTapDisabled(event.type);
-        return TapAnswer::pass;
-    }
     const auto swallowedFor = input.suppressedSource();
     if (input.swallows(event)) {
         if (swallowedFor)

@@ -55,10 +55,7 @@ class DesktopCommandMonitor {
     /// Told why a Return on a command was stopped, and of which one: "2:03:22 PM / Codex / Return".
     std::function<void(const std::string& message, const std::string& context)> onFailure =
         [](const auto&, const auto&) {};
-    /// Told that the system has disabled the tap; called by the handler, which must return soon.
-    std::function<void(TapEventType)> onTapDisabled = [](TapEventType) {};
-
-    /// The handler of the tap.
+    /// The handler of the tap, for all events but those that say something of the tap itself.
     TapAnswer handle(const TapEvent& event);
 
     /// Forgets what was swallowed, and every command that is being worked off.

@@ -23,7 +23,6 @@ struct Monitoring : AgentWindow {
         monitor.onFailure = [this](const std::string& message, const std::string&) {
             failures.push_back(message);
         };
-        monitor.onTapDisabled = [this](TapEventType type) { disabled.push_back(type); };
     }
 
     static constexpr SimulatedLatency prompt{200us, 200us, 200us};
@@ -47,7 +46,18 @@ struct Monitoring : AgentWindow {
         };
     }
 
+    // Two copies take about as long.
+    Task<std::optional<ConversationReference>> identify(const CapturedReturn&,
+                                                        std::function<bool()> isWanted) {
+        co_await desktop.loop.sleep(100ms);
+        if (!isWanted()) co_return std::nullopt;
+        if (codexFailure) throw CaptureFailure(*codexFailure);
+        co_return thread;
+    }
+
     bool isMonitored = true, isPrepared = true;
+    std::optional<DiagnosticText> codexFailure; ///< Of its identification.
+    const ConversationReference thread{.agent = Agent::codex, .sessionID = "thread"};
     ChangeSignal changes;
     DesktopCommandMonitor monitor{changes,
                                   {desktop.loop,
@@ -56,10 +66,12 @@ struct Monitoring : AgentWindow {
                                    desktop.inputSources,
                                    [this] { return isMonitored; },
                                    [this](Agent, ProcessID asked) { return isPrepared && asked == process; },
+                                   [this](const CapturedReturn& captured, std::function<bool()> isWanted) {
+                                       return identify(captured, std::move(isWanted));
+                                   },
                                    {}}};
     std::vector<CapturedCommand> taken;
     std::vector<std::string> failures;
-    std::vector<TapEventType> disabled;
     std::unique_ptr<Timer> timer;
 };
 
@@ -212,7 +224,7 @@ TEST_F(Monitoring, WhateverChangesWhileItLooksStopsIt) {
 
 TEST_F(Monitoring, ACommandIsRemovedAndHandedOver) {
     const std::pair<Kind, std::optional<CapturedConversationIdentity>> cases[] = {
-        {Kind::code, ClaudeDesktopID{sessionID}}, {Kind::chat, std::nullopt}};
+        {Kind::code, ClaudeDesktopID{sessionID}}, {Kind::chat, std::nullopt}, {Kind::codex, thread}};
     for (const auto& [kind, identity] : cases)
         for (const std::uint64_t flags : {std::uint64_t(0), capsLock, command}) {
             show(kind);
@@ -225,13 +237,33 @@ TEST_F(Monitoring, ACommandIsRemovedAndHandedOver) {
                 monitor.handle({.type = TapEventType::flagsChanged, .keyCode = 55, .flags = 0});
             desktop.loop.run();
             ASSERT_EQ(taken.size(), 1U);
-            EXPECT_EQ(taken[0], (CapturedCommand{{"fix it\nplease "}, Agent::claude, identity, true}));
+            EXPECT_EQ(taken[0], (CapturedCommand{{"fix it\nplease "}, agentOf(kind), identity, true}));
             EXPECT_EQ(typed(), "");
             EXPECT_THAT(failures, IsEmpty());
             EXPECT_EQ(monitor.history().events().back().input, ReturnInputClassification::unread)
                 << "the repeat";
             taken.clear();
         }
+}
+
+TEST_F(Monitoring, ACommandInCodexStaysWhereItsConversationCanNotBeTold) {
+    showCodex();
+    type("/orvel go");
+    codexFailure = DiagnosticText("No fresh conversation URL copy arrived.");
+    ASSERT_TRUE(swallows());
+    monitor.handle(up(KeyCode::returnKey));
+    desktop.loop.run();
+    EXPECT_THAT(failures, testing::ElementsAre("No fresh conversation URL copy arrived."));
+    codexFailure.reset();
+
+    ASSERT_TRUE(swallows());
+    monitor.handle(up(KeyCode::returnKey));
+    desktop.loop.runFor(50ms);
+    monitor.handle(key(0)); // The person types on.
+    desktop.loop.run();
+    EXPECT_THAT(failures.back(), HasSubstr("Command removal and handoff stopped."));
+    EXPECT_EQ(typed(), "/orvel go");
+    EXPECT_THAT(taken, IsEmpty());
 }
 
 TEST_F(Monitoring, TheKeysBehindACaughtReturnAreSwallowedAndNoOthers) {
@@ -369,14 +401,7 @@ TEST_F(Monitoring, ANewerCommandEndsTheWorkOnTheOneBefore) {
     EXPECT_EQ(taken[0].command.instruction, "two");
 }
 
-// The system, and what is told
-
-TEST_F(Monitoring, ADisabledTapIsToldAndPasses) {
-    for (const auto type : {TapEventType::tapDisabledByTimeout, TapEventType::tapDisabledByUserInput})
-        EXPECT_EQ(monitor.handle({.type = type}), TapAnswer::pass);
-    EXPECT_THAT(disabled, testing::ElementsAre(TapEventType::tapDisabledByTimeout,
-                                               TapEventType::tapDisabledByUserInput));
-}
+// What is told
 
 TEST_F(Monitoring, HoldsAKeyNoLongerThanItsBudget) {
     for (const auto latency : {15ms, 40ms, 6'000ms})

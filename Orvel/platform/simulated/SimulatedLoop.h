@@ -54,6 +54,7 @@ class SimulatedLoop : public WorldLoop {
 
     /// Also in the middle of a call that takes its time.
     void outside(Duration delay, std::function<void()> action) override;
+    Duration worldTime() const override { return clock; }
     void spend(Duration duration) override;
     bool spendUntil(const std::function<bool()>& isDone, Duration limit) override;
 

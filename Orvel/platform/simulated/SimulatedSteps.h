@@ -50,7 +50,7 @@ class SimulatedSteps {
     /// Numbers the step and tells the observer.
     void announce(SimulatedStep& step) {
         step.number = ++count;
-        step.at = loop.uptime();
+        step.at = loop.worldTime();
         if (observer) observer(step);
     }
 

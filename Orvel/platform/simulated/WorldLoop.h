@@ -11,6 +11,9 @@ class WorldLoop : public MainLoop {
     /// far. It must not call into this program.
     virtual void outside(Duration delay, std::function<void()> action) = 0;
 
+    /// The uptime, which what stands for another program may also ask for in background work.
+    virtual Duration worldTime() const { return uptime(); }
+
     /// The call that this turn makes takes so long. Says nothing of what happens outside.
     virtual void spend(Duration duration) = 0;
 

@@ -1,0 +1,135 @@
+#include "Orvel/monitor/ConversationClipboardCapture.h"
+
+#include "OrvelCore/addresses/CodexDeepLink.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace orvel {
+
+namespace {
+
+using Case = ConversationClipboardCapture::Failure::Case;
+
+FailureWords wordsOf(Case kind) {
+    switch (kind) {
+    case Case::snapshotFailed: return {"snapshotFailed", "Couldn't save the original clipboard. Stopped."};
+    case Case::wrongShape: return {"wrongShape", "Couldn't verify the copy result format. Stopped."};
+    case Case::changed: break;
+    }
+    return {"changed", "The clipboard changed in another operation. Stopped."};
+}
+
+} // namespace
+
+ConversationClipboardCapture::Failure::Failure(Case kind) : orvel::Failure(wordsOf(kind)), which(kind) {}
+
+ConversationClipboardCapture::ConversationClipboardCapture(Pasteboard& pasteboard,
+                                                           ConversationClipboardCapture* earlier)
+    : pasteboard(pasteboard) {
+    if (earlier && takeOver(*earlier)) return;
+    saveOriginal();
+    // The earlier copy may have arrived just before it was saved.
+    if (earlier && !takeOver(*earlier)) unclaimedCopies = std::exchange(earlier->unclaimedCopies, 0);
+}
+
+void ConversationClipboardCapture::saveOriginal() {
+    const auto require = [](bool condition) {
+        if (!condition) throw Failure(Case::snapshotFailed);
+    };
+    expectedChangeCount = pasteboard.changeCount();
+    const auto count = pasteboard.itemCount();
+    require(count && *count <= maximumItems);
+    require(*count > 0 || pasteboard.types().empty());
+    std::size_t bytes = 0;
+    for (std::size_t i = 0; i < *count; ++i) {
+        const auto types = pasteboard.typesOf(i);
+        require(!types.empty() && types.size() <= maximumTypesOfItem); // None can't be told from unreadable.
+        auto& item = original.emplace_back();
+        for (const auto& type : types) {
+            auto data = pasteboard.data(i, type);
+            require(data && data->size() <= maximumBytes - bytes);
+            bytes += data->size();
+            item[type] = std::move(*data);
+        }
+    }
+    require(pasteboard.changeCount() == expectedChangeCount);
+}
+
+bool ConversationClipboardCapture::takeOver(ConversationClipboardCapture& earlier) {
+    earlier.claimLateCopy();
+    if (!earlier.ownsContents()) return false;
+    original = std::exchange(earlier.original, {});
+    ownedChangeCount = std::exchange(earlier.ownedChangeCount, std::nullopt);
+    expectedChangeCount = *ownedChangeCount;
+    unclaimedCopies = std::exchange(earlier.unclaimedCopies, 0);
+    return true;
+}
+
+bool ConversationClipboardCapture::ownsContents() {
+    return ownedChangeCount && *ownedChangeCount == pasteboard.changeCount();
+}
+
+// Nothing if the clipboard holds anything but one short text.
+std::optional<std::string> ConversationClipboardCapture::onlyText() {
+    if (pasteboard.itemCount() != 1) return std::nullopt;
+    const auto types = pasteboard.typesOf(0);
+    for (const auto wanted : {PasteboardType::string, PasteboardType::url}) {
+        const auto type = std::find(types.begin(), types.end(), wanted);
+        if (type == types.end()) continue;
+        auto text = pasteboard.data(0, *type);
+        if (text) return text->size() <= maximumTextBytes ? std::move(text) : std::nullopt;
+    }
+    return std::nullopt;
+}
+
+void ConversationClipboardCapture::claim(std::int64_t changeCount) {
+    ownedChangeCount = expectedChangeCount = changeCount;
+    --unclaimedCopies;
+}
+
+// A link that stands there although nobody has looked for it since it was asked for.
+void ConversationClipboardCapture::claimLateCopy() {
+    const auto changeCount = pasteboard.changeCount();
+    if (unclaimedCopies == 0 || changeCount == expectedChangeCount) return;
+    const auto text = onlyText();
+    if (text && CodexDeepLink::threadID(*text) && pasteboard.changeCount() == changeCount) claim(changeCount);
+}
+
+void ConversationClipboardCapture::expectCopy() {
+    if (pasteboard.changeCount() != expectedChangeCount) {
+        claimLateCopy(); // So that it can be taken away again.
+        throw Failure(Case::changed);
+    }
+    ++unclaimedCopies;
+}
+
+std::optional<std::string> ConversationClipboardCapture::freshText() {
+    const auto changeCount = pasteboard.changeCount();
+    if (changeCount == expectedChangeCount) return std::nullopt;
+    if (unclaimedCopies == 0) throw Failure(Case::changed);
+    auto text = onlyText();
+    if (pasteboard.changeCount() != changeCount) throw Failure(Case::changed);
+    if (!text) throw Failure(Case::wrongShape);
+    if (CodexDeepLink::threadID(*text))
+        claim(changeCount);
+    else if (!text->starts_with("codex://"))
+        throw Failure(Case::changed);
+    return text;
+}
+
+bool ConversationClipboardCapture::restoreIfOwned() {
+    claimLateCopy();
+    if (!ownsContents()) return false;
+    const auto isEmpty = [this] { return pasteboard.itemCount() == 0; };
+    pasteboard.clearContents();
+    const bool isRestored = original.empty() ? isEmpty() : pasteboard.writeItems(original);
+    expectedChangeCount = pasteboard.changeCount();
+    if (isRestored)
+        ownedChangeCount.reset();
+    else if (isEmpty())
+        ownedChangeCount = expectedChangeCount; // Empty by this program's hand.
+    return isRestored;
+}
+
+} // namespace orvel

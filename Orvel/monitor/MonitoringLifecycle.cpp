@@ -1,0 +1,162 @@
+#include "Orvel/monitor/MonitoringLifecycle.h"
+
+#include "Orvel/desktop/Accessibility.h"
+#include "Orvel/desktop/Applications.h"
+#include "Orvel/monitor/EditorPreparation.h"
+
+#include <chrono>
+#include <type_traits>
+#include <utility>
+
+namespace orvel {
+
+namespace {
+
+constexpr auto tapStopped = "macOS stopped monitoring. Check permissions and resume monitoring.";
+
+// Screens hear only of what has changed.
+template <typename T>
+void publish(Observable<T>& field, std::type_identity_t<T> value) {
+    if (field.get() != value) field = std::move(value);
+}
+
+void call(const std::function<void()>& callback) {
+    if (callback) callback();
+}
+
+} // namespace
+
+MonitoringLifecycle::MonitoringLifecycle(const ChangeSignal& changes, const MonitoringLifecycleNeeds& needs,
+                                         MonitoringCallbacks callbacks)
+    : needs(needs),
+      callbacks(std::move(callbacks)),
+      monitoring(changes),
+      accessibilityGranted(changes),
+      startFailed(changes),
+      statusField(changes),
+      inputMonitoring(changes) {}
+
+MonitoringLifecycle::~MonitoringLifecycle() {
+    needs.keyboardTap.stop(); // Its handler uses this object.
+}
+
+void MonitoringLifecycle::startMonitoring() {
+    publish(startFailed, false);
+    const auto started = needs.keyboardTap.start([this](const TapEvent& event) { return handle(event); });
+    if (started != TapStart::started) {
+        publish(startFailed, true);
+        publish(
+            statusField,
+            started == TapStart::refused
+                ? "Couldn't start monitoring. Check accessibility permission. If needed, open Input "
+                  "Monitoring Settings. Restart Orvel if monitoring still fails after changing permissions."
+                : "Couldn't initialize key monitoring.");
+        return;
+    }
+    ++startedTaps;
+    publish(monitoring, true);
+    needs.preparation.prepare();
+    publish(statusField,
+            "Enter /orvel in a Codex / Claude editor and press Return or ⌘Return to open Orvel.");
+    call(callbacks.tick);
+}
+
+void MonitoringLifecycle::stop(std::string reason, bool pausesAutomaticMonitoring) {
+    if (pausesAutomaticMonitoring)
+        policy.isPaused = true;
+    else
+        policy.attemptedPermissions
+            .reset(); // The permission may be back before anybody sees that it was gone.
+    publish(monitoring, false);
+    needs.keyboardTap.stop();
+    call(callbacks.stopped);
+    needs.preparation.stop();
+    publish(statusField, std::move(reason));
+}
+
+void MonitoringLifecycle::startAutomaticMonitoring() {
+    if (std::exchange(isTimed, true)) return;
+    tasks.start(tickEverySecond());
+    refreshPermissions();
+}
+
+Task<void> MonitoringLifecycle::tickEverySecond() {
+    while (true) {
+        co_await needs.loop.sleep(std::chrono::seconds(1));
+        tick();
+    }
+}
+
+void MonitoringLifecycle::tick() {
+    refreshPermissions();
+    if (monitoring) call(callbacks.tick);
+    if (monitoring && !needs.keyboardTap.isEnabled()) stop(tapStopped, true);
+}
+
+void MonitoringLifecycle::refreshPermissions() {
+    publish(accessibilityGranted, needs.accessibility.isTrusted());
+    auto permission = inputMonitoring.get();
+    permission.observe(needs.keyboardTap.isListeningGranted());
+    publish(inputMonitoring, permission);
+    call(callbacks.refreshed);
+    if (monitoring && !accessibilityGranted)
+        stop("Waiting for accessibility permission. Monitoring will resume automatically when access is "
+             "restored.",
+             false);
+    if (isTimed && !monitoring) {
+        if (policy.beginsAttempt({accessibilityGranted, permission.granted})) {
+            startMonitoring();
+        } else if (!accessibilityGranted && !policy.isPaused) {
+            publish(startFailed, false);
+            publish(statusField, "Grant accessibility permission. Monitoring will start automatically.");
+        }
+    }
+    if (monitoring && accessibilityGranted) needs.preparation.prepare();
+}
+
+void MonitoringLifecycle::pause() {
+    stop("Monitoring paused until you resume it or restart Orvel.", true);
+}
+
+void MonitoringLifecycle::resume() {
+    policy = {};
+    if (isTimed)
+        refreshPermissions();
+    else
+        startAutomaticMonitoring();
+}
+
+void MonitoringLifecycle::requestInputMonitoring() {
+    needs.keyboardTap.requestListening();
+    refreshPermissions();
+    auto permission = inputMonitoring.get();
+    permission.didRequest(permission.granted);
+    publish(inputMonitoring, permission);
+}
+
+void MonitoringLifecycle::openInputMonitoringSettings() {
+    auto permission = inputMonitoring.get();
+    permission.didOpenSettings(needs.applications.openURL(
+        "x-apple.systempreferences:com.apple.preference.security?Privacy_ListenEvent"));
+    publish(inputMonitoring, permission);
+}
+
+TapAnswer MonitoringLifecycle::handle(const TapEvent& event) {
+    if (event.type == TapEventType::tapDisabledByTimeout)
+        tasks.start(stopDisabledTap(
+            "Monitoring stopped because a read took too long. Resume monitoring to try again.", startedTaps));
+    else if (event.type == TapEventType::tapDisabledByUserInput)
+        tasks.start(stopDisabledTap(tapStopped, startedTaps));
+    else
+        return callbacks.handle(event);
+    return TapAnswer::pass;
+}
+
+// After the handler has returned, since stopping takes longer than a key may wait. Without the permission it
+// is not a failure of the tap, and monitoring goes on when the permission is back.
+Task<void> MonitoringLifecycle::stopDisabledTap(std::string reason, std::uint64_t tap) {
+    co_await needs.loop.yield();
+    if (tap == startedTaps) stop(std::move(reason), needs.accessibility.isTrusted());
+}
+
+} // namespace orvel
