@@ -46,14 +46,20 @@ RelayDraft draftWith(const RelayDraft& draft, const std::string& instruction, bo
     return placed;
 }
 
+// Throws unless the file of the reference is of that very conversation. Reads it.
+ConversationReference provedByFile(ConversationReference found, const std::string& file) {
+    const auto inFile = ConversationCatalog::reference(file, found.agent);
+    if (!sameIdentity(inFile, found)) throw RelayError(RelayError::Case::conversationMismatch);
+    return found;
+}
+
 // The one reference of the catalogue that stands for the conversation in the file. Reads files.
 ConversationReference referenceAsked(const HandoffRequest& request, const AgentFolders& folders) {
     const auto inFile = ConversationCatalog::reference(*request.file, request.source);
     if (inFile.sessionID != *request.sessionID) throw RelayError(RelayError::Case::conversationMismatch);
     const auto references = ConversationCatalog::list(folders);
-    auto found = ConversationCatalog::resolve(request.source, *request.sessionID, references);
-    if (!sameIdentity(inFile, found)) throw RelayError(RelayError::Case::conversationMismatch);
-    return found;
+    return provedByFile(ConversationCatalog::resolve(request.source, *request.sessionID, references),
+                        *request.file);
 }
 
 } // namespace
@@ -148,6 +154,17 @@ Task<void> CommandInbox::receiveIdentifiedHandoff(HandoffRequest request) {
         fail(std::string(failure.what()) + "\nThe conversation and saved transfers were not changed.",
              request.instruction, ' ');
     }
+}
+
+Task<ConversationReference> CommandInbox::resolveCopiedCodex(std::string id) {
+    const auto find = [id, folders = needs.catalogue.agentFolders()] {
+        auto found = ConversationCatalog::resolve(Agent::codex, id, ConversationCatalog::list(folders));
+        const auto file = found.transcriptPath;
+        return provedByFile(std::move(found), file);
+    };
+    auto found = co_await needs.loop.background(find);
+    co_await needs.reader.readReference(found); // Proves that it can be read.
+    co_return found;
 }
 
 Task<ConversationReference> CommandInbox::resolveHandoff(HandoffRequest request) {

@@ -51,6 +51,10 @@ class CommandInbox {
     /// placed and not sent.
     void receiveInterceptedCommand(CapturedCommand captured);
 
+    /// The one conversation with Codex that has this identifier, proved to be readable. Throws
+    /// ConversationCatalogError, RelayError, and what reading throws.
+    Task<ConversationReference> resolveCopiedCodex(std::string id);
+
     /// A URL that was handed to the application. It never sends anything.
     void open(std::string_view url);
 

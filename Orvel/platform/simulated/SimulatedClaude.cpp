@@ -526,6 +526,7 @@ void SimulatedClaude::pasted(const std::string& text) {
 
 void SimulatedClaude::typed(const std::string& text) {
     if (!editor || other) return;
+    if (text == "\r") return userSends(); // Return.
     draft() += text;
     textChanged();
 }
