@@ -27,9 +27,9 @@ ConversationClipboardCapture::Failure::Failure(Case kind) : orvel::Failure(words
 ConversationClipboardCapture::ConversationClipboardCapture(Pasteboard& pasteboard,
                                                            ConversationClipboardCapture* earlier)
     : pasteboard(pasteboard) {
-    if (earlier && takeOver(*earlier)) return;
     saveOriginal();
-    // The earlier copy may have arrived just before it was saved.
+    // If that was the earlier capture's copy, which may have arrived just now, it keeps what was there
+    // before.
     if (earlier && !takeOver(*earlier)) unclaimedCopies = std::exchange(earlier->unclaimedCopies, 0);
 }
 

@@ -69,7 +69,9 @@ Items manyTypes(std::size_t count) {
 }
 
 Items manyBytes(std::size_t count) {
-    return {{{plain, std::string(count / 2, 'a')}}, {{plain, std::string(count - count / 2, 'b')}}};
+    const auto third = count / 3;
+    return {{{plain, std::string(third, 'a')}, {url, std::string(third, 'b')}},
+            {{plain, std::string(count - 2 * third, 'c')}}};
 }
 
 TEST_F(ConversationClipboardCaptureTest, KeepsEverythingUpToItsLimitsAndGivesItBack) {

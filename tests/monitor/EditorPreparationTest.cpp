@@ -143,6 +143,13 @@ TEST_F(EditorPreparationTest, ALateResultChangesNothing) {
     const std::string stopped = "Codex / Claude editor read preparation: Monitoring stopped";
     const std::vector<Row> rows{
         {"stopped", [&] { preparation.stop(); }, stopped},
+        {"stopped, and begun again",
+         [&] {
+             preparation.stop();
+             loop.runFor(100ms);
+             preparation.prepare();
+         },
+         "Codex: Preparing AX exposure (attempt 1)"},
         {"quit, and nobody has looked", [&] { desktop.applications.quit(codex); },
          "Codex: Checking editor readability"},
         {"quit",
@@ -168,8 +175,9 @@ TEST_F(EditorPreparationTest, ALateResultChangesNothing) {
         prepared();
         const auto requests = codex.requests;
         prepared();
+        const auto arrival = loop.uptime() + 500ms;
         meanwhile();
-        loop.runFor(500ms);
+        loop.runFor(arrival - loop.uptime());
         EXPECT_EQ(told(), end) << what;
         EXPECT_FALSE(ready()) << what;
         EXPECT_EQ(codex.requests, requests) << what << ": one at a time";
