@@ -237,21 +237,44 @@ TEST_F(ConversationClipboardCaptureTest, ACopyThatCameUnseenIsTakenAwayToo) {
     EXPECT_EQ(pasteboard.text, otherLink);
 }
 
-TEST_F(ConversationClipboardCaptureTest, ARefusedRestorationIsTriedAgainUnlessSomebodyWrote) {
-    for (const bool isWritten : {false, true}) {
-        pasteboard.copiedElsewhere(original);
-        Capture capture(pasteboard);
-        capture.expectCopy();
-        pasteboard.copiedElsewhere(link);
-        capture.freshText();
-        refuse("writeItems");
-        EXPECT_FALSE(capture.restoreIfOwned());
-        EXPECT_FALSE(capture.isSettled());
-        steps.observer = nullptr;
-        if (isWritten) pasteboard.copiedElsewhere(foreign);
-        EXPECT_EQ(capture.restoreIfOwned(), !isWritten);
-        EXPECT_TRUE(pasteboard.contents() == (isWritten ? foreign : original));
+TEST_F(ConversationClipboardCaptureTest, NoCallThatFailsOnceLosesWhatTheClipboardHeld) {
+    for (const auto& items : {original, Items()}) {
+        std::uint64_t number = 1;
+        for (bool isReached = true; isReached; ++number) {
+            steps.observer = nullptr;
+            pasteboard.copiedElsewhere(items);
+            isReached = false;
+            steps.observer = [&, failing = steps.taken() + number](SimulatedStep& step) {
+                if (step.number == failing && step.operation != "changeCount")
+                    step.report = AXStatus::failure;
+                isReached |= step.number == failing;
+            };
+            const auto failure = failureOf([&] {
+                Capture capture(pasteboard);
+                capture.expectCopy();
+                pasteboard.copiedElsewhere(link);
+                failureOf([&] { capture.freshText(); });
+                EXPECT_TRUE(capture.restoreIfOwned() || capture.restoreIfOwned()) << number;
+                EXPECT_TRUE(capture.isSettled()) << number;
+            });
+            EXPECT_TRUE(!failure || failure == Case::snapshotFailed) << number;
+            EXPECT_TRUE(pasteboard.contents() == items) << number;
+        }
+        EXPECT_GT(number, 15U);
     }
+}
+
+TEST_F(ConversationClipboardCaptureTest, WhatIsWrittenAfterARefusedRestorationStays) {
+    Capture capture(pasteboard);
+    capture.expectCopy();
+    pasteboard.copiedElsewhere(link);
+    refuse("writeItems");
+    EXPECT_FALSE(capture.restoreIfOwned());
+    EXPECT_FALSE(capture.isSettled());
+    pasteboard.copiedElsewhere(foreign);
+    steps.observer = nullptr;
+    EXPECT_FALSE(capture.restoreIfOwned());
+    EXPECT_TRUE(pasteboard.contents() == foreign);
 }
 
 // The copy of a capture that has been given up stands there, comes now, or comes later; the next one may
