@@ -33,6 +33,10 @@ ConversationClipboardCapture::ConversationClipboardCapture(Pasteboard& pasteboar
     if (earlier && !takeOver(*earlier)) unclaimedCopies = std::exchange(earlier->unclaimedCopies, 0);
 }
 
+ConversationClipboardCapture::~ConversationClipboardCapture() {
+    if (ownsContents()) giveBack();
+}
+
 void ConversationClipboardCapture::saveOriginal() {
     const auto require = [](bool condition) {
         if (!condition) throw Failure(Case::snapshotFailed);
@@ -120,7 +124,10 @@ std::optional<std::string> ConversationClipboardCapture::freshText() {
 
 bool ConversationClipboardCapture::restoreIfOwned() {
     claimLateCopy();
-    if (!ownsContents()) return false;
+    return ownsContents() && giveBack();
+}
+
+bool ConversationClipboardCapture::giveBack() {
     const auto isEmpty = [this] { return pasteboard.itemCount() == 0; };
     pasteboard.clearContents();
     const bool isRestored = original.empty() ? isEmpty() : pasteboard.writeItems(original);

@@ -237,6 +237,20 @@ TEST_F(ConversationClipboardCaptureTest, ACopyThatCameUnseenIsTakenAwayToo) {
     EXPECT_EQ(pasteboard.text, otherLink);
 }
 
+TEST_F(ConversationClipboardCaptureTest, WhoeverEndsItNothingClaimedStays) {
+    std::optional<Capture> capture(std::in_place, pasteboard);
+    capture->expectCopy();
+    pasteboard.copiedElsewhere(link);
+    capture->freshText();
+    capture.reset();
+    EXPECT_TRUE(pasteboard.contents() == original);
+    capture.emplace(pasteboard);
+    capture->expectCopy();
+    pasteboard.copiedElsewhere(otherLink);
+    capture.reset();
+    EXPECT_EQ(pasteboard.text, otherLink) << "it may be long ago that a copy was asked for";
+}
+
 TEST_F(ConversationClipboardCaptureTest, NoCallThatFailsOnceLosesWhatTheClipboardHeld) {
     for (const auto& items : {original, Items()}) {
         std::uint64_t number = 1;

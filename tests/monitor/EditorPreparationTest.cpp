@@ -197,6 +197,10 @@ TEST_F(EditorPreparationTest, PrefersTheInstanceInFrontAndElseTheFirst) {
     for (int second = 0; second < 4; ++second) preparedAfter(1s);
     EXPECT_EQ(ready(), other);
     EXPECT_EQ(preparation.targetVersion(Agent::codex), "2.0");
+    desktop.steps.observer = [](SimulatedStep& step) {
+        if (step.operation == "bundleOf") step.report = AXStatus::failure;
+    };
+    prepared(); // Without a bundle it stays as it was.
     preparation.stop();
     EXPECT_FALSE(ready());
     EXPECT_EQ(preparation.targetVersion(Agent::codex), "2.0");
