@@ -278,17 +278,24 @@ TEST_F(ConversationClipboardCaptureTest, NoCallThatFailsOnceLosesWhatTheClipboar
     }
 }
 
-TEST_F(ConversationClipboardCaptureTest, WhatIsWrittenAfterARefusedRestorationStays) {
-    Capture capture(pasteboard);
-    capture.expectCopy();
-    pasteboard.copiedElsewhere(link);
-    refuse("writeItems");
-    EXPECT_FALSE(capture.restoreIfOwned());
-    EXPECT_FALSE(capture.isSettled());
-    pasteboard.copiedElsewhere(foreign);
-    steps.observer = nullptr;
-    EXPECT_FALSE(capture.restoreIfOwned());
-    EXPECT_TRUE(pasteboard.contents() == foreign);
+TEST_F(ConversationClipboardCaptureTest, WhatIsWrittenAroundARefusedRestorationStays) {
+    for (const bool isDuring : {true, false}) {
+        pasteboard.copiedElsewhere(original);
+        Capture capture(pasteboard);
+        capture.expectCopy();
+        pasteboard.copiedElsewhere(link);
+        steps.observer = [&](SimulatedStep& step) {
+            if (step.operation != "writeItems") return;
+            step.report = AXStatus::failure;
+            if (isDuring) pasteboard.copiedElsewhere(foreign);
+        };
+        EXPECT_FALSE(capture.restoreIfOwned());
+        EXPECT_FALSE(capture.isSettled());
+        steps.observer = nullptr;
+        if (!isDuring) pasteboard.copiedElsewhere(foreign);
+        EXPECT_FALSE(capture.restoreIfOwned());
+        EXPECT_TRUE(pasteboard.contents() == foreign) << isDuring;
+    }
 }
 
 // The copy of a capture that has been given up stands there, comes now, or comes later; the next one may

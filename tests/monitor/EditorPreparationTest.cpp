@@ -141,7 +141,15 @@ TEST_F(EditorPreparationTest, ALateResultChangesNothing) {
         std::string end;
     };
     const std::string stopped = "Codex / Claude editor read preparation: Monitoring stopped";
+    AgentApplication newer(desktop, Agent::codex);
     const std::vector<Row> rows{
+        {"another instance is in front",
+         [&] {
+             desktop.applications.bringToFront(desktop.applications.start(newer));
+             preparation.prepare();
+             desktop.applications.quit(newer);
+         },
+         "Codex: Checking editor readability"},
         {"stopped", [&] { preparation.stop(); }, stopped},
         {"stopped, and begun again",
          [&] {
