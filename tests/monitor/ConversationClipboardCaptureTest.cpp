@@ -46,7 +46,7 @@ struct ConversationClipboardCaptureTest : testing::Test {
         };
     }
     // Lets something happen directly before the step of this number, counted from now.
-    void before(std::uint64_t number, std::function<void()> happening) {
+    void before(std::uint64_t number, const std::function<void()>& happening) {
         steps.observer = [number, happening, first = steps.taken()](const SimulatedStep& step) {
             if (step.number == first + number) happening();
         };
@@ -92,7 +92,7 @@ TEST_F(ConversationClipboardCaptureTest, KeepsEverythingUpToItsLimitsAndGivesItB
 TEST_F(ConversationClipboardCaptureTest, RefusesWhatItCantKeepAndTouchesNothing) {
     const auto isRefused = [this] {
         const auto held = pasteboard.contents();
-        const auto failure = failureOf([this] { Capture capture(pasteboard); });
+        const auto failure = failureOf([this] { const Capture capture(pasteboard); });
         return failure == Case::snapshotFailed && pasteboard.contents() == held;
     };
     for (const auto& items : {manyItems(33), manyTypes(65), manyBytes(8'388'609), Items(1)}) {
@@ -114,12 +114,12 @@ TEST_F(ConversationClipboardCaptureTest, RefusesWhatItCantKeepAndTouchesNothing)
 
 TEST_F(ConversationClipboardCaptureTest, RefusesAClipboardThatChangesMeanwhile) {
     const auto first = steps.taken();
-    { Capture capture(pasteboard); }
+    { const Capture capture(pasteboard); }
     const auto count = steps.taken() - first;
     for (std::uint64_t number = 2; number <= count; ++number) {
         pasteboard.copiedElsewhere(original);
         before(number, [this] { pasteboard.copiedElsewhere(original); });
-        EXPECT_EQ(failureOf([this] { Capture capture(pasteboard); }), Case::snapshotFailed) << number;
+        EXPECT_EQ(failureOf([this] { const Capture capture(pasteboard); }), Case::snapshotFailed) << number;
     }
 }
 
