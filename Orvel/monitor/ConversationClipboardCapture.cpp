@@ -27,10 +27,14 @@ ConversationClipboardCapture::Failure::Failure(Case kind) : orvel::Failure(words
 ConversationClipboardCapture::ConversationClipboardCapture(Pasteboard& pasteboard,
                                                            ConversationClipboardCapture* earlier)
     : pasteboard(pasteboard) {
-    if (earlier && takeOver(*earlier)) return;
     saveOriginal();
-    // The earlier copy may have arrived just before it was saved.
+    // If that was the earlier capture's copy, which may have arrived just now, it keeps what was there
+    // before.
     if (earlier && !takeOver(*earlier)) unclaimedCopies = std::exchange(earlier->unclaimedCopies, 0);
+}
+
+ConversationClipboardCapture::~ConversationClipboardCapture() {
+    if (ownsContents()) giveBack();
 }
 
 void ConversationClipboardCapture::saveOriginal() {
@@ -97,10 +101,7 @@ void ConversationClipboardCapture::claimLateCopy() {
 }
 
 void ConversationClipboardCapture::expectCopy() {
-    if (pasteboard.changeCount() != expectedChangeCount) {
-        claimLateCopy(); // So that it can be taken away again.
-        throw Failure(Case::changed);
-    }
+    if (pasteboard.changeCount() != expectedChangeCount) throw Failure(Case::changed);
     ++unclaimedCopies;
 }
 
@@ -120,7 +121,10 @@ std::optional<std::string> ConversationClipboardCapture::freshText() {
 
 bool ConversationClipboardCapture::restoreIfOwned() {
     claimLateCopy();
-    if (!ownsContents()) return false;
+    return ownsContents() && giveBack();
+}
+
+bool ConversationClipboardCapture::giveBack() {
     const auto isEmpty = [this] { return pasteboard.itemCount() == 0; };
     pasteboard.clearContents();
     const bool isRestored = original.empty() ? isEmpty() : pasteboard.writeItems(original);

@@ -13,8 +13,9 @@
 
 namespace orvel {
 
-/// One capture, from before the first copy until the clipboard is settled. Belongs to the main loop's thread;
-/// the port outlives it. Calls read the clipboard afresh, and nothing here waits.
+/// One capture: made, then for each copy `expectCopy` and `freshText` until there is one, then
+/// `restoreIfOwned` on every way out. Destroying it gives back what it claims. Belongs to the main loop's
+/// thread; the port outlives it.
 class ConversationClipboardCapture {
   public:
     class Failure : public orvel::Failure {
@@ -44,6 +45,7 @@ class ConversationClipboardCapture {
                                           ConversationClipboardCapture* earlier = nullptr);
     ConversationClipboardCapture(const ConversationClipboardCapture&) = delete;
     ConversationClipboardCapture& operator=(const ConversationClipboardCapture&) = delete;
+    ~ConversationClipboardCapture();
 
     /// To be called directly before Codex is asked for a copy. What was claimed before stays claimed. Throws
     /// Failure if the clipboard has changed since the last look; then Codex must not be asked.
@@ -66,6 +68,7 @@ class ConversationClipboardCapture {
     void saveOriginal();
     bool takeOver(ConversationClipboardCapture& earlier);
     bool ownsContents();
+    bool giveBack();
     std::optional<std::string> onlyText();
     void claim(std::int64_t changeCount);
     void claimLateCopy();

@@ -65,8 +65,7 @@ void MonitoringLifecycle::stop(std::string reason, bool pausesAutomaticMonitorin
     if (pausesAutomaticMonitoring)
         policy.isPaused = true;
     else
-        policy.attemptedPermissions
-            .reset(); // The permission may be back before anybody sees that it was gone.
+        policy.attemptedPermissions.reset(); // It may be permitted again before anybody looks.
     publish(monitoring, false);
     needs.keyboardTap.stop();
     call(callbacks.stopped);

@@ -46,7 +46,7 @@ struct ConversationClipboardCaptureTest : testing::Test {
         };
     }
     // Lets something happen directly before the step of this number, counted from now.
-    void before(std::uint64_t number, std::function<void()> happening) {
+    void before(std::uint64_t number, const std::function<void()>& happening) {
         steps.observer = [number, happening, first = steps.taken()](const SimulatedStep& step) {
             if (step.number == first + number) happening();
         };
@@ -69,7 +69,9 @@ Items manyTypes(std::size_t count) {
 }
 
 Items manyBytes(std::size_t count) {
-    return {{{plain, std::string(count / 2, 'a')}}, {{plain, std::string(count - count / 2, 'b')}}};
+    const auto third = count / 3;
+    return {{{plain, std::string(third, 'a')}, {url, std::string(third, 'b')}},
+            {{plain, std::string(count - 2 * third, 'c')}}};
 }
 
 TEST_F(ConversationClipboardCaptureTest, KeepsEverythingUpToItsLimitsAndGivesItBack) {
@@ -90,7 +92,7 @@ TEST_F(ConversationClipboardCaptureTest, KeepsEverythingUpToItsLimitsAndGivesItB
 TEST_F(ConversationClipboardCaptureTest, RefusesWhatItCantKeepAndTouchesNothing) {
     const auto isRefused = [this] {
         const auto held = pasteboard.contents();
-        const auto failure = failureOf([this] { Capture capture(pasteboard); });
+        const auto failure = failureOf([this] { const Capture capture(pasteboard); });
         return failure == Case::snapshotFailed && pasteboard.contents() == held;
     };
     for (const auto& items : {manyItems(33), manyTypes(65), manyBytes(8'388'609), Items(1)}) {
@@ -112,12 +114,12 @@ TEST_F(ConversationClipboardCaptureTest, RefusesWhatItCantKeepAndTouchesNothing)
 
 TEST_F(ConversationClipboardCaptureTest, RefusesAClipboardThatChangesMeanwhile) {
     const auto first = steps.taken();
-    { Capture capture(pasteboard); }
+    { const Capture capture(pasteboard); }
     const auto count = steps.taken() - first;
     for (std::uint64_t number = 2; number <= count; ++number) {
         pasteboard.copiedElsewhere(original);
         before(number, [this] { pasteboard.copiedElsewhere(original); });
-        EXPECT_EQ(failureOf([this] { Capture capture(pasteboard); }), Case::snapshotFailed) << number;
+        EXPECT_EQ(failureOf([this] { const Capture capture(pasteboard); }), Case::snapshotFailed) << number;
     }
 }
 
@@ -235,20 +237,64 @@ TEST_F(ConversationClipboardCaptureTest, ACopyThatCameUnseenIsTakenAwayToo) {
     EXPECT_EQ(pasteboard.text, otherLink);
 }
 
-TEST_F(ConversationClipboardCaptureTest, ARefusedRestorationIsTriedAgainUnlessSomebodyWrote) {
-    for (const bool isWritten : {false, true}) {
+TEST_F(ConversationClipboardCaptureTest, WhoeverEndsItNothingClaimedStays) {
+    std::optional<Capture> capture(std::in_place, pasteboard);
+    capture->expectCopy();
+    pasteboard.copiedElsewhere(link);
+    capture->freshText();
+    capture.reset();
+    EXPECT_TRUE(pasteboard.contents() == original);
+    capture.emplace(pasteboard);
+    capture->expectCopy();
+    pasteboard.copiedElsewhere(otherLink);
+    capture.reset();
+    EXPECT_EQ(pasteboard.text, otherLink) << "it may be long ago that a copy was asked for";
+}
+
+TEST_F(ConversationClipboardCaptureTest, NoCallThatFailsOnceLosesWhatTheClipboardHeld) {
+    for (const auto& items : {original, Items()}) {
+        std::uint64_t number = 1;
+        for (bool isReached = true; isReached; ++number) {
+            steps.observer = nullptr;
+            pasteboard.copiedElsewhere(items);
+            isReached = false;
+            steps.observer = [&, failing = steps.taken() + number](SimulatedStep& step) {
+                if (step.number == failing && step.operation != "changeCount")
+                    step.report = AXStatus::failure;
+                isReached |= step.number == failing;
+            };
+            const auto failure = failureOf([&] {
+                Capture capture(pasteboard);
+                capture.expectCopy();
+                pasteboard.copiedElsewhere(link);
+                failureOf([&] { capture.freshText(); });
+                EXPECT_TRUE(capture.restoreIfOwned() || capture.restoreIfOwned()) << number;
+                EXPECT_TRUE(capture.isSettled()) << number;
+            });
+            EXPECT_TRUE(!failure || failure == Case::snapshotFailed) << number;
+            EXPECT_TRUE(pasteboard.contents() == items) << number;
+        }
+        EXPECT_GT(number, 15U);
+    }
+}
+
+TEST_F(ConversationClipboardCaptureTest, WhatIsWrittenAroundARefusedRestorationStays) {
+    for (const bool isDuring : {true, false}) {
         pasteboard.copiedElsewhere(original);
         Capture capture(pasteboard);
         capture.expectCopy();
         pasteboard.copiedElsewhere(link);
-        capture.freshText();
-        refuse("writeItems");
+        steps.observer = [&](SimulatedStep& step) {
+            if (step.operation != "writeItems") return;
+            step.report = AXStatus::failure;
+            if (isDuring) pasteboard.copiedElsewhere(foreign);
+        };
         EXPECT_FALSE(capture.restoreIfOwned());
         EXPECT_FALSE(capture.isSettled());
         steps.observer = nullptr;
-        if (isWritten) pasteboard.copiedElsewhere(foreign);
-        EXPECT_EQ(capture.restoreIfOwned(), !isWritten);
-        EXPECT_TRUE(pasteboard.contents() == (isWritten ? foreign : original));
+        if (!isDuring) pasteboard.copiedElsewhere(foreign);
+        EXPECT_FALSE(capture.restoreIfOwned());
+        EXPECT_TRUE(pasteboard.contents() == foreign) << isDuring;
     }
 }
 

@@ -141,8 +141,23 @@ TEST_F(EditorPreparationTest, ALateResultChangesNothing) {
         std::string end;
     };
     const std::string stopped = "Codex / Claude editor read preparation: Monitoring stopped";
+    AgentApplication newer(desktop, Agent::codex);
     const std::vector<Row> rows{
+        {"another instance is in front",
+         [&] {
+             desktop.applications.bringToFront(desktop.applications.start(newer));
+             preparation.prepare();
+             desktop.applications.quit(newer);
+         },
+         "Codex: Checking editor readability"},
         {"stopped", [&] { preparation.stop(); }, stopped},
+        {"stopped, and begun again",
+         [&] {
+             preparation.stop();
+             loop.runFor(100ms);
+             preparation.prepare();
+         },
+         "Codex: Preparing AX exposure (attempt 1)"},
         {"quit, and nobody has looked", [&] { desktop.applications.quit(codex); },
          "Codex: Checking editor readability"},
         {"quit",
@@ -168,8 +183,9 @@ TEST_F(EditorPreparationTest, ALateResultChangesNothing) {
         prepared();
         const auto requests = codex.requests;
         prepared();
+        const auto arrival = loop.uptime() + 500ms;
         meanwhile();
-        loop.runFor(500ms);
+        loop.runFor(arrival - loop.uptime());
         EXPECT_EQ(told(), end) << what;
         EXPECT_FALSE(ready()) << what;
         EXPECT_EQ(codex.requests, requests) << what << ": one at a time";
@@ -189,6 +205,10 @@ TEST_F(EditorPreparationTest, PrefersTheInstanceInFrontAndElseTheFirst) {
     for (int second = 0; second < 4; ++second) preparedAfter(1s);
     EXPECT_EQ(ready(), other);
     EXPECT_EQ(preparation.targetVersion(Agent::codex), "2.0");
+    desktop.steps.observer = [](SimulatedStep& step) {
+        if (step.operation == "bundleOf") step.report = AXStatus::failure;
+    };
+    prepared(); // Without a bundle it stays as it was.
     preparation.stop();
     EXPECT_FALSE(ready());
     EXPECT_EQ(preparation.targetVersion(Agent::codex), "2.0");
