@@ -14,7 +14,7 @@ bool MessageList::append(std::string_view role, std::string text, std::optional<
     id = nativeID ? *nativeID : "line-" + std::to_string(lineNumber);
     id += ':';
     id += digest;
-    const auto isTaken = [&](TextTable::Number number) { return messages[number].id == id; };
+    const auto isTaken = [&](TextNumberTable::Number number) { return messages[number].id == id; };
     if (taken.numberOf(id, messages.size(), isTaken) < messages.size()) return false;
     messages.push_back({std::move(id), std::string(role), std::move(text)});
     return true;

@@ -23,7 +23,7 @@ class MessageList {
 
   private:
     std::vector<Message>& messages;
-    TextTable taken; // The identities of the messages, by their places.
+    TextNumberTable taken; // The identities of the messages, by their places.
 };
 
 } // namespace orvel

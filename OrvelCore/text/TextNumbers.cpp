@@ -4,7 +4,7 @@
 
 namespace orvel {
 
-void TextTable::grow() {
+void TextNumberTable::grow() {
     std::vector<Slot> larger(std::max<std::size_t>(64, 2 * slots.size()));
     for (const auto& slot : slots) {
         if (slot.number == none) continue;

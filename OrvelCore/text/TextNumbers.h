@@ -13,7 +13,7 @@ namespace orvel {
 /// Finds numbers by their texts, which lie with whoever gives the numbers. A transcript brings a new text
 /// with almost every record, so the table is one flat piece of memory: with the standard library's the
 /// reading of many small records took a quarter longer.
-class TextTable {
+class TextNumberTable {
   public:
     using Number = std::uint32_t;
 
@@ -47,7 +47,7 @@ class TextTable {
 /// Numbers distinct texts from 0, in the order in which they come, and keeps copies of them side by side.
 class TextNumbers {
   public:
-    using Number = TextTable::Number;
+    using Number = TextNumberTable::Number;
 
     TextNumbers() = default;
     TextNumbers(const TextNumbers&) = delete;
@@ -60,7 +60,7 @@ class TextNumbers {
     Number latest = 0; // Found or given last.
     std::pmr::monotonic_buffer_resource memory;
     std::vector<std::string_view> texts; // By number; they lie in `memory`.
-    TextTable table;
+    TextNumberTable table;
 };
 
 } // namespace orvel
