@@ -186,6 +186,7 @@ int run(QApplication& application, const Options& options) {
     const TerminationSignals endings;
     window.show();
     model.links.restoreRelay();
+    model.commandInbox.restore();
     model.catalogue.discoverConversations();
     model.receipts.startReceiptPolling();
     requests.open(options.toOpen);

@@ -1,6 +1,7 @@
 #include "Orvel/model/CommandInbox.h"
 
 #include "Orvel/desktop/Applications.h"
+#include "Orvel/desktop/FileStore.h"
 #include "Orvel/model/Catalogue.h"
 #include "Orvel/model/MessageOperation.h"
 #include "Orvel/model/Notices.h"
@@ -9,6 +10,7 @@
 #include "Orvel/model/RelayLinkManagement.h"
 #include "Orvel/model/Workspace.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
+#include "OrvelCore/files/FileReading.h"
 #include "OrvelCore/relay/RelayError.h"
 #include "OrvelCore/relay/RelaySendError.h"
 #include "OrvelCore/text/UUID.h"
@@ -21,6 +23,9 @@
 namespace orvel {
 
 namespace {
+
+/// Between two looks whether the start is over.
+constexpr MainLoop::Duration restInterval = std::chrono::milliseconds(50);
 
 constexpr std::string_view desktopIDPrefix = "local_";
 constexpr auto sendingStopped = "Automatic sending stopped. Review the message preview.";
@@ -64,8 +69,9 @@ ConversationReference referenceAsked(const HandoffRequest& request, const AgentF
 
 } // namespace
 
-CommandInbox::CommandInbox(const CommandInboxNeeds& needs)
+CommandInbox::CommandInbox(const CommandInboxNeeds& needs, std::string keptPath)
     : needs(needs),
+      keptPath(std::move(keptPath)),
       turns(needs.loop),
       tasks([this](const auto& failure) { this->needs.notices.fail(failure); }) {}
 
@@ -115,12 +121,43 @@ Task<void> CommandInbox::receive(CapturedCommand captured, Moment moment) {
         const bool isQuiet =
             arrivals.isCurrent(moment.arrival) && workspace.commandEditGeneration.isCurrent(moment.edit);
         applyIdentifiedCommand(instruction, reference, captured.isRemoved && isQuiet);
+        tasks.start(forgetKept());
     } catch (const std::exception& failure) {
         fail(failure.what(), instruction);
         if (isClaude)
             needs.notices.say("Couldn't identify the conversation. Existing instructions and transfer "
                               "content are kept.");
     }
+}
+
+Task<void> CommandInbox::keep(CapturedCommand captured) {
+    return needs.files.replaceFile(keptPath, captured.command.instruction);
+}
+
+// Behind the note in which they stand. What can't be removed is told once more at the next start.
+Task<void> CommandInbox::forgetKept() {
+    try {
+        co_await needs.ledger.change([](RelayState&) {});
+        const std::string nothing;
+        if (!needs.ledger.hasUnsavedDraft()) co_await needs.files.replaceFile(keptPath, nothing);
+    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch)
+    }
+}
+
+void CommandInbox::restore() {
+    tasks.start(tellKept());
+}
+
+Task<void> CommandInbox::tellKept() {
+    const auto read = [path = keptPath] {
+        return fileExists(path) ? readFile(path, OrvelCommand::maximumBytes) : std::string();
+    };
+    const auto kept = co_await needs.loop.background(read);
+    if (kept.empty()) co_return;
+    while (!needs.workspace.isIdle() || !needs.links.isIdle()) co_await needs.loop.sleep(restInterval);
+    fail("Orvel ended while a typed command was being worked off. Nothing was sent.", kept);
+    const std::string nothing;
+    co_await needs.files.replaceFile(keptPath, nothing);
 }
 
 Task<ConversationReference> CommandInbox::identify(Agent source, CapturedConversationIdentity identity) {

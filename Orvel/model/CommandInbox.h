@@ -22,6 +22,7 @@ namespace orvel {
 
 class Applications;
 class Catalogue;
+class FileStore;
 class MessageOperation;
 class Notices;
 class Outbox;
@@ -41,11 +42,19 @@ struct CommandInboxNeeds {
     Outbox& outbox;
     MainLoop& loop;
     Applications& applications;
+    FileStore& files;
 };
 
 class CommandInbox {
   public:
-    explicit CommandInbox(const CommandInboxNeeds& needs);
+    /// `keptPath` is the file of the command that is being worked off.
+    CommandInbox(const CommandInboxNeeds& needs, std::string keptPath);
+
+    /// Puts the command on the disk, since nobody else has its instructions once it is removed from its
+    /// editor. To be awaited before that; throws FileError, and then it must not be removed.
+    Task<void> keep(CapturedCommand captured);
+    /// Tells the instructions that an earlier run kept and did not place, once nothing is being loaded.
+    void restore();
 
     /// Commands are worked off in their order. One that was not removed, or that anything stands against, is
     /// placed and not sent.
@@ -81,6 +90,8 @@ class CommandInbox {
     };
 
     Task<void> receive(CapturedCommand captured, Moment moment);
+    Task<void> tellKept();
+    Task<void> forgetKept();
     Task<void> receiveIdentifiedHandoff(HandoffRequest request);
     Task<ConversationReference> identify(Agent source, CapturedConversationIdentity identity);
     Task<ConversationReference> resolveHandoff(HandoffRequest request);
@@ -98,6 +109,7 @@ class CommandInbox {
     void fail(const std::string& complaint, const std::string& instruction, char separator = '\n');
 
     CommandInboxNeeds needs;
+    std::string keptPath;
     std::optional<RelayIntent> intent;
     Generation arrivals; ///< Renewed by everything that is handed over.
     Turns turns;

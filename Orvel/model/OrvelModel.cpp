@@ -53,7 +53,8 @@ OrvelModel::OrvelModel(const Desktop& desktop, ClaudeRelaySender& claudeSender, 
       receipts(changeSignal,
                {notices, operation, outbox.state(), ledger, workspace, reader, readings, desktop.loop}),
       commandInbox({notices, operation, ledger, catalogue, reader, workspace, links, outbox, desktop.loop,
-                    desktop.applications}) {
+                    desktop.applications, desktop.files},
+                   beside(statePath, "captured-command")) {
     catalogue.onDiscovered = [this] { workspace.recognizeSource(); };
     workspace.onLoaded = [this] {
         commandInbox.finishCommandRelayIntent();

@@ -122,6 +122,16 @@ Task<void> DesktopCommandMonitor::workOff(CapturedReturn captured) {
             co_return reportFailure(captured.id, captured.agent, failure->message(), failure->details());
         if (!identity) co_return;
     }
+    std::optional<CaptureFailure> unsaved;
+    const CapturedCommand uncertain{
+        .command = captured.command, .source = captured.agent, .identity = identity};
+    try {
+        co_await needs.keep(uncertain);
+    } catch (const std::exception&) {
+        unsaved.emplace(DiagnosticText("Couldn't save the instructions. /orvel was kept without sending."));
+    }
+    if (!isWanted()) co_return;
+    if (unsaved) co_return reportFailure(captured.id, captured.agent, unsaved->message(), {});
     const CommandErasureNeeds erasure{
         needs.loop, needs.accessibility, needs.applications, needs.inputSources, reads, facts,
         input,      needs.isMonitoring};

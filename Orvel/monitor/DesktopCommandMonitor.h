@@ -42,6 +42,8 @@ struct CommandMonitorNeeds {
     /// nothing once the command is not wanted any more. The argument outlives the task.
     std::function<Task<std::optional<ConversationReference>>(const CapturedReturn&, std::function<bool()>)>
         identifyCodex;
+    /// Keeps the command where it outlives this program; awaited before anything is removed. May throw.
+    std::function<Task<void>(CapturedCommand)> keep;
     ClockStyle clock; ///< For times in diagnostics.
 };
 

@@ -21,13 +21,13 @@ CommandWatch::~CommandWatch() {
 }
 
 void CommandWatch::see(const Deed& deed) {
-    // What stands beside a dialog, an attachment or a second editor is no composer that could be proved, and
-    // neither is one of a page with several.
+    // A key that waits for a program which dies passes. What stands beside a dialog, an attachment or a
+    // second editor is no composer that could be proved, and neither is one of a page with several.
     const auto& claude = desk.claude;
     const auto& habits = claude.habits;
     const bool isComposer = !claude.showsDialog() && !claude.showsAttachment() && !habits.page &&
                             !habits.editor && !habits.hasTwoSends;
-    if (deed.kind == Deed::Kind::pressedSend && deed.byPerson && isComposer &&
+    if (deed.kind == Deed::Kind::pressedSend && deed.byPerson && isComposer && !desk.hasDied() &&
         OrvelCommand::parse(deed.before))
         judge.fail(Rule::commandIsNoMessage, "the Return went through");
     if (deed.kind != Deed::Kind::written || deed.byPerson) return;
@@ -38,7 +38,9 @@ void CommandWatch::see(const Deed& deed) {
 }
 
 void CommandWatch::finish() {
-    for (const auto& text : erased)
+    // What the person does with the note is the person's.
+    const bool isEdited = desk.model().workspace.state().commandEditGeneration.current() > 0;
+    for (const auto& text : isEdited ? std::vector<std::string>() : erased)
         if (const auto command = OrvelCommand::parse(text); command && !standsSomewhere(command->instruction))
             judge.fail(Rule::instructionsAreKept, "they stand nowhere");
     const auto& transfers = desk.model().ledger.state().relayState->transfers;

@@ -15,6 +15,11 @@ using namespace std::chrono_literals;
 /// Faster than anybody types, so that some key meets every longer hold.
 constexpr MainLoop::Duration betweenKeys = 23ms;
 constexpr TapEvent arrowKey{.keyCode = 123};
+/// Of a key that nobody takes for typing.
+constexpr TapEvent releasedKey{.type = TapEventType::keyUp, .keyCode = 123};
+
+/// Until the agents' editors are proved to be readable.
+constexpr MainLoop::Duration preparing = 8s;
 
 } // namespace
 
@@ -28,12 +33,19 @@ Task<void> WatchedSender::watch(Task<void> sending) {
 }
 
 OrvelProcess::OrvelProcess(SimulatedDesktop& desktop, const AgentFolders& folders,
-                           const std::string& statePath)
-    : tap(desktop.keyboard),
+                           const std::string& statePath, bool isMonitoring)
+    : desktop(desktop),
       sender(desktop.ports(), history, folders),
       watched(sender),
       model(desktop.ports(), watched, folders, statePath) {
     watched.onFailure = [](const RelaySendError&) {};
+    if (!isMonitoring) {
+        tap.emplace(desktop.keyboard);
+        return;
+    }
+    const auto usualShortcut = [] { return CodexCopyShortcutPolicy::assess(std::nullopt, true, false); };
+    monitoring.emplace(model.changes(), desktop.ports(), model.commandInbox, usualShortcut, ClockStyle());
+    monitoring->start();
 }
 
 ExplorationDesk::ExplorationDesk(std::string place)
@@ -65,6 +77,8 @@ ExplorationDesk::~ExplorationDesk() {
     orvel.reset();
     desktop.processes.orphanAll();
     desktop.processes.endOrphans();
+    std::remove(claudeRecordPath().c_str());
+    std::remove((folder + "/data/captured-command").c_str());
     for (const auto& made : claude.conversations()) {
         if (made.desktopID == destination || made.desktopID == elsewhere || made.desktopID == third) continue;
         std::remove(made.transcriptPath.c_str());
@@ -88,7 +102,7 @@ void ExplorationDesk::wireSteps() {
 // Keys that move a cursor somewhere, and change nothing.
 void ExplorationDesk::keepTyping() {
     desktop.loop.outside(betweenKeys, [this] {
-        desktop.keyboard.press("", arrowKey);
+        desktop.keyboard.press("", isMonitoring ? releasedKey : arrowKey);
         keepTyping();
     });
 }
@@ -143,7 +157,7 @@ ConversationReference ExplorationDesk::claudeReference() const {
 
 void ExplorationDesk::boot() {
     const auto folders = AgentFolders::of(folder + "/home", std::nullopt, std::nullopt, folder + "/config");
-    orvel = std::make_unique<OrvelProcess>(desktop, folders, folder + "/data/state.json");
+    orvel = std::make_unique<OrvelProcess>(desktop, folders, folder + "/data/state.json", isMonitoring);
     orvel->model.outbox.allowClaudeCode(usesClaudeCode);
     perform([](OrvelProcess& started) { started.model.links.restoreRelay(); });
     perform([this](OrvelProcess& started) {
@@ -151,10 +165,13 @@ void ExplorationDesk::boot() {
         if (pair && started.model.workspace.state().source.get() != source)
             started.model.workspace.openPair(*pair, source);
     });
+    if (!isMonitoring) return;
+    perform([](OrvelProcess& started) { started.model.commandInbox.restore(); });
+    desktop.loop.runFor(preparing);
 }
 
 void ExplorationDesk::die() {
-    dead = true;
+    dead = died = true;
     desktop.files.die();
     desktop.processes.orphanAll();
 }

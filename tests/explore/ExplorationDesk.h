@@ -8,6 +8,7 @@
 #include "Orvel/platform/simulated/SimulatedClaudeCode.h"
 #include "Orvel/platform/simulated/SimulatedCodex.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
+#include "Orvel/shell/CommandMonitoring.h"
 
 #include <functional>
 #include <memory>
@@ -61,13 +62,19 @@ class PassingTap {
 
 /// All that ends when the process ends.
 struct OrvelProcess {
-    OrvelProcess(SimulatedDesktop& desktop, const AgentFolders& folders, const std::string& statePath);
+    /// `isMonitoring` says whether commands are caught that are typed in the agents' editors.
+    OrvelProcess(SimulatedDesktop& desktop, const AgentFolders& folders, const std::string& statePath,
+                 bool isMonitoring);
 
-    PassingTap tap;
+    bool isIdle() const { return model.isIdle() && tasks.isIdle() && (!monitoring || monitoring->isIdle()); }
+
+    SimulatedDesktop& desktop;
+    std::optional<PassingTap> tap; ///< Where nothing is monitored.
     ClaudeRelayDiagnosticHistory history;
     ClaudeDesktopRelaySender sender;
     WatchedSender watched;
     OrvelModel model;
+    std::optional<CommandMonitoring> monitoring;
     /// What a sender that no model drives came to.
     std::optional<ConversationReference> started;
     std::optional<std::string> startFailure;
@@ -102,9 +109,11 @@ struct ExplorationDesk {
     /// Removes the remains of a dead Orvel and starts another.
     void bootAgain();
     bool isDead() const { return dead; }
+    /// Whether it has ever died.
+    bool hasDied() const { return died; }
 
     OrvelModel& model() { return orvel->model; }
-    bool isIdle() const { return orvel->model.isIdle() && orvel->tasks.isIdle(); }
+    bool isIdle() const { return orvel->isIdle(); }
     /// Whether no child of Orvel's runs.
     bool isAlone() const { return desktop.processes.running() == 0; }
 
@@ -115,6 +124,10 @@ struct ExplorationDesk {
     std::string relayStatePath() const { return folder + "/data/relay-state.json"; }
     ConversationReference claudeReference() const;
     ConversationReference codexReference() const;
+    /// Where Claude's application notes the conversation.
+    std::string claudeRecordPath() const {
+        return folder + "/config/Claude/claude-code-sessions/" + destination + ".json";
+    }
     /// Where the thread is while nobody has archived it.
     std::string codexTranscriptPath() const;
     std::string archivedCodexPath() const;
@@ -132,6 +145,8 @@ struct ExplorationDesk {
     SimulatedClaudeCode claudeCode;
     /// Whether the pair's conversation with Claude is one that only Claude Code knows, and may be sent to.
     bool usesClaudeCode = false;
+    /// Whether Orvel catches commands. From the next start on.
+    bool isMonitoring = false;
     /// Whose message goes into the other's conversation. From the next start on.
     Agent source = Agent::codex;
     std::unique_ptr<OrvelProcess> orvel;
@@ -139,7 +154,7 @@ struct ExplorationDesk {
   private:
     void wireSteps();
     void keepTyping();
-    bool dead = false;
+    bool dead = false, died = false;
 };
 
 } // namespace orvel::explore

@@ -31,6 +31,7 @@ std::unique_ptr<DestinationWatch> watchOf(Destination destination, ExplorationDe
 SafetyJudge::SafetyJudge(ExplorationDesk& desk, const Scenario& scenario)
     : desk(desk), scenario(scenario), destination(watchOf(scenario.destination, desk, *this)) {
     watchProcess();
+    if (scenario.isTyped) command = std::make_unique<CommandWatch>(desk, *this);
 }
 
 void SafetyJudge::watchProcess() {
@@ -102,6 +103,7 @@ void SafetyJudge::finish() {
     judgeDiagnostics();
     judgeRest();
     judgeHolds();
+    if (command) command->finish();
 }
 
 void SafetyJudge::judgeMemory() {
@@ -154,6 +156,10 @@ void SafetyJudge::judgeDiagnostics() {
     for (const auto& [id, failure] : model.outbox.state().transferFailures.get())
         check("a failure", failure.description());
     check("the history", desk.orvel->history.description().text());
+    if (const auto& monitoring = desk.orvel->monitoring) {
+        check("the monitor", monitoring->monitor.state().diagnostics->text());
+        check("the Returns", monitoring->monitor.history().report({}).text());
+    }
     check("a failed start", desk.orvel->startFailure.value_or(""));
 }
 
@@ -174,7 +180,9 @@ void SafetyJudge::judgeHolds() {
                                  " microseconds, while the longest hold was " +
                                  std::to_string(microseconds(hold.duration)));
     const auto& busiest = desk.desktop.loop.busiestHold();
-    if (timesCount && busiest.own() > longestUnbrokenHold)
+    // A Return waits until it is decided.
+    const auto longest = scenario.isTyped ? TimedReads::budget : longestUnbrokenHold;
+    if (timesCount && busiest.own() > longest)
         fail(Rule::mainThreadIsFree, "held for " + std::to_string(microseconds(busiest.duration)) +
                                          " microseconds, of which the slowest call took " +
                                          std::to_string(microseconds(busiest.slowestCall)) +

@@ -1,6 +1,7 @@
 #pragma once
 // Judgement of one run by all rules. What happens in the destination is seen by its watch.
 
+#include "explore/CommandWatch.h"
 #include "explore/DestinationWatch.h"
 #include "explore/SafetyRules.h"
 
@@ -61,6 +62,7 @@ class SafetyJudge {
     ExplorationDesk& desk;
     const Scenario& scenario;
     std::unique_ptr<DestinationWatch> destination;
+    std::unique_ptr<CommandWatch> command; ///< Where one is typed.
     ChangeSignal::Subscription changes;
     int presses = 1;
     bool timesCount = true, wasOffered = false;

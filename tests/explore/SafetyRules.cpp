@@ -53,6 +53,14 @@ constexpr RuleText rules[] = {
     {Rule::keysPass, "keys pass",
      "A key that the person presses waits for what holds the main thread, not "
      "for other work that waits as well."},
+    {Rule::commandIsNoMessage, "a command is no message",
+     "A command that stands in the composer of a conversation is never sent to the agent."},
+    {Rule::onlyTheCommandIsErased, "only the command is erased",
+     "Of an editor in which a command was typed nothing but exactly that is erased, and once."},
+    {Rule::instructionsAreKept, "instructions are kept",
+     "What was erased with a command stands in a note, in a message, or in what Orvel tells."},
+    {Rule::sentOnlyWhereProved, "sent only where proved",
+     "A command sends something on its own only in a link of which a message has been received."},
     {Rule::endsAsItShould, "ends as it should",
      "A run in which nothing goes wrong ends as its scenario says."},
 };

@@ -30,6 +30,10 @@ enum class Rule {
     diagnosticsHoldNoContent,
     mainThreadIsFree,
     keysPass,
+    commandIsNoMessage,
+    onlyTheCommandIsErased,
+    instructionsAreKept,
+    sentOnlyWhereProved,
     endsAsItShould
 };
 

@@ -183,9 +183,46 @@ void atHeldCodex(ExplorationDesk& desk) {
     desk.codex.holdAsAnother(ExplorationDesk::codexSession);
 }
 
+void typesCommand(ExplorationDesk& desk) {
+    desk.isMonitoring = true;
+    SimulatedFileStore::write(desk.claudeRecordPath(),
+                              std::string(R"({"sessionId":")") + ExplorationDesk::destination +
+                                  R"(","cliSessionId":")" + ExplorationDesk::claudeSession +
+                                  R"(","cwd":"/code/lark","title":"Lark"})");
+    desk.claude.userSetsDraft(ExplorationDesk::destination, typedCommand);
+    desk.desktop.applications.bringToFront(desk.desktop.applications.start(desk.claude));
+    desk.desktop.loop.runFor(1s);
+}
+
 void atClaudeCode(ExplorationDesk& desk) {
     desk.usesClaudeCode = true;
     pairUp(desk);
+}
+
+// A command stands in Claude's editor, and the person is about to press Return. Messages have gone from this
+// conversation into Codex before.
+void commandInClaude(ExplorationDesk& desk) {
+    desk.source = Agent::claude;
+    inClaude(desk, ExplorationDesk::destination);
+    desk.boot();
+    desk.perform([](OrvelProcess& orvel) { orvel.model.outbox.sendRelay(); });
+    desk.desktop.loop.runFor(3s);
+    desk.perform([](OrvelProcess& orvel) { orvel.model.receipts.checkRelayReceipts(); });
+    desk.orvel.reset();
+    typesCommand(desk);
+}
+
+// The same in a conversation from which nothing has gone out yet.
+void firstCommandInClaude(ExplorationDesk& desk) {
+    desk.source = Agent::claude;
+    inClaude(desk, ExplorationDesk::destination);
+    typesCommand(desk);
+}
+
+void pressReturn(OrvelProcess& orvel) {
+    auto& keyboard = orvel.desktop.keyboard;
+    keyboard.press("\r", {.keyCode = KeyCode::returnKey});
+    keyboard.press("", {.type = TapEventType::keyUp, .keyCode = KeyCode::returnKey});
 }
 
 void sendRelay(OrvelProcess& orvel) {
@@ -396,6 +433,22 @@ constexpr Scenario scenarios[] = {
      .destination = codexQueue,
      .coarseness = 12,
      .says = "Codex takes 131,071 at most."},
+    {.name = "typed",
+     .about = "a command in Claude's editor, which goes into Codex on its own",
+     .prepare = commandInClaude,
+     .work = pressReturn,
+     .afterwards = userRetries,
+     .destination = codexQueue,
+     .watching = 3s,
+     .isTyped = true},
+    {.name = "typed first",
+     .about = "a command in Claude's editor of a link that has not proved itself, which is only placed",
+     .prepare = firstCommandInClaude,
+     .work = pressReturn,
+     .ending = Ending::stillAbsent,
+     .destination = codexQueue,
+     .watching = 3s,
+     .isTyped = true},
 };
 
 } // namespace

@@ -11,6 +11,10 @@
 
 namespace orvel::explore {
 
+/// What the person types.
+inline constexpr auto typedCommand = "/orvel Go on with that.";
+inline constexpr auto typedInstruction = "Go on with that.";
+
 /// How a run ends if nothing goes wrong.
 enum class Ending {
     received,
@@ -35,6 +39,7 @@ struct Scenario {
     MainLoop::Duration watching{0}; ///< How long faults still happen after the work.
     std::uint64_t coarseness = 1;   ///< Sweeps go on by so many of their strides; runs are as rare.
     std::string_view says = {};     ///< Stands in what Orvel tells the person in the end.
+    bool isTyped = false;           ///< The work is a command in Claude's editor.
 };
 
 std::span<const Scenario> allScenarios();

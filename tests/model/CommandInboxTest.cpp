@@ -282,6 +282,32 @@ TEST_F(CommandInboxTest, WhatCouldNotBeIdentifiedIsPastedByThePerson) {
                                         "paste the conversation.");
 }
 
+TEST_F(CommandInboxTest, WhatWasKeptIsToldAfterACrashAndForgottenOncePlaced) {
+    pairUp(Agent::codex);
+    TaskScope tasks([](const auto& failure) { std::rethrow_exception(failure); });
+    const auto restart = [this] {
+        crash();
+        model().links.restoreRelay();
+        model().commandInbox.restore();
+        desktop.loop.run();
+    };
+    tasks.start(model().commandInbox.keep({.command = {"Only copy"}}));
+    desktop.loop.run();
+    restart();
+    EXPECT_EQ(errorText(), "Orvel ended while a typed command was being worked off. Nothing was sent.\n"
+                           "Received instructions: Only copy");
+    restart();
+    EXPECT_EQ(errorText(), "") << "told once";
+
+    tasks.start(model().commandInbox.keep({.command = {"Placed"}}));
+    desktop.loop.run();
+    give("Placed");
+    desktop.loop.run();
+    restart();
+    EXPECT_EQ(errorText(), "");
+    EXPECT_EQ(session().instruction.get(), "Placed");
+}
+
 // Failures
 
 TEST_F(CommandInboxTest, EveryFailureRepeatsTheInstructions) {

@@ -55,7 +55,15 @@ struct Monitoring : AgentWindow {
         co_return thread;
     }
 
-    bool isMonitored = true, isPrepared = true;
+    Task<void> keep(CapturedCommand captured) {
+        co_await desktop.loop.sleep(5ms);
+        if (diskIsFull) throw std::runtime_error("The disk is full.");
+        EXPECT_NE(typed(), "") << "kept before it is removed";
+        kept.push_back(captured.command.instruction);
+    }
+
+    bool isMonitored = true, isPrepared = true, diskIsFull = false;
+    std::vector<std::string> kept;
     std::optional<DiagnosticText> codexFailure; ///< Of its identification.
     const ConversationReference thread{.agent = Agent::codex, .sessionID = "thread"};
     ChangeSignal changes;
@@ -69,6 +77,7 @@ struct Monitoring : AgentWindow {
                                    [this](const CapturedReturn& captured, std::function<bool()> isWanted) {
                                        return identify(captured, std::move(isWanted));
                                    },
+                                   [this](CapturedCommand captured) { return keep(std::move(captured)); },
                                    {}}};
     std::vector<CapturedCommand> taken;
     std::vector<std::string> failures;
@@ -239,6 +248,7 @@ TEST_F(Monitoring, ACommandIsRemovedAndHandedOver) {
             ASSERT_EQ(taken.size(), 1U);
             EXPECT_EQ(taken[0], (CapturedCommand{{"fix it\nplease "}, agentOf(kind), identity, true}));
             EXPECT_EQ(typed(), "");
+            EXPECT_EQ(kept.back(), "fix it\nplease ");
             EXPECT_THAT(failures, IsEmpty());
             EXPECT_EQ(monitor.history().events().back().input, ReturnInputClassification::unread)
                 << "the repeat";
@@ -262,6 +272,18 @@ TEST_F(Monitoring, ACommandInCodexStaysWhereItsConversationCanNotBeTold) {
     monitor.handle(key(0)); // The person types on.
     desktop.loop.run();
     EXPECT_THAT(failures.back(), HasSubstr("Command removal and handoff stopped."));
+    EXPECT_EQ(typed(), "/orvel go");
+    EXPECT_THAT(taken, IsEmpty());
+}
+
+TEST_F(Monitoring, NothingIsRemovedThatCouldNotBeKept) {
+    showChat();
+    type("/orvel go");
+    diskIsFull = true;
+    ASSERT_TRUE(swallows());
+    monitor.handle(up(KeyCode::returnKey));
+    desktop.loop.run();
+    EXPECT_THAT(failures, testing::ElementsAre(HasSubstr("Couldn't save the instructions.")));
     EXPECT_EQ(typed(), "/orvel go");
     EXPECT_THAT(taken, IsEmpty());
 }

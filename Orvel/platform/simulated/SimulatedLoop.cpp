@@ -1,5 +1,7 @@
 #include "Orvel/platform/simulated/SimulatedLoop.h"
 
+#include "Orvel/runtime/Observable.h"
+
 #include <algorithm>
 #include <limits>
 #include <system_error>
@@ -64,6 +66,7 @@ void SimulatedLoop::runInBackground(std::function<void()> work, std::function<vo
     schedule(waiting, backgroundDuration, [this, work = std::move(work), done = std::move(done)] {
         {
             const LoopThread::Elsewhere elsewhere(thread);
+            const WhileTrue working(isInBackground);
             work();
         }
         turnBegan = clock; // It did not hold the main thread.
@@ -76,7 +79,7 @@ void SimulatedLoop::outside(Duration delay, std::function<void()> action) {
 }
 
 void SimulatedLoop::spend(Duration duration) {
-    if (isOutside || duration <= Duration::zero()) return;
+    if (isOutside || isInBackground || duration <= Duration::zero()) return;
     latest = std::max(latest, clock - turnBegan);
     slowestCall = std::max(slowestCall, duration);
     const auto end = clock + duration;

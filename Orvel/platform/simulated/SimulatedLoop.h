@@ -91,6 +91,7 @@ class SimulatedLoop : public WorldLoop {
     Date wallClockAtStart = 0;
 
     bool isOutside = false;
+    bool isInBackground = false; ///< What background work calls takes no time besides its own.
     Duration turnBegan{0};
     Duration slowestCall{0}, awaited{0};
     Hold longest, busiest;
