@@ -18,6 +18,8 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr MainLoop::Duration pollInterval = 20ms, copyLimit = 1s;
+/// A link that comes later than this was copied by somebody else.
+constexpr MainLoop::Duration latestCopy = 5s;
 
 /// Ends a run; what else is to be said follows from how far it came.
 struct Stop : std::exception {
@@ -92,9 +94,7 @@ class CodexIdentification::Run {
         shortcut = currentShortcut();
         stage = "Before-copy check";
         if (!isUnchanged()) throw Stop("Couldn't verify the original Codex editor, window, and content.");
-        clipboard = std::make_shared<ConversationClipboardCapture>(
-            needs.pasteboard,
-            owner.clipboard && !owner.clipboard->isSettled() ? owner.clipboard.get() : nullptr);
+        clipboard = std::make_shared<ConversationClipboardCapture>(needs.pasteboard, owner.unsettled());
         owner.clipboard = clipboard;
 
         std::optional<std::string> first;
@@ -127,7 +127,7 @@ class CodexIdentification::Run {
     Task<void> settle() {
         while (clipboard && !isRestored) {
             isRestored = clipboard->restoreIfOwned();
-            if (clipboard->isSettled() || needs.loop.uptime() - lastPost >= copyLimit) break;
+            if (clipboard->isSettled() || needs.loop.uptime() - owner.lastPost >= copyLimit) break;
             co_await needs.loop.sleep(pollInterval);
         }
     }
@@ -172,7 +172,7 @@ class CodexIdentification::Run {
         if (!events) throw Stop("Couldn't prepare key events for the public copy action.");
         clipboard->expectCopy();
         events->post();
-        lastPost = needs.loop.uptime();
+        owner.lastPost = needs.loop.uptime();
         co_return true;
     }
 
@@ -180,7 +180,7 @@ class CodexIdentification::Run {
     // the window did not answer counts: the next look proves that it is as it was.
     Task<std::optional<std::string>> copiedText() {
         stage = "After-copy input check";
-        while (needs.loop.uptime() - lastPost < copyLimit) {
+        while (needs.loop.uptime() - owner.lastPost < copyLimit) {
             co_await needs.loop.sleep(pollInterval);
             if (!isWanted()) co_return std::nullopt;
             if (!isUnchanged()) {
@@ -241,7 +241,7 @@ class CodexIdentification::Run {
     const CodexIdentificationNeeds& needs;
     const CapturedReturn& captured;
     std::function<bool()> isWanted;
-    MainLoop::Duration started, lastPost{0};
+    MainLoop::Duration started;
     CodexCopyShortcut shortcut{};
     std::shared_ptr<ConversationClipboardCapture> clipboard;
     FixedWords stage{"Preparation"};
@@ -249,6 +249,11 @@ class CodexIdentification::Run {
     int copies = 0, transientFailures = 0;
     bool mayLookAgain = false, isRestored = false;
 };
+
+ConversationClipboardCapture* CodexIdentification::unsettled() const {
+    const bool mayComeLate = needs.loop.uptime() - lastPost < latestCopy;
+    return clipboard && !clipboard->isSettled() && mayComeLate ? clipboard.get() : nullptr;
+}
 
 Task<std::optional<ConversationReference>> CodexIdentification::identify(const CapturedReturn& captured,
                                                                          std::function<bool()> isWanted) {

@@ -56,8 +56,12 @@ class CodexIdentification {
   private:
     class Run;
 
+    /// The capture of the run before, if a copy of its may still come.
+    ConversationClipboardCapture* unsettled() const;
+
     CodexIdentificationNeeds needs;
-    std::shared_ptr<ConversationClipboardCapture> clipboard; ///< Of the last run, whose copies may come late.
+    std::shared_ptr<ConversationClipboardCapture> clipboard; ///< Of the last run.
+    MainLoop::Duration lastPost{0}; ///< When that asked for its last copy, as uptime.
 };
 
 } // namespace orvel
