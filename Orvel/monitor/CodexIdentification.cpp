@@ -207,12 +207,12 @@ class CodexIdentification::Run {
     }
 
     DiagnosticText firstDifference() {
-        if (!needs.isMonitoring()) return DiagnosticText("Monitoring stopped");
+        if (!needs.isMonitoring()) return {"Monitoring stopped"};
         if (needs.input.generation() != captured.inputGeneration)
             return DiagnosticText::of("Input event generation changed; last={}", needs.input.lastEvent());
-        if (!needs.accessibility.isTrusted()) return DiagnosticText("Accessibility not granted");
+        if (!needs.accessibility.isTrusted()) return {"Accessibility not granted"};
         const auto front = needs.applications.frontmost();
-        if (!front || front->process != captured.process) return DiagnosticText("Foreground app changed");
+        if (!front || front->process != captured.process) return {"Foreground app changed"};
         const auto application = needs.reads.application(captured.process);
         if (needs.reads.element(application, "AXFocusedUIElement") != captured.editor)
             return unread("Focused editor element changed");
@@ -220,11 +220,10 @@ class CodexIdentification::Run {
             return unread("Full input mismatch (content not recorded)");
         const auto composition =
             readComposition(needs.reads, needs.facts, needs.inputSources, captured.editor).state;
-        if (composition == CompositionState::composing)
-            return DiagnosticText("Input method has pending composition");
+        if (composition == CompositionState::composing) return {"Input method has pending composition"};
         if (composition == CompositionState::unknown) return unread("Input method state unknown");
         const auto source = needs.inputSources.current();
-        if (!source || source->id != captured.inputSourceID) return DiagnosticText("Input method changed");
+        if (!source || source->id != captured.inputSourceID) return {"Input method changed"};
         if (needs.reads.element(application, "AXFocusedWindow") != captured.window)
             return unread("Focused window element changed");
         if (needs.input.generation() != captured.inputGeneration)

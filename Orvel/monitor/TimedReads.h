@@ -79,7 +79,7 @@ class TimedReads {
 
 /// The number of a status, for diagnostics.
 inline DiagnosticText numberOf(AXStatus status) {
-    return DiagnosticText(static_cast<std::int32_t>(status));
+    return static_cast<std::int32_t>(status);
 }
 
 } // namespace orvel
