@@ -130,7 +130,7 @@ Task<void> CommandInbox::receive(CapturedCommand captured, Moment moment) {
     }
 }
 
-Task<void> CommandInbox::keep(CapturedCommand captured) {
+Task<void> CommandInbox::keep(const CapturedCommand& captured) {
     return needs.files.replaceFile(keptPath, captured.command.instruction);
 }
 

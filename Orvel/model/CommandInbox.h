@@ -52,7 +52,7 @@ class CommandInbox {
 
     /// Puts the command on the disk, since nobody else has its instructions once it is removed from its
     /// editor. To be awaited before that; throws FileError, and then it must not be removed.
-    Task<void> keep(CapturedCommand captured);
+    Task<void> keep(const CapturedCommand& captured);
     /// Tells the instructions that an earlier run kept and did not place, once nothing is being loaded.
     void restore();
 

@@ -17,7 +17,7 @@ CommandMonitoring::CommandMonitoring(const ChangeSignal& changes, const Desktop&
                [this](const CapturedReturn& captured, std::function<bool()> isWanted) {
                    return codex.identify(captured, std::move(isWanted));
                },
-               [&inbox](CapturedCommand captured) { return inbox.keep(std::move(captured)); }, clock}),
+               [&inbox](const CapturedCommand& captured) { return inbox.keep(captured); }, clock}),
       codex({desktop.loop, desktop.accessibility, desktop.applications, desktop.inputSources,
              desktop.eventPosting, desktop.pasteboard, reads, facts, monitor.inputWatch(),
              [this] { return lifecycle.isMonitoring(); },

@@ -88,9 +88,12 @@ TEST_F(Recognition, WhatCanNotBeReadIsNeverTakenForSomethingElse) {
                 desktop.accessibility.onRead = nullptr;
                 ASSERT_TRUE(broken);
                 broken->statuses.emplace_back(name, status);
+                const auto before = desktop.accessibility.reads();
                 EXPECT_NE(recognize(kind).recognition, excluded) << name << " of " << broken->number;
                 EXPECT_NE(recognize(kind).recognition, verified) << name << " of " << broken->number;
                 EXPECT_TRUE(reads.hasFailed());
+                EXPECT_LE(desktop.accessibility.reads() - before, 2 * (faulty + 1))
+                    << "twice, and then no more";
                 broken->statuses.clear();
             }
     }
