@@ -51,9 +51,8 @@ RelayDraft draftWith(const RelayDraft& draft, const std::string& instruction, bo
     return placed;
 }
 
-// Throws unless the file of the reference is of that very conversation. Reads it.
-ConversationReference provedByFile(ConversationReference found, const std::string& file) {
-    const auto inFile = ConversationCatalog::reference(file, found.agent);
+// Throws unless what stands in the file is the conversation that was found.
+ConversationReference provedBy(const ConversationReference& inFile, ConversationReference found) {
     if (!sameIdentity(inFile, found)) throw RelayError(RelayError::Case::conversationMismatch);
     return found;
 }
@@ -63,8 +62,7 @@ ConversationReference referenceAsked(const HandoffRequest& request, const AgentF
     const auto inFile = ConversationCatalog::reference(*request.file, request.source);
     if (inFile.sessionID != *request.sessionID) throw RelayError(RelayError::Case::conversationMismatch);
     const auto references = ConversationCatalog::list(folders);
-    return provedByFile(ConversationCatalog::resolve(request.source, *request.sessionID, references),
-                        *request.file);
+    return provedBy(inFile, ConversationCatalog::resolve(request.source, inFile.sessionID, references));
 }
 
 } // namespace
@@ -196,8 +194,8 @@ Task<void> CommandInbox::receiveIdentifiedHandoff(HandoffRequest request) {
 Task<ConversationReference> CommandInbox::resolveCopiedCodex(std::string id) {
     const auto find = [id, folders = needs.catalogue.agentFolders()] {
         auto found = ConversationCatalog::resolve(Agent::codex, id, ConversationCatalog::list(folders));
-        const auto file = found.transcriptPath;
-        return provedByFile(std::move(found), file);
+        const auto inFile = ConversationCatalog::reference(found.transcriptPath, Agent::codex);
+        return provedBy(inFile, std::move(found));
     };
     auto found = co_await needs.loop.background(find);
     co_await needs.reader.readReference(found); // Proves that it can be read.

@@ -40,23 +40,13 @@ FixedWords wordsFor(ConversationCatalogError::Case kind) {
     return "The conversation URL was captured. The conversation's details could not be read.";
 }
 
-FixedWords wordsFor(ConversationClipboardCapture::Failure::Case kind) {
-    using Case = ConversationClipboardCapture::Failure::Case;
-    switch (kind) {
-    case Case::snapshotFailed: return "Couldn't save the original clipboard. Stopped.";
-    case Case::wrongShape: return "Couldn't verify the copy result format. Stopped.";
-    case Case::changed: break;
-    }
-    return "The clipboard changed in another operation. Stopped.";
-}
-
 FixedWords wordsFor(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
     } catch (const Stop& stop) {
         return stop.message;
     } catch (const ConversationClipboardCapture::Failure& clipboard) {
-        return wordsFor(clipboard.kind());
+        return description(clipboard.kind());
     } catch (const ConversationCatalogError& catalog) {
         return wordsFor(catalog.kind());
     } catch (const TranscriptError&) {

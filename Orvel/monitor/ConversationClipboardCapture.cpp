@@ -11,18 +11,28 @@ namespace {
 
 using Case = ConversationClipboardCapture::Failure::Case;
 
-FailureWords wordsOf(Case kind) {
+std::string_view nameOf(Case kind) {
     switch (kind) {
-    case Case::snapshotFailed: return {"snapshotFailed", "Couldn't save the original clipboard. Stopped."};
-    case Case::wrongShape: return {"wrongShape", "Couldn't verify the copy result format. Stopped."};
+    case Case::snapshotFailed: return "snapshotFailed";
+    case Case::wrongShape: return "wrongShape";
     case Case::changed: break;
     }
-    return {"changed", "The clipboard changed in another operation. Stopped."};
+    return "changed";
 }
 
 } // namespace
 
-ConversationClipboardCapture::Failure::Failure(Case kind) : orvel::Failure(wordsOf(kind)), which(kind) {}
+FixedWords description(Case kind) {
+    switch (kind) {
+    case Case::snapshotFailed: return "Couldn't save the original clipboard. Stopped.";
+    case Case::wrongShape: return "Couldn't verify the copy result format. Stopped.";
+    case Case::changed: break;
+    }
+    return "The clipboard changed in another operation. Stopped.";
+}
+
+ConversationClipboardCapture::Failure::Failure(Case kind)
+    : orvel::Failure({nameOf(kind), description(kind)}), which(kind) {}
 
 ConversationClipboardCapture::ConversationClipboardCapture(Pasteboard& pasteboard,
                                                            ConversationClipboardCapture* earlier)

@@ -3,6 +3,7 @@
 // claims the copies that were asked for and nothing else, and gives back what it held.
 
 #include "Orvel/desktop/Pasteboard.h"
+#include "OrvelCore/diagnostics/FixedWords.h"
 #include "OrvelCore/text/Failure.h"
 
 #include <cstddef>
@@ -79,5 +80,8 @@ class ConversationClipboardCapture {
     std::optional<std::int64_t> ownedChangeCount; ///< Of the copy that is claimed.
     int unclaimedCopies = 0;                      ///< That were asked for.
 };
+
+/// The sentence for the person.
+FixedWords description(ConversationClipboardCapture::Failure::Case kind);
 
 } // namespace orvel

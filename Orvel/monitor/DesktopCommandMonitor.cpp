@@ -57,7 +57,6 @@ TapAnswer DesktopCommandMonitor::handleReturn(const TapEvent& event, const Runni
                             .inputGeneration = input.generation()};
     facts.clear();
     auto decision = decideReturn({needs.loop, needs.applications, needs.inputSources, reads, facts}, fresh);
-    held.diagnostics = decision.line;
     if (decision.input == ReturnInputClassification::command) captureID = fresh.attemptID;
     if (decision.kind != ReturnDecision::Kind::pass) input.suppress(event, agent);
     if (decision.reason) {
@@ -80,6 +79,7 @@ void DesktopCommandMonitor::record(const TapEvent& event, Agent agent, const Ret
         DiagnosticText::of("\nElapsed: {}ms\n{}", DiagnosticText::milliseconds(seconds), facts.text());
     append(event, agent, {.attemptID = attemptID, .input = decision.input, .outcome = decision.line},
            decision.input == ReturnInputClassification::command ? std::optional(details) : std::nullopt);
+    held.lastCommandDiagnostics = returns.commandSummary(needs.clock);
     auto all = decision.line;
     all += details;
     held.diagnostics = all;
@@ -95,7 +95,6 @@ void DesktopCommandMonitor::append(const TapEvent& event, Agent agent, ReturnDia
     noted.phase = phaseOf(event);
     noted.modifiers = returnModifiers(event.flags);
     returns.append(std::move(noted), details);
-    held.lastCommandDiagnostics = returns.commandSummary(needs.clock);
 }
 
 Task<void> DesktopCommandMonitor::reportLater(std::string id, Agent agent, FixedWords reason) {

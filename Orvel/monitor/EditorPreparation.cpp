@@ -1,5 +1,6 @@
 #include "Orvel/monitor/EditorPreparation.h"
 
+#include "Orvel/monitor/TimedReads.h"
 #include "OrvelCore/commands/ReturnDecision.h"
 #include "OrvelCore/composers/DiagnosticSummary.h"
 
@@ -21,10 +22,6 @@ bool isOf(const std::optional<RunningApplication>& application, Agent agent) {
 
 double secondsOf(MainLoop::Duration time) {
     return std::chrono::duration<double>(time).count();
-}
-
-std::int32_t codeOf(AXStatus status) {
-    return static_cast<std::int32_t>(status);
 }
 
 } // namespace
@@ -108,18 +105,18 @@ EditorPreparation::Outcome EditorPreparation::read(Accessibility& accessibility,
     accessibility.setMessagingTimeout(application, readTimeout);
     if (isRequest) {
         const auto status = accessibility.setAttribute(application, "AXManualAccessibility", true);
-        notes += DiagnosticText::of("AX exposure settings={}", codeOf(status));
+        notes += DiagnosticText::of("AX exposure settings={}", numberOf(status));
         if (status == AXStatus::success) return {false, notes}; // The elements need time to appear.
         notes += FixedWords(", ");
     }
     const auto focus = accessibility.attribute(application, "AXFocusedUIElement");
-    notes += DiagnosticText::of("Focus read={}", codeOf(focus.status));
+    notes += DiagnosticText::of("Focus read={}", numberOf(focus.status));
     const auto* focused = focus.as<AXElement>();
     if (!focused) return {false, notes};
     accessibility.setMessagingTimeout(*focused, readTimeout);
     const auto role = accessibility.attribute(*focused, "AXRole");
     const auto* name = role.as<std::string>();
-    notes += DiagnosticText::of(", Role read={}/{}", codeOf(role.status),
+    notes += DiagnosticText::of(", Role read={}/{}", numberOf(role.status),
                                 DiagnosticSummary::role(name ? std::optional(*name) : std::nullopt));
     return {name != nullptr, notes};
 }

@@ -13,7 +13,6 @@ namespace orvel::explore {
 
 /// What the person types.
 inline constexpr auto typedCommand = "/orvel Go on with that.";
-inline constexpr auto typedInstruction = "Go on with that.";
 
 /// How a run ends if nothing goes wrong.
 enum class Ending {
