@@ -29,7 +29,8 @@ Desktop ProgramDesktop::assemble(const ProgramToolkit& toolkit, const Places& pl
             .keyboardTap = ports.keyboardTap,
             .eventPosting = ports.eventPosting,
             .inputSources = screen ? screen->inputSources : ports.inputSources,
-            .windows = screen ? screen->windows : ports.windows};
+            .windows = screen ? screen->windows : ports.windows,
+            .localFiles = localFiles};
 }
 
 } // namespace orvel

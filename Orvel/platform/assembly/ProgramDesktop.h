@@ -5,6 +5,7 @@
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/platform/posix/Places.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
+#include "Orvel/platform/posix/PosixLocalFiles.h"
 #include "Orvel/platform/posix/PosixProcesses.h"
 #include "Orvel/platform/sample/SampleApplications.h"
 #include "Orvel/platform/sample/SampleClaude.h"
@@ -39,6 +40,7 @@ class ProgramDesktop {
 
     PosixFileStore files;
     PosixProcesses systemProcesses;
+    PosixLocalFiles localFiles;
     UnavailableDesktop unavailable;
     std::optional<SampleProcesses> sampleProcesses;
     std::optional<SampleClaude> sampleClaude;

@@ -6,6 +6,7 @@
 #include "Orvel/desktop/EventPosting.h"
 #include "Orvel/desktop/InputSources.h"
 #include "Orvel/desktop/KeyboardTap.h"
+#include "Orvel/desktop/LocalFiles.h"
 #include "Orvel/desktop/SideQueue.h"
 #include "Orvel/desktop/WindowList.h"
 
@@ -59,6 +60,13 @@ class UnavailableKeyboardTap : public KeyboardTap {
     TapStart start(Handler) override { return TapStart::refused; }
     void stop() override {}
     bool isEnabled() override { return false; }
+};
+
+class UnavailableLocalFiles : public LocalFiles {
+  public:
+    Read reader() override {
+        return [](const auto&, std::size_t, const auto&) { return Reading{}; };
+    }
 };
 
 /// Runs nothing: no work ever ends in time.
