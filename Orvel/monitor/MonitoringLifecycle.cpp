@@ -140,6 +140,11 @@ void MonitoringLifecycle::openInputMonitoringSettings() {
     publish(inputMonitoring, permission);
 }
 
+void MonitoringLifecycle::openAccessibilitySettings() {
+    needs.applications.openURL(
+        "x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility");
+}
+
 TapAnswer MonitoringLifecycle::handle(const TapEvent& event) {
     if (event.type == TapEventType::tapDisabledByTimeout)
         tasks.start(stopDisabledTap(

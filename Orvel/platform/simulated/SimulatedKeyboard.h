@@ -32,6 +32,7 @@ class SimulatedKeyboard : public KeyboardTap, public EventPosting {
     void press(const std::string& text, const TapEvent& event = {});
     void disable(TapEventType reason);
 
+    bool exists = true; ///< Whether this desktop has taps.
     bool granted = true, refusesStart = false, refusesPosting = false;
     /// A key that waited longer passes unasked, and the tap is off.
     std::chrono::nanoseconds tapLimit{1'000'000'000};
@@ -42,6 +43,7 @@ class SimulatedKeyboard : public KeyboardTap, public EventPosting {
 
     // The ports
 
+    bool isAvailable() const override { return exists; }
     bool isListeningGranted() override;
     void requestListening() override;
     TapStart start(Handler handler) override;
