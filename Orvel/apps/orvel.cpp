@@ -157,7 +157,7 @@ int run(QApplication& application, const Options& options) {
     QtSettings settings(joinedPath(places.dataFolder, "settings.ini"));
     const ProgramDesktop desktop({loop, loop, pasteboard, panels, applications, settings}, places);
     const auto& ports = desktop.ports();
-    OrvelApp app(ports, places.folders, places.statePath(), localClock());
+    OrvelApp app(ports, places.folders, places.statePath(), localClock(), ORVEL_VERSION);
     DesktopRequests requests(app);
     application.installEventFilter(&requests);
 

@@ -33,20 +33,21 @@ CodexKeybindingSettings::CodexKeybindingSettings(const ChangeSignal& changes,
       shown(changes) {
     const auto stored = needs.settings.string(pathKey);
     if (stored && isValid(*stored)) confirmed = *stored;
-    statusField =
-        isConfirmed()
-            ? "The confirmed settings location is kept. Keybindings are read again each time they are used."
-            : std::string(statusDescription(CodexKeybindingDisposition::unconfirmed).view());
+    statusField = isConfirmed() ? DiagnosticText("The confirmed settings location is kept. Keybindings are "
+                                                 "read again each time they are used.")
+                                : statusDescription(CodexKeybindingDisposition::unconfirmed);
 }
 
 void CodexKeybindingSettings::confirm(const std::string& path) {
     if (!isValid(path)) {
-        statusField = "Choose an absolute path to keybindings.json. The saved location was not changed.";
+        statusField = DiagnosticText(
+            "Choose an absolute path to keybindings.json. The saved location was not changed.");
         return;
     }
     confirmed = standardizedPath(path);
     needs.settings.setString(pathKey, confirmed.get());
-    statusField = "Settings location confirmed. Keybindings are read again each time they are used.";
+    statusField =
+        DiagnosticText("Settings location confirmed. Keybindings are read again each time they are used.");
     refreshDisplay();
 }
 
@@ -64,9 +65,9 @@ void CodexKeybindingSettings::choose() {
 CodexKeybindingAssessment CodexKeybindingSettings::assessmentForUse() {
     const auto reading = read(keyTimeout);
     const auto assessment = CodexKeybindingPolicy::assess(reading.bytes, isConfirmed(), reading.failed);
-    std::string status(statusDescription(assessment.disposition).view());
+    DiagnosticText status = statusDescription(assessment.disposition);
     if (isConfirmed() && reading.failed)
-        status += " A local regular file must also be verified within the time limit.";
+        status += DiagnosticText(" A local regular file must also be verified within the time limit.");
     statusField = std::move(status);
     return assessment;
 }

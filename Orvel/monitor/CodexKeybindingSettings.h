@@ -4,6 +4,7 @@
 
 #include "Orvel/monitor/CodexKeybindingFileReader.h"
 #include "Orvel/runtime/Observable.h"
+#include "OrvelCore/diagnostics/DiagnosticText.h"
 #include "OrvelCore/keybindings/CodexCopyShortcutPolicy.h"
 #include "OrvelCore/keybindings/CodexKeybindingPolicy.h"
 
@@ -37,7 +38,8 @@ class CodexKeybindingSettings {
     /// The confirmed file; empty if there is none.
     const std::string& path() const { return confirmed; }
     /// What the last thing done with the location or the file came to, for the person.
-    const std::string& status() const { return statusField; }
+    const std::string& status() const { return statusField->text(); }
+    const DiagnosticText& diagnostics() const { return statusField; }
 
     /// Takes the absolute path of a keybindings.json for the one that Codex uses. Another path changes
     /// nothing but the status.
@@ -70,7 +72,8 @@ class CodexKeybindingSettings {
     CodexKeybindingNeeds needs;
     CodexKeybindingFileReader reader;
     std::string codexFolder;
-    Observable<std::string> confirmed, statusField;
+    Observable<std::string> confirmed;
+    Observable<DiagnosticText> statusField;
     Observable<Display> shown;
 };
 

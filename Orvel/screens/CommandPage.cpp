@@ -26,7 +26,7 @@ QStringList descriptionsOf(const EditorPreparation& preparation) {
 
 } // namespace
 
-CommandPage::CommandPage(OrvelApp& app) : SettingsPage(tr("Command")), app(app) {
+CommandPage::CommandPage(OrvelApp& app) : SettingsPage(tr("Command")), app(app), diagnostics(faintLabel()) {
     if (app.canMonitor()) {
         addChecklist();
         addReturns();
@@ -36,6 +36,7 @@ CommandPage::CommandPage(OrvelApp& app) : SettingsPage(tr("Command")), app(app) 
                                tr("Orvel can't watch for /orvel on this system yet. Everything else works."));
         column().addWidget(card);
     }
+    addDiagnostics();
 }
 
 void CommandPage::addChecklist() {
@@ -90,6 +91,23 @@ void CommandPage::addReturns() {
     column().addWidget(returnsCard);
 }
 
+void CommandPage::addDiagnostics() {
+    diagnostics->setText(tr("Without message content, label contents, or conversation URLs."));
+    auto* copy = new QPushButton(tr("Copy diagnostics"));
+    connect(copy, &QPushButton::clicked, this, [this] {
+        diagnostics->setText(app.monitoring.copyDiagnostics()
+                                 ? tr("Copied diagnostics without message content, label contents, or "
+                                      "conversation URLs.")
+                                 : tr("Couldn't copy the diagnostics. The clipboard did not take them."));
+    });
+    auto* row = new QHBoxLayout;
+    row->addWidget(diagnostics, 1);
+    row->addWidget(copy);
+    column().addStretch();
+    column().addSpacing(6);
+    column().addLayout(row);
+}
+
 void CommandPage::render() {
     if (!app.canMonitor()) return;
     renderPermissions();
@@ -108,7 +126,11 @@ void CommandPage::renderPermissions() {
     const bool isGranted = lifecycle.isAccessibilityGranted();
     accessibility->render(isGranted ? State::done : State::open,
                           isGranted ? tr("Accessibility: Granted") : tr("Accessibility: Not granted"),
-                          tr("Lets Orvel read the command and clear it from the editor."));
+                          isGranted
+                              ? tr("Lets Orvel read the command and clear it from the editor.")
+                              : tr("Lets Orvel read the command and clear it from the editor. If needed, "
+                                   "open System Settings → Privacy & Security → Accessibility and check "
+                                   "Orvel."));
     const bool isConfirmed = lifecycle.inputMonitoringPermission().granted;
     inputMonitoring->render(isConfirmed ? State::done : State::open, qtText(lifecycle.inputMonitoringLabel()),
                             qtText(lifecycle.inputMonitoringExplanation().value_or("")));

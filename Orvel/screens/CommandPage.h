@@ -27,6 +27,7 @@ class CommandPage : public SettingsPage {
 
     void addChecklist();
     void addReturns();
+    void addDiagnostics();
     void renderPermissions();
     void renderEditors();
     void renderReturns();
@@ -38,6 +39,7 @@ class CommandPage : public SettingsPage {
     QLabel* noReturns = nullptr;
     SettingsCard *editorsCard = nullptr, *returnsCard = nullptr;
     std::vector<ReturnRow> returns;
+    QLabel* diagnostics;
 };
 
 } // namespace orvel

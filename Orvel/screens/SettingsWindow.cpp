@@ -3,6 +3,8 @@
 #include "Orvel/screens/CommandPage.h"
 #include "Orvel/screens/DeveloperPage.h"
 #include "Orvel/screens/GeneralPage.h"
+#include "Orvel/screens/KeyboardPage.h"
+#include "Orvel/screens/SetupPage.h"
 #include "Orvel/shell/OrvelApp.h"
 
 #include <utility>
@@ -32,10 +34,16 @@ SettingsWindow::SettingsWindow(OrvelApp& app) : app(app), titles(new QListWidget
     row->addWidget(titles);
     row->addWidget(stack, 1);
 
+    if (app.canMonitor()) {
+        auto* setup = new SetupPage(app);
+        connect(setup, &SetupPage::restSkipped, this, &QDialog::accept);
+        add(setup);
+    }
     add(new CommandPage(app));
+    add(new KeyboardPage(app));
     add(new GeneralPage(app));
     add(new DeveloperPage(app));
-    titles->setCurrentRow(0);
+    titles->setCurrentRow(app.canMonitor() ? 1 : 0);
     setMinimumSize(560, 400);
     resize(760, 600);
     subscription = app.model.changes().subscribe([this] { renderSoon(); });
@@ -48,6 +56,7 @@ void SettingsWindow::add(SettingsPage* page) {
 }
 
 void SettingsWindow::open() {
+    app.monitoring.keybindings.refreshDisplay();
     render();
     setWindowState(windowState() & ~Qt::WindowMinimized);
     show();

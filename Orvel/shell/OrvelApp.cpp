@@ -20,15 +20,14 @@ constexpr std::chrono::milliseconds lookInterval{10};
 } // namespace
 
 OrvelApp::OrvelApp(const Desktop& ports, const AgentFolders& folders, const std::string& statePath,
-                   ClockStyle clock)
+                   ClockStyle clock, const std::string& version)
     : ports(ports),
       clockStyle(clock),
       claude(ports, attempts, folders),
       model(ports, claude, folders, statePath),
-      monitoring(
-          model.changes(), ports, model.commandInbox,
-          [] { return CodexCopyShortcutPolicy::assess(std::nullopt, false, false); }, clock),
+      monitoring(model.changes(), ports, model.commandInbox, {clock, version, folders.codex}),
       developerTools(model.changes(), ports.settings.flag(developerToolsKey)),
+      receivedCommand(model.changes()),
       tasks([this](const auto& failure) { model.notices.fail(failure); }) {
     model.outbox.allowClaudeCode(ports.settings.flag(claudeCodeKey));
 }
@@ -38,14 +37,20 @@ void OrvelApp::start() {
     model.commandInbox.restore();
     model.catalogue.discoverConversations();
     model.receipts.startReceiptPolling();
-    monitoring.monitor.onFailure = screens.showFailure;
+    monitoring.onFailure = screens.showFailure;
+    monitoring.onReceived = [this] {
+        receivedCommand = true;
+        screens.dismissFailure();
+    };
     if (!canMonitor()) return;
     monitoring.start();
     offerSetup();
 }
 
 void OrvelApp::offerSetup() {
-    if (ports.settings.flag(offeredSetupKey) || monitoring.lifecycle.isAccessibilityGranted()) return;
+    const auto setup = monitoring.setupState();
+    if (ports.settings.flag(offeredSetupKey) || (setup.accessibilityGranted && setup.codexCaptureReady))
+        return;
     ports.settings.setFlag(offeredSetupKey, true);
     screens.showSetup();
 }

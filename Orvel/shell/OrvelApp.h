@@ -30,9 +30,9 @@ struct AppScreens {
 
 class OrvelApp {
   public:
-    /// The ports outlive the application. `statePath` is as OrvelModel has it.
+    /// The ports outlive the application. `statePath` is as OrvelModel has it; `version` is this program's.
     OrvelApp(const Desktop& ports, const AgentFolders& folders, const std::string& statePath,
-             ClockStyle clock);
+             ClockStyle clock, const std::string& version);
 
     /// To be set before `start`.
     AppScreens screens;
@@ -51,6 +51,8 @@ class OrvelApp {
 
     /// Whether this platform can watch the keyboard at all. Without that there is no typed command.
     bool canMonitor() const;
+    /// Whether a command was received since the start.
+    bool hasReceivedCommand() const { return receivedCommand; }
     /// How times of day are written.
     const ClockStyle& clock() const { return clockStyle; }
 
@@ -86,7 +88,7 @@ class OrvelApp {
     Task<void> decide(QuitAnswer answer);
     void offerSetup();
 
-    Observable<bool> developerTools;
+    Observable<bool> developerTools, receivedCommand;
     TaskScope tasks; // Last: ends before what its work uses.
 };
 

@@ -3,6 +3,7 @@
 #include "Orvel/monitor/DesktopCommandMonitor.h"
 
 #include "Orvel/desktop/EventPosting.h"
+#include "Orvel/monitor/GoogleJapaneseInput.h"
 #include "monitor/AgentWindow.h"
 
 namespace orvel {
@@ -67,11 +68,18 @@ struct Monitoring : AgentWindow {
     std::optional<DiagnosticText> codexFailure; ///< Of its identification.
     const ConversationReference thread{.agent = Agent::codex, .sessionID = "thread"};
     ChangeSignal changes;
+    std::optional<std::string> targetVersion;
+    std::optional<FixedWords> returnFailure; ///< Of Codex's keybindings.
+    GoogleJapaneseInput japanese{changes,
+                                 {desktop.loop, desktop.sideQueue, desktop.windows, desktop.applications,
+                                  desktop.inputSources, [this](Agent) { return targetVersion; },
+                                  [this] { return returnFailure; }}};
     DesktopCommandMonitor monitor{changes,
                                   {desktop.loop,
                                    desktop.accessibility,
                                    desktop.applications,
                                    desktop.inputSources,
+                                   japanese,
                                    [this] { return isMonitored; },
                                    [this](Agent, ProcessID asked) { return isPrepared && asked == process; },
                                    [this](const CapturedReturn& captured, std::function<bool()> isWanted) {

@@ -27,7 +27,7 @@ using namespace std::chrono_literals;
 class ApplicationScreensTest : public QtFixture {
   protected:
     void open() {
-        app.emplace(desktop.ports(), folders(), folder.path("data/state.json"), ClockStyle());
+        app.emplace(desktop.ports(), folders(), folder.path("data/state.json"), ClockStyle(), "1.0");
         screens.emplace(*app, desktop.ports(), [] {});
         screens->hasTray = [this] { return hasTray; };
         screens->terminate = [this] { ++terminated; };

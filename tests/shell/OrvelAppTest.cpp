@@ -60,7 +60,7 @@ class OrvelAppTest : public testing::Test {
     }
 
     OrvelApp& make() {
-        app.emplace(desktop.ports(), folders(), folder.path("data/state.json"), ClockStyle());
+        app.emplace(desktop.ports(), folders(), folder.path("data/state.json"), ClockStyle(), "1.0");
         app->screens = {
             .showSetup = [this] { ++setups; },
             .showFailure = [this](const auto& message, const auto&) { failures.push_back(message); },
@@ -178,6 +178,7 @@ TEST_F(OrvelAppTest, TheSetupIsOfferedOnceWhereSomethingIsMissing) {
         int offers;
     } cases[] = {{"everything is there", true, true, true, false, 0},
                  {"no permission", true, false, true, false, 1},
+                 {"no keybindings", true, true, false, false, 1},
                  {"offered before", true, false, false, true, 0},
                  {"nothing to set up", false, false, false, false, 0}};
     for (const auto& [name, hasTap, isTrusted, hasKeybindings, isOfferedBefore, offers] : cases) {
