@@ -132,6 +132,11 @@ void MonitoringLifecycle::openInputMonitoringSettings() {
     inputMonitoring.update(permission);
 }
 
+void MonitoringLifecycle::openAccessibilitySettings() {
+    needs.applications.openURL(
+        "x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility");
+}
+
 TapAnswer MonitoringLifecycle::handle(const TapEvent& event) {
     if (event.type == TapEventType::tapDisabledByTimeout)
         tasks.start(stopDisabledTap(

@@ -16,6 +16,14 @@ QString styleSheetOf(const Theme& theme) {
         QFrame#hint { background: %9; border: 1px solid %5; border-radius: 6px; }
         QFrame#hint QPushButton { padding: 3px 10px; }
         QFrame#panel QPushButton { padding: 5px 12px; }
+        QFrame#line { background: %2; border: none; }
+        QFrame#step { background: %1; border: 1px solid %2; border-radius: 8px; }
+        QFrame#step[current="true"] { border: 1px solid %5; }
+        QListWidget#pages { background: transparent; border: none; outline: none; }
+        QListWidget#pages::item { padding: 7px 10px; border-radius: 6px; color: %6; }
+        QListWidget#pages::item:selected { background: %9; color: %6; }
+        QListWidget#pages:focus::item:selected { border: 1px solid %5; }
+        QScrollArea#page, QScrollArea#page > QWidget > QWidget { background: transparent; }
         QPlainTextEdit { background: %1; border: 1px solid %2; border-radius: 8px; padding: 6px 8px; }
         QPlainTextEdit:focus { border: 1px solid %5; }
         QLineEdit#search { background: %1; border: 1px solid %2; border-radius: 6px; padding: 6px 8px; }

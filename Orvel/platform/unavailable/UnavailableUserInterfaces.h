@@ -55,6 +55,7 @@ class UnavailableEventPosting : public EventPosting {
 
 class UnavailableKeyboardTap : public KeyboardTap {
   public:
+    bool isAvailable() const override { return false; }
     bool isListeningGranted() override { return false; }
     void requestListening() override {}
     TapStart start(Handler) override { return TapStart::refused; }
