@@ -230,7 +230,7 @@ void SimulatedCodexApp::pressed(const SimulatedKey& key) {
     if (key.event.type != TapEventType::keyDown) return;
     const auto held = key.event.flags & modifiers;
     const bool isReturn = key.event.keyCode == returnKey || key.event.keyCode == keypadEnter;
-    if (SyntheticKey{key.event.keyCode, held} == habits.copyShortcut) return copy();
+    if (SyntheticKey{key.event.keyCode, held} == habits.copyShortcut) return copy(key.event.marker != 0);
     if (isReturn) return held & SyntheticKey::shift ? typed("\n") : send();
     if (held & ~SyntheticKey::shift) return; // Some other shortcut.
     if (!key.text.empty()) typed(key.text);
@@ -263,17 +263,18 @@ void SimulatedCodexApp::send() {
 
 // The clipboard
 
-void SimulatedCodexApp::copy() {
+void SimulatedCodexApp::copy(bool isPosted) {
     if (!window || current.empty()) return;
     for (int i = 0; i < habits.copies; ++i)
         whileRunning(habits.copying + i * betweenCopies,
-                     [this, thread = current, asked = screen.world.worldTime(), isFurther = i > 0] {
+                     [this, thread = current, asked = screen.world.worldTime(), isPosted, isFurther = i > 0] {
                          const auto link = std::string(linkPrefix) + habits.copiesOther.value_or(thread);
                          screen.pasteboard.copiedElsewhere(link);
                          note({.kind = Deed::Kind::copied,
                                .threadID = thread,
                                .after = link,
                                .asked = asked,
+                               .isPosted = isPosted,
                                .isFurther = isFurther});
                      });
 }
