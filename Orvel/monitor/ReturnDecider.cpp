@@ -105,7 +105,7 @@ class Decider {
         case CommandReturnDecision::capture: break;
         }
         const auto window = focusedWindow();
-        if (!window || !isStillThere(captured))
+        if (!window || !isStillThere(captured) || !mayBeginWork())
             return stop("Couldn't recheck the editor and app before activation. Input was kept without "
                         "normal sending.");
         captured.window = *window;
@@ -193,7 +193,7 @@ class Decider {
             return decision;
         }
         case GoogleIMEWindowPolicy::Decision::captureWithWindowEvidence:
-            if (!isTimely()) break;
+            if (!mayBeginWork()) break;
             return end(DiagnosticText::of("{} / Limited Google input compatibility verified / Return "
                                           "suppressed; verify current conversation with original content "
                                           "intact",
@@ -221,10 +221,10 @@ class Decider {
     bool isStillThere(const CapturedReturn& captured) {
         return needs.applications.frontmost() == fresh.application && focusedEditor() == captured.editor &&
                (!captured.codeContext || isCurrent(needs.reads, *captured.codeContext)) &&
-               !needs.reads.hasFailed() && isTimely();
+               !needs.reads.hasFailed();
     }
 
-    bool isTimely() const {
+    bool mayBeginWork() const {
         return needs.loop.uptime() - started < latestCapture && fresh.hasReceiver && !fresh.event.isRepeat;
     }
 

@@ -129,6 +129,7 @@ SimulatedAccessibility::Call SimulatedAccessibility::begin(std::string_view oper
                        .element = element ? element->number : 0,
                        .isWrite = isWrite};
     steps.announce(step);
+    for (const auto* above = element; above; above = above->parent()) duration += above->slowness;
     const auto own = element ? element->messagingTimeout : std::chrono::milliseconds(0);
     const auto bound = std::min<std::chrono::nanoseconds>(own.count() > 0 ? own : ownBound, greatestBound);
     const bool isLate = duration + step.delay > bound;

@@ -35,8 +35,8 @@ ProcessID SimulatedApplications::processOf(const SimulatedApplication& applicati
     return 0;
 }
 
-SimulatedApplication* SimulatedApplications::inFront() const {
-    const auto found = processes.find(front);
+SimulatedApplication* SimulatedApplications::running(ProcessID process) const {
+    const auto found = processes.find(process);
     return found == processes.end() ? nullptr : found->second;
 }
 

@@ -2,6 +2,7 @@
 // The applications of a simulated desktop: which are installed, which run, and which has the keyboard.
 
 #include "Orvel/desktop/Applications.h"
+#include "Orvel/desktop/KeyboardTap.h"
 #include "Orvel/platform/simulated/SimulatedSteps.h"
 #include "Orvel/platform/simulated/WorldLoop.h"
 
@@ -12,6 +13,12 @@
 #include <vector>
 
 namespace orvel {
+
+/// A key on its way to an application, with what it types there; nothing where it types nothing.
+struct SimulatedKey {
+    TapEvent event;
+    std::string text;
+};
 
 /// An application that can be installed on a simulated desktop. What happens to it comes from outside.
 class SimulatedApplication {
@@ -25,6 +32,14 @@ class SimulatedApplication {
     /// Asked to open a URL; false if it doesn't take such ones.
     virtual bool takesURL(const std::string&) { return false; }
     virtual void openURL(const std::string&) {}
+    /// A key, a modifier or a click reaches it: the person's while it has the keyboard, or one that a program
+    /// sent to it.
+    virtual void pressed(const SimulatedKey& key) {
+        if (key.event.type == TapEventType::keyDown && !key.text.empty()) typed(key.text);
+    }
+    /// An input method shows a text that is not confirmed, in place of the one before; confirmed, it is
+    /// typed.
+    virtual void composes(const std::string&) {}
     /// The person types a character while the application has the keyboard.
     virtual void typed(const std::string&) {}
     /// Something is pasted while it has the keyboard.
@@ -54,7 +69,10 @@ class SimulatedApplications : public Applications {
     /// Pastes into whatever has the keyboard.
     void paste(const std::string& text);
     /// The application that has the keyboard, or null.
-    SimulatedApplication* inFront() const;
+    SimulatedApplication* inFront() const { return running(front); }
+    ProcessID processInFront() const { return front; }
+    /// The application that runs as this process, or null.
+    SimulatedApplication* running(ProcessID process) const;
 
     std::chrono::nanoseconds startTime{800'000'000}, activationTime{120'000'000}, urlTime{40'000'000};
     bool refusesActivation = false;

@@ -171,6 +171,7 @@ class SimulatedClaude : public SimulatedApplication {
     bool takesURL(const std::string& url) override;
     void openURL(const std::string& url) override;
     void typed(const std::string& text) override;
+    void composes(const std::string& text) override { userComposes(text); }
     void pasted(const std::string& text) override;
 
   private:

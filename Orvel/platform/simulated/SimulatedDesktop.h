@@ -37,15 +37,14 @@ struct SimulatedDesktop : SimulatedDesktopLoop, SimulatedScreen {
     Desktop ports() { return portsOn(loop, files); }
     /// The same on a loop and a disk that are not simulated.
     Desktop portsOn(MainLoop& otherLoop, FileStore& otherFiles) {
-        return {otherLoop,    sideQueue,     otherFiles, processes,    settings,     pasteboard, panels,
-                applications, accessibility, keyboard,   eventPosting, inputSources, windows,    localFiles};
+        return {otherLoop,    sideQueue,     otherFiles, processes, settings,     pasteboard, panels,
+                applications, accessibility, keyboard,   keyboard,  inputSources, windows,    localFiles};
     }
 
     SimulatedPanels panels;
     MemorySettings settings;
     SimulatedFileStore files{loop};
     SimulatedProcesses processes{loop};
-    UnavailableEventPosting eventPosting;
     SimulatedLocalFiles localFiles{steps};
 };
 

@@ -53,6 +53,8 @@ class SimulatedElement : public AXIdentity, public std::enable_shared_from_this<
     std::vector<std::pair<std::string, AXStatus>> statuses;
     /// Bounds calls on it; 0 for the platform's own bound.
     std::chrono::milliseconds messagingTimeout{0};
+    /// Calls on it and on all below it take so much longer.
+    std::chrono::nanoseconds slowness{0};
     /// Takes a written value; without it the element can't be written.
     std::function<AXStatus(std::string_view name, const AXValue& value)> write;
     /// Does an action; without it the element has none.

@@ -10,7 +10,18 @@ class SimulatedKeyboard::Prepared : public PreparedEvents {
 
     void post() override {
         const auto step = keyboard.steps.take("post", true);
-        if (!step.report || step.happens) keyboard.posted.push_back(event);
+        if (step.report && !step.happens) return;
+        keyboard.posted.push_back(event);
+        const auto* key = std::get_if<SyntheticKey>(&event.event);
+        if (!key) return;
+        TapEvent made{.keyCode = key->keyCode,
+                      .flags = key->flags,
+                      .sourceProcess = SimulatedApplications::self,
+                      .marker = marker};
+        for (const auto type : {TapEventType::keyDown, TapEventType::keyUp}) {
+            made.type = type;
+            keyboard.send({.key = {made, ""}, .isPosted = true, .process = event.process});
+        }
     }
 
   private:
@@ -18,28 +29,69 @@ class SimulatedKeyboard::Prepared : public PreparedEvents {
     Posted event;
 };
 
-void SimulatedKeyboard::press(const std::string& text, const TapEvent& event) {
-    if (!handler || !enabled) {
-        arrive(text);
-        return;
-    }
-    const auto pressed = loop.uptime();
-    loop.post([this, text, event, pressed] {
-        const auto waited = loop.uptime() - pressed;
-        longest = std::max(longest, waited);
-        auto answer = TapAnswer::pass;
-        if (waited > tapLimit)
-            disable(TapEventType::tapDisabledByTimeout);
-        else if (handler)
-            answer = handler(event);
-        if (answer == TapAnswer::pass)
-            loop.outside(MainLoop::Duration::zero(), [this, text] { arrive(text); });
+void SimulatedKeyboard::press(const std::string& text, const TapEvent& event, std::function<void()> effect) {
+    pressed.push_back({.key = {event, text}});
+    send({.key = {event, text}, .effect = std::move(effect), .number = pressed.size() - 1});
+}
+
+void SimulatedKeyboard::stroke(const std::string& text, const TapEvent& event) {
+    press(text, event);
+    auto released = event;
+    released.type = TapEventType::keyUp;
+    press("", released);
+}
+
+// What passes a tap arrives a moment later, and what comes meanwhile stands behind it.
+void SimulatedKeyboard::send(Travelling travelling) {
+    if ((!handler || !enabled) && travellings.empty() && passing == 0) return arrive(travelling);
+    travelling.since = loop.uptime();
+    travellings.push_back(std::move(travelling));
+    loop.post([this] { passTap(); });
+}
+
+void SimulatedKeyboard::passTap() {
+    auto travelling = std::move(travellings.front());
+    travellings.pop_front();
+    if (askTap(travelling) == TapAnswer::swallow) return settle(travelling, SimulatedPress::Fate::swallowed);
+    ++passing;
+    loop.outside(MainLoop::Duration::zero(), [this, travelling = std::move(travelling)] {
+        --passing;
+        arrive(travelling);
     });
 }
 
-void SimulatedKeyboard::arrive(const std::string& text) {
-    auto* application = applications.inFront();
-    if (application && !text.empty()) application->typed(text);
+TapAnswer SimulatedKeyboard::askTap(const Travelling& travelling) {
+    if (!handler || !enabled || (travelling.isPosted && !tapSeesPosted)) return TapAnswer::pass;
+    const auto waited = loop.uptime() - travelling.since;
+    if (!travelling.isPosted) longest = std::max(longest, waited);
+    const auto ask = handler; // Which may stop the tap.
+    if (waited <= tapLimit) return ask(travelling.key.event);
+    disable(TapEventType::tapDisabledByTimeout);
+    return TapAnswer::pass;
+}
+
+void SimulatedKeyboard::arrive(const Travelling& travelling) {
+    const auto front = applications.processInFront();
+    const auto process = travelling.process.value_or(front);
+    if (travelling.isPosted && postedNeedsFocus && process != front) return;
+    settle(travelling, deliver(travelling, applications.running(process)), process);
+}
+
+SimulatedPress::Fate SimulatedKeyboard::deliver(const Travelling& travelling,
+                                                SimulatedApplication* application) {
+    if (application && !travelling.isPosted && inputMethod.takes(*application, travelling.key))
+        return SimulatedPress::Fate::composed;
+    if (application) application->pressed(travelling.key);
+    if (travelling.effect) travelling.effect();
+    return SimulatedPress::Fate::arrived;
+}
+
+void SimulatedKeyboard::settle(const Travelling& travelling, SimulatedPress::Fate fate, ProcessID process) {
+    if (travelling.isPosted) return;
+    auto& press = pressed[travelling.number];
+    press.fate = fate;
+    press.process = process;
+    if (onFate) onFate(press);
 }
 
 void SimulatedKeyboard::disable(TapEventType reason) {

@@ -20,9 +20,10 @@ struct SimulatedScreen {
     SimulatedPasteboard pasteboard{steps};
     SimulatedApplications applications{world, steps};
     SimulatedAccessibility accessibility{world, steps, applications, pasteboard};
-    SimulatedKeyboard keyboard{world, steps, applications};
     SimulatedInputSources inputSources{steps};
     SimulatedWindowList windows{steps};
+    SimulatedInputMethod inputMethod{inputSources, windows};
+    SimulatedKeyboard keyboard{world, steps, applications, inputMethod};
     SimulatedSideQueue sideQueue{world, windows};
 };
 
