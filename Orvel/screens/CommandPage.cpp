@@ -32,7 +32,7 @@ CommandPage::CommandPage(OrvelApp& app) : SettingsPage(tr("Command")), app(app),
         addReturns();
     } else {
         auto* card = new SettingsCard;
-        card->addRow()->render(State::open,
+        card->addRow()->render(std::nullopt,
                                tr("Orvel can't watch for /orvel on this system yet. Everything else works."));
         column().addWidget(card);
     }
@@ -52,7 +52,7 @@ void CommandPage::addChecklist() {
     accessibility = permissions->addRow();
     accessibility->addButton(tr("Open settings…"), tr("Open the settings of Accessibility"),
                              [&lifecycle] { lifecycle.openAccessibilitySettings(); });
-    inputMonitoring = permissions->addRow();
+    inputMonitoring = permissions->addRow(SettingsRow::Buttons::beneath);
     request = inputMonitoring->addButton(tr("Request…"), tr("Request Input Monitoring"),
                                          [&lifecycle] { lifecycle.requestInputMonitoring(); });
     inputMonitoring->addButton(tr("Open settings…"), tr("Open the settings of Input Monitoring"),
@@ -163,7 +163,7 @@ void CommandPage::renderReturns() {
         row.mark->render(last[i].isCommand ? State::command : State::passed);
         showText(*row.time, qtText(last[i].time));
         showText(*row.agent, qtText(label(last[i].agent)));
-        showText(*row.outcome, qtText(last[i].outcome));
+        showText(*row.outcome, qtText(last[i].outcome).simplified());
         row.outcome->setForegroundRole(last[i].isCommand ? QPalette::WindowText : QPalette::PlaceholderText);
     }
 }

@@ -16,7 +16,7 @@ DeveloperPage::DeveloperPage(OrvelApp& app)
       report(new QPlainTextEdit) {
     report->setReadOnly(true);
     report->setTabChangesFocus(true);
-    report->setAccessibleName(tr("What the inspection found"));
+    report->setAccessibleName(tr("The report"));
     report->setMinimumHeight(160);
     report->hide();
     connect(inspection, &QPushButton::clicked, this, &DeveloperPage::inspect);
@@ -27,16 +27,26 @@ DeveloperPage::DeveloperPage(OrvelApp& app)
     column().addWidget(faintLabel(tr("Brings Claude to the front, looks at the conversation's editor without "
                                      "writing, and reports its structure without content.")));
     column().addLayout(row);
+    column().addSpacing(10);
+    column().addWidget(sectionTitle(tr("Diagnostics")));
+    column().addWidget(faintLabel(tr("What “Copy diagnostics” puts on the clipboard.")));
+    auto* diagnostics = new QPushButton(tr("Show diagnostics"));
+    connect(diagnostics, &QPushButton::clicked, this,
+            [this] { showReport(this->app.monitoring.diagnosticReport().text()); });
+    column().addWidget(diagnostics, 0, Qt::AlignLeft);
     column().addWidget(report, 1);
     column().addStretch();
 }
 
 void DeveloperPage::inspect() {
     app.model.outbox.diagnoseRelayComposer([page = QPointer(this)](const std::string& text) {
-        if (!page) return;
-        page->report->setPlainText(qtText(text));
-        page->report->show();
+        if (page) page->showReport(text);
     });
+}
+
+void DeveloperPage::showReport(const std::string& text) {
+    report->setPlainText(qtText(text));
+    report->show();
 }
 
 void DeveloperPage::render() {

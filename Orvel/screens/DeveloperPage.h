@@ -21,6 +21,7 @@ class DeveloperPage : public SettingsPage {
 
   private:
     void inspect();
+    void showReport(const std::string& text);
 
     OrvelApp& app;
     QPushButton* inspection;

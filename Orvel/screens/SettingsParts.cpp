@@ -102,28 +102,33 @@ void StateMark::paintEvent(QPaintEvent*) {
     }
 }
 
-SettingsRow::SettingsRow(QWidget* parent)
-    : QWidget(parent),
-      mark(new StateMark),
-      title(plainLabel()),
-      explanation(faintLabel()),
-      row(new QHBoxLayout(this)) {
+SettingsRow::SettingsRow(Buttons place)
+    : mark(new StateMark), title(plainLabel()), explanation(faintLabel()), buttons(new QHBoxLayout) {
     for (auto* label : {title, explanation}) label->setTextInteractionFlags(Qt::TextSelectableByMouse);
     auto* words = new QVBoxLayout;
     words->setSpacing(3);
     words->addWidget(title);
     words->addWidget(explanation);
+    buttons->setSpacing(8);
+    auto* row = new QHBoxLayout(this);
     row->setContentsMargins(14, 10, 10, 10);
     row->setSpacing(10);
-    row->addWidget(mark);
+    row->addWidget(mark, 0, Qt::AlignTop);
     row->addLayout(words, 1);
+    if (place == Buttons::beneath) {
+        words->addSpacing(4);
+        words->addLayout(buttons);
+        buttons->addStretch();
+    } else {
+        row->addLayout(buttons);
+    }
 }
 
 QPushButton* SettingsRow::addButton(const QString& text, const QString& name, std::function<void()> action) {
     auto* button = new QPushButton(text);
     button->setAccessibleName(name);
     connect(button, &QPushButton::clicked, this, [action = std::move(action)] { action(); });
-    row->addWidget(button);
+    buttons->addWidget(button);
     return button;
 }
 
@@ -142,8 +147,8 @@ SettingsCard::SettingsCard(QWidget* parent) : QFrame(parent), column(new QVBoxLa
     column->setSpacing(0);
 }
 
-SettingsRow* SettingsCard::addRow() {
-    auto* added = new SettingsRow;
+SettingsRow* SettingsCard::addRow(SettingsRow::Buttons place) {
+    auto* added = new SettingsRow(place);
     add(added);
     return added;
 }

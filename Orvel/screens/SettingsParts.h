@@ -48,12 +48,15 @@ class StateMark : public QWidget {
     State state = State::open;
 };
 
-/// A mark, a line, an explanation beneath it, and buttons at the end.
+/// A mark, a line, an explanation beneath it, and buttons.
 class SettingsRow : public QWidget {
     Q_OBJECT
 
   public:
-    explicit SettingsRow(QWidget* parent = nullptr);
+    /// A single button has room beside the words; several stand beneath them.
+    enum class Buttons { beside, beneath };
+
+    explicit SettingsRow(Buttons place = Buttons::beside);
 
     /// `name` is what a screen reader says, where the text alone does not tell what the button is about.
     QPushButton* addButton(const QString& text, const QString& name, std::function<void()> action);
@@ -64,7 +67,7 @@ class SettingsRow : public QWidget {
   private:
     StateMark* mark;
     QLabel *title, *explanation;
-    QHBoxLayout* row;
+    QHBoxLayout* buttons;
 };
 
 /// A frame around rows, with a line between each two.
@@ -73,7 +76,7 @@ class SettingsCard : public QFrame {
 
   public:
     explicit SettingsCard(QWidget* parent = nullptr);
-    SettingsRow* addRow();
+    SettingsRow* addRow(SettingsRow::Buttons place = SettingsRow::Buttons::beside);
     void add(QWidget* content);
     /// Shows only so many of its rows.
     void showFirst(std::size_t count);

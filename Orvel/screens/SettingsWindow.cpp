@@ -5,33 +5,40 @@
 #include "Orvel/screens/GeneralPage.h"
 #include "Orvel/screens/KeyboardPage.h"
 #include "Orvel/screens/SetupPage.h"
+#include "Orvel/screens/Theme.h"
 #include "Orvel/shell/OrvelApp.h"
 
 #include <utility>
 
 #include <QHBoxLayout>
 #include <QTimer>
+#include <QVBoxLayout>
 
 namespace orvel {
 
 namespace {
 
-constexpr int titlesWidth = 150;
+constexpr int titlesWidth = 170;
 
 } // namespace
 
-SettingsWindow::SettingsWindow(OrvelApp& app) : app(app), titles(new QListWidget), stack(new QStackedWidget) {
+SettingsWindow::SettingsWindow(OrvelApp& app)
+    : app(app), sidebar(new QWidget), titles(new QListWidget), stack(new QStackedWidget) {
     setWindowTitle(tr("Settings"));
     setObjectName(QStringLiteral("settings"));
     titles->setObjectName(QStringLiteral("pages"));
     titles->setAccessibleName(tr("Pages of the settings"));
-    titles->setFixedWidth(titlesWidth);
     titles->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     connect(titles, &QListWidget::currentRowChanged, stack, &QStackedWidget::setCurrentIndex);
     auto* row = new QHBoxLayout(this);
-    row->setContentsMargins(10, 14, 0, 0);
+    row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(0);
-    row->addWidget(titles);
+    auto* beside = new QVBoxLayout(sidebar);
+    beside->setContentsMargins(10, 12, 10, 12);
+    beside->addWidget(titles);
+    sidebar->setFixedWidth(titlesWidth);
+    sidebar->setAutoFillBackground(true);
+    row->addWidget(sidebar);
     row->addWidget(stack, 1);
 
     if (app.canMonitor()) {
@@ -44,7 +51,7 @@ SettingsWindow::SettingsWindow(OrvelApp& app) : app(app), titles(new QListWidget
     add(new GeneralPage(app));
     add(new DeveloperPage(app));
     titles->setCurrentRow(app.canMonitor() ? 1 : 0);
-    setMinimumSize(560, 400);
+    setMinimumSize(640, 440);
     resize(760, 600);
     subscription = app.model.changes().subscribe([this] { renderSoon(); });
 }
@@ -78,6 +85,9 @@ void SettingsWindow::renderSoon() {
 
 void SettingsWindow::render() {
     renderIsDue = false;
+    auto colors = sidebar->palette();
+    colors.setColor(QPalette::Window, Theme::current().sidebar);
+    sidebar->setPalette(colors);
     for (auto* page : pages) page->render();
     const auto developer = static_cast<int>(pages.size()) - 1;
     const bool isHidden = !app.showsDeveloperTools();

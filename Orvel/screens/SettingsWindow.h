@@ -35,6 +35,7 @@ class SettingsWindow : public QDialog {
     void render();
 
     OrvelApp& app;
+    QWidget* sidebar;
     QListWidget* titles;
     QStackedWidget* stack;
     std::vector<SettingsPage*> pages;

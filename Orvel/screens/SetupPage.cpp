@@ -37,6 +37,8 @@ SetupPage::SetupPage(OrvelApp& app) : SettingsPage(tr("Set up /orvel")), app(app
               [this] { this->app.monitoring.lifecycle.openAccessibilitySettings(); });
     setAction(steps[1], tr("Choose…"), tr("Choose Codex's keybindings.json"),
               [this] { this->app.monitoring.keybindings.choose(); });
+    setAction(steps[2], tr("Open Codex"), tr("Open Codex"),
+              [this] { this->app.openApplication(Agent::codex); });
     rest = new QPushButton;
     connect(rest, &QPushButton::clicked, this, &SetupPage::restSkipped);
     auto* foot = new QHBoxLayout;
@@ -97,7 +99,7 @@ void SetupPage::render(Step& step, bool isDone, bool isCurrent, const QString& s
     step.mark->render(isDone ? StateMark::State::done : StateMark::State::open);
     showText(*step.state, state);
     step.skip->setVisible(isCurrent);
-    step.action->setVisible(!isDone && !step.action->text().isEmpty());
+    step.action->setVisible(!isDone);
     const auto name = isCurrent ? QStringLiteral("primary") : QString();
     if (step.frame->property("current").toBool() == isCurrent && step.action->objectName() == name) return;
     step.frame->setProperty("current", isCurrent);

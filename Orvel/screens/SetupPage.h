@@ -29,7 +29,7 @@ class SetupPage : public SettingsPage {
         QFrame* frame;
         StateMark* mark;
         QLabel* state;
-        QPushButton *skip, *action; ///< No action where the person acts elsewhere.
+        QPushButton *skip, *action;
         bool isSkipped = false;
     };
 

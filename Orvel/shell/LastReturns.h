@@ -16,7 +16,7 @@ struct LastReturn {
     std::string time; ///< Of day.
     Agent agent = Agent::codex;
     bool isCommand = false; ///< Whether the command stood in the editor.
-    std::string outcome;    ///< Of a command what became of it, once that is known.
+    std::string outcome;    ///< Without the agent. Of a command what became of it, once that is known.
 
     bool operator==(const LastReturn&) const = default;
 };

@@ -1,5 +1,6 @@
 #include "Orvel/shell/OrvelApp.h"
 
+#include "Orvel/delivery/DestinationAppLauncher.h"
 #include "Orvel/desktop/Applications.h"
 #include "Orvel/desktop/KeyboardTap.h"
 #include "Orvel/desktop/Settings.h"
@@ -71,6 +72,16 @@ void OrvelApp::showDetails(const std::string& failure) {
 
 bool OrvelApp::canMonitor() const {
     return ports.keyboardTap.isAvailable();
+}
+
+void OrvelApp::openApplication(Agent agent) {
+    tasks.start(launch(agent));
+}
+
+Task<void> OrvelApp::launch(Agent agent) {
+    const auto outcome = co_await DestinationAppLauncher::open(ports.applications, agent);
+    if (outcome != DestinationAppLauncher::Outcome::opened)
+        model.notices.fail("Couldn't open " + std::string(label(agent)) + ".");
 }
 
 void OrvelApp::allowClaudeCode(bool isAllowed) {

@@ -53,6 +53,8 @@ class OrvelApp {
     bool canMonitor() const;
     /// Whether a command was received since the start.
     bool hasReceivedCommand() const { return receivedCommand; }
+    /// Brings the agent's application to the front, and tells if it can't.
+    void openApplication(Agent agent);
     /// How times of day are written.
     const ClockStyle& clock() const { return clockStyle; }
 
@@ -85,6 +87,7 @@ class OrvelApp {
 
   private:
     QuitState quitState() const;
+    Task<void> launch(Agent agent);
     Task<void> decide(QuitAnswer answer);
     void offerSetup();
 

@@ -200,6 +200,25 @@ TEST_F(ApplicationScreensTest, TheSettingsShowHowMonitoringStandsAndSwitchIt) {
     EXPECT_TRUE(shows("Input Monitoring: Unconfirmed (monitoring is working)"));
     press("Request Input Monitoring");
     EXPECT_TRUE(shows("Input Monitoring permission is still unconfirmed."));
+    QStringList asked;
+    const TrayEntry tray(*app, {.openWindow = [&] { asked += "window"; },
+                                .openSettings = [&] { asked += "settings"; },
+                                .quit = [&] { asked += "quit"; }});
+    const auto texts = [&] {
+        QStringList shown;
+        for (const auto* action : tray.menu().actions())
+            if (!action->isSeparator()) shown += action->text();
+        return shown;
+    };
+    EXPECT_EQ(texts(), QStringList({"Codex / Claude /orvel: On", "Pause monitoring", "Open Orvel",
+                                    "Settings…", "Quit"}));
+    press("Pause monitoring");
+    EXPECT_EQ(texts().first(2), QStringList({"Codex / Claude /orvel: Off", "Resume monitoring"}));
+    for (auto* action : tray.menu().actions())
+        if (action->isEnabled()) action->trigger();
+    EXPECT_EQ(asked, QStringList({"window", "settings", "quit"}));
+    EXPECT_TRUE(app->monitoring.lifecycle.isMonitoring());
+    pass(0s);
     press("Pause monitoring");
     EXPECT_TRUE(shows("Monitoring paused until you resume it or restart Orvel."));
     pass(5s);
