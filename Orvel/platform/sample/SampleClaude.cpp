@@ -30,6 +30,7 @@ std::string lastRecordID(const std::string& transcriptPath) {
 
 SampleClaude::SampleClaude(MainLoop& loop, const AgentFolders& folders)
     : world(loop), claude(simulated, folders.claude + "/projects", folders.claudeDesktop) {
+    simulated.accessibility.latency = {{}, {}, {}}; // Nobody waits here for a program that takes its time.
     claude.habits.answer = answer;
     claude.habits.writtenShows = {}; // As on a platform that reads back what it wrote.
     for (const auto& reference : ConversationCatalog::discover(folders.defaultRoots(), folders.claudeDesktop))
