@@ -12,6 +12,7 @@
 #include "Orvel/platform/qt/SystemAppearance.h"
 #include "Orvel/platform/qt/TerminationSignals.h"
 #include "Orvel/screens/ApplicationScreens.h"
+#include "Orvel/screens/SampleAgentWindow.h"
 #include "Orvel/screens/Theme.h"
 #include "Orvel/shell/OrvelApp.h"
 #include "OrvelCore/files/FilePath.h"
@@ -139,6 +140,12 @@ void saveDrafts(OrvelModel& model, QtMainLoop& loop) {
         QApplication::processEvents(QEventLoop::ExcludeUserInputEvents | QEventLoop::WaitForMoreEvents, 50);
 }
 
+void showBeside(QWidget& window) {
+    window.show();
+    window.raise();
+    window.activateWindow();
+}
+
 int run(QApplication& application, const Options& options) {
     std::optional<SampleHome> sampleHome;
     if (options.sample) sampleHome.emplace();
@@ -155,7 +162,7 @@ int run(QApplication& application, const Options& options) {
     QtPanels panels;
     QtApplications applications;
     QtSettings settings(joinedPath(places.dataFolder, "settings.ini"));
-    const ProgramDesktop desktop({loop, loop, pasteboard, panels, applications, settings}, places);
+    ProgramDesktop desktop({loop, loop, pasteboard, panels, applications, settings}, places);
     const auto& ports = desktop.ports();
     OrvelApp app(ports, places.folders, places.statePath(), localClock(), ORVEL_VERSION);
     DesktopRequests requests(app);
@@ -171,7 +178,13 @@ int run(QApplication& application, const Options& options) {
     auto& window = screens.mainWindow();
     panels.setWindow(&window);
     applications.setWindow(&window);
-    if (options.sample) window.markAsSample();
+    std::optional<SampleAgentWindow> agentWindow;
+    if (auto* claude = desktop.claudeOfSample()) {
+        agentWindow.emplace(app.model, *claude);
+        app.monitoring.keybindings.confirm(joinedPath(places.folders.codex, "keybindings.json"));
+        window.markAsSample([&agentWindow] { showBeside(*agentWindow); });
+        screens.hasTray = [] { return false; }; // Closing its window ends a sample.
+    }
 
     const bool listens = instance.listen([&](const SingleInstance::Request& request) {
         app.open(request);
@@ -181,6 +194,11 @@ int run(QApplication& application, const Options& options) {
         throw std::runtime_error("Orvel is already running on " + places.dataFolder +
                                  " but doesn't answer. Nothing was opened.");
     const TerminationSignals endings;
+    if (agentWindow) {
+        agentWindow->setAttribute(Qt::WA_ShowWithoutActivating);
+        agentWindow->show();
+        agentWindow->setAttribute(Qt::WA_ShowWithoutActivating, false);
+    }
     window.show();
     app.start();
     app.open(options.toOpen);

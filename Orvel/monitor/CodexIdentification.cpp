@@ -117,8 +117,8 @@ class CodexIdentification::Run {
     /// Gives the clipboard back what it held, however the run ended. A copy that Codex was asked for is
     /// waited for as long as it may take.
     Task<void> settle() {
-        while (clipboard && !isRestored) {
-            isRestored = clipboard->restoreIfOwned();
+        while (clipboard && !clipboard->isSettled()) {
+            isRestored = clipboard->restoreIfOwned() || isRestored;
             if (clipboard->isSettled() || needs.loop.uptime() - owner.lastPost >= copyLimit) break;
             co_await needs.loop.sleep(pollInterval);
         }

@@ -48,26 +48,30 @@ ConversationClipboardCapture::~ConversationClipboardCapture() {
 }
 
 void ConversationClipboardCapture::saveOriginal() {
-    const auto require = [](bool condition) {
-        if (!condition) throw Failure(Case::snapshotFailed);
-    };
-    expectedChangeCount = pasteboard.changeCount();
+    auto kept = snapshot();
+    if (!kept) throw Failure(Case::snapshotFailed);
+    original = std::move(kept->items);
+    expectedChangeCount = kept->changeCount;
+}
+
+std::optional<ConversationClipboardCapture::Contents> ConversationClipboardCapture::snapshot() {
+    Contents kept{.items = {}, .changeCount = pasteboard.changeCount()};
     const auto count = pasteboard.itemCount();
-    require(count && *count <= maximumItems);
-    require(*count > 0 || pasteboard.types().empty());
+    if (!count || *count > maximumItems || (*count == 0 && !pasteboard.types().empty())) return std::nullopt;
     std::size_t bytes = 0;
     for (std::size_t i = 0; i < *count; ++i) {
         const auto types = pasteboard.typesOf(i);
-        require(!types.empty() && types.size() <= maximumTypesOfItem); // None can't be told from unreadable.
-        auto& item = original.emplace_back();
+        if (types.empty() || types.size() > maximumTypesOfItem)
+            return std::nullopt; // None may be unreadable.
+        auto& item = kept.items.emplace_back();
         for (const auto& type : types) {
             auto data = pasteboard.data(i, type);
-            require(data && data->size() <= maximumBytes - bytes);
+            if (!data || data->size() > maximumBytes - bytes) return std::nullopt;
             bytes += data->size();
             item[type] = std::move(*data);
         }
     }
-    require(pasteboard.changeCount() == expectedChangeCount);
+    return pasteboard.changeCount() == kept.changeCount ? std::optional(std::move(kept)) : std::nullopt;
 }
 
 bool ConversationClipboardCapture::takeOver(ConversationClipboardCapture& earlier) {
@@ -100,14 +104,21 @@ std::optional<std::string> ConversationClipboardCapture::onlyText() {
 void ConversationClipboardCapture::claim(std::int64_t changeCount) {
     ownedChangeCount = expectedChangeCount = changeCount;
     --unclaimedCopies;
+    const auto kept = std::exchange(newer, std::nullopt);
+    if (kept && kept->changeCount != changeCount) original = kept->items;
 }
 
-// A link that stands there although nobody has looked for it since it was asked for.
+// A link that stands there although nobody has looked for it since it was asked for. What else stands there
+// is newer than what was kept, and the link will take its place.
 void ConversationClipboardCapture::claimLateCopy() {
     const auto changeCount = pasteboard.changeCount();
     if (unclaimedCopies == 0 || changeCount == expectedChangeCount) return;
     const auto text = onlyText();
-    if (text && CodexDeepLink::threadID(*text) && pasteboard.changeCount() == changeCount) claim(changeCount);
+    const bool isLink = text && CodexDeepLink::threadID(*text);
+    if (isLink && pasteboard.changeCount() == changeCount) return claim(changeCount);
+    if (isLink || (newer && newer->changeCount == changeCount)) return;
+    auto kept = snapshot();
+    if (kept && !kept->items.empty()) newer = std::move(kept);
 }
 
 void ConversationClipboardCapture::expectCopy() {

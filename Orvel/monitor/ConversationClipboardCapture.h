@@ -58,7 +58,8 @@ class ConversationClipboardCapture {
     std::optional<std::string> freshText();
 
     /// Gives the clipboard back what it held, if a claimed copy stands there; one that has arrived unseen is
-    /// claimed first. False if it holds something else, or if the system refuses; another call tries again.
+    /// claimed first. What was seen there in between is what it held. False if it holds something else, or if
+    /// the system refuses; another call tries again.
     bool restoreIfOwned();
 
     /// Whether every copy that was asked for has come and is gone from the clipboard. Otherwise a copy may
@@ -66,7 +67,14 @@ class ConversationClipboardCapture {
     bool isSettled() const { return !ownedChangeCount && unclaimedCopies == 0; }
 
   private:
+    struct Contents {
+        std::vector<PasteboardItem> items;
+        std::int64_t changeCount = 0;
+    };
+
     void saveOriginal();
+    /// What the clipboard holds; nothing if that can't be kept, or changes meanwhile.
+    std::optional<Contents> snapshot();
     bool takeOver(ConversationClipboardCapture& earlier);
     bool ownsContents();
     bool giveBack();
@@ -76,7 +84,8 @@ class ConversationClipboardCapture {
 
     Pasteboard& pasteboard;
     std::vector<PasteboardItem> original;
-    std::int64_t expectedChangeCount = 0;         ///< At the last look.
+    std::optional<Contents> newer;        ///< What somebody has copied while a copy was still to come.
+    std::int64_t expectedChangeCount = 0; ///< At the last look.
     std::optional<std::int64_t> ownedChangeCount; ///< Of the copy that is claimed.
     int unclaimedCopies = 0;                      ///< That were asked for.
 };

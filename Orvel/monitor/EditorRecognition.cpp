@@ -278,10 +278,11 @@ EditorRecognition recognizeReadable(TimedReads& reads, DiagnosticFacts& facts, c
 
 } // namespace
 
-// An editor that could not be read may be any.
+// An editor that could not be read may be any, and so may one that was drawn anew while it was looked at.
 EditorRecognition recognizeEditor(TimedReads& reads, DiagnosticFacts& facts, const AXElement& editor,
                                   Agent agent) {
     auto found = recognizeReadable(reads, facts, editor, agent);
+    if (!found.isKnown()) reads.string(editor, "AXRole"); // Fails once it is gone.
     if (!reads.hasFailed()) return found;
     return {ComposerRecognition::uncertain, std::nullopt, found.line};
 }

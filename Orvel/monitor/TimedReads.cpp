@@ -74,6 +74,7 @@ AXElement TimedReads::application(ProcessID process) {
 
 AXReading TimedReads::attribute(const AXElement& element, FixedWords name) {
     if (!hasBudget()) return {AXStatus::cannotComplete, {}};
+    bound(element); // Of elements on the way the platform's own bound is seconds.
     const auto started = loop.uptime();
     ++callCount;
     auto reading = accessibility.attribute(element, name);
@@ -111,6 +112,7 @@ std::optional<std::vector<std::string>> TimedReads::strings(const AXElement& ele
 
 AXSettable TimedReads::isSettable(const AXElement& element, FixedWords name) {
     if (!hasBudget()) return {AXStatus::cannotComplete, false};
+    bound(element);
     ++callCount;
     const auto answer = accessibility.isSettable(element, name);
     judge(answer.status);

@@ -133,9 +133,10 @@ void MainWindow::makeRelayMenu() {
     });
 }
 
-void MainWindow::markAsSample() {
+void MainWindow::markAsSample(std::function<void()> openAgent) {
     setWindowTitle(tr("Orvel — sample conversations"));
-    samples->setVisible(false);
+    samples->setText(tr("Try the typed command in &Claude's window"));
+    commands.openSamples = std::move(openAgent);
     workspace->withdrawSamples();
 }
 

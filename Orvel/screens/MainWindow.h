@@ -37,8 +37,8 @@ class MainWindow : public QMainWindow {
     /// Keeps where the window is, for the next run.
     void savePlace() const;
 
-    /// Says in the title that these are sample conversations.
-    void markAsSample();
+    /// Says in the title that these are sample conversations, and offers the sample's window of an agent.
+    void markAsSample(std::function<void()> openAgent);
 
   protected:
     void dragEnterEvent(QDragEnterEvent* event) override;

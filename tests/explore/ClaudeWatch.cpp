@@ -63,6 +63,7 @@ class ClaudeWatch : public DestinationWatch {
         if (step.operation == "frontmost")
             front = {step.at, desk.desktop.applications.inFront() == &desk.claude};
         if (std::find(touching.begin(), touching.end(), step.operation) == touching.end()) return false;
+        if (step.name == "AXManualAccessibility" || desk.codexApp.wasEditor(step.element)) return false;
         if (step.operation == "setAttribute") seeWriting(step);
         if (step.operation == "performAction") seePressing(step);
         if (step.operation == "openURL") seeNavigating(step);
@@ -87,7 +88,7 @@ class ClaudeWatch : public DestinationWatch {
 
     void seeRead(const SimulatedElement& element, std::string_view name, bool isAhead) {
         const auto& claude = desk.claude;
-        const auto now = desk.desktop.loop.uptime();
+        const auto now = desk.desktop.loop.worldTime();
         const auto is = [&element](const SimulatedElement::Shared& one) { return one.get() == &element; };
         const auto& other = claude.otherWindow();
         if (name == "AXChildren" && is(claude.composerElement()))

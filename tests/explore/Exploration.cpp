@@ -124,6 +124,15 @@ void chooseHabits(ExplorationDesk& desk, std::uint64_t seed) {
     habits.sendEnabledIsUnreadable = rarely();
     habits.losesReceipts = rarely();
     habits.ignoresURLs = rarely();
+
+    auto& codex = desk.codexApp.habits;
+    constexpr std::array submits{"Send", "Queue", "Steer", "停止"};
+    codex.submitLabel = submits[chance.below(submits.size())];
+    codex.textShows = habits.textShows, codex.writtenShows = habits.writtenShows;
+    codex.copying = std::chrono::milliseconds(5 + chance.below(600));
+    codex.reportsMarkedText = chance.below(2) == 0;
+    desk.desktop.keyboard.tapSeesPosted = chance.below(2) == 0;
+    desk.desktop.keyboard.postedNeedsFocus = chance.below(2) == 0;
 }
 
 // Without what is another in every run: the folder, and the identifiers of the attempts.
@@ -239,7 +248,8 @@ RunResult Exploration::run(const RunPlan& plan) {
 
     SafetyJudge judge(desk, scenario);
     for (const auto& fault : plan.faults)
-        if (fault.kind->name.starts_with("delay")) judge.ignoreTimes();
+        if (fault.kind->name.starts_with("delay") || fault.kind->name.starts_with("Codex answers"))
+            judge.ignoreTimes();
 
     RunResult result;
     RunObserver observer(desk, judge, plan.faults);
@@ -282,11 +292,12 @@ RunResult Exploration::run(const RunPlan& plan) {
     result.broken = judge.broken();
     if (!ended) result.broken.push_back({Rule::comesToRest, "the work did not end"});
     if (plan.faults.empty() && plan.seed == 1) judgeEnding(scenario, result);
-    result.outcome = fmt::format(
-        "{} {} {} {}|{}|{} {} {} {}", result.isReceived, result.isRetryOffered, duration / 100ms,
-        withoutIdentifiers(result.failure, folder), desk.claude.editorText(), desk.claude.deeds().size(),
-        digestOf(desk.codexTranscriptPath(), folder), digestOf(desk.codexQueuePath(), folder),
-        digestOf(desk.claudeCode.transcriptPath(desk.claudeCodeSession), folder));
+    result.outcome =
+        fmt::format("{} {} {} {}|{}|{}|{} {} {} {} {}", result.isReceived, result.isRetryOffered,
+                    duration / 100ms, withoutIdentifiers(result.failure, folder), desk.claude.editorText(),
+                    desk.codexApp.editorText(), desk.codexApp.deeds().size(), desk.claude.deeds().size(),
+                    digestOf(desk.codexTranscriptPath(), folder), digestOf(desk.codexQueuePath(), folder),
+                    digestOf(desk.claudeCode.transcriptPath(desk.claudeCodeSession), folder));
     return result;
 }
 
@@ -310,7 +321,7 @@ ExplorationReport Exploration::sweep(const Scenario& scenario, std::uint64_t str
         if (!isDue && !step.isWrite) continue;
         for (const auto& kind : allFaults()) {
             if (onlyFault && onlyFault != &kind) continue;
-            if (!kind.fits(scenario.destination) || !kind.fits(step)) continue;
+            if (!kind.fits(scenario.places()) || !kind.fits(step)) continue;
             const RunPlan plan{&scenario, {{&kind, step.number}}, 1};
             const auto result = run(plan);
             report.add(plan, result);
@@ -331,7 +342,7 @@ RunPlan Exploration::mixture(std::uint64_t seed) {
     // Some kinds are switched off, so that the others meet.
     std::vector<const FaultKind*> kinds;
     for (const auto& kind : allFaults())
-        if (kind.fits(plan.scenario->destination) && chance.below(3) == 0) kinds.push_back(&kind);
+        if (kind.fits(plan.scenario->places()) && chance.below(3) == 0) kinds.push_back(&kind);
     if (kinds.empty() || steps == 0) return plan; // Some work is refused before its first step.
     for (auto count = 1 + chance.below(4); count > 0; --count)
         plan.faults.push_back({kinds[chance.below(kinds.size())], 1 + chance.below(steps)});

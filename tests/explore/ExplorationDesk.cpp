@@ -53,6 +53,7 @@ ExplorationDesk::ExplorationDesk(std::string place)
     : folder(std::move(place)),
       claude(desktop, folder + "/home/.claude/projects", folder + "/config/Claude/claude-code-sessions"),
       codex(desktop.processes, desktop.loop, "/tools/codex", folder + "/home/.codex"),
+      codexApp(desktop, SampleCodexHome(folder + "/home/.codex")),
       claudeCode(desktop.processes, "/tools/claude", folder + "/home/.claude") {
     std::remove(relayStatePath().c_str());
     std::remove(codexQueuePath().c_str());
@@ -68,6 +69,11 @@ ExplorationDesk::ExplorationDesk(std::string place)
     claude.addConversation("5b0d714f-0000-4000-8000-000000000003", elsewhere, {"p", "b"});
     claude.addConversation("5b0d714f-0000-4000-8000-000000000004", third, {"r", "c"});
     claude.show(destination);
+    codexApp.addConversation(codexSession, std::string("Lark ") + canary);
+    codexApp.addConversation(otherThread, std::string("Other ") + canary);
+    desktop.pasteboard.copiedElsewhere({{{"public.utf8-plain-text", std::string("copied ") + canary},
+                                         {"public.html", std::string("<b>copied</b> ") + canary}},
+                                        {{"public.png", std::string("\x89PNG\0", 5)}}});
     std::filesystem::create_directories(codeFolder());
     claudeCode.addConversation(claudeCodeSession, codeFolder(), {std::string("q ") + canary, "a"});
     wireSteps();
@@ -79,7 +85,7 @@ ExplorationDesk::~ExplorationDesk() {
     desktop.processes.orphanAll();
     desktop.processes.endOrphans();
     std::remove(claudeRecordPath().c_str());
-    std::remove((folder + "/data/captured-command").c_str());
+    std::remove(keptCommandPath().c_str());
     for (const auto& made : claude.conversations()) {
         if (made.desktopID == destination || made.desktopID == elsewhere || made.desktopID == third) continue;
         std::remove(made.transcriptPath.c_str());

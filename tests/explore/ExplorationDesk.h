@@ -7,6 +7,7 @@
 #include "Orvel/platform/simulated/SimulatedClaude.h"
 #include "Orvel/platform/simulated/SimulatedClaudeCode.h"
 #include "Orvel/platform/simulated/SimulatedCodex.h"
+#include "Orvel/platform/simulated/SimulatedCodexApp.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
 #include "Orvel/shell/CommandMonitoring.h"
 
@@ -19,7 +20,9 @@ namespace orvel::explore {
 
 /// Into what a message goes; several together are a set.
 enum Destination : unsigned { claudeWindow = 1, codexQueue = 2, claudeCode = 4 };
-inline constexpr unsigned anyDestination = claudeWindow | codexQueue | claudeCode;
+/// In whose editor a command is typed, in the same set.
+inline constexpr unsigned claudeEditor = 8, codexEditor = 16;
+inline constexpr unsigned anyPlace = claudeWindow | codexQueue | claudeCode | claudeEditor | codexEditor;
 
 /// Passes on to the real sender, and tells of its failures.
 class WatchedSender : public ClaudeRelaySender {
@@ -84,6 +87,8 @@ struct OrvelProcess {
 
 struct ExplorationDesk {
     static constexpr auto codexSession = "01a1fd20-0000-7000-8000-000000000001";
+    /// A conversation that only Codex's window knows.
+    static constexpr auto otherThread = "01a1fd20-0000-7000-8000-000000000002";
     static constexpr auto claudeSession = "5b0d714f-0000-4000-8000-000000000002";
     /// A conversation that Claude's application does not know.
     static constexpr auto claudeCodeSession = "5b0d714f-0000-4000-8000-000000000009";
@@ -122,6 +127,8 @@ struct ExplorationDesk {
     bool perform(std::function<void(OrvelProcess&)> action);
 
     std::string relayStatePath() const { return folder + "/data/relay-state.json"; }
+    /// Where a command's instructions are until they stand in a note.
+    std::string keptCommandPath() const { return folder + "/data/captured-command"; }
     ConversationReference claudeReference() const;
     ConversationReference codexReference() const;
     /// Where Claude's application notes the conversation.
@@ -142,11 +149,14 @@ struct ExplorationDesk {
     SimulatedDesktop desktop;
     SimulatedClaude claude;
     SimulatedCodex codex;
+    SimulatedCodexApp codexApp;
     SimulatedClaudeCode claudeCode;
     /// Whether the pair's conversation with Claude is one that only Claude Code knows, and may be sent to.
     bool usesClaudeCode = false;
     /// Whether Orvel catches commands. From the next start on.
     bool isMonitoring = false;
+    /// Whether a look at an element gave that something is not there which is.
+    bool isStructureHidden = false;
     /// Whose message goes into the other's conversation. From the next start on.
     Agent source = Agent::codex;
     std::unique_ptr<OrvelProcess> orvel;

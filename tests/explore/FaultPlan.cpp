@@ -19,6 +19,12 @@ void delay(ExplorationDesk&, SimulatedStep& step) {
     step.delay = std::chrono::milliseconds(milliseconds);
 }
 
+// An answer of its own: what is there is told to be absent.
+void hideStructure(ExplorationDesk& desk, SimulatedStep& step) {
+    report<AXStatus::noValue>(desk, step);
+    desk.isStructureHidden = true;
+}
+
 void userTypes(ExplorationDesk& desk, SimulatedStep&) {
     desk.claude.typed("CANARY typed");
 }
@@ -261,6 +267,146 @@ void folderGoes(ExplorationDesk& desk, SimulatedStep&) {
     desk.removeCodeFolder();
 }
 
+// What the person does with keyboard and mouse while a command is worked off.
+
+void personTypesOn(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.keyboard.stroke("x");
+}
+
+void personPressesReturnAgain(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.keyboard.stroke("\r", {.keyCode = KeyCode::returnKey});
+}
+
+// The next key goes down before the one before is let go, and each repeats.
+void keysRollOver(ExplorationDesk& desk, SimulatedStep&) {
+    auto& keyboard = desk.desktop.keyboard;
+    const TapEvent letter{.keyCode = 5}, enter{.keyCode = KeyCode::keypadEnter};
+    const auto released = [](TapEvent event) { return event.type = TapEventType::keyUp, event; };
+    const auto repeated = [](TapEvent event) { return event.isRepeat = true, event; };
+    keyboard.press("\r", enter);
+    keyboard.press("g", letter);
+    keyboard.press("\r", repeated(enter));
+    keyboard.press("g", repeated(letter));
+    keyboard.press("", released(enter));
+    keyboard.press("", released(letter));
+}
+
+void personPressesCommandReturn(ExplorationDesk& desk, SimulatedStep&) {
+    auto& keyboard = desk.desktop.keyboard;
+    constexpr std::uint64_t command = SyntheticKey::command;
+    keyboard.press("", {.type = TapEventType::flagsChanged, .keyCode = 55, .flags = command});
+    keyboard.stroke("", {.keyCode = KeyCode::returnKey, .flags = command});
+    keyboard.press("", {.type = TapEventType::flagsChanged, .keyCode = 55});
+}
+
+void personClicks(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.keyboard.clicks(nullptr);
+}
+
+void personTypesJapanese(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.inputSources.useGoogleHiragana();
+    desk.desktop.keyboard.stroke("k");
+    desk.desktop.keyboard.stroke("a");
+}
+
+// Without a key.
+void somethingIsDictated(ExplorationDesk& desk, SimulatedStep&) {
+    const auto more = [](std::string text) { return text += " CANARY dictated"; };
+    if (desk.codexApp.editorText().starts_with("/"))
+        desk.codexApp.userSetsDraft(desk.codexApp.shown(), more(desk.codexApp.editorText()));
+    if (desk.claude.editorText().starts_with("/"))
+        desk.claude.userSetsDraft(desk.claude.shown(), more(desk.claude.editorText()));
+}
+
+void inputSourceChanges(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.inputSources.useGoogleHiragana();
+}
+
+void tapIsDisabled(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.keyboard.disable(TapEventType::tapDisabledByTimeout);
+}
+
+void permissionGoesForAMoment(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.accessibility.trusted = false;
+    desk.desktop.loop.outside(300ms, [&desk] { desk.desktop.accessibility.trusted = true; });
+}
+
+void clipboardRefusesForAMoment(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.pasteboard.refuses = true;
+    desk.desktop.loop.outside(100ms, [&desk] { desk.desktop.pasteboard.refuses = false; });
+}
+
+void personGoesElsewhereInCodex(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.keyboard.clicks([&desk] {
+        const bool isThere = desk.codexApp.shown() == ExplorationDesk::otherThread;
+        desk.codexApp.userNavigates(isThere ? ExplorationDesk::codexSession : ExplorationDesk::otherThread);
+    });
+}
+
+// The same command stands there.
+void personGoesToATwin(ExplorationDesk& desk, SimulatedStep& step) {
+    desk.codexApp.userSetsDraft(ExplorationDesk::otherThread, desk.codexApp.editorText());
+    personGoesElsewhereInCodex(desk, step);
+}
+
+void codexQuits(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.applications.quit(desk.codexApp);
+}
+
+void codexRestarts(ExplorationDesk& desk, SimulatedStep& step) {
+    codexQuits(desk, step);
+    auto& applications = desk.desktop.applications;
+    applications.bringToFront(applications.start(desk.codexApp));
+}
+
+template <int milliseconds>
+void codexIsSlow(ExplorationDesk& desk, SimulatedStep&) {
+    if (!desk.desktop.applications.processOf(desk.codexApp)) return;
+    desk.codexApp.hangs(std::chrono::milliseconds(milliseconds));
+    desk.desktop.loop.outside(300ms, [&desk] { desk.codexApp.hangs(0ms); });
+}
+
+template <void (SimulatedCodexApp::*happen)()>
+void inCodex(ExplorationDesk& desk, SimulatedStep&) {
+    if (desk.desktop.applications.processOf(desk.codexApp)) (desk.codexApp.*happen)();
+}
+
+template <auto habit, auto value>
+void codexHas(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codexApp.habits.*habit = value;
+}
+
+void copiesAnotherLink(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codexApp.habits.copiesOther = ExplorationDesk::otherThread;
+}
+
+template <int milliseconds>
+void codexCopiesAfter(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codexApp.habits.copying = std::chrono::milliseconds(milliseconds);
+}
+
+void codexIsUpdated(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codexApp.version = "27.0.1";
+}
+
+void copyShortcutIsAnother(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codexApp.habits.copyShortcut.flags |= SyntheticKey::shift;
+}
+
+// It writes everything again that somebody copies, so that it stays when that program ends.
+void clipboardIsManaged(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.pasteboard.onChange = [&desk, isOwn = std::make_shared<bool>(false)] {
+        if (*isOwn) return;
+        desk.desktop.loop.outside(5ms, [&desk, isOwn] {
+            *isOwn = true;
+            desk.desktop.pasteboard.copiedElsewhere(desk.desktop.pasteboard.contents());
+            *isOwn = false;
+        });
+    };
+}
+
+constexpr auto typed = claudeEditor | codexEditor;
+constexpr auto inWindow = claudeWindow | typed, inClaudeWindow = claudeWindow | claudeEditor;
 constexpr auto throughTool = codexQueue | claudeCode;
 constexpr auto read = FaultPlace::read, write = FaultPlace::write, anyStep = FaultPlace::anyStep;
 
@@ -272,43 +418,75 @@ constexpr FaultKind faults[] = {
     {"user edits the note", anyStep, userEditsNote},
     {"clipboard is written", anyStep, clipboardIsWritten},
 
-    {"cannot complete", read, report<AXStatus::cannotComplete>, claudeWindow},
-    {"invalid element", read, report<AXStatus::invalidElement>, claudeWindow},
-    {"hard failure", read, report<AXStatus::failure>, claudeWindow},
-    {"no value", read, report<AXStatus::noValue>, claudeWindow},
-    {"delay of 30 ms", read, delay<30>, claudeWindow},
-    {"delay beyond the timeout", read, delay<400>, claudeWindow},
-    {"write refused", write, report<AXStatus::failure>, claudeWindow},
-    {"write done and not answered", write, report<AXStatus::cannotComplete, true>, claudeWindow},
-    {"write not done, half-known", write, report<AXStatus::mayHaveHappened>, claudeWindow},
-    {"write done, half-known", write, report<AXStatus::mayHaveHappened, true>, claudeWindow},
-    {"user types", anyStep, userTypes, claudeWindow},
-    {"user types and deletes", anyStep, userTypesAndDeletes, claudeWindow},
+    {"cannot complete", read, report<AXStatus::cannotComplete>, inWindow},
+    {"invalid element", read, report<AXStatus::invalidElement>, inWindow},
+    {"hard failure", read, report<AXStatus::failure>, inWindow},
+    {"no value", read, hideStructure, inWindow},
+    {"delay of 30 ms", read, delay<30>, inWindow},
+    {"delay beyond the timeout", read, delay<400>, inWindow},
+    {"write refused", write, report<AXStatus::failure>, inWindow},
+    {"write done and not answered", write, report<AXStatus::cannotComplete, true>, inWindow},
+    {"write not done, half-known", write, report<AXStatus::mayHaveHappened>, inWindow},
+    {"write done, half-known", write, report<AXStatus::mayHaveHappened, true>, inWindow},
+    {"user types", anyStep, userTypes, inClaudeWindow},
+    {"user types and deletes", anyStep, userTypesAndDeletes, inClaudeWindow},
     {"user composes", anyStep, userComposes, claudeWindow},
-    {"user attaches", anyStep, userAttaches, claudeWindow},
+    {"user attaches", anyStep, userAttaches, inClaudeWindow},
     {"user sends", anyStep, userSends, claudeWindow},
-    {"user navigates", anyStep, userNavigates, claudeWindow},
-    {"another application in front", anyStep, anotherInFront, claudeWindow},
-    {"a glance elsewhere", anyStep, glanceElsewhere, claudeWindow},
-    {"window closes", anyStep, windowCloses, claudeWindow},
-    {"window is replaced", anyStep, windowIsReplaced, claudeWindow},
-    {"Claude quits", anyStep, claudeQuits, claudeWindow},
-    {"Claude restarts", anyStep, claudeRestarts, claudeWindow},
-    {"a reply begins", anyStep, replyBegins, claudeWindow},
-    {"writes are ignored", anyStep, writesAreIgnored, claudeWindow},
+    {"user navigates", anyStep, userNavigates, inClaudeWindow},
+    {"a glance elsewhere", anyStep, glanceElsewhere, inClaudeWindow},
+    {"window closes", anyStep, windowCloses, inClaudeWindow},
+    {"window is replaced", anyStep, windowIsReplaced, inClaudeWindow},
+    {"Claude quits", anyStep, claudeQuits, inClaudeWindow},
+    {"Claude restarts", anyStep, claudeRestarts, inClaudeWindow},
+    {"a reply begins", anyStep, replyBegins, inClaudeWindow},
+    {"writes are ignored", anyStep, writesAreIgnored, inClaudeWindow},
     {"presses are ignored", anyStep, pressesAreIgnored, claudeWindow},
     {"lines are joined", anyStep, linesAreJoined, claudeWindow},
     {"user types a blank", anyStep, userTypesABlank, claudeWindow},
     {"a reply begins beside Send", anyStep, replyBeginsBesideSend, claudeWindow},
-    {"another window", anyStep, anotherWindow, claudeWindow},
-    {"the conversation in another window", anyStep, conversationInAnotherWindow, claudeWindow},
-    {"a glance at another window", anyStep, glanceAtAnotherWindow, claudeWindow},
-    {"a dialog opens", anyStep, inClaude<&SimulatedClaude::opensDialog>, claudeWindow},
-    {"the page is drawn anew", anyStep, inClaude<&SimulatedClaude::redrawsPage>, claudeWindow},
-    {"the page is replaced", anyStep, inClaude<&SimulatedClaude::replacesPage>, claudeWindow},
-    {"the editor is drawn anew", anyStep, inClaude<&SimulatedClaude::redrawsEditor>, claudeWindow},
-    {"Send is drawn anew", anyStep, inClaude<&SimulatedClaude::redrawsSend>, claudeWindow},
-    {"permission is withdrawn", anyStep, permissionIsWithdrawn, claudeWindow},
+    {"another window", anyStep, anotherWindow, inClaudeWindow},
+    {"the conversation in another window", anyStep, conversationInAnotherWindow, inClaudeWindow},
+    {"a glance at another window", anyStep, glanceAtAnotherWindow, inClaudeWindow},
+    {"a dialog opens", anyStep, inClaude<&SimulatedClaude::opensDialog>, inClaudeWindow},
+    {"the page is drawn anew", anyStep, inClaude<&SimulatedClaude::redrawsPage>, inClaudeWindow},
+    {"the page is replaced", anyStep, inClaude<&SimulatedClaude::replacesPage>, inClaudeWindow},
+    {"the editor is drawn anew", anyStep, inClaude<&SimulatedClaude::redrawsEditor>, inClaudeWindow},
+    {"Send is drawn anew", anyStep, inClaude<&SimulatedClaude::redrawsSend>, inClaudeWindow},
+    {"permission is withdrawn", anyStep, permissionIsWithdrawn, inWindow},
+    {"another application in front", anyStep, anotherInFront, inWindow},
+
+    {"person types on", anyStep, personTypesOn, typed},
+    {"person presses Return again", anyStep, personPressesReturnAgain, typed},
+    {"person presses ⌘Return", anyStep, personPressesCommandReturn, typed},
+    {"keys roll over", anyStep, keysRollOver, typed},
+    {"person clicks", anyStep, personClicks, typed},
+    {"person types Japanese", anyStep, personTypesJapanese, typed},
+    {"something is dictated", anyStep, somethingIsDictated, typed},
+    {"the input source changes", anyStep, inputSourceChanges, typed},
+    {"the tap is disabled", anyStep, tapIsDisabled, typed},
+    {"permission goes for a moment", anyStep, permissionGoesForAMoment, typed},
+
+    {"the clipboard refuses for a moment", anyStep, clipboardRefusesForAMoment, codexEditor},
+    {"the clipboard is managed", anyStep, clipboardIsManaged, codexEditor},
+    {"person goes elsewhere in Codex", anyStep, personGoesElsewhereInCodex, codexEditor},
+    {"person goes to the same command in Codex", anyStep, personGoesToATwin, codexEditor},
+    {"Codex quits", anyStep, codexQuits, codexEditor},
+    {"Codex restarts", anyStep, codexRestarts, codexEditor},
+    {"Codex answers slowly", anyStep, codexIsSlow<4>, codexEditor},
+    {"Codex answers nothing", anyStep, codexIsSlow<400>, codexEditor},
+    {"Codex closes its window", anyStep, inCodex<&SimulatedCodexApp::closesWindow>, codexEditor},
+    {"Codex opens another window", anyStep, inCodex<&SimulatedCodexApp::opensAnotherWindow>, codexEditor},
+    {"Codex draws its page anew", anyStep, inCodex<&SimulatedCodexApp::redrawsPage>, codexEditor},
+    {"Codex draws its editor anew", anyStep, inCodex<&SimulatedCodexApp::redrawsEditor>, codexEditor},
+    {"Codex ignores writes", anyStep, codexHas<&SimulatedCodexAppHabits::ignoresWrites, true>, codexEditor},
+    {"Codex copies late", anyStep, codexCopiesAfter<700>, codexEditor},
+    {"Codex copies too late", anyStep, codexCopiesAfter<1'500>, codexEditor},
+    {"Codex copies twice", anyStep, codexHas<&SimulatedCodexAppHabits::copies, 2>, codexEditor},
+    {"Codex copies nothing", anyStep, codexHas<&SimulatedCodexAppHabits::copies, 0>, codexEditor},
+    {"Codex copies another link", anyStep, copiesAnotherLink, codexEditor},
+    {"Codex copies by another shortcut", anyStep, copyShortcutIsAnother, codexEditor},
+    {"Codex is updated", anyStep, codexIsUpdated, codexEditor},
 
     {"the tool can't be started", FaultPlace::childStart, report<AXStatus::failure>, throughTool},
     {"children die", anyStep, childrenDie, throughTool},

@@ -18,10 +18,10 @@ struct FaultKind {
     std::string_view name;
     FaultPlace place;
     void (*happen)(ExplorationDesk& desk, SimulatedStep& step);
-    unsigned destinations = anyDestination; ///< Those for whose messages it makes sense.
+    unsigned places = anyPlace; ///< Destinations and editors where it makes sense.
 
     bool fits(const SimulatedStep& step) const;
-    bool fits(Destination messageTo) const { return (destinations & messageTo) != 0; }
+    bool fits(unsigned involved) const { return (places & involved) != 0; }
 };
 
 /// Every kind of fault.

@@ -4,11 +4,20 @@
 #include "OrvelCore/relay/RelayStateReport.h"
 #include "explore/Scenarios.h"
 
+#include <array>
+#include <span>
+
 namespace orvel::explore {
 
 namespace {
 
 using namespace std::chrono_literals;
+
+constexpr std::array<std::string_view, 1> canaries{ExplorationDesk::canary};
+/// What stands in editors and on the clipboard, of which the monitor tells nothing.
+constexpr std::array<std::string_view, 5> unknownToMonitor{
+    ExplorationDesk::canary, std::string_view(typedCommand).substr(7), ExplorationDesk::codexSession,
+    ExplorationDesk::destination, "://"};
 
 constexpr MainLoop::Duration longestUnbrokenHold = 10ms;
 
@@ -31,7 +40,7 @@ std::unique_ptr<DestinationWatch> watchOf(Destination destination, ExplorationDe
 SafetyJudge::SafetyJudge(ExplorationDesk& desk, const Scenario& scenario)
     : desk(desk), scenario(scenario), destination(watchOf(scenario.destination, desk, *this)) {
     watchProcess();
-    if (scenario.isTyped) command = std::make_unique<CommandWatch>(desk, *this);
+    if (scenario.isTyped()) command = std::make_unique<CommandWatch>(desk, *this);
 }
 
 void SafetyJudge::watchProcess() {
@@ -40,6 +49,13 @@ void SafetyJudge::watchProcess() {
         judgeOffer();
         noteFailures();
     });
+    if (auto& monitoring = desk.orvel->monitoring) {
+        auto& onFailure = monitoring->monitor.onFailure;
+        onFailure = [this, tell = onFailure](const std::string& message, const std::string& context) {
+            noticed += message + context;
+            tell(message, context);
+        };
+    }
 }
 
 bool SafetyJudge::isNewConversation() const {
@@ -58,6 +74,7 @@ std::optional<std::string> SafetyJudge::payload() const {
 }
 
 void SafetyJudge::watch(const SimulatedStep& step) {
+    if (command) command->watch(step);
     if (!destination->touches(step)) return;
     if (scenario.onlyLooks) {
         if (step.operation == "setAttribute" || step.operation == "performAction")
@@ -146,9 +163,11 @@ void SafetyJudge::judgeReceipts() {
 }
 
 void SafetyJudge::judgeDiagnostics() {
-    const auto check = [this](std::string_view where, std::string_view text) {
-        if (text.find(ExplorationDesk::canary) != std::string_view::npos)
-            fail(Rule::diagnosticsHoldNoContent, std::string(where) + " shows content");
+    const auto check = [this](std::string_view where, std::string_view text,
+                              std::span<const std::string_view> contents = canaries) {
+        for (const auto content : contents)
+            if (text.find(content) != text.npos)
+                fail(Rule::diagnosticsHoldNoContent, std::string(where) + " shows content");
     };
     const auto& model = desk.model();
     check("the error", model.notices.error().value_or(""));
@@ -157,8 +176,16 @@ void SafetyJudge::judgeDiagnostics() {
         check("a failure", failure.description());
     check("the history", desk.orvel->history.description().text());
     if (const auto& monitoring = desk.orvel->monitoring) {
-        check("the monitor", monitoring->monitor.state().diagnostics->text());
-        check("the Returns", monitoring->monitor.history().report({}).text());
+        const auto& state = monitoring->monitor.state();
+        const auto& failed = noticed;
+        for (const std::string_view text :
+             {std::string_view(state.status.get()), std::string_view(state.diagnostics->text()),
+              std::string_view(state.lastCommandDiagnostics->text()),
+              std::string_view(state.commandRemovalDescription.get()), std::string_view(failed),
+              std::string_view(monitoring->preparation.description()),
+              std::string_view(monitoring->lifecycle.status())})
+            check("the monitor", text, unknownToMonitor);
+        check("the Returns", monitoring->monitor.history().report({}).text(), unknownToMonitor);
     }
     check("a failed start", desk.orvel->startFailure.value_or(""));
 }
@@ -181,7 +208,7 @@ void SafetyJudge::judgeHolds() {
                                  std::to_string(microseconds(hold.duration)));
     const auto& busiest = desk.desktop.loop.busiestHold();
     // A Return waits until it is decided.
-    const auto longest = scenario.isTyped ? TimedReads::budget : longestUnbrokenHold;
+    const auto longest = scenario.isTyped() ? TimedReads::budget : longestUnbrokenHold;
     if (timesCount && busiest.own() > longest)
         fail(Rule::mainThreadIsFree, "held for " + std::to_string(microseconds(busiest.duration)) +
                                          " microseconds, of which the slowest call took " +

@@ -66,6 +66,7 @@ class SafetyJudge {
     ChangeSignal::Subscription changes;
     int presses = 1;
     bool timesCount = true, wasOffered = false;
+    std::string noticed;                ///< What failed commands were told with.
     std::set<std::string> toldAsFailed; ///< In all words that Orvel used.
     std::vector<BrokenRule> found;
 };

@@ -53,14 +53,20 @@ constexpr RuleText rules[] = {
     {Rule::keysPass, "keys pass",
      "A key that the person presses waits for what holds the main thread, not "
      "for other work that waits as well."},
+    {Rule::otherKeysPass, "other keys pass",
+     "No key is swallowed but a Return on a command and the rest of its press, the others arrive in their "
+     "order, and Orvel presses nothing but Codex's shortcut for copying."},
     {Rule::commandIsNoMessage, "a command is no message",
-     "A command that stands in the composer of a conversation is never sent to the agent."},
+     "A command that was read in the composer of a conversation is never sent to the agent."},
     {Rule::onlyTheCommandIsErased, "only the command is erased",
-     "Of an editor in which a command was typed nothing but exactly that is erased, and once."},
+     "Of an editor in which a command was typed nothing but exactly that is erased, once for each Return."},
+    {Rule::clipboardIsGivenBack, "the clipboard is given back",
+     "In the end the clipboard holds what it held before a command, or what somebody copied since."},
     {Rule::instructionsAreKept, "instructions are kept",
      "What was erased with a command stands in a note, in a message, or in what Orvel tells."},
     {Rule::sentOnlyWhereProved, "sent only where proved",
-     "A command sends something on its own only in a link of which a message has been received."},
+     "A command sends something on its own only in a link of which a message has been received, and only if "
+     "nothing was pressed between its Return and its removal."},
     {Rule::endsAsItShould, "ends as it should",
      "A run in which nothing goes wrong ends as its scenario says."},
 };

@@ -30,8 +30,10 @@ enum class Rule {
     diagnosticsHoldNoContent,
     mainThreadIsFree,
     keysPass,
+    otherKeysPass,
     commandIsNoMessage,
     onlyTheCommandIsErased,
+    clipboardIsGivenBack,
     instructionsAreKept,
     sentOnlyWhereProved,
     endsAsItShould

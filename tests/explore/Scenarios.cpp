@@ -199,16 +199,21 @@ void atClaudeCode(ExplorationDesk& desk) {
     pairUp(desk);
 }
 
-// A command stands in Claude's editor, and the person is about to press Return. Messages have gone from this
-// conversation into Codex before.
-void commandInClaude(ExplorationDesk& desk) {
-    desk.source = Agent::claude;
-    inClaude(desk, ExplorationDesk::destination);
+// A message goes out and is received, so that the link has proved itself; then Orvel ends.
+void proveLink(ExplorationDesk& desk) {
     desk.boot();
     desk.perform([](OrvelProcess& orvel) { orvel.model.outbox.sendRelay(); });
     desk.desktop.loop.runFor(3s);
     desk.perform([](OrvelProcess& orvel) { orvel.model.receipts.checkRelayReceipts(); });
     desk.orvel.reset();
+}
+
+// A command stands in Claude's editor, and the person is about to press Return. Messages have gone from this
+// conversation into Codex before.
+void commandInClaude(ExplorationDesk& desk) {
+    desk.source = Agent::claude;
+    inClaude(desk, ExplorationDesk::destination);
+    proveLink(desk);
     typesCommand(desk);
 }
 
@@ -217,6 +222,37 @@ void firstCommandInClaude(ExplorationDesk& desk) {
     desk.source = Agent::claude;
     inClaude(desk, ExplorationDesk::destination);
     typesCommand(desk);
+}
+
+void commandBesideCodex(ExplorationDesk& desk) {
+    commandInClaude(desk);
+    desk.desktop.applications.start(desk.codexApp);
+    desk.codex.holdAsAnother(ExplorationDesk::codexSession);
+}
+
+// A command stands in Codex's editor.
+void typesCommandInCodex(ExplorationDesk& desk) {
+    desk.isMonitoring = true;
+    desk.codexApp.userSetsDraft(ExplorationDesk::codexSession, typedCommand);
+    desk.desktop.applications.bringToFront(desk.desktop.applications.start(desk.codexApp));
+    desk.desktop.loop.runFor(1s);
+}
+
+void commandInCodex(ExplorationDesk& desk) {
+    atDestination(desk);
+    proveLink(desk);
+    typesCommandInCodex(desk);
+}
+
+void firstCommandInCodex(ExplorationDesk& desk) {
+    atDestination(desk);
+    typesCommandInCodex(desk);
+}
+
+void commandForClaudeCode(ExplorationDesk& desk) {
+    atClaudeCode(desk);
+    proveLink(desk);
+    typesCommandInCodex(desk);
 }
 
 void pressReturn(OrvelProcess& orvel) {
@@ -440,7 +476,7 @@ constexpr Scenario scenarios[] = {
      .afterwards = userRetries,
      .destination = codexQueue,
      .watching = 3s,
-     .isTyped = true},
+     .typedIn = claudeEditor},
     {.name = "typed first",
      .about = "a command in Claude's editor of a link that has not proved itself, which is only placed",
      .prepare = firstCommandInClaude,
@@ -448,7 +484,39 @@ constexpr Scenario scenarios[] = {
      .ending = Ending::stillAbsent,
      .destination = codexQueue,
      .watching = 3s,
-     .isTyped = true},
+     .typedIn = claudeEditor},
+    {.name = "typed beside Codex",
+     .about = "a command in Claude's editor for a conversation that Codex's own application holds",
+     .prepare = commandBesideCodex,
+     .work = pressReturn,
+     .afterwards = userRetries,
+     .destination = codexQueue,
+     .watching = 3s,
+     .coarseness = 12,
+     .typedIn = claudeEditor},
+    {.name = "typed in Codex",
+     .about = "a command in Codex's editor, which goes into Claude on its own",
+     .prepare = commandInCodex,
+     .work = pressReturn,
+     .afterwards = userGoesOn,
+     .watching = 3s,
+     .typedIn = codexEditor},
+    {.name = "typed first in Codex",
+     .about = "a command in Codex's editor of a link that has not proved itself, which is only placed",
+     .prepare = firstCommandInCodex,
+     .work = pressReturn,
+     .ending = Ending::stillAbsent,
+     .watching = 3s,
+     .typedIn = codexEditor},
+    {.name = "typed in Codex for Claude Code",
+     .about = "a command in Codex's editor, which goes into a conversation that only Claude Code knows",
+     .prepare = commandForClaudeCode,
+     .work = pressReturn,
+     .afterwards = userRetriesClaudeCode,
+     .destination = claudeCode,
+     .watching = 3s,
+     .coarseness = 12,
+     .typedIn = codexEditor},
 };
 
 } // namespace

@@ -38,7 +38,11 @@ struct Scenario {
     MainLoop::Duration watching{0}; ///< How long faults still happen after the work.
     std::uint64_t coarseness = 1;   ///< Sweeps go on by so many of their strides; runs are as rare.
     std::string_view says = {};     ///< Stands in what Orvel tells the person in the end.
-    bool isTyped = false;           ///< The work is a command in Claude's editor.
+    unsigned typedIn = 0;           ///< The editor in which a command is typed, if that is the work.
+
+    bool isTyped() const { return typedIn != 0; }
+    /// All that takes part: the destination and the editor.
+    unsigned places() const { return destination | typedIn; }
 };
 
 std::span<const Scenario> allScenarios();

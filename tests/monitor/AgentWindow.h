@@ -1,6 +1,7 @@
 #pragma once
 // An agent's application in front, with a composer whose structure is as the real ones have it.
 
+#include "Orvel/platform/simulated/SimulatedCodexApp.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
 #include "OrvelCore/commands/ReturnDecision.h"
 
@@ -13,21 +14,28 @@ class AgentWindow : public testing::Test {
   protected:
     using Element = SimulatedElement::Shared;
 
+    ~AgentWindow() override { quit(); }
+
     static constexpr auto sessionID = "local_0f8fad5b-d9cb-469f-a165-70867728950e";
 
     /// Codex with a conversation.
     void showCodex() {
-        open(Agent::codex);
-        auto form = add(page, "AXGroup");
-        form->set("AXDOMClassList", std::vector<std::string>{"_composer_1x", "flex"});
-        addEditor(form, true);
-        addButton(form, "Add files and more");
-        submit = addButton(form, "Send");
+        auto codex = std::make_unique<SimulatedCodexApp>(desktop, SampleCodexHome(""));
+        codex->addConversation("01a1fd20-0000-7000-8000-000000000001", "Lark");
+        codex->habits.isExposed = true;
+        auto& shown = *codex;
+        open(std::move(codex));
+        application = shown.applicationElement();
+        window = shown.windowElement();
+        page = shown.pageElement();
+        composer = shown.composerElement();
+        submit = shown.submitElement();
+        take(shown.editorElement());
     }
 
     /// Claude with a conversation of Claude Code.
     void showClaudeCode() {
-        open(Agent::claude);
+        openClaude();
         showPage(std::string("https://claude.ai/epitaxy/") + sessionID);
         const auto scope = add(page, "AXGroup");
         auto group = scope;
@@ -39,7 +47,7 @@ class AgentWindow : public testing::Test {
 
     /// Claude with a regular chat.
     void showChat() {
-        open(Agent::claude);
+        openClaude();
         showPage("https://claude.ai/chat/0f8fad5b-d9cb-469f-a165-70867728950e");
         const auto group = add(page, "AXGroup");
         addEditor(group, true);
@@ -77,6 +85,7 @@ class AgentWindow : public testing::Test {
     /// The agent's application ends, and nothing is in front.
     void quit() {
         if (!program) return;
+        application->remove();
         desktop.accessibility.setApplication(process, nullptr);
         desktop.applications.quit(*program);
         desktop.applications.bringToFront(SimulatedApplications::self);
@@ -85,17 +94,21 @@ class AgentWindow : public testing::Test {
     SimulatedDesktop desktop;
     ProcessID process = 0;
     Element application, window, page, editor, submit;
+    Element composer; ///< Of Codex.
     /// What writing into the editor comes to; without it the value is taken.
     std::function<AXStatus(const AXValue&)> takesWrite;
 
   private:
-    void open(Agent agent) {
+    void open(std::unique_ptr<SimulatedApplication> opened) {
         quit();
-        program = std::make_unique<SimulatedApplication>(std::string(OrvelCommandPolicy::bundleID(agent)),
-                                                         "1.0", "/Applications/Agent.app");
-        desktop.applications.install(*program);
+        program = std::move(opened);
         process = desktop.applications.start(*program);
         desktop.applications.bringToFront(process);
+    }
+
+    void openClaude() {
+        open(std::make_unique<SimulatedApplication>(std::string(OrvelCommandPolicy::bundleID(Agent::claude)),
+                                                    "1.0", "/Applications/Agent.app"));
         application = desktop.accessibility.makeElement("AXApplication");
         desktop.accessibility.setApplication(process, application);
         window = add(application, "AXWindow");
@@ -104,8 +117,14 @@ class AgentWindow : public testing::Test {
     }
 
     void addEditor(const Element& parent, bool hasClasses) {
-        editor = add(parent, "AXTextArea");
-        if (hasClasses) editor->set("AXDOMClassList", std::vector<std::string>{"ProseMirror", "tiptap"});
+        const auto made = add(parent, "AXTextArea");
+        if (hasClasses) made->set("AXDOMClassList", std::vector<std::string>{"ProseMirror", "tiptap"});
+        application->set("AXFocusedUIElement", made->handle());
+        take(made);
+    }
+
+    void take(const Element& made) {
+        editor = made;
         takesWrite = nullptr;
         editor->write = [this](std::string_view name, const AXValue& value) {
             if (takesWrite) return takesWrite(value);
@@ -113,7 +132,6 @@ class AgentWindow : public testing::Test {
             return AXStatus::success;
         };
         type("");
-        application->set("AXFocusedUIElement", editor->handle());
     }
 
     std::unique_ptr<SimulatedApplication> program;

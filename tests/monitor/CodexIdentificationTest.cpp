@@ -170,6 +170,13 @@ TEST_F(Identification, StopsAtWhateverIsInDoubt) {
          "became unverifiable", 1},
         {"the text changes", atCopy(2, [&] { later(30ms, [&] { type("/orvel gone"); }); }),
          "became unverifiable", 2},
+        {"the text changes before a copy comes",
+         atCopy(2,
+                [&] {
+                    copyLater(60ms, link);
+                    later(10ms, [&] { type("/orvel gone"); });
+                }),
+         "became unverifiable", 2},
         {"the focus moves",
          atCopy(1, [&] { later(30ms, [&] { application->set("AXFocusedUIElement", submit->handle()); }); }),
          "became unverifiable", 1},

@@ -237,6 +237,21 @@ TEST_F(ConversationClipboardCaptureTest, ACopyThatCameUnseenIsTakenAwayToo) {
     EXPECT_EQ(pasteboard.text, otherLink);
 }
 
+TEST_F(ConversationClipboardCaptureTest, WhatSomebodyCopiedBeforeALateCopyComesBack) {
+    for (const auto& between : {foreign, Items(), manyItems(33)}) {
+        pasteboard.copiedElsewhere(original);
+        Capture capture(pasteboard);
+        capture.expectCopy();
+        pasteboard.copiedElsewhere(between);
+        EXPECT_FALSE(capture.restoreIfOwned());
+        EXPECT_TRUE(pasteboard.contents() == between);
+        pasteboard.copiedElsewhere(link);
+        EXPECT_TRUE(capture.restoreIfOwned());
+        EXPECT_TRUE(pasteboard.contents() == (between == foreign ? foreign : original))
+            << "nothing, or what can't be kept, is the beginning of a copy, or gone";
+    }
+}
+
 TEST_F(ConversationClipboardCaptureTest, WhoeverEndsItNothingClaimedStays) {
     std::optional<Capture> capture(std::in_place, pasteboard);
     capture->expectCopy();

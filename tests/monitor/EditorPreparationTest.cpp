@@ -47,46 +47,48 @@ TEST_F(EditorPreparationTest, AsksAtOnceAndReadsThreeSecondsLater) {
     EXPECT_EQ(told(), "Codex: Read verified (Focus read=0, Role read=0/AXTextArea)");
     EXPECT_EQ(ready(), process);
     EXPECT_EQ(preparedAfter(60s), told()) << "proved once, it is read no more";
-    EXPECT_EQ(codex.requests, 1);
-    EXPECT_EQ(codex.element->messagingTimeout, 100ms);
-    EXPECT_EQ(codex.editor->messagingTimeout, 100ms);
+    EXPECT_EQ(codex.requests(), 1);
+    EXPECT_EQ(codex.applicationElement()->messagingTimeout, 100ms);
+    EXPECT_EQ(codex.editorElement()->messagingTimeout, 100ms);
 }
 
 TEST_F(EditorPreparationTest, OnlyARoleThatCanBeReadProvesTheEditor) {
     struct Row {
         const char* what;
-        std::function<void(AgentApplication&)> change;
+        std::function<void(SimulatedCodexApp&)> change;
         std::string notes;
         bool isReadable;
     };
-    const auto focused = [](AgentApplication& application, const AXValue& value) {
-        application.element->set("AXFocusedUIElement", value);
+    const auto focused = [](SimulatedCodexApp& app, const AXValue& value) {
+        app.applicationElement()->set("AXFocusedUIElement", value);
     };
     const auto failing = [](const SimulatedElement::Shared& element, const char* name, AXStatus status) {
         element->statuses = {{name, status}};
     };
     const std::vector<Row> rows{
-        {"an unknown role", [](auto& app) { app.editor->set("AXRole", "AXSecret"); },
+        {"an unknown role", [](auto& app) { app.editorElement()->set("AXRole", "AXSecret"); },
          "Focus read=0, Role read=0/Other role", true},
         {"no focus", [&](auto& app) { focused(app, AXValue()); }, "Focus read=-25212", false},
         {"a focus that is no element", [&](auto& app) { focused(app, "x"); }, "Focus read=0", false},
         {"a focus that can't be read",
-         [&](auto& app) { failing(app.element, "AXFocusedUIElement", AXStatus::cannotComplete); },
+         [&](auto& app) {
+             failing(app.applicationElement(), "AXFocusedUIElement", AXStatus::cannotComplete);
+         },
          "Focus read=-25204", false},
-        {"no role", [](auto& app) { app.editor->set("AXRole", AXValue()); },
+        {"no role", [](auto& app) { app.editorElement()->set("AXRole", AXValue()); },
          "Focus read=0, Role read=-25212/Unavailable", false},
-        {"a role that is no text", [](auto& app) { app.editor->set("AXRole", true); },
+        {"a role that is no text", [](auto& app) { app.editorElement()->set("AXRole", true); },
          "Focus read=0, Role read=0/Unavailable", false},
         {"a role that can't be read",
-         [&](auto& app) { failing(app.editor, "AXRole", AXStatus::cannotComplete); },
+         [&](auto& app) { failing(app.editorElement(), "AXRole", AXStatus::cannotComplete); },
          "Focus read=0, Role read=-25204/Unavailable", false},
     };
+    codex.habits.isExposed = true;
     for (const auto& [what, change, notes, isReadable] : rows) {
         // A request that is refused is followed by a read at once, one that is granted by a later one.
         for (const bool isGranted : {true, false}) {
             const auto process = desktop.applications.start(codex);
-            codex.answer = isGranted ? AXStatus::success : AXStatus::attributeUnsupported;
-            codex.element->set("AXFocusedUIElement", codex.editor->handle());
+            codex.habits.answersRequest = isGranted ? AXStatus::success : AXStatus::attributeUnsupported;
             if (isGranted) {
                 prepared();
                 EXPECT_FALSE(ready()) << "granted, it takes time to appear";
@@ -105,13 +107,14 @@ TEST_F(EditorPreparationTest, OnlyARoleThatCanBeReadProvesTheEditor) {
 }
 
 TEST_F(EditorPreparationTest, TriesAgainAsOftenAsItTakes) {
+    codex.habits.isExposed = true;
     const auto process = desktop.applications.start(codex);
-    codex.editor->statuses = {{"AXRole", AXStatus::cannotComplete}};
+    codex.editorElement()->statuses = {{"AXRole", AXStatus::cannotComplete}};
     for (int second = 0; second < 400; ++second) preparedAfter(1s);
-    EXPECT_EQ(codex.requests, 100);
+    EXPECT_EQ(codex.requests(), 100);
     EXPECT_EQ(told(),
               "Codex: Read unverified; waiting to retry (Focus read=0, Role read=-25204/Unavailable)");
-    codex.editor->statuses.clear();
+    codex.editorElement()->statuses.clear();
     for (int second = 0; second < 4; ++second) preparedAfter(1s);
     EXPECT_EQ(ready(), process);
 }
@@ -141,7 +144,7 @@ TEST_F(EditorPreparationTest, ALateResultChangesNothing) {
         std::string end;
     };
     const std::string stopped = "Codex / Claude editor read preparation: Monitoring stopped";
-    AgentApplication newer(desktop, Agent::codex);
+    PromptCodex newer(desktop);
     const std::vector<Row> rows{
         {"another instance is in front",
          [&] {
@@ -181,21 +184,21 @@ TEST_F(EditorPreparationTest, ALateResultChangesNothing) {
         loop.runFor(3s);
         loop.setBackgroundDuration(500ms);
         prepared();
-        const auto requests = codex.requests;
+        const auto requests = codex.requests();
         prepared();
         const auto arrival = loop.uptime() + 500ms;
         meanwhile();
         loop.runFor(arrival - loop.uptime());
         EXPECT_EQ(told(), end) << what;
         EXPECT_FALSE(ready()) << what;
-        EXPECT_EQ(codex.requests, requests) << what << ": one at a time";
+        EXPECT_EQ(codex.requests(), requests) << what << ": one at a time";
         desktop.applications.quit(codex);
         preparation.stop();
     }
 }
 
 TEST_F(EditorPreparationTest, PrefersTheInstanceInFrontAndElseTheFirst) {
-    AgentApplication newer(desktop, Agent::codex);
+    PromptCodex newer(desktop);
     newer.version = "2.0";
     const auto first = desktop.applications.start(codex), other = desktop.applications.start(newer);
     for (int second = 0; second < 4; ++second) preparedAfter(1s);

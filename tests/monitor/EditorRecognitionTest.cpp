@@ -10,6 +10,8 @@ using enum ComposerRecognition;
 using testing::HasSubstr;
 
 struct Recognition : AgentWindow {
+    Recognition() { desktop.accessibility.latency = {200us, 200us, 200us}; }
+
     EditorRecognition recognize(Kind kind) {
         facts.clear();
         reads.open();
@@ -99,6 +101,30 @@ TEST_F(Recognition, WhatCanNotBeReadIsNeverTakenForSomethingElse) {
     }
 }
 
+TEST_F(Recognition, AnEditorThatIsDrawnAnewMeanwhileMayBeAny) {
+    for (const auto kind : {Kind::chat, Kind::code, Kind::codex}) {
+        show(kind);
+        const auto before = desktop.accessibility.reads();
+        recognize(kind);
+        const auto count = desktop.accessibility.reads() - before;
+        for (std::uint64_t moment = 1; moment < count; ++moment) {
+            show(kind);
+            std::uint64_t number = 0;
+            desktop.accessibility.onRead = [&](const auto&, std::string_view, bool) {
+                if (number++ != moment) return;
+                const auto other = add(editor->parent()->shared_from_this(), "AXTextArea");
+                std::exchange(editor, other)->remove();
+            };
+            const auto looked = editor->handle();
+            facts.clear();
+            reads.open();
+            const auto found = recognizeEditor(reads, facts, looked, agentOf(kind));
+            EXPECT_NE(found.recognition, excluded) << "at read " << moment << " of " << count;
+            desktop.accessibility.onRead = nullptr;
+        }
+    }
+}
+
 TEST_F(Recognition, EndsWithinItsBudgetWhateverTheTreeIsLike) {
     desktop.accessibility.latency = {15ms, 15ms, 15ms};
     for (const auto kind : {Kind::code, Kind::codex}) {
@@ -109,12 +135,22 @@ TEST_F(Recognition, EndsWithinItsBudgetWhateverTheTreeIsLike) {
         EXPECT_EQ(reads.failure()->text(), "Insufficient remaining time in the 160 ms budget");
     }
 
+    // One element that never answers.
+    desktop.accessibility.latency = {10us, 10us, 10us};
+    for (const auto kind : {Kind::chat, Kind::code, Kind::codex}) {
+        show(kind);
+        submit->slowness = 1h;
+        const auto started = desktop.loop.uptime();
+        EXPECT_EQ(recognize(kind).recognition, uncertain);
+        EXPECT_LE(desktop.loop.uptime() - started, TimedReads::budget);
+    }
+
     // Child lists without end.
     desktop.accessibility.latency = {10us, 10us, 10us};
     showCodex();
     for (int i = 0; i < 100'000; ++i) add(page, "AXGroup");
     EXPECT_EQ(recognize(Kind::codex).recognition, verified) << "above the composer nobody looks at children";
-    for (int i = 0; i < 1'000; ++i) add(page->below()[0], "AXGroup");
+    for (int i = 0; i < 1'000; ++i) add(composer, "AXGroup");
     EXPECT_EQ(recognize(Kind::codex).recognition, uncertain);
 }
 

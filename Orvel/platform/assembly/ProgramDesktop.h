@@ -7,6 +7,7 @@
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/posix/PosixLocalFiles.h"
 #include "Orvel/platform/posix/PosixProcesses.h"
+#include "Orvel/platform/sample/MainThreadAccessibility.h"
 #include "Orvel/platform/sample/SampleApplications.h"
 #include "Orvel/platform/sample/SampleClaude.h"
 #include "Orvel/platform/sample/SampleProcesses.h"
@@ -34,6 +35,8 @@ class ProgramDesktop {
     ProgramDesktop& operator=(const ProgramDesktop&) = delete;
 
     const Desktop& ports() const { return assembled; }
+    /// In a sample its Claude, otherwise null.
+    SampleClaude* claudeOfSample() { return sampleClaude ? &*sampleClaude : nullptr; }
 
   private:
     Desktop assemble(const ProgramToolkit& toolkit, const Places& places);
@@ -45,6 +48,7 @@ class ProgramDesktop {
     std::optional<SampleProcesses> sampleProcesses;
     std::optional<SampleClaude> sampleClaude;
     std::optional<SampleApplications> sampleApplications;
+    std::optional<MainThreadAccessibility> sampleAccessibility;
     Desktop assembled;
 };
 

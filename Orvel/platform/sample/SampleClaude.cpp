@@ -37,6 +37,22 @@ SampleClaude::SampleClaude(MainLoop& loop, const AgentFolders& folders)
     simulated.applications.start(claude);
 }
 
+void SampleClaude::sitDown(const std::string& desktopID) {
+    simulated.applications.bringToFront(simulated.applications.processOf(claude));
+    if (claude.shown() != desktopID) claude.userNavigates(desktopID);
+}
+
+void SampleClaude::type(const std::string& text) {
+    constexpr TapEvent anyKey{.keyCode = 0};
+    simulated.keyboard.press("", anyKey);
+    claude.userSetsDraft(claude.shown(), text);
+}
+
+void SampleClaude::pressReturn() {
+    constexpr std::int64_t returnKey = 36;
+    simulated.keyboard.stroke("\r", {.keyCode = returnKey});
+}
+
 void SampleClaude::adopt(const ConversationReference& reference) {
     SampleSession session{.id = reference.sessionID,
                           .startedAt = static_cast<std::int64_t>(world.now() + referenceDateInUnixTime)};

@@ -200,6 +200,8 @@ SimulatedAccessibility::fetchedValue(const AXElement& handle, std::string_view n
 AXReading SimulatedAccessibility::valueOf(SimulatedElement& element, std::string_view name) const {
     for (const auto& [failing, status] : element.statuses)
         if (failing == name) return {status, {}};
+    if (const auto other = element.overrides.find(name); other != element.overrides.end())
+        return {AXStatus::success, other->second};
     if (name == "AXChildren") return {AXStatus::success, handlesOf(element.below())};
     if (name == "AXParent") {
         if (!element.parent()) return {AXStatus::noValue, {}};

@@ -1,6 +1,7 @@
 #include "Orvel/platform/simulated/SimulatedCodexApp.h"
 
 #include "OrvelCore/text/Date.h"
+#include "OrvelCore/text/Unicode.h"
 
 #include <algorithm>
 #include <cmath>
@@ -201,12 +202,11 @@ void SimulatedCodexApp::showText() {
     if (!editor) return;
     const auto text = editorText();
     editor->set("AXValue", text);
-    editor->set("AXSelectedTextRange", AXRange{static_cast<std::int64_t>(text.size()), 0});
+    editor->set("AXSelectedTextRange", AXRange{utf16Length(text), 0});
     const bool isMarked = !composition.empty() && habits.reportsMarkedText;
-    const auto start = static_cast<std::int64_t>(text.size() - composition.size());
+    const auto marked = utf16Length(composition);
     editor->set("AXTextInputMarkedTextMarkerRange",
-                isMarked ? AXValue(AXRange{start, static_cast<std::int64_t>(composition.size())})
-                         : AXValue());
+                isMarked ? AXValue(AXRange{utf16Length(text) - marked, marked}) : AXValue());
 }
 
 AXStatus SimulatedCodexApp::takeWrite(std::string_view name, const AXValue& value) {
@@ -230,7 +230,7 @@ void SimulatedCodexApp::pressed(const SimulatedKey& key) {
     if (key.event.type != TapEventType::keyDown) return;
     const auto held = key.event.flags & modifiers;
     const bool isReturn = key.event.keyCode == returnKey || key.event.keyCode == keypadEnter;
-    if (SyntheticKey{key.event.keyCode, held} == habits.copyShortcut) return copy();
+    if (SyntheticKey{key.event.keyCode, held} == habits.copyShortcut) return copy(key.event.marker != 0);
     if (isReturn) return held & SyntheticKey::shift ? typed("\n") : send();
     if (held & ~SyntheticKey::shift) return; // Some other shortcut.
     if (!key.text.empty()) typed(key.text);
@@ -263,17 +263,18 @@ void SimulatedCodexApp::send() {
 
 // The clipboard
 
-void SimulatedCodexApp::copy() {
+void SimulatedCodexApp::copy(bool isPosted) {
     if (!window || current.empty()) return;
     for (int i = 0; i < habits.copies; ++i)
         whileRunning(habits.copying + i * betweenCopies,
-                     [this, thread = current, asked = screen.world.worldTime(), isFurther = i > 0] {
+                     [this, thread = current, asked = screen.world.worldTime(), isPosted, isFurther = i > 0] {
                          const auto link = std::string(linkPrefix) + habits.copiesOther.value_or(thread);
                          screen.pasteboard.copiedElsewhere(link);
                          note({.kind = Deed::Kind::copied,
                                .threadID = thread,
                                .after = link,
                                .asked = asked,
+                               .isPosted = isPosted,
                                .isFurther = isFurther});
                      });
 }

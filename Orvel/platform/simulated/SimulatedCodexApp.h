@@ -65,7 +65,8 @@ class SimulatedCodexApp : public SimulatedApplication {
         std::string before;     ///< The text in the editor.
         std::string after;      ///< What was written or copied.
         Duration asked{0};      ///< When the copy was asked for, as uptime.
-        bool isFurther = false; ///< A copy that nobody asked for.
+        bool isPosted = false;  ///< By a key that a program posted.
+        bool isFurther = false; ///< Another copy of what was asked for once.
     };
 
     /// `home` holds its threads, and is shared with the server.
@@ -134,7 +135,7 @@ class SimulatedCodexApp : public SimulatedApplication {
     void textChanged(Duration shows);
     void showText();
     void send();
-    void copy();
+    void copy(bool isPosted);
     void note(Deed deed);
     void whileRunning(Duration delay, std::function<void()> action);
 

@@ -49,6 +49,7 @@ void SimulatedElement::forget() {
     above = nullptr;
     write = nullptr;
     perform = nullptr;
+    overrides.clear(); // They may hold this very element.
     for (const auto& child : children) child->forget();
     children.clear();
 }

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -49,8 +50,9 @@ class SimulatedElement : public AXIdentity, public std::enable_shared_from_this<
     const std::vector<Shared>& below() const { return children; }
 
     const std::uint64_t number;
-    /// What a read of an attribute gives in place of its value, by name.
+    /// What a read of an attribute gives in place of its value, by name: a status, or another value.
     std::vector<std::pair<std::string, AXStatus>> statuses;
+    std::map<std::string, AXValue, std::less<>> overrides;
     /// Bounds calls on it; 0 for the platform's own bound.
     std::chrono::milliseconds messagingTimeout{0};
     /// Calls on it and on all below it take so much longer.

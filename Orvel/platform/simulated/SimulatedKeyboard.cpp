@@ -1,8 +1,25 @@
 #include "Orvel/platform/simulated/SimulatedKeyboard.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace orvel {
+
+namespace {
+
+// Others may arrive while the tap is asked for one.
+struct Moving {
+    Moving(std::optional<std::size_t>& moving, std::optional<std::size_t> number)
+        : moving(moving), before(std::exchange(moving, number)) {}
+    ~Moving() { moving = before; }
+    Moving(const Moving&) = delete;
+    Moving& operator=(const Moving&) = delete;
+
+    std::optional<std::size_t>& moving;
+    std::optional<std::size_t> before;
+};
+
+} // namespace
 
 class SimulatedKeyboard::Prepared : public PreparedEvents {
   public:
@@ -20,7 +37,7 @@ class SimulatedKeyboard::Prepared : public PreparedEvents {
                       .marker = marker};
         for (const auto type : {TapEventType::keyDown, TapEventType::keyUp}) {
             made.type = type;
-            keyboard.send({.key = {made, ""}, .isPosted = true, .process = event.process});
+            keyboard.send({.key = {made, ""}, .process = event.process});
         }
     }
 
@@ -30,8 +47,9 @@ class SimulatedKeyboard::Prepared : public PreparedEvents {
 };
 
 void SimulatedKeyboard::press(const std::string& text, const TapEvent& event, std::function<void()> effect) {
-    pressed.push_back({.key = {event, text}});
-    send({.key = {event, text}, .effect = std::move(effect), .number = pressed.size() - 1});
+    const auto number = pressed.size();
+    pressed.push_back({.number = number, .key = {event, text}});
+    send({.key = {event, text}, .effect = std::move(effect), .number = number});
 }
 
 void SimulatedKeyboard::stroke(const std::string& text, const TapEvent& event) {
@@ -45,6 +63,7 @@ void SimulatedKeyboard::stroke(const std::string& text, const TapEvent& event) {
 void SimulatedKeyboard::send(Travelling travelling) {
     if ((!handler || !enabled) && travellings.empty() && passing == 0) return arrive(travelling);
     travelling.since = loop.uptime();
+    travelling.askedBefore = asked;
     travellings.push_back(std::move(travelling));
     loop.post([this] { passTap(); });
 }
@@ -61,25 +80,32 @@ void SimulatedKeyboard::passTap() {
 }
 
 TapAnswer SimulatedKeyboard::askTap(const Travelling& travelling) {
-    if (!handler || !enabled || (travelling.isPosted && !tapSeesPosted)) return TapAnswer::pass;
+    if (!handler || !enabled || (!travelling.number && !tapSeesPosted)) return TapAnswer::pass;
     const auto waited = loop.uptime() - travelling.since;
-    if (!travelling.isPosted) longest = std::max(longest, waited);
+    if (travelling.number) longest = std::max(longest, waited - (asked - travelling.askedBefore));
+    if (waited > tapLimit) {
+        disable(TapEventType::tapDisabledByTimeout);
+        return TapAnswer::pass;
+    }
     const auto ask = handler; // Which may stop the tap.
-    if (waited <= tapLimit) return ask(travelling.key.event);
-    disable(TapEventType::tapDisabledByTimeout);
-    return TapAnswer::pass;
+    const Moving moves(moving, travelling.number);
+    const auto began = loop.uptime();
+    const auto answer = ask(travelling.key.event);
+    asked += loop.uptime() - began;
+    return answer;
 }
 
 void SimulatedKeyboard::arrive(const Travelling& travelling) {
     const auto front = applications.processInFront();
     const auto process = travelling.process.value_or(front);
-    if (travelling.isPosted && postedNeedsFocus && process != front) return;
+    if (!travelling.number && postedNeedsFocus && process != front) return;
+    const Moving moves(moving, travelling.number);
     settle(travelling, deliver(travelling, applications.running(process)), process);
 }
 
 SimulatedPress::Fate SimulatedKeyboard::deliver(const Travelling& travelling,
                                                 SimulatedApplication* application) {
-    if (application && !travelling.isPosted && inputMethod.takes(*application, travelling.key))
+    if (application && travelling.number && inputMethod.takes(*application, travelling.key))
         return SimulatedPress::Fate::composed;
     if (application) application->pressed(travelling.key);
     if (travelling.effect) travelling.effect();
@@ -87,8 +113,8 @@ SimulatedPress::Fate SimulatedKeyboard::deliver(const Travelling& travelling,
 }
 
 void SimulatedKeyboard::settle(const Travelling& travelling, SimulatedPress::Fate fate, ProcessID process) {
-    if (travelling.isPosted) return;
-    auto& press = pressed[travelling.number];
+    if (!travelling.number) return;
+    auto& press = pressed[*travelling.number];
     press.fate = fate;
     press.process = process;
     if (onFate) onFate(press);

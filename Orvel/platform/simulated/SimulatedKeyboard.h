@@ -28,6 +28,7 @@ struct SimulatedPress {
         arrived
     };
 
+    std::size_t number = 0; ///< Of all presses, from 0.
     SimulatedKey key;
     Fate fate = Fate::waits;
     ProcessID process = 0; ///< Where it arrived; 0 if nothing was in front.
@@ -70,10 +71,12 @@ class SimulatedKeyboard : public KeyboardTap, public EventPosting {
 
     /// All that the person pressed, in its order.
     const std::vector<SimulatedPress>& presses() const { return pressed; }
+    /// The number of the press for which the tap is asked, or which arrives, just now.
+    std::optional<std::size_t> current() const { return moving; }
     /// Called as each has its fate.
     std::function<void(const SimulatedPress&)> onFate;
 
-    /// The longest time that a key waited for the tap.
+    /// The longest time that a key waited for the tap, besides what the tap took for those before it.
     MainLoop::Duration longestWait() const { return longest; }
 
     // The ports
@@ -89,14 +92,13 @@ class SimulatedKeyboard : public KeyboardTap, public EventPosting {
 
   private:
     class Prepared;
-    /// On its way; either the person's or posted.
+    /// A key on its way.
     struct Travelling {
         SimulatedKey key;
         std::function<void()> effect;
-        std::size_t number = 0; ///< Of the press.
-        bool isPosted = false;
-        std::optional<ProcessID> process; ///< To which it was posted.
-        MainLoop::Duration since{0};
+        std::optional<std::size_t> number; ///< Of the press; nothing for what was posted.
+        std::optional<ProcessID> process;  ///< To which it was posted.
+        MainLoop::Duration since{0}, askedBefore{0};
     };
 
     void send(Travelling travelling);
@@ -111,11 +113,12 @@ class SimulatedKeyboard : public KeyboardTap, public EventPosting {
     SimulatedApplications& applications;
     SimulatedInputMethod& inputMethod;
     std::vector<SimulatedPress> pressed;
+    std::optional<std::size_t> moving;
     std::deque<Travelling> travellings; ///< What waits for the tap.
     int passing = 0;                    ///< How many have passed it and not arrived.
     Handler handler;
     bool enabled = false;
-    MainLoop::Duration longest{0};
+    MainLoop::Duration longest{0}, asked{0}; ///< The latter altogether.
 };
 
 } // namespace orvel

@@ -6,19 +6,23 @@ namespace orvel {
 
 void SimulatedPasteboard::copiedElsewhere(std::vector<PasteboardItem> newItems) {
     hold(std::move(newItems));
+    if (onForeignChange) onForeignChange();
 }
 
 void SimulatedPasteboard::copiedElsewhere(std::string_view newText) {
-    hold({{{std::string(PasteboardType::string), std::string(newText)}}});
+    const PasteboardItem item{{std::string(PasteboardType::string), std::string(newText)}};
+    copiedElsewhere(std::vector<PasteboardItem>{item});
 }
 
 void SimulatedPasteboard::hold(std::vector<PasteboardItem> newItems) {
     ++changes;
     items = std::move(newItems);
     text.reset();
-    if (items.empty()) return;
-    const auto plain = items.front().find(std::string(PasteboardType::string));
-    if (plain != items.front().end()) text = plain->second;
+    const auto* first = items.empty() ? nullptr : &items.front();
+    const auto plain =
+        first ? first->find(std::string(PasteboardType::string)) : PasteboardItem::const_iterator();
+    if (first && plain != first->end()) text = plain->second;
+    if (onChange) onChange();
 }
 
 std::vector<PasteboardItem> SimulatedPasteboard::contents() const {

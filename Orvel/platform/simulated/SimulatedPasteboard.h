@@ -4,6 +4,7 @@
 #include "Orvel/desktop/Pasteboard.h"
 #include "Orvel/platform/simulated/SimulatedSteps.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,6 +26,9 @@ class SimulatedPasteboard : public Pasteboard {
     bool refuses = false;
 
     std::vector<PasteboardItem> contents() const;
+
+    /// Called after each change, and only after those that this program did not make.
+    std::function<void()> onChange, onForeignChange;
 
     // The port
 
