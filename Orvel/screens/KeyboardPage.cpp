@@ -5,7 +5,7 @@
 
 namespace orvel {
 
-KeyboardPage::KeyboardPage(OrvelApp& app) : SettingsPage(tr("Keyboard")), app(app), inputMethod(nullptr) {
+KeyboardPage::KeyboardPage(OrvelApp& app) : SettingsPage(tr("Keyboard")), app(app) {
     column().addWidget(sectionTitle(tr("Codex's keybindings")));
     auto* location = new SettingsCard;
     file = location->addRow();

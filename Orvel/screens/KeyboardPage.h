@@ -18,7 +18,8 @@ class KeyboardPage : public SettingsPage {
 
   private:
     OrvelApp& app;
-    SettingsRow *file, *copyShortcut, *returnKeys, *japaneseReturn, *inputMethod;
+    SettingsRow *file, *copyShortcut, *returnKeys, *japaneseReturn;
+    SettingsRow* inputMethod = nullptr; ///< Only where commands can be typed.
 };
 
 } // namespace orvel
