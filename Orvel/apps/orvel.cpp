@@ -32,6 +32,7 @@
 #include <QLocale>
 #include <QMessageBox>
 #include <QProcess>
+#include <QScreen>
 #include <QStyleFactory>
 #include <QUrl>
 
@@ -140,7 +141,10 @@ void saveDrafts(OrvelModel& model, QtMainLoop& loop) {
         QApplication::processEvents(QEventLoop::ExcludeUserInputEvents | QEventLoop::WaitForMoreEvents, 50);
 }
 
+// At the right edge of the screen, where it hides least of the main window.
 void showBeside(QWidget& window) {
+    const auto room = window.screen()->availableGeometry();
+    window.move(room.right() - window.frameGeometry().width(), room.top() + room.height() / 8);
     window.show();
     window.raise();
     window.activateWindow();
@@ -194,12 +198,8 @@ int run(QApplication& application, const Options& options) {
         throw std::runtime_error("Orvel is already running on " + places.dataFolder +
                                  " but doesn't answer. Nothing was opened.");
     const TerminationSignals endings;
-    if (agentWindow) {
-        agentWindow->setAttribute(Qt::WA_ShowWithoutActivating);
-        agentWindow->show();
-        agentWindow->setAttribute(Qt::WA_ShowWithoutActivating, false);
-    }
     window.show();
+    if (agentWindow) showBeside(*agentWindow);
     app.start();
     app.open(options.toOpen);
     const int status = QApplication::exec();

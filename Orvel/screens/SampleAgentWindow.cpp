@@ -47,6 +47,7 @@ SampleAgentWindow::SampleAgentWindow(OrvelModel& model, SampleClaude& claude)
     column->addWidget(conversations);
     column->addWidget(received, 1);
     column->addWidget(editor);
+    editor->setFocus();
     resize(460, 420);
 
     connect(conversations, &QComboBox::activated, this, [this] { sitDown(); });
@@ -78,7 +79,7 @@ void SampleAgentWindow::sitDown() {
 void SampleAgentWindow::render() {
     auto& program = claude.program();
     const auto* conversation = program.conversation(program.shown());
-    editor->setEnabled(conversation != nullptr);
+    editor->setReadOnly(conversation == nullptr);
     if (!conversation) return;
     const auto text = qtText(program.editorText());
     if (editor->toPlainText() != text) {
