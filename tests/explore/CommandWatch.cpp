@@ -180,9 +180,16 @@ void CommandWatch::finish() {
     for (const auto& text : isEdited ? std::vector<std::string>() : erased)
         if (const auto command = OrvelCommand::parse(text); command && !standsSomewhere(command->instruction))
             judge.fail(Rule::instructionsAreKept, "they stand nowhere");
-    const auto& transfers = desk.model().ledger.state().relayState->transfers;
-    if (transfers.size() > transfersBefore && !(wasProved && wasErasedUntouched))
+    if (hasSent() && !(wasProved && wasErasedUntouched))
         judge.fail(Rule::sentOnlyWhereProved, "a message was prepared");
+}
+
+bool CommandWatch::isWorkedOff(bool isSent) const {
+    return !erased.empty() && hasSent() == isSent;
+}
+
+bool CommandWatch::hasSent() const {
+    return desk.model().ledger.state().relayState->transfers.size() > transfersBefore;
 }
 
 bool CommandWatch::standsSomewhere(const std::string& instruction) const {
