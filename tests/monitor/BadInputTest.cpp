@@ -123,7 +123,7 @@ TEST_F(BadInput, KeysInAnyOrderSwallowNothingButReturnsOnCommands) {
         const char* text;
         bool isCommand;
     };
-    ChangeSignal changes;
+    const ChangeSignal changes;
     DesktopCommandMonitor monitor(
         changes, {desktop.loop,
                   desktop.accessibility,
