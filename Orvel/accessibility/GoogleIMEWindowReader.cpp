@@ -10,10 +10,6 @@ namespace {
 
 using namespace GoogleIMEWindowDiagnostic;
 
-double secondsOf(MainLoop::Duration time) {
-    return std::chrono::duration<double>(time).count();
-}
-
 } // namespace
 
 // What the reads on other threads share with the reader.

@@ -1,8 +1,6 @@
-// The window program: chooses the platform, makes the long-lived objects, connects them, and takes in what
-// the desktop hands over.
+// The window program: chooses the platform, makes the application and its screens, and takes in what the
+// desktop hands over.
 
-#include "Orvel/delivery/ClaudeDesktopRelaySender.h"
-#include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/assembly/ProgramDesktop.h"
 #include "Orvel/platform/posix/DataFolderLock.h"
 #include "Orvel/platform/posix/Places.h"
@@ -13,8 +11,10 @@
 #include "Orvel/platform/qt/SingleInstance.h"
 #include "Orvel/platform/qt/SystemAppearance.h"
 #include "Orvel/platform/qt/TerminationSignals.h"
-#include "Orvel/screens/MainWindow.h"
+#include "Orvel/screens/ApplicationScreens.h"
+#include "Orvel/screens/SampleAgentWindow.h"
 #include "Orvel/screens/Theme.h"
+#include "Orvel/shell/OrvelApp.h"
 #include "OrvelCore/files/FilePath.h"
 #include "samples/SampleHome.h"
 
@@ -25,9 +25,11 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QDateTime>
 #include <QFile>
 #include <QFileOpenEvent>
 #include <QIcon>
+#include <QLocale>
 #include <QMessageBox>
 #include <QProcess>
 #include <QStyleFactory>
@@ -108,28 +110,25 @@ void showTheme(bool dark) {
     (dark ? Theme::dark() : Theme::light()).apply();
 }
 
+// How the person's system writes times of day.
+ClockStyle localClock() {
+    return {.secondsFromUTC = QDateTime::currentDateTime().offsetFromUtc(),
+            .isTwelveHour = QLocale().timeFormat().contains(QLatin1String("AP"), Qt::CaseInsensitive)};
+}
+
 // Opens files and URLs that the desktop sends to a running application.
 class DesktopRequests : public QObject {
   public:
-    explicit DesktopRequests(OrvelModel& model) : model(model) {}
-
-    void open(const SingleInstance::Request& request) const {
-        for (const auto& item : request) {
-            if (item.starts_with("orvel:"))
-                model.commandInbox.open(item);
-            else
-                model.workspace.openFile(item);
-        }
-    }
+    explicit DesktopRequests(OrvelApp& app) : app(app) {}
 
     bool eventFilter(QObject* watched, QEvent* event) override {
         if (event->type() != QEvent::FileOpen) return QObject::eventFilter(watched, event);
-        open({openable(static_cast<QFileOpenEvent*>(event)->url().toString())});
+        app.open({openable(static_cast<QFileOpenEvent*>(event)->url().toString())});
         return true;
     }
 
   private:
-    OrvelModel& model;
+    OrvelApp& app;
 };
 
 // What was typed last is not in the file yet. A disk that takes no more is not waited for.
@@ -139,6 +138,12 @@ void saveDrafts(OrvelModel& model, QtMainLoop& loop) {
     const auto deadline = loop.uptime() + timeout;
     while (!model.ledger.isIdle() && loop.uptime() < deadline)
         QApplication::processEvents(QEventLoop::ExcludeUserInputEvents | QEventLoop::WaitForMoreEvents, 50);
+}
+
+void showBeside(QWidget& window) {
+    window.show();
+    window.raise();
+    window.activateWindow();
 }
 
 int run(QApplication& application, const Options& options) {
@@ -157,41 +162,48 @@ int run(QApplication& application, const Options& options) {
     QtPanels panels;
     QtApplications applications;
     QtSettings settings(joinedPath(places.dataFolder, "settings.ini"));
-    const ProgramDesktop desktop({loop, loop, pasteboard, panels, applications, settings}, places);
+    ProgramDesktop desktop({loop, loop, pasteboard, panels, applications, settings}, places);
     const auto& ports = desktop.ports();
-    ClaudeRelayDiagnosticHistory attempts;
-    ClaudeDesktopRelaySender claude(ports, attempts, places.folders);
-    OrvelModel model(ports, claude, places.folders, places.statePath());
-    DesktopRequests requests(model);
+    OrvelApp app(ports, places.folders, places.statePath(), localClock(), ORVEL_VERSION);
+    DesktopRequests requests(app);
     application.installEventFilter(&requests);
 
     showTheme(options.dark.value_or(SystemAppearance::paletteIsDark()));
     std::optional<SystemAppearance> appearance;
     if (!options.dark) appearance.emplace(showTheme);
 
-    MainWindow window(model, ports, [] {
+    ApplicationScreens screens(app, ports, [] {
         QProcess::startDetached(QApplication::applicationFilePath(), {QStringLiteral("--sample")});
     });
+    auto& window = screens.mainWindow();
     panels.setWindow(&window);
     applications.setWindow(&window);
-    if (options.sample) window.markAsSample();
+    std::optional<SampleAgentWindow> agentWindow;
+    if (auto* claude = desktop.claudeOfSample()) {
+        agentWindow.emplace(app.model, *claude);
+        app.monitoring.keybindings.confirm(joinedPath(places.folders.codex, "keybindings.json"));
+        window.markAsSample([&agentWindow] { showBeside(*agentWindow); });
+        screens.hasTray = [] { return false; }; // Closing its window ends a sample.
+    }
 
     const bool listens = instance.listen([&](const SingleInstance::Request& request) {
-        requests.open(request);
+        app.open(request);
         applications.activateSelf();
     });
     if (!listens)
         throw std::runtime_error("Orvel is already running on " + places.dataFolder +
                                  " but doesn't answer. Nothing was opened.");
     const TerminationSignals endings;
+    if (agentWindow) {
+        agentWindow->setAttribute(Qt::WA_ShowWithoutActivating);
+        agentWindow->show();
+        agentWindow->setAttribute(Qt::WA_ShowWithoutActivating, false);
+    }
     window.show();
-    model.links.restoreRelay();
-    model.commandInbox.restore();
-    model.catalogue.discoverConversations();
-    model.receipts.startReceiptPolling();
-    requests.open(options.toOpen);
+    app.start();
+    app.open(options.toOpen);
     const int status = QApplication::exec();
-    saveDrafts(model, loop);
+    saveDrafts(app.model, loop);
     return status;
 }
 

@@ -18,6 +18,9 @@ class RelaySessionRunner {
     /// Locks the data folder. Throws DataFolderInUse and FileError.
     explicit RelaySessionRunner(const Places& places);
 
+    const Desktop& ports() const { return desktop.ports(); }
+    /// In a sample its Claude, otherwise null.
+    SampleClaude* claudeOfSample() { return desktop.claudeOfSample(); }
     OrvelModel& model() { return orvel; }
     const OrvelModel& model() const { return orvel; }
     const WorkspaceState& workspace() const { return orvel.workspace.state(); }

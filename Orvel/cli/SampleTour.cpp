@@ -4,6 +4,7 @@
 #include "Orvel/cli/Output.h"
 #include "Orvel/cli/RelaySessionRunner.h"
 #include "Orvel/cli/TerminalText.h"
+#include "Orvel/shell/CommandMonitoring.h"
 #include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/files/FileReading.h"
 
@@ -23,6 +24,7 @@ using Json = nlohmann::ordered_json;
 constexpr std::size_t columns = 92;
 constexpr std::size_t valueColumns = 40;
 constexpr std::chrono::seconds patience{30};
+constexpr std::chrono::milliseconds betweenKeys{300}; // As somebody types.
 constexpr std::size_t maximumStateSize = 1'000'000;
 
 Json shortened(Json json) {
@@ -54,6 +56,7 @@ class SampleTour {
         showEnd(Agent::codex);
         sendBack();
         showEnd(Agent::claude);
+        typeCommand();
         showRecords();
     }
 
@@ -181,6 +184,41 @@ class SampleTour {
         if (!runner.runUntil([&] { return !workspace.conversation.get()->isBusy; }, patience)) tooLong();
         say("Claude has answered. (A conversation that Claude's application does not know can go through");
         say("Claude Code's own command: send --through-claude-code.)");
+    }
+
+    // As somebody who works in Claude's window and does not want to leave it.
+    void typeCommand() {
+        heading("The same from Claude's own window");
+        auto* claude = runner.claudeOfSample();
+        const auto& source = workspace.sourceReference;
+        if (!claude || !source || !source->desktopSessionID)
+            throw CommandFailure("sampleFailed", "The sample has no window of Claude.");
+        CommandMonitoring monitoring(model.changes(), runner.ports(), model.commandInbox, {});
+        monitoring.start();
+        claude->sitDown(*source->desktopSessionID);
+        const auto claudeIsReadable = [&] {
+            return monitoring.preparation.readyProcess(Agent::claude).has_value();
+        };
+        if (!runner.runUntil(claudeIsReadable, patience)) tooLong();
+        claude->type("/orvel Thank you. Please do that.");
+        say("You type this into Claude's editor and press Return:");
+        quote(claude->program().editorText());
+        runner.runUntil([] { return false; }, betweenKeys);
+        const auto before = runner.records().transfers.size();
+        claude->pressReturn();
+        const auto isSaved = [&] {
+            return runner.records().transfers.size() > before || model.notices.error();
+        };
+        if (!runner.runUntil(isSaved, patience)) tooLong();
+        checkModel();
+        if (!claude->program().editorText().empty())
+            throw CommandFailure("sampleFailed", "The command was not removed from Claude's editor.");
+        say("Claude never got the Return. Orvel has removed the command from the editor, and since this "
+            "link");
+        say("has proved itself, the message goes out on its own.");
+        transferID = savedState().at("transfers").back().at("id");
+        if (!runner.runUntil([&] { return !transfer().isPending(); }, patience)) tooLong();
+        say("Seen: the message stands in Codex's own transcript.");
     }
 
     void showEnd(Agent agent) {

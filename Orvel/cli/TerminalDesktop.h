@@ -30,6 +30,7 @@ class TerminalDesktop {
                     places) {}
 
     const Desktop& ports() const { return assembled.ports(); }
+    SampleClaude* claudeOfSample() { return assembled.claudeOfSample(); }
 
     /// Runs the loop until `met`, which is asked again and again, and gives whether it came to that within
     /// the time. Throws Interrupted.

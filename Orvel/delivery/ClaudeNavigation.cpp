@@ -27,10 +27,6 @@ std::string_view orEmpty(const std::optional<std::string>& text) {
     return text ? std::string_view(*text) : std::string_view();
 }
 
-double secondsOf(MainLoop::Duration time) {
-    return std::chrono::duration<double>(time).count();
-}
-
 Composition compositionOf(MarkedTextEvidence marked, const InputSource& source, bool hasText) {
     if (marked == MarkedTextEvidence::marked ||
         (!source.isASCIICapable && marked != MarkedTextEvidence::absent))
@@ -197,14 +193,13 @@ Task<void> ClaudeNavigation::checkCandidates(const Source& source) {
     const auto front = ports.applications.frontmost();
     throwSendErrorUnless(front.has_value());
     const auto claude = ports.applications.bundleOf(front->process).value_or(ApplicationBundle{});
-    const auto ime = ports.applications.bundleAt("/Library/Input Methods/GoogleJapaneseInput.app")
-                         .value_or(ApplicationBundle{});
+    const auto ime = ports.applications.bundleAt(imePath).value_or(ApplicationBundle{});
     const auto layoutID = ports.inputSources.currentLayoutID();
     const Setting setting{orEmpty(claude.shortVersion), orEmpty(source.input.sourceID),
                           orEmpty(source.input.mode),   orEmpty(source.input.type),
                           orEmpty(ime.shortVersion),    orEmpty(layoutID)};
     throwSendErrorUnless(
-        ime.bundleID == "com.google.inputmethod.Japanese" && isCompatible(Profile::claudeCode, setting),
+        ime.bundleID == imeBundleID && isCompatible(Profile::claudeCode, setting),
         "The source Japanese input method or Claude Code version is unsupported. Input was not "
         "changed.");
 

@@ -10,6 +10,7 @@ class EventPosting;
 class FileStore;
 class InputSources;
 class KeyboardTap;
+class LocalFiles;
 class MainLoop;
 class Panels;
 class Pasteboard;
@@ -33,6 +34,7 @@ struct Desktop {
     EventPosting& eventPosting;
     InputSources& inputSources;
     WindowList& windows;
+    LocalFiles& localFiles;
 };
 
 } // namespace orvel

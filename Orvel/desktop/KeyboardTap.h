@@ -48,6 +48,9 @@ class KeyboardTap {
 
     virtual ~KeyboardTap() = default;
 
+    /// Whether this platform has taps at all.
+    virtual bool isAvailable() const { return true; }
+
     /// Whether this program has the system's permission to listen to keys. A tap may work without it.
     virtual bool isListeningGranted() = 0;
     /// Has the system ask the person for that permission. Doesn't wait for the answer.

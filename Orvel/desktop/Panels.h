@@ -11,6 +11,8 @@ struct OpenPanel {
     std::string message;
     std::string folder; ///< Where it starts, if it exists.
     bool showsHiddenFiles = false;
+    std::string title; ///< Of the window, if it is not the message.
+    enum class Kind { conversation, json } kind = Kind::conversation; ///< What is offered first.
 
     bool operator==(const OpenPanel&) const = default;
 };

@@ -13,6 +13,10 @@ class Settings {
 
     virtual std::optional<std::string> string(std::string_view key) const = 0;
     virtual void setString(std::string_view key, std::string_view value) = 0;
+
+    /// A choice between two; false until it has been made.
+    bool flag(std::string_view key) const { return string(key) == "yes"; }
+    void setFlag(std::string_view key, bool isChosen) { setString(key, isChosen ? "yes" : "no"); }
 };
 
 } // namespace orvel

@@ -111,6 +111,7 @@ Task<void> CommandInbox::receive(CapturedCommand captured, Moment moment) {
                 fmt::format("{} /orvel received. {}", label(captured.source),
                             isClaude ? "Paste the regular Claude conversation with speaker names."
                                      : "Choose the current conversation file or paste the conversation."));
+            tasks.start(forgetKept());
             co_return;
         }
         if (isClaude) needs.notices.say("Identifying the current Claude Code conversation.");
@@ -153,7 +154,8 @@ Task<void> CommandInbox::tellKept() {
     const auto kept = co_await needs.loop.background(read);
     if (kept.empty()) co_return;
     while (!needs.workspace.isIdle() || !needs.links.isIdle()) co_await needs.loop.sleep(restInterval);
-    fail("Orvel ended while a typed command was being worked off. Nothing was sent.", kept);
+    fail("Orvel ended before it was certain that a typed command reached its conversation. Look there first.",
+         kept);
     const std::string nothing;
     co_await needs.files.replaceFile(keptPath, nothing);
 }

@@ -7,7 +7,7 @@
 // instructions: they are placed, or told in the failure.
 
 #include "Orvel/model/ConversationReadings.h"
-#include "Orvel/model/Generation.h"
+#include "Orvel/runtime/Generation.h"
 #include "Orvel/runtime/Task.h"
 #include "Orvel/runtime/Turns.h"
 #include "OrvelCore/commands/CapturedCommand.h"

@@ -43,6 +43,9 @@ class OrvelModel {
     /// The state of all rooms, to look at.
     ModelView view() const;
 
+    /// What is being done with a message.
+    const MessageOperation& messageOperation() const { return operation; }
+
     /// Whether no load, discovery, save, delivery or check is under way. A turn that is watched does not
     /// count.
     bool isIdle() const;

@@ -1,7 +1,7 @@
 #pragma once
 // What is open: the source, alone or as one side of a pair, the range of it and the note that goes along.
 
-#include "Orvel/model/Generation.h"
+#include "Orvel/runtime/Generation.h"
 #include "Orvel/runtime/Observable.h"
 #include "OrvelCore/conversations/Conversation.h"
 #include "OrvelCore/conversations/ConversationReference.h"

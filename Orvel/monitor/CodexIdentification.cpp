@@ -2,6 +2,8 @@
 
 #include "Orvel/desktop/EventPosting.h"
 #include "Orvel/desktop/Pasteboard.h"
+#include "Orvel/monitor/CandidateEvidence.h"
+#include "Orvel/monitor/InputState.h"
 #include "OrvelCore/addresses/CodexDeepLink.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/TranscriptError.h"
@@ -129,7 +131,7 @@ class CodexIdentification::Run {
             told += DiagnosticText(" The copy result could not be safely verified, so the original clipboard "
                                    "was not restored. A delayed URL copy may still arrive.");
         told += DiagnosticText(" The original /orvel was not removed or sent.");
-        const auto elapsed = std::chrono::duration<double>(needs.loop.uptime() - started).count();
+        const auto elapsed = secondsOf(needs.loop.uptime() - started);
         return CaptureFailure(
             told,
             DiagnosticText::of("Public URL copy: Stopped / {}\ncopy={}, stage={}, elapsed_ms={}, "
@@ -208,10 +210,7 @@ class CodexIdentification::Run {
             return unread("Focused editor element changed");
         if (needs.reads.string(captured.editor, "AXValue") != captured.text)
             return unread("Full input mismatch (content not recorded)");
-        const auto composition =
-            readComposition(needs.reads, needs.facts, needs.inputSources, captured.editor).state;
-        if (composition == CompositionState::composing) return {"Input method has pending composition"};
-        if (composition == CompositionState::unknown) return unread("Input method state unknown");
+        if (auto pending = pendingText()) return *pending;
         const auto source = needs.inputSources.current();
         if (!source || source->id != captured.inputSourceID) return {"Input method changed"};
         if (needs.reads.element(application, "AXFocusedWindow") != captured.window)
@@ -219,6 +218,21 @@ class CodexIdentification::Run {
         if (needs.input.generation() != captured.inputGeneration)
             return DiagnosticText::of("Input event generation changed; last={}", needs.input.lastEvent());
         return {};
+    }
+
+    // What stands in the way of taking the text for confirmed; nothing if it is.
+    std::optional<DiagnosticText> pendingText() {
+        if (captured.japaneseSelection) {
+            if (provesNoCandidates(needs, captured)) return std::nullopt;
+            return DiagnosticText(
+                "State changed or could not be rechecked after the Japanese input window check");
+        }
+        switch (readComposition(needs.reads, needs.facts, needs.inputSources, captured.editor).state) {
+        case CompositionState::clear: return std::nullopt;
+        case CompositionState::composing: return DiagnosticText("Input method has pending composition");
+        case CompositionState::unknown: break;
+        }
+        return unread("Input method state unknown");
     }
 
     DiagnosticText unread(FixedWords difference) const {

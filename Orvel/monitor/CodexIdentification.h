@@ -5,9 +5,9 @@
 // held.
 
 #include "Orvel/monitor/CaptureFailure.h"
+#include "Orvel/monitor/CapturedReturn.h"
 #include "Orvel/monitor/ConversationClipboardCapture.h"
-#include "Orvel/monitor/InputWatch.h"
-#include "Orvel/monitor/ReturnDecider.h"
+#include "Orvel/monitor/EditorNeeds.h"
 #include "Orvel/runtime/Task.h"
 #include "OrvelCore/conversations/ConversationReference.h"
 #include "OrvelCore/keybindings/CodexCopyShortcutPolicy.h"
@@ -23,16 +23,10 @@ class EventPosting;
 class Pasteboard;
 
 /// What an identification works with; all of it outlives it.
-struct CodexIdentificationNeeds {
-    MainLoop& loop;
+struct CodexIdentificationNeeds : EditorNeeds {
     Accessibility& accessibility;
-    Applications& applications;
-    InputSources& inputSources;
     EventPosting& eventPosting;
     Pasteboard& pasteboard;
-    TimedReads& reads;
-    DiagnosticFacts& facts;
-    const InputWatch& input;
     std::function<bool()> isMonitoring;
     /// The version of Codex that runs.
     std::function<std::optional<std::string>()> version;

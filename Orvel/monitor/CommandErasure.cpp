@@ -1,5 +1,8 @@
 #include "Orvel/monitor/CommandErasure.h"
 
+#include "Orvel/monitor/CandidateEvidence.h"
+#include "Orvel/monitor/InputState.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -31,10 +34,7 @@ class Erasure : public CommandEditor {
 
     bool writeEmpty() override {
         if (!needs.reads.hasBudget()) return false;
-        const auto composition =
-            readComposition(needs.reads, needs.facts, needs.inputSources, captured.editor);
-        if (composition.state != CompositionState::clear || !isConversationShown() || !isUntouched())
-            return false;
+        if (!isConfirmed() || !isConversationShown() || !isUntouched()) return false;
         writeStatus = needs.reads.write(captured.editor, "AXValue", std::string());
         return writeStatus == AXStatus::success;
     }
@@ -76,6 +76,13 @@ class Erasure : public CommandEditor {
   private:
     AXElement application() { return needs.reads.application(captured.process); }
 
+    // Whether the input method has nothing pending.
+    bool isConfirmed() {
+        if (captured.japaneseSelection) return provesNoCandidates(needs, captured);
+        return readComposition(needs.reads, needs.facts, needs.inputSources, captured.editor).state ==
+               CompositionState::clear;
+    }
+
     bool isUntouched() const {
         const auto source = needs.inputSources.current();
         return !needs.reads.hasFailed() && needs.input.generation() == captured.inputGeneration && source &&
@@ -90,16 +97,6 @@ class Erasure : public CommandEditor {
     const CapturedReturn& captured;
     std::optional<AXStatus> writeStatus;
     CommandRemovalReadback readback = CommandRemovalReadback::notAttempted;
-};
-
-// Keeps the reads' budget until the way out.
-struct OpenBudget {
-    OpenBudget(TimedReads& reads, MainLoop::Duration duration) : reads(reads) { reads.open(duration); }
-    ~OpenBudget() { reads.close(); }
-    OpenBudget(const OpenBudget&) = delete;
-    OpenBudget& operator=(const OpenBudget&) = delete;
-
-    TimedReads& reads;
 };
 
 // Whether the editor is empty by now; nothing while it may become so.
@@ -133,7 +130,11 @@ Task<std::optional<ErasedCommand>> eraseCommand(const CommandErasureNeeds& needs
     Erasure erasure(needs, captured);
     ErasedCommand erased;
     {
-        const OpenBudget budget(needs.reads, TimedReads::budget);
+        const OpenBudget budget(needs.reads);
+        if (captured.japaneseSelection && !provesNoCandidates(needs, captured)) {
+            erased.mayBeComposing = true;
+            co_return erased;
+        }
         erased.outcome = CommandRemoval::perform(captured.text, erasure);
         erased.diagnostics = erasure.diagnostics();
         erased.wasWriteAttempted = erasure.wasWriteAttempted();

@@ -2,8 +2,8 @@
 // Removes a captured command from the editor in which it was typed, and proves that it is gone and that
 // everything else is as it was. Writes once at most; what is in doubt is only looked at again.
 
-#include "Orvel/monitor/InputWatch.h"
-#include "Orvel/monitor/ReturnDecider.h"
+#include "Orvel/monitor/CapturedReturn.h"
+#include "Orvel/monitor/EditorNeeds.h"
 #include "Orvel/runtime/Task.h"
 #include "OrvelCore/commands/CommandRemoval.h"
 
@@ -18,18 +18,13 @@ struct ErasedCommand {
     /// were when the Return was swallowed. Only of a command that was cleared.
     bool isOriginConfirmed = false;
     bool wasWriteAttempted = false;
+    bool mayBeComposing = false; ///< Nothing was touched, as the candidate window no longer proved anything.
     DiagnosticText diagnostics;
 };
 
 /// What an erasure works with; all of it outlives the task.
-struct CommandErasureNeeds {
-    MainLoop& loop;
+struct CommandErasureNeeds : EditorNeeds {
     Accessibility& accessibility;
-    Applications& applications;
-    InputSources& inputSources;
-    TimedReads& reads;
-    DiagnosticFacts& facts;
-    const InputWatch& input;
     std::function<bool()> isMonitoring;
 };
 

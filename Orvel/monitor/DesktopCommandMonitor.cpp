@@ -53,30 +53,47 @@ TapAnswer DesktopCommandMonitor::handleReturn(const TapEvent& event, const Runni
                             .agent = agent,
                             .attemptID = randomUUID(),
                             .isPrepared = needs.isPrepared(agent, application.process),
-                            .hasReceiver = static_cast<bool>(onCommand),
-                            .inputGeneration = input.generation()};
+                            .hasReceiver = static_cast<bool>(onCommand)};
     facts.clear();
-    auto decision = decideReturn({needs.loop, needs.applications, needs.inputSources, reads, facts}, fresh);
-    if (decision.input == ReturnInputClassification::command) captureID = fresh.attemptID;
-    if (decision.kind != ReturnDecision::Kind::pass) input.suppress(event, agent);
+    auto decision = decideReturn(editorNeeds(), fresh);
+    if (decision.input == ReturnInputClassification::command) beginAttempt(fresh.attemptID, decision);
+    using enum ReturnDecision::Kind;
+    const bool isSwallowed = decision.kind == stop || decision.kind == capture;
+    if (isSwallowed) input.suppress(event, agent);
     if (decision.reason) {
-        held.commandRemovalDescription = std::string(decision.reason->view());
-        held.status = std::string(decision.reason->view());
+        held.commandRemovalDescription = decision.reason->text();
+        held.status = decision.reason->text();
         tasks.start(reportLater(fresh.attemptID, agent, *decision.reason));
     }
     record(event, agent, decision, fresh.attemptID, needs.loop.uptime() - started);
-    if (decision.captured) {
+    if (decision.kind == capture) {
         held.commandRemovalDescription = "Checking the original editor and removing the command.";
         tasks.start(workOff(*std::move(decision.captured)));
+    } else if (decision.captured) {
+        tasks.start(observeConfirmation(*std::move(decision.captured)));
     }
-    return decision.kind == ReturnDecision::Kind::pass ? TapAnswer::pass : TapAnswer::swallow;
+    return isSwallowed ? TapAnswer::swallow : TapAnswer::pass;
+}
+
+// A newer attempt ends what is being done for the one before.
+void DesktopCommandMonitor::beginAttempt(const std::string& id, const ReturnDecision& decision) {
+    captureID = id;
+    held.commandRemovalDescription = "This Return: Removal not attempted";
+    held.removalDiagnostics = DiagnosticText("This Return: Not attempted");
+    auto attempt = DiagnosticText::of("attempt={}, time={} / No Shift conversion or replay",
+                                      DiagnosticText::uuid(id), DiagnosticText::moment(needs.loop.now()));
+    attempt += decision.japanese;
+    held.japaneseAttempt = std::move(attempt);
+}
+
+EditorNeeds DesktopCommandMonitor::editorNeeds() {
+    return {needs.loop, needs.applications, needs.inputSources, reads, facts, input, needs.japanese};
 }
 
 void DesktopCommandMonitor::record(const TapEvent& event, Agent agent, const ReturnDecision& decision,
                                    const std::string& attemptID, MainLoop::Duration elapsed) {
-    const auto seconds = std::chrono::duration<double>(elapsed).count();
-    const auto details =
-        DiagnosticText::of("\nElapsed: {}ms\n{}", DiagnosticText::milliseconds(seconds), facts.text());
+    const auto details = DiagnosticText::of("\nElapsed: {}ms\n{}",
+                                            DiagnosticText::milliseconds(secondsOf(elapsed)), facts.text());
     append(event, agent, {.attemptID = attemptID, .input = decision.input, .outcome = decision.line},
            decision.input == ReturnInputClassification::command ? std::optional(details) : std::nullopt);
     held.lastCommandDiagnostics = returns.commandSummary(needs.clock);
@@ -97,9 +114,30 @@ void DesktopCommandMonitor::append(const TapEvent& event, Agent agent, ReturnDia
     returns.append(std::move(noted), details);
 }
 
-Task<void> DesktopCommandMonitor::reportLater(std::string id, Agent agent, FixedWords reason) {
+Task<void> DesktopCommandMonitor::reportLater(std::string id, Agent agent, DiagnosticText reason) {
     co_await needs.loop.yield();
-    reportFailure(id, agent, DiagnosticText(reason), {});
+    reportFailure(id, agent, reason, {});
+}
+
+// For diagnostics: what the input method has made of the Return that was left to it.
+Task<void> DesktopCommandMonitor::observeConfirmation(CapturedReturn confirmed) {
+    constexpr std::chrono::milliseconds delay{50}, budget{50};
+    co_await needs.loop.sleep(delay);
+    if (captureID != confirmed.id) co_return;
+    const OpenBudget open(reads, budget);
+    const auto focused = reads.element(reads.application(confirmed.process), "AXFocusedUIElement");
+    const auto text = focused == confirmed.editor ? reads.string(confirmed.editor, "AXValue") : std::nullopt;
+    FixedWords readback = "Different text (content not recorded)";
+    if (text == confirmed.text)
+        readback = "Same text as captured (content not recorded)";
+    else if (text && confirmsRemoval(removalReadback(text, confirmed.text)))
+        readback = "Whitespace or line breaks only";
+    auto attempt = held.japaneseAttempt.get();
+    attempt += text ? DiagnosticText::of("\nAfter original Return: {}, activation/removal/copy not attempted",
+                                         readback)
+                    : DiagnosticText("\nAfter original Return: Unreadable (diagnostics only)");
+    held.japaneseAttempt = std::move(attempt);
+    facts.clear();
 }
 
 // Behind the key: what follows may take its time.
@@ -131,16 +169,19 @@ Task<void> DesktopCommandMonitor::workOff(CapturedReturn captured) {
     }
     if (!isWanted()) co_return;
     if (unsaved) co_return reportFailure(captured.id, captured.agent, unsaved->message(), {});
-    const CommandErasureNeeds erasure{
-        needs.loop, needs.accessibility, needs.applications, needs.inputSources, reads, facts,
-        input,      needs.isMonitoring};
+    const CommandErasureNeeds erasure{editorNeeds(), needs.accessibility, needs.isMonitoring};
     const auto erased = co_await eraseCommand(erasure, captured, wanted);
     facts.clear();
     if (!erased || !isWanted()) co_return;
-    // Codex's conversation is known by where the text stands. What moved before it was removed may stand
-    // anywhere.
-    if (captured.agent == Agent::codex && !erased->wasWriteAttempted) {
-        const DiagnosticText stopped("Couldn't recheck input state. Command removal and handoff stopped.");
+    // Codex's conversation is known by where the text stands, and what an input method may have pending by
+    // what stands there. What moved before it was removed may stand anywhere.
+    const bool mustBeWritten = captured.agent == Agent::codex || captured.japaneseSelection;
+    if (mustBeWritten && !erased->wasWriteAttempted) {
+        const auto stopped =
+            erased->mayBeComposing
+                ? FixedWords("Couldn't recheck Japanese input. Command removal and handoff stopped.")
+                : FixedWords("Couldn't recheck input state. Command removal and handoff stopped.");
+        held.status = std::string(stopped.view());
         co_return reportFailure(captured.id, captured.agent, stopped, erased->diagnostics);
     }
     complete(captured, *erased, std::move(identity));
@@ -158,6 +199,7 @@ void DesktopCommandMonitor::complete(const CapturedReturn& captured, const Erase
     removal += DiagnosticText::of(" / Source conversation verified for automatic sending={}",
                                   erased.isOriginConfirmed);
     const auto received = DiagnosticText::of("{} /orvel received. ", captured.agent);
+    held.removalDiagnostics = removal;
     auto all = held.diagnostics.get();
     all += DiagnosticText::of("\n{} Command removal: {}", captured.agent, removal);
     held.diagnostics = all;

@@ -21,12 +21,16 @@ struct CommandMonitorState {
         : status(changes),
           diagnostics(changes),
           lastCommandDiagnostics(changes),
-          commandRemovalDescription(changes, std::string("Not attempted")) {}
+          commandRemovalDescription(changes, std::string("Not attempted")),
+          removalDiagnostics(changes, DiagnosticText("Not attempted")),
+          japaneseAttempt(changes, DiagnosticText("Not attempted")) {}
 
     Observable<std::string> status;                    ///< One line for the person.
     Observable<DiagnosticText> diagnostics;            ///< Of the last Return, without content.
     Observable<DiagnosticText> lastCommandDiagnostics; ///< What the last commands came to.
     Observable<std::string> commandRemovalDescription; ///< What became of the last command's text.
+    Observable<DiagnosticText> removalDiagnostics;     ///< The same, with the results of its steps.
+    Observable<DiagnosticText> japaneseAttempt;        ///< What the candidate window came to for it.
 };
 
 /// What a monitor works with; all of it outlives the monitor.
@@ -35,6 +39,7 @@ struct CommandMonitorNeeds {
     Accessibility& accessibility;
     Applications& applications;
     InputSources& inputSources;
+    GoogleJapaneseInput& japanese;
     std::function<bool()> isMonitoring;
     /// Whether the editor of the agent's application, which runs as this process, is proved to be readable.
     std::function<bool(Agent, ProcessID)> isPrepared;
@@ -78,7 +83,10 @@ class DesktopCommandMonitor {
                 const std::string& attemptID, MainLoop::Duration elapsed);
     void append(const TapEvent& event, Agent agent, ReturnDiagnosticHistory::Event facts,
                 const std::optional<DiagnosticText>& details);
-    Task<void> reportLater(std::string captureID, Agent agent, FixedWords reason);
+    void beginAttempt(const std::string& id, const ReturnDecision& decision);
+    EditorNeeds editorNeeds();
+    Task<void> reportLater(std::string captureID, Agent agent, DiagnosticText reason);
+    Task<void> observeConfirmation(CapturedReturn confirmed);
     Task<void> workOff(CapturedReturn captured);
     void complete(const CapturedReturn& captured, const ErasedCommand& erased,
                   std::optional<CapturedConversationIdentity> identity);

@@ -20,10 +20,6 @@ bool isOf(const std::optional<RunningApplication>& application, Agent agent) {
     return application && application->bundleID == OrvelCommandPolicy::bundleID(agent);
 }
 
-double secondsOf(MainLoop::Duration time) {
-    return std::chrono::duration<double>(time).count();
-}
-
 } // namespace
 
 EditorPreparation::EditorPreparation(const ChangeSignal& changes, const EditorPreparationNeeds& needs)
@@ -144,7 +140,7 @@ void EditorPreparation::finish(Agent agent, ProcessID process, bool isRequest, c
 void EditorPreparation::stop() {
     editors.clear();
     ++generation;
-    describe("Codex / Claude editor read preparation: Monitoring stopped");
+    descriptionField.update(DiagnosticText("Codex / Claude editor read preparation: Monitoring stopped"));
 }
 
 std::optional<ProcessID> EditorPreparation::readyProcess(Agent agent) const {
@@ -157,11 +153,6 @@ std::optional<std::string> EditorPreparation::targetVersion(Agent agent) const {
     return version == versions.end() ? std::nullopt : std::optional(version->second);
 }
 
-// Screens hear only of what has changed.
-void EditorPreparation::describe(std::string text) {
-    if (descriptionField.get() != text) descriptionField = std::move(text);
-}
-
 void EditorPreparation::describeEditors() {
     DiagnosticText lines;
     for (const auto agent : allAgents) {
@@ -169,7 +160,7 @@ void EditorPreparation::describeEditors() {
         lines += DiagnosticText::of("{}: {}", agent,
                                     editors[agent].description.value_or(FixedWords("Not attempted")));
     }
-    describe(lines.text());
+    descriptionField.update(std::move(lines));
 }
 
 } // namespace orvel

@@ -45,7 +45,8 @@ class EditorPreparation {
     std::optional<std::string> targetVersion(Agent agent) const;
 
     /// How it stands, for people and diagnostics; holds nothing that was read from an editor.
-    const std::string& description() const { return descriptionField; }
+    const std::string& description() const { return descriptionField->text(); }
+    const DiagnosticText& diagnostics() const { return descriptionField; }
 
   private:
     struct Editor {
@@ -64,14 +65,13 @@ class EditorPreparation {
     Task<void> perform(Agent agent, ProcessID process, bool isRequest);
     static Outcome read(Accessibility& accessibility, ProcessID process, bool isRequest);
     void finish(Agent agent, ProcessID process, bool isRequest, const Outcome& outcome);
-    void describe(std::string text);
     void describeEditors();
 
     EditorPreparationNeeds needs;
     std::map<Agent, Editor> editors;
     std::map<Agent, std::string> versions;
     std::uint64_t generation = 0; ///< Reads of an older one are dropped.
-    Observable<std::string> descriptionField;
+    Observable<DiagnosticText> descriptionField;
     TaskScope tasks;
 };
 

@@ -55,6 +55,19 @@ std::optional<std::string> knownJapaneseSourceID(InputSources& sources) {
     return isKnown ? source->id : std::nullopt;
 }
 
+std::string inputModeWords(InputSources& sources) {
+    if (isKnownASCII(sources))
+        return "ASCII input: Activation is possible even when the composition range cannot be read.";
+    if (knownJapaneseSourceID(sources))
+        return "Google Japanese Input (Hiragana): Supported Codex versions check the candidate window "
+               "immediately before acting. During composition, the original Return confirms it. Activation "
+               "requires closed candidates and verified editor, content, and input state. Return is not "
+               "changed to Shift+Return. ⌘Return stops during composition; confirm and try again. Unknown "
+               "states also stop without normal sending.";
+    return "This input method is unverified. A recognized /orvel command stops without normal sending if "
+           "composition confirmation cannot be verified.";
+}
+
 DiagnosticText describeInputSource(InputSources& sources) {
     const auto source = sources.current();
     if (!source) return DiagnosticSummary::inputSource(std::nullopt);

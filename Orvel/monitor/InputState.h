@@ -15,6 +15,12 @@ namespace orvel {
 struct CompositionReading {
     CompositionState state = CompositionState::unknown;
     MarkedTextEvidence evidence = MarkedTextEvidence::unavailable;
+    /// Whether the editor says nothing of a composition that there may be.
+    bool isUntold() const {
+        return state == CompositionState::unknown &&
+               (evidence == MarkedTextEvidence::absent || evidence == MarkedTextEvidence::unsupported);
+    }
+
     AXValue marked; ///< The marked range as the platform gives it, to be compared only; nothing without one.
 };
 
@@ -26,6 +32,9 @@ bool isKnownASCII(InputSources& sources);
 
 /// The identifier of the selected source, if it is the Japanese one whose Returns are understood.
 std::optional<std::string> knownJapaneseSourceID(InputSources& sources);
+
+/// What commands mean with the selected source, in sentences for the person.
+std::string inputModeWords(InputSources& sources);
 
 /// The selected source, for comparison and diagnostics.
 DiagnosticText describeInputSource(InputSources& sources);

@@ -14,12 +14,6 @@ namespace {
 
 constexpr auto tapStopped = "macOS stopped monitoring. Check permissions and resume monitoring.";
 
-// Screens hear only of what has changed.
-template <typename T>
-void publish(Observable<T>& field, std::type_identity_t<T> value) {
-    if (field.get() != value) field = std::move(value);
-}
-
 void call(const std::function<void()>& callback) {
     if (callback) callback();
 }
@@ -41,12 +35,11 @@ MonitoringLifecycle::~MonitoringLifecycle() {
 }
 
 void MonitoringLifecycle::startMonitoring() {
-    publish(startFailed, false);
+    startFailed.update(false);
     const auto started = needs.keyboardTap.start([this](const TapEvent& event) { return handle(event); });
     if (started != TapStart::started) {
-        publish(startFailed, true);
-        publish(
-            statusField,
+        startFailed.update(true);
+        statusField.update(
             started == TapStart::refused
                 ? "Couldn't start monitoring. Check accessibility permission. If needed, open Input "
                   "Monitoring Settings. Restart Orvel if monitoring still fails after changing permissions."
@@ -54,10 +47,9 @@ void MonitoringLifecycle::startMonitoring() {
         return;
     }
     ++startedTaps;
-    publish(monitoring, true);
+    monitoring.update(true);
     needs.preparation.prepare();
-    publish(statusField,
-            "Enter /orvel in a Codex / Claude editor and press Return or ⌘Return to open Orvel.");
+    statusField.update("Enter /orvel in a Codex / Claude editor and press Return or ⌘Return to open Orvel.");
     call(callbacks.tick);
 }
 
@@ -66,11 +58,11 @@ void MonitoringLifecycle::stop(std::string reason, bool pausesAutomaticMonitorin
         policy.isPaused = true;
     else
         policy.attemptedPermissions.reset(); // It may be permitted again before anybody looks.
-    publish(monitoring, false);
+    monitoring.update(false);
     needs.keyboardTap.stop();
     call(callbacks.stopped);
     needs.preparation.stop();
-    publish(statusField, std::move(reason));
+    statusField.update(std::move(reason));
 }
 
 void MonitoringLifecycle::startAutomaticMonitoring() {
@@ -93,10 +85,10 @@ void MonitoringLifecycle::tick() {
 }
 
 void MonitoringLifecycle::refreshPermissions() {
-    publish(accessibilityGranted, needs.accessibility.isTrusted());
+    accessibilityGranted.update(needs.accessibility.isTrusted());
     auto permission = inputMonitoring.get();
     permission.observe(needs.keyboardTap.isListeningGranted());
-    publish(inputMonitoring, permission);
+    inputMonitoring.update(permission);
     call(callbacks.refreshed);
     if (monitoring && !accessibilityGranted)
         stop("Waiting for accessibility permission. Monitoring will resume automatically when access is "
@@ -106,8 +98,8 @@ void MonitoringLifecycle::refreshPermissions() {
         if (policy.beginsAttempt({accessibilityGranted, permission.granted})) {
             startMonitoring();
         } else if (!accessibilityGranted && !policy.isPaused) {
-            publish(startFailed, false);
-            publish(statusField, "Grant accessibility permission. Monitoring will start automatically.");
+            startFailed.update(false);
+            statusField.update("Grant accessibility permission. Monitoring will start automatically.");
         }
     }
     if (monitoring && accessibilityGranted) needs.preparation.prepare();
@@ -130,14 +122,19 @@ void MonitoringLifecycle::requestInputMonitoring() {
     refreshPermissions();
     auto permission = inputMonitoring.get();
     permission.didRequest(permission.granted);
-    publish(inputMonitoring, permission);
+    inputMonitoring.update(permission);
 }
 
 void MonitoringLifecycle::openInputMonitoringSettings() {
     auto permission = inputMonitoring.get();
     permission.didOpenSettings(needs.applications.openURL(
         "x-apple.systempreferences:com.apple.preference.security?Privacy_ListenEvent"));
-    publish(inputMonitoring, permission);
+    inputMonitoring.update(permission);
+}
+
+void MonitoringLifecycle::openAccessibilitySettings() {
+    needs.applications.openURL(
+        "x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility");
 }
 
 TapAnswer MonitoringLifecycle::handle(const TapEvent& event) {

@@ -87,6 +87,7 @@ class MonitoringLifecycle {
     /// Has the system ask the person for the permission to listen to keys.
     void requestInputMonitoring();
     void openInputMonitoringSettings();
+    void openAccessibilitySettings();
 
   private:
     void startMonitoring();

@@ -1,5 +1,7 @@
 #include "Orvel/monitor/TimedReads.h"
 
+#include <algorithm>
+
 namespace orvel {
 
 namespace {
@@ -22,10 +24,6 @@ FixedWords kindOf(const AXReading& reading) {
         FixedWords operator()(const AXOpaque&) const { return "Other"; }
     };
     return std::visit(Kind(), reading.value);
-}
-
-double secondsOf(MainLoop::Duration duration) {
-    return std::chrono::duration<double>(duration).count();
 }
 
 template <typename T>
@@ -53,6 +51,11 @@ bool TimedReads::hasBudget() {
     facts.add(DiagnosticText("AX read stopped: Insufficient remaining time in the 160 ms cumulative budget"));
     fail("Insufficient remaining time in the 160 ms budget");
     return false;
+}
+
+MainLoop::Duration TimedReads::timeLeft() const {
+    if (!deadline) return MainLoop::Duration::zero();
+    return std::max(*deadline - loop.uptime(), MainLoop::Duration::zero());
 }
 
 // An absent value and an attribute that the element does not know are answers.
@@ -92,6 +95,11 @@ std::optional<AXElement> TimedReads::element(const AXElement& element, FixedWord
 
 std::optional<AXElements> TimedReads::elements(const AXElement& element, FixedWords name) {
     return valueOf<AXElements>(attribute(element, name));
+}
+
+std::optional<AXRange> TimedReads::selectedRange(const AXElement& element) {
+    auto range = valueOf<AXRange>(attribute(element, "AXSelectedTextRange"));
+    return range && range->location >= 0 && range->length >= 0 ? range : std::nullopt;
 }
 
 // An empty list says nothing of what it would hold.

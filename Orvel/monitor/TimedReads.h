@@ -36,6 +36,8 @@ class TimedReads {
 
     /// Whether one more read fits. Once it does not, all reads have failed.
     bool hasBudget();
+    /// What is left of the budget; none without one.
+    MainLoop::Duration timeLeft() const;
     bool hasFailed() const { return failed.has_value(); }
     /// Why, if they have.
     const std::optional<DiagnosticText>& failure() const { return failed; }
@@ -55,6 +57,8 @@ class TimedReads {
     std::optional<std::string> string(const AXElement& element, FixedWords name);
     /// The value if it is an element.
     std::optional<AXElement> element(const AXElement& element, FixedWords name);
+    /// The selected text, if it can be one.
+    std::optional<AXRange> selectedRange(const AXElement& element);
     /// The value if it is a list of elements, or of strings.
     std::optional<AXElements> elements(const AXElement& element, FixedWords name);
     std::optional<std::vector<std::string>> strings(const AXElement& element, FixedWords name);
@@ -75,6 +79,20 @@ class TimedReads {
     std::optional<DiagnosticText> failed;
     bool timedOut = false;
     std::uint64_t callCount = 0;
+};
+
+/// Keeps a budget open until the way out.
+class OpenBudget {
+  public:
+    explicit OpenBudget(TimedReads& reads, MainLoop::Duration duration = TimedReads::budget) : reads(reads) {
+        reads.open(duration);
+    }
+    ~OpenBudget() { reads.close(); }
+    OpenBudget(const OpenBudget&) = delete;
+    OpenBudget& operator=(const OpenBudget&) = delete;
+
+  private:
+    TimedReads& reads;
 };
 
 /// The number of a status, for diagnostics.

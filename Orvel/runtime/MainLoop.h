@@ -126,6 +126,11 @@ class BackgroundAwaiter {
 
 } // namespace detail
 
+/// In seconds, as records and policies count.
+inline double secondsOf(MainLoop::Duration duration) {
+    return std::chrono::duration<double>(duration).count();
+}
+
 inline auto MainLoop::sleep(Duration delay) {
     return detail::SleepAwaiter{*this, delay};
 }

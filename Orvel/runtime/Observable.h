@@ -74,6 +74,11 @@ class Observable {
         return *this;
     }
 
+    /// Assigns what is not there already, so that screens hear only of changes.
+    void update(T newValue) {
+        if (!(value == newValue)) *this = std::move(newValue);
+    }
+
     const T& get() const { return value; }
     operator const T&() const { return value; }
     const T* operator->() const { return &value; }

@@ -2,7 +2,6 @@
 
 #include "Orvel/desktop/Settings.h"
 #include "Orvel/platform/qt/QtText.h"
-#include "Orvel/screens/SettingsDialog.h"
 #include "Orvel/screens/SidebarView.h"
 #include "Orvel/screens/WorkspaceView.h"
 
@@ -31,10 +30,10 @@ std::optional<std::string> droppedFile(const QMimeData* data) {
 
 } // namespace
 
-MainWindow::MainWindow(OrvelModel& model, const Desktop& desktop, std::function<void()> openSamples)
+MainWindow::MainWindow(OrvelModel& model, const Desktop& desktop, WindowCommands commands)
     : model(model),
       desktop(desktop),
-      openSamples(std::move(openSamples)),
+      commands(std::move(commands)),
       splitter(new QSplitter),
       sidebar(new SidebarView(model, desktop)),
       workspace(new WorkspaceView(model, desktop)) {
@@ -52,7 +51,6 @@ MainWindow::MainWindow(OrvelModel& model, const Desktop& desktop, std::function<
     setMinimumSize(640, 480);
     resize(1180, 780);
     restorePlace();
-    SettingsDialog::restore(model, desktop.settings);
     makeMenus();
 
     connect(workspace, &WorkspaceView::openFileWanted, this, [this] { this->model.workspace.chooseFile(); });
@@ -64,7 +62,7 @@ MainWindow::MainWindow(OrvelModel& model, const Desktop& desktop, std::function<
         sidebar->show();
         sidebar->chooseDestination();
     });
-    connect(workspace, &WorkspaceView::samplesWanted, this, [this] { this->openSamples(); });
+    connect(workspace, &WorkspaceView::samplesWanted, this, [this] { this->commands.openSamples(); });
     subscription = model.changes().subscribe([this] { renderSoon(); });
     render();
 }
@@ -91,11 +89,10 @@ void MainWindow::makeMenus() {
         [this] { model.workspace.chooseFile(); });
     add(file, tr("&Paste a conversation"), {Qt::CTRL | Qt::SHIFT | Qt::Key_V},
         [this] { workspace->pasteConversation(); });
-    samples = add(file, tr("Open the s&amples"), {}, [this] { openSamples(); });
+    samples = add(file, tr("Open the s&amples"), {}, [this] { commands.openSamples(); });
     file->addSeparator();
-    add(file, tr("S&ettings…"), {Qt::CTRL | Qt::Key_Comma},
-        [this] { SettingsDialog(this->model, this->desktop.settings, this).exec(); });
-    add(file, tr("&Quit"), {Qt::CTRL | Qt::Key_Q}, [this] { close(); });
+    add(file, tr("S&ettings…"), {Qt::CTRL | Qt::Key_Comma}, [this] { commands.openSettings(); });
+    add(file, tr("&Quit"), {Qt::CTRL | Qt::Key_Q}, [this] { commands.quit(); });
     makeRelayMenu();
 
     auto* view = menuBar()->addMenu(tr("&View"));
@@ -136,9 +133,10 @@ void MainWindow::makeRelayMenu() {
     });
 }
 
-void MainWindow::markAsSample() {
+void MainWindow::markAsSample(std::function<void()> openAgent) {
     setWindowTitle(tr("Orvel — sample conversations"));
-    samples->setVisible(false);
+    samples->setText(tr("Try the typed command in &Claude's window"));
+    commands.openSamples = std::move(openAgent);
     workspace->withdrawSamples();
 }
 
@@ -198,7 +196,7 @@ void MainWindow::dropEvent(QDropEvent* event) {
 void MainWindow::closeEvent(QCloseEvent* event) {
     savePlace();
     model.ledger.flushDrafts();
-    QMainWindow::closeEvent(event);
+    event->setAccepted(commands.mayClose());
 }
 
 void MainWindow::changeEvent(QEvent* event) {

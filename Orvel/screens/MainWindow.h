@@ -16,16 +16,29 @@ namespace orvel {
 class SidebarView;
 class WorkspaceView;
 
+/// What the window leaves to the application around it.
+struct WindowCommands {
+    /// Starts Orvel on its sample conversations.
+    std::function<void()> openSamples = [] {};
+    std::function<void()> openSettings = [] {};
+    std::function<void()> quit = [] {};
+    /// Whether the window may close now.
+    std::function<bool()> mayClose = [] { return true; };
+};
+
 class MainWindow : public QMainWindow {
     Q_OBJECT
 
   public:
-    /// The model and the ports outlive the window. `openSamples` starts Orvel on its sample conversations.
-    MainWindow(OrvelModel& model, const Desktop& desktop, std::function<void()> openSamples);
+    /// The model and the ports outlive the window.
+    MainWindow(OrvelModel& model, const Desktop& desktop, WindowCommands commands);
     ~MainWindow() override;
 
-    /// Says in the title that these are sample conversations.
-    void markAsSample();
+    /// Keeps where the window is, for the next run.
+    void savePlace() const;
+
+    /// Says in the title that these are sample conversations, and offers the sample's window of an agent.
+    void markAsSample(std::function<void()> openAgent);
 
   protected:
     void dragEnterEvent(QDragEnterEvent* event) override;
@@ -48,11 +61,10 @@ class MainWindow : public QMainWindow {
     void render();
     std::uint64_t shownChanges() const;
     void restorePlace();
-    void savePlace() const;
 
     OrvelModel& model;
     Desktop desktop;
-    std::function<void()> openSamples;
+    WindowCommands commands;
     QSplitter* splitter;
     SidebarView* sidebar;
     WorkspaceView* workspace;

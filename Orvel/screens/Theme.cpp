@@ -16,6 +16,14 @@ QString styleSheetOf(const Theme& theme) {
         QFrame#hint { background: %9; border: 1px solid %5; border-radius: 6px; }
         QFrame#hint QPushButton { padding: 3px 10px; }
         QFrame#panel QPushButton { padding: 5px 12px; }
+        QFrame#line { background: %2; border: none; }
+        QFrame#step { background: %1; border: 1px solid %2; border-radius: 8px; }
+        QFrame#step[current="true"] { border: 1px solid %5; }
+        QListWidget#pages { background: transparent; border: none; outline: none; }
+        QListWidget#pages::item { padding: 6px 9px; border: 1px solid transparent; border-radius: 6px; color: %6; }
+        QListWidget#pages::item:selected { background: %9; color: %6; }
+        QListWidget#pages::item:focus { border-color: %5; }
+        QScrollArea#page, QScrollArea#page > QWidget > QWidget { background: transparent; }
         QPlainTextEdit { background: %1; border: 1px solid %2; border-radius: 8px; padding: 6px 8px; }
         QPlainTextEdit:focus { border: 1px solid %5; }
         QLineEdit#search { background: %1; border: 1px solid %2; border-radius: 6px; padding: 6px 8px; }
@@ -56,7 +64,7 @@ const Theme& Theme::light() {
                              .border = "#dcdcdf",
                              .text = "#1d1d1f",
                              .secondaryText = "#626267",
-                             .fadedText = "#8a8a90",
+                             .fadedText = "#6c6c72",
                              .accent = "#2a66ea",
                              .accentText = "#ffffff",
                              .selection = "#dbe5fb",
@@ -78,7 +86,7 @@ const Theme& Theme::dark() {
                              .border = "#3d3d41",
                              .text = "#f0f0f3",
                              .secondaryText = "#a3a3aa",
-                             .fadedText = "#7f7f86",
+                             .fadedText = "#96969d",
                              .accent = "#5b8cff",
                              .accentText = "#0c1430",
                              .selection = "#2d3b5c",

@@ -4,38 +4,77 @@
 
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/monitor/CodexIdentification.h"
+#include "Orvel/monitor/CodexKeybindingSettings.h"
 #include "Orvel/monitor/DesktopCommandMonitor.h"
 #include "Orvel/monitor/EditorPreparation.h"
+#include "Orvel/monitor/GoogleJapaneseInput.h"
 #include "Orvel/monitor/MonitoringLifecycle.h"
 
 #include <functional>
+#include <string>
 
 namespace orvel {
 
 class CommandInbox;
 
+struct CommandMonitoringOptions {
+    ClockStyle clock;        ///< For times in diagnostics.
+    std::string version;     ///< Of this program, for diagnostics.
+    std::string codexFolder; ///< Where Codex's keybindings usually lie.
+};
+
+/// What a person has to do before commands work everywhere.
+struct SetupState {
+    bool accessibilityGranted = false;
+    bool codexCaptureReady = false; ///< The conversation's address can be copied.
+};
+
 /// Belongs to the main loop's thread.
 class CommandMonitoring {
   public:
-    /// Looks the shortcut up afresh with which Codex copies a conversation's address.
-    using CopyShortcut = std::function<CodexCopyShortcutAssessment()>;
-
     /// The ports, the inbox and the signal outlive it.
     CommandMonitoring(const ChangeSignal& changes, const Desktop& desktop, CommandInbox& inbox,
-                      CopyShortcut copyShortcut, ClockStyle clock);
+                      const CommandMonitoringOptions& options);
+
+    /// Told why a Return on a command was stopped, and of which one.
+    std::function<void(const std::string& message, const std::string& context)> onFailure =
+        [](const auto&, const auto&) {};
+    /// A command was taken: what was told of one before is settled.
+    std::function<void()> onReceived = [] {};
 
     /// Starts with the permissions that there are, and goes with them from now on.
-    void start() { lifecycle.startAutomaticMonitoring(); }
+    void start();
 
     /// Whether no command is being worked off.
     bool isIdle() const { return monitor.isIdle(); }
 
+    /// As the keybindings were when they were last looked at for display.
+    SetupState setupState() const;
+    /// What commands mean with the input method that is selected, in sentences for the person.
+    const std::string& inputModeDescription() const { return inputMode; }
+
+    /// All that is known of the last Returns and of what they met, without content.
+    DiagnosticText diagnosticReport() const;
+    /// Puts the report on the clipboard; false if that takes nothing.
+    bool copyDiagnostics();
+
   private:
+    void updateInputMode();
+
+    Desktop desktop;
+    CommandMonitoringOptions options;
     DiagnosticFacts facts;
     TimedReads reads;
+    Observable<std::string> inputMode;
 
   public:
+    CodexKeybindingSettings keybindings;
     EditorPreparation preparation;
+
+  private:
+    GoogleJapaneseInput japanese;
+
+  public:
     DesktopCommandMonitor monitor;
 
   private:

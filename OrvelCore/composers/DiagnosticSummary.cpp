@@ -58,4 +58,8 @@ DiagnosticText inputSource(const std::optional<InputSourceIdentity>& source) {
                               DiagnosticText::systemIdentifier(source->type));
 }
 
+DiagnosticText observed(const std::optional<std::string>& fact) {
+    return fact ? DiagnosticText::systemIdentifier(fact) : FixedWords("Unavailable");
+}
+
 } // namespace orvel::DiagnosticSummary

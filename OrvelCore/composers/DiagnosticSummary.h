@@ -32,6 +32,9 @@ DiagnosticText input(ReturnInputClassification classification);
 /// Identifier, mode and type, each only if it looks like an identifier; "Unavailable" without a source.
 DiagnosticText inputSource(const std::optional<InputSourceIdentity>& source);
 
+/// A version or an identifier that the system told, if it looks like one; "Unavailable" if it told none.
+DiagnosticText observed(const std::optional<std::string>& fact);
+
 } // namespace DiagnosticSummary
 
 } // namespace orvel

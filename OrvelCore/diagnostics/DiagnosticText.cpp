@@ -4,6 +4,7 @@
 #include "OrvelCore/text/Unicode.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 
@@ -70,6 +71,21 @@ DiagnosticText DiagnosticText::timeOfDay(Date date, const ClockStyle& style) {
         result.string = std::to_string((hour + 11) % 12 + 1) + rest + (hour < 12 ? " AM" : " PM");
     else
         result.string = twoDigits(hour) + rest;
+    return result;
+}
+
+DiagnosticText DiagnosticText::moment(Date date) {
+    constexpr double maximumSeconds = 1e10; // Before or after 2001; some centuries.
+    if (!(std::abs(date) <= maximumSeconds)) return FixedWords("Unavailable");
+    using namespace std::chrono;
+    const sys_seconds second{seconds(static_cast<std::int64_t>(std::floor(date + referenceDateInUnixTime)))};
+    const year_month_day day(floor<days>(second));
+    DiagnosticText result;
+    result.string = std::to_string(static_cast<int>(day.year())) + "-" +
+                    twoDigits(static_cast<unsigned>(day.month())) + "-" +
+                    twoDigits(static_cast<unsigned>(day.day())) + "T";
+    result += timeOfDay(date, {});
+    result.string += "Z";
     return result;
 }
 

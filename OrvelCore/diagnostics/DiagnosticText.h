@@ -23,7 +23,8 @@ struct InputSourceIdentity;
 
 namespace DiagnosticSummary {
 DiagnosticText inputSource(const std::optional<InputSourceIdentity>& source);
-}
+DiagnosticText observed(const std::optional<std::string>& fact);
+} // namespace DiagnosticSummary
 
 /// Integers, without the character types.
 template <typename T>
@@ -83,6 +84,9 @@ class DiagnosticText {
     /// The time of day, without the date.
     static DiagnosticText timeOfDay(Date date, const ClockStyle& style);
 
+    /// The moment as ISO 8601 writes it, in UTC.
+    static DiagnosticText moment(Date date);
+
     DiagnosticText& operator+=(const DiagnosticText& more);
 
     /// The first `count` user-perceived characters.
@@ -94,6 +98,7 @@ class DiagnosticText {
 
   private:
     friend DiagnosticText DiagnosticSummary::inputSource(const std::optional<InputSourceIdentity>& source);
+    friend DiagnosticText DiagnosticSummary::observed(const std::optional<std::string>& fact);
 
     static DiagnosticText filled(FixedWords pattern, std::initializer_list<DiagnosticText> parts);
 

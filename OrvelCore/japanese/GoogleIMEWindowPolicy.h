@@ -11,6 +11,10 @@
 
 namespace orvel::GoogleIMEWindowPolicy {
 
+/// The input method's application, and where it is installed.
+inline constexpr auto imeBundleID = "com.google.inputmethod.Japanese";
+inline constexpr auto imePath = "/Library/Input Methods/GoogleJapaneseInput.app";
+
 inline constexpr std::string_view supportedIMEVersion = "3.34.6260";
 inline constexpr std::array<std::string_view, 2> supportedCodexVersions{"26.1016.62342", "26.1021.31345"};
 inline constexpr std::string_view supportedClaudeVersion = "3.6556.2";

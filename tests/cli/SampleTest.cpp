@@ -66,7 +66,11 @@ TEST_F(CommandLine, TheSampleShowsRelaysFromSendToReceiptInBothDirections) {
                              "   Seen: the message stands in Claude's own transcript",
                              "   You, by way of Orvel\n",
                              "   Claude\n   │ Thank you.",
-                             "11. What Orvel has kept",
+                             "11. The same from Claude's own window",
+                             "   │ /orvel ",
+                             "   Claude never got the Return.",
+                             "   Seen: the message stands in Codex's own transcript",
+                             "12. What Orvel has kept",
                              "\"status\": \"received\"",
                              "\"status\": \"received\""}) {
         const auto found = result.out.find(step, at);

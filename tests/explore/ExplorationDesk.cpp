@@ -43,8 +43,9 @@ OrvelProcess::OrvelProcess(SimulatedDesktop& desktop, const AgentFolders& folder
         tap.emplace(desktop.keyboard);
         return;
     }
-    const auto usualShortcut = [] { return CodexCopyShortcutPolicy::assess(std::nullopt, true, false); };
-    monitoring.emplace(model.changes(), desktop.ports(), model.commandInbox, usualShortcut, ClockStyle());
+    monitoring.emplace(model.changes(), desktop.ports(), model.commandInbox,
+                       CommandMonitoringOptions{.codexFolder = folders.codex});
+    monitoring->keybindings.confirm(folders.codex + "/keybindings.json");
     monitoring->start();
 }
 

@@ -294,8 +294,9 @@ TEST_F(CommandInboxTest, WhatWasKeptIsToldAfterACrashAndForgottenOncePlaced) {
     tasks.start(model().commandInbox.keep({.command = {"Only copy"}}));
     desktop.loop.run();
     restart();
-    EXPECT_EQ(errorText(), "Orvel ended while a typed command was being worked off. Nothing was sent.\n"
-                           "Received instructions: Only copy");
+    EXPECT_EQ(errorText(),
+              "Orvel ended before it was certain that a typed command reached its conversation. Look there "
+              "first.\nReceived instructions: Only copy");
     restart();
     EXPECT_EQ(errorText(), "") << "told once";
 
@@ -306,6 +307,13 @@ TEST_F(CommandInboxTest, WhatWasKeptIsToldAfterACrashAndForgottenOncePlaced) {
     restart();
     EXPECT_EQ(errorText(), "");
     EXPECT_EQ(session().instruction.get(), "Placed");
+
+    tasks.start(model().commandInbox.keep({.command = {"Of a chat"}}));
+    desktop.loop.run();
+    give("Of a chat", Agent::claude, std::nullopt);
+    desktop.loop.run();
+    restart();
+    EXPECT_EQ(errorText(), "") << "placed without a conversation";
 }
 
 // Failures

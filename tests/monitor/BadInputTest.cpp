@@ -2,6 +2,7 @@
 // any order. Nothing of it may be taken for a command or a composer, hold a key for long, or end the program.
 
 #include "Orvel/monitor/DesktopCommandMonitor.h"
+#include "Orvel/monitor/GoogleJapaneseInput.h"
 
 #include "monitor/AgentWindow.h"
 
@@ -123,12 +124,17 @@ TEST_F(BadInput, KeysInAnyOrderSwallowNothingButReturnsOnCommands) {
         const char* text;
         bool isCommand;
     };
-    const ChangeSignal changes;
+    ChangeSignal changes;
+    GoogleJapaneseInput japanese(changes,
+                                 {desktop.loop, desktop.sideQueue, desktop.windows, desktop.applications,
+                                  desktop.inputSources, [](Agent) { return std::nullopt; },
+                                  [] { return std::nullopt; }});
     DesktopCommandMonitor monitor(
         changes, {desktop.loop,
                   desktop.accessibility,
                   desktop.applications,
                   desktop.inputSources,
+                  japanese,
                   [] { return true; },
                   [](Agent, ProcessID) { return true; },
                   [](const CapturedReturn&, const std::function<bool()>&)

@@ -1,6 +1,7 @@
 #include "Orvel/monitor/CodexIdentification.h"
 
 #include "Orvel/desktop/EventPosting.h"
+#include "Orvel/monitor/GoogleJapaneseInput.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/relay/RelayError.h"
 #include "monitor/AgentWindow.h"
@@ -101,10 +102,20 @@ struct Identification : AgentWindow, EventPosting {
     std::optional<ConversationReference> found;
     std::string failure, details;
     std::vector<std::unique_ptr<Timer>> timers;
+    ChangeSignal changes;
+    GoogleJapaneseInput japanese{changes,
+                                 {desktop.loop, desktop.sideQueue, desktop.windows, desktop.applications,
+                                  desktop.inputSources, [this](Agent) { return version; },
+                                  [] { return std::nullopt; }}};
     CodexIdentification identification{
-        {desktop.loop, desktop.accessibility, desktop.applications, desktop.inputSources, *this,
-         desktop.pasteboard, reads, facts, input, [this] { return isMonitored; }, [this] { return version; },
-         [this] { return assessment; }, [this](std::string id) { return resolve(std::move(id)); }}};
+        {{desktop.loop, desktop.applications, desktop.inputSources, reads, facts, input, japanese},
+         desktop.accessibility,
+         *this,
+         desktop.pasteboard,
+         [this] { return isMonitored; },
+         [this] { return version; },
+         [this] { return assessment; },
+         [this](std::string id) { return resolve(std::move(id)); }}};
     TaskScope tasks{[](const auto& unexpected) { std::rethrow_exception(unexpected); }};
 };
 

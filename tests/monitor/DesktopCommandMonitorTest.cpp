@@ -3,6 +3,7 @@
 #include "Orvel/monitor/DesktopCommandMonitor.h"
 
 #include "Orvel/desktop/EventPosting.h"
+#include "Orvel/monitor/GoogleJapaneseInput.h"
 #include "monitor/AgentWindow.h"
 
 namespace orvel {
@@ -67,11 +68,18 @@ struct Monitoring : AgentWindow {
     std::optional<DiagnosticText> codexFailure; ///< Of its identification.
     const ConversationReference thread{.agent = Agent::codex, .sessionID = "thread"};
     ChangeSignal changes;
+    std::optional<std::string> targetVersion;
+    std::optional<FixedWords> returnFailure; ///< Of Codex's keybindings.
+    GoogleJapaneseInput japanese{changes,
+                                 {desktop.loop, desktop.sideQueue, desktop.windows, desktop.applications,
+                                  desktop.inputSources, [this](Agent) { return targetVersion; },
+                                  [this] { return returnFailure; }}};
     DesktopCommandMonitor monitor{changes,
                                   {desktop.loop,
                                    desktop.accessibility,
                                    desktop.applications,
                                    desktop.inputSources,
+                                   japanese,
                                    [this] { return isMonitored; },
                                    [this](Agent, ProcessID asked) { return isPrepared && asked == process; },
                                    [this](const CapturedReturn& captured, std::function<bool()> isWanted) {
@@ -421,6 +429,181 @@ TEST_F(Monitoring, ANewerCommandEndsTheWorkOnTheOneBefore) {
     desktop.loop.run();
     ASSERT_EQ(taken.size(), 1U);
     EXPECT_EQ(taken[0].command.instruction, "two");
+}
+
+// Under Google Japanese Input
+
+struct JapaneseMonitoring : Monitoring {
+    /// The known versions, a command with the caret at its end, and no candidates.
+    void start(Kind kind) {
+        desktop.inputSources.useGoogleHiragana();
+        desktop.applications.bundles[GoogleIMEWindowPolicy::imePath] = {
+            GoogleIMEWindowPolicy::imeBundleID, std::string(GoogleIMEWindowPolicy::supportedIMEVersion)};
+        targetVersion = std::string(kind == Kind::codex ? GoogleIMEWindowPolicy::supportedCodexVersions[0]
+                                                        : GoogleIMEWindowPolicy::supportedClaudeVersion);
+        returnFailure.reset();
+        desktop.windows.showCandidates(false);
+        desktop.windows.isReadable = true;
+        desktop.sideQueue.busyFor = 0s;
+        japanese.refresh();
+        show(kind);
+        type("/orvel 直す");
+        editor->set("AXSelectedTextRange", AXRange{9, 0});
+        desktop.loop.run();
+        failures.clear();
+        taken.clear();
+    }
+
+    bool swallowsAll(std::uint64_t flags = 0) {
+        const bool isSwallowed = swallows(flags);
+        monitor.handle(up(KeyCode::returnKey));
+        desktop.loop.run();
+        return isSwallowed;
+    }
+    std::string report() const { return monitor.state().japaneseAttempt->text(); }
+};
+
+TEST_F(JapaneseMonitoring, CandidatesGetTheReturnAndWithoutThemTheCommandIsWorkedOff) {
+    for (const auto kind : {Kind::codex, Kind::code}) {
+        start(kind);
+        desktop.windows.showCandidates(true);
+        EXPECT_FALSE(swallowsAll()) << "it confirms the conversion";
+        EXPECT_THAT(taken, IsEmpty());
+        EXPECT_THAT(failures, IsEmpty());
+        EXPECT_EQ(typed(), "/orvel 直す");
+        EXPECT_THAT(report(), HasSubstr("Decision=confirmOriginalReturn"));
+        EXPECT_THAT(report(), HasSubstr("After original Return: Same text as captured"));
+
+        desktop.windows.showCandidates(false);
+        EXPECT_TRUE(swallowsAll());
+        ASSERT_EQ(taken.size(), 1U) << testing::PrintToString(failures) << report();
+        EXPECT_EQ(taken[0].command.instruction, "直す");
+        EXPECT_TRUE(taken[0].isRemoved);
+        EXPECT_EQ(typed(), "");
+    }
+}
+
+TEST_F(JapaneseMonitoring, WhatIsNotProvedStops) {
+    struct Case {
+        const char* name;
+        std::function<void()> prepare;
+        const char* reason;
+        const char* report;
+        std::uint64_t flags = 0;
+    };
+    const Case cases[] = {
+        {"another version of the application", [&] { targetVersion = "1.0"; },
+         "version does not match supported requirements (observed: 1.0). Input was kept without sending.",
+         "Stopped at compatibility check"},
+        {"an unknown version of the input method",
+         [&] {
+             desktop.applications.bundles.clear();
+             japanese.refresh();
+         },
+         "Couldn't verify the Google Japanese Input version (observed: Unavailable).", "compatibility check"},
+        {"another layout", [&] { desktop.inputSources.layoutID = "com.apple.keylayout.French"; },
+         "Couldn't verify an ABC/US input method layout (observed: com.apple.keylayout.French).",
+         "compatibility check"},
+        {"no selection", [&] { editor->unset("AXSelectedTextRange"); }, "Couldn't read the editor selection.",
+         "Stopped at selection check"},
+        {"a negative selection",
+         [&] {
+             editor->set("AXSelectedTextRange", AXRange{-1, 0});
+         },
+         "Couldn't read the editor selection.", "Stopped at selection check"},
+        {"no window", [&] { application->unset("AXFocusedWindow"); }, "Couldn't verify the original window.",
+         "Stopped at original window check"},
+        {"a list of windows that takes too long", [&] { desktop.windows.duration = 26ms; },
+         "Couldn't verify Japanese input immediately before activation.", "fresh window=unavailable"},
+        {"the same with ⌘", [&] { desktop.windows.duration = 26ms; },
+         "Confirm Japanese composition before pressing ⌘Return.", "fresh window=unavailable", command},
+        {"a list that can't be read", [&] { desktop.windows.isReadable = false; },
+         "Couldn't verify activation.", "state=unavailable"},
+        {"candidates and ⌘", [&] { desktop.windows.showCandidates(true); }, "Couldn't verify activation.",
+         "state=presence", command},
+        {"the caret in the middle",
+         [&] {
+             editor->set("AXSelectedTextRange", AXRange{8, 0});
+         },
+         "Couldn't verify activation.", "context=true"},
+        {"a selection",
+         [&] {
+             editor->set("AXSelectedTextRange", AXRange{8, 1});
+         },
+         "Couldn't verify activation.", "context=true"},
+        {"a list that leaves no time for the rest", [&] { desktop.windows.duration = 24'900us; },
+         "Couldn't verify activation.", "context=true"},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        desktop.accessibility.latency = prompt;
+        desktop.windows.duration = 3ms;
+        start(Kind::code);
+        test.prepare();
+        EXPECT_TRUE(swallowsAll(test.flags));
+        ASSERT_EQ(failures.size(), 1U);
+        EXPECT_THAT(failures[0], HasSubstr(test.reason));
+        EXPECT_THAT(report(), HasSubstr(test.report));
+        EXPECT_EQ(typed(), "/orvel 直す");
+        EXPECT_THAT(taken, IsEmpty());
+    }
+    start(Kind::codex);
+    returnFailure = FixedWords("Couldn't read Codex keybindings within the time limit.");
+    EXPECT_TRUE(swallowsAll());
+    EXPECT_THAT(failures,
+                testing::ElementsAre(HasSubstr("keybindings within the time limit. Input was kept")));
+    start(Kind::chat);
+    EXPECT_TRUE(swallowsAll());
+    EXPECT_THAT(failures, testing::ElementsAre(HasSubstr("Couldn't verify whether composition is pending.")));
+}
+
+// A slow look at the candidates is followed by nothing that relies on it.
+TEST_F(JapaneseMonitoring, WhateverChangesAroundTheLookStopsIt) {
+    const std::pair<const char*, std::function<void()>> changes[] = {
+        {"candidates open", [&] { desktop.windows.showCandidates(true); }},
+        {"the text grows", [&] { type("/orvel 直す。"); }},
+        {"the caret moves",
+         [&] {
+             editor->set("AXSelectedTextRange", AXRange{2, 0});
+         }},
+        {"a key is pressed", [&] { monitor.handle(key(0)); }},
+        {"another source", [&] { desktop.inputSources.useABC(); }},
+        {"text is pending",
+         [&] {
+             editor->set("AXTextInputMarkedTextMarkerRange", AXRange{0, 2});
+         }},
+        {"another application", [&] { desktop.applications.bringToFront(SimulatedApplications::self); }},
+    };
+    for (const auto& [name, change] : changes) {
+        SCOPED_TRACE(name);
+        start(Kind::code);
+        ASSERT_TRUE(swallows());
+        desktop.loop.runFor(2ms); // The instructions are being kept.
+        change();
+        monitor.handle(up(KeyCode::returnKey));
+        desktop.loop.run();
+        EXPECT_THAT(taken, IsEmpty());
+        EXPECT_THAT(failures, testing::ElementsAre(HasSubstr("Couldn't recheck Japanese input.")));
+        EXPECT_NE(typed(), "");
+        editor->unset("AXTextInputMarkedTextMarkerRange");
+    }
+}
+
+TEST_F(JapaneseMonitoring, ATextThatIsShownAsPendingGetsItsReturn) {
+    start(Kind::code);
+    editor->set("AXTextInputMarkedTextMarkerRange", AXRange{7, 2});
+    EXPECT_FALSE(swallowsAll());
+    EXPECT_THAT(monitor.state().diagnostics->text(), HasSubstr("Composition rechecked / Return: Passed"));
+    EXPECT_TRUE(swallowsAll(command));
+    EXPECT_THAT(failures, testing::ElementsAre(HasSubstr("Confirm composition before pressing ⌘Return.")));
+
+    desktop.accessibility.onRead = [&](const auto&, std::string_view name, bool) {
+        if (name == "AXTextInputMarkedTextMarkerRange")
+            editor->set("AXTextInputMarkedTextMarkerRange", AXRange{7, 3});
+    };
+    EXPECT_TRUE(swallowsAll()) << "another text is pending by now";
+    EXPECT_THAT(failures.back(), HasSubstr("Couldn't recheck input immediately before composition"));
+    EXPECT_THAT(taken, IsEmpty());
 }
 
 // What is told

@@ -85,7 +85,7 @@ class RelayWindowTest : public WindowFixture {
         folder.write("data/relay-state.json", encodeRelayState(state));
         model = std::make_unique<OrvelModel>(simulated.ports(), claude, folders(),
                                              folder.path("data/state.json"));
-        window = std::make_unique<MainWindow>(*model, simulated.ports(), [] {});
+        window = std::make_unique<MainWindow>(*model, simulated.ports(), WindowCommands());
         window->resize(1000, 700);
         window->show();
         model->links.restoreRelay();

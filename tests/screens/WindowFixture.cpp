@@ -3,6 +3,7 @@
 #include <QAbstractButton>
 #include <QAction>
 #include <QLabel>
+#include <QMenuBar>
 
 namespace orvel {
 
@@ -18,8 +19,23 @@ QAccessibleInterface* find(QAccessibleInterface* from, QAccessible::Role role, c
 
 } // namespace
 
+QAccessibleInterface* WindowFixture::shownIn(QWidget& root, QAccessible::Role role, const QString& name) {
+    return find(QAccessible::queryAccessibleInterface(&root), role, name);
+}
+
 QAccessibleInterface* WindowFixture::shown(QAccessible::Role role, const QString& name) {
-    return find(QAccessible::queryAccessibleInterface(window.get()), role, name);
+    return shownIn(*window, role, name);
+}
+
+void WindowFixture::expectNames(const QWidget& root) {
+    for (auto* widget : root.findChildren<QWidget*>()) {
+        if (!widget->isVisible() || widget->focusPolicy() == Qt::NoFocus || !widget->isEnabled()) continue;
+        auto* element = QAccessible::queryAccessibleInterface(widget);
+        ASSERT_TRUE(element);
+        if (qobject_cast<QMenuBar*>(widget) || widget->objectName().startsWith("qt_")) continue;
+        EXPECT_FALSE(element->text(QAccessible::Name).isEmpty())
+            << widget->metaObject()->className() << " " << widget->objectName().toStdString();
+    }
 }
 
 int WindowFixture::countShown(const QString& text) {

@@ -18,8 +18,11 @@ class WindowFixture : public QtFixture {
     /// Lets everything that is under way come to its end and onto the screen.
     virtual void settle() = 0;
 
-    /// The first thing on the screen with this role whose name holds the text; null if there is none.
+    /// The first thing in the window with this role whose name holds the text; null if there is none.
     QAccessibleInterface* shown(QAccessible::Role role, const QString& name);
+    static QAccessibleInterface* shownIn(QWidget& root, QAccessible::Role role, const QString& name);
+    /// Fails the test if anything that takes the focus has no name.
+    static void expectNames(const QWidget& root);
     bool shows(const QString& text) { return countShown(text) > 0; }
     /// How many labels hold the text.
     int countShown(const QString& text);

@@ -15,7 +15,6 @@
 
 #include <QApplication>
 #include <QDropEvent>
-#include <QMenuBar>
 #include <QMimeData>
 #include <QUrl>
 
@@ -26,7 +25,8 @@ class WindowTest : public WindowFixture {
   protected:
     void open(const AgentFolders& folders) {
         model = std::make_unique<OrvelModel>(desktop(), claude, folders, data.path("state.json"));
-        window = std::make_unique<MainWindow>(*model, desktop(), [this] { ++samplesOpened; });
+        window = std::make_unique<MainWindow>(*model, desktop(),
+                                              WindowCommands{.openSamples = [this] { ++samplesOpened; }});
         window->resize(1000, 700);
         window->show();
         model->catalogue.discoverConversations();
@@ -191,14 +191,7 @@ TEST_F(WindowTest, ADroppedTranscriptOpens) {
 TEST_F(WindowTest, EverythingThatTakesTheFocusHasANameAndEveryShortcutOneMeaning) {
     openSamples();
     choose("Review of the parser rewrite");
-    for (auto* widget : window->findChildren<QWidget*>()) {
-        if (!widget->isVisible() || widget->focusPolicy() == Qt::NoFocus || !widget->isEnabled()) continue;
-        auto* element = QAccessible::queryAccessibleInterface(widget);
-        ASSERT_TRUE(element);
-        if (qobject_cast<QMenuBar*>(widget) || widget->objectName().startsWith("qt_")) continue;
-        EXPECT_FALSE(element->text(QAccessible::Name).isEmpty())
-            << widget->metaObject()->className() << " " << widget->objectName().toStdString();
-    }
+    expectNames(*window);
     std::set<QString> shortcuts;
     for (const auto* action : window->findChildren<QAction*>()) {
         const auto shortcut = action->shortcut().toString();
@@ -249,7 +242,7 @@ TEST_F(WindowTest, ThePlaceOfTheWindowOutlivesIt) {
     openSamples();
     window->resize(911, 611);
     window->close();
-    window = std::make_unique<MainWindow>(*model, desktop(), [] {});
+    window = std::make_unique<MainWindow>(*model, desktop(), WindowCommands());
     EXPECT_EQ(window->size(), QSize(911, 611));
 }
 

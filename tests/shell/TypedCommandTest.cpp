@@ -83,11 +83,7 @@ class TypedCommand : public testing::Test {
     OrvelModel model{desktop.ports(), sender,
                      AgentFolders::of(folder.path("home"), std::nullopt, std::nullopt, folder.path("config")),
                      folder.path("data/state.json")};
-    CommandMonitoring monitoring{model.changes(),
-                                 desktop.ports(),
-                                 model.commandInbox,
-                                 [] { return CodexCopyShortcutPolicy::assess(std::nullopt, true, false); },
-                                 {}};
+    CommandMonitoring monitoring{model.changes(), desktop.ports(), model.commandInbox, {}};
 };
 
 TEST_F(TypedCommand, GoesFromClaudeIntoCodexOnItsOwn) {

@@ -16,6 +16,7 @@ Desktop ProgramDesktop::assemble(const ProgramToolkit& toolkit, const Places& pl
         processes = &sampleProcesses.emplace(systemProcesses, *places.toolFolder, places.folders.codex);
         screen = &sampleClaude.emplace(toolkit.loop, places.folders).screen();
         applications = &sampleApplications.emplace(toolkit.applications, screen->applications);
+        sampleAccessibility.emplace(toolkit.loop, screen->accessibility);
     }
     return {.loop = toolkit.loop,
             .sideQueue = screen ? screen->sideQueue : ports.sideQueue,
@@ -25,11 +26,12 @@ Desktop ProgramDesktop::assemble(const ProgramToolkit& toolkit, const Places& pl
             .pasteboard = toolkit.pasteboard,
             .panels = toolkit.panels,
             .applications = *applications,
-            .accessibility = screen ? screen->accessibility : ports.accessibility,
-            .keyboardTap = ports.keyboardTap,
-            .eventPosting = ports.eventPosting,
+            .accessibility = sampleAccessibility ? *sampleAccessibility : ports.accessibility,
+            .keyboardTap = screen ? screen->keyboard : ports.keyboardTap,
+            .eventPosting = screen ? screen->keyboard : ports.eventPosting,
             .inputSources = screen ? screen->inputSources : ports.inputSources,
-            .windows = screen ? screen->windows : ports.windows};
+            .windows = screen ? screen->windows : ports.windows,
+            .localFiles = localFiles};
 }
 
 } // namespace orvel

@@ -5,7 +5,9 @@
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/platform/posix/Places.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
+#include "Orvel/platform/posix/PosixLocalFiles.h"
 #include "Orvel/platform/posix/PosixProcesses.h"
+#include "Orvel/platform/sample/MainThreadAccessibility.h"
 #include "Orvel/platform/sample/SampleApplications.h"
 #include "Orvel/platform/sample/SampleClaude.h"
 #include "Orvel/platform/sample/SampleProcesses.h"
@@ -33,16 +35,20 @@ class ProgramDesktop {
     ProgramDesktop& operator=(const ProgramDesktop&) = delete;
 
     const Desktop& ports() const { return assembled; }
+    /// In a sample its Claude, otherwise null.
+    SampleClaude* claudeOfSample() { return sampleClaude ? &*sampleClaude : nullptr; }
 
   private:
     Desktop assemble(const ProgramToolkit& toolkit, const Places& places);
 
     PosixFileStore files;
     PosixProcesses systemProcesses;
+    PosixLocalFiles localFiles;
     UnavailableDesktop unavailable;
     std::optional<SampleProcesses> sampleProcesses;
     std::optional<SampleClaude> sampleClaude;
     std::optional<SampleApplications> sampleApplications;
+    std::optional<MainThreadAccessibility> sampleAccessibility;
     Desktop assembled;
 };
 

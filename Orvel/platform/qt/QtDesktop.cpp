@@ -26,9 +26,13 @@ bool QtPasteboard::setString(std::string_view text) {
 }
 
 std::optional<std::string> QtPanels::chooseFile(const OpenPanel& panel) {
-    QFileDialog dialog(window, qtText(panel.message));
+    const auto title = panel.title.empty() ? panel.message : panel.title + " " + panel.message;
+    QFileDialog dialog(window, qtText(title));
     dialog.setFileMode(QFileDialog::ExistingFile);
-    dialog.setNameFilters({QStringLiteral("Conversations (*.jsonl)"), QStringLiteral("All files (*)")});
+    const bool isJson = panel.kind == OpenPanel::Kind::json;
+    dialog.setNameFilters(
+        {isJson ? QStringLiteral("JSON (*.json)") : QStringLiteral("Conversations (*.jsonl)"),
+         QStringLiteral("All files (*)")});
     auto filter = QDir::AllEntries | QDir::AllDirs | QDir::NoDotAndDotDot;
     if (panel.showsHiddenFiles) filter |= QDir::Hidden;
     dialog.setFilter(filter);

@@ -33,7 +33,7 @@ void handleSignals(void (*handler)(int)) {
 TerminationSignals::TerminationSignals() : pipe(std::make_unique<WakePipe>()) {
     toldPipe = pipe.get();
     notifier = std::make_unique<QSocketNotifier>(pipe->readEnd(), QSocketNotifier::Read);
-    QObject::connect(notifier.get(), &QSocketNotifier::activated, [] { QCoreApplication::quit(); });
+    QObject::connect(notifier.get(), &QSocketNotifier::activated, [] { QCoreApplication::exit(); });
     handleSignals(tellEventLoop);
 }
 

@@ -10,7 +10,7 @@ namespace orvel {
 
 class WakePipe;
 
-/// While it lives, SIGINT, SIGTERM and SIGHUP quit the application. There is one at a time.
+/// While it lives, SIGINT, SIGTERM and SIGHUP end the event loop; no window is asked. There is one at a time.
 class TerminationSignals {
   public:
     TerminationSignals();

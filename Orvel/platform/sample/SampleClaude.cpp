@@ -30,11 +30,28 @@ std::string lastRecordID(const std::string& transcriptPath) {
 
 SampleClaude::SampleClaude(MainLoop& loop, const AgentFolders& folders)
     : world(loop), claude(simulated, folders.claude + "/projects", folders.claudeDesktop) {
+    simulated.accessibility.latency = {{}, {}, {}}; // Nobody waits here for a program that takes its time.
     claude.habits.answer = answer;
     claude.habits.writtenShows = {}; // As on a platform that reads back what it wrote.
     for (const auto& reference : ConversationCatalog::discover(folders.defaultRoots(), folders.claudeDesktop))
         if (reference.desktopSessionID) adopt(reference);
     simulated.applications.start(claude);
+}
+
+void SampleClaude::sitDown(const std::string& desktopID) {
+    simulated.applications.bringToFront(simulated.applications.processOf(claude));
+    if (claude.shown() != desktopID) claude.userNavigates(desktopID);
+}
+
+void SampleClaude::type(const std::string& text) {
+    constexpr TapEvent anyKey{.keyCode = 0};
+    simulated.keyboard.press("", anyKey);
+    claude.userSetsDraft(claude.shown(), text);
+}
+
+void SampleClaude::pressReturn() {
+    constexpr std::int64_t returnKey = 36;
+    simulated.keyboard.stroke("\r", {.keyCode = returnKey});
 }
 
 void SampleClaude::adopt(const ConversationReference& reference) {

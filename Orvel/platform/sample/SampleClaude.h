@@ -18,6 +18,14 @@ class SampleClaude {
 
     /// The desktop on which it stands, which holds no other application.
     SimulatedScreen& screen() { return simulated; }
+    /// The program itself, for somebody who sits at the sample.
+    SimulatedClaude& program() { return claude; }
+
+    /// Puts the person at Claude's keyboard, with this conversation on its screen.
+    void sitDown(const std::string& desktopID);
+    /// What the person does there: types a text in place of the one in the editor, and presses Return.
+    void type(const std::string& text);
+    void pressReturn();
 
   private:
     void adopt(const ConversationReference& reference);

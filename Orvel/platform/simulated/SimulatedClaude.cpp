@@ -1,5 +1,7 @@
 #include "Orvel/platform/simulated/SimulatedClaude.h"
 
+#include "OrvelCore/text/Unicode.h"
+
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
@@ -431,8 +433,7 @@ void SimulatedClaude::showText() {
     if (!editor) return;
     const auto text = editorText();
     editor->set("AXValue", text);
-    const auto end = static_cast<std::int64_t>(text.size());
-    editor->set("AXSelectedTextRange", AXRange{end, 0});
+    editor->set("AXSelectedTextRange", AXRange{utf16Length(text), 0});
     if (composition.empty() || !habits.reportsMarkedText)
         editor->set("AXTextInputMarkedTextMarkerRange", std::monostate());
     else

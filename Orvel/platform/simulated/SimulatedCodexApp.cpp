@@ -1,6 +1,7 @@
 #include "Orvel/platform/simulated/SimulatedCodexApp.h"
 
 #include "OrvelCore/text/Date.h"
+#include "OrvelCore/text/Unicode.h"
 
 #include <algorithm>
 #include <cmath>
@@ -201,12 +202,11 @@ void SimulatedCodexApp::showText() {
     if (!editor) return;
     const auto text = editorText();
     editor->set("AXValue", text);
-    editor->set("AXSelectedTextRange", AXRange{static_cast<std::int64_t>(text.size()), 0});
+    editor->set("AXSelectedTextRange", AXRange{utf16Length(text), 0});
     const bool isMarked = !composition.empty() && habits.reportsMarkedText;
-    const auto start = static_cast<std::int64_t>(text.size() - composition.size());
+    const auto marked = utf16Length(composition);
     editor->set("AXTextInputMarkedTextMarkerRange",
-                isMarked ? AXValue(AXRange{start, static_cast<std::int64_t>(composition.size())})
-                         : AXValue());
+                isMarked ? AXValue(AXRange{utf16Length(text) - marked, marked}) : AXValue());
 }
 
 AXStatus SimulatedCodexApp::takeWrite(std::string_view name, const AXValue& value) {

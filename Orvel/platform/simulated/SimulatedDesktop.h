@@ -4,6 +4,7 @@
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/desktop/Panels.h"
 #include "Orvel/platform/simulated/SimulatedFileStore.h"
+#include "Orvel/platform/simulated/SimulatedLocalFiles.h"
 #include "Orvel/platform/simulated/SimulatedLoop.h"
 #include "Orvel/platform/simulated/SimulatedProcesses.h"
 #include "Orvel/platform/simulated/SimulatedScreen.h"
@@ -37,13 +38,14 @@ struct SimulatedDesktop : SimulatedDesktopLoop, SimulatedScreen {
     /// The same on a loop and a disk that are not simulated.
     Desktop portsOn(MainLoop& otherLoop, FileStore& otherFiles) {
         return {otherLoop,    sideQueue,     otherFiles, processes, settings,     pasteboard, panels,
-                applications, accessibility, keyboard,   keyboard,  inputSources, windows};
+                applications, accessibility, keyboard,   keyboard,  inputSources, windows,    localFiles};
     }
 
     SimulatedPanels panels;
     MemorySettings settings;
     SimulatedFileStore files{loop};
     SimulatedProcesses processes{loop};
+    SimulatedLocalFiles localFiles{steps};
 };
 
 } // namespace orvel

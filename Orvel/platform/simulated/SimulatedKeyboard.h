@@ -61,6 +61,7 @@ class SimulatedKeyboard : public KeyboardTap, public EventPosting {
     /// The system turns the tap off.
     void disable(TapEventType reason);
 
+    bool exists = true; ///< Whether this desktop has taps.
     bool granted = true, refusesStart = false, refusesPosting = false;
     /// A key that waited longer passes unasked, and the tap is off.
     std::chrono::nanoseconds tapLimit{1'000'000'000};
@@ -80,6 +81,7 @@ class SimulatedKeyboard : public KeyboardTap, public EventPosting {
 
     // The ports
 
+    bool isAvailable() const override { return exists; }
     bool isListeningGranted() override;
     void requestListening() override;
     TapStart start(Handler handler) override;

@@ -21,7 +21,7 @@ struct UnavailableDesktop {
     /// These three every program has; they outlive the ports.
     Desktop ports(MainLoop& loop, FileStore& files, Processes& processes) {
         return {loop,         sideQueue,     files,       processes,    settings,     pasteboard, panels,
-                applications, accessibility, keyboardTap, eventPosting, inputSources, windows};
+                applications, accessibility, keyboardTap, eventPosting, inputSources, windows,    localFiles};
     }
 
     UnavailableSideQueue sideQueue;
@@ -34,6 +34,7 @@ struct UnavailableDesktop {
     UnavailableEventPosting eventPosting;
     UnavailableInputSources inputSources;
     UnavailableWindowList windows;
+    UnavailableLocalFiles localFiles;
 };
 
 } // namespace orvel

@@ -6,6 +6,7 @@
 #include "Orvel/desktop/EventPosting.h"
 #include "Orvel/desktop/InputSources.h"
 #include "Orvel/desktop/KeyboardTap.h"
+#include "Orvel/desktop/LocalFiles.h"
 #include "Orvel/desktop/SideQueue.h"
 #include "Orvel/desktop/WindowList.h"
 
@@ -54,11 +55,19 @@ class UnavailableEventPosting : public EventPosting {
 
 class UnavailableKeyboardTap : public KeyboardTap {
   public:
+    bool isAvailable() const override { return false; }
     bool isListeningGranted() override { return false; }
     void requestListening() override {}
     TapStart start(Handler) override { return TapStart::refused; }
     void stop() override {}
     bool isEnabled() override { return false; }
+};
+
+class UnavailableLocalFiles : public LocalFiles {
+  public:
+    Read reader() override {
+        return [](const auto&, std::size_t, const auto&) { return Reading{}; };
+    }
 };
 
 /// Runs nothing: no work ever ends in time.

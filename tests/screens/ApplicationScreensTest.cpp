@@ -1,0 +1,251 @@
+// What the application shows besides its main window's contents, on a simulated desktop: closing and
+// quitting, the notice of a failed command, the settings.
+
+#include "Orvel/screens/ApplicationScreens.h"
+#include "Orvel/platform/qt/QtDesktop.h"
+#include "Orvel/platform/simulated/SimulatedCodex.h"
+#include "Orvel/platform/simulated/SimulatedDesktop.h"
+#include "Orvel/screens/SettingsPage.h"
+#include "Orvel/shell/OrvelApp.h"
+#include "TemporaryFolder.h"
+#include "samples/TranscriptWriter.h"
+#include "screens/WindowFixture.h"
+
+#include <chrono>
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QLabel>
+#include <QListWidget>
+#include <QScreen>
+
+namespace orvel {
+namespace {
+
+using namespace std::chrono_literals;
+
+class ApplicationScreensTest : public QtFixture {
+  protected:
+    void open() {
+        app.emplace(desktop.ports(), folders(), folder.path("data/state.json"), ClockStyle(), "1.0");
+        screens.emplace(*app, desktop.ports(), [] {});
+        screens->hasTray = [this] { return hasTray; };
+        screens->terminate = [this] { ++terminated; };
+        screens->mainWindow().show();
+        app->start();
+        pass(1s);
+    }
+
+    void TearDown() override {
+        screens.reset();
+        app.reset();
+    }
+
+    void pass(MainLoop::Duration time) {
+        desktop.loop.runFor(time);
+        for (int i = 0; i < 3; ++i) QApplication::processEvents();
+    }
+
+    AgentFolders folders() const {
+        return AgentFolders::of(folder.path("home"), std::nullopt, std::nullopt, folder.path("config"));
+    }
+
+    /// Begins to send from Claude into Codex.
+    void send() {
+        desktop.processes.environment["PATH"] = "/tools";
+        const std::string codexID = "01a1fd20-0000-7000-8000-000000000001",
+                          claudeID = "5b0d714f-0000-4000-8000-000000000002";
+        CodexTranscript inCodex({.id = codexID, .workingDirectory = "/code/lark"});
+        folder.write("home/.codex/sessions/2026/11/rollout-one.jsonl", inCodex.ask("q").answer("a").text());
+        ClaudeTranscript inClaude({.id = claudeID, .workingDirectory = "/code/lark"});
+        const auto path = "home/.claude/projects/-code-lark/" + claudeID + ".jsonl";
+        folder.write(path, inClaude.ask("c").answer("d").text());
+        open();
+        auto& model = app->model;
+        const auto found = [&](Agent agent) {
+            for (const auto& reference : model.catalogue.state().catalog.get())
+                if (reference.agent == agent) return reference;
+            return ConversationReference();
+        };
+        model.workspace.chooseSource(found(Agent::claude));
+        pass(1s);
+        model.links.chooseEndpoint(found(Agent::codex));
+        pass(1s);
+        model.outbox.sendRelay();
+        ASSERT_TRUE(model.messageOperation().isUnderWay());
+    }
+
+    static QMessageBox* alert() {
+        for (auto* widget : QApplication::topLevelWidgets())
+            if (auto* box = qobject_cast<QMessageBox*>(widget); box && box->isVisible()) return box;
+        return nullptr;
+    }
+
+    // The settings
+
+    QWidget& settings() { return screens->settings(); }
+
+    void choosePage(const QString& title) {
+        auto* titles = settings().findChild<QListWidget*>();
+        const auto found = titles->findItems(title, Qt::MatchExactly);
+        ASSERT_EQ(found.size(), 1) << title.toStdString();
+        titles->setCurrentItem(found.front());
+        pass(0s);
+    }
+
+    bool shows(const QString& text) {
+        for (const auto* label : settings().findChildren<QLabel*>())
+            if (label->isVisible() && label->text().contains(text)) return true;
+        return false;
+    }
+
+    void press(const QString& name) {
+        auto* element = WindowFixture::shownIn(settings(), QAccessible::Button, name);
+        ASSERT_TRUE(element) << name.toStdString();
+        qobject_cast<QAbstractButton*>(element->object())->click();
+        pass(0s);
+    }
+
+    TemporaryFolder folder;
+    SimulatedDesktop desktop;
+    SimulatedCodex codex{desktop.processes, desktop.loop, "/tools/codex", folder.path("home/.codex")};
+    bool hasTray = false;
+    int terminated = 0;
+    std::optional<OrvelApp> app;
+    std::optional<ApplicationScreens> screens;
+};
+
+TEST_F(ApplicationScreensTest, ClosingWithoutATrayIsAQuitThatWaitsForNoMessage) {
+    send();
+    auto& window = screens->mainWindow();
+    EXPECT_FALSE(window.close());
+    EXPECT_TRUE(window.isVisible());
+    ASSERT_TRUE(alert());
+    EXPECT_TRUE(alert()->informativeText().startsWith("A transfer or preparation is still running."));
+    alert()->close();
+    EXPECT_EQ(terminated, 0);
+    pass(60s);
+    window.close();
+    pass(1s);
+    EXPECT_EQ(terminated, 1);
+    EXPECT_FALSE(alert());
+}
+
+TEST_F(ApplicationScreensTest, WithATrayTheMessageGoesOnBehindTheClosedWindow) {
+    hasTray = true;
+    send();
+    auto& window = screens->mainWindow();
+    QEvent quit(QEvent::Quit);
+    QApplication::sendEvent(qApp, &quit);
+    EXPECT_TRUE(window.isVisible()) << "the system's quit follows the rules of every quit";
+    ASSERT_TRUE(alert());
+    alert()->close();
+    EXPECT_TRUE(window.close());
+    EXPECT_FALSE(window.isVisible());
+    EXPECT_FALSE(alert());
+    pass(60s);
+    app->model.receipts.checkRelayReceipts();
+    pass(1s);
+    EXPECT_EQ(app->model.ledger.state().relayState->transfers.back().status, RelayTransfer::Status::received);
+    EXPECT_EQ(terminated, 0);
+    QtApplications applications;
+    applications.setWindow(&window);
+    applications.activateSelf(); // As a second start does.
+    EXPECT_TRUE(window.isVisible());
+}
+
+TEST_F(ApplicationScreensTest, TheNoticeOfAFailureStandsAtTheTopRightAndTakesNoFocus) {
+    open();
+    auto& notice = screens->failureNotice();
+    app->screens.showFailure("An earlier one.", "");
+    pass(11s);
+    const std::string message = "Couldn't verify whether composition is pending. /orvel was kept.";
+    app->screens.showFailure(message, "14:32:07 / Codex / Return");
+    pass(11s);
+    ASSERT_TRUE(notice.isVisible()) << "a second failure has its own time";
+    EXPECT_TRUE(WindowFixture::shownIn(notice, QAccessible::StaticText, "composition"));
+    EXPECT_FALSE(WindowFixture::shownIn(notice, QAccessible::StaticText, "earlier"));
+    // The platform of the tests gives every window the focus, so that only the wishes can be looked at.
+    EXPECT_TRUE(notice.windowFlags() & Qt::WindowDoesNotAcceptFocus);
+    EXPECT_TRUE(notice.testAttribute(Qt::WA_ShowWithoutActivating));
+    for (const auto* inside : notice.findChildren<QWidget*>()) EXPECT_EQ(inside->focusPolicy(), Qt::NoFocus);
+    const auto room = QApplication::primaryScreen()->availableGeometry();
+    EXPECT_EQ(notice.geometry().topRight(), room.topRight() + QPoint(-20, 20));
+    pass(2s);
+    EXPECT_FALSE(notice.isVisible());
+
+    app->screens.showFailure(message, "");
+    app->screens.dismissFailure();
+    EXPECT_FALSE(notice.isVisible());
+    app->screens.showFailure(message, "");
+    auto* view = WindowFixture::shownIn(notice, QAccessible::Button, "View in Orvel");
+    qobject_cast<QAbstractButton*>(view->object())->click();
+    EXPECT_FALSE(notice.isVisible());
+    EXPECT_EQ(app->model.notices.error(), message);
+    EXPECT_EQ(desktop.applications.activations, 1);
+}
+
+TEST_F(ApplicationScreensTest, TheSettingsShowHowMonitoringStandsAndSwitchIt) {
+    desktop.accessibility.trusted = false;
+    desktop.keyboard.granted = false;
+    open();
+    EXPECT_TRUE(settings().isVisible()) << "the setup is offered";
+    EXPECT_TRUE(shows("Grant accessibility permission. Monitoring will start automatically."));
+    WindowFixture::expectNames(settings());
+    desktop.accessibility.trusted = true;
+    pass(2s);
+    EXPECT_TRUE(shows("Accessibility: Granted"));
+    choosePage("Command");
+    EXPECT_TRUE(shows("Codex / Claude /orvel: On"));
+    EXPECT_TRUE(shows("Input Monitoring: Unconfirmed (monitoring is working)"));
+    press("Request Input Monitoring");
+    EXPECT_TRUE(shows("Input Monitoring permission is still unconfirmed."));
+    QStringList asked;
+    const TrayEntry tray(*app, {.openWindow = [&] { asked += "window"; },
+                                .openSettings = [&] { asked += "settings"; },
+                                .quit = [&] { asked += "quit"; }});
+    const auto texts = [&] {
+        QStringList shown;
+        for (const auto* action : tray.menu().actions())
+            if (!action->isSeparator()) shown += action->text();
+        return shown;
+    };
+    EXPECT_EQ(texts(), QStringList({"Codex / Claude /orvel: On", "Pause monitoring", "Open Orvel",
+                                    "Settings…", "Quit"}));
+    press("Pause monitoring");
+    EXPECT_EQ(texts().first(2), QStringList({"Codex / Claude /orvel: Off", "Resume monitoring"}));
+    for (auto* action : tray.menu().actions())
+        if (action->isEnabled()) action->trigger();
+    EXPECT_EQ(asked, QStringList({"window", "settings", "quit"}));
+    EXPECT_TRUE(app->monitoring.lifecycle.isMonitoring());
+    pass(0s);
+    press("Pause monitoring");
+    EXPECT_TRUE(shows("Monitoring paused until you resume it or restart Orvel."));
+    pass(5s);
+    EXPECT_FALSE(app->monitoring.lifecycle.isMonitoring());
+    press("Resume monitoring");
+    EXPECT_TRUE(shows("Codex / Claude /orvel: On"));
+    WindowFixture::expectNames(settings());
+}
+
+TEST_F(ApplicationScreensTest, WithoutATapTheSettingsSaySoAndTheRestWorks) {
+    desktop.keyboard.exists = false;
+    open();
+    EXPECT_FALSE(settings().isVisible());
+    screens->settings().open();
+    EXPECT_TRUE(shows("Orvel can't watch for /orvel on this system yet."));
+    EXPECT_FALSE(shows("Accessibility"));
+    choosePage("General");
+    auto* tools = WindowFixture::shownIn(settings(), QAccessible::CheckBox, "Show developer tools");
+    ASSERT_TRUE(tools);
+    const auto developer = settings().findChild<QListWidget*>()->findItems("Developer", Qt::MatchExactly);
+    EXPECT_TRUE(developer.front()->isHidden());
+    qobject_cast<QCheckBox*>(tools->object())->click();
+    pass(0s);
+    EXPECT_FALSE(developer.front()->isHidden());
+    choosePage("Developer");
+    EXPECT_TRUE(shows("Open a link in the main window first."));
+}
+
+} // namespace
+} // namespace orvel
