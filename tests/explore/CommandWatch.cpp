@@ -20,7 +20,7 @@ using namespace std::chrono_literals;
 /// seen, since Orvel looks every 20 ms, and directly before it writes.
 constexpr MainLoop::Duration unseenByPolls = 50ms, unseenByLook = 1ms;
 
-/// How old the look at an editor's text may be when it is erased.
+/// How old the look at an editor's text may be when it is erased, besides what the write itself takes.
 constexpr MainLoop::Duration longestLookAge = 30ms;
 
 /// Orvel waits a second for a copy; a later one it can only tell of.
@@ -139,7 +139,8 @@ void CommandWatch::seeSent(const std::string& text) {
 // What came later than Orvel's look at the text nobody could have seen.
 void CommandWatch::seeErased(const std::string& stood, const std::string& after) {
     constexpr auto rule = Rule::onlyTheCommandIsErased;
-    const bool isFresh = desk.desktop.loop.worldTime() - seen.first <= longestLookAge;
+    const auto age = desk.desktop.loop.worldTime() - seen.first - desk.desktop.accessibility.writeTime;
+    const bool isFresh = age <= longestLookAge;
     const auto& text = isFresh || !judge.judgesTimes() ? seen.second : stood;
     if (!after.empty() || text != captured) judge.fail(rule, "something else was written or erased");
     erased.push_back(text);
@@ -180,9 +181,16 @@ void CommandWatch::finish() {
     for (const auto& text : isEdited ? std::vector<std::string>() : erased)
         if (const auto command = OrvelCommand::parse(text); command && !standsSomewhere(command->instruction))
             judge.fail(Rule::instructionsAreKept, "they stand nowhere");
-    const auto& transfers = desk.model().ledger.state().relayState->transfers;
-    if (transfers.size() > transfersBefore && !(wasProved && wasErasedUntouched))
+    if (hasSent() && !(wasProved && wasErasedUntouched))
         judge.fail(Rule::sentOnlyWhereProved, "a message was prepared");
+}
+
+bool CommandWatch::isWorkedOff(bool isSent) const {
+    return !erased.empty() && hasSent() == isSent;
+}
+
+bool CommandWatch::hasSent() const {
+    return desk.model().ledger.state().relayState->transfers.size() > transfersBefore;
 }
 
 bool CommandWatch::standsSomewhere(const std::string& instruction) const {

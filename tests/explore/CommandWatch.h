@@ -27,6 +27,9 @@ class CommandWatch {
     /// To be asked at the end of a run.
     void finish();
 
+    /// Whether the command was removed, and a message prepared for it or not.
+    bool isWorkedOff(bool isSent) const;
+
   private:
     using Items = std::vector<PasteboardItem>;
 
@@ -37,6 +40,7 @@ class CommandWatch {
     void seeSent(const std::string& text);
     void seeErased(const std::string& before, const std::string& after);
     void seeCopied(const SimulatedCodexApp::Deed& deed);
+    bool hasSent() const;
     bool standsSomewhere(const std::string& instruction) const;
 
     ExplorationDesk& desk;

@@ -291,7 +291,11 @@ RunResult Exploration::run(const RunPlan& plan) {
     result.trace = observer.digest();
     result.broken = judge.broken();
     if (!ended) result.broken.push_back({Rule::comesToRest, "the work did not end"});
-    if (plan.faults.empty() && plan.seed == 1) judgeEnding(scenario, result);
+    if (plan.faults.empty() && plan.seed == 1) {
+        judgeEnding(scenario, result);
+        if (!judge.isWorkedOff())
+            result.broken.push_back({Rule::endsAsItShould, "the command was not worked off"});
+    }
     result.outcome =
         fmt::format("{} {} {} {}|{}|{}|{} {} {} {} {}", result.isReceived, result.isRetryOffered,
                     duration / 100ms, withoutIdentifiers(result.failure, folder), desk.claude.editorText(),

@@ -385,10 +385,6 @@ void codexCopiesAfter(ExplorationDesk& desk, SimulatedStep&) {
     desk.codexApp.habits.copying = std::chrono::milliseconds(milliseconds);
 }
 
-void codexIsUpdated(ExplorationDesk& desk, SimulatedStep&) {
-    desk.codexApp.version = "27.0.1";
-}
-
 void copyShortcutIsAnother(ExplorationDesk& desk, SimulatedStep&) {
     desk.codexApp.habits.copyShortcut.flags |= SyntheticKey::shift;
 }
@@ -473,20 +469,18 @@ constexpr FaultKind faults[] = {
     {"person goes to the same command in Codex", anyStep, personGoesToATwin, codexEditor},
     {"Codex quits", anyStep, codexQuits, codexEditor},
     {"Codex restarts", anyStep, codexRestarts, codexEditor},
-    {"Codex answers slowly", anyStep, codexIsSlow<4>, codexEditor},
+    {"Codex answers slowly", anyStep, codexIsSlow<11>, codexEditor},
     {"Codex answers nothing", anyStep, codexIsSlow<400>, codexEditor},
     {"Codex closes its window", anyStep, inCodex<&SimulatedCodexApp::closesWindow>, codexEditor},
     {"Codex opens another window", anyStep, inCodex<&SimulatedCodexApp::opensAnotherWindow>, codexEditor},
     {"Codex draws its page anew", anyStep, inCodex<&SimulatedCodexApp::redrawsPage>, codexEditor},
     {"Codex draws its editor anew", anyStep, inCodex<&SimulatedCodexApp::redrawsEditor>, codexEditor},
     {"Codex ignores writes", anyStep, codexHas<&SimulatedCodexAppHabits::ignoresWrites, true>, codexEditor},
-    {"Codex copies late", anyStep, codexCopiesAfter<700>, codexEditor},
     {"Codex copies too late", anyStep, codexCopiesAfter<1'500>, codexEditor},
     {"Codex copies twice", anyStep, codexHas<&SimulatedCodexAppHabits::copies, 2>, codexEditor},
     {"Codex copies nothing", anyStep, codexHas<&SimulatedCodexAppHabits::copies, 0>, codexEditor},
     {"Codex copies another link", anyStep, copiesAnotherLink, codexEditor},
     {"Codex copies by another shortcut", anyStep, copyShortcutIsAnother, codexEditor},
-    {"Codex is updated", anyStep, codexIsUpdated, codexEditor},
 
     {"the tool can't be started", FaultPlace::childStart, report<AXStatus::failure>, throughTool},
     {"children die", anyStep, childrenDie, throughTool},

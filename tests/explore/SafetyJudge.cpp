@@ -136,6 +136,10 @@ bool SafetyJudge::isReceived() const {
     return !transfers.empty() && !transfers.back().isPending();
 }
 
+bool SafetyJudge::isWorkedOff() const {
+    return !command || command->isWorkedOff(scenario.ending == Ending::received);
+}
+
 void SafetyJudge::judgeReceipts() {
     const auto text = payload();
     if (!text) {

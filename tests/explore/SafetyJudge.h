@@ -35,6 +35,8 @@ class SafetyJudge {
 
     const std::vector<BrokenRule>& broken() const { return found; }
     bool isReceived() const;
+    /// Of the command that the work was to type, if it was.
+    bool isWorkedOff() const;
     bool mayHoldMessage() const { return destination->mayHoldMessage(); }
 
     // For the watch of the destination

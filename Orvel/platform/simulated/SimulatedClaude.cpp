@@ -544,7 +544,7 @@ void SimulatedClaude::userAttaches(const std::string& desktopID) {
 
 void SimulatedClaude::userComposes(const std::string& text) {
     if (!editor) return;
-    if (composition.empty()) compositionBegan = screen.world.uptime();
+    if (composition.empty()) compositionBegan = screen.world.worldTime();
     composition = text;
     textChanged();
 }

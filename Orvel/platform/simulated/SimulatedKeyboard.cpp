@@ -62,7 +62,7 @@ void SimulatedKeyboard::stroke(const std::string& text, const TapEvent& event) {
 // What passes a tap arrives a moment later, and what comes meanwhile stands behind it.
 void SimulatedKeyboard::send(Travelling travelling) {
     if ((!handler || !enabled) && travellings.empty() && passing == 0) return arrive(travelling);
-    travelling.since = loop.uptime();
+    travelling.since = loop.worldTime(); // A person presses at any time.
     travelling.askedBefore = asked;
     travellings.push_back(std::move(travelling));
     loop.post([this] { passTap(); });
