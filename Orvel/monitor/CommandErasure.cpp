@@ -125,8 +125,7 @@ std::optional<bool> lookAgain(const CommandErasureNeeds& needs, Erasure& erasure
 
 } // namespace
 
-Task<std::optional<ErasedCommand>> eraseCommand(const CommandErasureNeeds& needs, CapturedReturn captured,
-                                                std::function<bool()> isWanted) {
+Task<ErasedCommand> eraseCommand(const CommandErasureNeeds& needs, CapturedReturn captured) {
     Erasure erasure(needs, captured);
     ErasedCommand erased;
     {
@@ -149,12 +148,12 @@ Task<std::optional<ErasedCommand>> eraseCommand(const CommandErasureNeeds& needs
     const auto end = needs.loop.uptime() + rereadsEnd;
     for (int number = 1; number <= maximumRereads; ++number) {
         co_await needs.loop.sleep(rereadInterval);
-        if (!isWanted()) co_return std::nullopt;
         const auto isEmpty = lookAgain(needs, erasure, number, end, erased);
         if (!isEmpty) continue;
         if (*isEmpty) erased.outcome = CommandRemovalOutcome::cleared;
         break;
     }
+    erased.isStillThere = erasure.lastReadback() == CommandRemovalReadback::unchanged;
     co_return erased;
 }
 

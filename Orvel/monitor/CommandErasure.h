@@ -18,6 +18,7 @@ struct ErasedCommand {
     /// were when the Return was swallowed. Only of a command that was cleared.
     bool isOriginConfirmed = false;
     bool wasWriteAttempted = false;
+    bool isStillThere = false;   ///< It was seen in the editor at the last look.
     bool mayBeComposing = false; ///< Nothing was touched, as the candidate window no longer proved anything.
     DiagnosticText diagnostics;
 };
@@ -28,9 +29,7 @@ struct CommandErasureNeeds : EditorNeeds {
     std::function<bool()> isMonitoring;
 };
 
-/// Takes a quarter of a second at most. Gives nothing once the command is not wanted any more; `isWanted` is
-/// asked after each pause.
-Task<std::optional<ErasedCommand>> eraseCommand(const CommandErasureNeeds& needs, CapturedReturn captured,
-                                                std::function<bool()> isWanted);
+/// Takes a quarter of a second at most.
+Task<ErasedCommand> eraseCommand(const CommandErasureNeeds& needs, CapturedReturn captured);
 
 } // namespace orvel

@@ -68,7 +68,8 @@ TapAnswer DesktopCommandMonitor::handleReturn(const TapEvent& event, const Runni
     record(event, agent, decision, fresh.attemptID, needs.loop.uptime() - started);
     if (decision.kind == capture) {
         held.commandRemovalDescription = "Checking the original editor and removing the command.";
-        tasks.start(workOff(*std::move(decision.captured)));
+        const auto work = atWork(*decision.captured);
+        tasks.start(workOff(*std::move(decision.captured), work));
     } else if (decision.captured) {
         tasks.start(observeConfirmation(*std::move(decision.captured)));
     }
@@ -140,8 +141,17 @@ Task<void> DesktopCommandMonitor::observeConfirmation(CapturedReturn confirmed) 
     facts.clear();
 }
 
+std::shared_ptr<DesktopCommandMonitor::CommandAtWork>
+DesktopCommandMonitor::atWork(const CapturedReturn& captured) {
+    auto work = lastWork.lock();
+    if (!work || work->text != captured.text)
+        work = std::make_shared<CommandAtWork>(CommandAtWork{.text = captured.text});
+    lastWork = work;
+    return work;
+}
+
 // Behind the key: what follows may take its time.
-Task<void> DesktopCommandMonitor::workOff(CapturedReturn captured) {
+Task<void> DesktopCommandMonitor::workOff(CapturedReturn captured, std::shared_ptr<CommandAtWork> work) {
     co_await needs.loop.yield();
     const auto isWanted = [this, id = captured.id] { return captureID == id; };
     if (!isWanted()) co_return;
@@ -170,21 +180,25 @@ Task<void> DesktopCommandMonitor::workOff(CapturedReturn captured) {
     if (!isWanted()) co_return;
     if (unsaved) co_return reportFailure(captured.id, captured.agent, unsaved->message(), {});
     const CommandErasureNeeds erasure{editorNeeds(), needs.accessibility, needs.isMonitoring};
-    const auto erased = co_await eraseCommand(erasure, captured, wanted);
+    auto erased = co_await eraseCommand(erasure, captured);
     facts.clear();
-    if (!erased || !isWanted()) co_return;
+    // What was erased is nowhere else, so a newer Return does not end the work on it.
+    if (!isWanted() && (!erased.wasWriteAttempted || erased.isStillThere)) co_return;
+    if (work->isHandedOver) co_return;
+    if (!isWanted()) erased.isOriginConfirmed = false;
     // Codex's conversation is known by where the text stands, and what an input method may have pending by
     // what stands there. What moved before it was removed may stand anywhere.
     const bool mustBeWritten = captured.agent == Agent::codex || captured.japaneseSelection;
-    if (mustBeWritten && !erased->wasWriteAttempted) {
+    if (mustBeWritten && !erased.wasWriteAttempted) {
         const auto stopped =
-            erased->mayBeComposing
+            erased.mayBeComposing
                 ? FixedWords("Couldn't recheck Japanese input. Command removal and handoff stopped.")
                 : FixedWords("Couldn't recheck input state. Command removal and handoff stopped.");
         held.status = std::string(stopped.view());
-        co_return reportFailure(captured.id, captured.agent, stopped, erased->diagnostics);
+        co_return reportFailure(captured.id, captured.agent, stopped, erased.diagnostics);
     }
-    complete(captured, *erased, std::move(identity));
+    work->isHandedOver = true;
+    complete(captured, erased, std::move(identity));
 }
 
 // The instructions are handed over whatever became of the text, so that none are lost.

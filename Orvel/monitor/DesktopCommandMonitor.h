@@ -12,6 +12,7 @@
 #include "OrvelCore/histories/ReturnDiagnosticHistory.h"
 
 #include <functional>
+#include <memory>
 #include <string>
 
 namespace orvel {
@@ -87,7 +88,13 @@ class DesktopCommandMonitor {
     EditorNeeds editorNeeds();
     Task<void> reportLater(std::string captureID, Agent agent, DiagnosticText reason);
     Task<void> observeConfirmation(CapturedReturn confirmed);
-    Task<void> workOff(CapturedReturn captured);
+    /// One command. A Return that is pressed again on its text, while it is being worked off, is the same.
+    struct CommandAtWork {
+        std::string text;
+        bool isHandedOver = false;
+    };
+    std::shared_ptr<CommandAtWork> atWork(const CapturedReturn& captured);
+    Task<void> workOff(CapturedReturn captured, std::shared_ptr<CommandAtWork> work);
     void complete(const CapturedReturn& captured, const ErasedCommand& erased,
                   std::optional<CapturedConversationIdentity> identity);
     void reportFailure(const std::string& captureID, Agent agent, const DiagnosticText& message,
@@ -99,8 +106,9 @@ class DesktopCommandMonitor {
     TimedReads reads;
     InputWatch input;
     ReturnDiagnosticHistory returns;
-    std::string captureID; ///< Of the command that is being worked off; a newer one ends the work on it.
-    TaskScope tasks;       // Last: ends before what its work uses.
+    std::string captureID; ///< Of the last Return on a command; a newer one ends the work on it.
+    std::weak_ptr<CommandAtWork> lastWork;
+    TaskScope tasks; // Last: ends before what its work uses.
 };
 
 } // namespace orvel

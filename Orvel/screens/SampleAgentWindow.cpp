@@ -68,7 +68,7 @@ void SampleAgentWindow::fillConversations() {
         if (reference.agent == Agent::claude && reference.desktopSessionID)
             conversations->addItem(qtText(state.conversationTitle(reference)),
                                    qtText(*reference.desktopSessionID));
-    if (conversations->count() > 0 && isActiveWindow()) sitDown();
+    if (isVisible()) sitDown();
 }
 
 void SampleAgentWindow::sitDown() {

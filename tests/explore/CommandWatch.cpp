@@ -200,7 +200,7 @@ bool CommandWatch::standsSomewhere(const std::string& instruction) const {
         holds(desk.claude.editorText()) || holds(desk.codexApp.editorText()))
         return true;
     std::ifstream kept(desk.keptCommandPath(), std::ios::binary); // Told when Orvel starts the next time.
-    if (holds({std::istreambuf_iterator<char>(kept), {}})) return true;
+    if (desk.hasDied() && holds({std::istreambuf_iterator<char>(kept), {}})) return true;
     const auto saved = readRelayState(desk.relayStatePath());
     for (const auto& transfer : saved.transfers)
         if (holds(*transfer.payload)) return true;

@@ -416,19 +416,50 @@ TEST_F(Monitoring, OnlyTheExactTextIsErasedAndOnlyOnce) {
     }
 }
 
-TEST_F(Monitoring, ANewerCommandEndsTheWorkOnTheOneBefore) {
-    showChat();
-    type("/orvel one");
-    takesWrite = [](const AXValue&) { return AXStatus::success; };
-    ASSERT_TRUE(swallows());
-    monitor.handle(up(KeyCode::returnKey));
-    desktop.loop.runFor(30ms);
-    takesWrite = nullptr;
-    type("/orvel two");
-    ASSERT_TRUE(swallows());
-    desktop.loop.run();
-    ASSERT_EQ(taken.size(), 1U);
-    EXPECT_EQ(taken[0].command.instruction, "two");
+// Behind the write that erases it, a command is nowhere but here.
+TEST_F(Monitoring, ANewerReturnEndsTheWorkOnACommandAndLosesNoInstructions) {
+    struct Case {
+        const char* name;
+        bool isErased;     ///< Although it can still be read, until after the newer Return.
+        std::string newer; ///< What can be read when Return is pressed again.
+        bool isStopped;
+        std::vector<std::string> handedOver;
+    };
+    const Case cases[] = {
+        {"it was not erased", false, "/orvel one", false, {"one"}},
+        {"it was", true, "/orvel one", false, {"one"}},
+        {"another command", true, "/orvel two", false, {"one", "two"}},
+        {"another that is stopped", true, "/orvel two", true, {"one"}},
+        {"one that is stopped, and the first stands there", false, "/orvel one", true, {}},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.name);
+        show(Kind::chat);
+        type("/orvel one");
+        taken.clear();
+        takesWrite = [](const AXValue&) { return AXStatus::success; };
+        ASSERT_TRUE(swallows());
+        monitor.handle(up(KeyCode::returnKey));
+        desktop.loop.runFor(30ms);
+        type(test.newer);
+        if (!test.isErased) takesWrite = nullptr;
+        if (test.isStopped) editor->statuses = {{"AXRole", AXStatus::cannotComplete}};
+        ASSERT_TRUE(swallows());
+        monitor.handle(up(KeyCode::returnKey));
+        editor->statuses.clear();
+        desktop.loop.runFor(8ms);
+        if (test.newer == "/orvel two") takesWrite = nullptr;
+        if (test.isErased && test.newer == "/orvel one") type("");
+        if (test.isErased && test.isStopped) type("");
+        desktop.loop.run();
+        std::vector<std::string> handedOver;
+        for (const auto& [command, source, identity, isRemoved] : taken) {
+            handedOver.push_back(command.instruction);
+            EXPECT_FALSE(isRemoved && taken.size() > 1 && command.instruction == "one")
+                << "only the newer one may be sent";
+        }
+        EXPECT_THAT(handedOver, testing::UnorderedElementsAreArray(test.handedOver));
+    }
 }
 
 // Under Google Japanese Input

@@ -45,6 +45,7 @@ void SampleClaude::sitDown(const std::string& desktopID) {
 
 void SampleClaude::type(const std::string& text) {
     constexpr TapEvent anyKey{.keyCode = 0};
+    simulated.applications.bringToFront(simulated.applications.processOf(claude)); // Orvel may have come.
     simulated.keyboard.press("", anyKey);
     claude.userSetsDraft(claude.shown(), text);
 }
