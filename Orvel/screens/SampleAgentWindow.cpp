@@ -37,6 +37,7 @@ SampleAgentWindow::SampleAgentWindow(OrvelModel& model, SampleClaude& claude)
     editor->setPlaceholderText(tr("Message Claude, or type /orvel"));
     editor->setFixedHeight(editor->fontMetrics().lineSpacing() * editorLines + 16);
     editor->setTabChangesFocus(true);
+    editor->setReadOnly(true);
     editor->installEventFilter(this);
     received->setAlignment(Qt::AlignTop | Qt::AlignLeft);
 
@@ -79,8 +80,9 @@ void SampleAgentWindow::sitDown() {
 void SampleAgentWindow::render() {
     auto& program = claude.program();
     const auto* conversation = program.conversation(program.shown());
-    editor->setReadOnly(conversation == nullptr);
-    if (!conversation) return;
+    const bool isThere = conversation && program.editorElement(); // A page takes a moment to load.
+    editor->setReadOnly(!isThere);
+    if (!isThere) return;
     const auto text = qtText(program.editorText());
     if (editor->toPlainText() != text) {
         isRendering = true;

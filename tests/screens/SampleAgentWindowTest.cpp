@@ -57,11 +57,10 @@ TEST_F(SampleAgentWindowTest, ACommandLeavesTheEditorForOrvelAndEverythingElseGo
     waitFor([&] { return editor().toPlainText().isEmpty(); });
 
     type(QStringLiteral("Hello."));
-    const auto& claude = desktop.claudeOfSample()->program();
+    auto& claude = desktop.claudeOfSample()->program();
     waitFor([&] {
-        for (const auto& conversation : claude.conversations())
-            if (!conversation.received.empty()) return conversation.received.back() == "Hello.";
-        return false;
+        const auto& received = claude.conversation(claude.shown())->received;
+        return !received.empty() && received.back() == "Hello.";
     });
     waitFor([&] { return editor().toPlainText().isEmpty(); });
 }
