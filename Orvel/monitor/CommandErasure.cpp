@@ -151,7 +151,7 @@ Task<ErasedCommand> eraseCommand(const CommandErasureNeeds& needs, CapturedRetur
         const auto isEmpty = lookAgain(needs, erasure, number, end, erased);
         if (!isEmpty) continue;
         if (*isEmpty) erased.outcome = CommandRemovalOutcome::cleared;
-        break;
+        co_return erased;
     }
     erased.isStillThere = erasure.lastReadback() == CommandRemovalReadback::unchanged;
     co_return erased;

@@ -18,7 +18,7 @@ struct ErasedCommand {
     /// were when the Return was swallowed. Only of a command that was cleared.
     bool isOriginConfirmed = false;
     bool wasWriteAttempted = false;
-    bool isStillThere = false;   ///< It was seen in the editor at the last look.
+    bool isStillThere = false;   ///< It stands in the editor although the write had its time.
     bool mayBeComposing = false; ///< Nothing was touched, as the candidate window no longer proved anything.
     DiagnosticText diagnostics;
 };
