@@ -93,7 +93,7 @@ class BenchWindow {
     Desktop desktop = simulated.portsOn(loop, files);
     FakeClaudeSender claude{loop};
     OrvelModel model{desktop, claude, samples().many(), data + "/state.json"};
-    MainWindow window{model, desktop, [] {}};
+    MainWindow window{model, desktop, {}};
     std::vector<std::string> longPaths;
 };
 
