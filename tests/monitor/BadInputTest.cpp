@@ -125,10 +125,9 @@ TEST_F(BadInput, KeysInAnyOrderSwallowNothingButReturnsOnCommands) {
         bool isCommand;
     };
     ChangeSignal changes;
-    GoogleJapaneseInput japanese(changes,
-                                 {desktop.loop, desktop.sideQueue, desktop.windows, desktop.applications,
-                                  desktop.inputSources, [](Agent) { return std::nullopt; },
-                                  [] { return std::nullopt; }});
+    GoogleJapaneseInput japanese(changes, {desktop.loop, desktop.sideQueue, desktop.windows,
+                                           desktop.applications, desktop.inputSources,
+                                           [](Agent) { return std::nullopt; }, [] { return std::nullopt; }});
     DesktopCommandMonitor monitor(
         changes, {desktop.loop,
                   desktop.accessibility,
