@@ -13,6 +13,7 @@ DeveloperPage::DeveloperPage(OrvelApp& app)
       app(app),
       inspection(new QPushButton(tr("Inspect Claude's editor"))),
       obstacle(faintLabel()),
+      recording(new QPushButton),
       report(new QPlainTextEdit) {
     report->setReadOnly(true);
     report->setTabChangesFocus(true);
@@ -34,6 +35,19 @@ DeveloperPage::DeveloperPage(OrvelApp& app)
     connect(diagnostics, &QPushButton::clicked, this,
             [this] { showReport(this->app.monitoring.diagnosticReport().text()); });
     column().addWidget(diagnostics, 0, Qt::AlignLeft);
+    column().addSpacing(10);
+    column().addWidget(sectionTitle(tr("Input method")));
+    column().addWidget(faintLabel(tr("Records for a minute how the input method's state looks from outside, "
+                                     "without anything that is typed, and pauses monitoring. The diagnostics "
+                                     "show it.")));
+    connect(recording, &QPushButton::clicked, this, [this] {
+        auto& monitoring = this->app.monitoring;
+        if (monitoring.inputMethod.isRecording())
+            monitoring.inputMethod.stop();
+        else
+            monitoring.recordInputMethod();
+    });
+    column().addWidget(recording, 0, Qt::AlignLeft);
     column().addWidget(report, 1);
     column().addStretch();
 }
@@ -53,6 +67,9 @@ void DeveloperPage::render() {
     const bool isOpen = app.model.workspace.relay().activePair() != nullptr;
     const bool isBusy = app.model.messageOperation().isUnderWay();
     inspection->setEnabled(isOpen && !isBusy);
+    recording->setEnabled(app.canMonitor());
+    recording->setText(app.monitoring.inputMethod.isRecording() ? tr("Stop recording")
+                                                                : tr("Record input method states"));
     showText(*obstacle, !isOpen  ? tr("Open a link in the main window first.")
                         : isBusy ? tr("Something is under way.")
                                  : QString());

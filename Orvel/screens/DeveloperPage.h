@@ -26,6 +26,7 @@ class DeveloperPage : public SettingsPage {
     OrvelApp& app;
     QPushButton* inspection;
     QLabel* obstacle;
+    QPushButton* recording;
     QPlainTextEdit* report;
 };
 

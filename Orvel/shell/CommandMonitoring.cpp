@@ -19,6 +19,7 @@ CommandMonitoring::CommandMonitoring(const ChangeSignal& changes, const Desktop&
                   {desktop.loop, desktop.sideQueue, desktop.localFiles, desktop.settings, desktop.panels},
                   options.codexFolder),
       preparation(changes, {desktop.loop, desktop.accessibility, desktop.applications}),
+      inputMethod(changes, {desktop.loop, desktop.accessibility, desktop.applications, desktop.inputSources}),
       japanese(changes,
                {desktop.loop, desktop.sideQueue, desktop.windows, desktop.applications, desktop.inputSources,
                 [this](Agent agent) { return preparation.targetVersion(agent); },
@@ -48,7 +49,11 @@ CommandMonitoring::CommandMonitoring(const ChangeSignal& changes, const Desktop&
                          monitor.forget();
                          japanese.stop();
                      },
-                 .tick = [this] { japanese.refresh(); },
+                 .tick =
+                     [this] {
+                         inputMethod.stop(); // Monitoring goes on.
+                         japanese.refresh();
+                     },
                  .refreshed = [this] { updateInputMode(); }}) {
     monitor.onCommand = [this, &inbox](CapturedCommand captured) {
         onReceived();
@@ -64,6 +69,12 @@ void CommandMonitoring::start() {
 
 SetupState CommandMonitoring::setupState() const {
     return {lifecycle.isAccessibilityGranted(), keybindings.display().canCopy};
+}
+
+void CommandMonitoring::recordInputMethod() {
+    lifecycle.stop("Monitoring paused while input method states are recorded. Resume it when you are done.",
+                   true);
+    inputMethod.start();
 }
 
 void CommandMonitoring::updateInputMode() {
@@ -98,6 +109,7 @@ DiagnosticText CommandMonitoring::diagnosticReport() const {
     add("\nGoogle Japanese candidate window (anonymous; not used for composition decisions):\n{}",
         japanese.report());
     add("\nLatest Google candidate window observation (not used for decisions): {}", japanese.latest());
+    add("\nInput method observations (explicit recording; no content):\n{}", inputMethod.history().report());
     add("\n{}", monitor.history().report(options.clock));
     return report;
 }

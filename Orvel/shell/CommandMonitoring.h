@@ -8,6 +8,7 @@
 #include "Orvel/monitor/DesktopCommandMonitor.h"
 #include "Orvel/monitor/EditorPreparation.h"
 #include "Orvel/monitor/GoogleJapaneseInput.h"
+#include "Orvel/monitor/IMEObserver.h"
 #include "Orvel/monitor/MonitoringLifecycle.h"
 
 #include <functional>
@@ -53,6 +54,9 @@ class CommandMonitoring {
     /// What commands mean with the input method that is selected, in sentences for the person.
     const std::string& inputModeDescription() const { return inputMode; }
 
+    /// Records the input method's states for a minute, for which monitoring is paused.
+    void recordInputMethod();
+
     /// All that is known of the last Returns and of what they met, without content.
     DiagnosticText diagnosticReport() const;
     /// Puts the report on the clipboard; false if that takes nothing.
@@ -70,6 +74,7 @@ class CommandMonitoring {
   public:
     CodexKeybindingSettings keybindings;
     EditorPreparation preparation;
+    IMEObserver inputMethod;
 
   private:
     GoogleJapaneseInput japanese;

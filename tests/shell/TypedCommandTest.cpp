@@ -115,5 +115,29 @@ TEST_F(TypedCommand, AnOrdinaryMessageGoesToClaude) {
     EXPECT_EQ(model.workspace.state().instruction.get(), "");
 }
 
+TEST_F(TypedCommand, IsNotWatchedForWhileTheInputMethodIsRecorded) {
+    typeIntoClaude("/orvel CANARY");
+    monitoring.recordInputMethod();
+    desktop.loop.runFor(2s);
+    claude.userComposes("CANARY");
+    desktop.loop.runFor(2s);
+    desktop.applications.bringToFront(SimulatedApplications::self);
+    desktop.loop.runFor(2s);
+    EXPECT_FALSE(monitoring.lifecycle.isMonitoring());
+    EXPECT_TRUE(monitoring.inputMethod.isRecording());
+    const auto report = monitoring.diagnosticReport().text();
+    for (const auto* state : {"AXTextArea / Marked result=-25212 / Marked value=false", "Marked value=true",
+                              "Another app is in the foreground"})
+        EXPECT_THAT(report, testing::HasSubstr(state));
+    EXPECT_THAT(report, testing::Not(testing::HasSubstr("CANARY")));
+    desktop.loop.runFor(60s);
+    EXPECT_FALSE(monitoring.inputMethod.isRecording()) << "it ends by itself";
+    EXPECT_FALSE(monitoring.lifecycle.isMonitoring()) << "paused";
+    monitoring.recordInputMethod();
+    monitoring.lifecycle.resume();
+    EXPECT_TRUE(monitoring.lifecycle.isMonitoring());
+    EXPECT_FALSE(monitoring.inputMethod.isRecording());
+}
+
 } // namespace
 } // namespace orvel
