@@ -89,6 +89,14 @@ class TestApplication {
         xcb_map_window(get(), window);
         connection->synchronise();
     }
+    /// Says whose the window is, as programs do.
+    void claim(std::uint32_t process, const std::string& name) {
+        const std::string both = "some" + std::string(1, '\0') + name + std::string(1, '\0');
+        xcb_change_property(get(), XCB_PROP_MODE_REPLACE, window, connection->atom("_NET_WM_PID"),
+                            XCB_ATOM_CARDINAL, 32, 1, &process);
+        xcb_change_property(get(), XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+                            static_cast<std::uint32_t>(both.size()), both.data());
+    }
     void focus() {
         xcb_set_input_focus(get(), XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME);
         connection->synchronise();
