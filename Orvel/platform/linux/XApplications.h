@@ -1,0 +1,59 @@
+#pragma once
+// The applications of an X desktop, as its window manager knows them.
+
+#include "Orvel/desktop/Applications.h"
+#include "Orvel/platform/linux/DesktopEntries.h"
+#include "Orvel/runtime/MainLoop.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace orvel {
+
+class XConnection;
+
+/// How an application that is told by its bundle identifier elsewhere is told here.
+struct XApplicationName {
+    std::string bundleID;
+    std::string windowClass; ///< Either part of WM_CLASS, in any case.
+    std::string scheme;      ///< Of the URLs for which it is registered.
+};
+
+/// The agents.
+std::vector<XApplicationName> knownXApplications();
+
+/// An application runs if it has a window that the window manager manages. Nothing is known of versions.
+/// Without a server or a window manager none is found.
+class XApplications : public Applications {
+  public:
+    /// The connection, the loop and the processes outlive this object.
+    XApplications(XConnection& connection, MainLoop& loop, Processes& processes,
+                  std::vector<XApplicationName> names = knownXApplications());
+
+    ProcessID ownProcess() override;
+    void activateSelf() override;
+    bool revealFile(const std::string& path) override;
+    std::optional<RunningApplication> frontmost() override;
+    /// In the order of their oldest windows.
+    std::vector<RunningApplication> running(const std::string& bundleID) override;
+    std::optional<RunningApplication> application(ProcessID process) override;
+    std::optional<ApplicationBundle> bundleOf(ProcessID process) override;
+    bool activate(ProcessID process) override;
+    /// The desktop file that is registered for the application's URLs.
+    std::optional<std::string> location(const std::string& bundleID) override;
+    std::optional<ApplicationBundle> bundleAt(const std::string& path) override;
+    Task<bool> openApplication(std::string location) override;
+    bool openURL(const std::string& url) override;
+
+  private:
+    std::optional<RunningApplication> ownerOf(std::uint32_t window);
+    std::vector<RunningApplication> all();
+
+    XConnection& connection;
+    MainLoop& loop;
+    DesktopEntries entries;
+    std::vector<XApplicationName> names;
+};
+
+} // namespace orvel

@@ -1,0 +1,51 @@
+#pragma once
+// The tap of an X desktop. Return and Enter are grabbed, so that they wait for the handler; what else the
+// person does is reported as it happens.
+
+#include "Orvel/desktop/KeyboardTap.h"
+#include "Orvel/runtime/MainLoop.h"
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+namespace orvel {
+
+class XOwnInput;
+
+/// The server holds the whole keyboard while it waits for the handler, and has no limit of its own. So a
+/// thread with its own connection holds the grab, and passes the key once it has waited for `patience`:
+/// unasked if the main thread was busy until then (it is reported later, as a repeat, since nobody may decide
+/// on it any more), or against a handler that is still at work, and then the tap is disabled. Nothing but
+/// Return and Enter can be swallowed. Their presses are not asked about while another program has grabbed the
+/// keyboard, as for its menu, and are then reported as repeats too.
+class XKeyboardTap : public KeyboardTap {
+  public:
+    static constexpr std::chrono::milliseconds patience{200};
+
+    /// The loop outlives the tap. An empty name is the environment's display.
+    XKeyboardTap(MainLoop& loop, std::shared_ptr<XOwnInput> own, std::string display = {});
+    ~XKeyboardTap() override;
+
+    /// Whether there is a server that can tell the devices of its input apart.
+    bool isAvailable() const override { return available; }
+    /// X asks nobody for a permission.
+    bool isListeningGranted() override { return available; }
+    void requestListening() override {}
+    TapStart start(Handler handler) override;
+    void stop() override;
+    bool isEnabled() override;
+
+  private:
+    struct Shared;
+    class Grab;
+
+    MainLoop& loop;
+    std::shared_ptr<XOwnInput> own;
+    std::string display;
+    bool available;
+    std::shared_ptr<Shared> shared; ///< With the thread of the tap that runs; null if none does.
+    std::unique_ptr<Grab> grab;     ///< Of that tap, or of one that was stopped by its own handler.
+};
+
+} // namespace orvel
