@@ -124,7 +124,7 @@ class Decider {
                 .command = std::move(command),
                 .text = text,
                 .editor = focused,
-                .window = focused,
+                .window = focused, // Until the window is read.
                 .process = fresh.application.process,
                 .codeContext = context,
                 .inputGeneration = needs.input.generation(),
