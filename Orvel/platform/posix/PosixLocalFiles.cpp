@@ -70,10 +70,9 @@ std::optional<std::string> bytesIn(int file, std::size_t most, const std::functi
 // A file that is not there has no file system of its own, so its folder is asked first.
 LocalFiles::Reading readLocal(const std::string& path, std::size_t most,
                               const std::function<bool()>& isLate) {
-    const LocalFiles::Reading failure{.failed = true};
     const std::string folder(parentFolder(path));
     struct statfs system {};
-    if (statfs(folder.c_str(), &system) != 0 || !isLocal(system) || isLate()) return failure;
+    if (statfs(folder.c_str(), &system) != 0 || !isLocal(system) || isLate()) return {};
 
     const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     const int reason = errno;
@@ -82,11 +81,11 @@ LocalFiles::Reading readLocal(const std::string& path, std::size_t most,
         const bool isMissing = reason == ENOENT && lstat(path.c_str(), &facts) != 0 && errno == ENOENT;
         return {.failed = !isMissing || isLate()};
     }
-    if (isLate() || fstat(file.get(), &facts) != 0 || !S_ISREG(facts.st_mode)) return failure;
-    if (fstatfs(file.get(), &system) != 0 || !isLocal(system) || isLate()) return failure;
+    if (isLate() || fstat(file.get(), &facts) != 0 || !S_ISREG(facts.st_mode)) return {};
+    if (fstatfs(file.get(), &system) != 0 || !isLocal(system) || isLate()) return {};
     if (std::cmp_greater(facts.st_size, most)) return {.failed = false, .bytes = std::string(most + 1, ' ')};
     auto bytes = bytesIn(file.get(), most, isLate);
-    if (!bytes || isLate()) return failure;
+    if (!bytes || isLate()) return {};
     return {.failed = false, .bytes = std::move(bytes)};
 }
 

@@ -70,7 +70,7 @@ class MainThreadAccessibility : public Accessibility {
 
     // A loop that turns no more leaves the work undone.
     template <typename Work, typename Result>
-    Result there(Work work, Result otherwise) {
+    Result there(Work work, const Result& otherwise) {
         if (std::this_thread::get_id() == owner) return work();
         const auto done = std::make_shared<std::promise<Result>>();
         auto result = done->get_future();
