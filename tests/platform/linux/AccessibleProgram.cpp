@@ -165,6 +165,11 @@ int AccessibleProgram::callsOf(const std::string& member) {
     return calls[member];
 }
 
+int AccessibleProgram::directCalls() {
+    const std::lock_guard lock(mutex);
+    return madeDirectly;
+}
+
 int AccessibleProgram::reply(sd_bus_message* call, const std::function<int(sd_bus_message*)>& write) {
     sd_bus_message* answer = nullptr;
     auto result = sd_bus_message_new_method_return(call, &answer);
@@ -188,6 +193,7 @@ int AccessibleProgram::answer(sd_bus_message* call) {
         member = property;
     }
     ++calls[member];
+    if (sd_bus_message_get_bus(call) != bus) ++madeDirectly;
     const auto found = objects.find(sd_bus_message_get_path(call));
     if (found == objects.end()) {
         // As programs answer that keep no record of what was.

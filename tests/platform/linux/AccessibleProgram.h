@@ -53,6 +53,8 @@ class AccessibleProgram {
     /// While this is held nothing is answered. Changes to the tree are made under it.
     std::unique_lock<std::mutex> hold() { return std::unique_lock(mutex); }
     int callsOf(const std::string& member);
+    /// How many calls came on connections of its own.
+    int directCalls();
 
   private:
     friend int answerCall(sd_bus_message* call, void* program, void* error);
@@ -70,7 +72,7 @@ class AccessibleProgram {
     std::shared_ptr<AccessibleObject> top;
     std::map<std::string, AccessibleObject*> objects;
     std::map<std::string, int> calls;
-    int made = 0;
+    int made = 0, madeDirectly = 0;
     std::string name, socketPath;
     sd_bus* bus = nullptr;
     std::vector<sd_bus*> direct;

@@ -87,6 +87,7 @@ TEST_P(AtSpiAccessibilityTest, readsAWindowWithItsEditor) {
     EXPECT_EQ(*read(app(), "AXFocusedUIElement").as<AXElement>(), box);
     EXPECT_EQ(*read(box, "AXWindow").as<AXElement>(), *read(app(), "AXFocusedWindow").as<AXElement>());
     EXPECT_EQ(access->setAttribute(app(), "AXManualAccessibility", true), AXStatus::success);
+    EXPECT_EQ(program->directCalls() > 30, GetParam());
 }
 
 TEST_P(AtSpiAccessibilityTest, theFocusIsSearchedForOnlyAfterItMoved) {
@@ -203,6 +204,10 @@ TEST_P(AtSpiAccessibilityTest, readsOnAfterTheBusWasGone) {
     EXPECT_FALSE(access->isTrusted());
     EXPECT_EQ(statusOf(app(), "AXRole"), AXStatus::apiDisabled);
     program.reset();
+    session->start();
+    program = std::make_unique<AccessibleProgram>(session->address(), session->folder().string() + "/at-spi",
+                                                  GetParam());
+    EXPECT_TRUE(comes([&] { return access->isTrusted() && statusOf(app(), "AXRole") == AXStatus::success; }));
 }
 
 INSTANTIATE_TEST_SUITE_P(ways, AtSpiAccessibilityTest, testing::Bool(),

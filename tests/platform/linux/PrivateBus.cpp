@@ -87,6 +87,11 @@ PrivateBus::PrivateBus() {
     place = pattern;
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     sessionAddress = "unix:path=" + (place / "session").string();
+    start();
+}
+
+void PrivateBus::start() {
+    std::filesystem::remove(place / "session");
     daemon =
         std::make_unique<OwnChild>(std::vector<std::string>{daemonProgram, "--session", "--nofork",
                                                             "--nopidfile", "--address=" + sessionAddress},

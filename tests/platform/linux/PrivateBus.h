@@ -47,6 +47,8 @@ class PrivateBus {
     /// Turns accessibility on or off, as a desktop's settings do.
     void turn(bool isOn) const;
     void end();
+    /// Again at the same address, after it ended.
+    void start();
 
   private:
     std::filesystem::path place;
