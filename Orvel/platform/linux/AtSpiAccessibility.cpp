@@ -74,13 +74,13 @@ BusCall stateCall(const BusReference& object) {
     return {object, accessible, "GetState", {}, true};
 }
 
-// The first element with the focus at or below an object.
+// The first element with the focus below an object, however deep.
 BusCall focusCall(const BusReference& object) {
     return {object, "org.a11y.atspi.Collection", "GetMatches", [](sd_bus_message* message) {
-                static constexpr std::int32_t all = 1, canonicalOrder = 1, count = 1;
+                static constexpr std::int32_t all = 1, canonicalOrder = 1, count = 1, isDeep = 1;
                 const auto focused = std::int32_t{1} << AtSpiState::focused;
                 return sd_bus_message_append(message, "(aiia{ss}iaiiasib)uib", 2, focused, 0, all, 0, all, 0,
-                                             all, 0, all, 0, canonicalOrder, count, 0);
+                                             all, 0, all, 0, canonicalOrder, count, isDeep);
             }};
 }
 
@@ -554,10 +554,23 @@ AXActionNames AtSpiAccessibility::actionNames(const AXElement& element) {
     if (isGone({.states = replies[0].bits().value_or(0)})) return {AXStatus::invalidElement, {}};
     if (replies[1].status() == AXStatus::attributeUnsupported) return {AXStatus::success, {}};
     if (replies[1].status() != AXStatus::success) return {replies[1].status(), {}};
-    const auto names = replies[1].actions(mostActions);
-    if (!names) return {AXStatus::failure, {}};
+    const auto listed = replies[1].actions(mostActions);
+    if (!listed) return {AXStatus::failure, {}};
+    // The list has the names in words for people, which may be empty; a program knows each by another.
+    std::vector<BusCall> nameCalls;
+    for (std::int32_t i = 0; i < static_cast<std::int32_t>(listed->size()); ++i)
+        nameCalls.push_back({about.object, action, "GetName", [i](sd_bus_message* message) {
+                                 return sd_bus_message_append(message, "i", i);
+                             }});
+    if (nameCalls.empty()) return {AXStatus::success, {}};
+    const auto named = bus.exchange(nameCalls, about.deadline);
     std::vector<std::string> translated;
-    for (const auto& name : *names) translated.push_back(axAction(name));
+    for (std::size_t i = 0; i < named.size(); ++i) {
+        if (named[i].status() != AXStatus::success) return {named[i].status(), {}};
+        const auto name = named[i].string();
+        if (!name) return {AXStatus::failure, {}};
+        translated.push_back(axAction(*name));
+    }
     return {AXStatus::success, std::move(translated)};
 }
 

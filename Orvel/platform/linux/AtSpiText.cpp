@@ -56,7 +56,9 @@ class Assembly {
         } else {
             addChildren(node);
         }
-        if (node.isBlock && whole.size() > extent.from && whole.back() == '\n') whole.pop_back();
+        const bool endsWithBlock = !node.children.empty() && node.children.back().isBlock;
+        const bool endsWithBreak = whole.size() > extent.from && whole.back() == '\n';
+        if (node.isBlock && endsWithBreak && !endsWithBlock) whole.pop_back();
         extent.to = whole.size();
     }
 

@@ -39,7 +39,6 @@ class Reader {
             if (const auto status = descend(next, end); status != AXStatus::success) return {status, {}};
             next = end;
         }
-        all.front().node.isBlock = false; // A line break at its end is its own.
         for (auto i = all.size(); i-- > 0;)
             for (const auto child : all[i].children)
                 all[i].node.children.push_back(std::move(all[child].node));
@@ -84,7 +83,9 @@ class Reader {
         const AtSpiFacts facts{.role = *role, .attributes = *attributes};
         const auto display = facts.attribute("display");
         node.isRun = *role == AtSpiRole::staticText;
-        node.isBlock = !display.empty() && !display.starts_with("inline");
+        // A text area shows its last line break by one more; any other editor's end is its own.
+        node.isBlock = isEditor ? facts.attribute("tag") == "textarea"
+                                : !display.empty() && !display.starts_with("inline");
         node.isPlaceholder = facts.attribute("tag").starts_with("::");
         if (replies[2].status() == AXStatus::attributeUnsupported && !isEditor) {
             node.text = objectCharacter; // A picture or the like.

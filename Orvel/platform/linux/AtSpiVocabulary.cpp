@@ -131,7 +131,8 @@ std::optional<std::string> axLabel(const AtSpiFacts& facts, std::string_view att
         return text.empty() ? std::nullopt : std::optional(text);
     };
     if (attribute == "AXHelp") return unlessEmpty(facts.description);
-    const auto from = facts.attribute("name-from");
+    const bool isWindow = facts.role == AtSpiRole::frame || facts.role == AtSpiRole::window;
+    const auto from = isWindow ? std::string_view() : facts.attribute("name-from");
     if (isText(facts) || from == "placeholder") return std::nullopt;
     const bool isGiven = !from.empty() && from != "contents" && from != "value";
     return isGiven == (attribute == "AXDescription") ? unlessEmpty(facts.name) : std::nullopt;

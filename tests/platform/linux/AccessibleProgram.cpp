@@ -263,10 +263,16 @@ int AccessibleProgram::replyMethod(sd_bus_message* call, AccessibleObject& objec
     if (member == "GetActions" && !object.actions.empty())
         return reply(call, [&](sd_bus_message* answer) {
             sd_bus_message_open_container(answer, 'a', "(sss)");
-            for (const auto& action : object.actions)
-                sd_bus_message_append(answer, "(sss)", action.c_str(), "", "");
+            for (std::size_t i = 0; i < object.actions.size(); ++i)
+                sd_bus_message_append(answer, "(sss)", "", "", "");
             return sd_bus_message_close_container(answer);
         });
+    if (member == "GetName" && !object.actions.empty()) {
+        std::int32_t index = 0;
+        sd_bus_message_read(call, "i", &index);
+        return sd_bus_reply_method_return(call, "s",
+                                          object.actions.at(static_cast<std::size_t>(index)).c_str());
+    }
     if (member == "DoAction" && object.onAction) {
         object.onAction();
         return sd_bus_reply_method_return(call, "b", 1);

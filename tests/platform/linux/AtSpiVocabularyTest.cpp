@@ -58,9 +58,10 @@ TEST(AtSpiVocabularyTest, theOneNameGoesWhereItCameFrom) {
         std::optional<std::string> title, description;
     };
     const Case cases[] = {
-        {"contents", 43, "Send", std::nullopt},          {"", 23, "Send", std::nullopt},
-        {"attribute", 43, std::nullopt, "Send"},         {"related-element", 79, std::nullopt, "Send"},
-        {"placeholder", 79, std::nullopt, std::nullopt}, {"contents", 116, std::nullopt, std::nullopt},
+        {"contents", 43, "Send", std::nullopt},        {"", 23, "Send", std::nullopt},
+        {"attribute", 43, std::nullopt, "Send"},       {"attribute", 23, "Send", std::nullopt},
+        {"related-element", 79, std::nullopt, "Send"}, {"placeholder", 79, std::nullopt, std::nullopt},
+        {"contents", 116, std::nullopt, std::nullopt},
     };
     for (const auto& [from, role, title, description] : cases) {
         AtSpiFacts facts{.role = role, .name = "Send", .description = "Sends it"};
@@ -131,6 +132,7 @@ TEST(AtSpiTextTest, blocksBecomeLines) {
         {inlineOf({run("before"), block({run("in")}), run("behind")}), "before\nin\nbehind"},
         {inlineOf({block({block({run("item")}), block({run("next")})}), block({run("end")})}),
          "item\nnext\nend"},
+        {inlineOf({block({block({run("item\n"), run("\n")})})}), "item\n"},
     };
     for (const auto& [editor, text] : cases) EXPECT_EQ(plainText(editor), text);
     EXPECT_EQ(plainText(cases[7].editor, true), "Ask");
