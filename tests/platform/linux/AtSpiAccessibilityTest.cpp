@@ -210,6 +210,60 @@ TEST_P(AtSpiAccessibilityTest, readsOnAfterTheBusWasGone) {
     EXPECT_TRUE(comes([&] { return access->isTrusted() && statusOf(app(), "AXRole") == AXStatus::success; }));
 }
 
+// Keys that reach the program's editor, or do not.
+struct TestKeys : AtSpiKeys {
+    bool erase() override { return press("", "erase"); }
+    bool paste(const std::string& text) override { return press(text, "paste"); }
+    void restoreClipboard() override { done += " restore"; }
+    bool press(const std::string& text, const char* what) {
+        done += what;
+        if (isEffective) onKey(text);
+        return isPressed;
+    }
+
+    std::function<void(const std::string&)> onKey;
+    bool isPressed = true, isEffective = true;
+    std::string done;
+};
+
+TEST_P(AtSpiAccessibilityTest, aWriteIsProvedByReadingOrMayHaveHappened) {
+    TestKeys keys;
+    AtSpiAccessibility writer(*bus, &keys);
+    const auto box = editorElement();
+    writer.setMessagingTimeout(box, 300ms);
+    keys.onKey = [this](const std::string& text) {
+        const auto held = program->hold();
+        editor->text = text;
+    };
+    struct Case {
+        std::string text;
+        bool isPressed, isEffective, isFocused;
+        AXStatus status;
+        std::string done;
+    };
+    const Case cases[] = {
+        {"new", true, true, true, AXStatus::success, "paste restore"},
+        {"", true, true, true, AXStatus::success, "erase"},
+        {"lost", true, false, true, AXStatus::mayHaveHappened, "paste restore"},
+        {"never", false, false, true, AXStatus::failure, "paste restore"},
+        {"elsewhere", true, true, false, AXStatus::failure, ""},
+    };
+    for (const auto& [text, isPressed, isEffective, isFocused, status, done] : cases) {
+        keys.done.clear();
+        keys.isPressed = isPressed;
+        keys.isEffective = isEffective;
+        {
+            const auto held = program->hold();
+            std::erase(editor->states, focused);
+            if (isFocused) editor->states.push_back(focused);
+        }
+        EXPECT_EQ(writer.setAttribute(box, "AXValue", text), status) << text;
+        EXPECT_EQ(keys.done, done) << text;
+    }
+    EXPECT_EQ(writer.setAttribute(only(only(app())), "AXValue", std::string("x")),
+              AXStatus::attributeUnsupported);
+}
+
 INSTANTIATE_TEST_SUITE_P(ways, AtSpiAccessibilityTest, testing::Bool(),
                          [](const auto& way) { return way.param ? "direct" : "byBus"; });
 
