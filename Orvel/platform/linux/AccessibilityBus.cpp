@@ -184,7 +184,7 @@ AccessibilityBus::Replies AccessibilityBus::exchange(Line line, std::span<const 
         for (std::size_t i = 0; i < calls.size(); ++i)
             replies.emplace_back(isLate ? AXStatus::cannotComplete : AXStatus::apiDisabled);
     }
-    return Replies(std::move(held), std::move(replies));
+    return {std::move(held), std::move(replies)};
 }
 
 AccessibilityBus::Replies AccessibilityBus::exchange(std::span<const BusCall> calls, BusDeadline deadline) {
@@ -195,7 +195,7 @@ AccessibilityBus::Replies AccessibilityBus::exchange(std::span<const BusCall> ca
         auto own = std::make_unique<Lease>(lease(Line::program, calls[0].object.name, deadline));
         if (own->connection) {
             auto replies = own->connection->exchange(calls, deadline);
-            return Replies(std::move(own), std::move(replies));
+            return {std::move(own), std::move(replies)};
         }
     }
     auto replies = exchange(Line::bus, calls, deadline);

@@ -8,13 +8,12 @@
 #include <array>
 #include <cerrno>
 #include <cmath>
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <thread>
 #include <utility>
-
-#include <signal.h>
 
 #include <systemd/sd-bus.h>
 
@@ -403,6 +402,7 @@ AtSpiAccessibility::Windows AtSpiAccessibility::windows(const Target& applicatio
     if (found.status != AXStatus::success) return {found.status, {}, false};
     if (found.objects.size() > mostWindows) return {AXStatus::failure, {}, false};
     std::vector<BusCall> calls;
+    calls.reserve(found.objects.size() + 1);
     for (const auto& window : found.objects) calls.push_back(stateCall(window));
     if (focus) calls.push_back(stateCall(focus->element));
     Windows result;
@@ -453,6 +453,7 @@ AXReading AtSpiAccessibility::readFocusedElement(const Target& target, std::stri
     if (found.isFocusKnown && std::any_of(found.windows.begin(), found.windows.end(), isOfLast))
         return {AXStatus::success, handleOf(last->element)};
     std::vector<BusCall> calls;
+    calls.reserve(found.windows.size());
     for (const auto& window : found.windows) calls.push_back(focusCall(window.object));
     const auto replies = bus.exchange(calls, target.deadline);
     for (std::size_t i = 0; i < replies.size(); ++i) {
@@ -558,6 +559,7 @@ AXActionNames AtSpiAccessibility::actionNames(const AXElement& element) {
     if (!listed) return {AXStatus::failure, {}};
     // The list has the names in words for people, which may be empty; a program knows each by another.
     std::vector<BusCall> nameCalls;
+    nameCalls.reserve(listed->size());
     for (std::int32_t i = 0; i < static_cast<std::int32_t>(listed->size()); ++i)
         nameCalls.push_back({about.object, action, "GetName", [i](sd_bus_message* message) {
                                  return sd_bus_message_append(message, "i", i);
@@ -596,7 +598,8 @@ AXReading AtSpiAccessibility::elementAtPosition(AXPoint point) {
     const auto deadline = in(hitTimeout);
     if (const auto status = bus.isOn(deadline); status != AXStatus::success) return {status, {}};
     constexpr double most = std::numeric_limits<std::int32_t>::max();
-    if (!(std::abs(point.x) < most && std::abs(point.y) < most)) return {AXStatus::noValue, {}};
+    const bool isOnScreen = std::abs(point.x) < most && std::abs(point.y) < most;
+    if (!isOnScreen) return {AXStatus::noValue, {}};
     const auto x = static_cast<std::int32_t>(std::floor(point.x)),
                y = static_cast<std::int32_t>(std::floor(point.y));
     const auto roots = bus.applications(deadline);

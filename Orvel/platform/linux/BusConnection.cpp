@@ -86,6 +86,7 @@ bool BusConnection::becomeReady(BusDeadline deadline) {
 
 std::vector<BusReply> BusConnection::exchange(std::span<const BusCall> calls, BusDeadline deadline) {
     std::vector<BusReply> replies;
+    replies.reserve(calls.size());
     for (std::size_t i = 0; i < calls.size(); ++i) replies.emplace_back(AXStatus::cannotComplete);
     std::vector<Slot> slots(calls.size());
     std::size_t waiting = 0;

@@ -32,7 +32,7 @@ struct BusCall {
     const char* interface;
     const char* member;
     /// Writes the arguments; absent if there are none. Negative means that they could not be written.
-    std::function<int(sd_bus_message*)> arguments = {};
+    std::function<int(sd_bus_message*)> arguments;
     /// Every object of its kind has this method, so that one without it is no such object.
     bool isMandatory = false;
     /// The bus is to start a program that offers the name.
