@@ -1,0 +1,59 @@
+#pragma once
+// One connection to a bus, or straight to a program. Everything on it ends by a deadline, and nothing is
+// waited for longer than that.
+
+#include "Orvel/platform/linux/BusMessage.h"
+
+#include <chrono>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+struct sd_bus;
+
+namespace orvel {
+
+using BusDeadline = std::chrono::steady_clock::time_point;
+
+enum class BusKind {
+    bus,    ///< A daemon that passes messages on.
+    program ///< The program itself, whose messages bear no destination.
+};
+
+/// Used by one thread at a time.
+class BusConnection {
+  public:
+    BusConnection(const BusConnection&) = delete;
+    BusConnection& operator=(const BusConnection&) = delete;
+    ~BusConnection() = default;
+
+    /// Nothing if it can't be made by then.
+    static std::unique_ptr<BusConnection> open(const std::string& address, BusKind kind,
+                                               BusDeadline deadline);
+
+    /// Makes all calls at once, and gives what they came to in the same order. Whatever has not been answered
+    /// by the deadline has the status `cannotComplete`.
+    std::vector<BusReply> exchange(std::span<const BusCall> calls, BusDeadline deadline);
+
+    /// Takes in what arrived meanwhile, and tells whether the connection still stands.
+    bool isUsable();
+
+    /// Of the program at the other end; 0 if it can't be told.
+    pid_t peer() const;
+
+  private:
+    struct Close {
+        void operator()(sd_bus* bus) const;
+    };
+
+    BusConnection(std::unique_ptr<sd_bus, Close> bus, BusKind kind);
+    bool becomeReady(BusDeadline deadline);
+
+    std::unique_ptr<sd_bus, Close> bus;
+    BusKind kind;
+};
+
+} // namespace orvel
