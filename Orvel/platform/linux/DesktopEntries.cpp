@@ -1,6 +1,7 @@
 #include "Orvel/platform/linux/DesktopEntries.h"
 
 #include "OrvelCore/files/FileError.h"
+#include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/files/FileReading.h"
 
 #include <sstream>
@@ -65,7 +66,7 @@ std::optional<std::string> DesktopEntries::handlerOf(const std::string& scheme) 
         for (const auto& name : valuesIn(file, "x-scheme-handler/" + scheme)) {
             if (name.find('/') != name.npos) continue;
             for (const auto& folder : folders())
-                if (fileExists(folder + "/" + name)) return folder + "/" + name;
+                if (auto path = joinedPath(folder, name); fileExists(path)) return path;
         }
     }
     return std::nullopt;
@@ -81,7 +82,7 @@ bool DesktopEntries::launch(const std::string& desktopFile) {
 
 bool DesktopEntries::start(const std::string& program, std::vector<std::string> arguments) {
     for (const auto& folder : parts(processes.environmentVariable("PATH").value_or("/usr/bin:/bin"), ':')) {
-        const auto path = folder + "/" + program;
+        const auto path = joinedPath(folder, program);
         if (!folder.starts_with('/') || !processes.isExecutable(path)) continue;
         try {
             // It goes on by itself.
