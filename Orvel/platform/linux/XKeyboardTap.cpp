@@ -270,7 +270,7 @@ class XKeyboardTap::Grab {
         std::optional<TapEvent> release; // That came while the press was held back.
         auto& releases = unseen[keycode];
         if (!isRepeat && !releases.empty()) {
-            release = std::move(releases.front());
+            release = releases.front();
             releases.pop_front();
         }
         if (own->take(Kind::keyDown, event.detail)) return TapAnswer::pass;
@@ -292,7 +292,8 @@ class XKeyboardTap::Grab {
             .time = event.time,
             .root = connection->root(),
             .event = connection->root(),
-            .state = static_cast<std::uint16_t>(event.mods.effective | event.group.effective << 13U),
+            .state = static_cast<std::uint16_t>(event.mods.effective |
+                                                static_cast<std::uint32_t>(event.group.effective) << 13U),
             .same_screen = 1};
         xcb_send_event(connection->get(), 0, toFocus, XCB_EVENT_MASK_KEY_RELEASE,
                        reinterpret_cast<const char*>(&sent));
@@ -303,14 +304,14 @@ class XKeyboardTap::Grab {
         TapEvent made{.type = isPress ? TapEventType::keyDown : TapEventType::keyUp,
                       .keyCode = keys.code(keycode),
                       .sourceProcess = sourceOf(event.sourceid)};
-        if (const auto flag = keys.modifier(keycode)) {
+        if (keys.modifier(keycode) != 0) {
             made.type = TapEventType::flagsChanged;
             isPress ? void(held.insert(keycode)) : void(held.erase(keycode));
         }
         const bool isReturn = std::find(grabbed.begin(), grabbed.end(), keycode) != grabbed.end();
         for (const auto modifier : held) made.flags |= keys.modifier(modifier);
         // The press of a Return comes a second time, from the grab, and its release is told after it.
-        if (isReturn && isPress) return unseen[keycode].push_back(std::nullopt);
+        if (isReturn && isPress) return void(unseen[keycode].emplace_back());
         if (own->take(isPress ? Kind::keyDown : Kind::keyUp, event.detail)) return;
         auto& releases = unseen[keycode];
         if (isReturn && !releases.empty() && !releases.back())
@@ -410,7 +411,7 @@ XKeyboardTap::XKeyboardTap(MainLoop& loop, std::shared_ptr<XOwnInput> own, std::
       available(openWithInput(this->display) != nullptr) {}
 
 XKeyboardTap::~XKeyboardTap() {
-    stop();
+    XKeyboardTap::stop();
 }
 
 TapStart XKeyboardTap::start(Handler handler) {

@@ -97,7 +97,7 @@ std::optional<XStroke> XKeys::stroke(std::int64_t code, std::uint64_t flags) con
     if (flags & (SyntheticKey::command | SyntheticKey::control)) state |= XCB_MOD_MASK_CONTROL;
     if (flags & SyntheticKey::option) state |= XCB_MOD_MASK_1;
     // The unshifted columns of the first two groups.
-    for (const std::size_t group : {0, 1})
+    for (const std::size_t group : {0U, 1U})
         for (std::size_t keycode = first; columns > 0 && keycode < first + symbols.size() / columns;
              ++keycode)
             for (const auto& key : knownKeys)
