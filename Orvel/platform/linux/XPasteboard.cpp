@@ -90,7 +90,7 @@ class XPasteboard::Request {
     bool isAnswered = false, isRefused = false;
     bool isGivenUp = false; ///< Pieces that still come are thrown away.
     int pieces = 0;         ///< How often the property was set.
-    Clock::time_point until{};
+    Clock::time_point until;
 };
 
 struct XPasteboard::Events {
