@@ -34,13 +34,14 @@ void IMEObserver::look(MainLoop::Duration elapsed) {
     const auto front = needs.applications.frontmost();
     if (front && OrvelCommandPolicy::source(front->bundleID)) {
         const OpenBudget budget(reads);
-        auto& focus = observation.focus.emplace();
+        IMEObservation::Focus focus;
         const auto focused = reads.element(reads.application(front->process), "AXFocusedUIElement");
         focus.role = DiagnosticSummary::role(focused ? reads.string(*focused, "AXRole") : std::nullopt);
         const auto marked = focused ? reads.attribute(*focused, "AXTextInputMarkedTextMarkerRange")
                                     : AXReading{AXStatus::noValue, {}};
         focus.result = static_cast<std::int32_t>(marked.status);
         focus.hasMarkedValue = !isNothing(marked.value);
+        observation.focus = focus;
     }
     facts.clear();
     seen.record(secondsOf(elapsed), observation);
