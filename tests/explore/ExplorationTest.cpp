@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 #ifdef __SANITIZE_ADDRESS__
 constexpr std::uint64_t stride = 2'000, mixtures = 200;
 #else
-constexpr std::uint64_t stride = 41, mixtures = 3'000;
+constexpr std::uint64_t stride = 41, mixtures = 1'000;
 #endif
 
 std::string firstOf(const ExplorationReport& report) {
