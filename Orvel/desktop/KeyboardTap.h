@@ -20,6 +20,15 @@ enum class TapEventType : std::uint32_t {
     tapDisabledByUserInput = 0xFFFFFFFF ///< The system or the person disabled the tap.
 };
 
+/// Places of keys, numbered as on macOS.
+namespace KeyCode {
+inline constexpr std::int64_t returnKey = 36, keypadEnter = 76, copyKey = 37;
+
+constexpr bool isReturn(std::int64_t code) {
+    return code == returnKey || code == keypadEnter;
+}
+} // namespace KeyCode
+
 struct TapEvent {
     TapEventType type = TapEventType::keyDown;
     std::int64_t keyCode = 0; ///< Of key events and modifier changes.

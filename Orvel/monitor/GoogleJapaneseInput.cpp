@@ -18,10 +18,6 @@ std::string_view orEmpty(const std::optional<std::string>& text) {
     return text ? std::string_view(*text) : std::string_view();
 }
 
-bool isOneOf(const auto& versions, std::string_view version) {
-    return std::find(versions.begin(), versions.end(), version) != versions.end();
-}
-
 } // namespace
 
 GoogleJapaneseInput::GoogleJapaneseInput(const ChangeSignal& changes, const GoogleJapaneseInputNeeds& needs)
@@ -32,15 +28,14 @@ GoogleJapaneseInput::GoogleJapaneseInput(const ChangeSignal& changes, const Goog
 
 std::optional<DiagnosticText> GoogleJapaneseInput::incompatibility(Agent agent) {
     const bool isCodex = agent == Agent::codex;
+    const auto profile = isCodex ? Profile::codex : Profile::claudeCode;
     const auto target = needs.targetVersion(agent);
     const auto source = needs.inputSources.current().value_or(InputSource{});
     const auto layout = needs.inputSources.currentLayoutID();
     const Setting setting{orEmpty(target),      orEmpty(source.id), orEmpty(source.mode),
                           orEmpty(source.type), orEmpty(version),   orEmpty(layout)};
 
-    const bool isSupported = isCodex ? isOneOf(supportedCodexVersions, setting.targetVersion)
-                                     : setting.targetVersion == supportedClaudeVersion;
-    if (!isSupported)
+    if (!isSupported(profile, setting.targetVersion))
         return DiagnosticText::of("{} version does not match supported requirements (observed: {}).", agent,
                                   observed(target));
     if (setting.imeVersion != supportedIMEVersion)
@@ -48,7 +43,7 @@ std::optional<DiagnosticText> GoogleJapaneseInput::incompatibility(Agent agent) 
                                   observed(version));
     if (!knownJapaneseSourceID(needs.inputSources))
         return DiagnosticText("The input method at Return does not match supported Google Hiragana input.");
-    if (!isCompatible(isCodex ? Profile::codex : Profile::claudeCode, setting))
+    if (!isCompatible(profile, setting))
         return DiagnosticText::of("Couldn't verify an ABC/US input method layout (observed: {}).",
                                   observed(layout));
     if (!isCodex) return std::nullopt;

@@ -1,5 +1,7 @@
 #include "Orvel/monitor/InputWatch.h"
 
+#include "Orvel/desktop/EventPosting.h"
+
 #include <utility>
 
 namespace orvel {
@@ -7,8 +9,9 @@ namespace orvel {
 namespace {
 
 // The bits of a tap's flags.
-constexpr std::uint64_t commandFlag = 0x100000, shiftFlag = 0x20000, controlFlag = 0x40000,
-                        optionFlag = 0x80000, functionFlag = 0x800000;
+constexpr auto commandFlag = SyntheticKey::command, shiftFlag = SyntheticKey::shift,
+               controlFlag = SyntheticKey::control, optionFlag = SyntheticKey::option;
+constexpr std::uint64_t functionFlag = 0x800000;
 
 DiagnosticText modifierSummary(std::uint64_t flags) {
     struct Name {

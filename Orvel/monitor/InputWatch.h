@@ -12,14 +12,6 @@
 
 namespace orvel {
 
-namespace KeyCode {
-inline constexpr std::int64_t returnKey = 36, keypadEnter = 76, copyKey = 37;
-
-constexpr bool isReturn(std::int64_t code) {
-    return code == returnKey || code == keypadEnter;
-}
-} // namespace KeyCode
-
 ReturnModifiers returnModifiers(std::uint64_t flags);
 
 class InputWatch {

@@ -82,7 +82,7 @@ void CommandMonitoring::updateInputMode() {
     if (knownJapaneseSourceID(desktop.inputSources)) text += "\n" + japanese.claudeDescription().text();
     text += "\nInput method identity (foreground app observation): " +
             describeInputSource(desktop.inputSources).text();
-    if (text != inputMode.get()) inputMode = std::move(text);
+    inputMode.update(std::move(text));
 }
 
 DiagnosticText CommandMonitoring::diagnosticReport() const {

@@ -11,12 +11,6 @@ namespace orvel::GoogleIMEWindowPolicy {
 
 namespace {
 
-bool isSupported(Profile profile, std::string_view version) {
-    if (profile == Profile::claudeCode) return version == supportedClaudeVersion;
-    return std::find(supportedCodexVersions.begin(), supportedCodexVersions.end(), version) !=
-           supportedCodexVersions.end();
-}
-
 bool isTimely(const Evidence& evidence) {
     const double times[] = {evidence.verificationStarted, evidence.observationStarted,
                             evidence.observationFinished, evidence.now};
@@ -38,6 +32,12 @@ FixedWords nameOf(Decision decision) {
     case Decision::stop: break;
     }
     return "stop";
+}
+
+bool isSupported(Profile profile, std::string_view version) {
+    if (profile == Profile::claudeCode) return version == supportedClaudeVersion;
+    return std::find(supportedCodexVersions.begin(), supportedCodexVersions.end(), version) !=
+           supportedCodexVersions.end();
 }
 
 bool isCompatible(Profile profile, const Setting& setting) {

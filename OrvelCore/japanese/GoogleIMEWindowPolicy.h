@@ -40,6 +40,9 @@ struct Setting {
     std::string_view layoutID; ///< Of the keyboard layout underlying the input source.
 };
 
+/// Whether the window is understood beside this version of the agent's application.
+bool isSupported(Profile profile, std::string_view version);
+
 bool isCompatible(Profile profile, const Setting& setting);
 
 /// An observation of the window and the circumstances in which it is used. All times are seconds of the same

@@ -156,7 +156,7 @@ std::optional<BusReference> BusReply::referenceProperty() const {
     return BusReference{name, path};
 }
 
-// The names are those of the D-Bus specification and its reference library.
+// The names are those of D-Bus and its reference library.
 AXStatus statusOfError(std::string_view name, bool isMandatory) {
     struct Meaning {
         std::string_view name;

@@ -1,6 +1,7 @@
 #include "Orvel/platform/linux/XKeys.h"
 
 #include "Orvel/desktop/EventPosting.h"
+#include "Orvel/desktop/KeyboardTap.h"
 
 #include <algorithm>
 #include <iterator>
@@ -36,7 +37,6 @@ constexpr struct {
                     {58, 61, SyntheticKey::option},
                     {59, 62, SyntheticKey::control}};
 
-constexpr std::int64_t returnKey = 36, keypadEnter = 76;
 constexpr unsigned groupShift = 13; // Of the keyboard's group in an event's state.
 
 } // namespace
@@ -61,8 +61,7 @@ std::uint32_t XKeys::symbol(xcb_keycode_t keycode, std::size_t column) const {
 std::vector<xcb_keycode_t> XKeys::returns() const {
     std::vector<xcb_keycode_t> found;
     for (std::size_t keycode = first; columns > 0 && keycode < first + symbols.size() / columns; ++keycode) {
-        const auto number = code(static_cast<xcb_keycode_t>(keycode));
-        if (number == returnKey || number == keypadEnter)
+        if (KeyCode::isReturn(code(static_cast<xcb_keycode_t>(keycode))))
             found.push_back(static_cast<xcb_keycode_t>(keycode));
     }
     return found;

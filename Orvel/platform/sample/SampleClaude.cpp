@@ -51,8 +51,7 @@ void SampleClaude::type(const std::string& text) {
 }
 
 void SampleClaude::pressReturn() {
-    constexpr std::int64_t returnKey = 36;
-    simulated.keyboard.stroke("\r", {.keyCode = returnKey});
+    simulated.keyboard.stroke("\r", {.keyCode = KeyCode::returnKey});
 }
 
 void SampleClaude::adopt(const ConversationReference& reference) {

@@ -15,7 +15,6 @@ using namespace std::chrono_literals;
 using Deed = SimulatedCodexApp::Deed;
 
 constexpr std::string_view linkPrefix = "codex://threads/";
-constexpr std::int64_t returnKey = 36, keypadEnter = 76;
 constexpr std::uint64_t modifiers =
     SyntheticKey::command | SyntheticKey::option | SyntheticKey::control | SyntheticKey::shift;
 
@@ -229,7 +228,7 @@ void SimulatedCodexApp::userSetsDraft(const std::string& threadID, const std::st
 void SimulatedCodexApp::pressed(const SimulatedKey& key) {
     if (key.event.type != TapEventType::keyDown) return;
     const auto held = key.event.flags & modifiers;
-    const bool isReturn = key.event.keyCode == returnKey || key.event.keyCode == keypadEnter;
+    const bool isReturn = KeyCode::isReturn(key.event.keyCode);
     if (SyntheticKey{key.event.keyCode, held} == habits.copyShortcut) return copy(key.event.marker != 0);
     if (isReturn) return held & SyntheticKey::shift ? typed("\n") : send();
     if (held & ~SyntheticKey::shift) return; // Some other shortcut.

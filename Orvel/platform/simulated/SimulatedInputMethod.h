@@ -3,6 +3,7 @@
 // front: letters become a composition that only the application shows, the space bar opens the candidates,
 // and Return confirms what stands there instead of reaching the application.
 
+#include "Orvel/desktop/EventPosting.h"
 #include "Orvel/platform/simulated/SimulatedApplications.h"
 #include "Orvel/platform/simulated/SimulatedTyping.h"
 
@@ -19,7 +20,7 @@ class SimulatedInputMethod {
     /// Whether it takes the key that was on its way to the application.
     bool takes(SimulatedApplication& application, const SimulatedKey& key) {
         if (key.event.type != TapEventType::keyDown || !isSelected() || isShortcut(key.event)) return false;
-        const bool isReturn = key.event.keyCode == returnKey || key.event.keyCode == keypadEnter;
+        const bool isReturn = KeyCode::isReturn(key.event.keyCode);
         if (composition.empty() && (isReturn || key.text.empty() || key.text == " ")) return false;
         if (isReturn) {
             confirm(application);
@@ -45,11 +46,11 @@ class SimulatedInputMethod {
     bool isComposing() const { return !composition.empty(); }
 
   private:
-    static constexpr std::int64_t returnKey = 36, escapeKey = 53, keypadEnter = 76;
+    static constexpr std::int64_t escapeKey = 53;
 
     bool isSelected() const { return sources.source && sources.source->mode.has_value(); }
     static bool isShortcut(const TapEvent& event) {
-        return (event.flags & (0x100000 | 0x80000 | 0x40000)) != 0;
+        return (event.flags & (SyntheticKey::command | SyntheticKey::option | SyntheticKey::control)) != 0;
     }
     void show(SimulatedApplication& application, bool hasCandidates) {
         application.composes(composition);
