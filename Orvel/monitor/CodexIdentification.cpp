@@ -78,7 +78,7 @@ class CodexIdentification::Run {
           isWanted(std::move(isWanted)),
           started(needs.loop.uptime()) {}
 
-    Task<std::optional<ConversationReference>> identify() {
+    Task<std::optional<IdentifiedCodex>> identify() {
         const auto version = needs.version();
         const auto& supported = CodexCopyShortcutPolicy::supportedAppVersions;
         if (!version || std::find(supported.begin(), supported.end(), *version) == supported.end())
@@ -111,7 +111,12 @@ class CodexIdentification::Run {
         auto reference = co_await needs.resolve(*first);
         if (!isWanted()) co_return std::nullopt;
         if (!isUnchanged()) throw Stop("The original input changed during conversation verification.");
-        co_return reference;
+        co_return IdentifiedCodex{
+            std::move(reference),
+            DiagnosticText::of(
+                "Public URL copy: Two fresh results match the same local ID / Unique transcript "
+                "match / Original clipboard restored / Transient AX failures={}",
+                transientFailures)};
     }
 
     /// Gives the clipboard back what it held, however the run ended. A copy that Codex was asked for is
@@ -258,11 +263,11 @@ ConversationClipboardCapture* CodexIdentification::unsettled() const {
     return clipboard && !clipboard->isSettled() && mayComeLate ? clipboard.get() : nullptr;
 }
 
-Task<std::optional<ConversationReference>> CodexIdentification::identify(const CapturedReturn& captured,
-                                                                         std::function<bool()> isWanted) {
+Task<std::optional<IdentifiedCodex>> CodexIdentification::identify(const CapturedReturn& captured,
+                                                                   std::function<bool()> isWanted) {
     Run run(*this, captured, isWanted);
     std::exception_ptr failure;
-    std::optional<ConversationReference> found;
+    std::optional<IdentifiedCodex> found;
     try {
         found = co_await run.identify();
     } catch (...) {

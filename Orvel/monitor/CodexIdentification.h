@@ -22,6 +22,12 @@ namespace orvel {
 class EventPosting;
 class Pasteboard;
 
+/// The conversation that Codex itself has named.
+struct IdentifiedCodex {
+    ConversationReference reference;
+    DiagnosticText route; ///< How that went, for diagnostics.
+};
+
 /// What an identification works with; all of it outlives it.
 struct CodexIdentificationNeeds : EditorNeeds {
     Accessibility& accessibility;
@@ -44,8 +50,8 @@ class CodexIdentification {
 
     /// Throws CaptureFailure. Gives nothing once the command is not wanted any more, which `isWanted` is
     /// asked after each pause. Takes about two seconds at most, beside the search for the conversation.
-    Task<std::optional<ConversationReference>> identify(const CapturedReturn& captured,
-                                                        std::function<bool()> isWanted);
+    Task<std::optional<IdentifiedCodex>> identify(const CapturedReturn& captured,
+                                                  std::function<bool()> isWanted);
 
   private:
     class Run;

@@ -81,6 +81,7 @@ void DesktopCommandMonitor::beginAttempt(const std::string& id, const ReturnDeci
     captureID = id;
     held.commandRemovalDescription = "This Return: Removal not attempted";
     held.removalDiagnostics = DiagnosticText("This Return: Not attempted");
+    held.codexRoute = DiagnosticText("This Return: Public copy not attempted");
     auto attempt = DiagnosticText::of("attempt={}, time={} / No Shift conversion or replay",
                                       DiagnosticText::uuid(id), DiagnosticText::moment(needs.loop.now()));
     attempt += decision.japanese;
@@ -161,12 +162,17 @@ Task<void> DesktopCommandMonitor::workOff(CapturedReturn captured, std::shared_p
     if (captured.agent == Agent::codex) {
         std::optional<CaptureFailure> failure;
         try {
-            if (auto found = co_await needs.identifyCodex(captured, wanted)) identity = *std::move(found);
+            if (auto found = co_await needs.identifyCodex(captured, wanted)) {
+                held.codexRoute = std::move(found->route);
+                identity = std::move(found->reference);
+            }
         } catch (const CaptureFailure& failed) {
             failure = failed;
         }
-        if (failure)
+        if (failure) {
+            held.codexRoute = failure->details();
             co_return reportFailure(captured.id, captured.agent, failure->message(), failure->details());
+        }
         if (!identity) co_return;
     }
     std::optional<CaptureFailure> unsaved;

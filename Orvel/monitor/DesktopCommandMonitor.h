@@ -4,6 +4,7 @@
 
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/monitor/CaptureFailure.h"
+#include "Orvel/monitor/CodexIdentification.h"
 #include "Orvel/monitor/CommandErasure.h"
 #include "Orvel/monitor/InputWatch.h"
 #include "Orvel/monitor/ReturnDecider.h"
@@ -24,7 +25,8 @@ struct CommandMonitorState {
           lastCommandDiagnostics(changes),
           commandRemovalDescription(changes, std::string("Not attempted")),
           removalDiagnostics(changes, DiagnosticText("Not attempted")),
-          japaneseAttempt(changes, DiagnosticText("Not attempted")) {}
+          japaneseAttempt(changes, DiagnosticText("Not attempted")),
+          codexRoute(changes, DiagnosticText("Not attempted")) {}
 
     Observable<std::string> status;                    ///< One line for the person.
     Observable<DiagnosticText> diagnostics;            ///< Of the last Return, without content.
@@ -32,6 +34,7 @@ struct CommandMonitorState {
     Observable<std::string> commandRemovalDescription; ///< What became of the last command's text.
     Observable<DiagnosticText> removalDiagnostics;     ///< The same, with the results of its steps.
     Observable<DiagnosticText> japaneseAttempt;        ///< What the candidate window came to for it.
+    Observable<DiagnosticText> codexRoute;             ///< How Codex named its conversation.
 };
 
 /// What a monitor works with; all of it outlives the monitor.
@@ -46,7 +49,7 @@ struct CommandMonitorNeeds {
     std::function<bool(Agent, ProcessID)> isPrepared;
     /// Tells which conversation a command stands in that was typed in Codex. Throws CaptureFailure; gives
     /// nothing once the command is not wanted any more. The argument outlives the task.
-    std::function<Task<std::optional<ConversationReference>>(const CapturedReturn&, std::function<bool()>)>
+    std::function<Task<std::optional<IdentifiedCodex>>(const CapturedReturn&, std::function<bool()>)>
         identifyCodex;
     /// Keeps the command where it outlives this program; awaited before anything is removed. May throw.
     std::function<Task<void>(CapturedCommand)> keep;

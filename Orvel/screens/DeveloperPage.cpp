@@ -29,6 +29,14 @@ DeveloperPage::DeveloperPage(OrvelApp& app)
                                      "writing, and reports its structure without content.")));
     column().addLayout(row);
     column().addSpacing(10);
+    column().addWidget(sectionTitle(tr("Claude's editor as it is")));
+    column().addWidget(faintLabel(tr("Tells what a Return would meet there, without one, and leaves Claude "
+                                     "where it is.")));
+    auto* look = new QPushButton(tr("Look at Claude's editor"));
+    connect(look, &QPushButton::clicked, this,
+            [this] { showReport(this->app.monitoring.diagnoseClaudeComposer().text()); });
+    column().addWidget(look, 0, Qt::AlignLeft);
+    column().addSpacing(10);
     column().addWidget(sectionTitle(tr("Diagnostics")));
     column().addWidget(faintLabel(tr("What “Copy diagnostics” puts on the clipboard.")));
     auto* diagnostics = new QPushButton(tr("Show diagnostics"));

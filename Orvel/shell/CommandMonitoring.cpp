@@ -2,6 +2,7 @@
 
 #include "Orvel/desktop/Pasteboard.h"
 #include "Orvel/model/CommandInbox.h"
+#include "Orvel/monitor/ClaudeEditorInspection.h"
 #include "Orvel/monitor/InputState.h"
 #include "OrvelCore/composers/DiagnosticSummary.h"
 
@@ -106,12 +107,17 @@ DiagnosticText CommandMonitoring::diagnosticReport() const {
     add("\nLast key decision (including later input):\n{}", monitor.inputWatch().lastEvent());
     add("\n{}", state.diagnostics);
     add("\nJapanese Return: {}", state.japaneseAttempt);
+    add("\nCodex conversation structure (not used for selection):\n{}", state.codexRoute);
     add("\nGoogle Japanese candidate window (anonymous; not used for composition decisions):\n{}",
         japanese.report());
     add("\nLatest Google candidate window observation (not used for decisions): {}", japanese.latest());
     add("\nInput method observations (explicit recording; no content):\n{}", inputMethod.history().report());
     add("\n{}", monitor.history().report(options.clock));
     return report;
+}
+
+DiagnosticText CommandMonitoring::diagnoseClaudeComposer() const {
+    return inspectClaudeEditor(desktop.loop, desktop.accessibility, desktop.applications);
 }
 
 bool CommandMonitoring::copyDiagnostics() {

@@ -59,6 +59,8 @@ class CommandMonitoring {
 
     /// All that is known of the last Returns and of what they met, without content.
     DiagnosticText diagnosticReport() const;
+    /// What a Return would meet in Claude's editor now, without content. Holds the thread for 160 ms at most.
+    DiagnosticText diagnoseClaudeComposer() const;
     /// Puts the report on the clipboard; false if that takes nothing.
     bool copyDiagnostics();
 

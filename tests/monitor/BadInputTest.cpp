@@ -129,17 +129,19 @@ TEST_F(BadInput, KeysInAnyOrderSwallowNothingButReturnsOnCommands) {
                                            desktop.applications, desktop.inputSources,
                                            [](Agent) { return std::nullopt; }, [] { return std::nullopt; }});
     DesktopCommandMonitor monitor(
-        changes, {desktop.loop,
-                  desktop.accessibility,
-                  desktop.applications,
-                  desktop.inputSources,
-                  japanese,
-                  [] { return true; },
-                  [](Agent, ProcessID) { return true; },
-                  [](const CapturedReturn&, const std::function<bool()>&)
-                      -> Task<std::optional<ConversationReference>> { throw std::runtime_error("never"); },
-                  [](const CapturedCommand&) -> Task<void> { throw std::runtime_error("never"); },
-                  {}});
+        changes,
+        {desktop.loop,
+         desktop.accessibility,
+         desktop.applications,
+         desktop.inputSources,
+         japanese,
+         [] { return true; },
+         [](Agent, ProcessID) { return true; },
+         [](const CapturedReturn&, const std::function<bool()>&) -> Task<std::optional<IdentifiedCodex>> {
+             throw std::runtime_error("never");
+         },
+         [](const CapturedCommand&) -> Task<void> { throw std::runtime_error("never"); },
+         {}});
     monitor.onCommand = [](const auto&) { FAIL() << "nothing was kept"; };
     showChat();
     int swallowed = 0;

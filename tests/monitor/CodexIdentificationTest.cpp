@@ -99,7 +99,7 @@ struct Identification : AgentWindow, EventPosting {
     std::function<void()> onResolve;
     std::function<void(int)> copies;
     int posts = 0;
-    std::optional<ConversationReference> found;
+    std::optional<IdentifiedCodex> found;
     std::string failure, details;
     std::vector<std::unique_ptr<Timer>> timers;
     ChangeSignal changes;
@@ -124,7 +124,7 @@ TEST_F(Identification, IsTheConversationThatTwoCopiesNameAndLeavesTheClipboard) 
         copies = [&, delay](int) { copyLater(delay, link); };
         identify();
         ASSERT_TRUE(found) << failure << details;
-        EXPECT_EQ(found->sessionID, threadID);
+        EXPECT_EQ(found->reference.sessionID, threadID);
         EXPECT_EQ(posts, 2);
         EXPECT_EQ(desktop.pasteboard.text, "the person's own");
         EXPECT_EQ(typed(), "/orvel go") << "not its business";

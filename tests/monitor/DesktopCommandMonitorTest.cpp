@@ -48,12 +48,11 @@ struct Monitoring : AgentWindow {
     }
 
     // Two copies take about as long.
-    Task<std::optional<ConversationReference>> identify(const CapturedReturn&,
-                                                        std::function<bool()> isWanted) {
+    Task<std::optional<IdentifiedCodex>> identify(const CapturedReturn&, std::function<bool()> isWanted) {
         co_await desktop.loop.sleep(100ms);
         if (!isWanted()) co_return std::nullopt;
         if (codexFailure) throw CaptureFailure(*codexFailure);
-        co_return thread;
+        co_return IdentifiedCodex{thread, DiagnosticText("Public URL copy: Two fresh results")};
     }
 
     Task<void> keep(CapturedCommand captured) {

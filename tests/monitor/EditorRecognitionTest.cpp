@@ -1,5 +1,7 @@
 #include "Orvel/monitor/EditorRecognition.h"
 
+#include "Orvel/monitor/ClaudeEditorInspection.h"
+
 #include "monitor/AgentWindow.h"
 
 namespace orvel {
@@ -181,6 +183,57 @@ TEST_F(Recognition, NotesNothingOfWhatItReads) {
     const auto found = recognize(Kind::chat);
     EXPECT_THAT(facts.text().text() + found.line.text(), testing::Not(HasSubstr(canary)));
     EXPECT_THAT(facts.text().text(), HasSubstr("Claude structure decision: "));
+}
+
+TEST_F(Recognition, AnInspectionFindsTheEditorThatAReturnWouldMeet) {
+    const auto inspect = [&] {
+        return inspectClaudeEditor(desktop.loop, desktop.accessibility, desktop.applications).text();
+    };
+    const auto unfocused = [&] { application->set("AXFocusedUIElement", window->handle()); };
+    const auto sized = [&](const Element& element) { element->set("AXSize", AXSize{300, 40}); };
+    const auto unverified = [](const char* why) {
+        return "Neither focus nor a unique visible editor could be verified (" + std::string(why) + ")";
+    };
+    EXPECT_THAT(inspect(), HasSubstr("Claude is not running"));
+    struct Case {
+        const char* name;
+        std::function<void()> change;
+        std::string expected;
+    };
+    const Case cases[] = {
+        {"focused", [] {}, "Regular chat"},
+        {"what stands in it", [&] { type("/orvel CANARY"); }, "Current input shape: /orvel syntax matched"},
+        {"visible", [&] { unfocused(), sized(editor); }, "Inspection target: Unique visible editor"},
+        {"hidden", unfocused, unverified("All elements searched")},
+        {"two", [&] { unfocused(), sized(editor), sized(add(page, "AXTextArea")); },
+         unverified("Multiple visible candidates")},
+        {"a circle", [&] { unfocused(), page->overrides["AXChildren"] = AXElements{window->handle()}; },
+         unverified("Cycle or duplicate element")},
+        {"many",
+         [&] {
+             unfocused();
+             for (int i = 0; i < 3; ++i)
+                 for (const auto group = add(page, "AXGroup"); group->below().size() < 60;)
+                     add(group, "AXGroup");
+         },
+         unverified("160-element limit")},
+        {"slow",
+         [&] {
+             unfocused(), desktop.accessibility.latency = {14ms, 14ms, 14ms};
+         },
+         unverified("Time budget exhausted")},
+        {"untrusted", [&] { desktop.accessibility.trusted = false; }, "Accessibility not granted"},
+    };
+    for (const auto& [name, change, expected] : cases) {
+        SCOPED_TRACE(name);
+        showChat();
+        change();
+        const auto before = typed();
+        const auto report = inspect();
+        EXPECT_THAT(report, HasSubstr(expected));
+        EXPECT_THAT(report, testing::Not(HasSubstr("CANARY")));
+        EXPECT_EQ(typed(), before);
+    }
 }
 
 } // namespace
