@@ -1,6 +1,7 @@
 #include "explore/Scenarios.h"
 
 #include "Orvel/delivery/ClaudeReadiness.h"
+#include "OrvelCore/japanese/GoogleIMEWindowPolicy.h"
 #include "OrvelCore/relay/RelayStateJson.h"
 
 #include <algorithm>
@@ -54,12 +55,16 @@ void onAPlatformWithHints(ExplorationDesk& desk) {
     accessibility.writeTime = 20ms;
 }
 
+void useGoogleJapanese(ExplorationDesk& desk) {
+    desk.desktop.inputSources.useGoogleHiragana();
+    desk.desktop.applications.bundles[GoogleIMEWindowPolicy::imePath] = {
+        GoogleIMEWindowPolicy::imeBundleID, std::string(GoogleIMEWindowPolicy::supportedIMEVersion)};
+}
+
 // The look at the candidates must be confirmed within 25 ms, which takes a platform that fetches ahead.
 void japaneseDraftElsewhere(ExplorationDesk& desk) {
     onAPlatformWithHints(desk);
-    desk.desktop.inputSources.useGoogleHiragana();
-    desk.desktop.applications.bundles["/Library/Input Methods/GoogleJapaneseInput.app"] = {
-        "com.google.inputmethod.Japanese", "3.34.6260"};
+    useGoogleJapanese(desk);
     desk.claude.userSetsDraft(ExplorationDesk::elsewhere, "CANARY 下書き");
     inClaude(desk, ExplorationDesk::elsewhere);
     desk.desktop.loop.runFor(1s);
@@ -224,6 +229,17 @@ void firstCommandInClaude(ExplorationDesk& desk) {
     typesCommand(desk);
 }
 
+// A command stands in Claude's editor whose last word the input method still offers candidates for, which
+// nothing but their window betrays.
+void commandWithCandidates(ExplorationDesk& desk) {
+    desk.claude.version = std::string(GoogleIMEWindowPolicy::supportedClaudeVersion);
+    commandInClaude(desk);
+    desk.claude.habits.reportsMarkedText = false;
+    useGoogleJapanese(desk);
+    for (const char* key : {"直", "す", " "}) desk.desktop.keyboard.stroke(key);
+    desk.desktop.loop.runFor(1s);
+}
+
 void commandBesideCodex(ExplorationDesk& desk) {
     commandInClaude(desk);
     desk.desktop.applications.start(desk.codexApp);
@@ -259,6 +275,17 @@ void pressReturn(OrvelProcess& orvel) {
     auto& keyboard = orvel.desktop.keyboard;
     keyboard.press("\r", {.keyCode = KeyCode::returnKey});
     keyboard.press("", {.type = TapEventType::keyUp, .keyCode = KeyCode::returnKey});
+}
+
+Task<void> confirmAndPressReturn(OrvelProcess& orvel) {
+    pressReturn(orvel);
+    co_await orvel.desktop.loop.sleep(500ms);
+    pressReturn(orvel);
+}
+
+// The first Return is the input method's.
+void pressReturnTwice(OrvelProcess& orvel) {
+    orvel.tasks.start(confirmAndPressReturn(orvel));
 }
 
 void sendRelay(OrvelProcess& orvel) {
@@ -473,6 +500,14 @@ constexpr Scenario scenarios[] = {
      .about = "a command in Claude's editor, which goes into Codex on its own",
      .prepare = commandInClaude,
      .work = pressReturn,
+     .afterwards = userRetries,
+     .destination = codexQueue,
+     .watching = 3s,
+     .typedIn = claudeEditor},
+    {.name = "typed in Japanese",
+     .about = "a command in Claude's editor whose last word is chosen among candidates first",
+     .prepare = commandWithCandidates,
+     .work = pressReturnTwice,
      .afterwards = userRetries,
      .destination = codexQueue,
      .watching = 3s,
