@@ -63,7 +63,7 @@ void RelayDelivery::retry() {
     telling([this] {
         runner.restore();
         const auto pair = pairNamed(arguments.subject, runner.records());
-        const auto pending = pendingTransferOf(pair.id, runner.records());
+        const auto pending = runner.records().pendingTransfer(pair.id);
         if (!pending) throw nothingPending();
         transferID = pending->id;
         runner.open(pair, pending->source);
@@ -97,7 +97,7 @@ void RelayDelivery::telling(Work work) {
 void RelayDelivery::prepareNew(const RelayPair& pair) {
     const auto& workspace = runner.workspace();
     const auto& state = runner.records();
-    if (const auto pending = pendingTransferOf(pair.id, state)) {
+    if (const auto pending = state.pendingTransfer(pair.id)) {
         transferID = pending->id;
         throw CommandFailure("pendingTransfer",
                              "An earlier message of this link has not been seen yet. Nothing new "

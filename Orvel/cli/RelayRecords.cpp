@@ -57,7 +57,7 @@ Json jsonOf(const RelayPair& pair, const RelayState& state) {
         conversations.push_back(orvel::jsonOf(conversation));
     return {{"id", pair.id},
             {"conversations", std::move(conversations)},
-            {"isPending", pendingTransferOf(pair.id, state) != nullptr}};
+            {"isPending", state.pendingTransfer(pair.id) != nullptr}};
 }
 
 Json jsonOf(const RelayTransfer& transfer) {
@@ -89,11 +89,6 @@ RelayPair pairNamed(const std::string& id, const RelayState& state) {
                          fmt::format("No link has the ID “{}”. “orvel-cli links” prints the IDs.", id));
 }
 
-std::shared_ptr<const RelayTransfer> pendingTransferOf(const std::string& pairID, const RelayState& state) {
-    return state.transfers.findIf(
-        [&](const RelayTransfer& transfer) { return transfer.isPending() && transfer.pairID == pairID; });
-}
-
 std::string RelayRecords::links(const Arguments& arguments, const Places& places, const Stylist& stylist) {
     const auto state = stateIn(places);
     auto array = Json::array();
@@ -101,7 +96,7 @@ std::string RelayRecords::links(const Arguments& arguments, const Places& places
     for (const auto& pair : state.activePairs()) {
         array.push_back(jsonOf(pair, state));
         table.add({{titlesOf(pair, state), TextStyle::strong, titlesColumns},
-                   {pendingTransferOf(pair.id, state) ? "pending" : ""},
+                   {state.pendingTransfer(pair.id) ? "pending" : ""},
                    {pair.id, TextStyle::faint}});
     }
     return arguments.json ? jsonLine(array) : table.text(stylist);
@@ -124,7 +119,7 @@ std::string RelayRecords::pending(const Arguments& arguments, const Places& plac
 
 std::string RelayRecords::savedMessage(const Arguments& arguments, const Places& places) {
     const auto state = stateIn(places);
-    const auto transfer = pendingTransferOf(pairNamed(arguments.subject, state).id, state);
+    const auto transfer = state.pendingTransfer(pairNamed(arguments.subject, state).id);
     if (!transfer) throw nothingPending();
     if (!arguments.json) return *transfer->payload;
     auto json = jsonOf(*transfer);

@@ -6,7 +6,6 @@
 #include "Orvel/platform/posix/Places.h"
 #include "OrvelCore/relay/RelayState.h"
 
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -18,9 +17,6 @@ std::string directionOf(const RelayTransfer& transfer);
 /// The active pair with this identifier, or the only one whose identifier begins with it, in letters of any
 /// case. Throws CommandFailure and RelayError::pairArchived.
 RelayPair pairNamed(const std::string& id, const RelayState& state);
-
-/// The pending transfer of the pair, or null.
-std::shared_ptr<const RelayTransfer> pendingTransferOf(const std::string& pairID, const RelayState& state);
 
 namespace RelayRecords {
 

@@ -3,6 +3,7 @@
 #include "Orvel/desktop/Applications.h"
 #include "Orvel/desktop/FileStore.h"
 #include "Orvel/model/Catalogue.h"
+#include "Orvel/model/Chains.h"
 #include "Orvel/model/MessageOperation.h"
 #include "Orvel/model/Notices.h"
 #include "Orvel/model/Outbox.h"
@@ -32,12 +33,6 @@ constexpr auto sendingStopped = "Automatic sending stopped. Review the message p
 
 bool isDesktopID(std::string_view id) {
     return id.starts_with(desktopIDPrefix) && isUUID(id.substr(desktopIDPrefix.size()));
-}
-
-bool hasPending(const RelayState& state, const std::string& pairID, std::optional<Agent> source = {}) {
-    return state.transfers.findIf([&](const RelayTransfer& transfer) {
-        return transfer.isPending() && transfer.pairID == pairID && (!source || transfer.source == *source);
-    }) != nullptr;
 }
 
 // A draft with a command's instructions behind what stands there. Of a message that waits for its receipt the
@@ -153,7 +148,8 @@ Task<void> CommandInbox::tellKept() {
     };
     const auto kept = co_await needs.loop.background(read);
     if (kept.empty()) co_return;
-    while (!needs.workspace.isIdle() || !needs.links.isIdle()) co_await needs.loop.sleep(restInterval);
+    while (!needs.workspace.isIdle() || !needs.links.isIdle() || !needs.chains.isIdle())
+        co_await needs.loop.sleep(restInterval);
     fail("Orvel ended before it was certain that a typed command reached its conversation. Look there first.",
          kept);
     const std::string nothing;
@@ -217,6 +213,8 @@ Task<ConversationReference> CommandInbox::resolveHandoff(HandoffRequest request)
 void CommandInbox::applyIdentifiedCommand(const std::string& instruction,
                                           const ConversationReference& reference, bool sendsAutomatically) {
     requireFreedom();
+    if (placeBehindInitial(instruction, reference)) return;
+    if (needs.chains.prepareChainCommandContext(instruction, reference)) return;
     const auto candidates = needs.links.activeLinks(reference);
     const auto open = std::find_if(candidates.begin(), candidates.end(), [this](const RelayPair& pair) {
         return pair.id == needs.workspace.state().selectedPairID.get();
@@ -229,14 +227,41 @@ void CommandInbox::applyIdentifiedCommand(const std::string& instruction,
         placeInSource(instruction, reference, !candidates.empty());
 }
 
+// A first message that goes out from the conversation is left as it is.
+bool CommandInbox::placeBehindInitial(const std::string& instruction,
+                                      const ConversationReference& reference) {
+    const auto& records = needs.ledger.state();
+    const auto initials = records.relayState->initialTransfers.where([&](const auto& initial) {
+        return initial.isPending() && sameIdentity(initial.sourceReference, reference);
+    });
+    if (initials.empty()) return false;
+    if (initials.size() > 1) throw ConversationCatalogError(ConversationCatalogError::Case::ambiguous);
+    appendNextNote(initials.back(), instruction);
+    needs.workspace.openInitial(initials.back());
+    needs.notices.say("The initial message is kept. These instructions were saved for the next transfer.");
+    return true;
+}
+
+void CommandInbox::appendNextNote(const RelayInitialTransfer& initial, const std::string& instruction) {
+    auto draft = needs.ledger.state().nextDraft(initial);
+    draft.instruction = appendingNote(draft.instruction, instruction);
+    needs.ledger.setNextDraft(initial.id, std::move(draft));
+}
+
 // The note stands in memory before the pair is opened, so that no key that is typed meanwhile can write the
 // old one over it.
 void CommandInbox::placeInPair(const std::string& instruction, const RelayPair& pair,
                                const ConversationReference& reference, bool sendsAutomatically) {
     const auto agent = reference.agent;
     const auto& records = needs.ledger.state();
-    const bool isPending = hasPending(records.relayState, pair.id, agent);
-    needs.ledger.setDraft(pair.id, agent, draftWith(records.draft(pair.id, agent), instruction, isPending));
+    const auto pending = records.relayState->pendingTransfer(pair.id);
+    const bool isPending = pending && pending->source == agent;
+    const auto initial = isPending ? records.relayState->initialTransfers.find(pending->id) : nullptr;
+    if (initial)
+        appendNextNote(*initial, instruction);
+    else
+        needs.ledger.setDraft(pair.id, agent,
+                              draftWith(records.draft(pair.id, agent), instruction, isPending));
     needs.workspace.openPair(pair, agent);
     if (isPending)
         needs.notices.say("The pending message is kept. These instructions are for the next transfer.");
@@ -245,14 +270,12 @@ void CommandInbox::placeInPair(const std::string& instruction, const RelayPair& 
 
 void CommandInbox::placeInSource(const std::string& instruction, const ConversationReference& reference,
                                  bool hasSeveralLinks) {
-    const auto& workspace = needs.workspace.state();
-    const bool isShown = !needs.workspace.relay().activePair() && workspace.sourceReference &&
-                         sameIdentity(*workspace.sourceReference, reference);
-    RelayDraft draft;
-    if (isShown) draft = {workspace.instruction, workspace.selectedStartMessageID, {}};
-    draft.instruction = appendingNote(draft.instruction, instruction);
+    // What was typed for it before stands there again.
     needs.workspace.chooseSource(reference);
-    needs.workspace.showDraft(draft);
+    const auto& workspace = needs.workspace.state();
+    needs.workspace.keepDraft({.instruction = appendingNote(workspace.instruction, instruction),
+                               .startMessageID = workspace.selectedStartMessageID,
+                               .nextTransfer = {}});
     needs.notices.say(
         hasSeveralLinks
             ? "This conversation has multiple links. Choose the destination from the other card."
@@ -266,8 +289,10 @@ void CommandInbox::prepareCommandRelayIntent(const RelayPair& pair, const Conver
     const auto isReceived = [&](const RelayTransfer& transfer) {
         return transfer.pairID == pair.id && transfer.status == RelayTransfer::Status::received;
     };
-    if (!state.transfers.findIf(isReceived) || hasPending(state, pair.id)) return;
     const auto& workspace = needs.workspace.state();
+    if (workspace.chainDestinationUnselected || needs.workspace.relay().activeInitial() ||
+        !state.transfers.findIf(isReceived) || state.pendingTransfer(pair.id))
+        return;
     intent = RelayIntent{pair.id,
                          reference,
                          workspace.relayLoadGeneration.current(),
@@ -284,7 +309,9 @@ void CommandInbox::finishCommandRelayIntent() {
     const auto kept = *std::exchange(intent, std::nullopt);
     if (!workspace.relayLoadGeneration.isCurrent(kept.load)) return; // Something else was opened.
     if (!isAsIntended(kept)) return needs.notices.say(sendingStopped);
-    if (hasPending(needs.ledger.state().relayState, kept.pairID)) return;
+    if (needs.ledger.state().relayState->pendingTransfer(kept.pairID) ||
+        needs.workspace.relay().activeInitial())
+        return;
     if (workspace.conversation.get()->isBusy)
         return needs.notices.say("Automatic sending was skipped while a reply is in progress. Press Send "
                                  "after it finishes.");
@@ -297,7 +324,7 @@ void CommandInbox::finishCommandRelayIntent() {
 bool CommandInbox::isAsIntended(const RelayIntent& kept) const {
     const auto& workspace = needs.workspace.state();
     const auto pair = needs.workspace.relay().activePair();
-    return !needs.notices.error() && workspace.conversation.get() &&
+    return !needs.notices.error() && !workspace.chainDestinationUnselected && workspace.conversation.get() &&
            workspace.commandEditGeneration.isCurrent(kept.edit) && pair && pair->id == kept.pairID &&
            workspace.source == kept.source.agent && workspace.sourceReference &&
            sameIdentity(*workspace.sourceReference, kept.source) &&

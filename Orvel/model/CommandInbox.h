@@ -13,6 +13,7 @@
 #include "OrvelCore/commands/CapturedCommand.h"
 #include "OrvelCore/conversations/Handoff.h"
 #include "OrvelCore/relay/RelayPair.h"
+#include "OrvelCore/relay/RelayTransfer.h"
 
 #include <optional>
 #include <string>
@@ -22,6 +23,7 @@ namespace orvel {
 
 class Applications;
 class Catalogue;
+class Chains;
 class FileStore;
 class MessageOperation;
 class Notices;
@@ -38,6 +40,7 @@ struct CommandInboxNeeds {
     const Catalogue& catalogue;
     ConversationReader& reader;
     Workspace& workspace;
+    Chains& chains;
     const RelayLinkManagement& links;
     Outbox& outbox;
     MainLoop& loop;
@@ -98,6 +101,8 @@ class CommandInbox {
 
     void applyIdentifiedCommand(const std::string& instruction, const ConversationReference& reference,
                                 bool sendsAutomatically);
+    bool placeBehindInitial(const std::string& instruction, const ConversationReference& reference);
+    void appendNextNote(const RelayInitialTransfer& initial, const std::string& instruction);
     void placeInPair(const std::string& instruction, const RelayPair& pair,
                      const ConversationReference& reference, bool sendsAutomatically);
     void placeInSource(const std::string& instruction, const ConversationReference& reference,

@@ -19,28 +19,94 @@ std::shared_ptr<const RelayPair> OpenRelay::activePair() const {
 std::shared_ptr<const RelayTransfer> OpenRelay::pendingTransfer() const {
     const auto& id = workspace.selectedPairID.get();
     if (!id) return nullptr;
-    return records.relayState->transfers.findIf(
-        [&](const auto& transfer) { return transfer.isPending() && transfer.pairID == *id; });
+    return records.relayState->pendingTransfer(*id);
+}
+
+std::shared_ptr<const RelayInitialTransfer> OpenRelay::activeInitial() const {
+    const auto& id = workspace.selectedInitialID.get();
+    if (!id) return nullptr;
+    auto initial = records.relayState->initialTransfers.find(*id);
+    return initial && initial->isPending() ? initial : nullptr;
+}
+
+std::shared_ptr<const RelayInitialTransfer> OpenRelay::pendingInitialDraft() const {
+    if (auto initial = activeInitial()) return initial;
+    const auto pending = pendingTransfer();
+    if (!pending || pending->source != workspace.source) return nullptr;
+    return records.relayState->initialTransfers.find(pending->id);
 }
 
 bool OpenRelay::editingSavedTransfer() const {
+    if (workspace.chainDestinationUnselected) return false;
+    if (activeInitial()) return true;
     const auto pending = pendingTransfer();
     return pending && pending->source == workspace.source;
 }
 
 bool OpenRelay::noteIsForNextTransfer() const {
+    if (const auto initial = pendingInitialDraft()) return records.nextDraft(*initial).isForNextTransfer();
     return activePair() && editingSavedTransfer() &&
            records.draft(*workspace.selectedPairID.get(), workspace.source).isForNextTransfer();
 }
 
 std::optional<std::string> OpenRelay::previousCopy() const {
-    const auto pending = pendingTransfer();
-    return pending ? std::optional(*pending->payload) : std::nullopt;
+    if (workspace.chainDestinationUnselected) return std::nullopt;
+    if (const auto pending = pendingTransfer()) return *pending->payload;
+    const auto initial = activeInitial();
+    return initial ? std::optional(*initial->payload) : std::nullopt;
 }
 
 bool OpenRelay::hasClaudePendingDraft() const {
     const auto pending = pendingTransfer();
     return activePair() && pending && pending->source == Agent::codex;
+}
+
+std::shared_ptr<const RelayLink> OpenRelay::activeChain() const {
+    const auto pair = activePair();
+    return pair ? records.relayState->link(pair->id) : nullptr;
+}
+
+std::vector<ConversationReference> OpenRelay::orderedRelayConversations() const {
+    const auto pair = activePair();
+    if (!pair) return {};
+    try {
+        return records.relayState->orderedReferences(pair->id);
+    } catch (const RelayError&) {
+        return {};
+    }
+}
+
+std::shared_ptr<const RelayPair> OpenRelay::chainPair(const ConversationReference& from,
+                                                      const ConversationReference& to) const {
+    const auto chain = activeChain();
+    if (!chain || from.agent == to.agent) return nullptr;
+    for (const auto& pair : records.relayState->adjacentPairs(*chain, from))
+        if (sameIdentity(pair.endpoint(to.agent), to)) return std::make_shared<const RelayPair>(pair);
+    return nullptr;
+}
+
+bool OpenRelay::selectedChainRoute(const ConversationReference& from, const ConversationReference& to) const {
+    const auto pair = activePair();
+    return pair && !workspace.chainDestinationUnselected && workspace.sourceReference &&
+           sameIdentity(*workspace.sourceReference, from) &&
+           sameIdentity(pair->endpoint(other(from.agent)), to);
+}
+
+bool OpenRelay::otherChainTransferPending() const {
+    const auto pair = activePair();
+    const auto chain = activeChain();
+    if (!chain) return false;
+    const auto isElsewhere = [&](const std::string& id) {
+        return id != pair->id && records.relayState->pendingTransfer(id);
+    };
+    return std::any_of(chain->pairIDs.begin(), chain->pairIDs.end(), isElsewhere) ||
+           records.relayState->pendingInitial(*chain);
+}
+
+std::string OpenRelay::chainSpeakerTitle(const ConversationReference& reference) const {
+    if (const auto chain = activeChain())
+        return titleOfSpeaker(reference.agent, chain->speakerContext.label(reference));
+    return speakerTitle(reference.agent);
 }
 
 std::optional<ConversationReference> OpenRelay::cardReference(Agent agent) const {
@@ -50,35 +116,56 @@ std::optional<ConversationReference> OpenRelay::cardReference(Agent agent) const
 }
 
 std::string OpenRelay::speakerLabel(Agent agent) const {
-    const auto pair = activePair();
-    return pair ? pair->speakerLabel(agent) : std::string(rawValue(agent));
+    if (const auto pair = activePair()) return pair->speakerLabel(agent);
+    const auto reference = cardReference(agent);
+    if (const auto initial = activeInitial(); initial && reference) return initial->speakerLabel(*reference);
+    // A conversation that is still to be made gets the first label that is free.
+    if (const auto& context = workspace.replacementSpeakerContext)
+        return context->label(reference.value_or(ConversationReference{.agent = agent}));
+    return std::string(rawValue(agent));
 }
 
-std::string OpenRelay::speakerTitle(Agent agent) const {
+std::string titleOfSpeaker(Agent agent, const std::string& speaker) {
     const auto word = rawValue(agent);
-    const auto spoken = speakerLabel(agent);
     std::string title(label(agent));
-    if (spoken != word && spoken.size() > word.size()) title += spoken.substr(word.size());
+    if (speaker != word && speaker.size() > word.size()) title += speaker.substr(word.size());
     return title;
 }
 
+std::string OpenRelay::speakerTitle(Agent agent) const {
+    return titleOfSpeaker(agent, speakerLabel(agent));
+}
+
 std::string OpenRelay::sourceSpeakerLabel() const {
-    if (editingSavedTransfer() && !noteIsForNextTransfer())
-        return pendingTransfer()->assistantLabel.value_or(std::string(rawValue(workspace.source)));
+    if (editingSavedTransfer() && !noteIsForNextTransfer()) {
+        const auto pending = pendingTransfer();
+        const auto initial = activeInitial();
+        const auto saved = pending   ? pending->assistantLabel
+                           : initial ? initial->assistantLabel
+                                     : std::nullopt;
+        return saved.value_or(std::string(rawValue(workspace.source)));
+    }
     return speakerLabel(workspace.source);
 }
 
 std::string OpenRelay::primaryActionTitle() const {
     if (editingSavedTransfer()) return "Retry saved message";
-    if (!activePair()) return std::string("Start in ").append(label(workspace.destination));
+    if (!activePair() && workspace.sourceReference)
+        return std::string("Start in ").append(label(workspace.destination));
     return "Send to " + speakerTitle(workspace.destination);
 }
 
 OpenRelay::SelectionBasis OpenRelay::selectionBasis() const {
-    return {workspace.selectedPairID.revision(), records.relayState.revision(),
-            records.unsavedDrafts.revision(),    workspace.conversation.revision(),
-            workspace.source.revision(),         workspace.selectedStartMessageID.revision(),
-            workspace.startIndex.revision(),     workspace.manualText.revision()};
+    return {workspace.selectedPairID.revision(),
+            records.relayState.revision(),
+            records.unsavedDrafts.revision(),
+            workspace.conversation.revision(),
+            workspace.source.revision(),
+            workspace.selectedStartMessageID.revision(),
+            workspace.startIndex.revision(),
+            workspace.manualText.revision(),
+            workspace.selectedInitialID.revision(),
+            workspace.chainDestinationUnselected.revision()};
 }
 
 // Asked at every rendering; the text is formed once.
@@ -116,9 +203,12 @@ std::optional<std::string> OpenRelay::lostPosition() const {
 }
 
 OpenRelay::Selection OpenRelay::newSelection() const {
+    if (workspace.chainDestinationUnselected) return {};
     const auto& conversation = workspace.conversation.get();
-    if (const auto pair = activePair(); pair && conversation) try {
-            if (noteIsForNextTransfer()) return {SelectedMessages(nextTransferMessages(*conversation))};
+    const auto pair = activePair();
+    const bool isForNext = noteIsForNextTransfer();
+    if (conversation && (pair || isForNext)) try {
+            if (isForNext) return {SelectedMessages(nextTransferMessages(*conversation))};
             return {SelectedMessages(records.relayState->preview(pair->id, workspace.source, *conversation,
                                                                  workspace.selectedStartMessageID))};
         } catch (const RelayError& failure) {
@@ -137,6 +227,9 @@ OpenRelay::Selection OpenRelay::newSelection() const {
 }
 
 std::vector<Message> OpenRelay::nextTransferMessages(const Conversation& conversation) const {
+    if (const auto initial = pendingInitialDraft())
+        return records.relayState->previewNextInitial(initial->id, conversation,
+                                                      workspace.selectedStartMessageID);
     const auto pair = activePair();
     if (!pair) throw RelayError(RelayError::Case::pairNotFound);
     return records.relayState->previewNext(pair->id, workspace.source, conversation,
@@ -144,6 +237,7 @@ std::vector<Message> OpenRelay::nextTransferMessages(const Conversation& convers
 }
 
 std::string OpenRelay::preview() const {
+    if (workspace.chainDestinationUnselected) return "";
     const auto messages = selectedMessages();
     return RelayFormatter::render(workspace.source, messages.span(), workspace.instruction.get(),
                                   sourceSpeakerLabel());

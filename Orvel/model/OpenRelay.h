@@ -15,6 +15,9 @@
 
 namespace orvel {
 
+/// What a conversation whose text says "claude 2" is called for the person: "Claude 2".
+std::string titleOfSpeaker(Agent agent, const std::string& speaker);
+
 /// The messages that a relay would carry: the end of a loaded conversation, which is shared and not copied,
 /// or messages of its own.
 class SelectedMessages {
@@ -46,6 +49,11 @@ class OpenRelay {
     std::shared_ptr<const RelayPair> activePair() const;
     /// The saved message of the open pair that has not been seen in its destination, or null.
     std::shared_ptr<const RelayTransfer> pendingTransfer() const;
+    /// The open first message into a conversation that is not known yet, or null.
+    std::shared_ptr<const RelayInitialTransfer> activeInitial() const;
+    /// The first message whose next note is shown: the open one, or one that was bound to the open pair and
+    /// has no receipt yet.
+    std::shared_ptr<const RelayInitialTransfer> pendingInitialDraft() const;
     /// Whether a saved message of this side is shown.
     bool editingSavedTransfer() const;
     bool noteIsForNextTransfer() const;
@@ -55,6 +63,22 @@ class OpenRelay {
     std::optional<std::string> previousCopy() const;
     /// Whether the saved message goes to Claude, in whose editor an earlier attempt may have left it.
     bool hasClaudePendingDraft() const;
+
+    // The open link
+
+    /// The chain that holds the open pair, or null.
+    std::shared_ptr<const RelayLink> activeChain() const;
+    /// The conversations of the open link in their order; none without a pair.
+    std::vector<ConversationReference> orderedRelayConversations() const;
+    /// The pair of the open link that joins these two, or null.
+    std::shared_ptr<const RelayPair> chainPair(const ConversationReference& from,
+                                               const ConversationReference& to) const;
+    /// Whether the message goes out from the one to the other.
+    bool selectedChainRoute(const ConversationReference& from, const ConversationReference& to) const;
+    /// Whether another pair of the open link has a message that waits, so that none may go out here.
+    bool otherChainTransferPending() const;
+    /// What the conversation of the open link is called for the person.
+    std::string chainSpeakerTitle(const ConversationReference& reference) const;
 
     std::optional<ConversationReference> cardReference(Agent agent) const;
     std::string speakerLabel(Agent agent) const;
@@ -89,7 +113,7 @@ class OpenRelay {
     bool isOutdated() const;
 
     /// The revisions of everything from which the selected messages follow.
-    using SelectionBasis = std::array<std::uint64_t, 8>;
+    using SelectionBasis = std::array<std::uint64_t, 10>;
     SelectionBasis selectionBasis() const;
 
     const WorkspaceState& workspace;

@@ -45,15 +45,16 @@ OrvelModel::OrvelModel(const Desktop& desktop, ClaudeRelaySender& claudeSender, 
                  desktop.processes},
                 positionsIn(statePath, notices)),
       messageSearch(changeSignal, notices, desktop.loop, readings, workspace.state()),
-      links(notices, operation, ledger, workspace),
+      chains(notices, operation, ledger, workspace),
+      links(notices, operation, ledger, workspace, chains),
       outbox(changeSignal,
              {notices, operation, ledger, workspace, reader, desktop.loop, desktop.processes,
               desktop.applications, claudeSender},
              catalogue.agentFolders()),
       receipts(changeSignal,
                {notices, operation, outbox.state(), ledger, workspace, reader, readings, desktop.loop}),
-      commandInbox({notices, operation, ledger, catalogue, reader, workspace, links, outbox, desktop.loop,
-                    desktop.applications, desktop.files},
+      commandInbox({notices, operation, ledger, catalogue, reader, workspace, chains, links, outbox,
+                    desktop.loop, desktop.applications, desktop.files},
                    beside(statePath, "captured-command")) {
     catalogue.onDiscovered = [this] { workspace.recognizeSource(); };
     workspace.onLoaded = [this] {
@@ -73,7 +74,7 @@ ModelView OrvelModel::view() const {
 
 bool OrvelModel::isIdle() const {
     return ledger.isIdle() && catalogue.isIdle() && workspace.isIdle() && messageSearch.isIdle() &&
-           links.isIdle() && outbox.isIdle() && receipts.isIdle() && commandInbox.isIdle();
+           chains.isIdle() && links.isIdle() && outbox.isIdle() && receipts.isIdle() && commandInbox.isIdle();
 }
 
 } // namespace orvel

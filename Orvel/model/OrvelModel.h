@@ -2,12 +2,10 @@
 // The application's state and everything that can be done with it, as rooms. Each room holds state of its
 // own, changes nobody else's, and is handed what it uses; this class makes them, and connects what one has to
 // hear of another. It belongs to the main loop's thread.
-//
-// Rooms that will stand here: chains (handed the ledger, the workspace and the links), and new conversations
-// (the ledger, the workspace, the reader, the catalogue, the outbox and the application launcher).
 
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/model/Catalogue.h"
+#include "Orvel/model/Chains.h"
 #include "Orvel/model/CommandInbox.h"
 #include "Orvel/model/ConversationReadings.h"
 #include "Orvel/model/MessageOperation.h"
@@ -62,6 +60,7 @@ class OrvelModel {
   public:
     Workspace workspace;
     MessageSearch messageSearch;
+    Chains chains;
     RelayLinkManagement links;
     Outbox outbox;
     Receipts receipts;

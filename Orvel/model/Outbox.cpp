@@ -15,12 +15,6 @@
 
 namespace orvel {
 
-namespace {
-
-constexpr auto rangeChanged = "The conversation changed. Review the latest message range.";
-
-} // namespace
-
 Outbox::Outbox(const ChangeSignal& changes, const OutboxNeeds& needs, const AgentFolders& folders)
     : needs(needs),
       held(changes, needs.operation, needs.processes.longestArgument()),
@@ -80,17 +74,7 @@ void Outbox::requireSelection(const RelayPair& pair, Agent source, Generation::V
     const auto& workspace = needs.workspace.state();
     if (workspace.selectedPairID.get() != pair.id || workspace.source != source ||
         !workspace.relayLoadGeneration.isCurrent(generation))
-        throw RelaySendError(rangeChanged);
-}
-
-Task<SharedConversation> Outbox::checkedSource(ConversationReference reference) {
-    const auto& workspace = needs.workspace.state();
-    const auto generation = workspace.relayLoadGeneration.current();
-    auto fresh = co_await needs.reader.readReference(std::move(reference));
-    const auto& shown = workspace.conversation.get();
-    if (shown && (shown == fresh || *shown == *fresh)) co_return shown;
-    if (workspace.relayLoadGeneration.isCurrent(generation)) needs.workspace.showReading(std::move(fresh));
-    throw RelaySendError(rangeChanged);
+        throw RelaySendError(Workspace::rangeChanged);
 }
 
 // One that is to be delivered is saved as one that must not be repeated: from then on the record says that a
@@ -98,7 +82,7 @@ Task<SharedConversation> Outbox::checkedSource(ConversationReference reference) 
 Task<SavedTransfer> Outbox::prepareNew(RelayPair pair, Agent source, bool isToBeDelivered) {
     const auto& workspace = needs.workspace.state();
     const auto generation = workspace.relayLoadGeneration.current();
-    const auto from = co_await checkedSource(pair.endpoint(source));
+    const auto from = co_await needs.workspace.checkedSource(pair.endpoint(source));
     const auto to = co_await needs.reader.readReference(pair.endpoint(other(source)));
     const auto prepare = [&](RelayState& state) {
         requireSelection(pair, source, generation);
@@ -131,7 +115,7 @@ Task<std::optional<SavedTransfer>> Outbox::prepareRetry(RelayPair pair, RelayTra
             needs.workspace.showDraft(needs.ledger.state().draft(pair.id, source));
         co_return std::nullopt;
     }
-    const auto from = co_await checkedSource(pair.endpoint(source));
+    const auto from = co_await needs.workspace.checkedSource(pair.endpoint(source));
     requireSelection(pair, source, generation);
     if (!isPreparedAgain(transfer, needs.ledger.state().relayState, *from))
         throw RelaySendError("Couldn't verify the original range of the saved message. Nothing will be "

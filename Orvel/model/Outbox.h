@@ -88,7 +88,6 @@ class Outbox {
     Task<void> copyRelay(Guard operation, Pasteboard& pasteboard);
 
     Task<void> send(Guard operation, RelayPair pair, Agent source);
-    Task<SharedConversation> checkedSource(ConversationReference reference);
     Task<std::optional<SavedTransfer>> prepareRetry(RelayPair pair, RelayTransfer transfer);
     Task<SavedTransfer> prepareNew(RelayPair pair, Agent source, bool isToBeDelivered);
     void requireSelection(const RelayPair& pair, Agent source, Generation::Value generation) const;

@@ -5,7 +5,9 @@
 #include "OrvelCore/relay/RelaySendError.h"
 #include "OrvelCore/relay/RelayStateReport.h"
 
+#include <algorithm>
 #include <stdexcept>
+#include <vector>
 
 namespace orvel {
 
@@ -55,12 +57,35 @@ Task<void> RelayLedger::saveRelay(RelayState state) {
     held.relayState = std::move(state);
 }
 
+namespace {
+
+// What was typed for the message after a first one belongs to the pair, once the first one has its receipt.
+void store(const UnsavedDraft& unsaved, RelayState& state) {
+    const auto& [pairID, source, initialID, draft, edit] = unsaved;
+    if (!initialID)
+        return state.setDraft(pairID, source, draft.instruction, draft.startMessageID,
+                              draft.isForNextTransfer());
+    const auto initial = state.initialTransfers.find(*initialID);
+    if (!initial) return;
+    const auto& bound = initial->boundPairID;
+    if (const auto pending = bound ? state.pendingTransfer(*bound) : nullptr;
+        !bound || (pending && pending->id == *initialID))
+        state.setInitialNextDraft(*initialID, draft.instruction, draft.startMessageID);
+    else
+        state.setDraft(*bound, initial->sourceReference.agent, draft.instruction, draft.startMessageID,
+                       pending != nullptr);
+}
+
+} // namespace
+
 // Pairs are never removed, so a draft always fits. One that does not keeps no other change back.
 RelayState RelayLedger::withDrafts(const std::map<std::string, UnsavedDraft>& drafts) const {
     auto state = held.relayState.get();
-    for (const auto& [key, unsaved] : drafts) try {
-            state.setDraft(unsaved.pairID, unsaved.source, unsaved.draft.instruction,
-                           unsaved.draft.startMessageID, unsaved.draft.isForNextTransfer());
+    std::vector<const UnsavedDraft*> inOrder; // Of two drafts of one conversation the later one stays.
+    for (const auto& [key, unsaved] : drafts) inOrder.push_back(&unsaved);
+    std::sort(inOrder.begin(), inOrder.end(), [](auto* one, auto* two) { return one->edit < two->edit; });
+    for (const auto* unsaved : inOrder) try {
+            store(*unsaved, state);
         } catch (const std::exception&) { // NOLINT(bugprone-empty-catch)
         }
     return state;
@@ -77,9 +102,20 @@ void RelayLedger::forget(const std::map<std::string, UnsavedDraft>& drafts) {
 }
 
 void RelayLedger::setDraft(const std::string& pairID, Agent source, RelayDraft draft) {
-    auto unsaved = held.unsavedDrafts.get();
-    unsaved[positionKey(pairID, source)] = {pairID, source, std::move(draft), ++edits};
-    held.unsavedDrafts = std::move(unsaved);
+    setDraft(positionKey(pairID, source),
+             {.pairID = pairID, .source = source, .initialID = {}, .draft = std::move(draft)});
+}
+
+void RelayLedger::setNextDraft(const std::string& initialID, RelayDraft draft) {
+    draft.nextTransfer = true;
+    setDraft(initialID, {.pairID = {}, .initialID = initialID, .draft = std::move(draft)});
+}
+
+void RelayLedger::setDraft(const std::string& key, UnsavedDraft unsaved) {
+    unsaved.edit = ++edits;
+    auto drafts = held.unsavedDrafts.get();
+    drafts[key] = std::move(unsaved);
+    held.unsavedDrafts = std::move(drafts);
     if (!nextFlush) nextFlush = loop.after(draftInterval, [this] { flushDrafts(); });
 }
 

@@ -63,6 +63,8 @@ class RelayLedger {
 
     /// Takes a draft as it was typed. It is saved soon; what fails then is told and stays unsaved.
     void setDraft(const std::string& pairID, Agent source, RelayDraft draft);
+    /// The same for the message after a first one.
+    void setNextDraft(const std::string& initialID, RelayDraft draft);
 
     /// Saves now what is unsaved, and tells what fails.
     void flushDrafts();
@@ -77,6 +79,7 @@ class RelayLedger {
     bool isIdle() const { return tasks.isIdle() && turns.isFree() && !nextFlush; }
 
   private:
+    void setDraft(const std::string& key, UnsavedDraft unsaved);
     RelayState withDrafts(const std::map<std::string, UnsavedDraft>& drafts) const;
     Task<void> saveRelay(RelayState state);
     void forget(const std::map<std::string, UnsavedDraft>& drafts);

@@ -6,6 +6,7 @@
 #include "Orvel/model/Notices.h"
 #include "Orvel/model/RelayLedger.h"
 #include "OrvelCore/files/FilePath.h"
+#include "OrvelCore/relay/RelaySendError.h"
 
 namespace orvel {
 
@@ -54,11 +55,19 @@ void Workspace::openRecent(const RecentConversation& recent) {
     load(recent.path);
 }
 
-void Workspace::useManualInput() {
+void Workspace::leaveRelay() {
     needs.ledger.flushDrafts();
+    held.chainDestinationUnselected = false;
     held.selectedPairID = std::nullopt;
+    held.selectedInitialID = std::nullopt;
     held.selectedStartMessageID = std::nullopt;
     held.sourceReference.reset();
+    held.replacementSpeakerContext.reset();
+    held.newConversationAttachment = std::nullopt;
+}
+
+void Workspace::useManualInput() {
+    leaveRelay();
     held.relayLoadGeneration.renew();
     held.loadGeneration.renew();
     held.isLoading = false;
@@ -78,37 +87,94 @@ void Workspace::newLink() {
     held.instruction = "";
     held.manualText = "";
     held.destinationConversation = "";
+    held.creationFolder = std::nullopt;
     needs.notices.say("Choose a source conversation card, then start the destination conversation.");
 }
 
 void Workspace::chooseSource(const ConversationReference& reference) {
     if (needs.operation.isUnderWay()) return;
+    if (const auto initial = needs.ledger.state().relayState->pendingInitial(reference))
+        return openInitial(*initial);
     newLink();
     held.source = reference.agent;
     held.destination = other(reference.agent);
     held.sourceReference = reference;
+    const auto typed = unlinkedDrafts.find(ConversationReader::key(reference));
+    if (typed != unlinkedDrafts.end()) showDraft(typed->second);
     loadRelayReference(reference);
+}
+
+void Workspace::openInitial(const RelayInitialTransfer& initial) {
+    if (needs.operation.isUnderWay()) return;
+    leaveRelay();
+    held.selectedInitialID = initial.id;
+    held.source = initial.sourceReference.agent;
+    held.destination = initial.destinationAgent;
+    held.replacementSpeakerContext = initial.speakerContext;
+    held.newConversationAttachment = initial.linkAttachment;
+    held.sourceReference = initial.sourceReference;
+    held.destinationConversation = "";
+    showDraft(needs.ledger.state().nextDraft(initial));
+    loadRelayReference(initial.sourceReference);
+}
+
+void Workspace::prepareNewConversation(const NewConversation& wanted) {
+    if (needs.operation.isUnderWay()) return;
+    newLink();
+    held.source = wanted.source.agent;
+    held.destination = other(wanted.source.agent);
+    held.sourceReference = wanted.source;
+    held.replacementSpeakerContext = wanted.speakerContext;
+    held.newConversationAttachment = wanted.attachment;
+    showDraft(wanted.draft);
+    needs.notices.dismissError();
+    loadRelayReference(wanted.source);
+}
+
+Task<SharedConversation> Workspace::checkedSource(ConversationReference reference) {
+    const auto generation = held.relayLoadGeneration.current();
+    auto fresh = co_await needs.reader.readReference(std::move(reference));
+    const auto& shown = held.conversation.get();
+    if (shown && (shown == fresh || *shown == *fresh)) co_return shown;
+    if (held.relayLoadGeneration.isCurrent(generation)) showReading(std::move(fresh));
+    throw RelaySendError(rangeChanged);
 }
 
 void Workspace::openPair(const RelayPair& pair, Agent source) {
     if (needs.operation.isUnderWay()) return;
     const auto active = needs.ledger.state().relayState->pairs.find(pair.id);
     if (!active || !active->isActive()) return;
-    needs.ledger.flushDrafts();
+    leaveRelay();
     held.selectedPairID = pair.id;
     held.source = source;
     held.destination = other(source);
     held.sourceReference = pair.endpoint(source);
     held.destinationConversation = pair.endpoint(other(source)).sessionID;
-    auto draft = needs.ledger.state().draft(pair.id, source);
-    if (derived.editingSavedTransfer() && !draft.isForNextTransfer()) draft.instruction.clear();
-    showDraft(draft);
+    showDraft(shownDraft(pair.id, source));
     loadRelayReference(pair.endpoint(source));
+}
+
+// While a saved message is shown, the note is for the one after it.
+RelayDraft Workspace::shownDraft(const std::string& pairID, Agent source) const {
+    const auto& records = needs.ledger.state();
+    if (const auto initial = derived.pendingInitialDraft()) {
+        auto draft = records.nextDraft(*initial);
+        if (!draft.isForNextTransfer()) draft.startMessageID = initial->startMessageID;
+        return draft;
+    }
+    auto draft = records.draft(pairID, source);
+    if (derived.editingSavedTransfer() && !draft.isForNextTransfer()) draft.instruction.clear();
+    return draft;
 }
 
 void Workspace::showDraft(const RelayDraft& draft) {
     held.instruction = draft.instruction;
     held.selectedStartMessageID = draft.startMessageID;
+}
+
+void Workspace::keepDraft(const RelayDraft& draft) {
+    showDraft(draft);
+    saveCurrentDraft();
 }
 
 void Workspace::selectRange(std::optional<std::string> messageID) {
@@ -133,13 +199,23 @@ void Workspace::setInstruction(std::string text) {
 }
 
 void Workspace::saveCurrentDraft() {
-    const auto pair = derived.activePair();
-    if (!pair) return;
-    needs.ledger.setDraft(
-        pair->id, held.source,
-        {.instruction = held.instruction,
-         .startMessageID = held.selectedStartMessageID,
-         .nextTransfer = derived.editingSavedTransfer() ? std::optional(true) : std::nullopt});
+    RelayDraft draft{
+        .instruction = held.instruction, .startMessageID = held.selectedStartMessageID, .nextTransfer = {}};
+    if (const auto initial = derived.pendingInitialDraft())
+        return needs.ledger.setNextDraft(initial->id, std::move(draft));
+    if (const auto pair = derived.activePair()) {
+        // Where no direction is chosen, the side may still have a message on its way.
+        const bool keepsMark = held.chainDestinationUnselected &&
+                               needs.ledger.state().draft(pair->id, held.source).isForNextTransfer();
+        if (derived.editingSavedTransfer() || keepsMark) draft.nextTransfer = true;
+        return needs.ledger.setDraft(pair->id, held.source, std::move(draft));
+    }
+    if (!held.sourceReference) return;
+    const auto key = ConversationReader::key(*held.sourceReference);
+    if (draft == RelayDraft())
+        unlinkedDrafts.erase(key);
+    else
+        unlinkedDrafts[key] = std::move(draft);
 }
 
 void Workspace::recordCopy(std::string text) {

@@ -8,8 +8,10 @@
 #include "Orvel/runtime/Task.h"
 #include "OrvelCore/conversations/RecentConversationsStore.h"
 #include "OrvelCore/relay/RelayPair.h"
+#include "OrvelCore/relay/RelayTransfer.h"
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -37,6 +39,9 @@ struct WorkspaceNeeds {
 
 class Workspace {
   public:
+    /// What the person is told where a message would hold something else than was shown.
+    static constexpr auto rangeChanged = "The conversation changed. Review the latest message range.";
+
     Workspace(const ChangeSignal& changes, const WorkspaceNeeds& needs, HandoffState positions);
 
     const WorkspaceState& state() const { return held; }
@@ -64,10 +69,28 @@ class Workspace {
     void setManualText(std::string text);
     /// Leaves everything, for a new link. Does nothing while a message is under way.
     void newLink();
+    /// Opens the conversation as a source, or the first message that waits to go out from it.
     void chooseSource(const ConversationReference& reference);
     /// Opens an active pair, with the message going out from `source`. Does nothing while a message is under
     /// way.
     void openPair(const RelayPair& pair, Agent source);
+    /// Opens a first message whose conversation is not known yet. Does nothing while a message is under way.
+    void openInitial(const RelayInitialTransfer& initial);
+    /// Leaves it open to which neighbour of the open source the message goes.
+    void leaveDestinationOpen() { held.chainDestinationUnselected = true; }
+    /// What the open source is to begin a new conversation with.
+    struct NewConversation {
+        ConversationReference source;
+        std::optional<RelaySpeakerContext> speakerContext;
+        std::optional<RelayLinkAttachment> attachment;
+        RelayDraft draft;
+    };
+    /// Leaves what is open for a conversation that does not exist yet. Does nothing while a message is under
+    /// way.
+    void prepareNewConversation(const NewConversation& wanted);
+    void setCreationFolder(std::string folder) { held.creationFolder = std::move(folder); }
+    /// A first message stands in the records, and is what is open now.
+    void adoptInitial(const std::string& initialID) { held.selectedInitialID = initialID; }
     /// Reads the open conversation again.
     void refresh();
     /// Looks whether the reply has ended in a busy source that belongs to no pair.
@@ -84,11 +107,20 @@ class Workspace {
     /// message is under way.
     void setInstruction(std::string text);
     void showDraft(const RelayDraft& draft);
+    /// The same, and keeps it as if the person had typed it.
+    void keepDraft(const RelayDraft& draft);
+    /// What was typed for a source without a pair stands elsewhere now.
+    void forgetUnlinkedDraft(const ConversationReference& source) {
+        unlinkedDrafts.erase(ConversationReader::key(source));
+    }
     /// The note has gone into a saved message.
     void clearInstruction() { held.instruction = ""; }
 
     // What others found out about what is open
 
+    /// Reads the open source afresh. Throws what reading throws, and RelaySendError if it is not what the
+    /// person has seen, who sees it then.
+    Task<SharedConversation> checkedSource(ConversationReference reference);
     /// A fresh reading of the open source; another range than the one shown may follow from it.
     void showReading(SharedConversation fresh);
     /// Notes what a plain copy put on the clipboard.
@@ -99,9 +131,11 @@ class Workspace {
 
   private:
     void setSource(Agent source);
+    void leaveRelay();
     void restoreDestinationConversation();
     void selectUnsentRange();
     void saveCurrentDraft();
+    RelayDraft shownDraft(const std::string& pairID, Agent source) const;
 
     Generation::Value beginLoad();
     Task<SharedConversation> readWhole(std::string path, Agent source);
@@ -118,6 +152,8 @@ class Workspace {
     WorkspaceNeeds needs;
     WorkspaceState held;
     OpenRelay derived;
+    /// What was typed for sources without a pair, by ConversationReader::key.
+    std::map<std::string, RelayDraft> unlinkedDrafts;
     bool isRefreshingBusySource = false;
     TaskScope tasks; // Last: ends before what its work uses.
 };

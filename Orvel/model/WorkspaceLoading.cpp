@@ -17,10 +17,7 @@ namespace orvel {
 
 // What every load of a file does first. Gives the generation of this load.
 Generation::Value Workspace::beginLoad() {
-    needs.ledger.flushDrafts();
-    held.selectedPairID = std::nullopt;
-    held.selectedStartMessageID = std::nullopt;
-    held.sourceReference.reset();
+    leaveRelay();
     held.relayLoadGeneration.renew();
     const auto generation = held.loadGeneration.renew();
     held.isLoading = true;

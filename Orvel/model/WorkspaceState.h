@@ -6,6 +6,7 @@
 #include "OrvelCore/conversations/Conversation.h"
 #include "OrvelCore/conversations/ConversationReference.h"
 #include "OrvelCore/conversations/Handoff.h"
+#include "OrvelCore/relay/RelayLink.h"
 
 #include <cstddef>
 #include <optional>
@@ -26,6 +27,10 @@ struct WorkspaceState {
           isLoading(changes),
           selectedStartMessageID(changes),
           selectedPairID(changes),
+          selectedInitialID(changes),
+          chainDestinationUnselected(changes),
+          newConversationAttachment(changes),
+          creationFolder(changes),
           copiedPreview(changes),
           isAbandoned(changes) {}
 
@@ -40,7 +45,12 @@ struct WorkspaceState {
     Observable<bool> isLoading;
     Observable<std::optional<std::string>> selectedStartMessageID; ///< Chosen by the user.
     Observable<std::optional<std::string>> selectedPairID;         ///< The pair that is open.
-    Observable<std::optional<std::string>> copiedPreview;          ///< The text of the last plain copy.
+    Observable<std::optional<std::string>> selectedInitialID;      ///< The first message that is open.
+    /// The open link's source has several neighbours, and nobody has said which one is to be told.
+    Observable<bool> chainDestinationUnselected;
+    Observable<std::optional<RelayLinkAttachment>> newConversationAttachment; ///< Where a new one will join.
+    Observable<std::optional<std::string>> creationFolder; ///< In which a new conversation with Codex works.
+    Observable<std::optional<std::string>> copiedPreview;  ///< The text of the last plain copy.
     /// Of a shown conversation with Claude that is at work: whether no running Claude Code has it open.
     Observable<bool> isAbandoned;
 
@@ -50,6 +60,8 @@ struct WorkspaceState {
 
     std::optional<Date> writtenAt; ///< When the shown reading's transcript had last been written, if known.
     std::optional<ConversationReference> sourceReference; ///< The open source, if the catalogue knows it.
+    /// The labels that the next pair of the open source takes over.
+    std::optional<RelaySpeakerContext> replacementSpeakerContext;
     Generation loadGeneration;
     Generation relayLoadGeneration;   ///< Renewed by everything that opens something else.
     Generation commandEditGeneration; ///< Renewed at every edit of the user's.

@@ -363,7 +363,7 @@ void SidebarView::openRow(const QModelIndex& index) {
     stopPicking();
     if (row.link) {
         if (const auto pair = model.ledger.state().relayState->pairs.find(row.link->pairID))
-            model.links.openSidebarLink(*pair);
+            model.chains.openSidebarLink(*pair);
     } else if (picked != Picking::source && canBeDestination(row)) {
         model.links.chooseEndpoint(*row.reference);
     } else {

@@ -110,7 +110,7 @@ WorkspaceView::WorkspaceView(OrvelModel& model, const Desktop& desktop, QWidget*
     connect(route, &RouteView::sourceActivated, this, &WorkspaceView::sourceWanted);
     connect(route, &RouteView::destinationActivated, this, &WorkspaceView::destinationWanted);
     connect(route, &RouteView::routeChosen, this, [this](const QString& id) {
-        this->model.links.chooseWorkspaceRoute(utf8Text(id));
+        this->model.chains.chooseWorkspaceRoute(utf8Text(id));
         render();
     });
     progress->setRange(0, 0);
@@ -342,7 +342,7 @@ void WorkspaceView::submitDraft() {
 
 void WorkspaceView::turnRound() {
     for (const auto& route : shown.routes)
-        if (!route.selected) return model.links.chooseWorkspaceRoute(route.id);
+        if (!route.selected) return model.chains.chooseWorkspaceRoute(route.id);
 }
 
 void WorkspaceView::withdrawSamples() {

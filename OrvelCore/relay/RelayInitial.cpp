@@ -50,7 +50,7 @@ RelayInitialTransfer RelayState::prepareInitial(const RelayInitialRequest& reque
     std::optional<std::int64_t> noteRevision;
     if (attachment) {
         const auto row = extensionRow(attachment->anchorPairID, true);
-        checkInitialAttachment(request, row);
+        requireFreeEnd(row, attachment->end, source);
         const auto* note = row.note(source);
         noteRevision = note ? note->revision : 0;
     }
@@ -89,14 +89,6 @@ RelayInitialTransfer RelayState::prepareInitial(const RelayInitialRequest& reque
     initial.sourceNoteRevision = noteRevision;
     initialTransfers.append(initial);
     return initial;
-}
-
-// Whether the new conversation may join the row at the end that the request names.
-void RelayState::checkInitialAttachment(const RelayInitialRequest& request, const RelayLink& row) const {
-    require(row.conversations.size() < RelayLink::maximumConversations, Case::linkCapacity);
-    require(sameIdentity(row.member(request.linkAttachment->end), request.sourceReference),
-            Case::conversationMismatch);
-    require(!hasPendingTransfer(row), Case::pendingTransfer);
 }
 
 RelayPair RelayState::bindInitial(std::string_view id, const ConversationReference& destination,
@@ -207,12 +199,6 @@ void RelayState::updateAttachedInitialNote(const RelayInitialTransfer& initial,
     if (const auto holding = link(anchor)) return setSourceInstruction(holding->id, source, instruction);
     const auto old = draft(anchor, source.agent);
     setDraft(anchor, source.agent, instruction, old.startMessageID, old.isForNextTransfer());
-}
-
-bool RelayState::hasPendingInitial(const ConversationReference& source) const {
-    return initialTransfers.findIf([&](const RelayInitialTransfer& initial) {
-        return initial.isPending() && sameIdentity(initial.sourceReference, source);
-    }) != nullptr;
 }
 
 } // namespace orvel

@@ -54,8 +54,7 @@ RelayLink RelayState::attachPair(std::string_view pairID, std::string_view to, R
 void RelayState::archiveLink(std::string_view id, Date at) {
     const auto stored = validatedLink(links.find(id));
     require(!hasPendingTransfer(*stored), Case::pendingTransfer);
-    for (const auto& member : stored->conversations)
-        require(!hasPendingInitial(member), Case::pendingTransfer);
+    for (const auto& member : stored->conversations) require(!pendingInitial(member), Case::pendingTransfer);
     if (!stored->isActive()) return;
     links.change(id, [&](RelayLink& link) { link.archivedAt = at; });
     for (const auto& pairID : stored->pairIDs)
@@ -147,6 +146,21 @@ RelayLink RelayState::extensionRow(std::string_view pairID, bool requireActive) 
 }
 
 // Whether the conversation may become a member at this end.
+// Whether a new conversation may join the row behind the source.
+void RelayState::requireFreeEnd(const RelayLink& row, RelayLinkEnd end,
+                                const ConversationReference& source) const {
+    require(row.conversations.size() < RelayLink::maximumConversations, Case::linkCapacity);
+    require(sameIdentity(row.member(end), source), Case::conversationMismatch);
+    require(!hasPendingTransfer(row), Case::pendingTransfer);
+}
+
+void RelayState::requireExtensible(const RelayLinkAttachment& attachment, const ConversationReference& source,
+                                   std::optional<std::string_view> allowedInitialID) const {
+    const auto row = extensionRow(attachment.anchorPairID, true);
+    requireFreeEnd(row, attachment.end, source);
+    require(!pendingInitial(row, allowedInitialID), Case::pendingTransfer);
+}
+
 void RelayState::checkExtension(const RelayLink& link, RelayLinkEnd end,
                                 const ConversationReference& conversation,
                                 std::optional<std::string_view> allowedInitialID) const {
@@ -207,7 +221,7 @@ RelayLink RelayState::attachPairUnchecked(std::string_view pairID, std::string_v
 
 bool RelayState::hasPendingTransfer(const RelayLink& row) const {
     return std::any_of(row.pairIDs.begin(), row.pairIDs.end(),
-                       [&](const std::string& id) { return hasPendingTransfer(id); });
+                       [&](const std::string& id) { return pendingTransfer(id) != nullptr; });
 }
 
 } // namespace orvel

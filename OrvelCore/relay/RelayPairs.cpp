@@ -61,8 +61,8 @@ void RelayState::updateReferences(std::string_view pairID, const ConversationRef
 void RelayState::archivePair(std::string_view id, Date at) {
     if (const auto holding = link(id)) return archiveLink(holding->id, at);
     const auto stored = foundPair(id);
-    require(!hasPendingTransfer(id), Case::pendingTransfer);
-    require(!hasPendingInitial(stored->codex) && !hasPendingInitial(stored->claude), Case::pendingTransfer);
+    require(!pendingTransfer(id), Case::pendingTransfer);
+    require(!pendingInitial(stored->codex) && !pendingInitial(stored->claude), Case::pendingTransfer);
     if (stored->isActive()) pairs.change(id, [&](RelayPair& pair) { pair.archivedAt = at; });
 }
 
@@ -112,7 +112,7 @@ RelayTransfer RelayState::prepare(const RelayTransferRequest& request, const Rel
     const auto holding = link(pairID);
     if (holding)
         for (const auto& id : holding->pairIDs)
-            require(id == pairID || !hasPendingTransfer(id), Case::pendingTransfer);
+            require(id == pairID || !pendingTransfer(id), Case::pendingTransfer);
     requireSettled(request.destinationConversation);
 
     const auto messages = preview(pairID, source, request.sourceConversation, request.startMessageID);
@@ -218,12 +218,6 @@ RelayState::SharedPair RelayState::checkedSource(std::string_view pairID, const 
     auto pair = checkedPair(pairID, conversation, source);
     requireSettled(conversation);
     return pair;
-}
-
-bool RelayState::hasPendingTransfer(std::string_view pairID) const {
-    return transfers.findIf([&](const RelayTransfer& transfer) {
-        return transfer.isPending() && transfer.pairID == pairID;
-    }) != nullptr;
 }
 
 // Whether a first message into a link of this pair is on its way.

@@ -26,6 +26,38 @@ RecordList<RelayInitialTransfer> RelayState::pendingInitialTransfers() const {
     return initialTransfers.where([](const RelayInitialTransfer& initial) { return initial.isPending(); });
 }
 
+std::shared_ptr<const RelayTransfer> RelayState::pendingTransfer(std::string_view pairID) const {
+    return transfers.findIf(
+        [&](const RelayTransfer& transfer) { return transfer.isPending() && transfer.pairID == pairID; });
+}
+
+std::shared_ptr<const RelayInitialTransfer>
+RelayState::pendingInitial(const ConversationReference& source) const {
+    return initialTransfers.findIf([&](const RelayInitialTransfer& initial) {
+        return initial.isPending() && sameIdentity(initial.sourceReference, source);
+    });
+}
+
+std::vector<RelayPair> RelayState::adjacentPairs(const RelayLink& link,
+                                                 const ConversationReference& reference) const {
+    std::vector<RelayPair> adjacent;
+    for (const auto& id : link.pairIDs)
+        if (const auto pair = pairs.find(id);
+            pair && pair->isActive() && sameIdentity(pair->endpoint(reference.agent), reference))
+            adjacent.push_back(*pair);
+    return adjacent;
+}
+
+std::shared_ptr<const RelayInitialTransfer>
+RelayState::pendingInitial(const RelayLink& link, std::optional<std::string_view> allowedInitialID) const {
+    return initialTransfers.findIf([&](const RelayInitialTransfer& initial) {
+        const auto& attachment = initial.linkAttachment;
+        return initial.isPending() && initial.id != allowedInitialID &&
+               (link.containsIdentity(initial.sourceReference) ||
+                (attachment && link.containsPair(attachment->anchorPairID)));
+    });
+}
+
 std::shared_ptr<const RelayLink> RelayState::link(std::string_view containingPairID) const {
     return links.findIf([&](const RelayLink& link) { return link.containsPair(containingPairID); });
 }

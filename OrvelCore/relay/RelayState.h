@@ -70,8 +70,22 @@ struct RelayState {
     RecordList<RelayTransfer> pendingTransfers() const;
     RecordList<RelayInitialTransfer> pendingInitialTransfers() const;
 
+    /// The pair's message that has not been seen in its destination, or null. Of several, as damaged records
+    /// may have them, the first.
+    std::shared_ptr<const RelayTransfer> pendingTransfer(std::string_view pairID) const;
+    /// The pending first message from this very conversation, or null.
+    std::shared_ptr<const RelayInitialTransfer> pendingInitial(const ConversationReference& source) const;
+
     /// The first link with this pair, or null. It stays as it is when the state changes.
     std::shared_ptr<const RelayLink> link(std::string_view containingPairID) const;
+
+    /// The active pairs of the link that hold the conversation, in the link's order.
+    std::vector<RelayPair> adjacentPairs(const RelayLink& link, const ConversationReference& reference) const;
+    /// The pending first message into this link or from one of its conversations, beside the allowed one, or
+    /// null.
+    std::shared_ptr<const RelayInitialTransfer>
+    pendingInitial(const RelayLink& link,
+                   std::optional<std::string_view> allowedInitialID = std::nullopt) const;
 
     // Pairs and transfers: RelayPairs.cpp
 
@@ -189,6 +203,12 @@ struct RelayState {
     /// invalidLink.
     RelaySpeakerContext speakerContextForExtension(std::string_view pairID) const;
 
+    /// Fails where no new conversation can join the link there behind `source`, whose first message may be
+    /// `allowedInitialID`: with pairNotFound, pairArchived, invalidLink, linkCapacity, conversationMismatch,
+    /// pendingTransfer.
+    void requireExtensible(const RelayLinkAttachment& attachment, const ConversationReference& source,
+                           std::optional<std::string_view> allowedInitialID) const;
+
     /// Stores the outgoing note of a member of an active link. Fails with conversationMismatch.
     void setSourceInstruction(std::string_view linkID, const ConversationReference& sourceReference,
                               std::string_view instruction);
@@ -218,9 +238,7 @@ struct RelayState {
     SharedPair foundPair(std::string_view pairID) const;
     SharedPair checkedPair(std::string_view pairID, const Conversation& conversation, Agent agent) const;
     SharedPair checkedSource(std::string_view pairID, const Conversation& conversation, Agent source) const;
-    bool hasPendingTransfer(std::string_view pairID) const;
     bool hasPendingTransfer(const RelayLink& row) const;
-    bool hasPendingInitial(const ConversationReference& source) const;
     bool hasPendingLinkInitial(std::string_view pairID) const;
     std::size_t rangeStart(const std::string& position, const Conversation& conversation,
                            const std::optional<std::string>& startMessageID) const;
@@ -229,11 +247,11 @@ struct RelayState {
 
     RelayPair bindInitialUnchecked(std::string_view id, const ConversationReference& destination,
                                    const RelayStamp& stamp);
-    void checkInitialAttachment(const RelayInitialRequest& request, const RelayLink& row) const;
     std::shared_ptr<const RelayInitialTransfer> editableInitial(std::string_view id) const;
     void updateAttachedInitialNote(const RelayInitialTransfer& initial, std::string_view instruction);
 
     std::shared_ptr<const RelayLink> validatedLink(std::shared_ptr<const RelayLink> link) const;
+    void requireFreeEnd(const RelayLink& row, RelayLinkEnd end, const ConversationReference& source) const;
     RelayLink extensionRow(std::string_view pairID, bool requireActive) const;
     void checkExtension(const RelayLink& link, RelayLinkEnd end, const ConversationReference& conversation,
                         std::optional<std::string_view> allowedInitialID) const;

@@ -52,7 +52,7 @@ TEST_F(RelaySessionTest, DraftsAndTheOpenPairOutliveARestart) {
     model().links.restoreRelay();
     desktop.loop.run();
     ASSERT_TRUE(model().workspace.relay().activePair());
-    model().links.chooseWorkspaceRoute(workspaceSnapshot(model().view()).routes[1].id);
+    model().chains.chooseWorkspaceRoute(workspaceSnapshot(model().view()).routes[1].id);
     desktop.loop.run();
     EXPECT_EQ(session().instruction.get(), "do this\n");
     EXPECT_EQ(model().workspace.relay().preview(), "do this\n\nclaude: d1");
