@@ -7,7 +7,6 @@
 #include "Orvel/delivery/ClaudeSubmission.h"
 #include "Orvel/delivery/ProvenEditor.h"
 #include "OrvelCore/conversations/AgentFolders.h"
-#include "OrvelCore/relay/RelayTransfer.h"
 
 #include <optional>
 #include <string>
@@ -30,13 +29,11 @@ class ClaudeDesktopRelaySender : public ClaudeRelaySender {
     Task<void> submitExistingDraft(SavedTransfer transfer, ConversationReference to,
                                    ReceiptCheck receiptConfirmed) override;
 
+    Task<ConversationReference> start(RelayInitialTransfer transfer) override;
+
     Task<std::string> diagnose(ConversationReference reference) override;
 
     ClaudeRelayDiagnosticHistory& attempts() override { return history; }
-
-    /// Opens a new conversation, sends the payload there, and returns the conversation once its transcript
-    /// holds the payload. Throws RelaySendError, and ConversationCatalogError if it is ambiguous.
-    Task<ConversationReference> start(RelayInitialTransfer transfer);
 
   private:
     // The page and editor that later snapshots must find again.

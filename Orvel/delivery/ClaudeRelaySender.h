@@ -4,6 +4,7 @@
 #include "Orvel/runtime/Task.h"
 #include "OrvelCore/conversations/ConversationReference.h"
 #include "OrvelCore/relay/RelaySendError.h"
+#include "OrvelCore/relay/RelayTransfer.h"
 #include "OrvelCore/relay/SavedTransfer.h"
 
 #include <functional>
@@ -27,6 +28,10 @@ class ClaudeRelaySender {
     /// Presses Send for the text that an earlier attempt left in the editor. Throws RelaySendError.
     virtual Task<void> submitExistingDraft(SavedTransfer transfer, ConversationReference to,
                                            ReceiptCheck receiptConfirmed) = 0;
+
+    /// Opens a new conversation and sends the message there; gives the conversation once its transcript holds
+    /// the message. Throws RelaySendError, and ConversationCatalogError if it is ambiguous.
+    virtual Task<ConversationReference> start(RelayInitialTransfer transfer) = 0;
 
     /// Describes the conversation's editor and the latest attempts, without content. Brings Claude to the
     /// front and changes nothing else. Throws RelaySendError.

@@ -6,13 +6,13 @@
 
 namespace orvel {
 
-/// The configuration of an open panel, which chooses one file and never a folder.
+/// The configuration of an open panel, which chooses one file, or one folder.
 struct OpenPanel {
     std::string message;
     std::string folder; ///< Where it starts, if it exists.
     bool showsHiddenFiles = false;
     std::string title; ///< Of the window, if it is not the message.
-    enum class Kind { conversation, json } kind = Kind::conversation; ///< What is offered first.
+    enum class Kind { conversation, json, folder } kind = Kind::conversation; ///< What is to be chosen.
 
     bool operator==(const OpenPanel&) const = default;
 };
@@ -21,8 +21,8 @@ class Panels {
   public:
     virtual ~Panels() = default;
 
-    /// Shows the panel until the person decides. The absolute path of the chosen file; nothing if cancelled.
-    virtual std::optional<std::string> chooseFile(const OpenPanel& panel) = 0;
+    /// Shows the panel until the person decides. The absolute path of what was chosen; nothing if cancelled.
+    virtual std::optional<std::string> choose(const OpenPanel& panel) = 0;
 };
 
 } // namespace orvel

@@ -4,6 +4,7 @@
 #include "Orvel/model/Catalogue.h"
 #include "Orvel/model/ConversationReadings.h"
 #include "Orvel/model/LedgerState.h"
+#include "Orvel/model/NewConversations.h"
 #include "Orvel/model/Notices.h"
 #include "Orvel/model/OpenRelay.h"
 #include "Orvel/model/OutboxState.h"
@@ -24,6 +25,7 @@ struct ModelView {
     const WorkspaceState& workspace;
     const OpenRelay& relay;
     const OutboxState& outbox;
+    const NewConversationsState& creations;
     const std::map<std::string, MainLoop::Duration> watchedTurns; ///< As Outbox::watchedTurns.
     const Observable<bool>& isCheckingReceipts;
     Date now;

@@ -51,8 +51,12 @@ OrvelModel::OrvelModel(const Desktop& desktop, ClaudeRelaySender& claudeSender, 
              {notices, operation, ledger, workspace, reader, desktop.loop, desktop.processes,
               desktop.applications, claudeSender},
              catalogue.agentFolders()),
-      receipts(changeSignal,
-               {notices, operation, outbox.state(), ledger, workspace, reader, readings, desktop.loop}),
+      newConversations(changeSignal,
+                       {notices, operation, ledger, workspace, chains, outbox, reader, desktop.loop,
+                        desktop.processes, desktop.panels, desktop.applications, claudeSender},
+                       catalogue.agentFolders()),
+      receipts(changeSignal, {notices, operation, outbox.state(), ledger, workspace, reader, readings,
+                              catalogue, desktop.loop}),
       commandInbox({notices, operation, ledger, catalogue, reader, workspace, chains, links, outbox,
                     desktop.loop, desktop.applications, desktop.files},
                    beside(statePath, "captured-command")) {
@@ -62,19 +66,39 @@ OrvelModel::OrvelModel(const Desktop& desktop, ClaudeRelaySender& claudeSender, 
         receipts.checkRelayReceipts();
     };
     receipts.onLooked = [this](const ReceiptLook& look) { outbox.takeReceipts(look); };
+    outbox.onDelivered = [this](const RelayPair& pair, Agent destination) {
+        chains.rememberChainDirection(pair, destination);
+    };
     outbox.onDone = [this] { receipts.checkRelayReceipts(); };
+    newConversations.onDone = [this] { receipts.checkRelayReceipts(); };
 }
 
 ModelView OrvelModel::view() const {
-    return {notices,        ledger.state(),        catalogue.state(),
-            readings,       workspace.state(),     workspace.relay(),
-            outbox.state(), outbox.watchedTurns(), receipts.isChecking(),
-            loop.now()};
+    auto turns = outbox.watchedTurns();
+    turns.insert(newConversations.watchedTurns().begin(), newConversations.watchedTurns().end());
+    return {notices,           ledger.state(),        catalogue.state(), readings,
+            workspace.state(), workspace.relay(),     outbox.state(),    newConversations.state(),
+            std::move(turns),  receipts.isChecking(), loop.now()};
+}
+
+void OrvelModel::send() {
+    if (workspace.relay().activePair())
+        outbox.sendRelay();
+    else
+        newConversations.startNewRelay();
+}
+
+void OrvelModel::copy(Pasteboard& pasteboard) {
+    if (!workspace.relay().activePair() && workspace.state().sourceReference)
+        newConversations.copyInitial(pasteboard);
+    else
+        outbox.copy(pasteboard);
 }
 
 bool OrvelModel::isIdle() const {
     return ledger.isIdle() && catalogue.isIdle() && workspace.isIdle() && messageSearch.isIdle() &&
-           chains.isIdle() && links.isIdle() && outbox.isIdle() && receipts.isIdle() && commandInbox.isIdle();
+           chains.isIdle() && links.isIdle() && outbox.isIdle() && newConversations.isIdle() &&
+           receipts.isIdle() && commandInbox.isIdle();
 }
 
 } // namespace orvel

@@ -11,6 +11,7 @@
 #include "Orvel/model/MessageOperation.h"
 #include "Orvel/model/MessageSearch.h"
 #include "Orvel/model/ModelView.h"
+#include "Orvel/model/NewConversations.h"
 #include "Orvel/model/Notices.h"
 #include "Orvel/model/Outbox.h"
 #include "Orvel/model/Receipts.h"
@@ -41,6 +42,11 @@ class OrvelModel {
     /// The state of all rooms, to look at.
     ModelView view() const;
 
+    /// The primary action: the message of the open pair goes out, or the first one into a new conversation.
+    void send();
+    /// Puts the message on the clipboard; where a source is open, only after it has been saved.
+    void copy(Pasteboard& pasteboard);
+
     /// What is being done with a message.
     const MessageOperation& messageOperation() const { return operation; }
 
@@ -63,6 +69,7 @@ class OrvelModel {
     Chains chains;
     RelayLinkManagement links;
     Outbox outbox;
+    NewConversations newConversations;
     Receipts receipts;
     CommandInbox commandInbox;
 };

@@ -32,20 +32,61 @@ OrvelWorkspaceSnapshot::Endpoint endpointOf(const ModelView& view, Agent agent) 
             .isNew = !isSource && !reference};
 }
 
-// Both directions between the two cards of a pair.
+OrvelWorkspaceSnapshot::Endpoint memberOf(const ModelView& view, const ConversationReference& reference) {
+    const auto pair = view.relay.activePair();
+    const auto& source = view.workspace.sourceReference;
+    const bool isSource = source && sameIdentity(*source, reference);
+    const bool isDestination = !view.workspace.chainDestinationUnselected &&
+                               sameIdentity(pair->endpoint(view.workspace.destination), reference);
+    return {.id = reference.id(),
+            .agent = reference.agent,
+            .name = view.relay.chainSpeakerTitle(reference),
+            .title = view.catalogue.conversationTitle(reference),
+            .role = isSource        ? "From"
+                    : isDestination ? "To"
+                                    : ""};
+}
+
+// A link's in its order; else the source's first.
+std::vector<OrvelWorkspaceSnapshot::Endpoint> cardsOf(const ModelView& view) {
+    std::vector<OrvelWorkspaceSnapshot::Endpoint> cards;
+    if (view.relay.activeChain())
+        for (const auto& reference : view.relay.orderedRelayConversations())
+            cards.push_back(memberOf(view, reference));
+    else
+        for (const auto agent : {view.workspace.source.get(), view.workspace.destination.get()})
+            cards.push_back(endpointOf(view, agent));
+    return cards;
+}
+
+// Both directions between neighbours.
 std::vector<OrvelWorkspaceSnapshot::Route>
 routesBetween(const ModelView& view, const std::vector<OrvelWorkspaceSnapshot::Endpoint>& cards) {
     std::vector<OrvelWorkspaceSnapshot::Route> routes;
     if (!view.relay.activePair()) return routes;
-    for (const auto& from : cards)
-        for (const auto& to : cards)
-            if (&from != &to)
-                routes.push_back({.id = OrvelWorkspaceSnapshot::routeID(from.id, to.id),
-                                  .fromID = from.id,
-                                  .toID = to.id,
-                                  .title = from.name + " → " + to.name,
-                                  .selected = from.agent == view.workspace.source});
+    const auto isTaken = [&](const auto& from, const auto& to) {
+        return !view.workspace.chainDestinationUnselected && from.role == "From" && to.role == "To";
+    };
+    const auto add = [&](const auto& from, const auto& to) {
+        routes.push_back({.id = OrvelWorkspaceSnapshot::routeID(from.id, to.id),
+                          .fromID = from.id,
+                          .toID = to.id,
+                          .title = from.name + " → " + to.name,
+                          .selected = isTaken(from, to)});
+    };
+    for (std::size_t i = 0; i + 1 < cards.size(); ++i) {
+        add(cards[i], cards[i + 1]);
+        add(cards[i + 1], cards[i]);
+    }
     return routes;
+}
+
+// What a first message's card and its button need.
+void showStart(const ModelView& view, OrvelWorkspaceSnapshot& snapshot) {
+    const bool isStart = view.workspace.sourceReference && !view.relay.activePair();
+    if (!isStart || view.workspace.destination != Agent::codex) return;
+    snapshot.workingFolder = view.workspace.creationFolder;
+    snapshot.needsFolder = !snapshot.workingFolder;
 }
 
 std::string contextOf(const ModelView& view, const OrvelWorkspaceState& state) {
@@ -53,8 +94,11 @@ std::string contextOf(const ModelView& view, const OrvelWorkspaceState& state) {
     if (const auto pair = view.relay.activePair()) {
         const auto draft = view.relay.noteIsForNextTransfer() ? ":next draft" : ":draft";
         const auto pending = view.relay.pendingTransfer();
+        if (view.workspace.chainDestinationUnselected) return word + ":" + pair->id + ":undirected draft";
         return word + ":" + pair->id + draft + (pending ? ":" + pending->id : "");
     }
+    if (const auto initial = view.relay.activeInitial())
+        return word + ":" + initial->id + (view.relay.noteIsForNextTransfer() ? ":next draft" : ":draft");
     if (!state.hasSource && !state.loading) return "empty";
     return word + ":" + view.workspace.filePath->value_or("pasted");
 }
@@ -73,19 +117,22 @@ void showArrived(const ModelView& view, OrvelWorkspaceSnapshot& snapshot) {
 }
 
 void showPending(const ModelView& view, OrvelWorkspaceSnapshot& snapshot) {
+    if (view.workspace.chainDestinationUnselected) return;
     const auto transfer = view.relay.pendingTransfer();
-    if (!transfer) return showArrived(view, snapshot);
-    const auto standing = view.outbox.standing(*transfer, view.relay);
-    snapshot.transferID = transfer->id;
+    const auto initial = view.relay.activeInitial();
+    if (!transfer && !initial) return showArrived(view, snapshot);
+    const auto standing =
+        transfer ? view.outbox.standing(*transfer, view.relay) : view.outbox.standing(*initial);
+    snapshot.transferID = transfer ? transfer->id : initial->id;
     snapshot.transferStanding = standing;
-    snapshot.pendingMessage = *transfer->payload;
-    snapshot.pendingHint = whyNoReceiptComes(view, *transfer);
-    if (const auto* failure = view.outbox.failureOf(transfer->id)) {
+    snapshot.pendingMessage = *(transfer ? transfer->payload : initial->payload);
+    if (transfer) snapshot.pendingHint = whyNoReceiptComes(view, *transfer);
+    if (const auto* failure = view.outbox.failureOf(*snapshot.transferID)) {
         snapshot.pendingFailure = failure->text;
         snapshot.pendingAttempt = failure->attempt;
         snapshot.isErrorOfPending = view.notices.error() == failure->description();
     }
-    if (const auto* problem = view.outbox.receiptProblemOf(transfer->id))
+    if (const auto* problem = view.outbox.receiptProblemOf(*snapshot.transferID))
         snapshot.pendingFailure = problem->text;
     auto& state = snapshot.state;
     state.canRetry = state.hasPending && standing == TransferStanding::mayBeRetried;
@@ -118,6 +165,8 @@ std::optional<std::string> statusLine(const ModelView& view) {
 std::string OrvelWorkspaceSnapshot::statusTitle() const {
     if (state.sending) return "Sending to " + destination + "…";
     if (state.loading) return "Loading conversation…";
+    if (state.needsDestination) return "Choose a destination";
+    if (state.otherPending) return "Another transfer is pending";
     if (state.hasPending) {
         if (state.canRetry || transferStanding == TransferStanding::outdated) return "Not sent";
         if (transferStanding == TransferStanding::receiptUnsaved) return "Receipt not saved";
@@ -144,6 +193,8 @@ OrvelWorkspaceSnapshot workspaceSnapshot(const ModelView& view) {
                       .busy = conversation && conversation->isBusy,
                       .hasPending = view.relay.editingSavedTransfer(),
                       .hasFailure = view.notices.error().has_value(),
+                      .needsDestination = view.workspace.chainDestinationUnselected,
+                      .otherPending = view.relay.otherChainTransferPending(),
                       .hasContent = snapshot.previewSize > 0};
     showPending(view, snapshot);
     const auto& state = snapshot.state;
@@ -151,21 +202,27 @@ OrvelWorkspaceSnapshot workspaceSnapshot(const ModelView& view) {
 
     snapshot.destination = view.relay.speakerTitle(view.workspace.destination);
     snapshot.sourceLabel = view.relay.speakerTitle(view.workspace.source);
-    if (state.hasSource || state.loading)
-        for (const auto agent : {view.workspace.source.get(), view.workspace.destination.get()})
-            snapshot.endpoints.push_back(endpointOf(view, agent));
+    if (state.hasSource || state.loading) snapshot.endpoints = cardsOf(view);
+    showStart(view, snapshot);
+    for (auto& card : snapshot.endpoints)
+        card.canStartNew = card.role == "To" && !card.isNew && !isOccupied && !view.relay.activeInitial();
     snapshot.routes = routesBetween(view, snapshot.endpoints);
     snapshot.hasPending = state.hasPending;
     snapshot.primaryTitle =
         state.hasPending ? "Retry to " + snapshot.destination : view.relay.primaryActionTitle();
-    // A new conversation cannot be started yet.
     const auto pair = view.relay.activePair();
     if (pair && !preview.empty() && !view.relay.pendingTransfer())
         snapshot.refusal = view.outbox.refusal(pair->endpoint(view.workspace.destination), preview);
-    snapshot.canSend = pair && !view.workspace.isLoading && !snapshot.refusal &&
-                       snapshot.transferStanding != TransferStanding::outdated &&
+    snapshot.canSend = !view.workspace.isLoading && !snapshot.refusal && !snapshot.needsFolder &&
+                       !state.otherPending && snapshot.transferStanding != TransferStanding::outdated &&
                        view.outbox.canSendRelay(view.workspace, view.relay);
-    snapshot.canCopy = state.hasContent && !isOccupied && !state.busy && !view.relay.previousCopy();
+    snapshot.canCopy =
+        state.hasContent && !isOccupied && !state.busy && !view.relay.previousCopy() && !state.otherPending;
+    snapshot.canExtend = pair &&
+                         view.relay.orderedRelayConversations().size() < RelayLink::maximumConversations &&
+                         !view.relay.pendingTransfer() && !state.otherPending && !isOccupied;
+    snapshot.canOpenCodex =
+        view.creations.completedCreation(view.relay.cardReference(Agent::codex)).has_value();
     snapshot.preparing = operation.isPreparing();
     snapshot.canEdit = !operation.isBusyWithMessage();
     snapshot.canLink = view.workspace.sourceReference && snapshot.canEdit;

@@ -18,7 +18,9 @@ struct OrvelWorkspaceState {
     bool hasPending = false; ///< A saved message of this side is shown.
     bool canRetry = false;   ///< The saved message may be sent again.
     bool hasFailure = false;
-    bool hasContent = false; ///< The preview is not empty.
+    bool needsDestination = false; ///< The source has two neighbours, and none of them is chosen.
+    bool otherPending = false;     ///< Another message of the link waits, so that none may go out here.
+    bool hasContent = false;       ///< The preview is not empty.
 
     bool operator==(const OrvelWorkspaceState&) const = default;
 };
@@ -30,8 +32,9 @@ struct OrvelWorkspaceSnapshot {
         Agent agent = Agent::codex;
         std::string name;
         std::string title;
-        std::string role;   ///< "From" or "To".
-        bool isNew = false; ///< No conversation is chosen for this card yet.
+        std::string role;         ///< "From", "To", or nothing.
+        bool isNew = false;       ///< No conversation is chosen for this card yet.
+        bool canStartNew = false; ///< A new conversation can take its place.
 
         bool operator==(const Endpoint&) const = default;
     };
@@ -59,10 +62,14 @@ struct OrvelWorkspaceSnapshot {
     std::optional<std::string> refusal; ///< Why the destination can't be sent this text, with the way out.
     bool canSend = false;
     bool canCopy = false;
-    bool preparing = false;      ///< Both conversations are read afresh, for a message that goes out.
-    bool canEdit = true;         ///< Instruction and range may be changed.
-    bool canLink = false;        ///< The source can be joined with a conversation of the other agent.
-    bool canEditNext = false;    ///< What is typed is a note for the transfer after the saved one.
+    bool preparing = false;    ///< Both conversations are read afresh, for a message that goes out.
+    bool canEdit = true;       ///< Instruction and range may be changed.
+    bool canLink = false;      ///< The source can be joined with a conversation of the other agent.
+    bool canEditNext = false;  ///< What is typed is a note for the transfer after the saved one.
+    bool canExtend = false;    ///< The link can grow at its ends.
+    bool canOpenCodex = false; ///< The new conversation can be shown in Codex's own application.
+    std::optional<std::string> workingFolder; ///< Of a new conversation with Codex.
+    bool needsFolder = false;                 ///< One is about to be started, and no folder is chosen.
     bool canSubmitDraft = false; ///< Send may be pressed on the text that stands in Claude's editor.
     bool hasRange = false;       ///< A conversation is loaded, of which a range can be chosen.
     bool hasPending = false;

@@ -65,7 +65,10 @@ Task<void> Outbox::send(Guard operation, RelayPair pair, Agent source) {
         if (failure) co_await recordFailure((*transfer)->id, std::move(*failure));
     }
     operation.end();
-    if (isDelivered) needs.workspace.openPair(pair, other(source));
+    if (isDelivered) {
+        onDelivered(pair, other(source));
+        needs.workspace.openPair(pair, other(source));
+    }
     onDone();
 }
 
@@ -309,6 +312,7 @@ std::optional<std::string> Outbox::deliveryStage() const {
 
 void Outbox::copy(Pasteboard& pasteboard) {
     if (!relay().activePair()) return copyPlain(pasteboard);
+    if (needs.workspace.state().chainDestinationUnselected || relay().otherChainTransferPending()) return;
     if (needs.workspace.state().isLoading || needs.operation.isUnderWay()) return;
     tasks.start(copyRelay(needs.operation.begin(MessageOperation::Kind::preparing), pasteboard));
 }

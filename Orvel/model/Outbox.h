@@ -46,6 +46,8 @@ class Outbox {
     /// To be told what each look for receipts came to.
     void takeReceipts(const ReceiptLook& look);
 
+    /// Told of each message that was delivered, before its pair is turned round.
+    std::function<void(const RelayPair& pair, Agent destination)> onDelivered = [](const auto&, Agent) {};
     /// Told when a delivery has ended, however it did: it is time to look for receipts.
     std::function<void()> onDone = [] {};
 
@@ -60,7 +62,7 @@ class Outbox {
     void submitExistingClaudeDraft();
 
     /// Puts the message on the clipboard; of a pair only after it has been saved. What became of it stands in
-    /// the notices.
+    /// the notices. Nothing happens while nobody has said to which neighbour it goes.
     void copy(Pasteboard& pasteboard);
     /// Puts the saved message on the clipboard once more.
     void copyPendingTransfer(Pasteboard& pasteboard);
@@ -75,6 +77,10 @@ class Outbox {
     std::optional<std::string> deliveryStage() const;
     /// Since when, as uptime, each turn of an agent is watched; by session identifier.
     std::map<std::string, MainLoop::Duration> watchedTurns() const;
+
+    /// Notes why a delivery failed, of a first message too, and tells the person.
+    void noteFailure(const std::string& transferID, DeliveryFailure failure);
+    void forgetFailure(const std::string& transferID);
 
     /// Whether nothing is under way. A turn that is watched does not count.
     bool isIdle() const { return tasks.isIdle(); }
@@ -101,9 +107,7 @@ class Outbox {
     Task<std::optional<DeliveryFailure>> adoptDelivered(RelayPair pair, SavedTransfer transfer);
     Task<void> recordFailure(std::string transferID, DeliveryFailure failure);
     Task<void> setRelayRetryable(std::string transferID, bool retryable);
-    void noteFailure(const std::string& transferID, DeliveryFailure failure);
     void takeReceipt(const std::string& transferID);
-    void forgetFailure(const std::string& transferID);
     void offerRetry(const std::string& transferID, bool isOffered);
 
     /// What the person sees and could change while a draft is being submitted.

@@ -19,6 +19,14 @@ TransferStanding OutboxState::standing(const RelayTransfer& transfer, const Open
                                  .isSeen = problem && problem->isSeen});
 }
 
+// It is noted as submitted before the conversation is started, so that alone says nothing of its arrival.
+TransferStanding OutboxState::standing(const RelayInitialTransfer& initial) const {
+    if (operation.isSending()) return TransferStanding::delivering;
+    if (initial.retryable == true) return TransferStanding::mayBeRetried;
+    return initial.deliveryMode == RelayDeliveryMode::copied ? TransferStanding::waitingForPaste
+                                                             : TransferStanding::unconfirmed;
+}
+
 std::optional<std::string> OutboxState::refusal(const ConversationReference& destination,
                                                 std::string_view text) const {
     if (destination.agent == Agent::codex) return CodexMessage::refusal(text, longestArgument);
@@ -26,10 +34,11 @@ std::optional<std::string> OutboxState::refusal(const ConversationReference& des
 }
 
 bool OutboxState::canSendRelay(const WorkspaceState& workspace, const OpenRelay& relay) const {
-    if (operation.isUnderWay()) return false;
+    if (workspace.chainDestinationUnselected || operation.isUnderWay()) return false;
     if (const auto& conversation = workspace.conversation.get(); conversation && conversation->isBusy)
         return false;
     if (!workspace.sourceReference) return false;
+    if (const auto initial = relay.activeInitial()) return initial->retryable == true;
     if (const auto pending = relay.pendingTransfer())
         return pending->source == workspace.source && mayRetry(*pending);
     return !relay.preview().empty();

@@ -88,7 +88,10 @@ struct OutboxState {
     /// How far the message has come. `relay` is what is open, since only its message can be under way.
     TransferStanding standing(const RelayTransfer& transfer, const OpenRelay& relay) const;
 
-    /// Whether the open pair's message may go out, or out again.
+    /// The same for a first message whose conversation is not known yet.
+    TransferStanding standing(const RelayInitialTransfer& initial) const;
+
+    /// Whether the open pair's message, or the open first one, may go out, or out again.
     bool canSendRelay(const WorkspaceState& workspace, const OpenRelay& relay) const;
 };
 

@@ -1,5 +1,7 @@
 #include "Orvel/model/Receipts.h"
 
+#include "Orvel/model/Catalogue.h"
+#include "Orvel/model/NewConversations.h"
 #include "Orvel/model/Notices.h"
 #include "Orvel/model/OutboxState.h"
 #include "Orvel/model/RelayLedger.h"
@@ -7,6 +9,7 @@
 #include "OrvelCore/relay/RelayError.h"
 #include "OrvelCore/text/Unicode.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -43,39 +46,55 @@ void Receipts::pollReceipts(MainLoop::Duration interval) {
 
 void Receipts::checkRelayReceipts() {
     needs.workspace.refreshUnpairedBusySource();
-    const bool hasPairs = !needs.ledger.state().relayState->pairs.empty();
-    if (hasPairs && !isCheckingReceipts && !needs.operation.isUnderWay()) tasks.start(receiptPass());
+    const auto& state = needs.ledger.state().relayState.get();
+    const bool hasWork = !state.pairs.empty() || !state.initialTransfers.empty();
+    if (hasWork && !isCheckingReceipts && !needs.operation.isUnderWay()) tasks.start(receiptPass());
 }
 
 Task<void> Receipts::receiptPass() {
     const WhileTrue checking(isCheckingReceipts);
     const auto& workspace = needs.workspace.state();
     const auto generation = workspace.relayLoadGeneration.current();
+    const auto fresh = co_await readAll();
+    needs.readings.merge(fresh.readings);
+    tell(co_await takeReceipts(fresh));
+    const auto pair = needs.workspace.relay().activePair();
+    if (!pair || !workspace.relayLoadGeneration.isCurrent(generation)) co_return;
+    const auto shown = fresh.readings.find(ConversationReader::key(pair->endpoint(workspace.source)));
+    if (shown != fresh.readings.end() && shown->second != workspace.conversation.get())
+        needs.workspace.showReading(shown->second);
+}
+
+// New conversations are looked for only while a first message waits for one.
+Task<Receipts::Fresh> Receipts::readAll() {
     std::vector<ConversationReference> references;
     for (const auto& pair : needs.ledger.state().relayState->pairs) {
         references.push_back(pair.codex);
         references.push_back(pair.claude);
     }
-    const auto fresh = co_await needs.reader.readChanged(std::move(references));
-    needs.readings.merge(fresh);
-    tell(co_await takeReceipts(fresh));
-    const auto pair = needs.workspace.relay().activePair();
-    if (!pair || !workspace.relayLoadGeneration.isCurrent(generation)) co_return;
-    const auto shown = fresh.find(ConversationReader::key(pair->endpoint(workspace.source)));
-    if (shown != fresh.end() && shown->second != workspace.conversation.get())
-        needs.workspace.showReading(shown->second);
+    std::vector<RelayInitialTransfer> waiting;
+    for (const auto& initial : needs.ledger.state().relayState->pendingInitialTransfers())
+        waiting.push_back(initial);
+    Fresh fresh;
+    fresh.readings = co_await needs.reader.readChanged(std::move(references));
+    if (!waiting.empty())
+        fresh.newcomers = co_await readNewConversations(needs.loop, needs.reader,
+                                                        needs.catalogue.agentFolders(), std::move(waiting));
+    co_return fresh;
 }
 
-Task<ReceiptLook> Receipts::takeReceipts(Readings fresh) {
-    const auto edit = needs.workspace.state().commandEditGeneration.current();
+Task<ReceiptLook> Receipts::takeReceipts(Fresh fresh) {
+    const auto& workspace = needs.workspace.state();
+    const auto edit = workspace.commandEditGeneration.current();
     ReceiptLook look;
-    const auto reconcile = [&](RelayState& state) { return reconcilePending(state, fresh, look); };
+    const auto take = [&](RelayState& state) { return reconcile(state, fresh, look); };
     std::optional<std::string> failed;
     try {
-        const auto shown = co_await needs.ledger.change(reconcile);
+        const auto shown = co_await needs.ledger.change(take);
         // What was typed while the receipt was being saved stays.
-        if (shown && needs.workspace.state().commandEditGeneration.isCurrent(edit))
-            needs.workspace.showDraft(*shown);
+        if (shown.draft && workspace.commandEditGeneration.isCurrent(edit))
+            needs.workspace.showDraft(*shown.draft);
+        if (shown.bound) showBound(*shown.bound);
     } catch (const std::exception& failure) {
         failed = failure.what();
         for (const auto& id : std::exchange(look.received, {}))
@@ -85,6 +104,47 @@ Task<ReceiptLook> Receipts::takeReceipts(Readings fresh) {
     const auto before = std::exchange(unsaved, failed);
     if (failed && failed != before && look.problems.empty()) needs.notices.say(*failed);
     co_return look;
+}
+
+Receipts::Shown Receipts::reconcile(RelayState& state, const Fresh& fresh, ReceiptLook& look) {
+    Shown shown;
+    bindInitials(state, fresh, look, shown);
+    try {
+        supplementClaudeDesktopReferences(state, needs.catalogue.state().catalog.get());
+    } catch (const RelayError& failure) {
+        needs.notices.say(failure.what());
+    }
+    shown.draft = reconcilePending(state, fresh.readings, look);
+    return shown;
+}
+
+void Receipts::bindInitials(RelayState& state, const Fresh& fresh, ReceiptLook& look, Shown& shown) {
+    for (const auto& [id, recipient] :
+         uniqueInitialRecipients(state, fresh.newcomers, needs.ledger.stamp())) {
+        const auto read = std::find_if(fresh.newcomers.begin(), fresh.newcomers.end(),
+                                       [&](const auto& each) { return each.reference == recipient; });
+        auto bound = state;
+        try {
+            bound.bindInitial(id, recipient, needs.ledger.stamp());
+            if (!bound.reconcile(id, *read->conversation)) continue;
+        } catch (const RelayError& failure) {
+            needs.notices.say(failure.what());
+            continue;
+        }
+        state = std::move(bound);
+        look.received.push_back(id);
+        if (needs.workspace.state().selectedInitialID.get() == id) shown.bound = id;
+    }
+}
+
+// The workspace turns to the conversation that the message has founded, unless something else was opened.
+void Receipts::showBound(const std::string& initialID) {
+    const auto initial = needs.ledger.state().relayState->initialTransfers.find(initialID);
+    const auto pair = initial && initial->boundPairID
+                          ? needs.ledger.state().relayState->pairs.find(*initial->boundPairID)
+                          : nullptr;
+    if (pair && needs.workspace.state().selectedInitialID.get() == initialID)
+        needs.workspace.openPair(*pair, initial->destinationAgent);
 }
 
 // What stands in the way is told when it begins or changes, not at each pass.

@@ -3,6 +3,7 @@
 // transcript, which is looked at again and again until it does.
 
 #include "Orvel/model/ConversationReadings.h"
+#include "Orvel/model/InitialRecipients.h"
 #include "Orvel/model/OutboxState.h"
 #include "Orvel/runtime/Task.h"
 #include "OrvelCore/relay/RelayState.h"
@@ -16,6 +17,7 @@
 
 namespace orvel {
 
+class Catalogue;
 class MessageOperation;
 class Notices;
 class RelayLedger;
@@ -30,6 +32,7 @@ struct ReceiptsNeeds {
     Workspace& workspace;
     ConversationReader& reader;
     ConversationReadings& readings;
+    const Catalogue& catalogue;
     MainLoop& loop;
 };
 
@@ -42,7 +45,8 @@ class Receipts {
 
     const Observable<bool>& isChecking() const { return isCheckingReceipts; }
 
-    /// Looks for the pending messages in their destinations. One pass runs at a time, none during a send.
+    /// Looks for the pending messages in their destinations, and for the conversations that first messages
+    /// have founded. One pass runs at a time, none during a send.
     void checkRelayReceipts();
     /// Checks from now on, each time so long after the last.
     void startReceiptPolling(MainLoop::Duration interval = std::chrono::seconds(2));
@@ -55,8 +59,22 @@ class Receipts {
 
     void pollReceipts(MainLoop::Duration interval);
     Task<void> receiptPass();
-    Task<ReceiptLook> takeReceipts(Readings fresh);
+    /// What a pass has read.
+    struct Fresh {
+        Readings readings;                       ///< Of the conversations of all pairs.
+        std::vector<ReadConversation> newcomers; ///< That a first message may have founded.
+    };
+    /// What becomes of what is shown, once the records are saved.
+    struct Shown {
+        std::optional<RelayDraft> draft;
+        std::optional<std::string> bound; ///< The open first message, if it has found its conversation.
+    };
+    Task<Fresh> readAll();
+    Task<ReceiptLook> takeReceipts(Fresh fresh);
+    Shown reconcile(RelayState& state, const Fresh& fresh, ReceiptLook& look);
+    void bindInitials(RelayState& state, const Fresh& fresh, ReceiptLook& look, Shown& shown);
     std::optional<RelayDraft> reconcilePending(RelayState& state, const Readings& fresh, ReceiptLook& look);
+    void showBound(const std::string& initialID);
     void tell(const ReceiptLook& look);
 
     ReceiptsNeeds needs;

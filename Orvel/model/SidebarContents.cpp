@@ -32,23 +32,52 @@ std::string searchedText(const SidebarRow& row) {
 
 } // namespace
 
-std::vector<SidebarLink> sidebarLinks(const ModelView& view) {
+namespace {
+
+// The pair's last message, or that of its link: one that waits comes before all others.
+SidebarLink linkOf(const ModelView& view, const RelayPair& pair, const RelayLink* link,
+                   const std::unordered_map<std::string_view, const RelayTransfer*>& latest) {
+    const RelayTransfer* shown = nullptr;
+    for (const auto& id : link ? link->pairIDs : std::vector<std::string>{pair.id}) {
+        const auto found = latest.find(id);
+        if (found == latest.end()) continue;
+        const auto* each = found->second;
+        const bool isBetter = !shown || (each->isPending() && !shown->isPending()) ||
+                              (each->isPending() == shown->isPending() && each->createdAt > shown->createdAt);
+        if (isBetter) shown = each;
+    }
+    if (!shown) return {.pairID = pair.id};
+    return {
+        .pairID = pair.id, .standing = view.outbox.standing(*shown, view.relay), .date = shown->createdAt};
+}
+
+std::vector<SidebarLink> linksThat(const ModelView& view, bool areActive) {
     const auto& state = view.records.relayState.get();
     std::unordered_map<std::string_view, const RelayTransfer*> latest; // By pair.
     for (const auto& transfer : state.transfers) latest[transfer.pairID] = &transfer;
+    std::unordered_map<std::string_view, const RelayLink*> linkOfPair;
+    for (const auto& link : state.links)
+        for (const auto& id : link.pairIDs) linkOfPair[id] = &link;
 
     std::vector<SidebarLink> links;
     for (const auto& pair : state.pairs) {
-        if (!pair.isActive()) continue;
-        const auto transfer = latest.find(pair.id);
-        links.push_back(transfer == latest.end()
-                            ? SidebarLink{.pairID = pair.id}
-                            : SidebarLink{.pairID = pair.id,
-                                          .standing = view.outbox.standing(*transfer->second, view.relay),
-                                          .date = transfer->second->createdAt});
+        const auto found = linkOfPair.find(pair.id);
+        const auto* link = found == linkOfPair.end() ? nullptr : found->second;
+        if (pair.isActive() != areActive || (link && link->pairIDs.front() != pair.id)) continue;
+        links.push_back(linkOf(view, pair, link, latest));
     }
     std::reverse(links.begin(), links.end());
     return links;
+}
+
+} // namespace
+
+std::vector<SidebarLink> sidebarLinks(const ModelView& view) {
+    return linksThat(view, true);
+}
+
+std::vector<SidebarLink> closedLinks(const ModelView& view) {
+    return linksThat(view, false);
 }
 
 std::vector<SidebarRow> linkRows(const ModelView& view, std::span<const SidebarLink> links) {

@@ -28,8 +28,10 @@ struct SidebarLink {
     bool operator==(const SidebarLink&) const = default;
 };
 
-/// The open links, the newest first.
+/// The open links, the newest first; each by its first pair.
 std::vector<SidebarLink> sidebarLinks(const ModelView& view);
+/// The closed ones, the same way.
+std::vector<SidebarLink> closedLinks(const ModelView& view);
 
 struct SidebarRow {
     enum class Section { links, recent, conversations };

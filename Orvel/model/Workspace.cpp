@@ -47,7 +47,7 @@ void Workspace::chooseFile() {
         .folder =
             joinedPath(needs.catalogue.agentFolders().home, isCodex ? ".codex/sessions" : ".claude/projects"),
         .showsHiddenFiles = true};
-    if (auto path = needs.panels.chooseFile(panel)) load(std::move(*path));
+    if (auto path = needs.panels.choose(panel)) load(std::move(*path));
 }
 
 void Workspace::openRecent(const RecentConversation& recent) {

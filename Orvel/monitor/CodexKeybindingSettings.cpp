@@ -59,7 +59,7 @@ void CodexKeybindingSettings::choose() {
         .showsHiddenFiles = true,
         .title = "Select the keybindings.json file Codex actually uses",
         .kind = OpenPanel::Kind::json};
-    if (const auto path = needs.panels.chooseFile(panel)) confirm(*path);
+    if (const auto path = needs.panels.choose(panel)) confirm(*path);
 }
 
 CodexKeybindingAssessment CodexKeybindingSettings::assessmentForUse() {

@@ -321,13 +321,13 @@ void WorkspaceView::toggleSavedMessage() {
 }
 
 void WorkspaceView::sendRelay() {
-    if (workspaceSnapshot(model.view()).canSend) model.outbox.sendRelay();
+    if (workspaceSnapshot(model.view()).canSend) model.send();
     render(); // Before the next key is typed.
 }
 
 void WorkspaceView::copyRelay() {
     if (shown.pendingMessage) return copySavedMessage();
-    if (workspaceSnapshot(model.view()).canCopy || !shown.conversation) model.outbox.copy(desktop.pasteboard);
+    if (workspaceSnapshot(model.view()).canCopy || !shown.conversation) model.copy(desktop.pasteboard);
     render();
 }
 

@@ -36,6 +36,9 @@ class WatchedSender : public ClaudeRelaySender {
                                    ReceiptCheck check) override {
         return watch(sender.submitExistingDraft(std::move(transfer), std::move(to), std::move(check)));
     }
+    Task<ConversationReference> start(RelayInitialTransfer transfer) override {
+        return sender.start(std::move(transfer));
+    }
     Task<std::string> diagnose(ConversationReference reference) override {
         return sender.diagnose(std::move(reference));
     }

@@ -24,6 +24,14 @@ struct FakeClaudeSender : ClaudeRelaySender {
         return act(submitted, *transfer->payload, std::move(check));
     }
 
+    Task<ConversationReference> start(RelayInitialTransfer transfer) override {
+        sent.push_back(*transfer.payload);
+        co_await loop.sleep(std::chrono::seconds(1));
+        if (during) during();
+        if (failure) throw RelaySendError(*failure);
+        co_return started;
+    }
+
     Task<std::string> diagnose(ConversationReference) override {
         co_await loop.sleep(std::chrono::seconds(1));
         if (failure) throw RelaySendError(*failure);
@@ -35,6 +43,7 @@ struct FakeClaudeSender : ClaudeRelaySender {
     std::vector<std::string> sent, submitted; ///< The texts, in order.
     std::function<void()> during;             ///< What happens while the message is on its way.
     std::optional<RelaySendError> failure;    ///< How it ends.
+    ConversationReference started;            ///< The new conversation.
     bool asksForReceipt = false;
     std::vector<bool> receipts; ///< What the receipt check answered.
 

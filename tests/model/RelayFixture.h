@@ -4,6 +4,8 @@
 #include "model/ModelFixture.h"
 
 #include "Orvel/model/OrvelWorkspacePresentation.h"
+#include "OrvelCore/files/FileError.h"
+#include "OrvelCore/relay/RelayError.h"
 
 namespace orvel {
 
@@ -76,6 +78,12 @@ class RelayFixture : public ModelFixture {
     void checkReceipts() {
         model().receipts.checkRelayReceipts();
         desktop.loop.run();
+    }
+
+    void failSaving(bool fails = true) {
+        desktop.files.beforeReplacing = [fails](const std::string& path) {
+            if (fails) throw FileError(FileError::Case::outOfSpace, "save", path, "No space left on device");
+        };
     }
 
     const RelayState& state() { return model().ledger.state().relayState; }

@@ -15,12 +15,6 @@ constexpr auto fullDisk = "The disk is full.";
 
 class RelaySessionTest : public RelayFixture {
   protected:
-    void failSaving(bool fails = true) {
-        desktop.files.beforeReplacing = [fails](const std::string& path) {
-            if (fails) throw FileError(FileError::Case::outOfSpace, "save", path, "No space left on device");
-        };
-    }
-
     std::string statusTitle() { return workspaceSnapshot(model().view()).statusTitle(); }
 };
 

@@ -26,7 +26,8 @@ struct Rooms {
     }
 
     ModelView view() const {
-        return {notices, ledger, catalogue, readings, workspace, relay, outbox, turns, isChecking, now};
+        return {notices, ledger,    catalogue, readings,   workspace, relay,
+                outbox,  creations, turns,     isChecking, now};
     }
 
     ChangeSignal changes;
@@ -38,6 +39,7 @@ struct Rooms {
     OpenRelay relay{workspace, ledger};
     MessageOperation operation{changes};
     OutboxState outbox{changes, operation, 131'071};
+    NewConversationsState creations{changes};
     std::map<std::string, MainLoop::Duration> turns;
     Observable<bool> isChecking{changes};
     Date now = 0;

@@ -25,14 +25,17 @@ bool QtPasteboard::setString(std::string_view text) {
     return clipboard->text() == wanted;
 }
 
-std::optional<std::string> QtPanels::chooseFile(const OpenPanel& panel) {
+std::optional<std::string> QtPanels::choose(const OpenPanel& panel) {
     const auto title = panel.title.empty() ? panel.message : panel.title + " " + panel.message;
     QFileDialog dialog(window, qtText(title));
-    dialog.setFileMode(QFileDialog::ExistingFile);
-    const bool isJson = panel.kind == OpenPanel::Kind::json;
-    dialog.setNameFilters(
-        {isJson ? QStringLiteral("JSON (*.json)") : QStringLiteral("Conversations (*.jsonl)"),
-         QStringLiteral("All files (*)")});
+    const bool isFolder = panel.kind == OpenPanel::Kind::folder, isJson = panel.kind == OpenPanel::Kind::json;
+    dialog.setFileMode(isFolder ? QFileDialog::Directory : QFileDialog::ExistingFile);
+    if (isFolder)
+        dialog.setOption(QFileDialog::ShowDirsOnly);
+    else
+        dialog.setNameFilters(
+            {isJson ? QStringLiteral("JSON (*.json)") : QStringLiteral("Conversations (*.jsonl)"),
+             QStringLiteral("All files (*)")});
     auto filter = QDir::AllEntries | QDir::AllDirs | QDir::NoDotAndDotDot;
     if (panel.showsHiddenFiles) filter |= QDir::Hidden;
     dialog.setFilter(filter);

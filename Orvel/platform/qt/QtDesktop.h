@@ -22,7 +22,7 @@ class QtPasteboard : public UnavailablePasteboard {
 class QtPanels : public Panels {
   public:
     void setWindow(QWidget* newWindow) { window = newWindow; }
-    std::optional<std::string> chooseFile(const OpenPanel& panel) override;
+    std::optional<std::string> choose(const OpenPanel& panel) override;
 
   private:
     QPointer<QWidget> window;

@@ -18,7 +18,7 @@
 namespace orvel {
 
 struct SimulatedPanels : Panels {
-    std::optional<std::string> chooseFile(const OpenPanel& panel) override {
+    std::optional<std::string> choose(const OpenPanel& panel) override {
         shown.push_back(panel);
         return answer;
     }

@@ -14,7 +14,7 @@ namespace orvel {
 
 /// Every question is cancelled.
 struct UnavailablePanels : Panels {
-    std::optional<std::string> chooseFile(const OpenPanel&) override { return std::nullopt; }
+    std::optional<std::string> choose(const OpenPanel&) override { return std::nullopt; }
 };
 
 struct UnavailableDesktop {
