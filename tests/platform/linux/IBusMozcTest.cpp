@@ -3,6 +3,7 @@
 #include "PrivateBus.h"
 #include "XTestDesktop.h"
 
+#include "Orvel/platform/linux/AtSpiAccessibility.h"
 #include "Orvel/platform/linux/IBusDaemon.h"
 #include "Orvel/platform/linux/IBusInputSources.h"
 #include "Orvel/platform/linux/XKeyboardLayout.h"
@@ -11,6 +12,7 @@
 #include "OrvelCore/japanese/GoogleIMEWindowDiagnostic.h"
 #include "OrvelCore/japanese/JapaneseLineBreakSource.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdlib>
@@ -21,7 +23,6 @@
 
 #include <grp.h>
 #include <gtest/gtest.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -132,16 +133,18 @@ class IBusMozcTest : public testing::Test {
         for (const auto* program : {"/usr/bin/ibus-daemon", "/usr/lib/ibus-mozc/ibus-engine-mozc",
                                     "/usr/lib/mozc/mozc_server", "/usr/bin/Xvfb"})
             if (access(program, X_OK) != 0) GTEST_SKIP() << "This machine has no " << program << ".";
-        prctl(PR_SET_CHILD_SUBREAPER, 1);
+        if (const auto missing = PrivateBus::whatIsMissing(); !missing.empty()) GTEST_SKIP() << missing;
         user = std::make_unique<OrdinaryUser>();
         if (!OrdinaryUser::isOne()) GTEST_SKIP() << "Nobody's rights can't be taken on.";
+        session = std::make_unique<PrivateBus>();
         auto pattern = (std::filesystem::temp_directory_path() / "orvel-ibus-XXXXXX").string();
         ASSERT_TRUE(mkdtemp(pattern.data()));
         home = pattern;
         server = std::make_unique<TestServer>();
-        environment = {{"PATH", "/usr/bin:/bin"},       {"HOME", home},
-                       {"XDG_RUNTIME_DIR", home},       {"DISPLAY", server->display()},
-                       {"GSETTINGS_BACKEND", "memory"}, {"LANG", "C.UTF-8"}};
+        environment = session->environment();
+        environment["HOME"] = home;
+        environment["DISPLAY"] = server->display();
+        environment["LANG"] = "C.UTF-8";
         startDaemon();
         layout = std::make_unique<XKeyboardLayout>(server->display(), std::vector<std::string>{});
         daemon = std::make_unique<IBusDaemon>(places());
@@ -155,19 +158,27 @@ class IBusMozcTest : public testing::Test {
         daemon.reset();
         if (program) program->end();
         server.reset();
-        if (home.empty()) return;
-        endMozc();
-        std::filesystem::remove_all(home);
+        endLeftovers();
+        session.reset();
+        if (!home.empty()) std::filesystem::remove_all(home);
     }
 
-    // It leaves programs behind, which become children of the test, and start each other.
-    static void endMozc() {
+    // They leave programs behind, which become children of the test, and start each other.
+    static void endLeftovers() {
         comes([] {
+            bool isAnyThere = false;
             for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
                 std::ifstream children(thread.path() / "children");
-                for (pid_t child = 0; children >> child;) kill(child, SIGTERM);
+                for (pid_t child = 0; children >> child;) {
+                    std::string name;
+                    std::ifstream("/proc/" + std::to_string(child) + "/comm") >> name;
+                    if (!name.starts_with("mozc") && !name.starts_with("ibus")) continue;
+                    isAnyThere = true;
+                    kill(child, SIGTERM);
+                    waitpid(child, nullptr, WNOHANG);
+                }
             }
-            return waitpid(-1, nullptr, WNOHANG) < 0;
+            return !isAnyThere;
         });
     }
 
@@ -209,6 +220,7 @@ class IBusMozcTest : public testing::Test {
     }
 
     std::unique_ptr<OrdinaryUser> user;
+    std::unique_ptr<PrivateBus> session;
     std::string home;
     std::map<std::string, std::string> environment;
     std::unique_ptr<TestServer> server;
@@ -303,6 +315,67 @@ TEST_F(IBusMozcTest, aLayoutComposesByItsOwnKeys) {
     EXPECT_TRUE(comes([&] { return state() == State::pending; })) << "a character by its number";
     editor->press(escapeKey);
     EXPECT_TRUE(comes([&] { return state() == State::none; }));
+}
+
+// From the keyboard to the attribute by which a Return is decided.
+TEST_F(IBusMozcTest, anEditorInABrowserTellsWhatIsMarkedInIt) {
+    for (const auto* needed : {"/usr/bin/chromium", "/usr/bin/openbox"})
+        if (access(needed, X_OK) != 0) GTEST_SKIP() << "This machine has no " << needed << ".";
+    const auto modules = std::filesystem::directory_iterator("/usr/lib");
+    if (std::none_of(begin(modules), end(modules), [](const auto& folder) {
+            return exists(folder.path() / "gtk-3.0/3.0.0/immodules/im-ibus.so");
+        }))
+        GTEST_SKIP() << "Programs have no way to IBus here.";
+
+    ASSERT_TRUE(becomeJapanese());
+    editor->unfocus();
+    auto variables = environment;
+    variables.insert({{"GTK_IM_MODULE", "ibus"}, {"IBUS_ENABLE_SYNC_MODE", "1"}});
+    const OwnChild manager({"/usr/bin/openbox"}, variables);
+    const auto page = home + "/page.html";
+    std::ofstream(page) << "<!doctype html><meta charset=utf-8><textarea autofocus></textarea>";
+    OwnChild browser({"/usr/bin/chromium", "--no-sandbox", "--disable-gpu", "--no-first-run", "--test-type",
+                      "--disable-background-networking", "--disable-component-update", "--disable-sync",
+                      "--password-store=basic", "--user-data-dir=" + home + "/profile",
+                      "--app=file://" + page},
+                     variables);
+    AccessibilityBus bus(session->address());
+    AtSpiAccessibility access(bus, nullptr, daemon.get());
+    const auto application = [&] { return access.application(browser.id()); };
+    ASSERT_TRUE(comes([&] {
+        return access.setAttribute(application(), "AXManualAccessibility", true) == AXStatus::success;
+    }));
+    std::optional<AXElement> area;
+    const auto find = [&] {
+        const auto focused = access.attribute(application(), "AXFocusedUIElement");
+        if (const auto* found = focused.as<AXElement>()) area = *found;
+        return area && access.attribute(*area, "AXRole").value == AXValue("AXTextArea");
+    };
+    ASSERT_TRUE(comes(find));
+    const auto marked = [&] { return access.attribute(*area, "AXTextInputMarkedTextMarkerRange"); };
+    EXPECT_TRUE(comes([&] { return marked().status == AXStatus::noValue; })) << int(marked().status);
+
+    const auto person = XConnection::open(server->display());
+    const XKeys keys(*person);
+    const auto press = [&](std::int64_t code) {
+        const auto stroke = keys.stroke(code, 0);
+        for (const auto type : {XCB_KEY_PRESS, XCB_KEY_RELEASE})
+            xcb_test_fake_input(person->get(), static_cast<std::uint8_t>(type), stroke->keycode,
+                                XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+        person->synchronise();
+    };
+    const auto reads = [&](const std::string& text, AXStatus status) {
+        return comes([&] {
+            return access.attribute(*area, "AXValue").value == AXValue(text) && marked().status == status;
+        });
+    };
+    static constexpr std::int64_t k = 40, a = 0, enter = 36;
+    press(k), press(a);
+    EXPECT_TRUE(reads("か", AXStatus::success));
+    EXPECT_EQ(marked().value, marked().value);
+    press(enter);
+    EXPECT_TRUE(reads("か", AXStatus::noValue)) << "the text is the same, and not marked any more";
+    browser.end();
 }
 
 } // namespace
