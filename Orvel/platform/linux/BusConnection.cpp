@@ -127,13 +127,13 @@ int BusConnection::descriptor() const {
     return sd_bus_get_fd(bus.get());
 }
 
-void BusConnection::listen(Listener wanted) {
+bool BusConnection::listen(Listener wanted) {
     listener = std::move(wanted);
     const auto hear = [](sd_bus_message* message, void* data, sd_bus_error* /*unused*/) {
         static_cast<const BusConnection*>(data)->listener(message);
         return 0;
     };
-    sd_bus_add_filter(bus.get(), nullptr, hear, this);
+    return sd_bus_add_filter(bus.get(), nullptr, hear, this) >= 0;
 }
 
 pid_t BusConnection::peer() const {

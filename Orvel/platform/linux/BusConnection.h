@@ -51,8 +51,8 @@ class BusConnection {
     /// Hears each message that arrives and is no answer to a call, also one for somebody else. Called while
     /// something else uses the connection, so it may not use it.
     using Listener = std::function<void(sd_bus_message* message)>;
-    /// Once at most.
-    void listen(Listener listener);
+    /// Once at most. False if nothing will be heard.
+    [[nodiscard]] bool listen(Listener listener);
 
   private:
     struct Close {

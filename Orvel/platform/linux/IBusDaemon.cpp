@@ -67,7 +67,7 @@ IBusDaemon::Input IBusDaemon::input() const {
 }
 
 PendingComposition IBusDaemon::current(BusDeadline deadline) {
-    std::unique_lock held(line, deadline);
+    const std::unique_lock held(line, deadline);
     if (!held || !connection) return {};
     const std::array calls{propertyCall(daemonObject, ibus, "CurrentInputContext")};
     const auto focused = connection->exchange(calls, deadline)[0].pathProperty();
@@ -120,8 +120,9 @@ void IBusDaemon::connect() {
 }
 
 bool IBusDaemon::listenOn(BusConnection& bus, BusDeadline deadline) {
-    bus.listen([this](sd_bus_message* message) { hear(message); });
+    if (!bus.listen([this](sd_bus_message* message) { hear(message); })) return false;
     std::vector<BusCall> calls;
+    calls.reserve(rulesOfEngines.size() + rulesOfEditors.size() + 1);
     for (const auto* rule : rulesOfEngines) calls.push_back(ruleCall(rule));
     for (const auto* rule : rulesOfEditors) calls.push_back(ruleCall(rule));
     calls.push_back(propertyCall(daemonObject, ibus, "GlobalEngine"));

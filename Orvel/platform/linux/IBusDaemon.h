@@ -51,7 +51,8 @@ class IBusDaemon : public CompositionSource {
     Input input() const;
 
     /// Asks the daemon which editor has its focus, so what it told before was heard. An editor of another
-    /// input method has no focus there.
+    /// input method has no focus there. What comes of a key that is still on its way to the daemon is not
+    /// known.
     PendingComposition current(BusDeadline deadline) override;
 
   private:

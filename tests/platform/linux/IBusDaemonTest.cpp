@@ -59,27 +59,25 @@ class IBusDaemonTest : public testing::Test {
 };
 
 TEST_F(IBusDaemonTest, keepsTheEngineAndItsMode) {
-    EXPECT_TRUE(becomes("xkb:us::eng", {}));
+    ASSERT_TRUE(becomes("xkb:us::eng", {}));
     ibus.changeEngine("mozc-jp");
-    EXPECT_TRUE(becomes("mozc-jp", {})) << "its mode is unknown until it registers it";
+    ASSERT_TRUE(becomes("mozc-jp", {})) << "its mode is unknown until it registers it";
     ibus.registerModes("InputMode.Direct");
-    EXPECT_TRUE(becomes("mozc-jp", "InputMode.Direct"));
+    ASSERT_TRUE(becomes("mozc-jp", "InputMode.Direct"));
     ibus.registerModes("InputMode.Hiragana", "UpdateProperty");
-    EXPECT_TRUE(becomes("mozc-jp", "InputMode.Hiragana"));
-    ibus.registerModes("");
-    EXPECT_TRUE(becomes("mozc-jp", {}));
+    ASSERT_TRUE(becomes("mozc-jp", "InputMode.Hiragana"));
     for (const auto* member : {"RegisterProperties", "UpdateProperty"}) {
         ibus.registerModes("InputMode.Direct");
-        EXPECT_TRUE(becomes("mozc-jp", "InputMode.Direct"));
+        ASSERT_TRUE(becomes("mozc-jp", "InputMode.Direct"));
         ibus.emit("/org/freedesktop/IBus/Engine/1", "org.freedesktop.IBus.Engine", member, garbage);
-        EXPECT_TRUE(becomes("mozc-jp", {})) << "a mode that can't be read is none: " << member;
+        ASSERT_TRUE(becomes("mozc-jp", {})) << "a mode that can't be read is none: " << member;
     }
     ibus.registerModes("InputMode.Direct");
-    EXPECT_TRUE(becomes("mozc-jp", "InputMode.Direct"));
+    ASSERT_TRUE(becomes("mozc-jp", "InputMode.Direct"));
     ibus.changeEngine("mozc-jp");
-    EXPECT_TRUE(becomes("mozc-jp", {})) << "another engine of that name may have another mode";
+    ASSERT_TRUE(becomes("mozc-jp", {})) << "another engine of that name may have another mode";
     ibus.emit("/org/freedesktop/IBus", "org.freedesktop.IBus", "GlobalEngineChanged", garbage);
-    EXPECT_TRUE(becomes({}, {}));
+    ASSERT_TRUE(becomes({}, {}));
 }
 
 TEST_F(IBusDaemonTest, tellsOfTheEditorInFocusAlone) {

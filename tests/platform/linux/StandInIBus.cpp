@@ -3,6 +3,7 @@
 #include <array>
 #include <cstring>
 #include <stdexcept>
+#include <string_view>
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -15,47 +16,31 @@ namespace orvel {
 
 namespace {
 
-constexpr const char* engineInterface = "org.freedesktop.IBus.Engine";
-
 int appendText(sd_bus_message* message, const char* text) {
     return sd_bus_message_append(message, "v", "(sa{sv}sv)", "IBusText", 0, text, "(sa{sv}av)",
                                  "IBusAttrList", 0, 0);
 }
 
-void open(sd_bus_message* message, char type, const char* contents) {
-    sd_bus_message_open_container(message, type, contents);
-}
-
-constexpr const char *propertyType = "(sa{sv}suvsvbbuvv)", *listType = "(sa{sv}av)";
-
-void appendList(sd_bus_message* message, const std::function<void()>& elements) {
-    open(message, 'v', listType);
-    open(message, 'r', "sa{sv}av");
-    sd_bus_message_append(message, "sa{sv}", "IBusPropList", 0);
-    open(message, 'a', "v");
-    elements();
-    for (int i = 0; i < 3; ++i) sd_bus_message_close_container(message);
-}
-
-void appendProperty(sd_bus_message* message, const std::string& key, bool isSelected,
-                    const std::function<void()>& below) {
-    open(message, 'v', propertyType);
-    open(message, 'r', "sa{sv}suvsvbbuvv");
-    sd_bus_message_append(message, "sa{sv}su", "IBusProperty", 0, key.c_str(), 2);
-    appendText(message, "label");
-    sd_bus_message_append(message, "s", "");
-    appendText(message, "");
-    sd_bus_message_append(message, "bbu", 1, 1, isSelected ? 1 : 0);
-    appendList(message, below);
-    appendText(message, "");
-    for (int i = 0; i < 2; ++i) sd_bus_message_close_container(message);
-}
-
-void appendModes(sd_bus_message* message, const std::string& selected) {
-    appendProperty(message, "InputMode", false, [&] {
-        for (const std::string key : {"InputMode.Direct", "InputMode.Hiragana", "InputMode.Latin"})
-            appendProperty(message, key, key == selected, [] {});
-    });
+// The property of the input mode, with two of its modes below it. Labels are left out.
+int appendModes(sd_bus_message* message, std::string_view selected, bool isList) {
+    static constexpr const char *property = "(sa{sv}suvsvbbuvv)", *list = "(sa{sv}av)";
+    sd_bus_message_open_container(message, 'v', isList ? list : property);
+    sd_bus_message_open_container(message, 'r', isList ? "sa{sv}av" : "sa{sv}suvsvbbuvv");
+    if (isList) {
+        sd_bus_message_append(message, "sa{sv}", "IBusPropList", 0);
+        sd_bus_message_open_container(message, 'a', "v");
+        sd_bus_message_open_container(message, 'v', property);
+        sd_bus_message_open_container(message, 'r', "sa{sv}suvsvbbuvv");
+    }
+    static constexpr const char *direct = "InputMode.Direct", *hiragana = "InputMode.Hiragana";
+    sd_bus_message_append(message, "sa{sv}suvsvbbuvv", "IBusProperty", 0, "InputMode", 3, "s", "", "", "s",
+                          "", 1, 1, 0, list, "IBusPropList", 0, 2, //
+                          property, "IBusProperty", 0, direct, 2, "s", "", "", "s", "", 1, 1,
+                          int{selected == direct}, list, "IBusPropList", 0, 0, "s", "", //
+                          property, "IBusProperty", 0, hiragana, 2, "s", "", "", "s", "", 1, 1,
+                          int{selected == hiragana}, list, "IBusPropList", 0, 0, "s", "", "s", "");
+    for (int open = isList ? 5 : 2; open > 0; --open) sd_bus_message_close_container(message);
+    return 0;
 }
 
 } // namespace
@@ -80,11 +65,6 @@ StandInIBus::~StandInIBus() {
     thread.join();
     sd_bus_close_unref(bus);
     for (const int each : {listener, wake[0], wake[1]}) close(each);
-}
-
-bool StandInIBus::isConnected() {
-    const auto held = hold();
-    return bus != nullptr;
 }
 
 void StandInIBus::drop() {
@@ -179,14 +159,10 @@ void StandInIBus::changeEngine(const std::string& name) {
 }
 
 void StandInIBus::registerModes(const std::string& selected, const std::string& member) {
-    const auto write = [&](sd_bus_message* message) {
-        if (member == "UpdateProperty")
-            appendModes(message, selected);
-        else
-            appendList(message, [&] { appendModes(message, selected); });
-        return 0;
-    };
-    emit("/org/freedesktop/IBus/Engine/1", engineInterface, member, write, ":1.6");
+    emit(
+        "/org/freedesktop/IBus/Engine/1", "org.freedesktop.IBus.Engine", member,
+        [&](auto* message) { return appendModes(message, selected, member == "RegisterProperties"); },
+        ":1.6");
 }
 
 } // namespace orvel

@@ -41,9 +41,8 @@ class StandInIBus {
     void changeEngine(const std::string& name);
     /// The message of an engine with this mode selected.
     void registerModes(const std::string& selected, const std::string& member = "RegisterProperties");
-    /// Closes the connection, and waits for the next one.
+    /// Closes the connection; the next one is taken.
     void drop();
-    bool isConnected();
 
   private:
     void run();
