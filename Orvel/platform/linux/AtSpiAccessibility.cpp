@@ -39,6 +39,20 @@ constexpr std::chrono::milliseconds readBackPause{5};
 
 enum Needs : unsigned { needsRole = 1, needsAttributes = 2, needsName = 4, needsDescription = 8 };
 
+// Text that is marked, as it was at some moment.
+class MarkedText : public AXIdentity {
+  public:
+    explicit MarkedText(std::uint64_t version) : version(version) {}
+
+    bool equals(const AXIdentity& other) const override {
+        const auto* marked = dynamic_cast<const MarkedText*>(&other);
+        return marked && marked->version == version;
+    }
+
+  private:
+    std::uint64_t version;
+};
+
 const AtSpiElement* elementOf(const AXElement& handle) {
     return dynamic_cast<const AtSpiElement*>(&handle.identity());
 }
@@ -389,9 +403,20 @@ AXReading AtSpiAccessibility::readExtents(const Target& target, std::string_view
     return {AXStatus::success, AXSize{double(extents->width), double(extents->height)}};
 }
 
-AXReading AtSpiAccessibility::readUnknown(const Target& target, std::string_view /*name*/) {
+// Only the editor that has the focus can have marked text.
+AXReading AtSpiAccessibility::readUnknown(const Target& target, std::string_view name) {
     const auto known = know(target, 0);
-    return {known.status == AXStatus::success ? AXStatus::attributeUnsupported : known.status, {}};
+    if (known.status != AXStatus::success) return {known.status, {}};
+    if (name != "AXTextInputMarkedTextMarkerRange" || !compositions || !known.facts.has(AtSpiState::focused))
+        return {AXStatus::attributeUnsupported, {}};
+    const auto composition = compositions->current(target.deadline);
+    switch (composition.state) {
+    case PendingComposition::State::none: return {AXStatus::noValue, {}};
+    case PendingComposition::State::pending:
+        return {AXStatus::success, AXOpaque{std::make_shared<MarkedText>(composition.version)}};
+    case PendingComposition::State::unknown: break;
+    }
+    return {AXStatus::attributeUnsupported, {}};
 }
 
 // Focus

@@ -4,6 +4,7 @@
 #include "Orvel/desktop/Accessibility.h"
 #include "Orvel/platform/linux/AccessibilityBus.h"
 #include "Orvel/platform/linux/AtSpiVocabulary.h"
+#include "Orvel/platform/linux/CompositionSource.h"
 
 #include <chrono>
 #include <map>
@@ -32,8 +33,11 @@ class AtSpiKeys {
 
 class AtSpiAccessibility : public Accessibility {
   public:
-    /// Both outlive the object. Without keys nothing can be written.
-    explicit AtSpiAccessibility(AccessibilityBus& bus, AtSpiKeys* keys = nullptr) : bus(bus), keys(keys) {}
+    /// All outlive the object. Without keys nothing can be written; without a source of compositions no
+    /// editor tells of marked text.
+    explicit AtSpiAccessibility(AccessibilityBus& bus, AtSpiKeys* keys = nullptr,
+                                CompositionSource* compositions = nullptr)
+        : bus(bus), keys(keys), compositions(compositions) {}
 
     bool isTrusted() override;
     AXElement application(ProcessID process) override;
@@ -103,6 +107,7 @@ class AtSpiAccessibility : public Accessibility {
 
     AccessibilityBus& bus;
     AtSpiKeys* keys;
+    CompositionSource* compositions;
 
     std::mutex mutex; // Guards what follows.
     using Timeouts = std::map<BusReference, std::chrono::milliseconds>;

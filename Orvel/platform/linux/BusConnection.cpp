@@ -123,6 +123,19 @@ bool BusConnection::isUsable() {
     return sd_bus_is_ready(bus.get()) > 0;
 }
 
+int BusConnection::descriptor() const {
+    return sd_bus_get_fd(bus.get());
+}
+
+bool BusConnection::listen(Listener wanted) {
+    listener = std::move(wanted);
+    const auto hear = [](sd_bus_message* message, void* data, sd_bus_error* /*unused*/) {
+        static_cast<const BusConnection*>(data)->listener(message);
+        return 0;
+    };
+    return sd_bus_add_filter(bus.get(), nullptr, hear, this) >= 0;
+}
+
 pid_t BusConnection::peer() const {
     ucred credentials{};
     socklen_t size = sizeof credentials;

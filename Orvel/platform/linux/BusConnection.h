@@ -5,6 +5,7 @@
 #include "Orvel/platform/linux/BusMessage.h"
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -44,6 +45,15 @@ class BusConnection {
     /// Of the program at the other end; 0 if it can't be told.
     pid_t peer() const;
 
+    /// Readable when something arrived, of which some may have been taken in already.
+    int descriptor() const;
+
+    /// Hears each message that arrives and is no answer to a call, also one for somebody else. Called while
+    /// something else uses the connection, so it may not use it.
+    using Listener = std::function<void(sd_bus_message* message)>;
+    /// Once at most. False if nothing will be heard.
+    [[nodiscard]] bool listen(Listener listener);
+
   private:
     struct Close {
         void operator()(sd_bus* bus) const;
@@ -52,6 +62,7 @@ class BusConnection {
     BusConnection(std::unique_ptr<sd_bus, Close> bus, BusKind kind);
     bool becomeReady(BusDeadline deadline);
 
+    Listener listener; // Before the bus, which goes first.
     std::unique_ptr<sd_bus, Close> bus;
     BusKind kind;
 };

@@ -150,6 +150,11 @@ std::optional<bool> BusReply::booleanProperty() const {
     return read("v", "b", &value) ? std::optional(value != 0) : std::nullopt;
 }
 
+std::optional<std::string> BusReply::pathProperty() const {
+    const char* path = nullptr;
+    return read("v", "o", &path) ? std::optional<std::string>(path) : std::nullopt;
+}
+
 std::optional<BusReference> BusReply::referenceProperty() const {
     const char *name = nullptr, *path = nullptr;
     if (!read("v", "(so)", &name, &path)) return std::nullopt;

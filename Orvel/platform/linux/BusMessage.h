@@ -78,14 +78,17 @@ class BusReply {
     std::optional<std::int32_t> signedProperty() const;
     std::optional<double> doubleProperty() const;
     std::optional<bool> booleanProperty() const;
+    std::optional<std::string> pathProperty() const;
     std::optional<BusReference> referenceProperty() const;
+
+    /// The answer at its beginning, for those who know its type; null if there is none.
+    sd_bus_message* rewound() const;
 
   private:
     struct Unref {
         void operator()(sd_bus_message* message) const;
     };
 
-    sd_bus_message* rewound() const;
     template <typename... Values>
     bool read(const char* types, Values*... values) const;
     template <typename Element>

@@ -42,13 +42,17 @@ std::string nameWithin(XConnection& connection, xcb_window_t window, int depth) 
     return {};
 }
 
+std::string ownerName(std::string windowClass) {
+    return windowClass == "Mozc_renderer" ? "GoogleJapaneseInputRenderer" : std::move(windowClass);
+}
+
 std::optional<std::vector<OwnerName>> ownersOn(XConnection& connection, std::size_t most) {
     auto windows = childrenOf(connection, connection.root());
     std::reverse(windows.begin(), windows.end()); // The one on top first.
     std::vector<OwnerName> owners;
     for (const auto window : windows) {
         if (owners.size() == most) break;
-        if (isViewable(connection, window)) owners.emplace_back(nameWithin(connection, window, 0));
+        if (isViewable(connection, window)) owners.emplace_back(ownerName(nameWithin(connection, window, 0)));
     }
     // Where the server didn't answer, windows may be missing.
     return connection.synchronise() ? std::optional(std::move(owners)) : std::nullopt;

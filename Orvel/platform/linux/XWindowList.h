@@ -1,6 +1,5 @@
 #pragma once
-// The owners of the windows that an X desktop shows, by their window classes: "Mozc_renderer" is the one of
-// Mozc's candidates.
+// The owners of the windows that an X desktop shows, by their window classes.
 
 #include "Orvel/desktop/WindowList.h"
 
@@ -8,7 +7,8 @@
 
 namespace orvel {
 
-/// A window without a class has an empty name.
+/// A window without a class has an empty name. That of Mozc's candidates is named as on macOS:
+/// "GoogleJapaneseInputRenderer". Mozc shows it already while it only suggests.
 class XWindowList : public WindowList {
   public:
     /// An empty name is the environment's display.

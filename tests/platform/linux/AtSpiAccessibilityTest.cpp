@@ -90,6 +90,33 @@ TEST_P(AtSpiAccessibilityTest, readsAWindowWithItsEditor) {
     EXPECT_EQ(program->directCalls() > 30, GetParam());
 }
 
+TEST_P(AtSpiAccessibilityTest, anInputMethodTellsWhatIsMarkedWhereTheFocusIs) {
+    using State = PendingComposition::State;
+    struct Method : CompositionSource {
+        PendingComposition current(BusDeadline /*deadline*/) override { return composition; }
+        PendingComposition composition;
+    } method;
+    AtSpiAccessibility listening(*bus, nullptr, &method);
+    const auto box = editorElement();
+    const auto marked = [&](PendingComposition composition) {
+        method.composition = composition;
+        return listening.attribute(box, "AXTextInputMarkedTextMarkerRange");
+    };
+    EXPECT_EQ(marked({State::unknown}).status, AXStatus::attributeUnsupported);
+    EXPECT_EQ(marked({State::none}).status, AXStatus::noValue);
+    const auto one = marked({State::pending, 1}), same = marked({State::pending, 1});
+    EXPECT_EQ(one.status, AXStatus::success);
+    EXPECT_FALSE(isNothing(one.value));
+    EXPECT_EQ(one.value, same.value);
+    EXPECT_NE(one.value, marked({State::pending, 2}).value);
+    EXPECT_EQ(listening.attribute(box, "AXSomething").status, AXStatus::attributeUnsupported);
+    {
+        const auto held = program->hold();
+        std::erase(editor->states, focused);
+    }
+    EXPECT_EQ(marked({State::pending, 3}).status, AXStatus::attributeUnsupported);
+}
+
 TEST_P(AtSpiAccessibilityTest, theFocusIsSearchedForOnlyAfterItMoved) {
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(*read(app(), "AXFocusedUIElement").as<AXElement>(), editorElement());

@@ -125,13 +125,13 @@ TEST_F(XApplicationsTest, whoRunsAndWhoIsInFront) {
     const std::uint32_t itself = 1;
     xcb_change_window_attributes(candidates.get(), candidates.window, XCB_CW_OVERRIDE_REDIRECT, &itself);
     candidates.claim(4714, "Mozc_renderer");
-    EXPECT_FALSE(shown("Mozc_renderer"));
+    EXPECT_FALSE(shown("GoogleJapaneseInputRenderer"));
     candidates.show();
-    EXPECT_TRUE(shown("Mozc_renderer"));
-    EXPECT_EQ(read(1)->front(), "Mozc_renderer") << "the one on top";
+    EXPECT_TRUE(shown("GoogleJapaneseInputRenderer"));
+    EXPECT_EQ(read(1)->front(), "GoogleJapaneseInputRenderer") << "the one on top";
     xcb_unmap_window(candidates.get(), candidates.window);
     candidates.connection->synchronise();
-    EXPECT_FALSE(shown("Mozc_renderer"));
+    EXPECT_FALSE(shown("GoogleJapaneseInputRenderer"));
 
     server->end();
     EXPECT_EQ(applications->frontmost(), std::nullopt);
