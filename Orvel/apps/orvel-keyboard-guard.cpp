@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -20,5 +21,6 @@ int main(int count, char** words) {
         return EXIT_FAILURE;
     }
     std::signal(SIGPIPE, SIG_IGN);
+    prctl(PR_SET_PDEATHSIG, SIGCONT); // One that is suspended must still let go when Orvel dies.
     return orvel::runKeyboardGuard(orvel::GuardLink(orvel::Descriptor(STDIN_FILENO)), words[1]);
 }

@@ -30,6 +30,10 @@ constexpr std::uint32_t rawEvents = XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS |
                                     XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE |
                                     XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS;
 
+// Raw events as well: who holds a grab gets no others.
+constexpr std::uint32_t grabMask =
+    XCB_INPUT_XI_EVENT_MASK_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_KEY_RELEASE | rawEvents;
+
 // Of another program that presses keys through XTest; the server doesn't say which.
 constexpr ProcessID unknownProcess = -1;
 
@@ -97,15 +101,12 @@ class KeyboardGuard {
     // A grab names its keyboard: on all of them at once a replayed key would be lost.
     bool grab(xcb_keycode_t keycode) {
         constexpr std::uint32_t anyModifier = XCB_INPUT_MODIFIER_MASK_ANY;
-        // Raw events as well: who holds a grab gets no others.
-        constexpr std::uint32_t mask =
-            XCB_INPUT_XI_EVENT_MASK_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_KEY_RELEASE | rawEvents;
         for (const auto keyboard : keyboards) {
             const auto answer =
                 connection->reply<xcb_input_xi_passive_grab_device_reply_t>(xcb_input_xi_passive_grab_device(
                     connection->get(), XCB_CURRENT_TIME, connection->root(), XCB_CURSOR_NONE, keycode,
                     keyboard, 1, 1, XCB_INPUT_GRAB_TYPE_KEYCODE, XCB_INPUT_GRAB_MODE_22_SYNC,
-                    XCB_INPUT_GRAB_MODE_22_ASYNC, XCB_INPUT_GRAB_OWNER_NO_OWNER, &mask, &anyModifier));
+                    XCB_INPUT_GRAB_MODE_22_ASYNC, XCB_INPUT_GRAB_OWNER_NO_OWNER, &grabMask, &anyModifier));
             if (!answer || answer->num_modifiers > 0) return false; // Those that were refused.
         }
         return true;
@@ -201,14 +202,13 @@ class KeyboardGuard {
 
     // The keyboard stands still until it is allowed to go on. A key that was swallowed keeps the grab until
     // it is released, since its release would be delivered otherwise, and whatever comes meanwhile stops here
-    // one by one. A press goes where it belongs, which ends the grab.
+    // one by one.
     void takeGrabbed(const xcb_input_key_press_event_t& event, bool isPress) {
         ++grabEvents;
         const auto keycode = static_cast<xcb_keycode_t>(event.detail);
         const bool isReturn = std::find(grabbed.begin(), grabbed.end(), keycode) != grabbed.end();
         if (!isPress) {
-            // This release ends the grab by itself: to allow anything could meet the next one's.
-            if (keycode == grabbing) return void(grabbing = 0);
+            if (keycode == grabbing) return endSwallowing(event.deviceid);
             if (!isReturn) passRelease(event);
             return allow(XCB_INPUT_EVENT_MODE_SYNC_DEVICE, event.deviceid);
         }
@@ -216,8 +216,35 @@ class KeyboardGuard {
             if (grabbing == 0) grabbing = keycode;
             return allow(XCB_INPUT_EVENT_MODE_SYNC_DEVICE, event.deviceid);
         }
+        passPress(event.deviceid, grabbing != 0 && keycode != grabbing && isGuarding);
+    }
+
+    // A press goes where it belongs, which ends the grab. While a swallowed key is held the keyboard is
+    // grabbed again in the same breath; what was released before that, behind the press, is delivered.
+    void passPress(std::uint16_t keyboard, bool grabsAgain) {
+        allow(XCB_INPUT_EVENT_MODE_REPLAY_DEVICE, keyboard);
+        hasGrabbedAgain = grabsAgain && grabAll(keyboard);
+        if (hasGrabbedAgain)
+            allow(XCB_INPUT_EVENT_MODE_SYNC_DEVICE, keyboard);
+        else
+            grabbing = 0;
+    }
+
+    bool grabAll(std::uint16_t keyboard) {
+        const auto answer = connection->reply<xcb_input_xi_grab_device_reply_t>(
+            xcb_input_xi_grab_device(connection->get(), connection->root(), XCB_CURRENT_TIME, XCB_CURSOR_NONE,
+                                     keyboard, XCB_INPUT_GRAB_MODE_22_SYNC, XCB_INPUT_GRAB_MODE_22_ASYNC,
+                                     XCB_INPUT_GRAB_OWNER_NO_OWNER, 1, &grabMask));
+        return answer && answer->status == XCB_GRAB_STATUS_SUCCESS;
+    }
+
+    // A grab that its press began ends by itself with the release: to allow anything could meet the next
+    // one's.
+    void endSwallowing(std::uint16_t keyboard) {
         grabbing = 0;
-        allow(XCB_INPUT_EVENT_MODE_REPLAY_DEVICE, event.deviceid);
+        if (!std::exchange(hasGrabbedAgain, false)) return;
+        xcb_input_xi_ungrab_device(connection->get(), XCB_CURRENT_TIME, keyboard);
+        xcb_flush(connection->get());
     }
 
     TapAnswer askAbout(const xcb_input_key_press_event_t& event, xcb_keycode_t keycode) {
@@ -373,7 +400,8 @@ class KeyboardGuard {
     /// Returns that were pressed and have not come from the grab, with their releases where they have come.
     std::map<xcb_keycode_t, std::deque<std::optional<Input>>> unseen;
     std::uint64_t grabEvents = 0;
-    xcb_keycode_t grabbing = 0; ///< The swallowed key that keeps the grab.
+    xcb_keycode_t grabbing = 0;   ///< The swallowed key that keeps the grab.
+    bool hasGrabbedAgain = false; ///< By itself, not with the press of that key.
     bool isGuarding = true;
     std::optional<TapEventType> reason; ///< Why it guards no more, where Orvel doesn't know.
     Question question = Question::none;

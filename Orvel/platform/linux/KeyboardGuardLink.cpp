@@ -37,8 +37,9 @@ bool GuardLink::send(const GuardMessage& message) const {
 
 GuardLink::Receipt GuardLink::receive(GuardMessage& message) const {
     ssize_t count = 0;
+    // An end that closes with something unread is told as a reset, ahead of what it has said.
     do count = recv(socket.get(), &message, sizeof message, MSG_DONTWAIT | MSG_TRUNC);
-    while (count < 0 && errno == EINTR);
+    while (count < 0 && (errno == EINTR || errno == ECONNRESET));
     if (count < 0 && errno == EAGAIN) return Receipt::nothing;
     return count == sizeof message ? Receipt::received : Receipt::closed;
 }

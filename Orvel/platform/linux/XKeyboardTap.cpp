@@ -100,7 +100,7 @@ class XKeyboardTap::Listener {
 
   private:
     /// A guard that takes longer to show that it lives is ended. So long a keyboard can stand still.
-    static constexpr std::chrono::milliseconds lifeLimit{200}, grace{50};
+    static constexpr std::chrono::milliseconds lifeLimit{200}, settleLimit{50}, grace{50};
 
     void run() {
         const auto& link = shared->guard->link();
@@ -154,7 +154,7 @@ class XKeyboardTap::Listener {
             if (!isOwn(message)) report(message.event);
             break;
         case Kind::question:
-            settledBy = Clock::time_point(std::chrono::nanoseconds(message.deadline)) + lifeLimit / 2;
+            settledBy = Clock::time_point(std::chrono::nanoseconds(message.deadline)) + settleLimit;
             [[fallthrough]];
         case Kind::missed:
             if (isOwn(message))

@@ -27,6 +27,11 @@ std::optional<std::string> keyboardGuardProgram();
 ///
 /// Nothing but Return and Enter can be swallowed. Their presses are not asked about while another program has
 /// grabbed the keyboard, as for its menu, and are then reported as repeats too.
+///
+/// The release of a swallowed Return is swallowed as well, except where another key was pressed and Return
+/// released while the handler was at work: to pass that press ends the grab, and what the server holds behind
+/// it goes on before there can be another. A window then gets a release without a press; Chromium keeps such
+/// from its pages.
 class XKeyboardTap : public KeyboardTap {
   public:
     static constexpr std::chrono::milliseconds patience{200};

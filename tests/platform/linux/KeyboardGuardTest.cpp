@@ -58,6 +58,17 @@ TEST_F(KeyboardGuardTest, orvelMayBeSuspendedOrDieAtAnyMoment) {
     }
 }
 
+TEST_F(KeyboardGuardTest, aSuspendedGuardLetsGoWhenOrvelDies) {
+    const ForkedTap orvel(server->display(), 1s);
+    ASSERT_EQ(orvel.next(), 's');
+    const auto guard = guardsOf(orvel.process).at(0);
+    kill(guard, SIGSTOP);
+    kill(orvel.process, SIGKILL);
+    EXPECT_TRUE(ends(guard));
+    stroke(returnKey);
+    EXPECT_TRUE(arrives("36 -36 "));
+}
+
 class StoppedGuardTest : public KeyboardGuardTest {
   protected:
     void SetUp() override {
