@@ -101,15 +101,37 @@ TEST_F(XKeyboardTapTest, aPassedReturnArrivesAndASwallowedOneNeverDoes) {
             }
         }
     }
-    // A key that is pressed while the swallowed Return is held.
+}
+
+TEST_F(XKeyboardTapTest, whatIsTypedWhileASwallowedReturnIsHeldArrives) {
     answer(TapAnswer::swallow);
-    other->seen.clear();
+    press(keyA);
     press(returnKey);
+    ASSERT_TRUE(runUntil([&] { return told() == "0 36 "; }));
     press(keyX);
+    ASSERT_TRUE(runUntil([&] { return other->seen == "0 7 "; }));
+    press(leftControl);
+    release(keyA);
+    stroke(1);
+    release(leftControl);
     release(keyX);
+    ASSERT_TRUE(runUntil([&] { return other->seen == "0 7 55 -0 1 -1 -55 -7 "; })) << other->seen;
     release(returnKey);
     EXPECT_TRUE(settle());
-    EXPECT_EQ(other->seen, "7 -7 -36 ") << "only its release may come";
+    EXPECT_EQ(other->seen, "0 7 55 -0 1 -1 -55 -7 ");
+    // Where it is released before the other key could be passed, its release arrives.
+    answer(TapAnswer::swallow, 50ms);
+    other->seen.clear();
+    press(returnKey);
+    stroke(keyX);
+    release(returnKey);
+    EXPECT_TRUE(settle());
+    EXPECT_EQ(other->seen, "7 -7 -36 ");
+    // And no grab is left.
+    other->seen.clear();
+    stroke(keyA);
+    EXPECT_TRUE(settle());
+    EXPECT_EQ(other->seen, "0 -0 ");
 }
 
 TEST_F(XKeyboardTapTest, whatIsTypedBehindASlowHandlerArrivesInOrder) {
