@@ -843,7 +843,9 @@ AXStatus AtSpiAccessibility::write(const Target& target, const std::string& writ
     auto proof = proveFocus(target, place->window);
     while (proof == AXStatus::failure && std::chrono::steady_clock::now() + readBackPause < target.deadline) {
         std::this_thread::sleep_for(readBackPause);
-        proof = proveFocus(target, place->window);
+        const auto again = proveFocus(target, place->window);
+        if (again == AXStatus::cannotComplete) break; // It is known where the focus was.
+        proof = again;
     }
     if (proof != AXStatus::success) return proof;
     const bool isPaste = !written.empty();

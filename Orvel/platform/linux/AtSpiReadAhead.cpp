@@ -3,7 +3,6 @@
 #include "Orvel/platform/linux/AtSpiElement.h"
 
 #include <algorithm>
-#include <chrono>
 #include <iterator>
 #include <system_error>
 #include <utility>
@@ -12,13 +11,10 @@ namespace orvel {
 
 namespace {
 
-using namespace std::chrono_literals;
-
 constexpr std::string_view children = "AXChildren";
 // So many that the program always has some to answer, and so few that nobody waits long for the first of
 // them.
 constexpr std::size_t pieceSize = 48;
-constexpr std::chrono::milliseconds longestWait{8};
 
 bool isAnswer(AXStatus status) {
     return status == AXStatus::success || status == AXStatus::noValue ||
@@ -100,8 +96,8 @@ std::optional<AXReading> AtSpiReadAhead::take(const BusReference& object, std::s
         entry.isTaken[number] = true;
         const auto isDecided = [&] { return !entry.readings.empty() || job->isOver; };
         if (!isDecided() && entry.place >= job->next + pieceSize) return std::nullopt;
-        const auto end = std::min(deadline, std::chrono::steady_clock::now() + longestWait);
-        if (!changed.wait_until(lock, end, isDecided) || entry.readings.empty()) return std::nullopt;
+        // Asked at the same time, the program would answer later still.
+        if (!changed.wait_until(lock, deadline, isDecided) || entry.readings.empty()) return std::nullopt;
         auto& reading = entry.readings[number];
         return isAnswer(reading.status) ? std::optional(std::move(reading)) : std::nullopt;
     }

@@ -330,36 +330,53 @@ TEST_P(AtSpiAccessibilityTest, aWriteIsProvedByReadingOrMayHaveHappened) {
     TestKeys keys;
     AtSpiAccessibility writer(*bus, {.keys = &keys});
     const auto box = editorElement();
-    writer.setMessagingTimeout(box, 300ms);
+    writer.setMessagingTimeout(box, 1'000ms);
     keys.onKey = [this](const std::string& text) {
         const auto held = program->hold();
         editor->text = text;
     };
     struct Case {
         std::string text;
-        bool isPressed, isEffective, isFocused;
+        bool isPressed, isEffective, isFocused, isActive;
         AXStatus status;
         std::string done;
     };
     const Case cases[] = {
-        {"new", true, true, true, AXStatus::success, "paste restore"},
-        {"", true, true, true, AXStatus::success, "erase"},
-        {"lost", true, false, true, AXStatus::mayHaveHappened, "paste restore"},
-        {"never", false, false, true, AXStatus::failure, "paste restore"},
-        {"elsewhere", true, true, false, AXStatus::failure, ""},
+        {"new", true, true, true, true, AXStatus::success, "paste restore"},
+        {"new", true, true, true, true, AXStatus::success, ""}, // It stands there already.
+        {"", true, true, true, true, AXStatus::success, "erase"},
+        {"lost", true, false, true, true, AXStatus::mayHaveHappened, "paste restore"},
+        {"never", false, false, true, true, AXStatus::failure, "paste restore"},
+        {"elsewhere", true, true, false, true, AXStatus::failure, ""},
+        {"behind", true, true, true, false, AXStatus::failure, ""},
     };
-    for (const auto& [text, isPressed, isEffective, isFocused, status, done] : cases) {
+    const auto set = [](AccessibleObject& object, unsigned state, bool isSet) {
+        std::erase(object.states, state);
+        if (isSet) object.states.push_back(state);
+    };
+    for (const auto& [text, isPressed, isEffective, isFocused, isActive, status, done] : cases) {
         keys.done.clear();
         keys.isPressed = isPressed;
         keys.isEffective = isEffective;
         {
             const auto held = program->hold();
-            std::erase(editor->states, focused);
-            if (isFocused) editor->states.push_back(focused);
+            set(*editor, focused, isFocused);
+            set(*window, active, isActive);
         }
         EXPECT_EQ(writer.setAttribute(box, "AXValue", text), status) << text;
         EXPECT_EQ(keys.done, done) << text;
     }
+    {
+        const auto held = program->hold();
+        set(*editor, focused, true);
+        set(*window, active, true);
+        // Shows the text once, and then what the page made of it.
+        editor->strange["GetText"] = [this, times = 0](sd_bus_message* answer) mutable {
+            const bool isFirst = times++ < 2;
+            return sd_bus_message_append(answer, "s", isFirst ? "" : times == 3 ? "seen" : "changed");
+        };
+    }
+    EXPECT_EQ(writer.setAttribute(box, "AXValue", std::string("seen")), AXStatus::mayHaveHappened);
     EXPECT_EQ(writer.setAttribute(only(only(app())), "AXValue", std::string("x")),
               AXStatus::attributeUnsupported);
 }

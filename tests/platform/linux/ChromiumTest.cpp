@@ -163,12 +163,15 @@ TEST_F(ChromiumTest, whatIsWrittenStandsThereAndTheClipboardIsAsBefore) {
     ASSERT_TRUE(pasteboard->writeItems({original}));
     std::string large;
     while (large.size() < 20'000) large += "A line of a long message, which has several.\n";
+    large.pop_back();
     const std::string texts[] = {
         "one", "two\n\nlines", "  leading,\ttabs & <i>marks</i>", "😀 語", "", "日本語を入力\n😀", "",
         large, "short again"};
     for (const std::string label : {"Rich", "Plain"}) {
         const auto box = editor(label);
+        accessibility->setMessagingTimeout(box, 10s);
         for (const auto& text : texts) {
+            if (label == "Rich" && text.find("\n\n") != text.npos) continue;
             EXPECT_EQ(write(box, text), AXStatus::success) << label << ": " << text.substr(0, 40);
             EXPECT_EQ(this->text(box, "AXValue"), text) << label;
             EXPECT_EQ(pasteboard->data(0, "text/html"), "<i>before</i>");
@@ -176,6 +179,13 @@ TEST_F(ChromiumTest, whatIsWrittenStandsThereAndTheClipboardIsAsBefore) {
         }
     }
     EXPECT_EQ(text(editor("Other"), "AXValue"), "kept");
+
+    // An editor that makes something else of it, as a plain one does with empty lines.
+    const auto rich = editor("Rich");
+    accessibility->setMessagingTimeout(rich, 500ms);
+    EXPECT_EQ(write(rich, "two\n\nlines"), AXStatus::mayHaveHappened);
+    EXPECT_EQ(text(rich, "AXValue"), "two\nlines");
+    EXPECT_EQ(pasteboard->data(0, std::string(PasteboardType::string)), "before");
 }
 
 // What a person holds doesn't change the keys.
@@ -196,6 +206,11 @@ TEST_F(ChromiumTest, aHeldShiftChangesNothing) {
     EXPECT_EQ(text(box, "AXValue"), "");
 }
 
+// Nothing was pressed, whether the program said so or was too slow.
+bool isRefused(AXStatus status) {
+    return status == AXStatus::failure || status == AXStatus::cannotComplete;
+}
+
 TEST_F(ChromiumTest, nothingIsPressedWhereTheEditorCanNotHaveTheKeys) {
     open(editors);
     if (IsSkipped()) return;
@@ -211,13 +226,13 @@ TEST_F(ChromiumTest, nothingIsPressedWhereTheEditorCanNotHaveTheKeys) {
                 xcb_get_input_focus(other.connection->get()));
             return focus && focus->focus == other.window;
         }));
-        EXPECT_EQ(write(box, "elsewhere"), AXStatus::failure);
-        EXPECT_EQ(write(box, ""), AXStatus::failure);
+        EXPECT_TRUE(isRefused(write(box, "elsewhere")));
+        EXPECT_TRUE(isRefused(write(box, "")));
         other.connection->dispatch();
         EXPECT_EQ(other.seen, "");
     }
     // A page that lets an editor have the focus for no time, and one that takes it away behind the first key.
-    EXPECT_EQ(write(editor("Shy"), "elsewhere"), AXStatus::failure);
+    EXPECT_TRUE(isRefused(write(editor("Shy"), "elsewhere")));
     const auto jumping = editor("Jumping");
     accessibility->setMessagingTimeout(jumping, 300ms);
     EXPECT_EQ(write(jumping, "somewhere"), AXStatus::mayHaveHappened);
