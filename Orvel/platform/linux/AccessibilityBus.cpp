@@ -204,6 +204,25 @@ AccessibilityBus::Replies AccessibilityBus::exchange(std::span<const BusCall> ca
     return replies;
 }
 
+std::unique_ptr<BusConnection> AccessibilityBus::connect(BusDeadline deadline) {
+    const auto address = busAddress(deadline);
+    return address.empty() ? nullptr : BusConnection::open(address, BusKind::bus, deadline);
+}
+
+void AccessibilityBus::takeInEvents() {
+    std::vector<std::string> names;
+    {
+        const std::lock_guard lock(mutex);
+        for (const auto& [name, program] : programs) names.push_back(name);
+    }
+    for (const auto& name : names) {
+        // All of them at once, since each is given back to where it was taken from.
+        std::vector<Lease> held;
+        while (auto idle = idleConnection(Line::program, name))
+            held.emplace_back(*this, Line::program, name, std::move(idle));
+    }
+}
+
 std::optional<std::vector<BusReference>> AccessibilityBus::applications(BusDeadline deadline) {
     std::array calls{BusCall{registry, "org.a11y.atspi.Accessible", "GetChildren"}};
     calls[0].isStarting = true;

@@ -37,6 +37,12 @@ class AccessibilityBus {
     /// Makes calls at once, of one program straight, of several by way of the bus.
     Replies exchange(std::span<const BusCall> calls, BusDeadline deadline);
 
+    /// A connection to the bus for the caller alone, as for signals. Null if there can be none by then.
+    std::unique_ptr<BusConnection> connect(BusDeadline deadline);
+
+    /// Takes in what programs sent on connections that nobody uses now, so that it doesn't pile up there.
+    void takeInEvents();
+
     struct Application {
         AXStatus status = AXStatus::invalidElement;
         BusReference root;
@@ -83,6 +89,7 @@ class AccessibilityBus::Replies {
     ~Replies();
 
     const BusReply& operator[](std::size_t place) const { return replies[place]; }
+    std::span<const BusReply> all() const { return replies; }
     std::size_t size() const { return replies.size(); }
 
   private:

@@ -118,6 +118,33 @@ std::string_view axRole(const AtSpiFacts& facts) {
     return found == roleNames.end() ? "AXUnknown" : found->name;
 }
 
+bool needsFacts(std::uint32_t role) {
+    static constexpr std::array roles{alert, comboBox, panel, pushButton, text, entry};
+    return std::find(roles.begin(), roles.end(), role) != roles.end();
+}
+
+std::vector<std::uint32_t> atSpiRoles(std::string_view wanted) {
+    static constexpr std::uint32_t mostRoles = 256;
+    // Every way in which one role comes out as several.
+    static const std::array variants{
+        AtSpiFacts{},
+        AtSpiFacts{.states = std::uint64_t{1} << AtSpiState::multiLine},
+        AtSpiFacts{.states = std::uint64_t{1} << AtSpiState::hasPopup},
+        AtSpiFacts{.attributes = {{"text-input-type", "search"}}},
+        AtSpiFacts{.attributes = {{"xml-roles", "radiogroup"}}},
+        AtSpiFacts{.attributes = {{"tag", "select"}}},
+    };
+    std::vector<std::uint32_t> roles;
+    for (std::uint32_t role = 0; role < mostRoles && wanted != "AXUnknown"; ++role) {
+        const bool isPossible = std::any_of(variants.begin(), variants.end(), [&](AtSpiFacts facts) {
+            facts.role = role;
+            return axRole(facts) == wanted;
+        });
+        if (isPossible) roles.push_back(role);
+    }
+    return roles;
+}
+
 std::optional<std::string_view> axSubrole(const AtSpiFacts& facts) {
     if (facts.role == dialog) return "AXDialog";
     // An alert that is no dialog announces something.

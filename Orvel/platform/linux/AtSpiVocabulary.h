@@ -45,6 +45,12 @@ inline bool isGone(const AtSpiFacts& facts) {
 /// From role, states and attributes. "AXUnknown" for a role without a counterpart.
 std::string_view axRole(const AtSpiFacts& facts);
 
+/// Whether role and subrole follow from more than the role's number.
+bool needsFacts(std::uint32_t role);
+
+/// The numbers of all roles that may come out as this one; none for "AXUnknown".
+std::vector<std::uint32_t> atSpiRoles(std::string_view axRole);
+
 /// From the role.
 std::optional<std::string_view> axSubrole(const AtSpiFacts& facts);
 

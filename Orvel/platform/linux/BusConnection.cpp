@@ -123,14 +123,29 @@ bool BusConnection::isUsable() {
     return sd_bus_is_ready(bus.get()) > 0;
 }
 
+bool BusConnection::listen(const std::string& rule, Listener listener) {
+    listeners.push_back(std::move(listener));
+    const auto told = [](sd_bus_message* message, void* data, sd_bus_error* /*unused*/) {
+        BusSignal signal;
+        const auto *sender = sd_bus_message_get_sender(message), *path = sd_bus_message_get_path(message);
+        const char* detail = nullptr;
+        if (!sender || !path || sd_bus_message_read(message, "si", &detail, &signal.value) <= 0) return 0;
+        signal.source = {sender, path};
+        signal.detail = detail;
+        (*static_cast<Listener*>(data))(signal);
+        return 0;
+    };
+    return sd_bus_add_match_async(bus.get(), nullptr, rule.c_str(), told, nullptr, &listeners.back()) >= 0;
+}
+
 int BusConnection::descriptor() const {
     return sd_bus_get_fd(bus.get());
 }
 
-bool BusConnection::listen(Listener wanted) {
-    listener = std::move(wanted);
+bool BusConnection::hearAll(MessageListener wanted) {
+    messageListener = std::move(wanted);
     const auto hear = [](sd_bus_message* message, void* data, sd_bus_error* /*unused*/) {
-        static_cast<const BusConnection*>(data)->listener(message);
+        static_cast<const BusConnection*>(data)->messageListener(message);
         return 0;
     };
     return sd_bus_add_filter(bus.get(), nullptr, hear, this) >= 0;

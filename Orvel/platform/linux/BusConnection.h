@@ -5,7 +5,9 @@
 #include "Orvel/platform/linux/BusMessage.h"
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
+#include <list>
 #include <memory>
 #include <span>
 #include <string>
@@ -22,6 +24,13 @@ using BusDeadline = std::chrono::steady_clock::time_point;
 enum class BusKind {
     bus,    ///< A daemon that passes messages on.
     program ///< The program itself, whose messages bear no destination.
+};
+
+/// A signal whose first two values are a text and a number, as those of AT-SPI2 are.
+struct BusSignal {
+    BusReference source;
+    std::string detail;
+    std::int32_t value = 0;
 };
 
 /// Used by one thread at a time.
@@ -42,17 +51,22 @@ class BusConnection {
     /// Takes in what arrived meanwhile, and tells whether the connection still stands.
     bool isUsable();
 
+    using Listener = std::function<void(const BusSignal&)>;
+    /// Has the bus pass on the signals that a match rule names, and tells them whenever something is taken
+    /// in. False if that can't be asked for.
+    bool listen(const std::string& rule, Listener listener);
+
+    /// Readable when something has arrived, of which some may have been taken in already.
+    int descriptor() const;
+
     /// Of the program at the other end; 0 if it can't be told.
     pid_t peer() const;
 
-    /// Readable when something arrived, of which some may have been taken in already.
-    int descriptor() const;
-
     /// Hears each message that arrives and is no answer to a call, also one for somebody else. Called while
     /// something else uses the connection, so it may not use it.
-    using Listener = std::function<void(sd_bus_message* message)>;
+    using MessageListener = std::function<void(sd_bus_message* message)>;
     /// Once at most. False if nothing will be heard.
-    [[nodiscard]] bool listen(Listener listener);
+    [[nodiscard]] bool hearAll(MessageListener listener);
 
   private:
     struct Close {
@@ -62,7 +76,8 @@ class BusConnection {
     BusConnection(std::unique_ptr<sd_bus, Close> bus, BusKind kind);
     bool becomeReady(BusDeadline deadline);
 
-    Listener listener; // Before the bus, which goes first.
+    MessageListener messageListener; // Both outlive the connection beneath.
+    std::list<Listener> listeners;
     std::unique_ptr<sd_bus, Close> bus;
     BusKind kind;
 };

@@ -120,7 +120,7 @@ void IBusDaemon::connect() {
 }
 
 bool IBusDaemon::listenOn(BusConnection& bus, BusDeadline deadline) {
-    if (!bus.listen([this](sd_bus_message* message) { hear(message); })) return false;
+    if (!bus.hearAll([this](sd_bus_message* message) { hear(message); })) return false;
     std::vector<BusCall> calls;
     calls.reserve(rulesOfEngines.size() + rulesOfEditors.size() + 1);
     for (const auto* rule : rulesOfEngines) calls.push_back(ruleCall(rule));

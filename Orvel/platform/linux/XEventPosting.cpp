@@ -3,8 +3,9 @@
 #include "Orvel/platform/linux/XConnection.h"
 #include "Orvel/platform/linux/XKeys.h"
 #include "Orvel/platform/linux/XOwnInput.h"
-#include "Orvel/platform/linux/XWindows.h"
+#include "Orvel/platform/linux/XSentKey.h"
 
+#include <array>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -27,23 +28,7 @@ class SentKey : public PreparedEvents {
         : connection(connection), stroke(stroke), process(process) {}
 
     void post() override {
-        if (std::exchange(isPosted, true)) return;
-        const auto focus =
-            connection.reply<xcb_get_input_focus_reply_t>(xcb_get_input_focus(connection.get()));
-        if (!focus || focus->focus <= XCB_INPUT_FOCUS_POINTER_ROOT) return; // No window.
-        if (processOf(connection, focus->focus) != process) return;
-        for (const auto& [type, mask] : {std::pair(XCB_KEY_PRESS, XCB_EVENT_MASK_KEY_PRESS),
-                                         std::pair(XCB_KEY_RELEASE, XCB_EVENT_MASK_KEY_RELEASE)}) {
-            const xcb_key_press_event_t event{.response_type = static_cast<std::uint8_t>(type),
-                                              .detail = stroke.keycode,
-                                              .time = XCB_CURRENT_TIME,
-                                              .root = connection.root(),
-                                              .event = focus->focus,
-                                              .state = stroke.state,
-                                              .same_screen = 1};
-            xcb_send_event(connection.get(), 0, focus->focus, mask, reinterpret_cast<const char*>(&event));
-        }
-        xcb_flush(connection.get());
+        if (!std::exchange(isPosted, true)) sendKeys(connection, std::array{stroke}, process);
     }
 
   private:

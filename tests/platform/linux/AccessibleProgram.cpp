@@ -1,6 +1,7 @@
 #include "AccessibleProgram.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <stdexcept>
 
@@ -136,7 +137,7 @@ void AccessibleProgram::serve() {
             waited.push_back({sd_bus_get_fd(each), static_cast<short>(sd_bus_get_events(each)), 0});
         }
         poll(waited.data(), waited.size(), 1'000);
-        if (waited[0].revents) return;
+        if (char word = 0; read(wake[0], &word, 1) == 1 && word == 'x') return;
         if (waited[1].revents) welcome();
     }
 }
@@ -202,6 +203,8 @@ int AccessibleProgram::answer(sd_bus_message* call) {
         return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_OBJECT, "no such object");
     }
     auto& object = *found->second;
+    if (const auto slow = object.slow.find(member); slow != object.slow.end())
+        std::this_thread::sleep_for(std::chrono::milliseconds(slow->second));
     if (const auto strange = object.strange.find(member); strange != object.strange.end())
         return reply(call, strange->second);
     if (interface == "org.freedesktop.DBus.Properties") return replyProperty(call, object, member);
@@ -213,6 +216,7 @@ int AccessibleProgram::replyProperty(sd_bus_message* call, AccessibleObject& obj
     if (property == "Name") return sd_bus_reply_method_return(call, "v", "s", object.name.c_str());
     if (property == "Description")
         return sd_bus_reply_method_return(call, "v", "s", object.description.c_str());
+    if (property == "ToolkitName") return sd_bus_reply_method_return(call, "v", "s", toolkit.c_str());
     if (property == "Parent") {
         const auto* path = object.parent ? object.parent->path.c_str() : desktopPath;
         return sd_bus_reply_method_return(call, "v", "(so)", object.parent ? name.c_str() : registry, path);
@@ -293,24 +297,57 @@ int AccessibleProgram::replyMethod(sd_bus_message* call, AccessibleObject& objec
     return sd_bus_reply_method_errorf(call, SD_BUS_ERROR_UNKNOWN_METHOD, "no such method");
 }
 
-// Knows the rule for one state only.
+// Knows rules for states, each of which must be there, and for roles, one of which must be; in the order of a
+// walk that goes down first.
 int AccessibleProgram::matches(sd_bus_message* call, AccessibleObject& object) {
     if (!sd_bus_message_has_signature(call, "(aiia{ss}iaiiasib)uib")) return -EINVAL;
-    std::int32_t words[2] = {0, 0};
+    const void *stateWords = nullptr, *roleWords = nullptr;
+    std::size_t stateSize = 0, roleSize = 0;
+    std::int32_t most = 0;
     sd_bus_message_enter_container(call, 'r', "aiia{ss}iaiiasib");
-    sd_bus_message_enter_container(call, 'a', "i");
-    for (auto& word : words) sd_bus_message_read(call, "i", &word);
-    std::vector<AccessibleObject*> found, all{&object};
-    for (std::size_t i = 0; i < all.size(); ++i) {
-        for (const auto& child : all[i]->children) all.push_back(child.get());
-        for (unsigned state = 0; state < 32; ++state)
-            if (i > 0 && words[0] == 1 << state && hasState(*all[i], state)) found.push_back(all[i]);
-    }
+    sd_bus_message_read_array(call, 'i', &stateWords, &stateSize);
+    sd_bus_message_skip(call, "ia{ss}i");
+    sd_bus_message_read_array(call, 'i', &roleWords, &roleSize);
+    sd_bus_message_skip(call, "iasib");
+    sd_bus_message_exit_container(call);
+    sd_bus_message_read(call, "ui", nullptr, &most);
+    const auto numbersIn = [](const void* words, std::size_t size) {
+        std::vector<unsigned> numbers;
+        for (unsigned bit = 0; bit < size * 8; ++bit)
+            if (static_cast<const std::uint32_t*>(words)[bit / 32] >> bit % 32 & 1U) numbers.push_back(bit);
+        return numbers;
+    };
+    const auto states = numbersIn(stateWords, stateSize), roles = numbersIn(roleWords, roleSize);
+    std::vector<AccessibleObject*> found;
+    const std::function<void(const AccessibleObject&)> look = [&](const AccessibleObject& above) {
+        for (const auto& each : above.children) {
+            const bool hasStates = std::all_of(states.begin(), states.end(),
+                                               [&](unsigned state) { return hasState(*each, state); });
+            const bool hasRole =
+                roles.empty() || std::find(roles.begin(), roles.end(), each->role) != roles.end();
+            if (hasStates && hasRole) found.push_back(each.get());
+            look(*each);
+        }
+    };
+    look(object);
+    if (most > 0 && found.size() > static_cast<std::size_t>(most))
+        found.resize(static_cast<std::size_t>(most));
     return reply(call, [&](sd_bus_message* answer) {
         sd_bus_message_open_container(answer, 'a', "(so)");
-        if (!found.empty()) sd_bus_message_append(answer, "(so)", name.c_str(), found.front()->path.c_str());
+        for (const auto* each : found)
+            sd_bus_message_append(answer, "(so)", name.c_str(), each->path.c_str());
         return sd_bus_message_close_container(answer);
     });
+}
+
+void AccessibleProgram::tell(const AccessibleObject& object, const char* state, bool isSet) {
+    sd_bus_message* signal = nullptr;
+    sd_bus_message_new_signal(bus, &signal, object.path.c_str(), "org.a11y.atspi.Event.Object",
+                              "StateChanged");
+    sd_bus_message_append(signal, "siiva{sv}", state, int{isSet}, 0, "i", 0, 0);
+    sd_bus_send(bus, signal, nullptr);
+    sd_bus_message_unref(signal);
+    static_cast<void>(!write(wake[1], "", 1));
 }
 
 } // namespace orvel

@@ -33,6 +33,8 @@ struct AccessibleObject {
     std::function<void()> onAction;
     /// Answers that are not as they should be, by the method or property.
     std::map<std::string, std::function<int(sd_bus_message* answer)>> strange;
+    /// How many milliseconds answers take, likewise.
+    std::map<std::string, int> slow;
     AccessibleObject* parent = nullptr;
     std::vector<std::shared_ptr<AccessibleObject>> children;
 };
@@ -49,6 +51,10 @@ class AccessibleProgram {
     AccessibleObject& add(AccessibleObject& parent, AccessibleObject object);
     /// Takes the object and all below it out; whoever still asks for it hears that it is gone.
     void remove(AccessibleObject& object);
+
+    /// Tells whoever listens that a state of the object has changed. Called while the program is held.
+    void tell(const AccessibleObject& object, const char* state, bool isSet);
+    std::string toolkit = "Chromium";
 
     /// While this is held nothing is answered. Changes to the tree are made under it.
     std::unique_lock<std::mutex> hold() { return std::unique_lock(mutex); }

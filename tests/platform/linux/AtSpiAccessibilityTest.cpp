@@ -1,10 +1,13 @@
 // Reading a program's window over a real accessibility bus, whatever the program answers.
 
 #include "AccessibleProgram.h"
+#include "AtSpiTrees.h"
 #include "PrivateBus.h"
 
 #include "Orvel/platform/linux/AtSpiAccessibility.h"
+#include "Orvel/platform/posix/PollLoop.h"
 
+#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -27,7 +30,9 @@ class AtSpiAccessibilityTest : public testing::TestWithParam<bool> {
         if (const auto missing = PrivateBus::whatIsMissing(); !missing.empty()) GTEST_SKIP() << missing;
         session = std::make_unique<PrivateBus>();
         bus = std::make_unique<AccessibilityBus>(session->address());
-        access = std::make_unique<AtSpiAccessibility>(*bus);
+        access = std::make_unique<AtSpiAccessibility>(
+            *bus, AtSpiSurroundings{.hasWindows = [this](ProcessID) { return hasWindows.load(); },
+                                    .joinLimit = joinLimit});
         program =
             std::make_unique<AccessibleProgram>(session->address(), session->folder().string(), GetParam());
         {
@@ -66,6 +71,8 @@ class AtSpiAccessibilityTest : public testing::TestWithParam<bool> {
     std::unique_ptr<AccessibilityBus> bus;
     std::unique_ptr<AtSpiAccessibility> access;
     std::unique_ptr<AccessibleProgram> program;
+    static constexpr auto joinLimit = 50ms;
+    std::atomic<bool> hasWindows = false;
     AccessibleObject *window = nullptr, *page = nullptr, *group = nullptr, *editor = nullptr,
                      *first = nullptr;
 };
@@ -96,7 +103,7 @@ TEST_P(AtSpiAccessibilityTest, anInputMethodTellsWhatIsMarkedWhereTheFocusIs) {
         PendingComposition current(BusDeadline /*deadline*/) override { return composition; }
         PendingComposition composition;
     } method;
-    AtSpiAccessibility listening(*bus, nullptr, &method);
+    AtSpiAccessibility listening(*bus, {.compositions = &method});
     const auto box = editorElement();
     const auto marked = [&](PendingComposition composition) {
         method.composition = composition;
@@ -117,17 +124,104 @@ TEST_P(AtSpiAccessibilityTest, anInputMethodTellsWhatIsMarkedWhereTheFocusIs) {
     EXPECT_EQ(marked({State::pending, 3}).status, AXStatus::attributeUnsupported);
 }
 
-TEST_P(AtSpiAccessibilityTest, theFocusIsSearchedForOnlyAfterItMoved) {
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(*read(app(), "AXFocusedUIElement").as<AXElement>(), editorElement());
+TEST_P(AtSpiAccessibilityTest, theFocusIsSearchedForOnlyWhereNobodyToldOfIt) {
+    const auto isOf = [this](const AXElement& element) {
+        return *read(app(), "AXFocusedUIElement").as<AXElement>() == element;
+    };
+    const auto move = [this](AccessibleObject& from, AccessibleObject& to, bool isTold) {
+        const auto held = program->hold();
+        std::erase(from.states, focused);
+        to.states.push_back(focused);
+        if (isTold) program->tell(to, "focused", true);
+    };
+    const auto box = editorElement(), paragraph = only(box);
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(isOf(box));
     EXPECT_EQ(program->callsOf("GetMatches"), 1);
+    move(*editor, *first, false);
+    EXPECT_TRUE(isOf(paragraph));
+    EXPECT_EQ(program->callsOf("GetMatches"), 2);
+
+    // Once its word has come in, a program is not searched again.
+    EXPECT_TRUE(comes([&] {
+        move(*first, *editor, true);
+        std::this_thread::sleep_for(20ms);
+        const auto before = program->callsOf("GetMatches");
+        const bool isFound = isOf(box);
+        move(*editor, *first, false);
+        EXPECT_TRUE(isOf(paragraph));
+        return isFound && program->callsOf("GetMatches") == before + 1;
+    }));
     {
         const auto held = program->hold();
-        std::erase(editor->states, focused);
-        first->states.push_back(focused);
+        program->tell(*editor, "focused", true); // Which is not so.
     }
-    EXPECT_EQ(*read(app(), "AXFocusedUIElement").as<AXElement>(), only(editorElement()));
-    EXPECT_EQ(program->callsOf("GetMatches"), 2);
+    std::this_thread::sleep_for(50ms);
+    EXPECT_TRUE(isOf(paragraph));
+}
+
+// A search that takes longer than a key may wait is made by another thread, for the next key.
+TEST_P(AtSpiAccessibilityTest, aFocusThatIsFoundTooLateIsThereTheNextTime) {
+    access->setMessagingTimeout(app(), 15ms);
+    const auto box = editorElement();
+    const auto direct = [&](int delay) {
+        const auto held = program->hold();
+        window->slow = {{"GetMatches", delay}};
+    };
+    direct(60);
+    EXPECT_EQ(statusOf(app(), "AXFocusedUIElement"), AXStatus::cannotComplete);
+    EXPECT_TRUE(comes([&] { return read(app(), "AXFocusedUIElement").value == AXValue(box); }));
+    direct(0);
+}
+
+// What reads and searches with and without hints come to. The reads keep their order, the searches theirs.
+TEST_P(AtSpiAccessibilityTest, hintsGiveWhatReadsGive) {
+    {
+        const auto held = program->hold();
+        for (int i = 0; i < 70; ++i) {
+            auto& each = program->add(*page, {.role = 85, .attributes = {{"tag", "div"}}});
+            program->add(each, {.role = 43,
+                                .states = {enabled, 42},
+                                .name = "Menu",
+                                .attributes = {{"haspopup", i % 2 ? "menu" : "dialog"}}});
+            program->add(each, {.role = 7, .states = {4}});
+            program->add(program->add(each, {.role = 95, .uri = "https://example.org/inner"}),
+                         {.role = 79, .states = {editable, multiLine}, .text = "draft"});
+            program->add(each, {.role = 116, .name = "words " + std::to_string(i)});
+            if (i % 7 == 0) program->add(each, {.role = 79, .attributes = {{"text-input-type", "search"}}});
+        }
+    }
+    PollLoop loop;
+    AtSpiAccessibility hinted(*bus, {.loop = &loop});
+    UnhintedAccessibility plain(*bus);
+    const auto root = only(only(app()));
+    const auto expected = finished(loop, readTree(loop, plain, root, 4'000));
+    ASSERT_GT(expected.size(), 400U);
+    const auto oneByOne = program->callsOf("GetState");
+    EXPECT_EQ(finished(loop, readTree(loop, hinted, root, 4'000)), expected);
+    EXPECT_LT(program->callsOf("GetState") - oneByOne, oneByOne / 2) << "nothing was read ahead";
+    EXPECT_TRUE(finished(loop, readTree(loop, hinted, root, 100)).empty());
+
+    for (const std::string role : {"AXWebArea", "AXTextArea", "AXPopUpButton", "AXGroup", "AXLink"}) {
+        const auto byWalk = finished(loop, readRole(loop, plain, root, role, 4'000));
+        EXPECT_EQ(finished(loop, readRole(loop, hinted, root, role, 4'000)), byWalk) << role;
+        const auto searched = finished(loop, hinted.search(root, {role}, 4'000));
+        EXPECT_EQ(searched.has_value(), role == "AXLink") << role << ": too many elsewhere";
+    }
+    {
+        const auto held = program->hold();
+        while (page->children.size() > 12) program->remove(*page->children.back());
+    }
+    const auto areas = finished(loop, hinted.search(root, {"AXWebArea", "AXTextArea"}, 4'000));
+    ASSERT_TRUE(areas);
+    EXPECT_EQ(areas->size(), 24U);
+    EXPECT_EQ(*read(areas->at(1), "AXRole").as<std::string>(), "AXTextArea") << "nearer than the others";
+    EXPECT_FALSE(finished(loop, hinted.search(root, {"AXTextArea"}, 50))) << "more elements than the limit";
+    EXPECT_FALSE(finished(loop, hinted.search(root, {"AXUnknown"}, 4'000)));
+    {
+        const auto held = program->hold();
+        program->toolkit = "another";
+    }
+    EXPECT_FALSE(finished(loop, hinted.search(root, {"AXTextArea"}, 4'000))) << "may leave something out";
 }
 
 TEST_P(AtSpiAccessibilityTest, aProgramThatHangsCostsNoMoreThanTheTimeout) {
@@ -173,8 +267,13 @@ TEST_P(AtSpiAccessibilityTest, whatIsGoneIsInvalidAndWhatComesBackIsAnother) {
     const auto old = app();
     program.reset();
     EXPECT_EQ(statusOf(old, "AXRole"), AXStatus::invalidElement);
-    EXPECT_EQ(access->setAttribute(app(), "AXManualAccessibility", true), AXStatus::needsRestart)
-        << "the process still runs";
+    EXPECT_EQ(access->setAttribute(app(), "AXManualAccessibility", true), AXStatus::invalidElement)
+        << "it shows no window";
+    hasWindows = true;
+    EXPECT_EQ(access->setAttribute(app(), "AXManualAccessibility", true), AXStatus::invalidElement)
+        << "it may yet join";
+    std::this_thread::sleep_for(joinLimit);
+    EXPECT_EQ(access->setAttribute(app(), "AXManualAccessibility", true), AXStatus::needsRestart);
     EXPECT_EQ(access->setAttribute(access->application(2'000'000'000), "AXManualAccessibility", true),
               AXStatus::invalidElement);
     program =
@@ -239,10 +338,11 @@ TEST_P(AtSpiAccessibilityTest, readsOnAfterTheBusWasGone) {
 
 // Keys that reach the program's editor, or do not.
 struct TestKeys : AtSpiKeys {
-    bool erase() override { return press("", "erase"); }
-    bool paste(const std::string& text) override { return press(text, "paste"); }
+    bool erase(ProcessID process) override { return press("", "erase", process); }
+    bool paste(const std::string& text, ProcessID process) override { return press(text, "paste", process); }
     void restoreClipboard() override { done += " restore"; }
-    bool press(const std::string& text, const char* what) {
+    bool press(const std::string& text, const char* what, ProcessID process) {
+        EXPECT_EQ(process, getpid());
         done += what;
         if (isEffective) onKey(text);
         return isPressed;
@@ -255,38 +355,55 @@ struct TestKeys : AtSpiKeys {
 
 TEST_P(AtSpiAccessibilityTest, aWriteIsProvedByReadingOrMayHaveHappened) {
     TestKeys keys;
-    AtSpiAccessibility writer(*bus, &keys);
+    AtSpiAccessibility writer(*bus, {.keys = &keys});
     const auto box = editorElement();
-    writer.setMessagingTimeout(box, 300ms);
+    writer.setMessagingTimeout(box, 1'000ms);
     keys.onKey = [this](const std::string& text) {
         const auto held = program->hold();
         editor->text = text;
     };
     struct Case {
         std::string text;
-        bool isPressed, isEffective, isFocused;
+        bool isPressed, isEffective, isFocused, isActive;
         AXStatus status;
         std::string done;
     };
     const Case cases[] = {
-        {"new", true, true, true, AXStatus::success, "paste restore"},
-        {"", true, true, true, AXStatus::success, "erase"},
-        {"lost", true, false, true, AXStatus::mayHaveHappened, "paste restore"},
-        {"never", false, false, true, AXStatus::failure, "paste restore"},
-        {"elsewhere", true, true, false, AXStatus::failure, ""},
+        {"new", true, true, true, true, AXStatus::success, "paste restore"},
+        {"new", true, true, true, true, AXStatus::success, ""}, // It stands there already.
+        {"", true, true, true, true, AXStatus::success, "erase"},
+        {"lost", true, false, true, true, AXStatus::mayHaveHappened, "paste restore"},
+        {"never", false, false, true, true, AXStatus::failure, "paste restore"},
+        {"elsewhere", true, true, false, true, AXStatus::failure, ""},
+        {"behind", true, true, true, false, AXStatus::failure, ""},
     };
-    for (const auto& [text, isPressed, isEffective, isFocused, status, done] : cases) {
+    const auto set = [](AccessibleObject& object, unsigned state, bool isSet) {
+        std::erase(object.states, state);
+        if (isSet) object.states.push_back(state);
+    };
+    for (const auto& [text, isPressed, isEffective, isFocused, isActive, status, done] : cases) {
         keys.done.clear();
         keys.isPressed = isPressed;
         keys.isEffective = isEffective;
         {
             const auto held = program->hold();
-            std::erase(editor->states, focused);
-            if (isFocused) editor->states.push_back(focused);
+            set(*editor, focused, isFocused);
+            set(*window, active, isActive);
         }
         EXPECT_EQ(writer.setAttribute(box, "AXValue", text), status) << text;
         EXPECT_EQ(keys.done, done) << text;
     }
+    {
+        const auto held = program->hold();
+        set(*editor, focused, true);
+        set(*window, active, true);
+        // Shows the text once, and then what the page made of it.
+        editor->strange["GetText"] = [this, times = 0](sd_bus_message* answer) mutable {
+            const bool isFirst = times++ < 2;
+            return sd_bus_message_append(answer, "s", isFirst ? "" : times == 3 ? "seen" : "changed");
+        };
+    }
+    EXPECT_EQ(writer.setAttribute(box, "AXValue", std::string("seen")), AXStatus::mayHaveHappened);
     EXPECT_EQ(writer.setAttribute(only(only(app())), "AXValue", std::string("x")),
               AXStatus::attributeUnsupported);
 }

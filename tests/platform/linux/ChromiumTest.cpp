@@ -1,15 +1,20 @@
 // A browser's page as the agents' windows are made: what was written for one comes out of a real one.
 
-#include "PrivateBus.h"
+#include "ChromiumPage.h"
+#include "XTestDesktop.h"
 
-#include "Orvel/platform/linux/AtSpiAccessibility.h"
+#include "Orvel/platform/linux/AtSpiXKeys.h"
+#include "Orvel/platform/linux/XConnection.h"
+#include "Orvel/platform/linux/XKeys.h"
+#include "Orvel/platform/linux/XPasteboard.h"
+#include "Orvel/platform/posix/PollLoop.h"
 
 #include <chrono>
-#include <deque>
-#include <fstream>
+#include <csignal>
+#include <thread>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
+#include <xcb/xtest.h>
 
 namespace orvel {
 namespace {
@@ -28,101 +33,56 @@ addEventListener('load', () => { document.querySelector('.ProseMirror').focus();
   getSelection().setBaseAndExtent(document.querySelector('#third').firstChild, 3, document.querySelector('#third').lastChild, 2) })
 </script>)";
 
-// A screen of the test's own with a window manager, for as long as it lives.
-class Screen {
-  public:
-    explicit Screen(const PrivateBus& bus) : environment(bus.environment()) {
-        int ends[2] = {-1, -1};
-        if (pipe(ends) != 0) return;
-        server = std::make_unique<OwnChild>(std::vector<std::string>{"/usr/bin/Xvfb", "-displayfd",
-                                                                     std::to_string(ends[1]), "-screen", "0",
-                                                                     "1200x900x24", "-nolisten", "tcp"},
-                                            environment);
-        close(ends[1]);
-        std::string number;
-        for (char each = 0; read(ends[0], &each, 1) == 1 && each != '\n';) number += each;
-        close(ends[0]);
-        environment["DISPLAY"] = ":" + number;
-        manager = std::make_unique<OwnChild>(std::vector<std::string>{"/usr/bin/openbox"}, environment);
-    }
-
-    std::map<std::string, std::string> environment;
-
-  private:
-    std::unique_ptr<OwnChild> server, manager;
-};
-
 class ChromiumTest : public testing::Test {
   protected:
-    void SetUp() override {
-        if (const auto missing = PrivateBus::whatIsMissing(); !missing.empty()) GTEST_SKIP() << missing;
-        for (const auto* program : {"/usr/bin/chromium", "/usr/bin/Xvfb", "/usr/bin/openbox"})
-            if (access(program, X_OK) != 0) GTEST_SKIP() << "This machine has no " << program << ".";
-        session = std::make_unique<PrivateBus>();
-        screen = std::make_unique<Screen>(*session);
-        const auto file = session->folder() / "page.html";
-        std::ofstream(file) << page;
-        address = "file://" + file.string();
-        browser = std::make_unique<OwnChild>(
-            std::vector<std::string>{"/usr/bin/chromium", "--no-sandbox", "--disable-gpu", "--no-first-run",
-                                     "--test-type", "--disable-background-networking",
-                                     "--disable-component-update", "--disable-sync", "--password-store=basic",
-                                     "--user-data-dir=" + (session->folder() / "profile").string(),
-                                     "--app=" + address},
-            screen->environment);
-        bus = std::make_unique<AccessibilityBus>(session->address());
-        accessibility = std::make_unique<AtSpiAccessibility>(*bus);
+    void open(const std::string& html) {
+        if (const auto missing = ChromiumPage::whatIsMissing(); !missing.empty()) GTEST_SKIP() << missing;
+        world = std::make_unique<ChromiumPage>(html);
+        connection = XConnection::open(world->screen.display());
+        ASSERT_TRUE(connection);
+        pasteboard = std::make_unique<XPasteboard>(*connection, world->screen.display());
+        keys = std::make_unique<AtSpiXKeys>(*connection, *pasteboard);
+        accessibility = std::make_unique<AtSpiAccessibility>(
+            world->bus, AtSpiSurroundings{.keys = keys.get(),
+                                          .loop = &loop,
+                                          .hasWindows = xWindowOwners(world->screen.display())});
     }
 
-    void TearDown() override {
-        if (browser) browser->end();
-        browser.reset();
-        screen.reset();
-    }
-
-    AXElement app() { return accessibility->application(browser->id()); }
+    AXElement app() { return world->app(*accessibility); }
     AXReading read(const AXElement& element, std::string_view name) {
         return accessibility->attribute(element, name);
     }
     std::string text(const AXElement& element, std::string_view name) {
-        const auto reading = read(element, name);
-        const auto* found = reading.as<std::string>();
-        return found ? *found : "(" + std::to_string(static_cast<int>(reading.status)) + ")";
+        return textOf(*accessibility, element, name);
     }
-
-    // The first element below another with this role and, unless it is empty, this description or title.
     std::optional<AXElement> find(const AXElement& root, std::string_view role, std::string_view label = {}) {
-        std::deque<AXElement> waiting{root};
-        for (int met = 0; !waiting.empty() && met < 4'000; ++met) {
-            const auto element = waiting.front();
-            waiting.pop_front();
-            if (text(element, "AXRole") == role &&
-                (label.empty() || text(element, "AXDescription") == label ||
-                 text(element, "AXTitle") == label))
-                return element;
-            const auto children = read(element, "AXChildren");
-            if (const auto* found = children.as<AXElements>())
-                waiting.insert(waiting.end(), found->begin(), found->end());
-        }
-        return std::nullopt;
+        return findIn(*accessibility, root, role, label);
+    }
+    /// The editor with this label, once it is there.
+    AXElement editor(std::string_view label) {
+        std::optional<AXElement> found;
+        world->wake(*accessibility);
+        comes([&] { return (found = find(app(), "AXTextArea", label)).has_value(); });
+        return found.value();
+    }
+    AXStatus write(const AXElement& element, const std::string& text) {
+        return accessibility->setAttribute(element, "AXValue", text);
     }
 
-    std::unique_ptr<PrivateBus> session;
-    std::unique_ptr<Screen> screen;
-    std::string address;
-    std::unique_ptr<OwnChild> browser;
-    std::unique_ptr<AccessibilityBus> bus;
+    PollLoop loop;
+    std::unique_ptr<ChromiumPage> world;
+    std::unique_ptr<XConnection> connection;
+    std::unique_ptr<XPasteboard> pasteboard;
+    std::unique_ptr<AtSpiXKeys> keys;
     std::unique_ptr<AtSpiAccessibility> accessibility;
 };
 
 TEST_F(ChromiumTest, aPageIsReadAsItWasWritten) {
-    ASSERT_TRUE(comes([&] {
-        return accessibility->setAttribute(app(), "AXManualAccessibility", true) == AXStatus::success;
-    }));
-    std::optional<AXElement> editor;
-    ASSERT_TRUE(comes([&] { return (editor = find(app(), "AXTextArea", "Prompt")).has_value(); }));
+    open(page);
+    if (IsSkipped()) return;
+    const std::optional editor = this->editor("Prompt");
     const auto area = find(app(), "AXWebArea");
-    EXPECT_EQ(read(*area, "AXURL").as<AXURL>()->text, address);
+    EXPECT_EQ(read(*area, "AXURL").as<AXURL>()->text, world->address);
     EXPECT_EQ(text(*editor, "AXValue"), "one 😀\n\n  see this end\nitem\n");
     EXPECT_TRUE(comes([&] {
         return read(*editor, "AXSelectedTextRange").value == AXValue(AXRange{11, 9});
@@ -132,7 +92,7 @@ TEST_F(ChromiumTest, aPageIsReadAsItWasWritten) {
     EXPECT_TRUE(accessibility->isSettable(*editor, "AXValue").isSettable);
     EXPECT_TRUE(comes([&] { return read(app(), "AXFocusedUIElement").value == AXValue(*editor); }));
     EXPECT_TRUE(read(app(), "AXFocusedWindow").value == read(*editor, "AXWindow").value);
-    EXPECT_EQ(accessibility->process(*editor), browser->id());
+    EXPECT_EQ(accessibility->process(*editor), world->browser->id());
 
     const auto empty = find(*area, "AXTextArea", "Empty");
     EXPECT_EQ(text(*empty, "AXValue"), "");
@@ -148,10 +108,156 @@ TEST_F(ChromiumTest, aPageIsReadAsItWasWritten) {
         comes([&] { return text(*area, "AXTitle") == "Sent" || text(*area, "AXDescription") == "Sent"; }));
 
     accessibility->setMessagingTimeout(*editor, 15ms);
-    browser->signal(SIGSTOP);
+    world->browser->signal(SIGSTOP);
     EXPECT_EQ(read(*editor, "AXValue").status, AXStatus::cannotComplete);
-    browser->signal(SIGCONT);
+    world->browser->signal(SIGCONT);
     EXPECT_TRUE(comes([&] { return read(*editor, "AXRole").status == AXStatus::success; }));
+}
+
+TEST_F(ChromiumTest, hintsGiveWhatReadsGive) {
+    std::string html = page;
+    for (int i = 0; i < 60; ++i) {
+        html += "<div><p>Message <b>" + std::to_string(i) +
+                "</b></p><span role=group><button aria-haspopup=menu>M</button></span><input type=checkbox>"
+                "<select><option>a</select><div role=radiogroup>x</div></div>";
+        if (i % 4 == 0) html += "<input type=search value=a>";
+    }
+    html += "<iframe srcdoc='<textarea aria-label=Inner>in</textarea>'></iframe>";
+    open(html);
+    if (IsSkipped()) return;
+    editor("Inner");
+    UnhintedAccessibility plain(world->bus);
+    const auto area = *find(app(), "AXWebArea");
+    // The page may still be growing.
+    std::vector<std::string> expected;
+    ASSERT_TRUE(comes([&] {
+        const auto earlier = std::exchange(expected, finished(loop, readTree(loop, plain, area, 4'000)));
+        return earlier == expected;
+    }));
+    ASSERT_GT(expected.size(), 500U);
+    EXPECT_EQ(finished(loop, readTree(loop, *accessibility, area, 4'000)), expected);
+    const auto frame = *read(app(), "AXFocusedWindow").as<AXElement>();
+    for (const std::string role : {"AXWebArea", "AXTextArea"}) {
+        const auto searched = finished(loop, accessibility->search(frame, {role}, 4'000));
+        ASSERT_TRUE(searched) << role;
+        EXPECT_GT(searched->size(), 1U);
+        EXPECT_EQ(finished(loop, readRole(loop, *accessibility, frame, role, 4'000)),
+                  finished(loop, readRole(loop, plain, frame, role, 4'000)))
+            << role;
+    }
+}
+
+constexpr const char* editors = R"html(<!doctype html><meta charset=utf-8><title>Editors</title>
+<style>[contenteditable] { white-space: pre-wrap }</style>
+<div role=textbox aria-multiline=true aria-label=Rich contenteditable=true><p>draft</p></div>
+<textarea aria-label=Plain>draft</textarea><textarea aria-label=Other>kept</textarea>
+<textarea aria-label=Shy onfocus="document.querySelector('[aria-label=Other]').focus()"></textarea>
+<textarea aria-label=Jumping onkeydown="document.querySelector('[aria-label=Sink]').focus()"></textarea>
+<textarea aria-label=Sink></textarea>)html";
+
+TEST_F(ChromiumTest, whatIsWrittenStandsThereAndTheClipboardIsAsBefore) {
+    open(editors);
+    if (IsSkipped()) return;
+    const PasteboardItem original{{std::string(PasteboardType::string), "before"},
+                                  {"text/html", "<i>before</i>"}};
+    ASSERT_TRUE(pasteboard->writeItems({original}));
+    std::string large;
+    while (large.size() < 20'000) large += "A line of a long message, which has several.\n";
+    large.pop_back();
+    const std::string texts[] = {
+        "one", "two\n\nlines", "  leading,\ttabs & <i>marks</i>", "😀 語", "", "日本語を入力\n😀", "",
+        large, "short again"};
+    for (const std::string label : {"Rich", "Plain"}) {
+        const auto box = editor(label);
+        accessibility->setMessagingTimeout(box, 10s);
+        for (const auto& text : texts) {
+            if (label == "Rich" && text.find("\n\n") != text.npos) continue;
+            EXPECT_EQ(write(box, text), AXStatus::success) << label << ": " << text.substr(0, 40);
+            EXPECT_EQ(this->text(box, "AXValue"), text) << label;
+            EXPECT_EQ(pasteboard->data(0, "text/html"), "<i>before</i>");
+            EXPECT_EQ(pasteboard->data(0, std::string(PasteboardType::string)), "before");
+        }
+    }
+    EXPECT_EQ(text(editor("Other"), "AXValue"), "kept");
+
+    // An editor that makes something else of it, as a plain one does with empty lines.
+    const auto rich = editor("Rich");
+    accessibility->setMessagingTimeout(rich, 500ms);
+    EXPECT_EQ(write(rich, "two\n\nlines"), AXStatus::mayHaveHappened);
+    EXPECT_EQ(text(rich, "AXValue"), "two\nlines");
+    EXPECT_EQ(pasteboard->data(0, std::string(PasteboardType::string)), "before");
+}
+
+// What a person holds doesn't change the keys.
+TEST_F(ChromiumTest, aHeldShiftChangesNothing) {
+    open(editors);
+    if (IsSkipped()) return;
+    const auto box = editor("Plain");
+    constexpr std::int64_t leftShift = 56;
+    const auto shift = XKeys(*connection).stroke(leftShift, 0).value().keycode;
+    const auto fake = [&](std::uint8_t type) {
+        xcb_test_fake_input(connection->get(), type, shift, XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
+        connection->synchronise();
+    };
+    fake(XCB_KEY_PRESS);
+    EXPECT_EQ(write(box, "written\n"), AXStatus::success);
+    EXPECT_EQ(write(box, ""), AXStatus::success);
+    fake(XCB_KEY_RELEASE);
+    EXPECT_EQ(text(box, "AXValue"), "");
+}
+
+// Nothing was pressed, whether the program said so or was too slow.
+bool isRefused(AXStatus status) {
+    return status == AXStatus::failure || status == AXStatus::cannotComplete;
+}
+
+TEST_F(ChromiumTest, nothingIsPressedWhereTheEditorCanNotHaveTheKeys) {
+    open(editors);
+    if (IsSkipped()) return;
+    const auto box = editor("Plain");
+    EXPECT_EQ(write(box, "first"), AXStatus::success);
+    accessibility->setMessagingTimeout(box, 150ms);
+    {
+        TestApplication other(world->screen.display());
+        other.show();
+        ASSERT_TRUE(comes([&] { // The window manager has a say in it.
+            other.focus();
+            const auto focus = other.connection->reply<xcb_get_input_focus_reply_t>(
+                xcb_get_input_focus(other.connection->get()));
+            return focus && focus->focus == other.window;
+        }));
+        EXPECT_TRUE(isRefused(write(box, "elsewhere")));
+        EXPECT_TRUE(isRefused(write(box, "")));
+        other.connection->dispatch();
+        EXPECT_EQ(other.seen, "");
+    }
+    // A page that lets an editor have the focus for no time, and one that takes it away behind the first key.
+    EXPECT_TRUE(isRefused(write(editor("Shy"), "elsewhere")));
+    const auto jumping = editor("Jumping");
+    accessibility->setMessagingTimeout(jumping, 300ms);
+    EXPECT_EQ(write(jumping, "somewhere"), AXStatus::mayHaveHappened);
+    EXPECT_EQ(text(box, "AXValue"), "first");
+    EXPECT_EQ(text(editor("Other"), "AXValue"), "kept");
+    EXPECT_EQ(text(editor("Rich"), "AXValue"), "draft");
+}
+
+TEST_F(ChromiumTest, whatIsNotSeenMayHaveHappened) {
+    open(editors);
+    if (IsSkipped()) return;
+    const auto box = editor("Plain");
+    ASSERT_EQ(write(box, "first"), AXStatus::success);
+    accessibility->setMessagingTimeout(box, 200ms);
+    const auto renderers = world->renderers();
+    ASSERT_FALSE(renderers.empty());
+    for (const auto each : renderers) kill(each, SIGSTOP);
+    EXPECT_EQ(write(box, "second"), AXStatus::mayHaveHappened) << "its page hangs";
+    for (const auto each : renderers) kill(each, SIGCONT);
+    EXPECT_TRUE(comes([&] { return text(box, "AXValue") != "first"; })) << "the key was not lost";
+
+    world->browser->signal(SIGSTOP);
+    EXPECT_EQ(write(box, "third"), AXStatus::cannotComplete) << "nothing can be asked of it";
+    world->browser->signal(SIGKILL);
+    EXPECT_TRUE(comes([&] { return write(box, "fourth") == AXStatus::invalidElement; }));
 }
 
 } // namespace
