@@ -40,6 +40,10 @@ class EditorPreparation {
     /// The process of this agent whose editor is proved readable.
     std::optional<ProcessID> readyProcess(Agent agent) const;
 
+    /// Whether the agent's application has to be restarted before its editor can be read, as two requests one
+    /// after the other have come to: it may be just starting at the first.
+    bool needsRestart(Agent agent) const;
+
     /// The version of the agent's application that was seen last, or "Version unknown"; nothing if it doesn't
     /// run. Stays when monitoring stops.
     std::optional<std::string> targetVersion(Agent agent) const;
@@ -53,10 +57,11 @@ class EditorPreparation {
         AccessibilityPreparation schedule;
         std::optional<DiagnosticText> description, result;
         std::optional<ProcessID> observed;
+        std::optional<ProcessID> toRestart;
         bool isInFlight = false;
     };
     struct Outcome {
-        bool isReadable = false;
+        bool isReadable = false, needsRestart = false;
         DiagnosticText details;
     };
 
