@@ -49,7 +49,7 @@ void EditorPreparation::prepare(Agent agent, const std::optional<RunningApplicat
     }
     const auto process = application->process;
     if (const auto bundle = needs.applications.bundleOf(process))
-        versions[agent] = bundle->shortVersion.value_or("Version unknown");
+        versions[agent] = bundle->shortVersion.value_or(std::string(unknownVersion));
     editor.observed = process;
     if (!editor.isInFlight) begin(agent, process);
 }

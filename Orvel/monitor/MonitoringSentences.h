@@ -26,9 +26,9 @@ inline constexpr MonitoringSentences sentencesOfGuardedSession{
 
 /// Where Orvel asks by itself, and the modifier is Control.
 inline constexpr MonitoringSentences sentencesOfOpenSession{
-    .notAllowed = "Orvel doesn't watch the keyboard. You can allow it below, or in the setup.",
-    .notTrusted = "Accessibility is off on this desktop, so that no editor can be read. Turn it on below; "
-                  "monitoring then starts by itself.",
+    .notAllowed = "Orvel doesn't watch the keyboard until you allow it.",
+    .notTrusted = "Accessibility is off on this desktop, so that no editor can be read. Turn it on under "
+                  "Command in the settings; monitoring then starts by itself.",
     .noLongerTrusted = "Accessibility was turned off, or doesn't answer. Monitoring resumes by itself when "
                        "it is back.",
     .refused = "Couldn't start monitoring: the X server didn't let Orvel hold Return. Another program may "

@@ -23,6 +23,9 @@ enum class BusKind {
     program ///< The program itself, whose messages bear no destination.
 };
 
+/// The address of the bus of the person's own session; empty if there is none.
+std::string sessionBusAddress();
+
 /// Used by one thread at a time.
 class BusConnection {
   public:
