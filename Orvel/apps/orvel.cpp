@@ -22,6 +22,8 @@
 #include <cstdio>
 #include <optional>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -42,7 +44,7 @@ using namespace orvel;
 
 // What a start was asked for on its command line.
 struct Options {
-    bool sample = false;
+    bool sample = false, isInBackground = false;
     std::optional<std::string> home, data;
     std::optional<bool> dark;
     SingleInstance::Request toOpen;
@@ -72,7 +74,9 @@ Options parsedOptions(const QCoreApplication& application) {
     const QCommandLineOption appearance(QStringLiteral("appearance"),
                                         QStringLiteral("light, dark or system (the default)."),
                                         QStringLiteral("MODE"), QStringLiteral("system"));
-    parser.addOptions({sample, home, data, appearance});
+    const QCommandLineOption background(QStringLiteral("background"),
+                                        QStringLiteral("Start without the window, as a session does."));
+    parser.addOptions({sample, home, data, appearance, background});
     parser.addPositionalArgument(QStringLiteral("file"),
                                  QStringLiteral("A conversation file or an orvel: URL to open."),
                                  QStringLiteral("[FILE|URL]"));
@@ -92,7 +96,10 @@ Options parsedOptions(const QCoreApplication& application) {
         std::fprintf(stderr, "orvel: --appearance is light, dark or system.\n");
         std::exit(2);
     }
-    Options options{.sample = parser.isSet(sample), .home = folder(home), .data = folder(data)};
+    Options options{.sample = parser.isSet(sample),
+                    .isInBackground = parser.isSet(background),
+                    .home = folder(home),
+                    .data = folder(data)};
     if (mode != u"system") options.dark = mode == u"dark";
     for (const auto& argument : parser.positionalArguments()) options.toOpen.push_back(openable(argument));
     return options;
@@ -150,6 +157,21 @@ void showBeside(QWidget& window) {
     window.activateWindow();
 }
 
+// Another home or data folder is for trying things out, not for every session.
+std::vector<std::string> autostartCommand(const Options& options) {
+    if (options.home || options.data || options.sample) return {};
+    return {QFile::encodeName(QApplication::applicationFilePath()).toStdString(), "--background"};
+}
+
+// At the start of a session nobody has asked for the window: it stays closed, or where no tray shows that
+// Orvel runs, minimised.
+void showFirst(QWidget& window, const Options& options, bool hasTray) {
+    if (!options.isInBackground)
+        window.show();
+    else if (!hasTray)
+        window.showMinimized();
+}
+
 int run(QApplication& application, const Options& options) {
     std::optional<SampleHome> sampleHome;
     if (options.sample) sampleHome.emplace();
@@ -166,7 +188,15 @@ int run(QApplication& application, const Options& options) {
     QtPanels panels;
     QtApplications applications;
     QtSettings settings(joinedPath(places.dataFolder, "settings.ini"));
-    ProgramDesktop desktop({loop, loop, pasteboard, panels, applications, settings}, places);
+    ProgramDesktop desktop({.loop = loop,
+                            .descriptors = loop,
+                            .pasteboard = pasteboard,
+                            .panels = panels,
+                            .applications = applications,
+                            .settings = settings,
+                            .isLasting = true,
+                            .autostart = autostartCommand(options)},
+                           places);
     const auto& ports = desktop.ports();
     OrvelApp app(ports, places.folders, places.statePath(), localClock(), ORVEL_VERSION);
     DesktopRequests requests(app);
@@ -198,7 +228,7 @@ int run(QApplication& application, const Options& options) {
         throw std::runtime_error("Orvel is already running on " + places.dataFolder +
                                  " but doesn't answer. Nothing was opened.");
     const TerminationSignals endings;
-    window.show();
+    showFirst(window, options, screens.hasTray());
     if (agentWindow) showBeside(*agentWindow);
     app.start();
     app.open(options.toOpen);

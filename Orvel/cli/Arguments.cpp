@@ -126,6 +126,11 @@ class Grammar {
         typed.add_option("TEXT", result.text, "All that is in the editor; standard input where it is absent");
 
         addRelayCommands();
+
+        auto& doctor =
+            addCommand(Command::doctor, "doctor", "Look whether what Orvel needs of this machine is there");
+        doctor.add_flag("--try-keyboard", result.tryKeyboard,
+                        "Hold Return for a moment, to see whether that works");
     }
 
     std::variant<Arguments, UsageReply> parse(std::span<const std::string> arguments) try {

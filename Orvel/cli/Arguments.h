@@ -28,7 +28,8 @@ struct Arguments {
         pending,
         retry,
         copySaved,
-        receipts
+        receipts,
+        doctor
     };
 
     Command command = Command::none; ///< `none` only for a sample.
@@ -44,6 +45,7 @@ struct Arguments {
     std::optional<std::string> from; ///< Identity of the first message of the range.
     std::optional<std::string> note;
     std::optional<std::chrono::seconds> wait; ///< How long to wait until a message is seen.
+    bool tryKeyboard = false;                 ///< Return may be held for a moment.
     bool throughClaudeCode = false;           ///< Claude Code's command may take the message.
 };
 

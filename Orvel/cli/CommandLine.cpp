@@ -2,6 +2,7 @@
 
 #include "Orvel/cli/Arguments.h"
 #include "Orvel/cli/Commands.h"
+#include "Orvel/cli/Doctor.h"
 #include "Orvel/cli/Interruption.h"
 #include "Orvel/cli/JsonLine.h"
 #include "Orvel/cli/KeybindingCheck.h"
@@ -26,7 +27,7 @@ namespace orvel {
 
 namespace {
 
-constexpr int success = 0, failed = 1, wrongUsage = 2, endedBySignal = 128;
+constexpr int success = 0, failed = 1, wrongUsage = 2, foundLimits = 3, endedBySignal = 128;
 
 bool isSet(const char* variable) {
     const char* value = std::getenv(variable);
@@ -56,6 +57,11 @@ void printList(const std::string& lines, const Arguments& arguments, const Place
     if (lines.empty()) output.writeError(visibleText(emptyNotice(arguments, places)));
 }
 
+// Gives the exit status.
+int examine(const Arguments& arguments, const Places& places, Output& output) {
+    return examineDesktop(arguments, places, output, stylistFor(output)) ? success : foundLimits;
+}
+
 void runCommand(const Arguments& arguments, const Places& places, Output& output) {
     using enum Arguments::Command;
     const auto stylist = stylistFor(output);
@@ -77,24 +83,32 @@ void runCommand(const Arguments& arguments, const Places& places, Output& output
     case send: return RelayCommands::send(arguments, places, output, stylist);
     case retry: return RelayCommands::retry(arguments, places, output, stylist);
     case receipts: return RelayCommands::receipts(arguments, places, output, stylist);
+    case doctor: break; // It has an exit status of its own.
     }
 }
 
 bool writes(Arguments::Command command) {
     using enum Arguments::Command;
-    return command == link || command == send || command == retry || command == receipts;
+    return command == link || command == send || command == retry || command == receipts ||
+           command == doctor; // Which lets Return go.
 }
 
-void run(const Arguments& arguments, Output& output) {
+// Gives the exit status.
+int run(const Arguments& arguments, Output& output) {
     // What leaves something behind ends in order.
     std::optional<Interruption> interruption;
     if (arguments.sample || writes(arguments.command)) interruption.emplace();
-    if (!arguments.sample)
-        return runCommand(arguments, Places::fromEnvironment(arguments.home, arguments.data), output);
+    const auto runIn = [&](const Places& places) {
+        if (arguments.command == Arguments::Command::doctor) return examine(arguments, places, output);
+        runCommand(arguments, places, output);
+        return success;
+    };
+    if (!arguments.sample) return runIn(Places::fromEnvironment(arguments.home, arguments.data));
     output.writeError("This is a sample: made-up conversations in a temporary folder.\n");
     const SampleHome sample;
-    runCommand(arguments, {sample.folders(), sample.dataFolder(), {}, sample.toolFolder()}, output);
+    const int status = runIn({sample.folders(), sample.dataFolder(), {}, sample.toolFolder()});
     Interruption::check();
+    return status;
 }
 
 void writeFailureAsJson(const std::exception& failure, Output& output) {
@@ -122,8 +136,7 @@ int runCommandLine(std::span<const std::string> commandLine, Output& output) {
         if (const auto* usage = std::get_if<UsageReply>(&parsed)) return reply(*usage, output);
         const auto& arguments = std::get<Arguments>(parsed);
         wantsJson = arguments.json;
-        run(arguments, output);
-        return success;
+        return run(arguments, output);
     } catch (const Interrupted&) {
         return endedBySignal + Interruption::signal();
     } catch (const std::exception& failure) {

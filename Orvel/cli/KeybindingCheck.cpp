@@ -80,6 +80,12 @@ std::string linesOf(const Verdict& verdict, const Stylist& stylist) {
 
 } // namespace
 
+std::optional<std::string> obstacleToCopying(const std::string& path) {
+    const auto copying = CodexCopyShortcutPolicy::assess(bytesOf(path), true, false);
+    return copying.shortcut ? std::nullopt
+                            : std::optional(std::string(statusDescription(copying.disposition).view()));
+}
+
 void checkKeybindings(const Arguments& arguments, Output& output, const Stylist& stylist) {
     const auto data = bytesOf(arguments.subject);
     if (!data) output.writeError("There is no such file; without one Codex has its own shortcuts.\n");

@@ -5,6 +5,7 @@
 #include "Orvel/cli/RelaySessionRunner.h"
 #include "Orvel/cli/TerminalText.h"
 #include "Orvel/shell/CommandMonitoring.h"
+#include "Orvel/shell/DesktopConsent.h"
 #include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/files/FileReading.h"
 
@@ -193,7 +194,9 @@ class SampleTour {
         const auto& source = workspace.sourceReference;
         if (!claude || !source || !source->desktopSessionID)
             throw CommandFailure("sampleFailed", "The sample has no window of Claude.");
-        CommandMonitoring monitoring(model.changes(), runner.ports(), model.commandInbox, {});
+        const auto& ports = runner.ports();
+        const DesktopConsent consent(model.changes(), ports.loop, ports.settings, ports.session);
+        CommandMonitoring monitoring(model.changes(), ports, model.commandInbox, consent, {});
         monitoring.start();
         claude->sitDown(*source->desktopSessionID);
         const auto claudeIsReadable = [&] {

@@ -25,8 +25,17 @@ struct MemoryPasteboard : UnavailablePasteboard {
 
 class TerminalDesktop {
   public:
-    explicit TerminalDesktop(const Places& places)
-        : assembled({loop, loop, pasteboard, nothing.panels, nothing.applications, nothing.settings},
+    /// A program that ends soon can't own the desktop's clipboard, but read it.
+    enum class Use { sending, whole };
+
+    explicit TerminalDesktop(const Places& places, Use use = Use::sending)
+        : assembled({.loop = loop,
+                     .descriptors = loop,
+                     .pasteboard = pasteboard,
+                     .panels = nothing.panels,
+                     .applications = nothing.applications,
+                     .settings = nothing.settings,
+                     .isLasting = use == Use::whole},
                     places) {}
 
     const Desktop& ports() const { return assembled.ports(); }

@@ -18,6 +18,7 @@ class Processes;
 class Settings;
 class SideQueue;
 class WindowList;
+struct DesktopSession;
 
 /// References to the ports, which outlive it.
 struct Desktop {
@@ -35,6 +36,7 @@ struct Desktop {
     InputSources& inputSources;
     WindowList& windows;
     LocalFiles& localFiles;
+    const DesktopSession& session;
 };
 
 } // namespace orvel

@@ -49,7 +49,7 @@ void EditorPreparation::prepare(Agent agent, const std::optional<RunningApplicat
     }
     const auto process = application->process;
     if (const auto bundle = needs.applications.bundleOf(process))
-        versions[agent] = bundle->shortVersion.value_or("Version unknown");
+        versions[agent] = bundle->shortVersion.value_or(std::string(unknownVersion));
     editor.observed = process;
     if (!editor.isInFlight) begin(agent, process);
 }
@@ -102,19 +102,20 @@ EditorPreparation::Outcome EditorPreparation::read(Accessibility& accessibility,
     if (isRequest) {
         const auto status = accessibility.setAttribute(application, "AXManualAccessibility", true);
         notes += DiagnosticText::of("AX exposure settings={}", numberOf(status));
-        if (status == AXStatus::success) return {false, notes}; // The elements need time to appear.
+        if (status == AXStatus::success) return {.details = notes}; // The elements need time to appear.
+        if (status == AXStatus::needsRestart) return {.needsRestart = true, .details = notes};
         notes += FixedWords(", ");
     }
     const auto focus = accessibility.attribute(application, "AXFocusedUIElement");
     notes += DiagnosticText::of("Focus read={}", numberOf(focus.status));
     const auto* focused = focus.as<AXElement>();
-    if (!focused) return {false, notes};
+    if (!focused) return {.details = notes};
     accessibility.setMessagingTimeout(*focused, readTimeout);
     const auto role = accessibility.attribute(*focused, "AXRole");
     const auto* name = role.as<std::string>();
     notes += DiagnosticText::of(", Role read={}/{}", numberOf(role.status),
                                 DiagnosticSummary::role(name ? std::optional(*name) : std::nullopt));
-    return {name != nullptr, notes};
+    return {.isReadable = name != nullptr, .details = notes};
 }
 
 void EditorPreparation::finish(Agent agent, ProcessID process, bool isRequest, const Outcome& outcome) {
@@ -125,6 +126,10 @@ void EditorPreparation::finish(Agent agent, ProcessID process, bool isRequest, c
                            editor.schedule.isCurrent(process);
     if (!isCurrent) return;
     editor.result = outcome.details;
+    if (outcome.isReadable || (isRequest && !outcome.needsRestart))
+        editor.toRestart.reset();
+    else if (outcome.needsRestart && editor.schedule.attemptCount > 1)
+        editor.toRestart = process;
     if (outcome.isReadable || !isRequest) editor.schedule.recordProbe(process, outcome.isReadable);
     if (outcome.isReadable)
         editor.description = DiagnosticText::of("Read verified ({})", outcome.details);
@@ -146,6 +151,12 @@ void EditorPreparation::stop() {
 std::optional<ProcessID> EditorPreparation::readyProcess(Agent agent) const {
     const auto editor = editors.find(agent);
     return editor == editors.end() ? std::nullopt : editor->second.schedule.readyPID;
+}
+
+bool EditorPreparation::needsRestart(Agent agent) const {
+    const auto editor = editors.find(agent);
+    return editor != editors.end() && editor->second.toRestart &&
+           editor->second.toRestart == editor->second.observed;
 }
 
 std::optional<std::string> EditorPreparation::targetVersion(Agent agent) const {

@@ -15,6 +15,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace orvel {
 
@@ -28,6 +29,9 @@ struct EditorPreparationNeeds {
 /// Belongs to the main loop's thread; only the reads themselves happen on another.
 class EditorPreparation {
   public:
+    /// Stands for the version of an application that doesn't tell it.
+    static constexpr std::string_view unknownVersion = "Version unknown";
+
     EditorPreparation(const ChangeSignal& changes, const EditorPreparationNeeds& needs);
 
     /// Looks which of the applications run, and begins what is due for each. To be called once a second while
@@ -40,7 +44,12 @@ class EditorPreparation {
     /// The process of this agent whose editor is proved readable.
     std::optional<ProcessID> readyProcess(Agent agent) const;
 
-    /// The version of the agent's application that was seen last, or "Version unknown"; nothing if it doesn't
+    /// Whether the agent's application has to be restarted before its editor can be read, as two requests one
+    /// after the other have come to: it may be just starting at the first.
+    bool needsRestart(Agent agent) const;
+
+    /// The version of the agent's application that was seen last, or
+    /// `unknownVersion`; nothing if it doesn't
     /// run. Stays when monitoring stops.
     std::optional<std::string> targetVersion(Agent agent) const;
 
@@ -53,10 +62,11 @@ class EditorPreparation {
         AccessibilityPreparation schedule;
         std::optional<DiagnosticText> description, result;
         std::optional<ProcessID> observed;
+        std::optional<ProcessID> toRestart;
         bool isInFlight = false;
     };
     struct Outcome {
-        bool isReadable = false;
+        bool isReadable = false, needsRestart = false;
         DiagnosticText details;
     };
 

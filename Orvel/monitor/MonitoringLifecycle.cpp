@@ -12,8 +12,6 @@ namespace orvel {
 
 namespace {
 
-constexpr auto tapStopped = "macOS stopped monitoring. Check permissions and resume monitoring.";
-
 void call(const std::function<void()>& callback) {
     if (callback) callback();
 }
@@ -39,17 +37,14 @@ void MonitoringLifecycle::startMonitoring() {
     const auto started = needs.keyboardTap.start([this](const TapEvent& event) { return handle(event); });
     if (started != TapStart::started) {
         startFailed.update(true);
-        statusField.update(
-            started == TapStart::refused
-                ? "Couldn't start monitoring. Check accessibility permission. If needed, open Input "
-                  "Monitoring Settings. Restart Orvel if monitoring still fails after changing permissions."
-                : "Couldn't initialize key monitoring.");
+        statusField.update(started == TapStart::refused ? needs.sentences.refused
+                                                        : "Couldn't initialize key monitoring.");
         return;
     }
     ++startedTaps;
     monitoring.update(true);
     needs.preparation.prepare();
-    statusField.update("Enter /orvel in a Codex / Claude editor and press Return or ⌘Return to open Orvel.");
+    statusField.update(needs.sentences.working);
     call(callbacks.tick);
 }
 
@@ -81,25 +76,24 @@ Task<void> MonitoringLifecycle::tickEverySecond() {
 void MonitoringLifecycle::tick() {
     refreshPermissions();
     if (monitoring) call(callbacks.tick);
-    if (monitoring && !needs.keyboardTap.isEnabled()) stop(tapStopped, true);
+    if (monitoring && !needs.keyboardTap.isEnabled()) stop(needs.sentences.tapStopped, true);
 }
 
 void MonitoringLifecycle::refreshPermissions() {
-    accessibilityGranted.update(needs.accessibility.isTrusted());
+    const bool isAllowed = needs.mayWatch();
+    accessibilityGranted.update(isAllowed && needs.accessibility.isTrusted());
     auto permission = inputMonitoring.get();
     permission.observe(needs.keyboardTap.isListeningGranted());
     inputMonitoring.update(permission);
     call(callbacks.refreshed);
     if (monitoring && !accessibilityGranted)
-        stop("Waiting for accessibility permission. Monitoring will resume automatically when access is "
-             "restored.",
-             false);
+        stop(isAllowed ? needs.sentences.noLongerTrusted : needs.sentences.notAllowed, false);
     if (isTimed && !monitoring) {
         if (policy.beginsAttempt({accessibilityGranted, permission.granted})) {
             startMonitoring();
-        } else if (!accessibilityGranted && !policy.isPaused) {
+        } else if (!isAllowed || (!accessibilityGranted && !policy.isPaused)) {
             startFailed.update(false);
-            statusField.update("Grant accessibility permission. Monitoring will start automatically.");
+            statusField.update(isAllowed ? needs.sentences.notTrusted : needs.sentences.notAllowed);
         }
     }
     if (monitoring && accessibilityGranted) needs.preparation.prepare();
@@ -142,7 +136,7 @@ TapAnswer MonitoringLifecycle::handle(const TapEvent& event) {
         tasks.start(stopDisabledTap(
             "Monitoring stopped because a read took too long. Resume monitoring to try again.", startedTaps));
     else if (event.type == TapEventType::tapDisabledByUserInput)
-        tasks.start(stopDisabledTap(tapStopped, startedTaps));
+        tasks.start(stopDisabledTap(needs.sentences.tapStopped, startedTaps));
     else
         return callbacks.handle(event);
     return TapAnswer::pass;
@@ -152,7 +146,7 @@ TapAnswer MonitoringLifecycle::handle(const TapEvent& event) {
 // is not a failure of the tap, and monitoring goes on when the permission is back.
 Task<void> MonitoringLifecycle::stopDisabledTap(std::string reason, std::uint64_t tap) {
     co_await needs.loop.yield();
-    if (tap == startedTaps) stop(std::move(reason), needs.accessibility.isTrusted());
+    if (tap == startedTaps) stop(std::move(reason), needs.mayWatch() && needs.accessibility.isTrusted());
 }
 
 } // namespace orvel

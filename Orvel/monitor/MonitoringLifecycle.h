@@ -6,6 +6,7 @@
 #include "Orvel/desktop/KeyboardTap.h"
 #include "Orvel/monitor/AutomaticMonitoringPolicy.h"
 #include "Orvel/monitor/InputMonitoringPermission.h"
+#include "Orvel/monitor/MonitoringSentences.h"
 #include "Orvel/runtime/MainLoop.h"
 #include "Orvel/runtime/Observable.h"
 #include "Orvel/runtime/Task.h"
@@ -29,6 +30,9 @@ struct MonitoringLifecycleNeeds {
     Accessibility& accessibility;
     Applications& applications;
     EditorPreparation& preparation;
+    /// Whether the person allows it, asked again and again. Without that nothing is read and no tap is made.
+    std::function<bool()> mayWatch = [] { return true; };
+    MonitoringSentences sentences = sentencesOfGuardedSession;
 };
 
 /// Called on the main loop's thread. All but the first may be left out, and none may destroy the lifecycle.

@@ -1,9 +1,12 @@
 #include "Orvel/screens/CommandPage.h"
 
 #include "Orvel/platform/qt/QtText.h"
+#include "Orvel/screens/DesktopCard.h"
 #include "Orvel/screens/MonitoringWords.h"
 #include "Orvel/shell/LastReturns.h"
 #include "Orvel/shell/OrvelApp.h"
+
+#include <QSystemTrayIcon>
 
 namespace orvel {
 
@@ -32,21 +35,39 @@ CommandPage::CommandPage(OrvelApp& app) : SettingsPage(tr("Command")), app(app),
         addReturns();
     } else {
         auto* card = new SettingsCard;
-        card->addRow()->render(std::nullopt,
-                               tr("Orvel can't watch for /orvel on this system yet. Everything else works."));
+        card->addRow()->render(std::nullopt, sessionLimits(app));
         column().addWidget(card);
     }
     addDiagnostics();
 }
 
 void CommandPage::addChecklist() {
-    auto& lifecycle = app.monitoring.lifecycle;
     auto* state = new SettingsCard;
     monitoring = state->addRow();
     toggle = monitoring->addButton({}, {}, [this] { toggleMonitoring(app); });
     column().addWidget(state);
+    trayHint = faintLabel(tr("This desktop shows no tray. Closing Orvel's window quits Orvel and ends "
+                             "monitoring; minimise it instead."));
+    column().addWidget(trayHint);
 
     column().addSpacing(6);
+    if (app.consent.isNeeded()) {
+        column().addWidget(sectionTitle(tr("This desktop")));
+        desktop = new DesktopCard(app);
+        column().addWidget(desktop);
+    } else {
+        addPermissions();
+    }
+
+    column().addSpacing(6);
+    column().addWidget(sectionTitle(tr("Reading the editors")));
+    editorsCard = new SettingsCard;
+    for (std::size_t i = 0; i < allAgents.size(); ++i) editors.push_back(editorsCard->addRow());
+    column().addWidget(editorsCard);
+}
+
+void CommandPage::addPermissions() {
+    auto& lifecycle = app.monitoring.lifecycle;
     column().addWidget(sectionTitle(tr("Permissions")));
     auto* permissions = new SettingsCard;
     accessibility = permissions->addRow();
@@ -58,12 +79,6 @@ void CommandPage::addChecklist() {
     inputMonitoring->addButton(tr("Open settings…"), tr("Open the settings of Input Monitoring"),
                                [&lifecycle] { lifecycle.openInputMonitoringSettings(); });
     column().addWidget(permissions);
-
-    column().addSpacing(6);
-    column().addWidget(sectionTitle(tr("Reading the editors")));
-    editorsCard = new SettingsCard;
-    for (std::size_t i = 0; i < allAgents.size(); ++i) editors.push_back(editorsCard->addRow());
-    column().addWidget(editorsCard);
 }
 
 void CommandPage::addReturns() {
@@ -123,6 +138,8 @@ void CommandPage::renderPermissions() {
                                                     : State::open,
                        words.state, qtText(lifecycle.status()));
     toggle->setText(words.toggle);
+    trayHint->setVisible(!QSystemTrayIcon::isSystemTrayAvailable());
+    if (desktop) return desktop->render();
     const bool isGranted = lifecycle.isAccessibilityGranted();
     accessibility->render(isGranted ? State::done : State::open,
                           isGranted ? tr("Accessibility: Granted") : tr("Accessibility: Not granted"),
@@ -147,9 +164,23 @@ void CommandPage::renderEditors() {
         const auto agent = allAgents[i];
         const auto version = preparation.targetVersion(agent);
         const auto name = qtText(label(agent));
-        editors[i]->render(preparation.readyProcess(agent) ? State::done : State::open,
-                           version ? tr("%1 · version %2").arg(name, qtText(*version)) : name,
-                           lines[static_cast<qsizetype>(i)]);
+        const bool isUnknown = version && *version == EditorPreparation::unknownVersion;
+        const auto title = !version    ? name
+                           : isUnknown ? tr("%1 · version unknown").arg(name)
+                                       : tr("%1 · version %2").arg(name, qtText(*version));
+        auto words = lines[static_cast<qsizetype>(i)];
+        if (preparation.needsRestart(agent))
+            words = tr("Quit %1 and open it again. It has been running since before accessibility was turned "
+                       "on, and only a program that starts afterwards lets its editor be read.")
+                        .arg(name);
+        else if (isUnknown)
+            words +=
+                QLatin1Char('\n') + tr("Whether Orvel was tried with this version can't be told. Nothing is "
+                                       "written unless the editor proves to be the expected one.");
+        const auto state = preparation.needsRestart(agent)   ? State::failed
+                           : preparation.readyProcess(agent) ? State::done
+                                                             : State::open;
+        editors[i]->render(state, title, words);
     }
 }
 

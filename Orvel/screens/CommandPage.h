@@ -9,6 +9,7 @@
 
 namespace orvel {
 
+class DesktopCard;
 class OrvelApp;
 
 class CommandPage : public SettingsPage {
@@ -26,6 +27,7 @@ class CommandPage : public SettingsPage {
     };
 
     void addChecklist();
+    void addPermissions();
     void addReturns();
     void addDiagnostics();
     void renderPermissions();
@@ -33,6 +35,8 @@ class CommandPage : public SettingsPage {
     void renderReturns();
 
     OrvelApp& app;
+    DesktopCard* desktop = nullptr; ///< Where Orvel asks; elsewhere the permissions.
+    QLabel* trayHint = nullptr;
     SettingsRow *monitoring = nullptr, *accessibility = nullptr, *inputMonitoring = nullptr;
     QPushButton *toggle = nullptr, *request = nullptr;
     std::vector<SettingsRow*> editors;

@@ -16,12 +16,15 @@ inline MonitoringWords monitoringWords(const OrvelApp& app) {
     const auto tr = [](const char* text) { return QCoreApplication::translate("MonitoringWords", text); };
     if (app.monitoring.lifecycle.isMonitoring())
         return {tr("Codex / Claude /orvel: On"), tr("Pause monitoring")};
+    if (!app.consent.mayWatch()) return {tr("Codex / Claude /orvel: Off"), tr("Set up /orvel…")};
     return {tr("Codex / Claude /orvel: Off"), tr("Resume monitoring")};
 }
 
 inline void toggleMonitoring(OrvelApp& app) {
     auto& lifecycle = app.monitoring.lifecycle;
-    if (lifecycle.isMonitoring())
+    if (!app.consent.mayWatch())
+        app.screens.showSetup(); // There it is said what is asked for.
+    else if (lifecycle.isMonitoring())
         lifecycle.pause();
     else
         lifecycle.resume();

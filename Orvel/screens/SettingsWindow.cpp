@@ -64,6 +64,7 @@ void SettingsWindow::add(SettingsPage* page) {
 
 void SettingsWindow::open() {
     app.monitoring.keybindings.refreshDisplay();
+    app.consent.refresh();
     render();
     setWindowState(windowState() & ~Qt::WindowMinimized);
     show();

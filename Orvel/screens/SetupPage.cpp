@@ -21,9 +21,17 @@ SetupPage::SetupPage(OrvelApp& app) : SettingsPage(tr("Set up /orvel")), app(app
         tr("Type /orvel in a Codex or Claude editor and press Return: Orvel takes the conversation "
            "from there. These three steps make that possible. Everything else in Orvel works "
            "without them.")));
+    const bool isOrvelAsking = app.consent.isNeeded();
     steps = {
         makeStep(0, tr("Let Orvel read the editor"),
-                 tr("Accessibility permission lets Orvel read the command and clear it from the editor.")),
+                 isOrvelAsking
+                     ? tr("Orvel then hears of every key, keeps none, and holds each Return for a few "
+                          "thousandths of a second to see whether it ends a /orvel command. It also turns on "
+                          "the desktop's accessibility if that is off: programs that start from then on "
+                          "describe their windows to assistive programs, and to Orvel. Until you allow it, "
+                          "neither happens; both can be taken back under Command.")
+                     : tr("Accessibility permission lets Orvel read the command and clear it from the "
+                          "editor.")),
         makeStep(1, tr("Select the keybindings.json file Codex actually uses"),
                  tr("If CODEX_HOME is customized, select the file in that folder. Settings will not be "
                     "changed.")),
@@ -33,8 +41,15 @@ SetupPage::SetupPage(OrvelApp& app) : SettingsPage(tr("Set up /orvel")), app(app
         step.action->setAccessibleName(name);
         connect(step.action, &QPushButton::clicked, this, action);
     };
-    setAction(steps[0], tr("Open settings…"), tr("Open the settings of Accessibility"),
-              [this] { this->app.monitoring.lifecycle.openAccessibilitySettings(); });
+    if (isOrvelAsking)
+        setAction(steps[0], tr("Allow"), tr("Allow Orvel to watch the keyboard and turn accessibility on"),
+                  [this] {
+                      this->app.consent.turnAccessibility(true);
+                      this->app.allowWatching(true);
+                  });
+    else
+        setAction(steps[0], tr("Open settings…"), tr("Open the settings of Accessibility"),
+                  [this] { this->app.monitoring.lifecycle.openAccessibilitySettings(); });
     setAction(steps[1], tr("Choose…"), tr("Choose Codex's keybindings.json"),
               [this] { this->app.monitoring.keybindings.choose(); });
     setAction(steps[2], tr("Open Codex"), tr("Open Codex"),
@@ -82,8 +97,9 @@ void SetupPage::render() {
     const auto& monitoring = app.monitoring;
     const auto ready = monitoring.setupState();
     const std::array isDone{ready.accessibilityGranted, ready.codexCaptureReady, app.hasReceivedCommand()};
-    const std::array state{ready.accessibilityGranted ? tr("Accessibility: Granted")
-                                                      : qtText(monitoring.lifecycle.status()),
+    const auto granted =
+        app.consent.isNeeded() ? tr("Allowed, and accessibility is on.") : tr("Accessibility: Granted");
+    const std::array state{ready.accessibilityGranted ? granted : qtText(monitoring.lifecycle.status()),
                            qtText(monitoring.keybindings.display().copyShortcut),
                            qtText(monitoring.monitor.history().commandSummary(app.clock()).text())};
     bool hasCurrent = false;

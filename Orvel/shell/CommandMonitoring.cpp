@@ -4,6 +4,7 @@
 #include "Orvel/model/CommandInbox.h"
 #include "Orvel/monitor/ClaudeEditorInspection.h"
 #include "Orvel/monitor/InputState.h"
+#include "Orvel/shell/DesktopConsent.h"
 #include "OrvelCore/composers/DiagnosticSummary.h"
 
 #include <utility>
@@ -11,7 +12,7 @@
 namespace orvel {
 
 CommandMonitoring::CommandMonitoring(const ChangeSignal& changes, const Desktop& desktop, CommandInbox& inbox,
-                                     const CommandMonitoringOptions& options)
+                                     const DesktopConsent& consent, const CommandMonitoringOptions& options)
     : desktop(desktop),
       options(options),
       reads(desktop.loop, desktop.accessibility, facts),
@@ -43,7 +44,9 @@ CommandMonitoring::CommandMonitoring(const ChangeSignal& changes, const Desktop&
              [this] { return keybindings.copyAssessmentForUse(); },
              [&inbox](std::string id) { return inbox.resolveCopiedCodex(std::move(id)); }}),
       lifecycle(changes,
-                {desktop.loop, desktop.keyboardTap, desktop.accessibility, desktop.applications, preparation},
+                {desktop.loop, desktop.keyboardTap, desktop.accessibility, desktop.applications, preparation,
+                 [&consent] { return consent.mayWatch(); },
+                 consent.isNeeded() ? sentencesOfOpenSession : sentencesOfGuardedSession},
                 {.handle = [this](const TapEvent& event) { return monitor.handle(event); },
                  .stopped =
                      [this] {

@@ -17,6 +17,7 @@
 namespace orvel {
 
 class CommandInbox;
+class DesktopConsent;
 
 struct CommandMonitoringOptions {
     ClockStyle clock;        ///< For times in diagnostics.
@@ -33,9 +34,9 @@ struct SetupState {
 /// Belongs to the main loop's thread.
 class CommandMonitoring {
   public:
-    /// The ports, the inbox and the signal outlive it.
+    /// The ports, the inbox, the consent and the signal outlive it.
     CommandMonitoring(const ChangeSignal& changes, const Desktop& desktop, CommandInbox& inbox,
-                      const CommandMonitoringOptions& options);
+                      const DesktopConsent& consent, const CommandMonitoringOptions& options);
 
     /// Told why a Return on a command was stopped, and of which one.
     std::function<void(const std::string& message, const std::string& context)> onFailure =

@@ -26,7 +26,8 @@ OrvelApp::OrvelApp(const Desktop& ports, const AgentFolders& folders, const std:
       clockStyle(clock),
       claude(ports, attempts, folders),
       model(ports, claude, folders, statePath),
-      monitoring(model.changes(), ports, model.commandInbox, {clock, version, folders.codex}),
+      consent(model.changes(), ports.loop, ports.settings, ports.session),
+      monitoring(model.changes(), ports, model.commandInbox, consent, {clock, version, folders.codex}),
       developerTools(model.changes(), ports.settings.flag(developerToolsKey)),
       receivedCommand(model.changes()),
       tasks([this](const auto& failure) { model.notices.fail(failure); }) {
@@ -44,6 +45,7 @@ void OrvelApp::start() {
         screens.dismissFailure();
     };
     if (!canMonitor()) return;
+    consent.start();
     monitoring.start();
     offerSetup();
 }
@@ -72,6 +74,14 @@ void OrvelApp::showDetails(const std::string& failure) {
 
 bool OrvelApp::canMonitor() const {
     return ports.keyboardTap.isAvailable();
+}
+
+void OrvelApp::allowWatching(bool isAllowed) {
+    consent.allowWatching(isAllowed);
+    if (isAllowed)
+        monitoring.lifecycle.resume();
+    else
+        monitoring.lifecycle.refreshPermissions();
 }
 
 void OrvelApp::openApplication(Agent agent) {

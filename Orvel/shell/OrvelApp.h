@@ -7,6 +7,7 @@
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/shell/CommandMonitoring.h"
+#include "Orvel/shell/DesktopConsent.h"
 #include "Orvel/shell/QuitRules.h"
 
 #include <functional>
@@ -53,6 +54,8 @@ class OrvelApp {
     bool canMonitor() const;
     /// Whether a command was received since the start.
     bool hasReceivedCommand() const { return receivedCommand; }
+    /// Lets the keyboard be watched from now on, or no more.
+    void allowWatching(bool isAllowed);
     /// Brings the agent's application to the front, and tells if it can't.
     void openApplication(Agent agent);
     /// How times of day are written.
@@ -83,6 +86,7 @@ class OrvelApp {
 
   public:
     OrvelModel model;
+    DesktopConsent consent;
     CommandMonitoring monitoring;
 
   private:

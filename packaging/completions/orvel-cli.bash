@@ -15,7 +15,7 @@ _orvel_cli() {
         =) is_value=yes ;;
         --home | --data | --agent | --source | --from | --note | --wait) is_value=yes ;;
         list | show | preview | url | recent | relay | keybindings | command | \
-            link | links | send | pending | retry | copy-saved | receipts)
+            link | links | send | pending | retry | copy-saved | receipts | doctor)
             [[ -n $is_value || -n $command ]] || command=${COMP_WORDS[i]}
             is_value=
             ;;
@@ -29,6 +29,7 @@ _orvel_cli() {
     preview) options+=" --agent --from --note" ;;
     send) options+=" --source --from --note --wait --through-claude-code" ;;
     retry) options+=" --wait --through-claude-code" ;;
+    doctor) options+=" --try-keyboard" ;;
     esac
 
     COMPREPLY=()
@@ -53,7 +54,7 @@ _orvel_cli() {
     case $command in
     "")
         local commands="list show preview url recent relay keybindings command"
-        commands+=" link links send pending retry copy-saved receipts"
+        commands+=" link links send pending retry copy-saved receipts doctor"
         COMPREPLY=($(compgen -W "$commands" -- "$current"))
         ;;
     relay)

@@ -1,6 +1,6 @@
 # Completion of orvel-cli for fish.
 
-set -l commands list show preview url recent relay keybindings command link links send pending retry copy-saved receipts
+set -l commands list show preview url recent relay keybindings command link links send pending retry copy-saved receipts doctor
 set -l no_command "not __fish_seen_subcommand_from $commands"
 
 complete -c orvel-cli -f
@@ -19,6 +19,7 @@ complete -c orvel-cli -n $no_command -a pending -d "List the saved messages that
 complete -c orvel-cli -n $no_command -a retry -d "Send a saved message again, where that is safe"
 complete -c orvel-cli -n $no_command -a copy-saved -d "Print the saved message of a link, and nothing else"
 complete -c orvel-cli -n $no_command -a receipts -d "Look for saved messages where they went, once"
+complete -c orvel-cli -n $no_command -a doctor -d "Look whether what Orvel needs of this machine is there"
 
 complete -c orvel-cli -l home -x -a "(__fish_complete_directories)" -d "Take this folder for the user's home"
 complete -c orvel-cli -l data -x -a "(__fish_complete_directories)" -d "Take this folder for Orvel's data folder"
@@ -34,5 +35,6 @@ complete -c orvel-cli -n "__fish_seen_subcommand_from check" -F
 complete -c orvel-cli -n "__fish_seen_subcommand_from send" -l source -x -a "codex claude" -d "Whose conversation it comes from"
 complete -c orvel-cli -n "__fish_seen_subcommand_from send retry" -l wait -x -d "Wait so long until the message is seen"
 complete -c orvel-cli -n "__fish_seen_subcommand_from send retry" -l through-claude-code -d "Let the command claude continue the conversation"
+complete -c orvel-cli -n "__fish_seen_subcommand_from doctor" -l try-keyboard -d "Hold Return for a moment"
 complete -c orvel-cli -n "__fish_seen_subcommand_from preview send" -l from -x -d "Begin at the message with this ID"
 complete -c orvel-cli -n "__fish_seen_subcommand_from preview send" -l note -x -d "Instructions, which stand before the messages"

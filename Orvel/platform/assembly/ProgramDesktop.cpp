@@ -1,5 +1,9 @@
 #include "Orvel/platform/assembly/ProgramDesktop.h"
 
+#ifdef ORVEL_WITH_LINUX_DESKTOP
+#include "Orvel/platform/linux/LinuxDesktop.h"
+#endif
+
 namespace orvel {
 
 ProgramDesktop::ProgramDesktop(const ProgramToolkit& toolkit, const Places& places)
@@ -7,31 +11,87 @@ ProgramDesktop::ProgramDesktop(const ProgramToolkit& toolkit, const Places& plac
       systemProcesses(toolkit.loop, toolkit.descriptors, places.toolEnvironment),
       assembled(assemble(toolkit, places)) {}
 
+ProgramDesktop::~ProgramDesktop() = default;
+
 Desktop ProgramDesktop::assemble(const ProgramToolkit& toolkit, const Places& places) {
-    const auto ports = unavailable.ports(toolkit.loop, files, systemProcesses);
-    Processes* processes = &ports.processes;
-    Applications* applications = &toolkit.applications;
-    SimulatedScreen* screen = nullptr;
-    if (places.toolFolder) {
-        processes = &sampleProcesses.emplace(systemProcesses, *places.toolFolder, places.folders.codex);
-        screen = &sampleClaude.emplace(toolkit.loop, places.folders).screen();
-        applications = &sampleApplications.emplace(toolkit.applications, screen->applications);
-        sampleAccessibility.emplace(toolkit.loop, screen->accessibility);
+    return places.toolFolder ? onSample(toolkit, places) : onSystem(toolkit);
+}
+
+Desktop ProgramDesktop::onSystem(const ProgramToolkit& toolkit) {
+    const auto none = unavailable.ports(toolkit.loop, files, systemProcesses);
+    Desktop ports{.loop = toolkit.loop,
+                  .sideQueue = none.sideQueue,
+                  .files = files,
+                  .processes = systemProcesses,
+                  .settings = toolkit.settings,
+                  .pasteboard = toolkit.pasteboard,
+                  .panels = toolkit.panels,
+                  .applications = toolkit.applications,
+                  .accessibility = none.accessibility,
+                  .keyboardTap = none.keyboardTap,
+                  .eventPosting = none.eventPosting,
+                  .inputSources = none.inputSources,
+                  .windows = none.windows,
+                  .localFiles = localFiles,
+                  .session = session};
+#ifdef ORVEL_WITH_LINUX_DESKTOP
+    session.kind = environmentSession();
+    if (session.kind != SessionKind::x11) return ports;
+    linuxDesktop = LinuxDesktop::open({.loop = toolkit.loop,
+                                       .descriptors = toolkit.descriptors,
+                                       .files = files,
+                                       .processes = systemProcesses,
+                                       .own = toolkit.applications,
+                                       .autostart = toolkit.autostart});
+    if (!linuxDesktop) {
+        session.kind = SessionKind::noDisplay;
+        return ports;
     }
+    sideQueue.emplace();
+    session = linuxDesktop->session();
     return {.loop = toolkit.loop,
-            .sideQueue = screen ? screen->sideQueue : ports.sideQueue,
+            .sideQueue = *sideQueue,
             .files = files,
-            .processes = *processes,
+            .processes = systemProcesses,
+            .settings = toolkit.settings,
+            .pasteboard = toolkit.isLasting ? linuxDesktop->pasteboard() : toolkit.pasteboard,
+            .panels = toolkit.panels,
+            .applications = linuxDesktop->applications(),
+            .accessibility = linuxDesktop->accessibility(),
+            .keyboardTap = linuxDesktop->keyboardTap(),
+            .eventPosting = linuxDesktop->eventPosting(),
+            .inputSources = linuxDesktop->inputSources(),
+            .windows = linuxDesktop->windows(),
+            .localFiles = localFiles,
+            .session = session};
+#else
+#ifdef __linux__
+    session.kind = SessionKind::unsupported;
+#endif
+    return ports;
+#endif
+}
+
+Desktop ProgramDesktop::onSample(const ProgramToolkit& toolkit, const Places& places) {
+    auto& processes = sampleProcesses.emplace(systemProcesses, *places.toolFolder, places.folders.codex);
+    auto& screen = sampleClaude.emplace(toolkit.loop, places.folders).screen();
+    auto& applications = sampleApplications.emplace(toolkit.applications, screen.applications);
+    auto& accessibility = sampleAccessibility.emplace(toolkit.loop, screen.accessibility);
+    return {.loop = toolkit.loop,
+            .sideQueue = screen.sideQueue,
+            .files = files,
+            .processes = processes,
             .settings = toolkit.settings,
             .pasteboard = toolkit.pasteboard,
             .panels = toolkit.panels,
-            .applications = *applications,
-            .accessibility = sampleAccessibility ? *sampleAccessibility : ports.accessibility,
-            .keyboardTap = screen ? screen->keyboard : ports.keyboardTap,
-            .eventPosting = screen ? screen->keyboard : ports.eventPosting,
-            .inputSources = screen ? screen->inputSources : ports.inputSources,
-            .windows = screen ? screen->windows : ports.windows,
-            .localFiles = localFiles};
+            .applications = applications,
+            .accessibility = accessibility,
+            .keyboardTap = screen.keyboard,
+            .eventPosting = screen.keyboard,
+            .inputSources = screen.inputSources,
+            .windows = screen.windows,
+            .localFiles = localFiles,
+            .session = session};
 }
 
 } // namespace orvel

@@ -3,19 +3,26 @@
 // sample the sample's tools and its own Claude.
 
 #include "Orvel/desktop/Desktop.h"
+#include "Orvel/desktop/DesktopSession.h"
 #include "Orvel/platform/posix/Places.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/posix/PosixLocalFiles.h"
 #include "Orvel/platform/posix/PosixProcesses.h"
+#include "Orvel/platform/posix/PosixSideQueue.h"
 #include "Orvel/platform/sample/MainThreadAccessibility.h"
 #include "Orvel/platform/sample/SampleApplications.h"
 #include "Orvel/platform/sample/SampleClaude.h"
 #include "Orvel/platform/sample/SampleProcesses.h"
 #include "Orvel/platform/unavailable/UnavailableDesktop.h"
 
+#include <memory>
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace orvel {
+
+class LinuxDesktop;
 
 /// What a toolkit brings; all of it outlives the desktop.
 struct ProgramToolkit {
@@ -25,6 +32,11 @@ struct ProgramToolkit {
     Panels& panels;
     Applications& applications;
     Settings& settings;
+    /// Whether the program lives on with the session: then the clipboard is the desktop's, which wants an
+    /// owner that stays, and otherwise the toolkit's.
+    bool isLasting = false;
+    /// The program and its arguments as a session starts it; none where that is not offered.
+    std::vector<std::string> autostart = {};
 };
 
 /// Belongs to the loop's thread.
@@ -33,6 +45,7 @@ class ProgramDesktop {
     ProgramDesktop(const ProgramToolkit& toolkit, const Places& places);
     ProgramDesktop(const ProgramDesktop&) = delete;
     ProgramDesktop& operator=(const ProgramDesktop&) = delete;
+    ~ProgramDesktop();
 
     const Desktop& ports() const { return assembled; }
     /// In a sample its Claude, otherwise null.
@@ -40,11 +53,16 @@ class ProgramDesktop {
 
   private:
     Desktop assemble(const ProgramToolkit& toolkit, const Places& places);
+    Desktop onSystem(const ProgramToolkit& toolkit);
+    Desktop onSample(const ProgramToolkit& toolkit, const Places& places);
 
     PosixFileStore files;
     PosixProcesses systemProcesses;
     PosixLocalFiles localFiles;
     UnavailableDesktop unavailable;
+    std::unique_ptr<LinuxDesktop> linuxDesktop; ///< Null where there is none.
+    std::optional<PosixSideQueue> sideQueue;
+    DesktopSession session;
     std::optional<SampleProcesses> sampleProcesses;
     std::optional<SampleClaude> sampleClaude;
     std::optional<SampleApplications> sampleApplications;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <string_view>
 #include <utility>
 
@@ -27,13 +26,6 @@ constexpr std::size_t mostPrograms = 1'000, mostIdle = 4;
 bool isSocketHere(std::string_view address) {
     const bool isLocal = address.starts_with("unix:path=") || address.starts_with("unix:abstract=");
     return isLocal && address.find(';') == std::string_view::npos;
-}
-
-std::string ownSession() {
-    // Nothing in this program changes its environment.
-    if (const auto* address = std::getenv("DBUS_SESSION_BUS_ADDRESS"); address && *address) return address;
-    const auto* folder = std::getenv("XDG_RUNTIME_DIR");
-    return folder && *folder ? std::string("unix:path=") + folder + "/bus" : std::string();
 }
 
 BusCall processCall(const std::string& name) {
@@ -117,7 +109,7 @@ AccessibilityBus::Lease AccessibilityBus::lease(Line line, const std::string& na
     if (line == Line::program) {
         made = openProgram(name, deadline);
     } else {
-        const auto own = sessionAddress.empty() ? ownSession() : sessionAddress;
+        const auto own = sessionAddress.empty() ? sessionBusAddress() : sessionAddress;
         const auto address = line == Line::session ? own : busAddress(deadline);
         if (!address.empty()) made = BusConnection::open(address, BusKind::bus, deadline);
         if (made && line == Line::bus) {

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <utility>
 
 #include <sys/socket.h>
@@ -60,6 +61,13 @@ int take(sd_bus_message* message, void* data, sd_bus_error* /*unused*/) {
 }
 
 } // namespace
+
+std::string sessionBusAddress() {
+    // Nothing in this program changes its environment.
+    if (const auto* address = std::getenv("DBUS_SESSION_BUS_ADDRESS"); address && *address) return address;
+    const auto* folder = std::getenv("XDG_RUNTIME_DIR");
+    return folder && *folder ? std::string("unix:path=") + folder + "/bus" : std::string();
+}
 
 void BusConnection::Close::operator()(sd_bus* bus) const {
     sd_bus_close_unref(bus); // Nothing that waits to be sent is waited for.

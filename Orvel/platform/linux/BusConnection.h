@@ -33,6 +33,9 @@ struct BusSignal {
     std::int32_t value = 0;
 };
 
+/// The address of the bus of the person's own session; empty if there is none.
+std::string sessionBusAddress();
+
 /// Used by one thread at a time.
 class BusConnection {
   public:

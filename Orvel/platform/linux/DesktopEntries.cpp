@@ -1,11 +1,15 @@
 #include "Orvel/platform/linux/DesktopEntries.h"
 
+#include "Orvel/platform/linux/ChildOutput.h"
 #include "OrvelCore/files/FileError.h"
 #include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/files/FileReading.h"
 
+#include <algorithm>
+#include <initializer_list>
 #include <sstream>
 #include <string_view>
+#include <utility>
 
 namespace orvel {
 
@@ -21,8 +25,9 @@ std::vector<std::string> parts(const std::string& text, char separator) {
     return found;
 }
 
-// The values of a key in those sections of a file that name what opens something.
-std::vector<std::string> valuesIn(const std::string& file, const std::string& key) {
+// The values of a key in sections of a file.
+std::vector<std::string> valuesIn(const std::string& file, std::initializer_list<std::string_view> sections,
+                                  const std::string& key) {
     std::vector<std::string> values;
     std::string text;
     try {
@@ -34,7 +39,8 @@ std::vector<std::string> valuesIn(const std::string& file, const std::string& ke
     bool isWanted = false;
     for (const auto& line : parts(text, '\n')) {
         if (line.starts_with('['))
-            isWanted = line.starts_with("[Default Applications]") || line.starts_with("[MIME Cache]");
+            isWanted = std::ranges::any_of(
+                sections, [&](std::string_view section) { return line.starts_with(section); });
         else if (isWanted && line.starts_with(key + "="))
             for (auto& value : parts(line.substr(key.size() + 1), ';')) values.push_back(value);
     }
@@ -63,12 +69,19 @@ std::optional<std::string> DesktopEntries::handlerOf(const std::string& scheme) 
         files.push_back(folder + "/mimeinfo.cache");
     }
     for (const auto& file : files) {
-        for (const auto& name : valuesIn(file, "x-scheme-handler/" + scheme)) {
+        for (const auto& name :
+             valuesIn(file, {"[Default Applications]", "[MIME Cache]"}, "x-scheme-handler/" + scheme)) {
             if (name.find('/') != name.npos) continue;
             for (const auto& folder : folders())
                 if (auto path = joinedPath(folder, name); fileExists(path)) return path;
         }
     }
+    return std::nullopt;
+}
+
+std::optional<std::string> DesktopEntries::versionIn(const std::string& desktopFile) {
+    for (const auto* key : {"X-AppVersion", "X-AppImage-Version"})
+        for (auto& version : valuesIn(desktopFile, {"[Desktop Entry]"}, key)) return std::move(version);
     return std::nullopt;
 }
 
@@ -81,19 +94,16 @@ bool DesktopEntries::launch(const std::string& desktopFile) {
 }
 
 bool DesktopEntries::start(const std::string& program, std::vector<std::string> arguments) {
-    for (const auto& folder : parts(processes.environmentVariable("PATH").value_or("/usr/bin:/bin"), ':')) {
-        const auto path = joinedPath(folder, program);
-        if (!folder.starts_with('/') || !processes.isExecutable(path)) continue;
-        try {
-            // It goes on by itself.
-            const auto child = processes.start(
-                {.executable = path, .arguments = std::move(arguments), .unattendedInput = std::string()});
-            return child != nullptr;
-        } catch (const ProcessError&) {
-            return false;
-        }
+    const auto path = programInPath(processes, program);
+    if (!path) return false;
+    try {
+        // It goes on by itself.
+        const auto child = processes.start(
+            {.executable = *path, .arguments = std::move(arguments), .unattendedInput = std::string()});
+        return child != nullptr;
+    } catch (const ProcessError&) {
+        return false;
     }
-    return false;
 }
 
 } // namespace orvel

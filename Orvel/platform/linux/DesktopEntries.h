@@ -20,6 +20,10 @@ class DesktopEntries {
     /// installed.
     std::optional<std::string> handlerOf(const std::string& scheme);
 
+    /// The version of the application that a desktop file declares (X-AppVersion, or that of an AppImage);
+    /// nothing if it doesn't.
+    static std::optional<std::string> versionIn(const std::string& desktopFile);
+
     /// Has the desktop open a URL or a folder; false if it has no program for that.
     bool open(const std::string& what);
     /// Starts the application of a desktop file; false if there is no program for that.

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <ranges>
+#include <system_error>
 #include <utility>
 
 #include <unistd.h>
@@ -26,15 +28,22 @@ std::vector<XApplicationName> knownXApplications() {
 
 XApplications::XApplications(XConnection& connection, MainLoop& loop, Processes& processes,
                              std::vector<XApplicationName> names)
-    : connection(connection), loop(loop), entries(processes), names(std::move(names)) {}
+    : connection(connection),
+      loop(loop),
+      entries(processes),
+      versions(loop, processes),
+      names(std::move(names)) {}
 
 std::optional<RunningApplication> XApplications::ownerOf(std::uint32_t window) {
     const auto process = processOf(connection, window);
     const auto windowClass = process ? classOf(connection, window) : std::nullopt;
-    if (!windowClass) return std::nullopt;
-    RunningApplication application{.process = *process};
+    return windowClass ? std::optional(named(*process, *windowClass)) : std::nullopt;
+}
+
+RunningApplication XApplications::named(ProcessID process, const XWindowClass& windowClass) const {
+    RunningApplication application{.process = process};
     for (const auto& name : names) {
-        if (isSame(name.windowClass, windowClass->name) || isSame(name.windowClass, windowClass->instance))
+        if (isSame(name.windowClass, windowClass.name) || isSame(name.windowClass, windowClass.instance))
             application.bundleID = name.bundleID;
     }
     return application;
@@ -42,8 +51,12 @@ std::optional<RunningApplication> XApplications::ownerOf(std::uint32_t window) {
 
 std::vector<RunningApplication> XApplications::all() {
     std::vector<RunningApplication> found;
-    for (const auto window : rootWindows(connection, "_NET_CLIENT_LIST")) {
-        auto owner = ownerOf(window);
+    const auto windows = rootWindows(connection, "_NET_CLIENT_LIST");
+    const auto owners = ownersOf(connection, windows);
+    for (std::size_t i = 0; i < windows.size(); ++i) {
+        const auto& [process, windowClass] = owners[i];
+        auto owner =
+            process && windowClass ? std::optional(named(*process, *windowClass)) : ownerOf(windows[i]);
         if (owner && std::find(found.begin(), found.end(), *owner) == found.end())
             found.push_back(std::move(*owner));
     }
@@ -83,7 +96,16 @@ std::optional<RunningApplication> XApplications::application(ProcessID process) 
 std::optional<ApplicationBundle> XApplications::bundleOf(ProcessID process) {
     const auto running = application(process);
     if (!running || !running->bundleID) return std::nullopt;
-    return ApplicationBundle{.bundleID = running->bundleID};
+    ApplicationBundle bundle{.bundleID = running->bundleID};
+    std::error_code isHidden;
+    const auto executable =
+        std::filesystem::read_symlink("/proc/" + std::to_string(process) + "/exe", isHidden);
+    if (isHidden) return bundle;
+    bundle.shortVersion = versions.of(process, executable.string(), [this, id = *running->bundleID] {
+        const auto desktopFile = location(id);
+        return desktopFile ? DesktopEntries::versionIn(*desktopFile) : std::nullopt;
+    });
+    return bundle;
 }
 
 bool XApplications::activate(ProcessID process) {
@@ -112,7 +134,10 @@ std::optional<std::string> XApplications::location(const std::string& bundleID) 
     return std::nullopt;
 }
 
-std::optional<ApplicationBundle> XApplications::bundleAt(const std::string&) {
+std::optional<ApplicationBundle> XApplications::bundleAt(const std::string& path) {
+    for (const auto& name : names)
+        if (entries.handlerOf(name.scheme) == path)
+            return ApplicationBundle{name.bundleID, DesktopEntries::versionIn(path)};
     return std::nullopt;
 }
 

@@ -3,6 +3,7 @@
 
 #include "Orvel/desktop/Applications.h"
 #include "Orvel/platform/linux/DesktopEntries.h"
+#include "Orvel/platform/linux/ProductVersions.h"
 #include "Orvel/runtime/MainLoop.h"
 
 #include <cstdint>
@@ -12,6 +13,7 @@
 namespace orvel {
 
 class XConnection;
+struct XWindowClass;
 
 /// How an application that is told by its bundle identifier elsewhere is told here.
 struct XApplicationName {
@@ -23,8 +25,8 @@ struct XApplicationName {
 /// The agents.
 std::vector<XApplicationName> knownXApplications();
 
-/// An application runs if it has a window that the window manager manages. Nothing is known of versions.
-/// Without a server or a window manager none is found.
+/// An application runs if it has a window that the window manager manages. Without a server or a window
+/// manager none is found. A version is known some time after it was first asked for, or never.
 class XApplications : public Applications {
   public:
     /// The connection, the loop and the processes outlive this object.
@@ -42,17 +44,20 @@ class XApplications : public Applications {
     bool activate(ProcessID process) override;
     /// The desktop file that is registered for the application's URLs.
     std::optional<std::string> location(const std::string& bundleID) override;
+    /// Of a desktop file, what it declares.
     std::optional<ApplicationBundle> bundleAt(const std::string& path) override;
     Task<bool> openApplication(std::string location) override;
     bool openURL(const std::string& url) override;
 
   private:
     std::optional<RunningApplication> ownerOf(std::uint32_t window);
+    RunningApplication named(ProcessID process, const XWindowClass& windowClass) const;
     std::vector<RunningApplication> all();
 
     XConnection& connection;
     MainLoop& loop;
     DesktopEntries entries;
+    ProductVersions versions;
     std::vector<XApplicationName> names;
 };
 

@@ -15,6 +15,13 @@ struct XWindowClass {
     std::string instance, name;
 };
 
+/// What windows say of themselves, asked of all at once.
+struct XWindowOwner {
+    std::optional<ProcessID> process; ///< Nothing if it stands on another window, or nowhere.
+    std::optional<XWindowClass> windowClass;
+};
+std::vector<XWindowOwner> ownersOf(XConnection& connection, const std::vector<xcb_window_t>& windows);
+
 /// The class of a window; nothing if the window is gone or the server doesn't answer.
 std::optional<XWindowClass> classOf(XConnection& connection, xcb_window_t window);
 

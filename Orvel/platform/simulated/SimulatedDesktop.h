@@ -2,6 +2,7 @@
 // A desktop in memory: what Orvel does to it can be looked at, and what it answers can be chosen.
 
 #include "Orvel/desktop/Desktop.h"
+#include "Orvel/desktop/DesktopSession.h"
 #include "Orvel/desktop/Panels.h"
 #include "Orvel/platform/simulated/SimulatedFileStore.h"
 #include "Orvel/platform/simulated/SimulatedLocalFiles.h"
@@ -37,8 +38,9 @@ struct SimulatedDesktop : SimulatedDesktopLoop, SimulatedScreen {
     Desktop ports() { return portsOn(loop, files); }
     /// The same on a loop and a disk that are not simulated.
     Desktop portsOn(MainLoop& otherLoop, FileStore& otherFiles) {
-        return {otherLoop,    sideQueue,     otherFiles, processes, settings,     pasteboard, panels,
-                applications, accessibility, keyboard,   keyboard,  inputSources, windows,    localFiles};
+        return {otherLoop,  sideQueue,    otherFiles,   processes,     settings,
+                pasteboard, panels,       applications, accessibility, keyboard,
+                keyboard,   inputSources, windows,      localFiles,    session};
     }
 
     SimulatedPanels panels;
@@ -46,6 +48,7 @@ struct SimulatedDesktop : SimulatedDesktopLoop, SimulatedScreen {
     SimulatedFileStore files{loop};
     SimulatedProcesses processes{loop};
     SimulatedLocalFiles localFiles{steps};
+    DesktopSession session;
 };
 
 } // namespace orvel

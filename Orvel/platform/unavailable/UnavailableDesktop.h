@@ -4,6 +4,7 @@
 // place what it has.
 
 #include "Orvel/desktop/Desktop.h"
+#include "Orvel/desktop/DesktopSession.h"
 #include "Orvel/desktop/Panels.h"
 #include "Orvel/platform/unavailable/MemorySettings.h"
 #include "Orvel/platform/unavailable/UnavailableApplications.h"
@@ -20,8 +21,9 @@ struct UnavailablePanels : Panels {
 struct UnavailableDesktop {
     /// These three every program has; they outlive the ports.
     Desktop ports(MainLoop& loop, FileStore& files, Processes& processes) {
-        return {loop,         sideQueue,     files,       processes,    settings,     pasteboard, panels,
-                applications, accessibility, keyboardTap, eventPosting, inputSources, windows,    localFiles};
+        return {loop,         sideQueue,    files,        processes,     settings,
+                pasteboard,   panels,       applications, accessibility, keyboardTap,
+                eventPosting, inputSources, windows,      localFiles,    session};
     }
 
     UnavailableSideQueue sideQueue;
@@ -35,6 +37,7 @@ struct UnavailableDesktop {
     UnavailableInputSources inputSources;
     UnavailableWindowList windows;
     UnavailableLocalFiles localFiles;
+    DesktopSession session;
 };
 
 } // namespace orvel
