@@ -3,8 +3,10 @@
 #include "Orvel/desktop/EventPosting.h"
 #include "OrvelCore/commands/ReturnDecision.h"
 #include "OrvelCore/keybindings/CodexCopyShortcutPolicy.h"
+#include "OrvelCore/text/Unicode.h"
 
 #include <filesystem>
+#include <thread>
 
 namespace orvel {
 
@@ -34,9 +36,28 @@ std::string toolFolder(const DesktopSession& session) {
 
 } // namespace
 
+bool PastingKeys::isAllSelected(ProcessID process) {
+    const auto app = accessibility.application(process);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(150);
+    while (std::chrono::steady_clock::now() < end) {
+        const auto focused = accessibility.attribute(app, "AXFocusedUIElement");
+        if (const auto* editor = focused.as<AXElement>()) {
+            const auto text = accessibility.attribute(*editor, "AXValue");
+            const auto range = accessibility.attribute(*editor, "AXSelectedTextRange");
+            if (text.as<std::string>() && range.as<AXRange>() && range.as<AXRange>()->location == 0 &&
+                range.as<AXRange>()->length ==
+                    static_cast<std::int64_t>(utf16Length(*text.as<std::string>())))
+                return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return false;
+}
+
 bool PastingKeys::press(SyntheticKey key) {
     const auto front = applications.frontmost();
-    auto events = front ? posting.key(key, front->process) : nullptr;
+    if (!front || !isAllSelected(front->process)) return false;
+    auto events = posting.key(key, front->process);
     if (events) events->post();
     return events != nullptr;
 }
@@ -76,7 +97,7 @@ RealDesktop::RealDesktop(DesktopSession& session)
       applications(*connection, world.loop, world.processes),
       windows(session.display()),
       bus(session.busAddress()),
-      keys(posting, pasteboard, applications),
+      keys(posting, pasteboard, applications, bus),
       accessibility(bus, &keys),
       processes(world.processes, toolFolder(session), session.path("home/.codex")),
       files(world.loop) {

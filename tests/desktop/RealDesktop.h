@@ -22,11 +22,13 @@
 
 namespace orvel {
 
-/// Keys and clipboard of a write that is put together.
+/// Keys and clipboard of a write that is put together. A page learns of a selection on another way than of a
+/// key, so no key is pressed before the selection is seen to be there.
 class PastingKeys : public AtSpiKeys {
   public:
-    PastingKeys(EventPosting& posting, Pasteboard& pasteboard, Applications& applications)
-        : posting(posting), pasteboard(pasteboard), applications(applications) {}
+    PastingKeys(EventPosting& posting, Pasteboard& pasteboard, Applications& applications,
+                AccessibilityBus& bus)
+        : posting(posting), pasteboard(pasteboard), applications(applications), accessibility(bus) {}
 
     bool erase() override;
     bool paste(const std::string& text) override;
@@ -34,10 +36,12 @@ class PastingKeys : public AtSpiKeys {
 
   private:
     bool press(SyntheticKey key);
+    bool isAllSelected(ProcessID process);
 
     EventPosting& posting;
     Pasteboard& pasteboard;
     Applications& applications;
+    AtSpiAccessibility accessibility;
     PasteboardItem saved;
 };
 
