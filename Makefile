@@ -1,5 +1,5 @@
 # The front door. Every target installs what it misses first.
-.PHONY: help run test test-agents explore mutations sanitize tsan bench fuzz lint format package install clean
+.PHONY: help run test test-agents test-desktop explore mutations sanitize tsan bench fuzz lint format package install clean
 
 PREFIX ?= /usr/local
 SOURCES = $(shell git ls-files '*.cpp' '*.h')
@@ -8,6 +8,7 @@ help:
 	@echo "make run       build Orvel and open its window (without a display: the main job in the terminal)"
 	@echo "make test      build and run all tests, the fuzzers for a short while too"
 	@echo "make test-agents  Orvel against the real agents, offline (docs/agents.md)"
+	@echo "make test-desktop  Orvel on an X desktop of its own with a real browser in place of the agents' applications"
 	@echo "make explore   everything that can go wrong in a delivery, at every step of it"
 	@echo "make mutations plant known faults, one at a time, and see that each is caught; writes a table into docs/safety.md"
 	@echo "make sanitize  the tests under the address and undefined-behaviour sanitizers"
@@ -37,6 +38,10 @@ test:
 test-agents:
 	@scripts/install-dependencies build test agents
 	@scripts/test-agents
+
+test-desktop:
+	@scripts/install-dependencies build test desktop
+	@scripts/test-desktop
 
 explore:
 	@scripts/install-dependencies build test

@@ -339,7 +339,7 @@ TEST_F(IBusMozcTest, anEditorInABrowserTellsWhatIsMarkedInIt) {
                       "--app=file://" + page},
                      variables);
     AccessibilityBus bus(session->address());
-    AtSpiAccessibility access(bus, nullptr, daemon.get());
+    AtSpiAccessibility access(bus, {.compositions = daemon.get()});
     const auto application = [&] { return access.application(browser.id()); };
     ASSERT_TRUE(comes([&] {
         return access.setAttribute(application(), "AXManualAccessibility", true) == AXStatus::success;
