@@ -188,6 +188,10 @@ class Accessibility {
     /// The process to which the element belongs.
     virtual std::optional<ProcessID> process(const AXElement& element) = 0;
 
+    /// Blocks until reads show what the person did so long ago; not at all on a platform whose reads always
+    /// do. Takes 50 ms at most.
+    virtual void awaitShown(std::chrono::nanoseconds sinceInput) { static_cast<void>(sinceInput); }
+
     // Hints. Platforms may ignore both; results and limits are the same with and without them.
 
     /// Announces reads of `names` for `root` and its descendants, breadth-first, of at most `limit` elements.

@@ -32,6 +32,8 @@ TapAnswer DesktopCommandMonitor::handle(const TapEvent& event) {
                    std::nullopt);
         return TapAnswer::swallow;
     }
+    const auto sinceInput = needs.loop.uptime() - lastInput;
+    if (event.type != TapEventType::keyUp) lastInput += sinceInput;
     const bool isKey = event.type == TapEventType::keyDown || event.type == TapEventType::keyUp;
     if (!isKey || !needs.isMonitoring() || !KeyCode::isReturn(event.keyCode)) return TapAnswer::pass;
     const auto application = needs.applications.frontmost();
@@ -42,18 +44,19 @@ TapAnswer DesktopCommandMonitor::handle(const TapEvent& event) {
                std::nullopt);
         return TapAnswer::pass;
     }
-    return handleReturn(event, *application, *agent);
+    return handleReturn(event, *application, *agent, sinceInput);
 }
 
 TapAnswer DesktopCommandMonitor::handleReturn(const TapEvent& event, const RunningApplication& application,
-                                              Agent agent) {
+                                              Agent agent, MainLoop::Duration sinceInput) {
     const auto started = needs.loop.uptime();
     const FreshReturn fresh{.event = event,
                             .application = application,
                             .agent = agent,
                             .attemptID = randomUUID(),
                             .isPrepared = needs.isPrepared(agent, application.process),
-                            .hasReceiver = static_cast<bool>(onCommand)};
+                            .hasReceiver = static_cast<bool>(onCommand),
+                            .sinceInput = sinceInput};
     facts.clear();
     auto decision = decideReturn(editorNeeds(), fresh);
     if (decision.input == ReturnInputClassification::command) beginAttempt(fresh.attemptID, decision);

@@ -82,7 +82,8 @@ class DesktopCommandMonitor {
     bool isIdle() const { return tasks.isIdle(); }
 
   private:
-    TapAnswer handleReturn(const TapEvent& event, const RunningApplication& application, Agent agent);
+    TapAnswer handleReturn(const TapEvent& event, const RunningApplication& application, Agent agent,
+                           MainLoop::Duration sinceInput);
     void record(const TapEvent& event, Agent agent, const ReturnDecision& decision,
                 const std::string& attemptID, MainLoop::Duration elapsed);
     void append(const TapEvent& event, Agent agent, ReturnDiagnosticHistory::Event facts,
@@ -108,6 +109,7 @@ class DesktopCommandMonitor {
     DiagnosticFacts facts;
     TimedReads reads;
     InputWatch input;
+    MainLoop::Duration lastInput{}; ///< When a key or button went down last, as uptime.
     ReturnDiagnosticHistory returns;
     std::string captureID; ///< Of the last Return on a command; a newer one ends the work on it.
     std::weak_ptr<CommandAtWork> lastWork;

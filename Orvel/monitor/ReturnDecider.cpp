@@ -53,6 +53,7 @@ class Decider {
         if (!fresh.isPrepared) return pass("{} / Editor read preparation: Incomplete / Return: Pass through");
 
         needs.reads.open();
+        needs.reads.awaitShown(fresh.sinceInput); // Else the text could lack its last letters.
         const auto focused = focusedEditor();
         if (!focused) return pass("{} / Focused editor: Unreadable / Return: Pass through");
         needs.reads.bound(*focused);

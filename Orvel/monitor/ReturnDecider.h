@@ -35,8 +35,9 @@ struct FreshReturn {
     RunningApplication application; ///< The one in front.
     Agent agent = Agent::codex;
     std::string attemptID;
-    bool isPrepared = false;  ///< Whether the application's editor is proved to be readable.
-    bool hasReceiver = false; ///< Whether anybody takes the command.
+    bool isPrepared = false;         ///< Whether the application's editor is proved to be readable.
+    bool hasReceiver = false;        ///< Whether anybody takes the command.
+    MainLoop::Duration sinceInput{}; ///< Since the key or the click before it.
 };
 
 /// Opens and closes a budget of its own. Throws nothing.

@@ -48,6 +48,9 @@ class TimedReads {
         if (!failed) failed = DiagnosticText(why);
     }
 
+    /// Waits until reads show what the person did so long ago, within the budget.
+    void awaitShown(MainLoop::Duration sinceInput) { accessibility.awaitShown(sinceInput); }
+
     /// The element of an application, each read of which is bounded.
     AXElement application(ProcessID process);
     void bound(const AXElement& element) { accessibility.setMessagingTimeout(element, elementTimeout); }

@@ -58,7 +58,10 @@ CommandMonitoring::CommandMonitoring(const ChangeSignal& changes, const Desktop&
                          inputMethod.stop(); // Monitoring goes on.
                          japanese.refresh();
                      },
-                 .refreshed = [this] { updateInputMode(); }}) {
+                 .refreshed =
+                     [this, &consent] {
+                         if (consent.mayWatch()) updateInputMode();
+                     }}) {
     monitor.onCommand = [this, &inbox](CapturedCommand captured) {
         onReceived();
         inbox.receiveInterceptedCommand(std::move(captured));

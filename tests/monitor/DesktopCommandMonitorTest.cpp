@@ -153,6 +153,30 @@ TEST_F(Monitoring, ACommandInAnEditorThatIsNoComposerOfClaudePasses) {
     EXPECT_THAT(monitor.state().diagnostics->text(), HasSubstr("Unsupported editor: Passed through"));
 }
 
+// A platform may show what is typed a little later than the application has it.
+TEST_F(Monitoring, TheLastLettersOfACommandAreWaitedFor) {
+    desktop.accessibility.lag = 50ms;
+    for (const auto kind : {Kind::codex, Kind::code, Kind::chat}) {
+        taken.clear();
+        show(kind);
+        type("/orve");
+        monitor.handle(key(37));
+        desktop.loop.outside(45ms, [&] { type("/orvel go"); });
+        desktop.loop.runFor(10ms);
+        monitor.handle(up(37));
+        EXPECT_TRUE(swallows());
+        desktop.loop.run();
+        ASSERT_EQ(taken.size(), 1U);
+        EXPECT_EQ(taken[0].command.instruction, "go");
+        // Behind a pause nothing is waited for.
+        type("do it");
+        desktop.loop.runFor(60ms);
+        const auto before = desktop.loop.uptime();
+        EXPECT_FALSE(swallows());
+        EXPECT_LT(desktop.loop.uptime() - before, 5ms);
+    }
+}
+
 // What is stopped
 
 TEST_F(Monitoring, ACommandIsNeverSentInDoubt) {

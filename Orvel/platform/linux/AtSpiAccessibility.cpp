@@ -937,6 +937,10 @@ AXStatus AtSpiAccessibility::performAction(const AXElement& element, std::string
 // Places
 
 // Nobody tells which window is above which, so the active one comes first, and after it any that is shown.
+void AtSpiAccessibility::awaitShown(std::chrono::nanoseconds sinceInput) {
+    if (sinceInput < lag) std::this_thread::sleep_for(lag - sinceInput);
+}
+
 AXReading AtSpiAccessibility::elementAtPosition(AXPoint point) {
     const auto deadline = in(hitTimeout);
     if (const auto status = bus.isOn(deadline); status != AXStatus::success) return {status, {}};

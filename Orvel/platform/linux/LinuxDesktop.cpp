@@ -3,19 +3,23 @@
 #include "Orvel/platform/linux/AccessibilityBus.h"
 #include "Orvel/platform/linux/AccessibilitySwitch.h"
 #include "Orvel/platform/linux/AtSpiAccessibility.h"
+#include "Orvel/platform/linux/AtSpiXKeys.h"
 #include "Orvel/platform/linux/AutostartFile.h"
+#include "Orvel/platform/linux/IBusDaemon.h"
+#include "Orvel/platform/linux/IBusInputSources.h"
 #include "Orvel/platform/linux/XApplications.h"
 #include "Orvel/platform/linux/XConnection.h"
 #include "Orvel/platform/linux/XEventPosting.h"
+#include "Orvel/platform/linux/XKeyboardLayout.h"
 #include "Orvel/platform/linux/XKeyboardTap.h"
 #include "Orvel/platform/linux/XOwnInput.h"
 #include "Orvel/platform/linux/XPasteboard.h"
 #include "Orvel/platform/linux/XWindowList.h"
-#include "Orvel/platform/unavailable/UnavailableUserInterfaces.h"
 #include "OrvelCore/files/FilePath.h"
 
 #include <cstdlib>
 #include <future>
+#include <mutex>
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -56,15 +60,62 @@ class ApplicationsAndOwn : public XApplications {
     Applications& own;
 };
 
-// Read on other threads, perhaps still as the desktop goes, so it stays until the program ends.
-struct BusAndAccessibility {
-    AccessibilityBus bus;
-    AtSpiAccessibility accessibility{bus};
+// Listens to the input method from the first question on, which nobody asks before the person has agreed.
+class InputMethod : public CompositionSource {
+  public:
+    const IBusDaemon* daemon() {
+        const std::lock_guard lock(mutex);
+        if (!ibus && !hasFailed) try {
+                ibus.emplace();
+            } catch (const std::system_error&) {
+                hasFailed = true;
+            }
+        return ibus ? &*ibus : nullptr;
+    }
+    PendingComposition current(BusDeadline deadline) override {
+        return daemon() ? ibus->current(deadline) : PendingComposition();
+    }
+
+  private:
+    std::mutex mutex;
+    std::optional<IBusDaemon> ibus;
+    bool hasFailed = false;
 };
 
-BusAndAccessibility& makeAccessibility() {
+class InputMethodSources : public InputSources {
+  public:
+    explicit InputMethodSources(InputMethod& method) : method(method) {}
+
+    std::optional<InputSource> current() override {
+        const auto* daemon = method.daemon();
+        return daemon ? IBusInputSources(*daemon, layout).current() : std::nullopt;
+    }
+    std::optional<std::string> currentLayoutID() override {
+        const auto* daemon = method.daemon();
+        return daemon ? IBusInputSources(*daemon, layout).currentLayoutID() : std::nullopt;
+    }
+
+  private:
+    InputMethod& method;
+    XKeyboardLayout layout;
+};
+
+// Read on other threads, perhaps still as the desktop goes, so it stays until the program ends. Only who
+// belongs to the desktop's thread writes or searches.
+struct BusAndAccessibility {
+    BusAndAccessibility(AtSpiKeys& keys, MainLoop& loop)
+        : accessibility(
+              bus,
+              {.keys = &keys, .loop = &loop, .compositions = &inputMethod, .hasWindows = xWindowOwners()}) {}
+
+    AccessibilityBus bus;
+    InputMethod inputMethod;
+    AtSpiAccessibility accessibility;
+};
+
+BusAndAccessibility& makeAccessibility(AtSpiKeys& keys, MainLoop& loop) {
     static std::vector<std::unique_ptr<BusAndAccessibility>> kept;
-    return *kept.emplace_back(std::make_unique<BusAndAccessibility>());
+    return *kept.emplace_back(std::make_unique<BusAndAccessibility>(keys, loop));
 }
 
 std::string autostartPath() {
@@ -84,6 +135,7 @@ SessionKind environmentSession() {
 struct LinuxDesktop::Ports {
     Ports(const LinuxDesktopNeeds& needs, std::unique_ptr<XConnection> opened)
         : connection(std::move(opened)),
+          shared(makeAccessibility(keys, needs.loop)),
           applications(*connection, needs.loop, needs.processes, needs.own),
           keyboardTap(needs.loop, ownInput),
           keptAccessibility(needs.loop, needs.processes),
@@ -97,13 +149,14 @@ struct LinuxDesktop::Ports {
 
     std::shared_ptr<XOwnInput> ownInput = std::make_shared<XOwnInput>();
     std::unique_ptr<XConnection> connection;
-    AtSpiAccessibility& accessibility = makeAccessibility().accessibility;
+    XPasteboard pasteboard{*connection, {}};
+    AtSpiXKeys keys{*connection, pasteboard};
+    BusAndAccessibility& shared;
     ApplicationsAndOwn applications;
     XKeyboardTap keyboardTap;
     XEventPosting eventPosting{*connection, ownInput};
-    XPasteboard pasteboard{*connection, {}};
     XWindowList windows;
-    UnavailableInputSources inputSources;
+    InputMethodSources inputSources{shared.inputMethod};
     KeptAccessibilitySwitch keptAccessibility;
     SessionAccessibilitySwitch sessionAccessibility;
     std::optional<AutostartFile> autostart;
@@ -130,7 +183,7 @@ Applications& LinuxDesktop::applications() {
 }
 
 Accessibility& LinuxDesktop::accessibility() {
-    return ports->accessibility;
+    return ports->shared.accessibility;
 }
 
 KeyboardTap& LinuxDesktop::keyboardTap() {

@@ -275,6 +275,10 @@ AXStatus SimulatedAccessibility::performAction(const AXElement& element, std::st
     return call.status == AXStatus::success ? status : call.status;
 }
 
+void SimulatedAccessibility::awaitShown(std::chrono::nanoseconds sinceInput) {
+    if (sinceInput < lag) loop.spend(lag - sinceInput);
+}
+
 AXReading SimulatedAccessibility::elementAtPosition(AXPoint point) {
     const auto step = steps.take("elementAtPosition", false, latency.draw(chance));
     if (!trusted) return {};

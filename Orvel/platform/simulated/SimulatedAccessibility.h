@@ -41,6 +41,9 @@ class SimulatedAccessibility : public Accessibility {
     bool trusted = true;
     SimulatedLatency latency;
     std::chrono::nanoseconds writeTime{1'000'000};
+    /// How much later than they happen the programs show what the person does; 0 on a platform that always
+    /// shows it. The programs themselves decide what they show.
+    std::chrono::nanoseconds lag{0};
     /// The platform knows no writes: it owns the clipboard, and pastes into whatever has the keyboard
     /// `writeTime` after the call, unless the clipboard holds something else by then. It returns when it
     /// reads the text.
@@ -69,6 +72,7 @@ class SimulatedAccessibility : public Accessibility {
     AXActionNames actionNames(const AXElement& element) override;
     AXStatus performAction(const AXElement& element, std::string_view name) override;
     AXReading elementAtPosition(AXPoint point) override;
+    void awaitShown(std::chrono::nanoseconds sinceInput) override;
     std::optional<ProcessID> process(const AXElement& element) override;
     std::unique_ptr<AXReadAhead> readAhead(const AXElement& root, std::span<const std::string_view> names,
                                            std::size_t limit) override;
