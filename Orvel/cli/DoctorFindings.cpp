@@ -37,6 +37,8 @@ Finding sessionFinding(const DoctorFacts& facts) {
 
 Finding accessibilityFinding(const DoctorFacts& facts) {
     const std::string subject = "Accessibility";
+    if (facts.session != SessionKind::x11)
+        return {subject, State::notTried, "It was not looked at without an X server.", "See Session."};
     switch (facts.accessibility.state) {
     case Switch::on: return {subject, State::works, "It is on: programs expose their windows.", ""};
     case Switch::off:
@@ -52,9 +54,12 @@ Finding accessibilityFinding(const DoctorFacts& facts) {
             "DBUS_SESSION_BUS_ADDRESS leads to the session's bus."};
 }
 
-Finding agentFinding(const AgentFacts& agent) {
+Finding agentFinding(const AgentFacts& agent, SessionKind session) {
     const std::string name(label(agent.agent));
     const auto subject = name + "'s application";
+    if (session != SessionKind::x11)
+        return {subject, State::notTried, "Which applications run can't be seen in this session.",
+                "See Session."};
     if (!agent.isRunning)
         return agent.isInstalled
                    ? Finding{subject, State::notTried,
@@ -169,7 +174,7 @@ std::string_view nameOf(Finding::State state) {
 
 std::vector<Finding> findingsOf(const DoctorFacts& facts) {
     std::vector<Finding> findings{sessionFinding(facts), accessibilityFinding(facts)};
-    for (const auto& agent : facts.agents) findings.push_back(agentFinding(agent));
+    for (const auto& agent : facts.agents) findings.push_back(agentFinding(agent, facts.session));
     findings.push_back(keyboardFinding(facts));
     findings.push_back(inputFinding(facts));
     findings.push_back(clipboardFinding(facts));

@@ -60,6 +60,10 @@ void EditorPreparation::begin(Agent agent, ProcessID process) {
     const auto now = secondsOf(needs.loop.uptime());
     const auto action = editor.schedule.action(process, now);
     if (action == Action::none) return;
+    // It may wait for the person for hours, and no screen needs to be told of each attempt.
+    const bool isAwaitingRestart = editor.toRestart == process;
+    if (isAwaitingRestart) editor.description = FixedWords("Waiting for the application to be restarted");
+    if (isAwaitingRestart && action == Action::wait) return;
     if (action == Action::wait) {
         const auto seconds = std::ceil(editor.schedule.remainingWait(process, now));
         editor.description =
@@ -70,9 +74,10 @@ void EditorPreparation::begin(Agent agent, ProcessID process) {
     }
     if (action == Action::request) {
         editor.schedule.recordRequest(process, now);
-        editor.description =
-            DiagnosticText::of("Preparing AX exposure (attempt {})", editor.schedule.attemptCount);
-    } else {
+        if (!isAwaitingRestart)
+            editor.description =
+                DiagnosticText::of("Preparing AX exposure (attempt {})", editor.schedule.attemptCount);
+    } else if (!isAwaitingRestart) {
         editor.description = FixedWords("Checking editor readability");
     }
     editor.isInFlight = true;
@@ -133,6 +138,8 @@ void EditorPreparation::finish(Agent agent, ProcessID process, bool isRequest, c
     if (outcome.isReadable || !isRequest) editor.schedule.recordProbe(process, outcome.isReadable);
     if (outcome.isReadable)
         editor.description = DiagnosticText::of("Read verified ({})", outcome.details);
+    else if (editor.toRestart == process)
+        editor.description = FixedWords("Waiting for the application to be restarted");
     else if (isRequest)
         editor.description =
             DiagnosticText::of("Waiting for preparation (attempt {}, read check in 3 seconds, {})",

@@ -52,6 +52,28 @@ TEST_F(EditorPreparationTest, AsksAtOnceAndReadsThreeSecondsLater) {
     EXPECT_EQ(codex.editorElement()->messagingTimeout, 100ms);
 }
 
+TEST_F(EditorPreparationTest, AnApplicationThatMustBeRestartedIsToldOfUntilItIs) {
+    bool isTooOld = true;
+    desktop.steps.observer = [&](SimulatedStep& step) {
+        if (!isTooOld) return;
+        if (step.operation == "setAttribute") step.report = AXStatus::needsRestart;
+        if (step.operation == "attribute") step.report = AXStatus::invalidElement;
+    };
+    desktop.applications.start(codex);
+    prepared();
+    EXPECT_FALSE(preparation.needsRestart(Agent::codex)) << "it may be just starting";
+    for (int second = 0; second < 10; ++second) preparedAfter(1s);
+    EXPECT_TRUE(preparation.needsRestart(Agent::codex));
+    const auto changesBefore = changes.count();
+    for (int second = 0; second < 20; ++second) preparedAfter(1s);
+    EXPECT_EQ(changes.count(), changesBefore) << "nothing is shown anew for hours";
+    EXPECT_FALSE(ready());
+    isTooOld = false;
+    for (int second = 0; second < 10; ++second) preparedAfter(1s);
+    EXPECT_FALSE(preparation.needsRestart(Agent::codex));
+    EXPECT_TRUE(ready());
+}
+
 TEST_F(EditorPreparationTest, OnlyARoleThatCanBeReadProvesTheEditor) {
     struct Row {
         const char* what;

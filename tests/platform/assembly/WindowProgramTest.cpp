@@ -23,6 +23,14 @@ class WindowProgramTest : public XDesktopTest {
         if (other) bus = std::make_unique<PrivateBus>();
     }
 
+    // The bus waits for all children of the test, of which the server is one.
+    void TearDown() override {
+        other.reset();
+        person.reset();
+        server.reset();
+        bus.reset();
+    }
+
     std::string path(const std::string& name) const { return (bus->folder() / name).string(); }
 
     std::map<std::string, std::string> environment(bool hasQtWindow = true) const {
@@ -44,6 +52,14 @@ class WindowProgramTest : public XDesktopTest {
     bool isReturnFree() {
         XKeyboardTap tap(loop, std::make_shared<XOwnInput>(), server->display());
         return tap.start([](const TapEvent&) { return TapAnswer::pass; }) == TapStart::started;
+    }
+    /// Whether Orvel comes to hold Return. To look is to hold it oneself for a moment, which must not meet
+    /// Orvel's own attempt.
+    bool comesToHoldReturn() {
+        std::this_thread::sleep_for(2500ms);
+        const auto end = loop.uptime() + 20s;
+        while (isReturnFree() && loop.uptime() < end) std::this_thread::sleep_for(700ms);
+        return !isReturnFree();
     }
     bool hasWindow() {
         const auto owners = XWindowList(server->display()).reader()(1000);
@@ -77,7 +93,7 @@ TEST_F(WindowProgramTest, holdsReturnOnlyOnceThatWasAllowedAndLetsItPass) {
     EXPECT_FALSE(std::filesystem::exists(path(".config/autostart")));
     allowWatching();
     const auto orvel = startOrvel();
-    ASSERT_TRUE(runUntil([&] { return !isReturnFree(); }));
+    ASSERT_TRUE(comesToHoldReturn());
     other->focus();
     constexpr std::int64_t returnKey = 36, keyA = 0;
     for (const auto key : {returnKey, keyA, returnKey}) stroke(key);
@@ -87,7 +103,7 @@ TEST_F(WindowProgramTest, holdsReturnOnlyOnceThatWasAllowedAndLetsItPass) {
     EXPECT_TRUE(runUntil([&] { return isReturnFree(); }))
         << "without accessibility there is nothing to watch";
     bus->turn(true);
-    EXPECT_TRUE(runUntil([&] { return !isReturnFree(); }));
+    EXPECT_TRUE(comesToHoldReturn());
     orvel->end();
     EXPECT_TRUE(isReturnFree());
 }
@@ -95,7 +111,7 @@ TEST_F(WindowProgramTest, holdsReturnOnlyOnceThatWasAllowedAndLetsItPass) {
 TEST_F(WindowProgramTest, goesOnWithoutTheServer) {
     allowWatching();
     const auto orvel = startOrvel(false);
-    ASSERT_TRUE(runUntil([&] { return !isReturnFree(); }));
+    ASSERT_TRUE(comesToHoldReturn());
     server->end();
     // Long enough for the tap, the clipboard and a look at the applications to hear of it.
     std::this_thread::sleep_for(2500ms);
@@ -115,9 +131,6 @@ TEST_F(WindowProgramTest, theDoctorTellsWhatIsThere) {
     told("", "It answers, and is empty.");
     bus->turn(false);
     told("", "It is off: programs that start now");
-    other->claim(static_cast<std::uint32_t>(getpid()), "claude");
-    bus->end();
-    told("", "The session's bus doesn't tell");
     XKeyboardTap tap(loop, std::make_shared<XOwnInput>(), server->display());
     ASSERT_EQ(tap.start([](const TapEvent&) { return TapAnswer::pass; }), TapStart::started);
     told("--try-keyboard", "another program holds it");
