@@ -33,6 +33,7 @@ OrvelDesk::OrvelDesk(int messagesShown)
     session.startClaude(desktopID);
     app.screens.showFailure = [this](const auto& message, const auto&) { notice = message; };
     app.monitoring.keybindings.confirm(session.path("home/.codex/keybindings.json"));
+    app.allowWatching(true);
     app.start();
     face(session.codex());
     face(session.claude());
@@ -48,7 +49,7 @@ Desktop OrvelDesk::ports() {
     auto ports = desktop.ports();
     return {ports.loop,         ports.sideQueue,    ports.files,        ports.processes,     ports.settings,
             ports.pasteboard,   ports.panels,       ports.applications, ports.accessibility, tap,
-            ports.eventPosting, ports.inputSources, ports.windows,      ports.localFiles};
+            ports.eventPosting, ports.inputSources, ports.windows,      ports.localFiles,    ports.session};
 }
 
 void OrvelDesk::face(OwnChild& browser) {

@@ -68,7 +68,7 @@ class OrvelDesk {
     std::vector<std::string> inCodex();
     std::vector<std::string> inClaude(const std::string& sessionID = claudeID);
 
-    DesktopSession session;
+    TestSession session;
     RealDesktop desktop;
     WatchedTap tap{desktop.tap};
     OrvelApp app;
@@ -85,7 +85,7 @@ class OrvelDesk {
 class OrvelDeskTest : public testing::Test {
   protected:
     void SetUp() override {
-        if (const auto missing = DesktopSession::whatIsMissing(); !missing.empty()) GTEST_SKIP() << missing;
+        if (const auto missing = TestSession::whatIsMissing(); !missing.empty()) GTEST_SKIP() << missing;
     }
 };
 

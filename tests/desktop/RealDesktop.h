@@ -1,7 +1,9 @@
 #pragma once
 // The ports of a Linux desktop over a session, and Orvel on them.
 
+#include "Orvel/desktop/DesktopSession.h"
 #include "Orvel/platform/linux/AtSpiAccessibility.h"
+#include "Orvel/platform/linux/AtSpiXKeys.h"
 #include "Orvel/platform/linux/XApplications.h"
 #include "Orvel/platform/linux/XConnection.h"
 #include "Orvel/platform/linux/XEventPosting.h"
@@ -16,34 +18,11 @@
 #include "Orvel/platform/unavailable/UnavailableDesktop.h"
 #include "Orvel/shell/OrvelApp.h"
 #include "PollWorld.h"
-#include "desktop/DesktopSession.h"
+#include "desktop/TestSession.h"
 
 #include <optional>
 
 namespace orvel {
-
-/// Keys and clipboard of a write that is put together. A page learns of a selection on another way than of a
-/// key, so no key is pressed before the selection is seen to be there.
-class PastingKeys : public AtSpiKeys {
-  public:
-    PastingKeys(EventPosting& posting, Pasteboard& pasteboard, Applications& applications,
-                AccessibilityBus& bus)
-        : posting(posting), pasteboard(pasteboard), applications(applications), accessibility(bus) {}
-
-    bool erase() override;
-    bool paste(const std::string& text) override;
-    void restoreClipboard() override;
-
-  private:
-    bool press(SyntheticKey key);
-    bool isAllSelected(ProcessID process);
-
-    EventPosting& posting;
-    Pasteboard& pasteboard;
-    Applications& applications;
-    AtSpiAccessibility accessibility;
-    PasteboardItem saved;
-};
 
 /// A desktop that knows the version of Codex's application, as a package of it would tell.
 class VersionedApplications : public XApplications {
@@ -63,12 +42,12 @@ class OneLayout : public InputSources {
 
 class RealDesktop {
   public:
-    explicit RealDesktop(DesktopSession& session);
+    explicit RealDesktop(TestSession& session);
 
     Desktop ports();
     bool runUntil(const std::function<bool()>& condition) { return world.runUntil(condition); }
 
-    DesktopSession& session;
+    TestSession& session;
     PollWorld world;
     std::unique_ptr<XConnection> connection;
     std::shared_ptr<XOwnInput> own = std::make_shared<XOwnInput>();
@@ -78,13 +57,14 @@ class RealDesktop {
     VersionedApplications applications;
     XWindowList windows;
     AccessibilityBus bus;
-    PastingKeys keys;
+    AtSpiXKeys keys;
     AtSpiAccessibility accessibility;
     SampleProcesses processes;
     PosixFileStore files;
     PosixLocalFiles localFiles;
     PosixSideQueue sideQueue;
     OneLayout inputSources;
+    DesktopSession kind{.kind = SessionKind::x11};
     UnavailableDesktop others;
 };
 

@@ -17,7 +17,7 @@ constexpr auto codexID = "01a1fd20-0000-7000-8000-000000000001";
 class RecognitionTest : public testing::Test {
   protected:
     void SetUp() override {
-        if (const auto missing = DesktopSession::whatIsMissing(); !missing.empty()) GTEST_SKIP() << missing;
+        if (const auto missing = TestSession::whatIsMissing(); !missing.empty()) GTEST_SKIP() << missing;
         session.emplace(std::vector<PageConversation>{{desktopID, claudeID}}, codexID);
         session->startClaude(desktopID);
         session->startCodex();
@@ -49,7 +49,7 @@ class RecognitionTest : public testing::Test {
         return found;
     }
 
-    std::optional<DesktopSession> session;
+    std::optional<TestSession> session;
     std::optional<RealDesktop> desktop;
 };
 

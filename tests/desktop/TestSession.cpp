@@ -1,4 +1,4 @@
-#include "desktop/DesktopSession.h"
+#include "desktop/TestSession.h"
 
 #include "Orvel/platform/linux/XConnection.h"
 #include "samples/TranscriptWriter.h"
@@ -28,7 +28,7 @@ void require(bool isThere, const std::string& what) {
 
 } // namespace
 
-std::string DesktopSession::whatIsMissing() {
+std::string TestSession::whatIsMissing() {
     if (variable("ORVEL_DESKTOP_PAGE").empty() || variable("ORVEL_NODE").empty())
         return "The environment names no page; scripts/test-desktop does.";
     if (auto missing = PrivateBus::whatIsMissing(); !missing.empty()) return missing;
@@ -37,7 +37,7 @@ std::string DesktopSession::whatIsMissing() {
     return {};
 }
 
-DesktopSession::DesktopSession(const std::vector<PageConversation>& claude, const std::string& codexThread)
+TestSession::TestSession(const std::vector<PageConversation>& claude, const std::string& codexThread)
     : environment(bus.environment()), codexThread(codexThread) {
     environment["HOME"] = folder.path("home");
     environment["PATH"] = "/usr/bin:/bin";
@@ -47,12 +47,12 @@ DesktopSession::DesktopSession(const std::vector<PageConversation>& claude, cons
     begin();
 }
 
-DesktopSession::~DesktopSession() {
+TestSession::~TestSession() {
     typist.reset();
     for (auto* child : {&claudeBrowser, &codexBrowser, &pages, &manager, &server}) child->reset();
 }
 
-void DesktopSession::begin() {
+void TestSession::begin() {
     int ends[2] = {-1, -1};
     require(pipe(ends) == 0, "no pipe");
     server = std::make_unique<OwnChild>(
@@ -87,7 +87,7 @@ void DesktopSession::begin() {
 }
 
 // What the pages show, and the transcripts behind them.
-void DesktopSession::writeGiven(const std::vector<PageConversation>& claude, const std::string& thread) {
+void TestSession::writeGiven(const std::vector<PageConversation>& claude, const std::string& thread) {
     nlohmann::json given;
     for (const auto& each : claude) {
         const auto transcript =
@@ -115,7 +115,7 @@ void DesktopSession::writeGiven(const std::vector<PageConversation>& claude, con
 }
 
 // The agents as installed applications: their links go to the pages.
-void DesktopSession::registerLinks() {
+void TestSession::registerLinks() {
     const auto script = folder.write(
         "home/open-link",
         "#!/bin/sh\n"
@@ -134,7 +134,7 @@ void DesktopSession::registerLinks() {
     folder.write("home/.config/mimeapps.list", handlers);
 }
 
-std::unique_ptr<OwnChild> DesktopSession::browser(const std::string& name, const std::string& address) {
+std::unique_ptr<OwnChild> TestSession::browser(const std::string& name, const std::string& address) {
     const auto shown = count(name, "shown");
     auto child = std::make_unique<OwnChild>(
         std::vector<std::string>{
@@ -149,15 +149,15 @@ std::unique_ptr<OwnChild> DesktopSession::browser(const std::string& name, const
     return child;
 }
 
-void DesktopSession::startClaude(const std::string& desktopID) {
+void TestSession::startClaude(const std::string& desktopID) {
     claudeBrowser = browser("claude", "https://claude.ai/epitaxy/" + desktopID);
 }
 
-void DesktopSession::startCodex() {
+void TestSession::startCodex() {
     codexBrowser = browser("codex", "https://codex.test/" + codexThread);
 }
 
-const std::vector<nlohmann::json>& DesktopSession::told() {
+const std::vector<nlohmann::json>& TestSession::told() {
     std::ifstream file(folder.path("told"), std::ios::binary);
     file.seekg(static_cast<std::streamoff>(eventsRead));
     for (std::string line; std::getline(file, line) && !file.eof();) {
@@ -167,27 +167,27 @@ const std::vector<nlohmann::json>& DesktopSession::told() {
     return events;
 }
 
-std::size_t DesktopSession::count(const std::string& app, const std::string& what) {
+std::size_t TestSession::count(const std::string& app, const std::string& what) {
     std::size_t found = 0;
     for (const auto& event : told()) found += event["app"] == app && event["what"] == what ? 1 : 0;
     return found;
 }
 
-std::string DesktopSession::editorText(const std::string& app) {
+std::string TestSession::editorText(const std::string& app) {
     std::string text;
     for (const auto& event : told())
         if (event["app"] == app && event["what"] == "text") text = event["text"];
     return text;
 }
 
-std::vector<std::string> DesktopSession::sent(const std::string& app) {
+std::vector<std::string> TestSession::sent(const std::string& app) {
     std::vector<std::string> texts;
     for (const auto& event : told())
         if (event["app"] == app && event["what"] == "sent") texts.push_back(event["text"]);
     return texts;
 }
 
-void DesktopSession::order(const std::string& app, const std::string& order, const nlohmann::json& value) {
+void TestSession::order(const std::string& app, const std::string& order, const nlohmann::json& value) {
     std::ofstream(folder.path("orders"), std::ios::app)
         << nlohmann::json{{"app", app}, {"order", order}, {"value", value}}.dump() << '\n';
 }

@@ -24,16 +24,16 @@ struct PageConversation {
     int messages = 3; ///< On the page, three elements each.
 };
 
-class DesktopSession {
+class TestSession {
   public:
     /// Why there can be none on this machine; empty if there can.
     static std::string whatIsMissing();
 
     /// Starts all but the browsers. The environment of this process becomes that of the session.
-    DesktopSession(const std::vector<PageConversation>& claude, const std::string& codexThread);
-    ~DesktopSession();
-    DesktopSession(const DesktopSession&) = delete;
-    DesktopSession& operator=(const DesktopSession&) = delete;
+    TestSession(const std::vector<PageConversation>& claude, const std::string& codexThread);
+    ~TestSession();
+    TestSession(const TestSession&) = delete;
+    TestSession& operator=(const TestSession&) = delete;
 
     /// Begins an agent's browser on a conversation, and waits until the page shows it.
     void startClaude(const std::string& desktopID);
