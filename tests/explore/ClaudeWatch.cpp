@@ -31,6 +31,14 @@ constexpr MainLoop::Duration longestControlsAge = 200ms;
 constexpr std::array<std::string_view, 5> touching{"setAttribute", "performAction", "openURL",
                                                    "openApplication", "activate"};
 
+/// Whether another page below the element has the page's address.
+bool hasTwin(const SimulatedElement& element, const SimulatedElement& page) {
+    const auto *own = page.find("AXURL"), *other = element.find("AXURL");
+    if (&element != &page && own && other && *own == *other) return true;
+    const auto& below = element.below();
+    return std::any_of(below.begin(), below.end(), [&](const auto& each) { return hasTwin(*each, page); });
+}
+
 /// When something was last looked at, and what was to be seen.
 template <typename Seen>
 struct Look {
@@ -132,8 +140,8 @@ class ClaudeWatch : public DestinationWatch {
         const auto& habits = desk.claude.habits;
         const bool isFirstWindow =
             desk.claude.windowElement() && text.seen.window == desk.claude.windowElement()->number;
-        if (isFirstWindow &&
-            (habits.editor || (habits.page && habits.pageOrigin == SimulatedClaudeHabits().pageOrigin)))
+        if (isFirstWindow && (habits.editor || (habits.page && hasTwin(*desk.claude.windowElement(),
+                                                                       *desk.claude.pageElement()))))
             judge.fail(Rule::onlyWhatWasProved, "chose one of several pages or editors");
         // In two readings that agree, and in the last look.
         if (looks[what] < 3) judge.fail(Rule::onlyWhatWasProved, "was not seen in two readings");

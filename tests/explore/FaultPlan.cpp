@@ -33,9 +33,14 @@ void userTypesAndDeletes(ExplorationDesk& desk, SimulatedStep&) {
     const auto shown = desk.claude.shown();
     auto* conversation = desk.claude.conversation(shown);
     if (!conversation) return;
-    const auto before = conversation->draft;
     desk.claude.typed("x");
-    desk.desktop.loop.outside(80ms, [&desk, shown, before] { desk.claude.userSetsDraft(shown, before); });
+    desk.desktop.loop.outside(80ms, [&desk, shown] {
+        // What was erased meanwhile doesn't come back.
+        auto draft = desk.claude.conversation(shown)->draft;
+        if (!draft.ends_with('x')) return;
+        draft.pop_back();
+        desk.claude.userSetsDraft(shown, draft);
+    });
 }
 
 void userComposes(ExplorationDesk& desk, SimulatedStep&) {
