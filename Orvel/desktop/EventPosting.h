@@ -38,8 +38,8 @@ class EventPosting {
 
     virtual ~EventPosting() = default;
 
-    /// Prepares press and release of a key, for one process or for whichever has keyboard focus. Null if the
-    /// system refuses.
+    /// Prepares press and release of a key, for one process or for whichever has keyboard focus. Where keys
+    /// reach only the latter, one for a process without focus is lost. Null if the system refuses.
     [[nodiscard]] virtual std::unique_ptr<PreparedEvents> key(SyntheticKey key,
                                                               std::optional<ProcessID> process) = 0;
 

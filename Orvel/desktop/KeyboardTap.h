@@ -52,7 +52,9 @@ enum class TapStart {
 class KeyboardTap {
   public:
     /// Every key of the desktop waits while it runs, so it must return within 180 ms. If it is late, the
-    /// platform passes the key and may disable the tap. It may call `stop`.
+    /// platform passes the key and may disable the tap, or say later that the key was pressed, as a repeat.
+    /// What it says of anything but presses of Return and Enter need not count; the release of one that was
+    /// swallowed may never arrive. It may call `stop`.
     using Handler = std::function<TapAnswer(const TapEvent&)>;
 
     virtual ~KeyboardTap() = default;

@@ -32,7 +32,8 @@ class Pasteboard {
     /// Puts plain text on the clipboard; false if the system refuses.
     [[nodiscard]] virtual bool setString(std::string_view text) = 0;
 
-    /// Puts the items on the clipboard, after `clearContents`; false if the system refuses.
+    /// Puts the items on the clipboard, after `clearContents`; false if the system refuses, as more than one
+    /// where a clipboard has one.
     [[nodiscard]] virtual bool writeItems(const std::vector<PasteboardItem>& items) = 0;
 
     // Reading. The owner of the clipboard may produce data only on request.

@@ -140,8 +140,9 @@ class ClaudeWatch : public DestinationWatch {
         const auto& habits = desk.claude.habits;
         const bool isFirstWindow =
             desk.claude.windowElement() && text.seen.window == desk.claude.windowElement()->number;
-        if (isFirstWindow && (habits.editor || (habits.page && hasTwin(*desk.claude.windowElement(),
-                                                                       *desk.claude.pageElement()))))
+        const auto shown = desk.claude.pageElement();
+        if (isFirstWindow &&
+            (habits.editor || (habits.page && shown && hasTwin(*desk.claude.windowElement(), *shown))))
             judge.fail(Rule::onlyWhatWasProved, "chose one of several pages or editors");
         // In two readings that agree, and in the last look.
         if (looks[what] < 3) judge.fail(Rule::onlyWhatWasProved, "was not seen in two readings");

@@ -133,6 +133,13 @@ void chooseHabits(ExplorationDesk& desk, std::uint64_t seed) {
     codex.reportsMarkedText = chance.below(2) == 0;
     desk.desktop.keyboard.tapSeesPosted = chance.below(2) == 0;
     desk.desktop.keyboard.postedNeedsFocus = chance.below(2) == 0;
+    desk.desktop.keyboard.swallowsOnlyReturns = chance.below(2) == 0;
+    desk.desktop.keyboard.lateIsRepeat = chance.below(2) == 0;
+    if (desk.desktop.keyboard.lateIsRepeat) desk.desktop.keyboard.tapLimit = std::chrono::milliseconds(200);
+    auto& pasteboard = desk.desktop.pasteboard;
+    pasteboard.holdsOneItem = chance.below(2) == 0;
+    if (pasteboard.holdsOneItem && pasteboard.contents().size() > 1)
+        pasteboard.copiedElsewhere({pasteboard.contents().front()});
 }
 
 // Without what is another in every run: the folder, and the identifiers of the attempts.

@@ -26,6 +26,7 @@ class SimulatedKeyboard::Prepared : public PreparedEvents {
     Prepared(SimulatedKeyboard& keyboard, Posted event) : keyboard(keyboard), event(event) {}
 
     void post() override {
+        if (std::exchange(isPosted, true)) return;
         const auto step = keyboard.steps.take("post", true);
         if (step.report && !step.happens) return;
         keyboard.posted.push_back(event);
@@ -44,6 +45,7 @@ class SimulatedKeyboard::Prepared : public PreparedEvents {
   private:
     SimulatedKeyboard& keyboard;
     Posted event;
+    bool isPosted = false;
 };
 
 void SimulatedKeyboard::press(const std::string& text, const TapEvent& event, std::function<void()> effect) {
@@ -83,14 +85,28 @@ TapAnswer SimulatedKeyboard::askTap(const Travelling& travelling) {
     if (!handler || !enabled || (!travelling.number && !tapSeesPosted)) return TapAnswer::pass;
     const auto waited = loop.uptime() - travelling.since;
     if (travelling.number) longest = std::max(longest, waited - (asked - travelling.askedBefore));
-    if (waited > tapLimit) {
-        disable(TapEventType::tapDisabledByTimeout);
+    auto event = travelling.key.event;
+    const bool isReturn = KeyCode::isReturn(event.keyCode) &&
+                          (event.type == TapEventType::keyDown || event.type == TapEventType::keyUp);
+    const bool isLate = waited > tapLimit;
+    if (isLate && lateIsRepeat) {
+        event.isRepeat = event.type == TapEventType::keyDown;
+        ask(travelling, event);
         return TapAnswer::pass;
     }
-    const auto ask = handler; // Which may stop the tap.
+    const auto answer = isLate ? TapAnswer::pass : ask(travelling, event);
+    if (loop.uptime() - travelling.since > tapLimit) {
+        if (enabled) disable(TapEventType::tapDisabledByTimeout);
+        return TapAnswer::pass;
+    }
+    return isReturn || !swallowsOnlyReturns ? answer : TapAnswer::pass;
+}
+
+TapAnswer SimulatedKeyboard::ask(const Travelling& travelling, const TapEvent& event) {
+    const auto calls = handler; // Which may stop the tap.
     const Moving moves(moving, travelling.number);
     const auto began = loop.uptime();
-    const auto answer = ask(travelling.key.event);
+    const auto answer = calls(event);
     asked += loop.uptime() - began;
     return answer;
 }
@@ -118,6 +134,12 @@ void SimulatedKeyboard::settle(const Travelling& travelling, SimulatedPress::Fat
     press.fate = fate;
     press.process = process;
     if (onFate) onFate(press);
+}
+
+void SimulatedKeyboard::beLikeX() {
+    tapLimit = std::chrono::milliseconds(200);
+    lateIsRepeat = swallowsOnlyReturns = postedNeedsFocus = true;
+    tapSeesPosted = false;
 }
 
 void SimulatedKeyboard::disable(TapEventType reason) {

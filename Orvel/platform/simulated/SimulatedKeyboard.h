@@ -63,8 +63,14 @@ class SimulatedKeyboard : public KeyboardTap, public EventPosting {
 
     bool exists = true; ///< Whether this desktop has taps.
     bool granted = true, refusesStart = false, refusesPosting = false;
-    /// A key that waited longer passes unasked, and the tap is off.
+    /// Has the habits of an X desktop; else they are those of macOS.
+    void beLikeX();
+    /// A key that waited longer passes, whatever the handler says. The tap is off then, unless the handler
+    /// had not been asked and a late key is told as a repeat.
     std::chrono::nanoseconds tapLimit{1'000'000'000};
+    bool lateIsRepeat = false;
+    /// Whether nothing but Return and Enter can be swallowed.
+    bool swallowsOnlyReturns = false;
     /// Whether the tap sees what this program posts, and whether that needs a process in front.
     bool tapSeesPosted = true, postedNeedsFocus = false;
     std::vector<Posted> posted;
@@ -104,6 +110,7 @@ class SimulatedKeyboard : public KeyboardTap, public EventPosting {
     void send(Travelling travelling);
     void passTap();
     TapAnswer askTap(const Travelling& travelling);
+    TapAnswer ask(const Travelling& travelling, const TapEvent& event);
     void arrive(const Travelling& travelling);
     SimulatedPress::Fate deliver(const Travelling& travelling, SimulatedApplication* application);
     void settle(const Travelling& travelling, SimulatedPress::Fate fate, ProcessID process = 0);

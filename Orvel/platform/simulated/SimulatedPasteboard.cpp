@@ -44,7 +44,7 @@ bool SimulatedPasteboard::setString(std::string_view newText) {
 
 bool SimulatedPasteboard::writeItems(const std::vector<PasteboardItem>& newItems) {
     const auto step = steps.take("writeItems", true);
-    if (refuses || (step.report && !step.happens)) return false;
+    if (refuses || (holdsOneItem && newItems.size() > 1) || (step.report && !step.happens)) return false;
     hold(newItems);
     return !step.report;
 }

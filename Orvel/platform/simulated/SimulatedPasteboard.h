@@ -24,6 +24,7 @@ class SimulatedPasteboard : public Pasteboard {
 
     std::optional<std::string> text; ///< The plain text of the first item.
     bool refuses = false;
+    bool holdsOneItem = false; ///< As on X, where more are refused.
 
     std::vector<PasteboardItem> contents() const;
 

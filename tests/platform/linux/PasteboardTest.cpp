@@ -74,7 +74,11 @@ class PasteboardTest : public testing::Test {
     Clipboard clipboard;
 };
 
-using Clipboards = testing::Types<SimulatedClipboard, XClipboard>;
+struct SimulatedXClipboard : SimulatedClipboard {
+    SimulatedXClipboard() { pasteboard.holdsOneItem = true; }
+};
+
+using Clipboards = testing::Types<SimulatedClipboard, SimulatedXClipboard, XClipboard>;
 TYPED_TEST_SUITE(PasteboardTest, Clipboards);
 
 TYPED_TEST(PasteboardTest, holdsWhatWasWrittenByWhomever) {
@@ -111,6 +115,12 @@ TYPED_TEST(PasteboardTest, holdsWhatWasWrittenByWhomever) {
     EXPECT_EQ(board.data(0, "text/none"), std::nullopt);
     EXPECT_EQ(board.data(1, text), std::nullopt);
     EXPECT_TRUE(board.typesOf(1).empty());
+
+    // Several items stand there all or not at all.
+    const std::vector<PasteboardItem> both{{{text, "a"}}, {{text, "b"}}};
+    board.clearContents();
+    const bool areTaken = board.writeItems(both);
+    EXPECT_TRUE(this->contents() == (areTaken ? both : std::vector<PasteboardItem>()));
 }
 
 class XPasteboardTest : public PasteboardTest<XClipboard> {
