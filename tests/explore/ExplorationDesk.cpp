@@ -37,13 +37,14 @@ OrvelProcess::OrvelProcess(SimulatedDesktop& desktop, const AgentFolders& folder
     : desktop(desktop),
       sender(desktop.ports(), history, folders),
       watched(sender),
-      model(desktop.ports(), watched, folders, statePath) {
+      model(desktop.ports(), watched, folders, statePath),
+      consent(model.changes(), desktop.loop, desktop.settings, desktop.ports().session) {
     watched.onFailure = [](const RelaySendError&) {};
     if (!isMonitoring) {
         tap.emplace(desktop.keyboard);
         return;
     }
-    monitoring.emplace(model.changes(), desktop.ports(), model.commandInbox,
+    monitoring.emplace(model.changes(), desktop.ports(), model.commandInbox, consent,
                        CommandMonitoringOptions{.codexFolder = folders.codex});
     monitoring->keybindings.confirm(folders.codex + "/keybindings.json");
     monitoring->start();

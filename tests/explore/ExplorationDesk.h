@@ -10,6 +10,7 @@
 #include "Orvel/platform/simulated/SimulatedCodexApp.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
 #include "Orvel/shell/CommandMonitoring.h"
+#include "Orvel/shell/DesktopConsent.h"
 
 #include <functional>
 #include <memory>
@@ -80,6 +81,7 @@ struct OrvelProcess {
     ClaudeDesktopRelaySender sender;
     WatchedSender watched;
     OrvelModel model;
+    DesktopConsent consent;
     std::optional<CommandMonitoring> monitoring;
     /// What a sender that no model drives came to.
     std::optional<ConversationReference> started;
