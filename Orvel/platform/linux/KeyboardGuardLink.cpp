@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 #include <type_traits>
 
 #include <poll.h>
@@ -22,7 +23,8 @@ struct Greeting {
 
 Greeting greetingOf(GuardLink::Side side) {
     Greeting greeting;
-    std::strcpy(greeting.name, side == GuardLink::Side::orvel ? "Orvel" : "Orvel's guard");
+    const std::string_view name = side == GuardLink::Side::orvel ? "Orvel" : "Orvel's guard";
+    name.copy(greeting.name, sizeof greeting.name - 1);
     return greeting;
 }
 

@@ -1,9 +1,12 @@
 // Whatever is suspended or dies, Orvel or its guard, and at whichever moment: the keyboard goes on, and
 // nothing is left over.
 
+#include "Orvel/platform/linux/KeyboardGuardLink.h"
 #include "platform/linux/ForkedTap.h"
 
 #include <set>
+
+#include <sys/socket.h>
 
 namespace orvel {
 namespace {
@@ -39,7 +42,7 @@ TEST_F(KeyboardGuardTest, orvelMayBeSuspendedOrDieAtAnyMoment) {
             kill(orvel.process, signal);
             if (!isAsking) stroke(returnKey);
             stroke(keyX);
-            EXPECT_TRUE(arrives("36 -36 7 -7 ")) << other->seen;
+            ASSERT_TRUE(arrives("36 -36 7 -7 ")) << other->seen;
             if (signal == SIGKILL || isAsking) {
                 EXPECT_TRUE(ends(guards.front()));
                 kill(orvel.process, SIGCONT);
@@ -67,6 +70,21 @@ TEST_F(KeyboardGuardTest, aSuspendedGuardLetsGoWhenOrvelDies) {
     EXPECT_TRUE(ends(guard));
     stroke(returnKey);
     EXPECT_TRUE(arrives("36 -36 "));
+}
+
+TEST(GuardLinkTest, theLastWordIsHeardThoughTheOtherLeftSomethingUnread) {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+    const GuardLink orvel{Descriptor(ends[0])};
+    GuardLink guard{Descriptor(ends[1])};
+    EXPECT_TRUE(orvel.send({.kind = GuardMessage::Kind::answer}));
+    EXPECT_TRUE(guard.send({.kind = GuardMessage::Kind::disabled}));
+    guard.close();
+    GuardMessage last;
+    EXPECT_EQ(orvel.receive(last), GuardLink::Receipt::received);
+    EXPECT_EQ(last.kind, GuardMessage::Kind::disabled);
+    EXPECT_EQ(orvel.receive(last), GuardLink::Receipt::closed);
+    EXPECT_FALSE(orvel.send({}));
 }
 
 class StoppedGuardTest : public KeyboardGuardTest {
@@ -107,11 +125,11 @@ TEST_F(StoppedGuardTest, itsGuardMayBeSuspendedOrDieAtAnyMoment) {
             whenAsked = isAsking ? std::function<void()>(strike) : nullptr;
             if (!isAsking) strike();
             stroke(returnKey);
-            EXPECT_TRUE(runUntil([&] { return !tap->isEnabled(); })) << "though nothing more is pressed";
+            ASSERT_TRUE(runUntil([&] { return !tap->isEnabled(); })) << "though nothing more is pressed";
             stroke(keyX);
             // The server drops the Return that a killed guard held.
-            EXPECT_TRUE(runUntil([&] { return other->seen.ends_with("7 -7 "); }));
-            EXPECT_TRUE(runUntil([&] { return !disabled.empty(); }));
+            ASSERT_TRUE(runUntil([&] { return other->seen.ends_with("7 -7 "); }));
+            ASSERT_TRUE(runUntil([&] { return !disabled.empty(); }));
             EXPECT_EQ(disabled, std::vector{TapEventType::tapDisabledByUserInput});
             EXPECT_TRUE(runUntil([] { return guardsOf(getpid()).empty(); })) << "nobody has reaped it";
             tap->stop();
