@@ -1,5 +1,5 @@
 # The front door. Every target installs what it misses first.
-.PHONY: help run test test-agents test-desktop explore mutations sanitize tsan bench fuzz lint format package install clean
+.PHONY: help run test screens test-agents test-desktop explore mutations sanitize tsan bench fuzz lint format package install clean
 
 PREFIX ?= /usr/local
 SOURCES = $(shell git ls-files '*.cpp' '*.h')
@@ -7,6 +7,7 @@ SOURCES = $(shell git ls-files '*.cpp' '*.h')
 help:
 	@echo "make run       build Orvel and open its window (without a display: the main job in the terminal)"
 	@echo "make test      build and run all tests, the fuzzers for a short while too"
+	@echo "make screens   pictures of every state of the windows, in build/screens"
 	@echo "make test-agents  Orvel against the real agents, offline (docs/agents.md)"
 	@echo "make test-desktop  Orvel on an X desktop of its own with a real browser in place of the agents' applications"
 	@echo "make explore   everything that can go wrong in a delivery, at every step of it"
@@ -34,6 +35,13 @@ test:
 	@cmake --preset fuzz >/dev/null
 	cmake --build --preset fuzz
 	ctest --preset fuzz
+
+screens:
+	@scripts/install-dependencies build test
+	@cmake --preset dev >/dev/null
+	cmake --build --preset dev --target orvel-pictures
+	rm -rf build/screens
+	ORVEL_PICTURES=build/screens build/dev/orvel-pictures --gtest_brief=1
 
 test-agents:
 	@scripts/install-dependencies build test agents

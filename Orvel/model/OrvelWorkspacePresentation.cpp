@@ -84,9 +84,20 @@ routesBetween(const ModelView& view, const std::vector<OrvelWorkspaceSnapshot::E
 // What a first message's card and its button need.
 void showStart(const ModelView& view, OrvelWorkspaceSnapshot& snapshot) {
     const bool isStart = view.workspace.sourceReference && !view.relay.activePair();
+    snapshot.isStart = isStart;
     if (!isStart || view.workspace.destination != Agent::codex) return;
     snapshot.workingFolder = view.workspace.creationFolder;
     snapshot.needsFolder = !snapshot.workingFolder;
+}
+
+// Why the open link can't grow, if it can't.
+std::optional<std::string> whyNotLonger(const ModelView& view, bool isOccupied) {
+    if (view.relay.orderedRelayConversations().size() >= RelayLink::maximumConversations)
+        return "A link holds three conversations at most.";
+    if (view.relay.pendingTransfer() || view.relay.otherChainTransferPending())
+        return "The link can grow once its message has been seen.";
+    if (isOccupied) return "The link can grow once the present work has ended.";
+    return std::nullopt;
 }
 
 std::string contextOf(const ModelView& view, const OrvelWorkspaceState& state) {
@@ -154,6 +165,8 @@ std::optional<std::string> statusLine(const ModelView& view) {
     const auto& conversation = view.workspace.conversation.get();
     if (conversation && conversation->isBusy)
         if (auto words = wordsForBusy(view.workspace.source, activityOf(view))) return words;
+    // What was said last may be of what was open before.
+    if (view.workspace.isLoading) return std::nullopt;
     const auto& source = view.workspace.sourceReference;
     const bool repeatsTitle =
         view.workspace.conversation.get() && source && source->title == view.notices.status();
@@ -218,9 +231,9 @@ OrvelWorkspaceSnapshot workspaceSnapshot(const ModelView& view) {
                        view.outbox.canSendRelay(view.workspace, view.relay);
     snapshot.canCopy =
         state.hasContent && !isOccupied && !state.busy && !view.relay.previousCopy() && !state.otherPending;
-    snapshot.canExtend = pair &&
-                         view.relay.orderedRelayConversations().size() < RelayLink::maximumConversations &&
-                         !view.relay.pendingTransfer() && !state.otherPending && !isOccupied;
+    snapshot.isChain = view.relay.activeChain() != nullptr;
+    if (pair) snapshot.cannotExtend = whyNotLonger(view, isOccupied);
+    snapshot.canExtend = pair && !snapshot.cannotExtend;
     snapshot.canOpenCodex =
         view.creations.completedCreation(view.relay.cardReference(Agent::codex)).has_value();
     snapshot.preparing = operation.isPreparing();

@@ -80,14 +80,23 @@ std::vector<SidebarLink> closedLinks(const ModelView& view) {
     return linksThat(view, false);
 }
 
-std::vector<SidebarRow> linkRows(const ModelView& view, std::span<const SidebarLink> links) {
+WaitingStarts waitingStarts(const ModelView& view) {
+    WaitingStarts starts;
+    for (const auto& initial : view.records.relayState->initialTransfers)
+        if (initial.isPending())
+            starts.insert_or_assign(initial.sourceReference.id(), view.outbox.standing(initial));
+    return starts;
+}
+
+std::vector<SidebarRow> linkRows(const ModelView& view, std::span<const SidebarLink> links,
+                                 SidebarRow::Section section) {
     std::vector<SidebarRow> rows;
     for (const auto& link : links) {
         const auto pair = view.records.relayState->pairs.find(link.pairID);
         if (!pair) continue;
         const auto& names = view.catalogue.readNames.get();
         const auto codex = shownFolder(pair->codex, names), claude = shownFolder(pair->claude, names);
-        rows.push_back({.section = SidebarRow::Section::links,
+        rows.push_back({.section = section,
                         .title = pairLabel(view, *pair),
                         .folder = codex == claude ? codex : fmt::format("{} ↔ {}", claude, codex),
                         .date = link.date,
@@ -98,7 +107,12 @@ std::vector<SidebarRow> linkRows(const ModelView& view, std::span<const SidebarL
 
 SidebarContents::SidebarContents(std::vector<SidebarRow> links, std::span<const RecentConversation> recents,
                                  std::span<const ConversationReference> catalog,
-                                 const ThreadTitles& threadTitles, const ReadNames& names) {
+                                 const ThreadTitles& threadTitles, const ReadNames& names,
+                                 const WaitingStarts& waiting) {
+    const auto mark = [&](SidebarRow& row) {
+        const auto found = row.reference ? waiting.find(row.reference->id()) : waiting.end();
+        if (found != waiting.end()) row.waiting = found->second;
+    };
     std::unordered_map<std::string_view, const ConversationReference*> byPath;
     for (const auto& reference : catalog) byPath.emplace(reference.transcriptPath, &reference);
 
@@ -114,6 +128,7 @@ SidebarContents::SidebarContents(std::vector<SidebarRow> links, std::span<const 
         const auto known = byPath.find(recent.path);
         if (known != byPath.end() && known->second->agent == recent.source) row.reference = *known->second;
         name(row, threadTitles, names);
+        mark(row);
         add(std::move(row));
     }
     for (const auto& reference : catalog) {
@@ -123,6 +138,7 @@ SidebarContents::SidebarContents(std::vector<SidebarRow> links, std::span<const 
                        .path = reference.transcriptPath,
                        .reference = reference};
         name(row, threadTitles, names);
+        mark(row);
         add(std::move(row));
     }
 }
@@ -137,7 +153,7 @@ void SidebarContents::rename(std::span<const SidebarRow> links, const ThreadTitl
     for (std::size_t i = 0; i < all.size(); ++i) {
         auto row = all[i].link && i < links.size() ? links[i] : all[i];
         name(row, threadTitles, names);
-        if (row.title == all[i].title && row.folder == all[i].folder) continue;
+        if (row.title == all[i].title && row.folder == all[i].folder && row.link == all[i].link) continue;
         searched[i] = searchedText(row);
         all[i] = std::move(row);
     }

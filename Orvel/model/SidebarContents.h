@@ -33,8 +33,12 @@ std::vector<SidebarLink> sidebarLinks(const ModelView& view);
 /// The closed ones, the same way.
 std::vector<SidebarLink> closedLinks(const ModelView& view);
 
+/// The first messages that wait for their conversations, by their sources' ConversationReference::id.
+using WaitingStarts = std::map<std::string, TransferStanding>;
+WaitingStarts waitingStarts(const ModelView& view);
+
 struct SidebarRow {
-    enum class Section { links, recent, conversations };
+    enum class Section { links, closedLinks, recent, conversations };
 
     Section section = Section::conversations;
     Agent agent = Agent::codex; ///< Of a conversation; a link has both.
@@ -45,11 +49,13 @@ struct SidebarRow {
     bool isAvailable = true; ///< The file was there when the row was made.
     /// The conversation as the catalogue knows it; for a recent file perhaps nothing.
     std::optional<ConversationReference> reference;
-    std::optional<SidebarLink> link; ///< Of a row among the links; it has no path.
+    std::optional<SidebarLink> link;              ///< Of a row among the links; it has no path.
+    std::optional<TransferStanding> waiting = {}; ///< Of a first message that waits for its conversation.
 };
 
-/// The rows of these links, with the best names that the model knows.
-std::vector<SidebarRow> linkRows(const ModelView& view, std::span<const SidebarLink> links);
+/// The rows of these links, open or closed, with the best names that the model knows.
+std::vector<SidebarRow> linkRows(const ModelView& view, std::span<const SidebarLink> links,
+                                 SidebarRow::Section section = SidebarRow::Section::links);
 
 /// Made anew when the links, the catalogue or the recent list change; a search only reads it.
 class SidebarContents {
@@ -60,11 +66,12 @@ class SidebarContents {
     SidebarContents() = default;
     SidebarContents(std::vector<SidebarRow> links, std::span<const RecentConversation> recents,
                     std::span<const ConversationReference> catalog, const ThreadTitles& threadTitles = {},
-                    const ReadNames& names = {});
+                    const ReadNames& names = {}, const WaitingStarts& waiting = {});
 
     const std::vector<SidebarRow>& rows() const { return all; }
 
-    /// Takes over what conversations and links are called by now.
+    /// Takes over what conversations and links are called by now, and how the links' messages stand. The
+    /// links are those of the rows, in their order.
     void rename(std::span<const SidebarRow> links, const ThreadTitles& threadTitles, const ReadNames& names);
 
     /// Which rows are looked at.

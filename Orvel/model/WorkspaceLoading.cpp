@@ -128,6 +128,7 @@ Task<void> Workspace::loadReference(ConversationReference reference, Generation:
         if (failed == needs.notices.failed()) needs.notices.dismissError();
     } else {
         needs.notices.fail(failure);
+        if (said == needs.notices.said()) needs.notices.say("Couldn't load the conversation.");
     }
     held.isLoading = false;
     onLoaded();

@@ -9,7 +9,7 @@ namespace orvel {
 
 namespace {
 
-constexpr int fewestLines = 2, mostLines = 8;
+constexpr int mostLines = 8;
 
 } // namespace
 
@@ -19,6 +19,11 @@ GrowingTextEdit::GrowingTextEdit(QWidget* parent) : QPlainTextEdit(parent) {
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     connect(document()->documentLayout(), &QAbstractTextDocumentLayout::documentSizeChanged, this,
             [this] { updateGeometry(); });
+}
+
+void GrowingTextEdit::setFewestLines(int lines) {
+    fewestLines = lines;
+    updateGeometry();
 }
 
 int GrowingTextEdit::heightOfLines(int lines) const {

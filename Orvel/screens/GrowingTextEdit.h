@@ -1,5 +1,5 @@
 #pragma once
-// A plain text field that grows with its text, from two lines to a share of the window.
+// A plain text field that grows with its text, from a few lines to a share of the window.
 
 #include <string>
 
@@ -13,6 +13,9 @@ class GrowingTextEdit : public QPlainTextEdit {
   public:
     explicit GrowingTextEdit(QWidget* parent = nullptr);
 
+    /// How many lines it is high while it holds fewer.
+    void setFewestLines(int lines);
+
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }
 
@@ -21,6 +24,8 @@ class GrowingTextEdit : public QPlainTextEdit {
 
   private:
     int heightOfLines(int lines) const;
+
+    int fewestLines = 2;
 };
 
 } // namespace orvel

@@ -5,6 +5,7 @@
 #include "Orvel/screens/SidebarView.h"
 #include "Orvel/screens/WorkspaceView.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <QApplication>
@@ -19,6 +20,7 @@ namespace orvel {
 
 namespace {
 
+constexpr int leastWidthForBoth = 760; // Of the window, in pixels.
 constexpr std::string_view geometryKey = "windowGeometry", splitterKey = "windowSplitter";
 
 // The first local file among what is dragged.
@@ -53,60 +55,103 @@ MainWindow::MainWindow(OrvelModel& model, const Desktop& desktop, WindowCommands
     restorePlace();
     makeMenus();
 
-    connect(workspace, &WorkspaceView::openFileWanted, this, [this] { this->model.workspace.chooseFile(); });
-    connect(workspace, &WorkspaceView::sourceWanted, this, [this] {
-        sidebar->show();
-        sidebar->chooseSource();
-    });
-    connect(workspace, &WorkspaceView::destinationWanted, this, [this] {
-        sidebar->show();
-        sidebar->chooseDestination();
-    });
-    connect(workspace, &WorkspaceView::samplesWanted, this, [this] { this->commands.openSamples(); });
+    connectViews();
+    arrange();
     subscription = model.changes().subscribe([this] { renderSoon(); });
     render();
 }
 
 MainWindow::~MainWindow() = default;
 
+void MainWindow::connectViews() {
+    connect(workspace, &WorkspaceView::openFileWanted, this, [this] { model.workspace.chooseFile(); });
+    connect(workspace, &WorkspaceView::sourceWanted, this, [this] {
+        showSidebar();
+        sidebar->chooseSource();
+    });
+    connect(workspace, &WorkspaceView::destinationWanted, this, [this] {
+        showSidebar();
+        sidebar->chooseDestination();
+    });
+    connect(workspace, &WorkspaceView::memberWanted, this, [this](RelayLinkEnd end) {
+        showSidebar();
+        sidebar->chooseMember(end);
+    });
+    connect(workspace, &WorkspaceView::samplesWanted, this, [this] { commands.openSamples(); });
+    connect(workspace, &WorkspaceView::sidebarWanted, this, [this] {
+        showSidebar();
+        sidebar->focusSearch();
+    });
+    connect(sidebar, &SidebarView::linkWanted, this, [this](const ConversationReference& reference) {
+        leaveSidebar();
+        workspace->link(reference);
+        workspace->focusInstruction();
+    });
+    connect(sidebar, &SidebarView::left, this, &MainWindow::leaveSidebar);
+    connect(sidebar, &SidebarView::selectionChanged, this, &MainWindow::renderActions);
+}
+
 QAction* MainWindow::add(QMenu* menu, const QString& text, const QList<QKeySequence>& shortcuts,
                          std::function<void()> action) {
     auto* made = menu->addAction(text);
     made->setShortcuts(shortcuts);
+    made->setAutoRepeat(false); // A key that is held acts once.
     connect(made, &QAction::triggered, this, [action = std::move(action)] { action(); });
     return made;
 }
 
+void MainWindow::addInWorkspace(QMenu* menu, const QString& text, const QKeySequence& shortcut,
+                                std::function<void()> action) {
+    add(menu, text, {shortcut}, [this, action = std::move(action)] {
+        leaveSidebar();
+        action();
+    });
+}
+
 void MainWindow::makeMenus() {
+    makeFileMenu();
+    makeRelayMenu();
+    makeViewMenu();
+}
+
+void MainWindow::makeFileMenu() {
     auto* file = menuBar()->addMenu(tr("&File"));
     add(file, tr("&New link"), {Qt::CTRL | Qt::Key_N}, [this] { model.workspace.newLink(); });
     add(file, tr("Choose the &source…"), {Qt::CTRL | Qt::SHIFT | Qt::Key_S},
         [this] { emit workspace->sourceWanted(); });
     add(file, tr("Choose the &destination…"), {Qt::CTRL | Qt::SHIFT | Qt::Key_D},
         [this] { emit workspace->destinationWanted(); });
+    actions.link = add(file, tr("&Link with the selected conversation"), {Qt::CTRL | Qt::SHIFT | Qt::Key_L},
+                       [this] { sidebar->linkSelected(); });
+    actions.startNew = add(file, tr("Start a new con&versation instead"), {Qt::CTRL | Qt::SHIFT | Qt::Key_N},
+                           [this] { workspace->startNew(); });
+    actions.chooseFolder = add(file, tr("Choose the &working folder…"), {},
+                               [this] { model.newConversations.chooseCreationFolder(); });
     file->addSeparator();
     add(file, tr("&Open file…"), QKeySequence::keyBindings(QKeySequence::Open),
         [this] { model.workspace.chooseFile(); });
-    add(file, tr("&Paste a conversation"), {Qt::CTRL | Qt::SHIFT | Qt::Key_V},
-        [this] { workspace->pasteConversation(); });
+    addInWorkspace(file, tr("&Paste a conversation"), Qt::CTRL | Qt::SHIFT | Qt::Key_V,
+                   [this] { workspace->pasteConversation(); });
     samples = add(file, tr("Open the s&amples"), {}, [this] { commands.openSamples(); });
     file->addSeparator();
     add(file, tr("S&ettings…"), {Qt::CTRL | Qt::Key_Comma}, [this] { commands.openSettings(); });
     add(file, tr("&Quit"), {Qt::CTRL | Qt::Key_Q}, [this] { commands.quit(); });
-    makeRelayMenu();
+}
 
+void MainWindow::makeViewMenu() {
     auto* view = menuBar()->addMenu(tr("&View"));
     add(view, tr("&Search"), {Qt::CTRL | Qt::Key_F}, [this] {
-        sidebar->show();
+        showSidebar();
         sidebar->focusSearch();
     });
-    add(view, tr("Source &card"), {Qt::CTRL | Qt::Key_1}, [this] { workspace->focusSource(); });
-    add(view, tr("&Destination card"), {Qt::CTRL | Qt::Key_2}, [this] { workspace->focusDestination(); });
-    add(view, tr("&Messages"), {Qt::CTRL | Qt::Key_M}, [this] { workspace->focusMessages(); });
-    add(view, tr("&Instructions"), {Qt::CTRL | Qt::Key_L}, [this] { workspace->focusInstruction(); });
+    addInWorkspace(view, tr("&First card"), Qt::CTRL | Qt::Key_1, [this] { workspace->focusCard(0); });
+    addInWorkspace(view, tr("Se&cond card"), Qt::CTRL | Qt::Key_2, [this] { workspace->focusCard(1); });
+    addInWorkspace(view, tr("&Third card"), Qt::CTRL | Qt::Key_3, [this] { workspace->focusCard(2); });
+    addInWorkspace(view, tr("&Messages"), Qt::CTRL | Qt::Key_M, [this] { workspace->focusMessages(); });
+    addInWorkspace(view, tr("&Instructions"), Qt::CTRL | Qt::Key_L,
+                   [this] { workspace->focusInstruction(); });
     view->addSeparator();
-    add(view, tr("Show or hide side&bar"), {Qt::CTRL | Qt::Key_B},
-        [this] { sidebar->setVisible(sidebar->isHidden()); });
+    add(view, tr("Show or hide side&bar"), {Qt::CTRL | Qt::Key_B}, [this] { toggleSidebar(); });
 }
 
 void MainWindow::makeRelayMenu() {
@@ -124,7 +169,12 @@ void MainWindow::makeRelayMenu() {
                             [this] { workspace->copySavedMessage(); });
     actions.submitDraft = add(relay, tr("S&ubmit draft"), {}, [this] { workspace->submitDraft(); });
     relay->addSeparator();
-    add(relay, tr("Show or hide &preview"), {Qt::CTRL | Qt::Key_P}, [this] { workspace->togglePreview(); });
+    actions.showPending = add(relay, tr("Show the &other pending transfer"),
+                              {Qt::CTRL | Qt::SHIFT | Qt::Key_O}, [this] { workspace->showPending(); });
+    actions.openInCodex = add(relay, tr("Open &in Codex"), {}, [this] { workspace->openInCodex(); });
+    relay->addSeparator();
+    addInWorkspace(relay, tr("Show or hide &preview"), Qt::CTRL | Qt::Key_P,
+                   [this] { workspace->togglePreview(); });
     add(relay, tr("Start with the &first message"), {Qt::CTRL | Qt::SHIFT | Qt::Key_Home},
         [this] { model.workspace.selectRange(std::nullopt); });
     add(relay, tr("&Refresh"), {Qt::Key_F5}, [this] {
@@ -138,6 +188,31 @@ void MainWindow::markAsSample(std::function<void()> openAgent) {
     samples->setText(tr("Try the typed command in &Claude's window"));
     commands.openSamples = std::move(openAgent);
     workspace->withdrawSamples();
+}
+
+void MainWindow::showSidebar() {
+    wantsSidebar = isInSidebar = true;
+    arrange();
+}
+
+void MainWindow::toggleSidebar() {
+    if (sidebar->isHidden()) return showSidebar();
+    wantsSidebar = isInSidebar = false;
+    arrange();
+}
+
+// Where both stand side by side there is nothing to leave.
+void MainWindow::leaveSidebar() {
+    if (std::exchange(isInSidebar, false)) arrange();
+}
+
+void MainWindow::arrange() {
+    const bool isNarrow = width() < leastWidthForBoth;
+    sidebar->setVisible(isNarrow ? isInSidebar : wantsSidebar);
+    sidebar->offerLeaving(isNarrow);
+    workspace->setVisible(!isNarrow || !isInSidebar);
+    workspace->offerSidebar(sidebar->isHidden());
+    workspace->setNarrow(isNarrow);
 }
 
 // Many fields change in one operation; they are rendered together.
@@ -165,6 +240,12 @@ void MainWindow::renderActions() {
     actions.send->setEnabled(snapshot.canSend);
     actions.turnRound->setEnabled(!snapshot.routes.empty());
     actions.submitDraft->setEnabled(snapshot.canSubmitDraft);
+    actions.showPending->setEnabled(snapshot.state.otherPending);
+    actions.openInCodex->setEnabled(snapshot.canOpenCodex);
+    actions.startNew->setEnabled(std::any_of(snapshot.endpoints.begin(), snapshot.endpoints.end(),
+                                             [](const auto& card) { return card.canStartNew; }));
+    actions.chooseFolder->setEnabled(snapshot.workingFolder || snapshot.needsFolder);
+    actions.link->setEnabled(sidebar->canLinkSelected());
     for (auto* action : {actions.copySaved, actions.showSaved})
         action->setEnabled(snapshot.pendingMessage.has_value());
 }
@@ -197,6 +278,12 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     savePlace();
     model.ledger.flushDrafts();
     event->setAccepted(commands.mayClose());
+}
+
+void MainWindow::resizeEvent(QResizeEvent* event) {
+    QMainWindow::resizeEvent(event);
+    const auto wasNarrow = event->oldSize().width() < leastWidthForBoth;
+    if (!event->oldSize().isValid() || wasNarrow != (width() < leastWidthForBoth)) arrange();
 }
 
 void MainWindow::changeEvent(QEvent* event) {

@@ -44,18 +44,29 @@ class MainWindow : public QMainWindow {
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
     void changeEvent(QEvent* event) override;
 
   private:
     // The entries whose text or state follows what is shown.
     struct RelayActions {
-        QAction *send, *copy, *turnRound, *copySaved, *submitDraft, *showSaved;
+        QAction *send, *copy, *turnRound, *copySaved, *submitDraft, *showSaved, *showPending, *openInCodex,
+            *startNew, *chooseFolder, *link;
     };
 
+    void connectViews();
     void makeMenus();
+    void makeFileMenu();
+    void makeViewMenu();
     void makeRelayMenu();
     QAction* add(QMenu* menu, const QString& text, const QList<QKeySequence>& shortcuts,
                  std::function<void()> action);
+    void addInWorkspace(QMenu* menu, const QString& text, const QKeySequence& shortcut,
+                        std::function<void()> action);
+    void showSidebar();
+    void toggleSidebar();
+    void leaveSidebar();
+    void arrange();
     void renderActions();
     void renderSoon();
     void render();
@@ -70,6 +81,8 @@ class MainWindow : public QMainWindow {
     WorkspaceView* workspace;
     RelayActions actions{};
     QAction* samples = nullptr;
+    bool wantsSidebar = true; // Beside the workspace, where there is room.
+    bool isInSidebar = false; // Where there is none, it stands in the workspace's place.
     bool renderIsDue = false;
     std::uint64_t rendered = 0; // The changes that have been rendered.
     ChangeSignal::Subscription subscription;

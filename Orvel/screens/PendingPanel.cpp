@@ -161,7 +161,6 @@ void PendingPanel::renderPending(const OrvelWorkspaceSnapshot& snapshot) {
     failure->setVisible(!failureText.isEmpty());
     attempt->setText(qtText(snapshot.pendingAttempt.value_or("")));
     attempt->setAccessibleName(tr("Record of the attempt: %1").arg(attempt->text()));
-    attempt->setVisible(!attempt->text().isEmpty());
     advice->setText(adviceFor(snapshot, receiver));
     advice->setVisible(!advice->text().isEmpty());
 
@@ -196,6 +195,11 @@ void PendingPanel::renderArrived() {
     farewell.start(farewellTime);
 }
 
+void PendingPanel::setShort(bool newIsShort) {
+    isShort = newIsShort;
+    if (transferID && !farewell.isActive()) showFolded();
+}
+
 void PendingPanel::toggleText() {
     if (!isVisible() || farewell.isActive()) return;
     isUnfolded = !isUnfolded;
@@ -205,6 +209,7 @@ void PendingPanel::toggleText() {
 
 void PendingPanel::showFolded() {
     text->setVisible(isUnfolded);
+    attempt->setVisible(!attempt->text().isEmpty() && (isUnfolded || !isShort));
     fold->setText(isUnfolded ? tr("Hide") : tr("Show"));
     fold->setAccessibleName(isUnfolded ? tr("Hide the saved message") : tr("Show the saved message"));
 }

@@ -26,6 +26,9 @@ class PendingPanel : public QFrame {
     /// Shows or hides the panel.
     void render(const OrvelWorkspaceSnapshot& snapshot);
 
+    /// Leaves out, while the text is folded, what only reports need.
+    void setShort(bool newIsShort);
+
     /// Folds or unfolds the saved text; does nothing while no message is pending.
     void toggleText();
 
@@ -51,6 +54,7 @@ class PendingPanel : public QFrame {
     std::string message;
     QString receiver, progressText;
     bool isUnfolded = false;
+    bool isShort = false;
 };
 
 } // namespace orvel

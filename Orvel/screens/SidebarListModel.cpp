@@ -3,19 +3,13 @@
 #include "Orvel/model/RelativeTime.h"
 #include "Orvel/platform/qt/QtText.h"
 #include "Orvel/runtime/MainLoop.h"
+#include "Orvel/screens/ConversationCard.h"
+
+#include <QMimeData>
 
 namespace orvel {
 
 namespace {
-
-QString heading(SidebarRow::Section section) {
-    switch (section) {
-    case SidebarRow::Section::links: return SidebarListModel::tr("Links");
-    case SidebarRow::Section::recent: return SidebarListModel::tr("Recent");
-    case SidebarRow::Section::conversations: break;
-    }
-    return SidebarListModel::tr("Conversations");
-}
 
 // What became of a link's last message, in a few words.
 QString wordsFor(std::optional<TransferStanding> standing) {
@@ -36,6 +30,8 @@ QString wordsFor(std::optional<TransferStanding> standing) {
 QString spokenLink(const SidebarRow& row, const QString& subtitle) {
     const auto title = qtText(row.title);
     const auto standing = row.link->standing;
+    if (row.section == SidebarRow::Section::closedLinks)
+        return SidebarListModel::tr("Closed link, %1, %2").arg(title, subtitle);
     if (!standing || standing == TransferStanding::received)
         return SidebarListModel::tr("Link, %1, %2").arg(title, subtitle);
     return (hasFailed(*standing) ? SidebarListModel::tr("Link, %1, transfer failed, %2")
@@ -51,11 +47,16 @@ void SidebarListModel::show(std::shared_ptr<const SidebarContents> newContents, 
     beginResetModel();
     contents = std::move(newContents);
     items.clear();
+    closedLinks = 0;
     std::optional<SidebarRow::Section> section;
     for (const auto found : contents->matching(utf8Text(query), scope, holding)) {
         const auto rowSection = contents->rows()[found].section;
         if (section != rowSection) items.push_back({rowSection, -1});
         section = rowSection;
+        if (rowSection == SidebarRow::Section::closedLinks) {
+            ++closedLinks;
+            if (hasFoldedClosedLinks && query.isEmpty()) continue;
+        }
         items.push_back({rowSection, static_cast<std::ptrdiff_t>(found)});
     }
     endResetModel();
@@ -88,6 +89,23 @@ QModelIndex SidebarListModel::indexOfLink(const std::string& pairID) const {
     return firstRow([&](const SidebarRow& row) { return row.link && row.link->pairID == pairID; });
 }
 
+bool SidebarListModel::isFold(const QModelIndex& index) const {
+    return index.isValid() && index.row() < rowCount() && !row(index) &&
+           items[static_cast<std::size_t>(index.row())].section == SidebarRow::Section::closedLinks;
+}
+
+QString SidebarListModel::heading(SidebarRow::Section section) const {
+    switch (section) {
+    case SidebarRow::Section::links: return tr("Links");
+    case SidebarRow::Section::closedLinks:
+        return (hasFoldedClosedLinks ? tr("▸ Closed links (%1)") : tr("▾ Closed links (%1)"))
+            .arg(closedLinks);
+    case SidebarRow::Section::recent: return tr("Recent");
+    case SidebarRow::Section::conversations: break;
+    }
+    return tr("Conversations");
+}
+
 int SidebarListModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : static_cast<int>(items.size());
 }
@@ -99,7 +117,11 @@ QString SidebarListModel::subtitle(const SidebarRow& row) const {
         return row.date == 0 ? words : words + QStringLiteral(" · ") + when;
     }
     if (!row.isAvailable) return tr("file not found");
-    return row.folder.empty() ? when : qtText(row.folder) + QStringLiteral(" · ") + when;
+    QStringList parts;
+    if (!row.folder.empty()) parts += qtText(row.folder);
+    if (row.waiting)
+        parts += hasFailed(*row.waiting) ? tr("first message needs attention") : tr("first message waits");
+    return (parts << when).join(QStringLiteral(" · "));
 }
 
 QVariant SidebarListModel::data(const QModelIndex& index, int role) const {
@@ -123,9 +145,24 @@ QVariant SidebarListModel::data(const QModelIndex& index, int role) const {
     }
 }
 
+// What belongs to a conversation can be dragged onto the card that waits for one.
 Qt::ItemFlags SidebarListModel::flags(const QModelIndex& index) const {
-    return row(index) ? Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren
-                      : Qt::ItemNeverHasChildren;
+    const auto* shown = row(index);
+    if (!shown && !isFold(index)) return Qt::ItemNeverHasChildren;
+    const auto flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren;
+    return shown && shown->reference ? flags | Qt::ItemIsDragEnabled : flags;
+}
+
+QStringList SidebarListModel::mimeTypes() const {
+    return {ConversationCard::dragFormat()};
+}
+
+QMimeData* SidebarListModel::mimeData(const QModelIndexList& indexes) const {
+    const auto* dragged = indexes.isEmpty() ? nullptr : row(indexes.first());
+    if (!dragged || !dragged->reference) return nullptr;
+    auto* data = new QMimeData; // The view owns it.
+    data->setData(ConversationCard::dragFormat(), QByteArray::fromStdString(dragged->path));
+    return data;
 }
 
 } // namespace orvel

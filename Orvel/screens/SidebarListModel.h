@@ -25,6 +25,10 @@ class SidebarListModel : public QAbstractListModel {
               const SidebarContents::Scope& scope, const std::unordered_set<std::string>& holding = {});
     /// The shown rows are called something else by now.
     void renamed();
+    /// Folds or unfolds the closed links, as the next `show` will have them. A search looks into them anyway.
+    void toggleClosedLinks() { hasFoldedClosedLinks = !hasFoldedClosedLinks; }
+    /// Whether this is the heading by which the closed links are folded and unfolded.
+    bool isFold(const QModelIndex& index) const;
 
     /// The row at the index; null for a heading.
     const SidebarRow* row(const QModelIndex& index) const;
@@ -37,6 +41,8 @@ class SidebarListModel : public QAbstractListModel {
     int rowCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
     Qt::ItemFlags flags(const QModelIndex& index) const override;
+    QStringList mimeTypes() const override;
+    QMimeData* mimeData(const QModelIndexList& indexes) const override;
 
     /// "compiler · 2 min" or "arrived · 2 min": what stands beneath a title.
     QString subtitle(const SidebarRow& row) const;
@@ -50,9 +56,13 @@ class SidebarListModel : public QAbstractListModel {
         std::ptrdiff_t row; // In the contents; -1 for the section's heading.
     };
 
+    QString heading(SidebarRow::Section section) const;
+
     const MainLoop& loop;
     std::shared_ptr<const SidebarContents> contents;
     std::vector<Item> items;
+    bool hasFoldedClosedLinks = true;
+    int closedLinks = 0; // Of those that match.
 };
 
 } // namespace orvel

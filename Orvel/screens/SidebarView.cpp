@@ -6,6 +6,8 @@
 #include "Orvel/screens/Theme.h"
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 #include <utility>
 
 #include <QAccessible>
@@ -13,9 +15,7 @@
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
-#include <QMenu>
 #include <QPainter>
-#include <QPushButton>
 #include <QScrollBar>
 #include <QStyledItemDelegate>
 #include <QTimer>
@@ -30,11 +30,21 @@ QFont smaller(QFont font) {
     return font;
 }
 
-// Two lines a link or a conversation, one a heading.
+// Two lines a link or a conversation, one a heading. The row under the pointer and the selected one have a
+// button for what a click does not do.
 class SidebarDelegate : public QStyledItemDelegate {
   public:
-    SidebarDelegate(const SidebarListModel& rows, QObject* parent)
-        : QStyledItemDelegate(parent), rows(rows) {}
+    /// The text of a row's button; empty for none.
+    using ActionOf = std::function<QString(const SidebarRow&)>;
+
+    SidebarDelegate(const SidebarListModel& rows, ActionOf actionOf, QObject* parent)
+        : QStyledItemDelegate(parent), rows(rows), actionOf(std::move(actionOf)) {}
+
+    static QRect actionArea(const QRect& row, const QFont& font, const QString& text) {
+        const QFontMetrics metrics(smaller(font));
+        const QSize size(metrics.horizontalAdvance(text) + 20, metrics.height() + 8);
+        return {QPoint(row.right() - 16 - size.width(), row.center().y() - size.height() / 2), size};
+    }
 
     // Every row is of one height: a list of ten thousand rows then needs to ask only once.
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const override {
@@ -88,12 +98,21 @@ class SidebarDelegate : public QStyledItemDelegate {
             if (paintMark(painter, QPointF(area.right() - 12, dot.y()), row.link->standing, theme))
                 textArea.setRight(textArea.right() - 16);
         } else {
+            if (paintMark(painter, QPointF(area.right() - 12, dot.y()), row.waiting, theme))
+                textArea.setRight(textArea.right() - 16);
+            painter.setPen(Qt::NoPen);
             painter.setBrush(row.isAvailable ? theme.colorOf(row.agent) : theme.fadedText);
             painter.drawEllipse(dot, 4, 4);
         }
 
+        const auto action = isSelected || isHovered ? actionOf(row) : QString();
+        if (!action.isEmpty()) {
+            const auto button = actionArea(option.rect, option.font, action);
+            paintAction(painter, option.font, button, action, theme);
+            textArea.setRight(button.left() - 6);
+        }
         painter.setFont(option.font);
-        painter.setPen(row.isAvailable ? theme.text : theme.fadedText);
+        painter.setPen(row.isAvailable ? theme.text : theme.secondaryText);
         const auto title = qtText(row.title).simplified();
         // On the font's own baseline, which a fallback font for another script doesn't move.
         painter.drawText(textArea.left(), textArea.top() + option.fontMetrics.ascent(),
@@ -103,6 +122,16 @@ class SidebarDelegate : public QStyledItemDelegate {
         const QFontMetrics metrics(small);
         painter.drawText(textArea.left(), textArea.bottom() - metrics.descent(),
                          metrics.elidedText(rows.subtitle(row), Qt::ElideRight, textArea.width()));
+    }
+
+    static void paintAction(QPainter& painter, const QFont& font, const QRect& area, const QString& text,
+                            const Theme& theme) {
+        painter.setFont(smaller(font));
+        painter.setPen(theme.border);
+        painter.setBrush(theme.card);
+        painter.drawRoundedRect(QRectF(area).adjusted(0.5, 0.5, -0.5, -0.5), 5, 5);
+        painter.setPen(theme.accent);
+        painter.drawText(area, Qt::AlignCenter, text);
     }
 
     // One half in the colour of each.
@@ -133,7 +162,13 @@ class SidebarDelegate : public QStyledItemDelegate {
     }
 
     const SidebarListModel& rows;
+    ActionOf actionOf;
 };
+
+// Which row it is, whatever it is called.
+std::string keyOf(const SidebarRow& row) {
+    return std::to_string(static_cast<int>(row.section)) + (row.link ? row.link->pairID : row.path);
+}
 
 } // namespace
 
@@ -143,6 +178,7 @@ SidebarView::SidebarView(OrvelModel& model, const Desktop& desktop, QWidget* par
       applications(desktop.applications),
       pickingFrame(new QFrame),
       pickingText(new QLabel),
+      leave(new QPushButton(tr("Done"))),
       search(new QLineEdit),
       progress(new QProgressBar),
       list(new QListView),
@@ -153,28 +189,19 @@ SidebarView::SidebarView(OrvelModel& model, const Desktop& desktop, QWidget* par
     search->setAccessibleName(tr("Search conversations"));
     search->setClearButtonEnabled(true);
     search->installEventFilter(this);
-    connect(search, &QLineEdit::textChanged, this, [this] { refill(); });
-    connect(list->verticalScrollBar(), &QScrollBar::valueChanged, this, &SidebarView::wantNames);
+    connect(search, &QLineEdit::textChanged, this, [this] { rebuild(); });
+    leave->setAccessibleName(tr("Back to the relay"));
+    connect(leave, &QPushButton::clicked, this, [this] {
+        stopPicking();
+        emit left();
+    });
 
     progress->setRange(0, 0);
     progress->setTextVisible(false);
     progress->setFixedHeight(3);
     progress->setAccessibleName(tr("Looking for conversations"));
 
-    list->setObjectName(QStringLiteral("sidebarList"));
-    list->setAccessibleName(tr("Links and conversations"));
-    list->installEventFilter(this);
-    list->setModel(rows);
-    list->setItemDelegate(new SidebarDelegate(*rows, list));
-    list->setUniformItemSizes(true);
-    list->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
-    list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    list->setMouseTracking(true);
-    list->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    list->setContextMenuPolicy(Qt::CustomContextMenu);
-    connect(list, &QListView::clicked, this, &SidebarView::openRow);
-    connect(list, &QListView::activated, this, &SidebarView::openRow);
-    connect(list, &QListView::customContextMenuRequested, this, &SidebarView::showMenu);
+    connectList();
 
     nothing->setWordWrap(true);
     nothing->setAlignment(Qt::AlignTop | Qt::AlignHCenter);
@@ -187,7 +214,10 @@ SidebarView::SidebarView(OrvelModel& model, const Desktop& desktop, QWidget* par
     auto* searchRow = new QVBoxLayout;
     searchRow->setContentsMargins(10, 0, 10, 0);
     searchRow->addWidget(pickingRow());
-    searchRow->addWidget(search);
+    auto* searchLine = new QHBoxLayout;
+    searchLine->addWidget(search, 1);
+    searchLine->addWidget(leave);
+    searchRow->addLayout(searchLine);
     searchRow->addWidget(progress);
     column->addLayout(searchRow);
     column->addWidget(nothing, 1);
@@ -198,6 +228,29 @@ SidebarView::SidebarView(OrvelModel& model, const Desktop& desktop, QWidget* par
     connect(clock, &QTimer::timeout, list->viewport(), qOverload<>(&QWidget::update));
     clock->start(std::chrono::seconds(30));
     setMinimumWidth(180);
+}
+
+void SidebarView::connectList() {
+    list->setObjectName(QStringLiteral("sidebarList"));
+    list->setAccessibleName(tr("Links and conversations"));
+    list->installEventFilter(this);
+    list->viewport()->installEventFilter(this);
+    list->setModel(rows);
+    list->setItemDelegate(new SidebarDelegate(
+        *rows, [this](const SidebarRow& row) { return actionOf(row); }, list));
+    list->setUniformItemSizes(true);
+    list->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    list->setMouseTracking(true);
+    list->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    list->setContextMenuPolicy(Qt::CustomContextMenu);
+    list->setDragDropMode(QAbstractItemView::DragOnly);
+    connect(list, &QListView::clicked, this, &SidebarView::openRow);
+    connect(list, &QListView::activated, this, &SidebarView::openRow);
+    connect(list, &QListView::customContextMenuRequested, this, &SidebarView::showMenu);
+    connect(list->selectionModel(), &QItemSelectionModel::currentChanged, this,
+            &SidebarView::selectionChanged);
+    connect(list->verticalScrollBar(), &QScrollBar::valueChanged, this, &SidebarView::wantNames);
 }
 
 QWidget* SidebarView::pickingRow() {
@@ -222,15 +275,41 @@ void SidebarView::chooseDestination() {
     startPicking(model.workspace.state().sourceReference ? Picking::destination : Picking::source);
 }
 
+void SidebarView::chooseMember(RelayLinkEnd end) {
+    const auto members = model.workspace.relay().orderedRelayConversations();
+    const auto pair = model.workspace.relay().activePair();
+    if (members.empty()) return;
+    const auto& neighbour = end == RelayLinkEnd::leading ? members.front() : members.back();
+    joining = {.end = end, .pairID = pair->id, .agent = other(neighbour.agent)};
+    startPicking(Picking::member);
+}
+
+QString SidebarView::pickingWords() const {
+    switch (picking) {
+    case Picking::anything: break;
+    case Picking::source: return tr("Choose the conversation to take from");
+    case Picking::destination:
+        return tr("Choose the %1 conversation to send to")
+            .arg(qtText(label(other(model.workspace.state().sourceReference->agent))));
+    case Picking::member:
+        return tr("Choose the %1 conversation that joins the link").arg(qtText(label(joining.agent)));
+    }
+    return {};
+}
+
+// What is picked for may be gone by now.
+bool SidebarView::isStillPicking() const {
+    if (picking == Picking::destination) return model.workspace.state().sourceReference.has_value();
+    if (picking != Picking::member) return true;
+    const auto open = model.workspace.relay().activePair();
+    return open && open->id == joining.pairID;
+}
+
 void SidebarView::startPicking(Picking newPicking) {
     picking = newPicking;
-    pickingText->setText(
-        picking == Picking::source
-            ? tr("Choose the conversation to take from")
-            : tr("Choose the %1 conversation to send to")
-                  .arg(qtText(label(other(model.workspace.state().sourceReference->agent)))));
+    pickingText->setText(pickingWords());
     pickingFrame->show();
-    refill();
+    rebuild();
     focusSearch();
     search->setAccessibleDescription(pickingText->text());
     QAccessibleEvent alert(pickingText, QAccessible::Alert);
@@ -260,20 +339,8 @@ void SidebarView::render() {
     policy.setRetainSizeWhenHidden(true);
     progress->setSizePolicy(policy);
     progress->setVisible(model.catalogue.state().isDiscovering);
-    if (picking == Picking::destination && !model.workspace.state().sourceReference) stopPicking();
-    const auto& catalogue = model.catalogue.state();
-    auto links = sidebarLinks(model.view());
-    if (!contents || shownRevision != contentsRevision() || shownLinks != links) {
-        shownRevision = contentsRevision();
-        shownLinks = std::move(links);
-        shownNames = catalogue.readNames.revision();
-        contents = std::make_shared<SidebarContents>(
-            linkRows(model.view(), shownLinks), catalogue.recentConversations.get(), catalogue.catalog.get(),
-            catalogue.codexThreadTitles.get(), catalogue.readNames.get());
-        refill();
-    } else if (std::exchange(shownNames, catalogue.readNames.revision()) != catalogue.readNames.revision()) {
-        rename();
-    }
+    if (!isStillPicking()) stopPicking();
+    updateContents();
     model.messageSearch.look(utf8Text(search->text()));
     const auto findings = model.messageSearch.result().revision();
     if (std::exchange(shownFindings, findings) != findings) refill();
@@ -281,11 +348,70 @@ void SidebarView::render() {
     wantNames();
 }
 
+std::shared_ptr<SidebarContents> SidebarView::currentContents() {
+    const auto& catalogue = model.catalogue.state();
+    auto links = linkRows(model.view(), sidebarLinks(model.view()));
+    auto closed = linkRows(model.view(), closedLinks(model.view()), SidebarRow::Section::closedLinks);
+    std::move(closed.begin(), closed.end(), std::back_inserter(links));
+    return std::make_shared<SidebarContents>(std::move(links), catalogue.recentConversations.get(),
+                                             catalogue.catalog.get(), catalogue.codexThreadTitles.get(),
+                                             catalogue.readNames.get(), waitingStarts(model.view()));
+}
+
+// Whether a row that is shown would stand elsewhere.
+bool SidebarView::movesRows(const SidebarContents& newContents) const {
+    const auto& before = contents->rows();
+    const auto& after = newContents.rows();
+    if (after.size() < before.size()) return true;
+    return !std::equal(before.begin(), before.end(), after.begin(),
+                       [](const auto& one, const auto& two) { return keyOf(one) == keyOf(two); });
+}
+
+void SidebarView::updateContents() {
+    const auto& catalogue = model.catalogue.state();
+    const auto names = catalogue.readNames.revision();
+    const bool isOther =
+        !contents || shownRevision != contentsRevision() || shownLinks != sidebarLinks(model.view()) ||
+        shownClosed != closedLinks(model.view()) || shownWaiting != waitingStarts(model.view());
+    if (!isOther) {
+        if (std::exchange(shownNames, names) != names) rename();
+        return;
+    }
+    if (contents && isPointerOver && movesRows(*currentContents()))
+        updateInPlace();
+    else
+        rebuild();
+}
+
+void SidebarView::rebuild() {
+    shownRevision = contentsRevision();
+    shownLinks = sidebarLinks(model.view());
+    shownClosed = closedLinks(model.view());
+    shownWaiting = waitingStarts(model.view());
+    shownNames = model.catalogue.state().readNames.revision();
+    contents = currentContents();
+    refill();
+}
+
+// How the links' messages stand is told at once; what is new waits until no pointer aims at a row.
+void SidebarView::updateInPlace() {
+    auto current = sidebarLinks(model.view());
+    const auto closed = closedLinks(model.view());
+    current.insert(current.end(), closed.begin(), closed.end());
+    for (auto* shown : {&shownLinks, &shownClosed})
+        for (auto& link : *shown)
+            for (const auto& each : current)
+                if (each.pairID == link.pairID) link = each;
+    rename();
+}
+
 // Without a search the rows stay where they are.
 void SidebarView::rename() {
     const auto& catalogue = model.catalogue.state();
-    contents->rename(linkRows(model.view(), shownLinks), catalogue.codexThreadTitles.get(),
-                     catalogue.readNames.get());
+    auto links = linkRows(model.view(), shownLinks);
+    auto closed = linkRows(model.view(), shownClosed, SidebarRow::Section::closedLinks);
+    std::move(closed.begin(), closed.end(), std::back_inserter(links));
+    contents->rename(links, catalogue.codexThreadTitles.get(), catalogue.readNames.get());
     if (search->text().isEmpty())
         rows->renamed();
     else
@@ -318,6 +444,8 @@ void SidebarView::refill() {
     if (!contents) return;
     SidebarContents::Scope scope{.links = picking == Picking::anything};
     if (picking == Picking::destination) scope.agent = other(model.workspace.state().sourceReference->agent);
+    if (picking == Picking::member) scope.agent = joining.agent;
+    const auto place = list->verticalScrollBar()->value();
     model.messageSearch.look(utf8Text(search->text()));
     const auto& found = model.messageSearch.result().get();
     const bool isCurrent = found.query == utf8Text(search->text());
@@ -334,6 +462,7 @@ void SidebarView::refill() {
         nothing->setText(model.catalogue.state().isDiscovering ? tr("Looking for conversations…")
                                                                : tr("No conversations yet."));
     showSelection();
+    if (search->text().isEmpty()) list->verticalScrollBar()->setValue(place);
 }
 
 // Selects what is open, once: after that the person may move about in the list.
@@ -342,7 +471,9 @@ void SidebarView::showSelection() {
     const auto open = pair ? pair->id : model.workspace.state().filePath->value_or("");
     if (picking != Picking::anything || std::exchange(shownSelection, open) == open) return;
     const auto indexOf = [&] {
-        if (pair) return rows->indexOfLink(pair->id);
+        // A link's row stands for its first pair.
+        const auto chain = model.workspace.relay().activeChain();
+        if (pair) return rows->indexOfLink(chain ? chain->pairIDs.front() : pair->id);
         const auto index = rows->indexOf(open, SidebarRow::Section::conversations);
         return index.isValid() ? index : rows->indexOf(open, SidebarRow::Section::recent);
     };
@@ -353,22 +484,72 @@ void SidebarView::showSelection() {
         list->selectionModel()->setCurrentIndex(indexOf(), QItemSelectionModel::ClearAndSelect);
 }
 
-// With a source open, a conversation of the other agent is where the message goes; any other becomes the
-// source.
+// A click opens, and forms no link: that is what the row's button does, or a pick for a card.
 void SidebarView::openRow(const QModelIndex& index) {
+    if (rows->isFold(index)) {
+        rows->toggleClosedLinks();
+        return refill();
+    }
     const auto* found = rows->row(index);
-    if (!found) return;
+    if (!found || found->section == SidebarRow::Section::closedLinks) return;
     const auto row = *found; // Opening may refill the list.
     const auto picked = picking;
     stopPicking();
     if (row.link) {
-        if (const auto pair = model.ledger.state().relayState->pairs.find(row.link->pairID))
-            model.chains.openSidebarLink(*pair);
-    } else if (picked != Picking::source && canBeDestination(row)) {
-        model.links.chooseEndpoint(*row.reference);
+        if (const auto pair = pairOf(row)) model.chains.openSidebarLink(*pair);
+    } else if (picked == Picking::destination && canBeDestination(row)) {
+        emit linkWanted(*row.reference);
+    } else if (picked == Picking::member && row.reference) {
+        model.chains.appendRelayConversation(*row.reference, joining.end, joining.pairID);
     } else {
         openAsSource(row);
     }
+    emit left();
+}
+
+std::shared_ptr<const RelayPair> SidebarView::pairOf(const SidebarRow& row) const {
+    return row.link ? model.ledger.state().relayState->pairs.find(row.link->pairID) : nullptr;
+}
+
+// What the button on a row says.
+QString SidebarView::actionOf(const SidebarRow& row) const {
+    if (picking != Picking::anything) return {};
+    if (row.section == SidebarRow::Section::closedLinks) return tr("Reopen");
+    return canBeDestination(row) ? tr("Link") : QString();
+}
+
+void SidebarView::act(const SidebarRow& row) {
+    const auto taken = row; // The list may be refilled.
+    if (taken.section == SidebarRow::Section::closedLinks) {
+        if (const auto pair = pairOf(taken)) model.links.restoreLink(*pair);
+    } else if (canBeDestination(taken)) {
+        emit linkWanted(*taken.reference);
+    }
+    emit left();
+}
+
+bool SidebarView::pressAction(const QPoint& position) {
+    const auto index = list->indexAt(position);
+    const auto* row = rows->row(index);
+    const auto action = row ? actionOf(*row) : QString();
+    if (action.isEmpty() ||
+        !SidebarDelegate::actionArea(list->visualRect(index), list->font(), action).contains(position))
+        return false;
+    act(*row);
+    return true;
+}
+
+bool SidebarView::canLinkSelected() const {
+    const auto* row = rows->row(list->currentIndex());
+    return row && canBeDestination(*row);
+}
+
+void SidebarView::linkSelected() {
+    if (const auto* row = rows->row(list->currentIndex()); row && canBeDestination(*row)) act(*row);
+}
+
+void SidebarView::offerLeaving(bool isOffered) {
+    leave->setVisible(isOffered);
 }
 
 void SidebarView::openAsSource(const SidebarRow& row) {
@@ -379,9 +560,46 @@ void SidebarView::openAsSource(const SidebarRow& row) {
             {.source = row.agent, .title = row.title, .path = row.path, .lastUsed = row.date});
 }
 
+// One that the open relay goes to already needs no link.
 bool SidebarView::canBeDestination(const SidebarRow& row) const {
     const auto& source = model.workspace.state().sourceReference;
-    return row.reference && source && source->agent != row.agent;
+    if (!row.reference || !source || source->agent == row.agent) return false;
+    const auto pair = model.workspace.relay().activePair();
+    return !pair || !sameIdentity(pair->endpoint(row.agent), *row.reference);
+}
+
+void SidebarView::addLinkEntries(QMenu& menu, const SidebarRow& row, const QModelIndex& index) {
+    const auto pair = pairOf(row);
+    if (!pair) return;
+    if (row.section == SidebarRow::Section::closedLinks) {
+        menu.addAction(tr("Reopen link"), this, [this, row] { act(row); });
+        return;
+    }
+    menu.addAction(tr("Open"), this, [this, index] { openRow(index); });
+    menu.addAction(tr("Close link"), this, [this, pair] { model.links.archiveLink(*pair); })
+        ->setEnabled(model.links.canArchiveLink(*pair));
+}
+
+void SidebarView::addConversationEntries(QMenu& menu, const SidebarRow& row) {
+    menu.addAction(tr("Open as source"), this, [this, row] {
+        stopPicking();
+        openAsSource(row);
+        emit left();
+    });
+    menu.addAction(tr("Link"), this,
+                   [this, row] {
+                       stopPicking();
+                       act(row);
+                   })
+        ->setEnabled(canBeDestination(row));
+    menu.addSeparator();
+    menu.addAction(tr("Show in file manager"), this, [this, row] { applications.revealFile(row.path); });
+    if (row.reference)
+        menu.addAction(tr("Copy identifier"), this,
+                       [row] { QGuiApplication::clipboard()->setText(qtText(row.reference->sessionID)); });
+    if (row.section == SidebarRow::Section::recent)
+        menu.addAction(tr("Remove from recent"), this,
+                       [this, row] { model.catalogue.removeRecent(row.path); });
 }
 
 void SidebarView::showMenu(const QPoint& position) {
@@ -390,30 +608,10 @@ void SidebarView::showMenu(const QPoint& position) {
     if (!found) return;
     const auto row = *found;
     QMenu menu(this);
-    const auto add = [&](const QString& text, auto action) {
-        auto* made = menu.addAction(text);
-        connect(made, &QAction::triggered, this, std::move(action));
-        return made;
-    };
-    if (row.link) {
-        add(tr("Open"), [this, index] { openRow(index); });
-    } else {
-        add(tr("Open as source"), [this, row] {
-            stopPicking();
-            openAsSource(row);
-        });
-        add(tr("Use as destination"), [this, row] {
-            stopPicking();
-            model.links.chooseEndpoint(*row.reference);
-        })->setEnabled(canBeDestination(row));
-        menu.addSeparator();
-        add(tr("Show in file manager"), [this, row] { applications.revealFile(row.path); });
-    }
-    if (row.reference)
-        add(tr("Copy identifier"),
-            [row] { QGuiApplication::clipboard()->setText(qtText(row.reference->sessionID)); });
-    if (row.section == SidebarRow::Section::recent)
-        add(tr("Remove from recent"), [this, row] { model.catalogue.removeRecent(row.path); });
+    if (row.link)
+        addLinkEntries(menu, row, index);
+    else
+        addConversationEntries(menu, row);
     menu.exec(list->viewport()->mapToGlobal(position));
 }
 
@@ -423,23 +621,56 @@ void SidebarView::focusSearch() {
 }
 
 bool SidebarView::eventFilter(QObject* watched, QEvent* event) {
-    if (event->type() != QEvent::KeyPress) return QWidget::eventFilter(watched, event);
-    const auto key = static_cast<QKeyEvent*>(event)->key();
-    if (key == Qt::Key_Escape && (picking != Picking::anything || !search->text().isEmpty())) {
-        if (search->text().isEmpty())
-            stopPicking();
-        else
-            search->clear();
-        return true;
+    switch (event->type()) {
+    case QEvent::KeyPress:
+        if (handleKey(watched, static_cast<QKeyEvent*>(event)->key())) return true;
+        break;
+    case QEvent::Enter: isPointerOver |= watched == list->viewport(); break;
+    case QEvent::Leave:
+        if (watched != list->viewport()) break;
+        isPointerOver = false;
+        render();
+        break;
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonDblClick: {
+        const auto* mouse = static_cast<QMouseEvent*>(event);
+        if (watched != list->viewport() || mouse->button() != Qt::LeftButton) break;
+        isPressingAction = pressAction(mouse->pos());
+        if (isPressingAction) return true;
+        break;
     }
-    if (watched == search && (key == Qt::Key_Down || key == Qt::Key_Return || key == Qt::Key_Enter)) {
-        // Row 0 is a heading.
-        if (!rows->row(list->currentIndex())) list->setCurrentIndex(rows->index(1));
-        list->setFocus(Qt::ShortcutFocusReason);
-        if (key != Qt::Key_Down) openRow(list->currentIndex());
-        return true;
+    case QEvent::MouseButtonRelease:
+        if (watched == list->viewport() && std::exchange(isPressingAction, false)) return true;
+        break;
+    default: break;
     }
     return QWidget::eventFilter(watched, event);
+}
+
+bool SidebarView::handleKey(QObject* watched, int key) {
+    const bool isReturn = key == Qt::Key_Return || key == Qt::Key_Enter;
+    if (key == Qt::Key_Escape) {
+        if (!search->text().isEmpty())
+            search->clear();
+        else if (picking != Picking::anything)
+            stopPicking();
+        else
+            emit left();
+        return true;
+    }
+    if (watched == search && (key == Qt::Key_Down || isReturn)) {
+        if (rows->isEmpty()) return true;
+        // The first row is a heading.
+        for (int at = 1; at < rows->rowCount() && !rows->row(list->currentIndex()); ++at)
+            list->setCurrentIndex(rows->index(at));
+        list->setFocus(Qt::ShortcutFocusReason);
+        if (isReturn) openRow(list->currentIndex());
+        return true;
+    }
+    const auto* row = watched == list && isReturn ? rows->row(list->currentIndex()) : nullptr;
+    if (!row || row->section != SidebarRow::Section::closedLinks) return false;
+    act(*row);
+    return true;
 }
 
 } // namespace orvel

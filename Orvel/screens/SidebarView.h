@@ -12,7 +12,9 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
+#include <QMenu>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QWidget>
 
 namespace orvel {
@@ -35,6 +37,22 @@ class SidebarView : public QWidget {
     /// Lets the person pick the conversation that the message goes to. Without a source that can be joined
     /// with one, it lets them pick a source.
     void chooseDestination();
+    /// Lets the person pick the conversation that joins the open link at this end.
+    void chooseMember(RelayLinkEnd end);
+
+    /// Whether the selected conversation could be linked with the open source.
+    bool canLinkSelected() const;
+    void linkSelected();
+
+    /// Offers the way back to the workspace, in whose place the sidebar stands.
+    void offerLeaving(bool isOffered);
+
+  signals:
+    /// The person wants the open source to be linked with this conversation.
+    void linkWanted(const orvel::ConversationReference& reference);
+    /// Something was opened, or nothing is wanted here.
+    void left();
+    void selectionChanged();
 
   protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -42,11 +60,25 @@ class SidebarView : public QWidget {
 
   private:
     // What the next pick is for.
-    enum class Picking { anything, source, destination };
+    enum class Picking { anything, source, destination, member };
+    // A conversation that is to join a link.
+    struct Joining {
+        RelayLinkEnd end = RelayLinkEnd::trailing;
+        std::string pairID;
+        Agent agent = Agent::codex;
+    };
 
+    void connectList();
     QWidget* pickingRow();
+    QString pickingWords() const;
+    bool isStillPicking() const;
     void startPicking(Picking newPicking);
     void stopPicking();
+    void rebuild();
+    void updateContents();
+    bool movesRows(const SidebarContents& newContents) const;
+    void updateInPlace();
+    std::shared_ptr<SidebarContents> currentContents();
     void refill();
     void rename();
     void wantNames();
@@ -54,13 +86,21 @@ class SidebarView : public QWidget {
     void openRow(const QModelIndex& index);
     void openAsSource(const SidebarRow& row);
     bool canBeDestination(const SidebarRow& row) const;
+    std::shared_ptr<const RelayPair> pairOf(const SidebarRow& row) const;
+    QString actionOf(const SidebarRow& row) const;
+    void act(const SidebarRow& row);
+    bool pressAction(const QPoint& position);
+    bool handleKey(QObject* watched, int key);
     void showMenu(const QPoint& position);
+    void addLinkEntries(QMenu& menu, const SidebarRow& row, const QModelIndex& index);
+    void addConversationEntries(QMenu& menu, const SidebarRow& row);
     std::uint64_t contentsRevision() const;
 
     OrvelModel& model;
     Applications& applications;
     QFrame* pickingFrame;
     QLabel* pickingText;
+    QPushButton* leave;
     QLineEdit* search;
     QProgressBar* progress;
     QListView* list;
@@ -68,9 +108,13 @@ class SidebarView : public QWidget {
     SidebarListModel* rows;
     std::shared_ptr<SidebarContents> contents;
     std::uint64_t shownRevision = 0, shownNames = 0, shownFindings = 0;
-    std::vector<SidebarLink> shownLinks;
+    std::vector<SidebarLink> shownLinks, shownClosed;
+    WaitingStarts shownWaiting;
+    bool isPointerOver = false; // While it is, no row moves.
+    bool isPressingAction = false;
     std::string shownSelection; // The pair or path that was last selected because it is open.
     Picking picking = Picking::anything;
+    Joining joining; // While a member is picked.
 };
 
 } // namespace orvel

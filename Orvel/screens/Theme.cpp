@@ -16,6 +16,8 @@ QString styleSheetOf(const Theme& theme) {
         QFrame#hint { background: %9; border: 1px solid %5; border-radius: 6px; }
         QFrame#hint QPushButton { padding: 3px 10px; }
         QFrame#panel QPushButton { padding: 5px 12px; }
+        QFrame#quiet { background: transparent; border: 1px solid %2; border-radius: 6px; }
+        QFrame#quiet QPushButton { padding: 3px 10px; }
         QFrame#line { background: %2; border: none; }
         QFrame#step { background: %1; border: 1px solid %2; border-radius: 8px; }
         QFrame#step[current="true"] { border: 1px solid %5; }
@@ -39,6 +41,14 @@ QString styleSheetOf(const Theme& theme) {
         QPushButton#arrow[selected="true"] { background: %5; color: %8; border-color: %5; font-weight: 600; }
         QPushButton#arrow[selected="true"]:focus { border-color: %6; }
         QPushButton#arrow:disabled { background: transparent; color: %7; border-color: %2; }
+        QPushButton#extend { border-radius: 15px; border-style: dashed; padding: 0; min-width: 28px; max-width: 28px;
+            min-height: 28px; max-height: 28px; background: transparent; color: %7; }
+        QPushButton#extend:hover:enabled, QPushButton#extend:focus { color: %5; border-color: %5; }
+        QPushButton#extend::menu-indicator, QPushButton#more::menu-indicator { width: 0; height: 0; image: none; }
+        QPushButton#more { padding: 7px 12px; }
+        QPushButton#small { padding: 4px 10px; }
+        QPushButton#link { background: transparent; border: none; color: %5; padding: 0 3px; }
+        QPushButton#link:hover, QPushButton#link:focus { text-decoration: underline; }
         QSplitter::handle { background: %2; }
         QListView#sidebarList { background: transparent; border: none; }
         QScrollBar:vertical { background: transparent; width: 10px; margin: 0; }
@@ -85,7 +95,7 @@ const Theme& Theme::dark() {
                              .card = "#2a2a2d",
                              .border = "#3d3d41",
                              .text = "#f0f0f3",
-                             .secondaryText = "#a3a3aa",
+                             .secondaryText = "#a9a9b0",
                              .fadedText = "#96969d",
                              .accent = "#5b8cff",
                              .accentText = "#0c1430",

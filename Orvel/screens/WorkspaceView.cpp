@@ -5,17 +5,24 @@
 #include "Orvel/runtime/MainLoop.h"
 #include "Orvel/screens/ErrorBanner.h"
 #include "Orvel/screens/ExactText.h"
+#include "Orvel/screens/FittingLabel.h"
 #include "Orvel/screens/GrowingTextEdit.h"
+#include "Orvel/screens/LinkedLine.h"
 #include "Orvel/screens/LongText.h"
 #include "Orvel/screens/MessageListView.h"
 #include "Orvel/screens/PendingPanel.h"
 #include "Orvel/screens/RouteView.h"
 #include "Orvel/screens/WelcomeView.h"
+#include "OrvelCore/files/FilePath.h"
+
+#include <algorithm>
+#include <utility>
 
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QKeySequence>
 #include <QLocale>
+#include <QMenu>
 #include <QStyle>
 #include <QVBoxLayout>
 
@@ -33,19 +40,23 @@ void showText(QPlainTextEdit& editor, const std::string& text) {
     editor.moveCursor(QTextCursor::End);
 }
 
-// How much would be relayed to whom, and what keeps it back.
-QString previewText(const OrvelWorkspaceSnapshot& snapshot) {
-    if (snapshot.preparing) return WorkspaceView::tr("Reading both conversations once more…");
+// How much would be relayed to whom, in fewer and fewer words.
+QStringList sizeTexts(const OrvelWorkspaceSnapshot& snapshot) {
+    if (snapshot.preparing) return {WorkspaceView::tr("Reading both conversations once more…")};
     if (!snapshot.state.hasContent) return {};
-    if (snapshot.refusal) return qtText(*snapshot.refusal);
-    const auto bytes = QLocale().toString(static_cast<qulonglong>(snapshot.previewSize));
-    if (snapshot.nextRange) return WorkspaceView::tr("%1 bytes for the next transfer").arg(bytes);
-    auto text = WorkspaceView::tr("%1 bytes for %2").arg(bytes, qtText(snapshot.destination));
+    const auto bytes =
+        WorkspaceView::tr("%1 bytes").arg(QLocale().toString(static_cast<qulonglong>(snapshot.previewSize)));
+    const auto agent = qtText(snapshot.destination);
+    if (snapshot.nextRange) return {WorkspaceView::tr("%1 for the next transfer").arg(bytes), bytes};
+    const auto whole = WorkspaceView::tr("%1 for %2").arg(bytes, agent);
     if (snapshot.state.busy)
-        text += WorkspaceView::tr(" · %1 is still working").arg(qtText(snapshot.sourceLabel));
-    else if (snapshot.pendingMessage && !snapshot.hasPending)
-        text += WorkspaceView::tr(" · waits until the message above has been seen");
-    return text;
+        return {WorkspaceView::tr("%1 · %2 is still working").arg(whole, qtText(snapshot.sourceLabel)), whole,
+                bytes};
+    if (!snapshot.isStart || snapshot.hasPending) return {whole, bytes};
+    const auto start = WorkspaceView::tr("%1 · starts a new %2 conversation").arg(bytes, agent);
+    if (!snapshot.workingFolder) return {start, bytes};
+    const auto folder = qtText(lastPathComponent(*snapshot.workingFolder));
+    return {WorkspaceView::tr("%1 in %2").arg(start, folder), start, bytes};
 }
 
 // How things stand; where the card says that already, what would go where.
@@ -58,8 +69,13 @@ QString statusText(const OrvelWorkspaceSnapshot& snapshot) {
     return messages.arg(qtText(snapshot.destination));
 }
 
-// What the instructions are for, while a saved message is shown.
-QString nextNoteText(const OrvelWorkspaceSnapshot& snapshot, bool hasText) {
+// What the instructions are for while a saved message is shown, or what keeps a message back.
+QString noteText(const OrvelWorkspaceSnapshot& snapshot, bool hasText) {
+    if (snapshot.refusal) return qtText(*snapshot.refusal);
+    if (!snapshot.hasPending && snapshot.pendingMessage)
+        return WorkspaceView::tr("What you write now waits until the message above has been seen.");
+    if (!snapshot.hasPending && snapshot.needsFolder)
+        return WorkspaceView::tr("Choose the folder in which the new conversation is to work, on its card.");
     if (!snapshot.hasPending) return {};
     if (snapshot.nextError) return qtText(*snapshot.nextError);
     if (snapshot.nextRange) return qtText(*snapshot.nextRange);
@@ -98,21 +114,31 @@ WorkspaceView::WorkspaceView(OrvelModel& model, const Desktop& desktop, QWidget*
     : QWidget(parent),
       model(model),
       desktop(desktop),
+      column(new QVBoxLayout(this)),
+      sidebarButton(new QPushButton(QStringLiteral("☰"))),
       route(new RouteView),
       progress(new QProgressBar),
+      status(new QBoxLayout(QBoxLayout::TopToBottom)),
       statusTitle(new QLabel),
       elapsed(new QLabel),
       statusLine(new QLabel),
+      showPendingButton(new QPushButton(tr("Show it"))),
+      openInCodexButton(new QPushButton(tr("Open in Codex"))),
+      linked(new LinkedLine(model)),
       banner(new ErrorBanner),
       pending(new PendingPanel),
-      nextNote(new QLabel),
+      note(new QLabel),
       instruction(new GrowingTextEdit) {
-    connect(route, &RouteView::sourceActivated, this, &WorkspaceView::sourceWanted);
-    connect(route, &RouteView::destinationActivated, this, &WorkspaceView::destinationWanted);
-    connect(route, &RouteView::routeChosen, this, [this](const QString& id) {
-        this->model.chains.chooseWorkspaceRoute(utf8Text(id));
-        render();
-    });
+    connectRoute();
+    sidebarButton->setObjectName(QStringLiteral("small"));
+    sidebarButton->setAccessibleName(tr("Show the sidebar"));
+    sidebarButton->setToolTip(tr("Show the sidebar"));
+    connect(sidebarButton, &QPushButton::clicked, this, &WorkspaceView::sidebarWanted);
+    showPendingButton->setAccessibleName(tr("Show the pending transfer"));
+    connect(showPendingButton, &QPushButton::clicked, this, &WorkspaceView::showPending);
+    connect(openInCodexButton, &QPushButton::clicked, this, &WorkspaceView::openInCodex);
+    for (auto* button : {showPendingButton, openInCodexButton})
+        button->setObjectName(QStringLiteral("small"));
     progress->setRange(0, 0);
     progress->setTextVisible(false);
     auto policy = progress->sizePolicy();
@@ -123,8 +149,8 @@ WorkspaceView::WorkspaceView(OrvelModel& model, const Desktop& desktop, QWidget*
     large.setPointSizeF(large.pointSizeF() * 1.3);
     large.setWeight(QFont::Bold);
     statusTitle->setFont(large);
-    for (auto* label : {elapsed, statusLine, nextNote}) label->setForegroundRole(QPalette::PlaceholderText);
-    for (auto* label : {statusTitle, statusLine, nextNote}) {
+    for (auto* label : {elapsed, statusLine, note}) label->setForegroundRole(QPalette::PlaceholderText);
+    for (auto* label : {statusTitle, statusLine, note}) {
         label->setTextFormat(Qt::PlainText);
         label->setWordWrap(true);
     }
@@ -137,22 +163,115 @@ WorkspaceView::WorkspaceView(OrvelModel& model, const Desktop& desktop, QWidget*
     connect(instruction, &QPlainTextEdit::textChanged, this,
             [this] { this->model.workspace.setInstruction(exactText(*instruction->document())); });
 
+    auto* top = new QHBoxLayout;
+    top->setSpacing(10);
+    top->addWidget(sidebarButton);
+    top->addWidget(route, 1);
     auto* title = new QHBoxLayout;
     title->addWidget(statusTitle, 1);
     title->addWidget(elapsed, 0, Qt::AlignBottom);
-    auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(20, 14, 20, 14);
+    title->addWidget(showPendingButton);
+    title->addWidget(openInCodexButton);
+    status->setSpacing(8);
+    status->addLayout(title);
+    status->addWidget(statusLine);
     column->setSpacing(8);
-    column->addWidget(route);
+    column->addLayout(top);
     column->addWidget(progress);
-    column->addLayout(title);
-    column->addWidget(statusLine);
+    column->addLayout(status);
+    column->addWidget(linked);
     column->addWidget(banner);
     column->addWidget(middle(), 1);
     column->addWidget(pending);
-    column->addWidget(nextNote);
+    column->addWidget(note);
     column->addWidget(instruction);
     column->addWidget(bottom());
+    offerSidebar(false);
+    setNarrow(false);
+}
+
+void WorkspaceView::connectRoute() {
+    connect(route, &RouteView::sourceActivated, this, &WorkspaceView::sourceWanted);
+    connect(route, &RouteView::destinationActivated, this, &WorkspaceView::destinationWanted);
+    connect(route, &RouteView::knownMemberWanted, this, &WorkspaceView::memberWanted);
+    connect(route, &RouteView::newMemberWanted, this, &WorkspaceView::addNew);
+    connect(route, &RouteView::conversationDropped, this, &WorkspaceView::linkDropped);
+    connect(route, &RouteView::folderWanted, this, [this] { model.newConversations.chooseCreationFolder(); });
+    connect(route, &RouteView::newConversationWanted, this, [this](Agent agent) {
+        model.newConversations.useNewDestination(agent);
+        render();
+    });
+    connect(route, &RouteView::routeChosen, this, [this](const QString& id) {
+        model.chains.chooseWorkspaceRoute(utf8Text(id));
+        render();
+    });
+    connect(route, &RouteView::memberActivated, this, [this](const QString& id) {
+        for (const auto& member : model.workspace.relay().orderedRelayConversations())
+            if (member.id() == utf8Text(id)) model.chains.selectChainSource(member);
+        render();
+    });
+}
+
+void WorkspaceView::addNew(RelayLinkEnd end) {
+    if (const auto pair = model.workspace.relay().activePair())
+        model.chains.beginNewRelayConversation(end, pair->id);
+    render();
+}
+
+void WorkspaceView::link(const ConversationReference& reference) {
+    linked->link(reference);
+    render();
+}
+
+void WorkspaceView::linkDropped(const QString& path) {
+    for (const auto& known : model.catalogue.state().catalog.get()) {
+        const auto& source = model.workspace.state().sourceReference;
+        if (known.transcriptPath != utf8Text(path) || !source || source->agent == known.agent) continue;
+        const auto dropped = known; // The catalogue may change by it.
+        return link(dropped);
+    }
+}
+
+void WorkspaceView::startNew() {
+    for (const auto& endpoint : shown.endpoints)
+        if (endpoint.canStartNew) return model.newConversations.useNewDestination(endpoint.agent);
+}
+
+void WorkspaceView::showPending() {
+    model.chains.showPendingWorkspaceTransfer();
+    render();
+}
+
+void WorkspaceView::openInCodex() {
+    const auto codex = model.workspace.relay().cardReference(Agent::codex);
+    if (const auto initialID = model.newConversations.state().completedCreation(codex))
+        model.newConversations.openCompletedCodexInDesktop(*initialID);
+}
+
+void WorkspaceView::offerSidebar(bool isOffered) {
+    sidebarButton->setVisible(isOffered);
+}
+
+// Where there is little height, what is not needed at once gives way to the messages.
+void WorkspaceView::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    constexpr int leastHeight = 560;
+    if (std::exchange(isShort, height() < leastHeight) == (height() < leastHeight)) return;
+    instruction->setFewestLines(isShort ? 1 : 2);
+    pending->setShort(isShort);
+    render();
+}
+
+// The status takes one line, and copying stands in a menu.
+void WorkspaceView::setNarrow(bool newIsNarrow) {
+    isNarrow = newIsNarrow;
+    const int side = isNarrow ? 12 : 20, above = isNarrow ? 10 : 14;
+    column->setContentsMargins(side, above, side, above);
+    status->setDirection(isNarrow ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
+    status->setStretch(0, 0);
+    status->setStretch(1, isNarrow ? 1 : 0);
+    statusTitle->setWordWrap(!isNarrow);
+    render();
 }
 
 QWidget* WorkspaceView::middle() {
@@ -182,20 +301,25 @@ QWidget* WorkspaceView::middle() {
     for (QWidget* page : {static_cast<QWidget*>(welcome), static_cast<QWidget*>(messages),
                           static_cast<QWidget*>(manual), static_cast<QWidget*>(preview), loading})
         stack->addWidget(page);
-    stack->setMinimumHeight(80); // Where the window is small, what is below comes first.
+    stack->setMinimumHeight(56); // Where the window is small, what is below comes first.
     return stack;
 }
 
 QWidget* WorkspaceView::bottom() {
-    size = new QLabel;
+    size = new FittingLabel;
     size->setForegroundRole(QPalette::PlaceholderText);
-    size->setWordWrap(true);
     previewButton = new QPushButton;
     connect(previewButton, &QPushButton::clicked, this, &WorkspaceView::togglePreview);
     copyButton = new QPushButton(tr("Copy"));
     copyButton->setAccessibleName(tr("Copy relay"));
     copyButton->setToolTip(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C).toString(QKeySequence::NativeText));
     connect(copyButton, &QPushButton::clicked, this, &WorkspaceView::copyRelay);
+    moreButton = new QPushButton(QStringLiteral("⋯"));
+    moreButton->setObjectName(QStringLiteral("more"));
+    moreButton->setAccessibleName(tr("More actions"));
+    auto* more = new QMenu(moreButton);
+    connect(more->addAction(tr("Copy")), &QAction::triggered, this, &WorkspaceView::copyRelay);
+    moreButton->setMenu(more);
     sendButton = new QPushButton;
     makePrimary(*sendButton, true);
     connect(sendButton, &QPushButton::clicked, this, &WorkspaceView::sendRelay);
@@ -206,6 +330,7 @@ QWidget* WorkspaceView::bottom() {
     row->addWidget(size, 1);
     row->addWidget(previewButton);
     row->addWidget(copyButton);
+    row->addWidget(moreButton);
     row->addWidget(sendButton);
     return holder;
 }
@@ -222,10 +347,13 @@ void WorkspaceView::render() {
     statusTitle->setText(qtText(shown.statusTitle()));
     statusLine->setText(statusText(shown));
     statusLine->setVisible(!statusLine->text().isEmpty());
+    showPendingButton->setVisible(shown.state.otherPending);
+    openInCodexButton->setVisible(shown.canOpenCodex);
     // What the panel says of its message is not said twice.
     banner->render(shown.isErrorOfPending ? std::nullopt : shown.error);
     renderProgress();
     renderMiddle();
+    linked->render();
     pending->render(shown);
     renderInstruction();
     renderBottom();
@@ -282,25 +410,31 @@ void WorkspaceView::renderInstruction() {
     instruction->setPlaceholderText(shown.hasPending ? tr("Note for the next transfer (optional)")
                                                      : tr("Instructions for the relay (optional)"));
     instruction->viewport()->update(); // A new placeholder is not painted by itself.
-    nextNote->setText(nextNoteText(shown, !text.empty()));
-    nextNote->setVisible(!nextNote->text().isEmpty());
+    note->setText(noteText(shown, !text.empty()));
+    // The field says the same while it is empty.
+    const bool isKnown = shown.hasPending && text.empty() && !shown.nextError && !shown.nextRange;
+    note->setVisible(!note->text().isEmpty() && !(isShort && isKnown));
 }
 
-// Without a pair there is nothing to send to, and copying is what can be done.
+// Where nothing can be sent, copying is what can be done.
 void WorkspaceView::renderBottom() {
-    size->setText(previewText(shown));
-    previewButton->setText(
-        withShortcut(showsPreview ? tr("Hide preview") : tr("Preview"), Qt::CTRL | Qt::Key_P));
+    size->setTexts(sizeTexts(shown));
+    const auto previewTitle = showsPreview ? tr("Hide preview") : tr("Preview");
+    previewButton->setText(isNarrow ? previewTitle : withShortcut(previewTitle, Qt::CTRL | Qt::Key_P));
+    previewButton->setAccessibleName(previewTitle);
     previewButton->setEnabled(shown.state.hasContent);
+    const bool canGoOut = !shown.routes.empty() || shown.isStart;
     copyButton->setEnabled(shown.canCopy);
-    copyButton->setVisible(!shown.pendingMessage); // There is one for the saved message beside it.
-    const bool hasPair = !shown.routes.empty();
-    makePrimary(*copyButton, !hasPair);
+    // There is one for the saved message beside that.
+    copyButton->setVisible(!shown.pendingMessage && !(isNarrow && canGoOut));
+    moreButton->menu()->actions().constFirst()->setEnabled(shown.canCopy);
+    moreButton->setVisible(!shown.pendingMessage && isNarrow && canGoOut);
+    makePrimary(*copyButton, !canGoOut);
     const auto title = qtText(shown.primaryTitle);
     sendButton->setText(withShortcut(title, Qt::CTRL | Qt::Key_Return));
     sendButton->setAccessibleName(title);
     sendButton->setEnabled(shown.canSend);
-    sendButton->setVisible(hasPair);
+    sendButton->setVisible(canGoOut);
 }
 
 void WorkspaceView::renderPreview() {
@@ -313,7 +447,7 @@ void WorkspaceView::renderPreview() {
 void WorkspaceView::togglePreview() {
     showsPreview = !showsPreview && !model.workspace.relay().preview().empty();
     render();
-    if (showsPreview) preview->setFocus(Qt::ShortcutFocusReason);
+    (showsPreview ? preview : static_cast<QWidget*>(instruction))->setFocus(Qt::ShortcutFocusReason);
 }
 
 void WorkspaceView::toggleSavedMessage() {
@@ -341,8 +475,12 @@ void WorkspaceView::submitDraft() {
 }
 
 void WorkspaceView::turnRound() {
-    for (const auto& route : shown.routes)
-        if (!route.selected) return model.chains.chooseWorkspaceRoute(route.id);
+    const auto& routes = shown.routes;
+    const auto taken =
+        std::find_if(routes.begin(), routes.end(), [](const auto& route) { return route.selected; });
+    for (const auto& route : routes)
+        if (taken == routes.end() || (route.fromID == taken->toID && route.toID == taken->fromID))
+            return model.chains.chooseWorkspaceRoute(route.id);
 }
 
 void WorkspaceView::withdrawSamples() {
@@ -361,12 +499,8 @@ void WorkspaceView::focusInstruction() {
     instruction->setFocus(Qt::ShortcutFocusReason);
 }
 
-void WorkspaceView::focusSource() {
-    route->focusSource();
-}
-
-void WorkspaceView::focusDestination() {
-    route->focusDestination();
+void WorkspaceView::focusCard(std::size_t place) {
+    route->focusCard(place);
 }
 
 void WorkspaceView::focusMessages() {

@@ -6,6 +6,7 @@
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/model/OrvelWorkspaceSnapshot.h"
 
+#include <QBoxLayout>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QProgressBar>
@@ -17,7 +18,9 @@
 namespace orvel {
 
 class ErrorBanner;
+class FittingLabel;
 class GrowingTextEdit;
+class LinkedLine;
 class MessageListView;
 class PendingPanel;
 class RouteView;
@@ -38,8 +41,7 @@ class WorkspaceView : public QWidget {
     const OrvelWorkspaceSnapshot& snapshot() const { return shown; }
 
     void focusInstruction();
-    void focusSource();
-    void focusDestination();
+    void focusCard(std::size_t place);
     void focusMessages();
     /// Shows or hides the exact text.
     void togglePreview();
@@ -53,18 +55,39 @@ class WorkspaceView : public QWidget {
     void submitDraft();
     /// Lets the message go the other way.
     void turnRound();
+    /// Links the open source with the conversation; for a while that can be undone.
+    void link(const ConversationReference& reference);
+    /// Leaves the destination for a new conversation, where that may be.
+    void startNew();
+    /// Opens the pair of the open link whose message waits.
+    void showPending();
+    /// Shows the new conversation in Codex's own application, where that may be.
+    void openInCodex();
     /// Leaves what is open for a field in which a conversation can be pasted.
     void pasteConversation();
     /// No longer offers the samples.
     void withdrawSamples();
+    /// Takes less room; for a window in which the sidebar does not stand beside it.
+    void setNarrow(bool newIsNarrow);
+    /// Whether the button is shown by which the sidebar comes back.
+    void offerSidebar(bool isOffered);
+
+  protected:
+    void resizeEvent(QResizeEvent* event) override;
 
   signals:
     void openFileWanted();
     void sourceWanted();
     void destinationWanted();
     void samplesWanted();
+    void sidebarWanted();
+    /// A known conversation is to join the open link at this end.
+    void memberWanted(orvel::RelayLinkEnd end);
 
   private:
+    void connectRoute();
+    void linkDropped(const QString& path);
+    void addNew(RelayLinkEnd end);
     QWidget* middle();
     QWidget* bottom();
     void renderMiddle();
@@ -75,9 +98,14 @@ class WorkspaceView : public QWidget {
     OrvelModel& model;
     Desktop desktop;
     OrvelWorkspaceSnapshot shown;
+    QVBoxLayout* column;
+    QPushButton* sidebarButton;
     RouteView* route;
     QProgressBar* progress;
+    QBoxLayout* status;
     QLabel *statusTitle, *elapsed, *statusLine;
+    QPushButton *showPendingButton, *openInCodexButton;
+    LinkedLine* linked;
     ErrorBanner* banner;
     QStackedWidget* stack;
     WelcomeView* welcome;
@@ -85,13 +113,14 @@ class WorkspaceView : public QWidget {
     QPlainTextEdit *manual, *preview;
     QWidget* loading;
     PendingPanel* pending;
-    QLabel* nextNote;
+    QLabel* note;
     GrowingTextEdit* instruction;
-    QLabel* size;
-    QPushButton *previewButton, *copyButton, *sendButton;
+    FittingLabel* size;
+    QPushButton *previewButton, *copyButton, *moreButton, *sendButton;
     QTimer clock; // Ticks only while a turn is watched or a delivery goes into Claude.
     bool isPasting = false;
     bool showsPreview = false;
+    bool isNarrow = false, isShort = false;
     std::string shownPreview;
 };
 

@@ -1,146 +1,62 @@
 // The relay in the window: what it says in every state of a link, and what a person can do there.
 
-#include "Orvel/platform/qt/QtText.h"
-#include "Orvel/platform/simulated/SimulatedCodex.h"
-#include "Orvel/platform/simulated/SimulatedDesktop.h"
-#include "OrvelCore/conversations/ConversationCatalog.h"
-#include "OrvelCore/conversations/TranscriptReader.h"
-#include "OrvelCore/relay/RelayStateJson.h"
-#include "TemporaryFolder.h"
-#include "model/FakeClaudeSender.h"
-#include "samples/TranscriptWriter.h"
-#include "screens/WindowFixture.h"
+#include "Orvel/screens/Theme.h"
+#include "screens/RelayWindowFixture.h"
 
-#include <chrono>
-
-#include <nlohmann/json.hpp>
+#include <filesystem>
 
 #include <QApplication>
+#include <QDropEvent>
 #include <QKeyEvent>
+#include <QMenu>
+#include <QMimeData>
+#include <QTest>
 
 namespace orvel {
 namespace {
 
 using namespace std::chrono_literals;
 
-class RelayWindowTest : public WindowFixture {
-  public:
-    static constexpr auto codexID = "01a1fd20-0000-7000-8000-000000000001";
-    static constexpr auto otherCodexID = "01a1fd20-0000-7000-8000-000000000003";
-    static constexpr auto claudeID = "5b0d714f-0000-4000-8000-000000000002";
+class RelayWindowTest : public RelayWindowFixture {
+  protected:
+    static constexpr auto newClaudeID = "5b0d714f-0000-4000-8000-0000000000aa";
 
-    void SetUp() override {
-        write();
-        CodexTranscript other({.id = otherCodexID, .workingDirectory = "/code/engine"});
-        other.ask("q").answer("a");
-        folder.write(codexPath(otherCodexID), other.text());
-        std::string titles;
-        for (const auto& [id, title] : {std::pair(codexID, "Parser"), std::pair(otherCodexID, "Presets")})
-            titles += std::string(R"({"id":")") + id + R"(","thread_name":")" + title + "\"}\n";
-        folder.write("home/.codex/session_index.jsonl", titles);
-        folder.write("config/Claude/claude-code-sessions/one/local_1.json",
-                     std::string(R"({"sessionId":"local_1","cliSessionId":")") + claudeID +
-                         R"(","cwd":"/code/compiler","title":"Review"})");
-        simulated.processes.environment["PATH"] = "/opt";
-    }
+    std::size_t pairs() const { return model->ledger.state().relayState->pairs.size(); }
 
-    static std::string codexPath(const std::string& id) {
-        return "home/.codex/sessions/2026/11/20/rollout-2026-11-20T10-00-00-" + id + ".jsonl";
-    }
-
-    void write() const {
-        folder.write(codexPath(codexID), codexTranscript.text());
-        folder.write("home/.claude/projects/-code-compiler/" + std::string(claudeID) + ".jsonl",
-                     claudeTranscript.text());
-    }
-
-    AgentFolders folders() const {
-        return AgentFolders::of(folder.path("home"), std::nullopt, std::nullopt, folder.path("config"));
-    }
-
-    ConversationReference reference(const std::string& sessionID) const {
-        for (const auto& known : ConversationCatalog::list(folders()))
-            if (known.sessionID == sessionID) return known;
-        ADD_FAILURE() << "no conversation " << sessionID;
+    QModelIndex indexOf(const QString& title) {
+        const auto& rows = *sidebarList().model();
+        for (int row = 0; row < rows.rowCount(); ++row)
+            if (rows.index(row, 0).data().toString() == title) return rows.index(row, 0);
+        ADD_FAILURE() << "no row " << title.toStdString();
         return {};
     }
-
-    // The records, as an earlier run of Orvel left them
-
-    void pairUp() { pairID = state.pair(reference(codexID), reference(claudeID), std::nullopt, stamp).id; }
-
-    std::string prepare(Agent source) {
-        const auto read = [&](Agent agent) {
-            const auto known = reference(agent == Agent::codex ? codexID : claudeID);
-            return TranscriptReader::read(known.transcriptPath, agent);
-        };
-        if (pairID.empty()) pairUp();
-        return state.prepare({pairID, source, read(source), read(other(source)), "note", std::nullopt}, stamp)
-            .id;
-    }
-
-    // The window
-
-    void open() {
-        folder.write("data/relay-state.json", encodeRelayState(state));
-        model = std::make_unique<OrvelModel>(simulated.ports(), claude, folders(),
-                                             folder.path("data/state.json"));
-        window = std::make_unique<MainWindow>(*model, simulated.ports(), WindowCommands());
-        window->resize(1000, 700);
-        window->show();
-        model->links.restoreRelay();
-        model->catalogue.discoverConversations();
+    void select(const QString& title) { sidebarList().setCurrentIndex(indexOf(title)); }
+    // Presses the button at the right end of the row.
+    void clickAction(const QString& title) {
+        const auto row = sidebarList().visualRect(indexOf(title));
+        QTest::mouseClick(sidebarList().viewport(), Qt::LeftButton, {}, {row.right() - 30, row.center().y()});
         settle();
     }
-
-    void settle() override { pass(10ms); }
-
-    void pass(MainLoop::Duration time) {
-        simulated.loop.runFor(time);
-        for (int i = 0; i < 3; ++i) QApplication::processEvents();
+    void dropOnNewCard(const std::string& path) {
+        auto* card = shown(QAccessible::Button, ", To, New conversation");
+        ASSERT_TRUE(card);
+        QMimeData mime;
+        mime.setData(ConversationCard::dragFormat(), QByteArray::fromStdString(path));
+        QDragEnterEvent enter({5, 5}, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(card->object(), &enter);
+        ASSERT_TRUE(enter.isAccepted());
+        QDropEvent drop({5, 5}, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(card->object(), &drop);
+        settle();
     }
-
-    void openPair() {
-        pairUp();
-        open();
+    // The button of exactly this name, or of this name that is selected.
+    void pressExactly(const QString& name) {
+        for (auto* button : window->findChildren<QPushButton*>())
+            if (button->isVisible() &&
+                (button->accessibleName() == name || button->accessibleName() == name + ", selected"))
+                button->click();
+        settle();
     }
-
-    void openSubmitted(Agent source) {
-        state.markSubmitted(prepare(source));
-        open();
-    }
-
-    void failToSend(bool canRetry) {
-        claude.failure = RelaySendError("The window vanished.", canRetry);
-        openPair();
-        trigger("Send to Claude");
-        pass(2s);
-    }
-
-    // Lets time pass until the window shows it, for an hour at most.
-    void waitInWindow(const std::function<bool()>& condition) {
-        for (int i = 0; i < 36'000 && !condition(); ++i) pass(100ms);
-        EXPECT_TRUE(condition());
-    }
-
-    std::string cards() {
-        QStringList names;
-        for (const char* role : {", From, ", ", To, "})
-            if (auto* card = shown(QAccessible::Button, QLatin1String(role)))
-                names += card->text(QAccessible::Name);
-        return utf8Text(names.join(" | "));
-    }
-
-    TemporaryFolder folder;
-    CodexTranscript codexTranscript =
-        CodexTranscript({.id = codexID, .workingDirectory = "/code/compiler"}).ask("q1").answer("a1");
-    ClaudeTranscript claudeTranscript =
-        ClaudeTranscript({.id = claudeID, .workingDirectory = "/code/compiler"}).ask("c1").answer("d1");
-    RelayState state;
-    std::string pairID;
-    RelayStamp stamp{[count = std::make_shared<int>(0)] { return "ID-" + std::to_string(++*count); }, 1000};
-    SimulatedDesktop simulated;
-    FakeClaudeSender claude{simulated.loop};
 };
 
 // What the window says in each state
@@ -165,8 +81,21 @@ constexpr auto notDelivered = "Saved: done, Delivered: failed, Seen in the trans
 constexpr auto delivered = "Saved: done, Delivered: done, Seen in the transcript: not yet";
 
 const Look looks[] = {
-    {"NoPair", [](auto& test) { test.open(), test.choose("Parser"); }, "Ready", "", false, true, "", false,
-     "Choose a conversation"},
+    {"NoPair", [](auto& test) { test.open(), test.choose("Parser"); }, "Ready", "Start in Claude", true, true,
+     "", false, "2 messages for Claude"},
+    {"NoFolder", [](auto& test) { test.open(), test.choose("Review"); }, "Ready", "Start in Codex", false,
+     true, "", false, "Choose the folder in which the new conversation is to work"},
+    {"StartCopied",
+     [](auto& test) { test.open(), test.choose("Parser"), test.trigger("Copy relay"), test.settle(); },
+     "Waiting for paste", "Retry to Claude", false, false, savedOnly, false, "Paste into a new conversation"},
+    {"NoDirection", [](auto& test) { test.openChain(), test.press("Codex, To, Parser"); },
+     "Choose a destination", "Send to", false, false, "", false, "Use the arrows above"},
+    {"OtherPending",
+     [](auto& test) {
+         test.chainUp(), test.state.markSubmitted(test.prepare(Agent::codex)), test.open(),
+             test.press("Codex → Claude 2");
+     },
+     "Another transfer is pending", "Send to Claude 2", false, false, "", false, ""},
     {"PairReady", [](auto& test) { test.openPair(); }, "Ready", "Send to Claude", true, true, "", false,
      "2 messages for Claude"},
     {"BusySource", [](auto& test) { test.codexTranscript.ask("q2"), test.write(), test.openPair(); },
@@ -255,31 +184,248 @@ INSTANTIATE_TEST_SUITE_P(States, RelayStateTest, testing::ValuesIn(looks), nameO
 
 // What a person does there
 
-TEST_F(RelayWindowTest, ALinkIsMadeByChoosingASourceAndThenItsDestination) {
+TEST_F(RelayWindowTest, AClickOnlyOpensAndALinkIsMadeByChoosingItsDestination) {
     open();
     choose("Parser");
-    EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Choose a conversation");
-    trigger("Choose the destination…");
+    EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, New conversation");
+    choose("Review");
+    EXPECT_EQ(cards(), "Claude, From, Review | Codex, To, New conversation");
+    choose("Parser");
+    EXPECT_EQ(pairs(), 0U);
+    press("Claude, To, New conversation");
     EXPECT_TRUE(shows("Choose the Claude conversation to send to"));
-    EXPECT_EQ(rows().size(), 2); // The heading and the only one of Claude's.
+    EXPECT_EQ(rows().size(), 3); // The heading and those of Claude's.
     choose("Review");
     EXPECT_FALSE(shows("Choose the Claude conversation to send to"));
     EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Review");
     EXPECT_EQ(rows()[1], "Link, Review ↔ Parser, nothing sent yet");
     EXPECT_TRUE(isEnabled("Send to Claude"));
-
-    // One of the source's agent becomes the source.
     choose("Presets");
-    EXPECT_EQ(cards(), "Codex, From, Presets | Claude, To, Choose a conversation");
+    EXPECT_EQ(cards(), "Codex, From, Presets | Claude, To, New conversation");
     choose("Review ↔ Parser");
     EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Review");
-
-    // So does one of the other agent, where a source is being chosen.
     trigger("Choose the source…");
     EXPECT_FALSE(rows().contains("Links"));
     choose("Review");
-    EXPECT_EQ(cards(), "Claude, From, Review | Codex, To, Choose a conversation");
-    EXPECT_EQ(model->ledger.state().relayState->pairs.size(), 1U);
+    EXPECT_EQ(cards(), "Claude, From, Review | Codex, To, New conversation");
+    EXPECT_EQ(pairs(), 1U);
+}
+
+TEST_F(RelayWindowTest, EveryWayOfLinkingCanBeTakenBackUntilAMessageGoesOut) {
+    const std::vector<std::pair<const char*, std::function<void()>>> ways = {
+        {"menu", [this] { select("Review"), trigger("Link with the selected conversation"); }},
+        {"button", [this] { select("Review"), clickAction("Review"); }},
+        {"drop", [this] { dropOnNewCard(folder.path(claudePath(claudeID))); }}};
+    for (const auto& [name, link] : ways) {
+        open();
+        choose("Parser");
+        type("Instructions", "Judge this.");
+        link();
+        settle();
+        EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Review") << name;
+        EXPECT_TRUE(shows("Linked with “Review”.")) << name;
+        press("Undo the link");
+        EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, New conversation") << name;
+        EXPECT_EQ(editor("Instructions")->toPlainText(), "Judge this.") << name;
+        EXPECT_EQ(model->ledger.state().relayState->activePairs().size(), 0U) << name;
+    }
+    select("Review"), clickAction("Review");
+    settle();
+    trigger("Send to Claude");
+    pass(5s);
+    EXPECT_FALSE(shown(QAccessible::Button, "Undo the link"));
+}
+
+// Chains and new conversations
+
+TEST_F(RelayWindowTest, AChainShowsAllItsConversationsAndBothWaysBetweenNeighbours) {
+    openChain();
+    EXPECT_EQ(rows().filter("Link, ").size(), 1);
+    for (const auto& [route, expected] :
+         {std::pair("Codex → Claude 2", "Claude, Review | Codex, From, Parser | Claude 2, To, Fuzzing"),
+          std::pair("Claude 2 → Codex", "Claude, Review | Codex, To, Parser | Claude 2, From, Fuzzing"),
+          std::pair("Claude → Codex", "Claude, From, Review | Codex, To, Parser | Claude 2, Fuzzing"),
+          std::pair("Codex → Claude", "Claude, To, Review | Codex, From, Parser | Claude 2, Fuzzing")}) {
+        pressExactly(route);
+        EXPECT_EQ(cards(), expected);
+        EXPECT_TRUE(shown(QAccessible::Button, qtText(route) + ", selected"));
+        EXPECT_TRUE(sidebarList().currentIndex().data().toString().startsWith("Review"));
+    }
+    press("Claude 2, Fuzzing");
+    EXPECT_EQ(cards(), "Claude, Review | Codex, To, Parser | Claude 2, From, Fuzzing");
+    trigger("Turn the relay round");
+    EXPECT_EQ(cards(), "Claude, Review | Codex, From, Parser | Claude 2, To, Fuzzing");
+    auto* full = shown(QAccessible::ButtonMenu, "Add a conversation at the end");
+    ASSERT_TRUE(full && full->state().disabled);
+    EXPECT_EQ(full->text(QAccessible::Description), "A link holds three conversations at most.");
+}
+
+TEST_F(RelayWindowTest, AMessageThatWaitsElsewhereInTheChainIsOneStepAway) {
+    chainUp();
+    state.markSubmitted(prepare(Agent::codex));
+    open();
+    press("Codex → Claude 2");
+    EXPECT_FALSE(isEnabled("Send to Claude 2"));
+    press("Show the pending transfer");
+    EXPECT_EQ(cards(), "Claude, To, Review | Codex, From, Parser | Claude 2, Fuzzing");
+    EXPECT_TRUE(shows("Checking delivery…"));
+    EXPECT_FALSE(shown(QAccessible::Button, "Show the pending transfer"));
+}
+
+TEST_F(RelayWindowTest, ALinkGrowsByAKnownConversationOrANewOne) {
+    openPair();
+    const auto extend = [this](const char* button, const char* entry) {
+        auto* element = shown(QAccessible::ButtonMenu, QLatin1String(button));
+        ASSERT_TRUE(element && !element->state().disabled);
+        for (auto* action : qobject_cast<QPushButton*>(element->object())->menu()->actions())
+            if (action->text() == qtText(entry)) action->trigger();
+        settle();
+    };
+    extend("Add a conversation at the end", "New conversation");
+    EXPECT_EQ(cards(), "Codex, From, Parser | Claude 2, To, New conversation");
+    EXPECT_TRUE(isEnabled("Start in Claude"));
+    choose("Review ↔ Parser");
+    extend("Add a conversation at the end", "Choose a conversation…");
+    EXPECT_TRUE(shows("Choose the Claude conversation that joins the link"));
+    EXPECT_EQ(rows().size(), 3);
+    choose("Fuzzing");
+    EXPECT_EQ(cards(), "Claude, Review | Codex, From, Parser | Claude 2, Fuzzing");
+    EXPECT_TRUE(shows("Choose a destination"));
+}
+
+TEST_F(RelayWindowTest, ANewConversationIsStartedFromItsCardAndThenStandsThere) {
+    open();
+    choose("Parser");
+    claude.during = [this] {
+        ClaudeTranscript made({.id = newClaudeID, .workingDirectory = "/code/compiler"});
+        made.ask(claude.sent.back()).answer("Begun.");
+        folder.write(claudePath(newClaudeID), made.text());
+        claude.started = reference(newClaudeID);
+    };
+    trigger("Start in Claude");
+    EXPECT_TRUE(shows("Sending to Claude…"));
+    pass(5s);
+    EXPECT_EQ(claude.sent.size(), 1U);
+    EXPECT_TRUE(QByteArray::fromStdString(cards()).contains("Codex, To, Parser")) << cards();
+    EXPECT_EQ(model->workspace.relay().activePair()->claude.sessionID, newClaudeID);
+}
+
+TEST_F(RelayWindowTest, AFirstMessageThatWaitsIsFoundByItsSource) {
+    open();
+    choose("Review");
+    EXPECT_FALSE(isEnabled("Start in Codex"));
+    simulated.panels.answer = "/code/compiler";
+    press("Choose the working folder");
+    EXPECT_TRUE(isEnabled("Start in Codex"));
+    trigger("Copy relay");
+    settle();
+    choose("Parser");
+    EXPECT_EQ(rows().filter("first message waits").size(), 1);
+    choose("Review");
+    EXPECT_TRUE(shows("Waiting for paste"));
+    press("Choose a conversation");
+    choose("Presets");
+    EXPECT_EQ(pairs(), 0U) << "it was there before";
+    EXPECT_TRUE(shown(QAccessible::Button, "Dismiss the failure"));
+}
+
+TEST_F(RelayWindowTest, ClosedLinksAreFoldedAwayAndCanBeReopened) {
+    pairUp();
+    state.archivePair(pairID, 2);
+    open();
+    EXPECT_EQ(rows()[0], "▸ Closed links (1)");
+    EXPECT_FALSE(rows().contains("Closed link, Review ↔ Parser, nothing sent yet"));
+    choose("▸ Closed links (1)");
+    EXPECT_EQ(rows()[1], "Closed link, Review ↔ Parser, nothing sent yet");
+    choose("Review ↔ Parser");
+    EXPECT_FALSE(model->workspace.relay().activePair()) << "a click only opens";
+    select("Review ↔ Parser"), clickAction("Review ↔ Parser");
+    settle();
+    EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Review");
+    EXPECT_EQ(rows()[1], "Link, Review ↔ Parser, nothing sent yet");
+}
+
+TEST_F(RelayWindowTest, NoRowMovesUnderThePointer) {
+    openPair();
+    auto* viewport = sidebarList().viewport();
+    QEnterEvent enter({5, 5}, {5, 5}, {5, 5});
+    QApplication::sendEvent(viewport, &enter);
+    const auto before = rows();
+    state.setRetryable(prepare(Agent::codex), true);
+    folder.write(codexPath("01a1fd20-0000-7000-8000-000000000009"), codexTranscript.text());
+    model->catalogue.discoverConversations();
+    settle();
+    trigger("Send to Claude");
+    pass(5s);
+    ASSERT_EQ(rows().size(), before.size());
+    EXPECT_TRUE(rows()[1].contains("on its way")) << "what a row says goes on";
+    for (int i = 2; i < before.size(); ++i) EXPECT_EQ(rows()[i], before[i]);
+    QEvent leave(QEvent::Leave);
+    QApplication::sendEvent(viewport, &leave);
+    settle();
+    EXPECT_NE(rows().size(), before.size());
+}
+
+// Keys, and room
+
+TEST_F(RelayWindowTest, AHeldKeySendsOnceThoughARetryWouldBePossible) {
+    claude.failure = RelaySendError("It is closed.", true);
+    openPair();
+    window->activateWindow();
+    editor("Instructions")->setFocus();
+    for (const bool isRepeated : {false, true, true}) {
+        QTest::simulateEvent(editor("Instructions"), true, Qt::Key_Return, Qt::ControlModifier, {},
+                             isRepeated);
+        pass(3s);
+    }
+    EXPECT_EQ(claude.sent.size(), 1U);
+}
+
+TEST_F(RelayWindowTest, ThePreviewGivesTheFocusBackAndAFruitlessSearchKeepsIt) {
+    openPair();
+    window->activateWindow();
+    trigger("Show or hide preview");
+    EXPECT_TRUE(editor("Preview")->hasFocus());
+    trigger("Show or hide preview");
+    EXPECT_TRUE(editor("Instructions")->hasFocus());
+    trigger("Search");
+    type("Search conversations", "nothing like it");
+    auto* search = window->findChild<QWidget*>("search");
+    QTest::keyClick(search, Qt::Key_Return);
+    EXPECT_TRUE(search->hasFocus());
+    EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Review");
+}
+
+TEST_F(RelayWindowTest, NothingIsToldOfTheConversationThatWasOpenBefore) {
+    openPair();
+    model->notices.say("Told of the link.");
+    settle();
+    EXPECT_TRUE(shows("Told of the link."));
+    std::filesystem::remove(folder.path(codexPath(otherCodexID)));
+    for (const auto* title : {"Fuzzing", "Presets"}) {
+        choose(title);
+        EXPECT_FALSE(shows("Told of the link.")) << title;
+    }
+    EXPECT_TRUE(shows("Couldn't load the conversation."));
+}
+
+TEST_P(RelayStateTest, NoButtonIsCutInTheSmallestWindow) {
+    Theme::light().apply(); // The measures are those of the style.
+    GetParam().arrange(*this);
+    window->resize(640, 480);
+    settle();
+    for (auto* button : window->findChildren<QPushButton*>()) {
+        if (!button->isVisible() || qobject_cast<ConversationCard*>(button)) continue;
+        const auto name = button->accessibleName().toStdString() + "/" + button->text().toStdString();
+        EXPECT_GE(button->width(), button->sizeHint().width()) << name;
+        EXPECT_GE(button->height(), button->sizeHint().height()) << name;
+        const QRect area(button->mapTo(window.get(), QPoint()), button->size());
+        EXPECT_TRUE(window->rect().contains(area)) << name;
+    }
+    for (auto* label : window->findChildren<QLabel*>()) {
+        if (!label->isVisible() || !label->wordWrap()) continue;
+        EXPECT_GE(label->height(), label->heightForWidth(label->width())) << label->text().toStdString();
+    }
 }
 
 TEST_F(RelayWindowTest, ChoosingCanBeGivenUp) {

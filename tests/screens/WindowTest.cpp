@@ -73,11 +73,11 @@ TEST_F(WindowTest, FromAConversationInTheListToItsTextOnTheClipboard) {
     const auto expected = "Judge only this.\n\nclaude: " + messages.back().text;
     trigger("Show or hide preview");
     EXPECT_EQ(editor("Preview")->toPlainText().toStdString(), expected);
-    EXPECT_TRUE(shows(QLocale().toString(static_cast<qulonglong>(expected.size())) + " bytes for Codex"));
+    EXPECT_TRUE(shows(QLocale().toString(static_cast<qulonglong>(expected.size())) + " bytes"));
 
     press("Copy relay");
     EXPECT_EQ(simulated.pasteboard.text, expected);
-    EXPECT_TRUE(shows("Copied. Destination: Codex."));
+    EXPECT_TRUE(shows("Paste into a new conversation"));
 }
 
 TEST_F(WindowTest, AConversationWhoseAgentStillWorksCanBeReadButNotCopied) {
