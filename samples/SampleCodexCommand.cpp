@@ -3,11 +3,29 @@
 #include "OrvelCore/text/Unicode.h"
 
 #include <algorithm>
+#include <optional>
+
+#include <nlohmann/json.hpp>
 
 namespace orvel {
 
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::optional<std::string> execFolder(const std::vector<std::string>& arguments) {
+    constexpr std::size_t place = 4;
+    if (arguments.size() <= place) return std::nullopt;
+    const auto& folder = arguments[place];
+    const std::vector<std::string> expected{"exec", "--json", "--skip-git-repo-check", "-C", folder, "-"};
+    return arguments == expected ? std::optional(folder) : std::nullopt;
+}
+
+} // namespace
+
 SampleCodexCommand SampleCodexCommand::parse(const std::vector<std::string>& arguments) {
     if (arguments == std::vector<std::string>{"app-server", "proxy"}) return {.kind = Kind::proxy};
+    if (const auto folder = execFolder(arguments)) return {.kind = Kind::exec, .folder = *folder};
     if (arguments.empty() || arguments[0] != "queue") return {};
     SampleCodexCommand command{.kind = Kind::queue};
     for (std::size_t i = 1; i < arguments.size(); ++i) {
@@ -27,6 +45,19 @@ SampleCodexCommand SampleCodexCommand::parse(const std::vector<std::string>& arg
     }
     if (command.threadID.empty() || command.message.empty()) return {};
     return command;
+}
+
+std::string printedAtStart(std::string_view threadID) {
+    return Json{{"type", "thread.started"}, {"thread_id", threadID}}.dump() + "\n" +
+           Json{{"type", "turn.started"}}.dump() + "\n";
+}
+
+std::string printedAtEnd(const SampleCodexTurn& turn) {
+    if (turn.status != SampleCodexTurn::Status::completed)
+        return Json{{"type", "turn.failed"}, {"error", {{"message", turn.error}}}}.dump() + "\n";
+    const Json reply{{"id", "item_0"}, {"type", "agent_message"}, {"text", turn.items.back().text}};
+    return Json{{"type", "item.completed"}, {"item", reply}}.dump() + "\n" +
+           Json{{"type", "turn.completed"}, {"usage", Json::object()}}.dump() + "\n";
 }
 
 } // namespace orvel

@@ -8,10 +8,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
+#include <stdexcept>
 #include <system_error>
 
 #include <fcntl.h>
+#include <fmt/chrono.h>
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -139,13 +143,18 @@ bool SampleCodexWriter::beginFrom(SampleCodexQueue& queue, std::int64_t moment) 
     const auto message = queue.takeFirst();
     if (!message) return false;
     thread = SampleCodexThread::read(pathNow(thread));
-    transcript = std::make_unique<CodexTranscript>(CodexTranscript::continued(
-        {.id = thread.id, .workingDirectory = thread.workingDirectory}, thread.nextOrdinal, moment));
+    beginIn(std::make_unique<CodexTranscript>(CodexTranscript::continued(
+                {.id = thread.id, .workingDirectory = thread.workingDirectory}, thread.nextOrdinal, moment)),
+            *message);
+    return true;
+}
+
+void SampleCodexWriter::beginIn(std::unique_ptr<CodexTranscript> of, std::string_view message) {
+    transcript = std::move(of);
     written = 0;
-    transcript->ask(*message);
+    transcript->ask(message);
     appendNewRecords();
     current = SampleCodexThread::read(pathNow(thread)).turns.back();
-    return true;
 }
 
 SampleCodexTurn SampleCodexWriter::finish(std::int64_t moment, bool fails) {
@@ -209,6 +218,27 @@ std::unique_ptr<SampleCodexWriter> SampleCodexHome::writerFor(const SampleCodexT
     auto lock = std::make_unique<SampleCodexLock>(ownPath(thread, ".writer"));
     if (!lock->tryNow()) return nullptr;
     return std::make_unique<SampleCodexWriter>(thread, ownPath(thread, ".queue"), std::move(lock));
+}
+
+std::unique_ptr<SampleCodexWriter> SampleCodexHome::begin(const std::string& id,
+                                                          const std::string& workingDirectory,
+                                                          std::string_view message,
+                                                          std::int64_t moment) const {
+    const std::chrono::sys_time<std::chrono::milliseconds> at{std::chrono::milliseconds(moment)};
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(at);
+    const auto folder = joinedPath(folderPath, fmt::format("sessions/{:%Y/%m/%d}", seconds));
+    std::filesystem::create_directories(folder);
+    SampleCodexThread thread{
+        .id = id,
+        .path = joinedPath(folder, fmt::format("rollout-{:%Y-%m-%dT%H-%M-%S}-{}.jsonl", seconds, id)),
+        .workingDirectory = workingDirectory};
+    auto made = writer(thread);
+    if (!made) throw std::runtime_error("there is a writer of " + id);
+    close(opened(thread.path, O_WRONLY | O_CREAT | O_EXCL));
+    const SampleSession session{
+        .id = id, .workingDirectory = workingDirectory, .startedAt = seconds.time_since_epoch().count()};
+    made->beginIn(std::make_unique<CodexTranscript>(session), message);
+    return made;
 }
 
 bool SampleCodexHome::hasWriter(const SampleCodexThread& thread) const {

@@ -45,6 +45,7 @@ class SampleCodexWriter {
 
   private:
     friend class SampleCodexHome;
+    void beginIn(std::unique_ptr<CodexTranscript> of, std::string_view message);
     bool beginFrom(SampleCodexQueue& queue, std::int64_t moment);
     void finishAllOf(SampleCodexQueue& queue, std::int64_t moment, bool fails);
     void appendNewRecords();
@@ -72,6 +73,11 @@ class SampleCodexHome {
 
     /// Becomes the writer of the thread; nothing if there is already one.
     std::unique_ptr<SampleCodexWriter> writer(const SampleCodexThread& thread) const;
+
+    /// Makes a thread whose first turn begins with the message, and becomes its writer. Throws where its file
+    /// can't be made, and where the thread is there already.
+    std::unique_ptr<SampleCodexWriter> begin(const std::string& id, const std::string& workingDirectory,
+                                             std::string_view message, std::int64_t moment) const;
 
     bool hasWriter(const SampleCodexThread& thread) const;
 

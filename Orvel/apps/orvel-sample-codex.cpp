@@ -2,17 +2,22 @@
 // folder on which it works.
 
 #include "Orvel/platform/posix/WakePipe.h"
+#include "Orvel/runtime/Random.h"
 #include "samples/SampleCodexCommand.h"
 #include "samples/SampleCodexServer.h"
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <limits>
+#include <string>
+#include <thread>
 
 #include <poll.h>
 #include <unistd.h>
@@ -96,6 +101,42 @@ int complain(const char* text, int status) {
     return status;
 }
 
+// A message may have a few megabytes; nobody gives the sample more.
+constexpr std::size_t mostInput = 100'000'000;
+
+std::string standardInput() {
+    std::string text;
+    std::array<char, 16'384> bytes{};
+    while (text.size() < mostInput) {
+        const auto count = read(STDIN_FILENO, bytes.data(), bytes.size());
+        if (count == 0 || (count < 0 && errno != EINTR)) break;
+        if (count > 0) text.append(bytes.data(), static_cast<std::size_t>(count));
+    }
+    return text;
+}
+
+void print(const std::string& text) {
+    std::fputs(text.c_str(), stdout);
+    std::fflush(stdout);
+}
+
+// A new conversation and its first turn.
+int begin(const SampleCodexHome& home, const std::string& folder) {
+    if (!std::filesystem::is_directory(folder)) return complain("no such folder", unavailable);
+    const auto text = standardInput();
+    if (text.empty()) return complain("no prompt on standard input", unavailable);
+    auto id = randomUUID();
+    std::transform(id.begin(), id.end(), id.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const SampleCodexManner manner;
+    const auto writer = home.begin(id, folder, text, now().unixMilliseconds);
+    print(printedAtStart(id));
+    std::this_thread::sleep_for(std::chrono::milliseconds(manner.turnMilliseconds));
+    print(printedAtEnd(writer->finish(now().unixMilliseconds, manner.turnsFail)));
+    writer->finishAll(now().unixMilliseconds, manner.turnsFail);
+    return 0;
+}
+
 int run(const SampleCodexCommand& command) {
     const char* folder = std::getenv("CODEX_HOME");
     if (!folder || !*folder) return complain("CODEX_HOME names no folder", unavailable);
@@ -105,10 +146,13 @@ int run(const SampleCodexCommand& command) {
     case SampleCodexCommand::Kind::queue:
         if (home.queue(command.threadID, command.message, now().unixMilliseconds, false)) return 0;
         return complain("no such thread", unavailable);
+    case SampleCodexCommand::Kind::exec: return begin(home, command.folder);
     case SampleCodexCommand::Kind::invalid: break;
     }
-    return complain("app-server proxy | queue --thread ID --message TEXT",
-                    SampleCodexCommand::statusOfInvalid);
+    return complain(
+        "app-server proxy | queue --thread ID --message TEXT | exec --json --skip-git-repo-check -C "
+        "FOLDER -",
+        SampleCodexCommand::statusOfInvalid);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <memory>
+#include <numeric>
 #include <string_view>
 #include <vector>
 
@@ -49,8 +50,9 @@ class HelpFormatter : public CLI::Formatter {
         if (!program) return CLI::Formatter::make_footer(command);
         while (program->get_parent()) program = program->get_parent();
         return make_group(globalOptions, false, program->get_options([](const CLI::Option* option) {
-            return option->get_group() == globalOptions;
-        }));
+                   return option->get_group() == globalOptions;
+               })) +
+               "\n" + CLI::Formatter::make_footer(command);
     }
 };
 
@@ -65,17 +67,59 @@ std::string complaintAboutAgent(const std::string& name) {
 
 constexpr int longestWait = 86'400;
 
-// Nothing for a text that is no number of seconds, or too large a one.
-std::optional<std::chrono::seconds> secondsIn(const std::string& text) {
+constexpr int mostMessages = 1'000'000;
+
+// Nothing for a text that is no number from 1 to the largest.
+std::optional<int> numberIn(const std::string& text, int largest) {
     int count = 0;
     const auto* end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, count);
-    if (error != std::errc() || stop != end || count < 1 || count > longestWait) return std::nullopt;
-    return std::chrono::seconds(count);
+    if (error != std::errc() || stop != end || count < 1 || count > largest) return std::nullopt;
+    return count;
+}
+
+std::string complaintAboutLast(const std::string& text) {
+    return numberIn(text, mostMessages) ? "" : "must be from 1 to 1000000 messages, not “" + text + "”";
 }
 
 std::string complaintAboutWait(const std::string& text) {
-    return secondsIn(text) ? "" : "must be from 1 to 86400 seconds, not “" + text + "”";
+    return numberIn(text, longestWait) ? "" : "must be from 1 to 86400 seconds, not “" + text + "”";
+}
+
+// How many letters have to be changed, added, taken out or exchanged with their neighbours.
+std::size_t distance(std::string_view one, std::string_view two) {
+    std::vector<std::size_t> before(two.size() + 1), last(two.size() + 1), row(two.size() + 1);
+    std::iota(last.begin(), last.end(), std::size_t{0});
+    for (std::size_t i = 1; i <= one.size(); ++i) {
+        row[0] = i;
+        for (std::size_t j = 1; j <= two.size(); ++j) {
+            const bool isSame = one[i - 1] == two[j - 1];
+            row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + (isSame ? 0 : 1)});
+            if (i > 1 && j > 1 && one[i - 1] == two[j - 2] && one[i - 2] == two[j - 1])
+                row[j] = std::min(row[j], before[j - 2] + 1);
+        }
+        before = last;
+        last = row;
+    }
+    return last[two.size()];
+}
+
+// The one name that is much like the word; nothing if there is none, or if two are as near.
+std::optional<std::string> nearestName(std::string_view word, const std::vector<std::string>& names) {
+    constexpr std::size_t farthest = 2;
+    std::optional<std::string> nearest;
+    std::size_t least = std::min(farthest, word.size() / 2) + 1;
+    for (const auto& name : names) {
+        const auto away = distance(word, name);
+        if (away > least || (away == least && !nearest)) continue;
+        if (away == least && *nearest != name) {
+            nearest.reset();
+            continue;
+        }
+        least = away;
+        nearest = name;
+    }
+    return nearest;
 }
 
 // The grammar of the command line; it parses once.
@@ -100,8 +144,7 @@ class Grammar {
         auto& preview = addCommand(Command::preview, "preview",
                                    "Print the exact text that would be relayed, and nothing else");
         addConversation(preview);
-        addText(preview, "--from", "MESSAGE-ID", "Begin at the message with this ID, as show prints it",
-                [this](const std::string& id) { result.from = id; });
+        addRange(preview);
         addNote(preview);
 
         auto& url = addCommand(Command::url, "url", "Print what a handoff URL asks for");
@@ -152,16 +195,16 @@ class Grammar {
         auto& link = addCommand(Command::link, "link", "Link two conversations and print the link's ID");
         link.add_option("CODEX-ID", result.subject, "A conversation with Codex, as list prints it")
             ->required();
-        link.add_option("CLAUDE-ID", result.claudeID, "A conversation with Claude")->required();
+        link.add_option("CLAUDE-ID", result.conversationID, "A conversation with Claude")->required();
 
-        addCommand(Command::links, "links", "List the links");
+        auto& links = addCommand(Command::links, "links", "List the links");
+        links.add_flag("--closed", result.closed, "Those that were closed, instead of the open ones");
 
         auto& send = addCommand(Command::send, "send", "Send what is new on one side of a link to the other");
         addLink(send);
         addAgentOption(send, "--source", "Whose conversation it comes from: codex or claude")->required();
         addNote(send);
-        addText(send, "--from", "MESSAGE-ID", "Begin at the message with this ID, as show prints it",
-                [this](const std::string& id) { result.from = id; });
+        addRange(send);
         addWait(send);
         addClaudeCode(send);
 
@@ -169,17 +212,101 @@ class Grammar {
 
         auto& retry = addCommand(Command::retry, "retry", "Send a saved message again, where that is safe");
         addLink(retry);
+        addFolder(retry);
         addWait(retry);
         addClaudeCode(retry);
 
         addLink(addCommand(Command::copySaved, "copy-saved",
                            "Print the saved message of a link, and nothing else"));
         addCommand(Command::receipts, "receipts", "Look for saved messages where they went, once");
+
+        addLinkCommands();
+        addExamples();
+    }
+
+    void addLinkCommands() {
+        auto& create = addCommand(Command::create, "new",
+                                  "Begin a new conversation with the other agent, told by this one");
+        addSession(create, result.subject, "CONVERSATION", "The conversation that is carried over");
+        addAgentOption(create, "--to", "With whom the new conversation is: codex or claude")->required();
+        addFolder(create);
+        addNote(create);
+        addRange(create);
+        addWait(create);
+
+        auto& extend = addCommand(Command::extend, "extend", "Add a conversation at an end of a link");
+        addLink(extend);
+        addSession(extend, result.conversationID, "CONVERSATION", "The conversation that joins it");
+        auto* leading = extend.add_flag_callback(
+            "--leading", [this] { result.end = RelayLinkEnd::leading; },
+            "Before the first, as links lists them");
+        extend
+            .add_flag_callback(
+                "--trailing", [this] { result.end = RelayLinkEnd::trailing; }, "Behind the last")
+            ->excludes(leading);
+
+        addLink(addCommand(Command::close, "close", "Close a link; all of it is kept"));
+        addLink(addCommand(Command::reopen, "reopen", "Open a closed link again"));
+
+        auto& bind = addCommand(Command::bind, "bind", "Say in which conversation a first message arrived");
+        bind.add_option("MESSAGE", result.subject,
+                        "A first message's ID as pending prints it, or how it begins")
+            ->required();
+        addSession(bind, result.conversationID, "CONVERSATION", "The new conversation that holds it");
+
+        auto& complete = addCommand(Command::complete, "complete", "Print what the shells complete");
+        complete.group(""); // For the shells alone.
+        complete.add_option("KIND", result.subject)
+            ->required()
+            ->check(CLI::IsMember({"conversations", "codex", "claude", "links", "closed", "saved", "first"}));
+    }
+
+    void addExamples() {
+        const std::pair<const char*, const char*> examples[] = {
+            {"list", "orvel-cli list --agent codex"},
+            {"show", "orvel-cli show 0199f0c2"},
+            {"preview", "orvel-cli preview 0199f0c2 --last 4 --note \"Please review this.\""},
+            {"command", "orvel-cli command '/orvel Please review this.'"},
+            {"link", "orvel-cli link 0199f0c2 5b0d714f"},
+            {"links", "orvel-cli links --closed"},
+            {"send", "orvel-cli send 965c --source claude --note \"Please fix this.\" --wait 60"},
+            {"retry", "orvel-cli retry 965c --wait 60"},
+            {"new", "orvel-cli new 5b0d714f --to codex --folder ~/code/lark --last 2"},
+            {"extend", "orvel-cli extend 965c 0199f0c2 --trailing"},
+            {"close", "orvel-cli close 965c"},
+            {"reopen", "orvel-cli reopen 965c"},
+            {"bind", "orvel-cli bind 77d0 0199f0c2"}};
+        for (const auto& [command, example] : examples)
+            program.get_subcommand(command)->footer(std::string("Example:\n  ") + example + "\n");
+        program.footer("\nExamples:\n  orvel-cli list\n  orvel-cli show 0199f0c2\n  orvel-cli --sample");
+    }
+
+    void addSession(CLI::App& command, std::string& place, const char* name, const char* description) {
+        command
+            .add_option(name, place,
+                        std::string(description) + ", by its ID as list\nprints it, or how it begins")
+            ->required();
+    }
+
+    void addFolder(CLI::App& command) {
+        addText(command, "--folder", "DIR", "Where a new conversation with Codex works",
+                [this](const std::string& folder) { result.folder = folder; })
+            ->check(complaintAboutFolder);
+    }
+
+    void addRange(CLI::App& command) {
+        auto* from =
+            addText(command, "--from", "MESSAGE",
+                    "Begin at this message: its ID, how it begins, or its\nnumber, as show prints them",
+                    [this](const std::string& id) { result.from = id; });
+        addText(command, "--last", "COUNT", "Take only so many messages, the last ones",
+                [this](const std::string& text) { result.last = numberIn(text, mostMessages); })
+            ->check(complaintAboutLast)
+            ->excludes(from);
     }
 
     void addLink(CLI::App& command) {
-        command.add_option("LINK", result.subject, "A link's ID as links prints it, or how it begins")
-            ->required();
+        command.add_option("LINK", result.subject, "The ID of a link, or how it begins")->required();
     }
 
     void addNote(CLI::App& command) {
@@ -189,7 +316,10 @@ class Grammar {
 
     void addWait(CLI::App& command) {
         addText(command, "--wait", "SECONDS", "Wait so long until the message stands in the transcript",
-                [this](const std::string& text) { result.wait = secondsIn(text); })
+                [this](const std::string& text) {
+                    if (const auto count = numberIn(text, longestWait))
+                        result.wait = std::chrono::seconds(*count);
+                })
             ->check(complaintAboutWait);
     }
 
@@ -268,12 +398,29 @@ class Grammar {
         return order;
     }
 
+    // What the first word that nobody knows may have been meant for.
+    std::string meant() const {
+        const CLI::App* chosen = &program;
+        while (!chosen->get_subcommands().empty()) chosen = chosen->get_subcommands().front();
+        const auto unknown = program.remaining(true);
+        if (unknown.empty()) return {};
+        const auto word = unknown.front().substr(0, unknown.front().find('='));
+        std::vector<std::string> names;
+        for (const auto* app : {chosen, &program})
+            for (const auto* option : app->get_options())
+                if (!option->get_lnames().empty()) names.push_back("--" + option->get_lnames().front());
+        for (const auto* command : chosen->get_subcommands([](const CLI::App*) { return true; }))
+            if (!command->get_group().empty()) names.push_back(command->get_name());
+        const auto nearest = nearestName(word, names);
+        return nearest ? "\nDid you mean “" + *nearest + "”?" : "";
+    }
+
     UsageReply complaint(std::string text) const {
         const auto at = text.find(conversationArgument);
         if (at != text.npos) text.replace(at, conversationArgument.size(), conversationArgumentShown);
         const auto commands = program.get_subcommands();
         const auto command = commands.empty() ? std::string() : " " + commands.front()->get_name();
-        return {text + "\nTry “orvel-cli" + command + " --help”.\n", true};
+        return {text + meant() + "\nTry “orvel-cli" + command + " --help”.\n", true};
     }
 
     CLI::App program{"Carries the substance of one agent's conversation into another.", "orvel-cli"};

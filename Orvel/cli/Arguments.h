@@ -2,8 +2,10 @@
 // What a command line asks for, and the help that describes it.
 
 #include "OrvelCore/conversations/Agent.h"
+#include "OrvelCore/relay/RelayLink.h"
 
 #include <chrono>
+#include <cstddef>
 #include <optional>
 #include <span>
 #include <string>
@@ -29,7 +31,13 @@ struct Arguments {
         retry,
         copySaved,
         receipts,
-        doctor
+        doctor,
+        create,
+        extend,
+        close,
+        reopen,
+        bind,
+        complete
     };
 
     Command command = Command::none; ///< `none` only for a sample.
@@ -38,14 +46,18 @@ struct Arguments {
     bool json = false;
     bool sample = false;
 
-    std::optional<Agent> agent;      ///< Also the one whose side of a link is the source.
-    std::string subject;             ///< The FILE or ID, the URL, the LINK, or the FILE to look into.
-    std::string claudeID;            ///< The second conversation of a new link.
+    std::optional<Agent> agent;      ///< Also the source's side of a link, and the new one's agent.
+    std::string subject;             ///< The FILE or ID, the URL, the LINK or MESSAGE, or what to complete.
+    std::string conversationID;      ///< The second conversation of a command.
     std::optional<std::string> text; ///< The TEXT; standard input stands for it where it is absent.
-    std::optional<std::string> from; ///< Identity of the first message of the range.
+    std::optional<std::string> from; ///< The first message of the range, by ID or number.
+    std::optional<std::size_t> last; ///< How many messages the range holds at its end.
     std::optional<std::string> note;
     std::optional<std::chrono::seconds> wait; ///< How long to wait until a message is seen.
     bool tryKeyboard = false;                 ///< Return may be held for a moment.
+    std::optional<std::string> folder;        ///< In which a new conversation works.
+    std::optional<RelayLinkEnd> end;          ///< Where a link grows.
+    bool closed = false;                      ///< Closed links are listed.
     bool throughClaudeCode = false;           ///< Claude Code's command may take the message.
 };
 

@@ -2,10 +2,12 @@
 
 #include "Orvel/cli/Arguments.h"
 #include "Orvel/cli/Commands.h"
+#include "Orvel/cli/Completions.h"
 #include "Orvel/cli/Doctor.h"
 #include "Orvel/cli/Interruption.h"
 #include "Orvel/cli/JsonLine.h"
 #include "Orvel/cli/KeybindingCheck.h"
+#include "Orvel/cli/LinkCommands.h"
 #include "Orvel/cli/Output.h"
 #include "Orvel/cli/RelayCheck.h"
 #include "Orvel/cli/RelayCommands.h"
@@ -17,6 +19,9 @@
 #include "OrvelCore/text/Failure.h"
 #include "samples/SampleHome.h"
 
+#include <algorithm>
+#include <array>
+#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <optional>
@@ -44,6 +49,7 @@ Stylist stylistFor(const Output& output) {
 std::string emptyNotice(const Arguments& arguments, const Places& places) {
     using enum Arguments::Command;
     if (arguments.command == recent) return "No conversation has been opened yet.\n";
+    if (arguments.command == links && arguments.closed) return "No link is closed.\n";
     if (arguments.command == links) return "There are no links yet; “orvel-cli link” makes one.\n";
     if (arguments.command == pending) return "No message waits to be seen.\n";
     std::string text = "No conversations were found. Looked in:\n";
@@ -79,9 +85,15 @@ void runCommand(const Arguments& arguments, const Places& places, Output& output
     case pending:
         return printList(RelayRecords::pending(arguments, places, stylist), arguments, places, output);
     case copySaved: return output.write(RelayRecords::savedMessage(arguments, places));
-    case link: return RelayCommands::link(arguments, places, output);
+    case link: return LinkCommands::link(arguments, places, output);
     case send: return RelayCommands::send(arguments, places, output, stylist);
     case retry: return RelayCommands::retry(arguments, places, output, stylist);
+    case create: return RelayCommands::create(arguments, places, output, stylist);
+    case extend: return LinkCommands::extend(arguments, places, output);
+    case close: return LinkCommands::close(arguments, places, output);
+    case reopen: return LinkCommands::reopen(arguments, places, output);
+    case bind: return LinkCommands::bind(arguments, places, output);
+    case complete: return output.write(completions(arguments.subject, places));
     case receipts: return RelayCommands::receipts(arguments, places, output, stylist);
     case doctor: break; // It has an exit status of its own.
     }
@@ -89,8 +101,9 @@ void runCommand(const Arguments& arguments, const Places& places, Output& output
 
 bool writes(Arguments::Command command) {
     using enum Arguments::Command;
-    return command == link || command == send || command == retry || command == receipts ||
-           command == doctor; // Which lets Return go.
+    constexpr std::array writing{link,   send,  retry,  receipts, create,
+                                 extend, close, reopen, bind,     doctor}; // The last lets Return go.
+    return std::find(writing.begin(), writing.end(), command) != writing.end();
 }
 
 // Gives the exit status.
@@ -139,6 +152,8 @@ int runCommandLine(std::span<const std::string> commandLine, Output& output) {
         return run(arguments, output);
     } catch (const Interrupted&) {
         return endedBySignal + Interruption::signal();
+    } catch (const ClosedPipe&) {
+        return endedBySignal + SIGPIPE; // Whoever reads has enough.
     } catch (const std::exception& failure) {
         output.writeError(visibleText(failure.what()) + "\n");
         try {

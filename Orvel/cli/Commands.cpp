@@ -4,6 +4,7 @@
 #include "Orvel/cli/ConversationArgument.h"
 #include "Orvel/cli/ConversationOutput.h"
 #include "Orvel/cli/JsonLine.h"
+#include "Orvel/cli/MessageRange.h"
 #include "Orvel/model/RelativeTime.h"
 #include "Orvel/model/SidebarContents.h"
 #include "Orvel/platform/posix/SystemClock.h"
@@ -76,12 +77,7 @@ void show(const Arguments& arguments, const Places& places, Output& output, cons
 
 std::string preview(const Arguments& arguments, const Places& places) {
     const auto conversation = readConversation(arguments.subject, arguments.agent, places).conversation;
-    std::size_t start = 0;
-    if (arguments.from) {
-        const auto position = positionOf(conversation->messages, *arguments.from);
-        if (!position) throw messageNotFound(*arguments.from);
-        start = *position;
-    }
+    const auto start = rangeStart(arguments, *conversation).value_or(0);
     const auto messages = std::span(conversation->messages).subspan(start);
     return RelayFormatter::render(conversation->source, messages, arguments.note.value_or(""));
 }

@@ -41,21 +41,22 @@ NamedConversation readFile(const std::string& file, std::optional<Agent> agent) 
     return {std::move(conversation), std::move(title), path};
 }
 
-ConversationReference resolve(const std::string& id, const AgentFolders& folders) {
+// By the whole identifier; nothing if nobody has it.
+std::optional<ConversationReference> resolved(const std::string& id, std::optional<Agent> agent,
+                                              std::span<const ConversationReference> references) {
     using enum ConversationCatalogError::Case;
-    const auto references = ConversationCatalog::list(folders);
     std::optional<ConversationReference> match;
-    for (const auto agent : allAgents) {
+    for (const auto each : allAgents) {
+        if (agent && each != *agent) continue;
         try {
-            auto found = ConversationCatalog::resolve(agent, id, references);
+            auto found = ConversationCatalog::resolve(each, id, references);
             if (match) throw ConversationCatalogError(ambiguous);
             match = std::move(found);
         } catch (const ConversationCatalogError& error) {
             if (error.kind() != notFound) throw;
         }
     }
-    if (!match) throw ConversationCatalogError(notFound);
-    return *match;
+    return match;
 }
 
 struct Reading {
@@ -88,33 +89,27 @@ SharedConversation readReference(const ConversationReference& reference, const P
 NamedConversation readConversation(const std::string& fileOrID, std::optional<Agent> agent,
                                    const Places& places) {
     if (meansFile(fileOrID)) return readFile(fileOrID, agent);
-    const auto reference =
-        agent ? ConversationCatalog::resolve(*agent, fileOrID, ConversationCatalog::list(places.folders))
-              : resolve(fileOrID, places.folders);
+    const auto reference = referenceNamed(fileOrID, agent, ConversationCatalog::list(places.folders));
     return {readReference(reference, places), shownTitle(reference, readNames(std::span(&reference, 1))),
             reference.transcriptPath};
 }
 
-ConversationReference referenceNamed(const std::string& id, Agent agent,
+ConversationReference referenceNamed(const std::string& id, std::optional<Agent> agent,
                                      std::span<const ConversationReference> references) {
-    try {
-        return ConversationCatalog::resolve(agent, id, references);
-    } catch (const ConversationCatalogError& error) {
-        if (error.kind() != ConversationCatalogError::Case::notFound) throw;
-    }
+    if (auto exact = resolved(id, agent, references)) return *std::move(exact);
     const auto begins = [&](const ConversationReference& reference) {
-        return !id.empty() && reference.agent == agent && reference.sessionID.starts_with(id);
+        return !id.empty() && (!agent || reference.agent == *agent) && reference.sessionID.starts_with(id);
     };
     const auto count = std::count_if(references.begin(), references.end(), begins);
+    const auto with = agent ? fmt::format(" with {}", label(*agent)) : std::string();
     if (count == 0)
         throw CommandFailure(
             "notFound",
-            fmt::format("No conversation with {} has the ID “{}”. “orvel-cli list” prints the IDs.",
-                        label(agent), id));
+            fmt::format("No conversation{} has the ID “{}”. “orvel-cli list” prints the IDs.", with, id));
     if (count > 1)
         throw CommandFailure(
-            "ambiguous", fmt::format("The IDs of {} conversations with {} begin with “{}”. Give more of it.",
-                                     count, label(agent), id));
+            "ambiguous",
+            fmt::format("The IDs of {} conversations{} begin with “{}”. Give more of it.", count, with, id));
     return *std::find_if(references.begin(), references.end(), begins);
 }
 

@@ -97,6 +97,7 @@ void writeAsText(const NamedConversation& named, Output& output, const Stylist& 
     text += fmt::format("Session {}\n", visibleLine(conversation.id));
     text += fmt::format("File    {}\n", visibleLine(named.path));
     const auto agentStyle = styleOf(conversation.source);
+    std::size_t number = 0;
     for (const auto& message : conversation.messages) {
         const bool isAgent = message.role == "assistant";
         const auto kind = isAgent ? std::nullopt : machineMade(conversation.source, message.text);
@@ -104,7 +105,8 @@ void writeAsText(const NamedConversation& named, Output& output, const Stylist& 
         text += stylist(isAgent ? agentStyle : TextStyle::strong, isAgent ? label(conversation.source)
                                                                   : kind  ? wordsOf(*kind)
                                                                           : "You");
-        text += "  " + stylist(TextStyle::faint, visibleLine(message.id)) + "\n";
+        text +=
+            "  " + stylist(TextStyle::faint, fmt::format("{}  {}", ++number, visibleLine(message.id))) + "\n";
         text += kind ? stylist(TextStyle::faint, folded(message.text, conversation.source))
                      : visibleText(message.text);
         if (kind || !message.text.ends_with('\n')) text += "\n";

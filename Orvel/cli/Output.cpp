@@ -1,8 +1,6 @@
 #include "Orvel/cli/Output.h"
 
 #include "Orvel/cli/Interruption.h"
-#include "OrvelCore/files/FileError.h"
-
 #include <cerrno>
 
 #include <unistd.h>
@@ -26,6 +24,7 @@ int writeAll(int descriptor, std::string_view text) noexcept {
 void StandardOutput::write(std::string_view text) {
     const int code = writeAll(STDOUT_FILENO, text);
     if (code == EINTR) Interruption::check();
+    if (code == EPIPE) throw ClosedPipe();
     if (code) throw FileError::fromErrno(code, "write to", "standard output");
 }
 

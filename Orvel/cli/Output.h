@@ -1,15 +1,24 @@
 #pragma once
 // The two streams that a command line writes to.
 
+#include "OrvelCore/files/FileError.h"
+
+#include <cerrno>
 #include <string_view>
 
 namespace orvel {
+
+/// Nobody reads standard output any more.
+class ClosedPipe : public FileError {
+  public:
+    ClosedPipe() : FileError(fromErrno(EPIPE, "write to", "standard output")) {}
+};
 
 class Output {
   public:
     virtual ~Output() = default;
 
-    /// Writes all of the text to standard output. Throws FileError if it takes no more.
+    /// Writes all of the text to standard output. Throws ClosedPipe, or FileError if it takes no more.
     virtual void write(std::string_view text) = 0;
 
     /// Writes to standard error, as far as it takes the text.

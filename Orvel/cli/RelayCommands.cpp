@@ -1,8 +1,9 @@
 #include "Orvel/cli/RelayCommands.h"
 
 #include "Orvel/cli/CommandFailure.h"
-#include "Orvel/cli/ConversationArgument.h"
+#include "Orvel/cli/ConversationStart.h"
 #include "Orvel/cli/JsonLine.h"
+#include "Orvel/cli/NamedLink.h"
 #include "Orvel/cli/Output.h"
 #include "Orvel/cli/RelayDelivery.h"
 #include "Orvel/cli/RelayRecords.h"
@@ -30,40 +31,39 @@ std::optional<std::string> problemOf(const RelayTransfer& transfer, const OrvelM
     return problem ? std::optional(problem->text) : std::nullopt;
 }
 
-} // namespace
-
-void link(const Arguments& arguments, const Places& places, Output& output) {
-    RelaySessionRunner runner(places);
-    runner.restore();
-    runner.model().catalogue.discoverConversations();
-    runner.settle();
-    const auto catalog = runner.model().catalogue.state().catalog.get();
-    const auto codex = referenceNamed(arguments.subject, Agent::codex, catalog);
-    const auto claude = referenceNamed(arguments.claudeID, Agent::claude, catalog);
-    const auto count = runner.records().pairs.size();
-    runner.model().notices.dismissError();
-    runner.model().workspace.chooseSource(codex);
-    runner.model().links.connectDestination(claude);
-    runner.settle();
-    if (runner.error()) throw CommandFailure("notLinked", *runner.error());
-    const auto pair = runner.model().workspace.relay().activePair();
-    if (!pair) throw CommandFailure("notLinked", "The conversations could not be linked.");
-    const bool isNew = runner.records().pairs.size() > count;
-    output.write(arguments.json ? jsonLine({{"id", pair->id}, {"isNew", isNew}}) : pair->id + "\n");
+// Records that can't be read are told of by whoever writes them.
+bool meansFirstMessage(const std::string& id, const Places& places) {
+    RelayState state;
+    try {
+        state = savedRecords(places);
+    } catch (const Failure&) {
+        return false;
+    }
+    return pendingInitialNamed(id, state) != nullptr;
 }
+
+} // namespace
 
 void send(const Arguments& arguments, const Places& places, Output& output, const Stylist& stylist) {
     RelayDelivery(arguments, places, output, stylist).send();
 }
 
+void create(const Arguments& arguments, const Places& places, Output& output, const Stylist& stylist) {
+    ConversationStart(arguments, places, output, stylist).begin();
+}
+
 void retry(const Arguments& arguments, const Places& places, Output& output, const Stylist& stylist) {
+    if (meansFirstMessage(arguments.subject, places))
+        return ConversationStart(arguments, places, output, stylist).retry();
     RelayDelivery(arguments, places, output, stylist).retry();
 }
 
 void receipts(const Arguments& arguments, const Places& places, Output& output, const Stylist& stylist) {
     RelaySessionRunner runner(places);
     runner.restore();
-    const auto waiting = runner.records().pendingTransfers();
+    std::vector<std::string> waiting;
+    for (const auto& initial : runner.records().pendingInitialTransfers()) waiting.push_back(initial.id);
+    for (const auto& transfer : runner.records().pendingTransfers()) waiting.push_back(transfer.id);
     runner.settle();
     runner.model().notices.dismissError();
     runner.model().receipts.checkRelayReceipts();
@@ -72,8 +72,9 @@ void receipts(const Arguments& arguments, const Places& places, Output& output, 
     auto array = Json::array();
     TextTable table;
     std::string problems;
-    for (const auto& transfer : waiting) {
-        const auto now = runner.records().transfers.find(transfer.id);
+    for (const auto& id : waiting) {
+        const auto now = runner.records().transfers.find(id);
+        if (!now) continue; // A first message whose conversation is not known.
         if (now->isPending()) {
             if (const auto problem = problemOf(*now, runner.model())) problems += "\n" + *problem;
             if (const auto why = whyNoReceiptComes(runner.model().view(), *now))

@@ -1,10 +1,10 @@
 #include "Orvel/cli/RelayDelivery.h"
 
 #include "Orvel/cli/CommandFailure.h"
-#include "Orvel/cli/Interruption.h"
 #include "Orvel/cli/JsonLine.h"
+#include "Orvel/cli/MessageRange.h"
+#include "Orvel/cli/NamedLink.h"
 #include "Orvel/cli/Output.h"
-#include "Orvel/cli/RelayRecords.h"
 #include "Orvel/cli/TerminalText.h"
 #include "Orvel/model/TransferStanding.h"
 #include "OrvelCore/conversations/RelayFormatter.h"
@@ -39,12 +39,13 @@ std::string remedyFor(TransferStanding standing, const std::string& link) {
 
 RelayDelivery::RelayDelivery(const Arguments& arguments, const Places& places, Output& output,
                              const Stylist& stylist)
-    : arguments(arguments), output(output), stylist(stylist), runner(places) {}
+    : arguments(arguments), output(output), runner(places), steps(arguments, output, stylist) {}
 
 void RelayDelivery::send() {
-    telling([this] {
+    const auto work = [this] {
         runner.restore();
-        const auto pair = pairNamed(arguments.subject, runner.records());
+        const auto pair =
+            pairFrom(linkNamed(arguments.subject, runner.records()), *arguments.agent, runner.records());
         runner.open(pair, *arguments.agent);
         runner.model().outbox.allowClaudeCode(arguments.throughClaudeCode);
         prepareNew(pair);
@@ -53,43 +54,30 @@ void RelayDelivery::send() {
         runner.runUntil([this] { return !runner.model().outbox.state().operation.isPreparing(); },
                         RelaySessionRunner::patience);
         if (const auto saved = transfer())
-            tell("Saved", fmt::format("{} bytes from {} to {}, as {}", saved->payload->size(),
-                                      label(saved->source), label(other(saved->source)), saved->id));
+            steps.tell("Saved", fmt::format("{} bytes from {} to {}, as {}", saved->payload->size(),
+                                            label(saved->source), label(other(saved->source)), saved->id));
         deliver();
-    });
+    };
+    steps.during(work, [this] { return situation(); });
 }
 
 void RelayDelivery::retry() {
-    telling([this] {
+    const auto work = [this] {
         runner.restore();
-        const auto pair = pairNamed(arguments.subject, runner.records());
+        const auto pair = pendingPair(linkNamed(arguments.subject, runner.records()), runner.records());
         const auto pending = runner.records().pendingTransfer(pair.id);
-        if (!pending) throw nothingPending();
         transferID = pending->id;
         runner.open(pair, pending->source);
         if (isReceived()) return report();
         if (mayArrive()) throw CommandFailure("retryRefused", "This message can't be sent again.");
         if (runner.workspace().conversation.get()->isBusy) throw RelayError(RelayError::Case::busy);
-        tell("Again", fmt::format("{} bytes from {} to {}, saved as {}", pending->payload->size(),
-                                  label(pending->source), label(other(pending->source)), *transferID));
+        steps.tell("Again", fmt::format("{} bytes from {} to {}, saved as {}", pending->payload->size(),
+                                        label(pending->source), label(other(pending->source)), *transferID));
         runner.model().outbox.allowClaudeCode(arguments.throughClaudeCode);
         runner.model().outbox.sendRelay();
         deliver();
-    });
-}
-
-// Does the work; if it fails or is broken off, the user also hears what became of the message.
-template <typename Work>
-void RelayDelivery::telling(Work work) {
-    try {
-        work();
-        if (untold) throw FileError(*untold);
-    } catch (const Failure& failure) {
-        throw CommandFailure(failure.caseName(), std::string(failure.what()) + "\n" + situation());
-    } catch (const Interrupted& interruption) {
-        output.writeError(std::string(interruption.what()) + "\n" + visibleText(situation()) + "\n");
-        throw;
-    }
+    };
+    steps.during(work, [this] { return situation(); });
 }
 
 // Checks what the model would only refuse, then sets note and range. What is not given stays as the window
@@ -104,11 +92,12 @@ void RelayDelivery::prepareNew(const RelayPair& pair) {
                              "was saved or sent.");
     }
     const auto& conversation = *workspace.conversation.get();
-    if (arguments.from && !positionOf(conversation.messages, *arguments.from))
-        throw messageNotFound(*arguments.from);
+    const auto chosen = rangeStart(arguments, conversation);
+    const bool isChosen = chosen && *chosen < conversation.messages.size();
+    const auto from = isChosen ? std::optional(conversation.messages[*chosen].id) : std::nullopt;
     if (arguments.note && !isValidUTF8(*arguments.note))
         throw CommandFailure("invalidNote", "The note is no valid UTF-8 text.");
-    const auto start = arguments.from ? arguments.from : workspace.selectedStartMessageID.get();
+    const auto start = from ? from : workspace.selectedStartMessageID.get();
     const auto note = arguments.note.value_or(workspace.instruction.get());
     const auto text = RelayFormatter::render(*arguments.agent,
                                              state.preview(pair.id, *arguments.agent, conversation, start),
@@ -119,7 +108,7 @@ void RelayDelivery::prepareNew(const RelayPair& pair) {
         throw CommandFailure("messageRefused", *refusal);
 
     if (arguments.note) runner.model().workspace.setInstruction(*arguments.note);
-    if (arguments.from) runner.model().workspace.selectRange(arguments.from);
+    if (from) runner.model().workspace.selectRange(from);
     runner.model().ledger.flushDrafts();
     runner.settle();
     if (runner.error()) throw CommandFailure("notSaved", *runner.error());
@@ -131,7 +120,7 @@ void RelayDelivery::deliver() {
     if (!transfer()) throw CommandFailure("notSaved", error.value_or("The message could not be saved."));
     const bool isDelivered = transfer()->deliveryMode == RelayDeliveryMode::submitted;
     if (isDelivered)
-        tell("Delivered", fmt::format("{} has taken the message.", label(other(transfer()->source))));
+        steps.tell("Delivered", fmt::format("{} has taken the message.", label(other(transfer()->source))));
     if (arguments.wait && mayArrive() && !isReceived()) awaitReceipt();
     // The transcript knows better than whoever failed.
     if (!isReceived() && (!isDelivered || arguments.wait)) throw whyNotReceived(isDelivered);
@@ -161,14 +150,14 @@ CommandFailure RelayDelivery::whyNotReceived(bool isDelivered) const {
     return {"notSeen", std::move(text)};
 }
 
-void RelayDelivery::report() const {
-    if (isReceived()) tell("Seen", "The message stands in the destination's transcript.");
+void RelayDelivery::report() {
+    if (isReceived()) steps.tell("Seen", "The message stands in the destination's transcript.");
     if (const auto& error = runner.error()) output.writeError(visibleText(*error) + "\n");
     if (!arguments.json) return;
-    write(jsonLine({{"id", transfer()->id},
-                    {"link", transfer()->pairID},
-                    {"source", rawValue(transfer()->source)},
-                    {"state", isReceived() ? "received" : "delivered"}}));
+    steps.write(jsonLine({{"id", transfer()->id},
+                          {"link", transfer()->pairID},
+                          {"source", rawValue(transfer()->source)},
+                          {"state", isReceived() ? "received" : "delivered"}}));
 }
 
 // The message that is retried, or the one that was saved since.
@@ -199,20 +188,6 @@ std::string RelayDelivery::situation() const {
     if (runner.model().outbox.state().operation.isPreparing())
         return "Nothing was sent. “orvel-cli pending” tells whether it was saved.";
     return "Nothing was saved or sent.";
-}
-
-void RelayDelivery::tell(std::string_view step, std::string_view text) const {
-    if (!arguments.json)
-        write(stylist(TextStyle::strong, fmt::format("{:<11}", step)) + std::string(text) + "\n");
-}
-
-// Telling is no part of delivering: what can't be told is said at the end.
-void RelayDelivery::write(const std::string& text) const {
-    try {
-        if (!untold) output.write(text);
-    } catch (const FileError& failure) {
-        untold = failure;
-    }
 }
 
 } // namespace orvel

@@ -4,13 +4,12 @@
 #include "Orvel/cli/Arguments.h"
 #include "Orvel/cli/CommandFailure.h"
 #include "Orvel/cli/RelaySessionRunner.h"
+#include "Orvel/cli/StepTeller.h"
 #include "Orvel/model/TransferStanding.h"
-#include "OrvelCore/files/FileError.h"
 
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace orvel {
 
@@ -28,14 +27,11 @@ class RelayDelivery {
     void retry();
 
   private:
-    template <typename Work>
-    void telling(Work work);
-
     void prepareNew(const RelayPair& pair);
     void deliver();
     void awaitReceipt();
     CommandFailure whyNotReceived(bool isDelivered) const;
-    void report() const;
+    void report();
 
     std::shared_ptr<const RelayTransfer> transfer() const;
     TransferStanding standing() const;
@@ -43,16 +39,13 @@ class RelayDelivery {
     bool mayArrive() const;
     bool isReceived() const;
     std::string situation() const;
-    void tell(std::string_view step, std::string_view text) const;
-    void write(const std::string& text) const;
 
     const Arguments& arguments;
     Output& output;
-    const Stylist& stylist;
     RelaySessionRunner runner;
-    std::optional<std::string> transferID;   ///< Of the message that is retried.
-    std::optional<std::size_t> countBefore;  ///< How many transfers there were before the one that is sent.
-    mutable std::optional<FileError> untold; ///< Why standard output takes no more.
+    StepTeller steps;
+    std::optional<std::string> transferID;  ///< Of the message that is retried.
+    std::optional<std::size_t> countBefore; ///< How many transfers there were before the one that is sent.
 };
 
 } // namespace orvel

@@ -14,9 +14,8 @@ namespace orvel {
 /// "Codex → Claude".
 std::string directionOf(const RelayTransfer& transfer);
 
-/// The active pair with this identifier, or the only one whose identifier begins with it, in letters of any
-/// case. Throws CommandFailure and RelayError::pairArchived.
-RelayPair pairNamed(const std::string& id, const RelayState& state);
+/// The records as the file holds them now; none if there is no file. Throws Failure.
+RelayState savedRecords(const Places& places);
 
 namespace RelayRecords {
 
@@ -24,7 +23,7 @@ namespace RelayRecords {
 std::string links(const Arguments& arguments, const Places& places, const Stylist& stylist);
 std::string pending(const Arguments& arguments, const Places& places, const Stylist& stylist);
 
-/// The saved message of the link, byte for byte.
+/// The saved message of the link, or the saved first message, byte for byte.
 std::string savedMessage(const Arguments& arguments, const Places& places);
 
 } // namespace RelayRecords

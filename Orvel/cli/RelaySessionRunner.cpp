@@ -1,6 +1,7 @@
 #include "Orvel/cli/RelaySessionRunner.h"
 
 #include "Orvel/cli/CommandFailure.h"
+#include "Orvel/cli/ConversationArgument.h"
 
 namespace orvel {
 
@@ -15,6 +16,13 @@ void RelaySessionRunner::restore() {
     settle();
     if (const auto& error = orvel.ledger.state().relayStorageError)
         throw CommandFailure("unreadableRecords", *error);
+}
+
+ConversationReference RelaySessionRunner::findConversation(const std::string& id,
+                                                           std::optional<Agent> agent) {
+    orvel.catalogue.discoverConversations();
+    settle();
+    return referenceNamed(id, agent, orvel.catalogue.state().catalog.get());
 }
 
 void RelaySessionRunner::open(const RelayPair& pair, Agent source) {

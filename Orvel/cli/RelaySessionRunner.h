@@ -7,6 +7,8 @@
 #include "Orvel/platform/posix/DataFolderLock.h"
 
 #include <chrono>
+#include <optional>
+#include <string>
 
 namespace orvel {
 
@@ -30,6 +32,9 @@ class RelaySessionRunner {
     /// Reads the relay records into the model. Throws CommandFailure with the model's words if they can't be
     /// read.
     void restore();
+
+    /// The conversation on this machine that the identifier means, or how it begins. Throws Failure.
+    ConversationReference findConversation(const std::string& id, std::optional<Agent> agent);
 
     /// Opens the pair with the message going out from `source`, and looks for receipts. Throws CommandFailure
     /// with the model's words if the conversation can't be read.

@@ -19,12 +19,8 @@ TransferStanding OutboxState::standing(const RelayTransfer& transfer, const Open
                                  .isSeen = problem && problem->isSeen});
 }
 
-// It is noted as submitted before the conversation is started, so that alone says nothing of its arrival.
 TransferStanding OutboxState::standing(const RelayInitialTransfer& initial) const {
-    if (operation.isSending()) return TransferStanding::delivering;
-    if (initial.retryable == true) return TransferStanding::mayBeRetried;
-    return initial.deliveryMode == RelayDeliveryMode::copied ? TransferStanding::waitingForPaste
-                                                             : TransferStanding::unconfirmed;
+    return operation.isSending() ? TransferStanding::delivering : standingOf(initial);
 }
 
 std::optional<std::string> OutboxState::refusal(const ConversationReference& destination,

@@ -52,6 +52,14 @@ TransferStanding standingOf(const RelayTransfer& transfer, const RunKnowledge& r
     return transfer.retryable ? TransferStanding::unconfirmed : TransferStanding::waitingForPaste;
 }
 
+// It is noted as submitted before the conversation is started, so that alone says nothing of its arrival.
+TransferStanding standingOf(const RelayInitialTransfer& initial) {
+    if (!initial.isPending()) return TransferStanding::checking;
+    if (initial.retryable == true) return TransferStanding::mayBeRetried;
+    return initial.deliveryMode == RelayDeliveryMode::copied ? TransferStanding::waitingForPaste
+                                                             : TransferStanding::unconfirmed;
+}
+
 bool hasFailed(TransferStanding standing) {
     return standing == TransferStanding::mayBeRetried || standing == TransferStanding::outdated ||
            standing == TransferStanding::unconfirmed;

@@ -30,6 +30,9 @@ struct RunKnowledge {
 
 TransferStanding standingOf(const RelayTransfer& transfer, const RunKnowledge& run = {});
 
+/// The same for a first message whose conversation is not known yet.
+TransferStanding standingOf(const RelayInitialTransfer& initial);
+
 /// Whether the delivery failed, for certain or perhaps.
 bool hasFailed(TransferStanding standing);
 

@@ -1,6 +1,6 @@
-# Completion of orvel-cli for fish.
+# Completion of orvel-cli for fish. Identifiers come from the program itself.
 
-set -l commands list show preview url recent relay keybindings command link links send pending retry copy-saved receipts doctor
+set -l commands list show preview url recent relay keybindings command link links send pending retry copy-saved receipts new extend close reopen bind doctor
 set -l no_command "not __fish_seen_subcommand_from $commands"
 
 complete -c orvel-cli -f
@@ -19,6 +19,11 @@ complete -c orvel-cli -n $no_command -a pending -d "List the saved messages that
 complete -c orvel-cli -n $no_command -a retry -d "Send a saved message again, where that is safe"
 complete -c orvel-cli -n $no_command -a copy-saved -d "Print the saved message of a link, and nothing else"
 complete -c orvel-cli -n $no_command -a receipts -d "Look for saved messages where they went, once"
+complete -c orvel-cli -n $no_command -a new -d "Begin a new conversation with the other agent, told by this one"
+complete -c orvel-cli -n $no_command -a extend -d "Add a conversation at an end of a link"
+complete -c orvel-cli -n $no_command -a close -d "Close a link; all of it is kept"
+complete -c orvel-cli -n $no_command -a reopen -d "Open a closed link again"
+complete -c orvel-cli -n $no_command -a bind -d "Say in which conversation a first message arrived"
 complete -c orvel-cli -n $no_command -a doctor -d "Look whether what Orvel needs of this machine is there"
 
 complete -c orvel-cli -l home -x -a "(__fish_complete_directories)" -d "Take this folder for the user's home"
@@ -33,8 +38,20 @@ complete -c orvel-cli -n "__fish_seen_subcommand_from show preview keybindings" 
 complete -c orvel-cli -n "__fish_seen_subcommand_from relay; and not __fish_seen_subcommand_from check" -a check -d "Print what the file holds"
 complete -c orvel-cli -n "__fish_seen_subcommand_from check" -F
 complete -c orvel-cli -n "__fish_seen_subcommand_from send" -l source -x -a "codex claude" -d "Whose conversation it comes from"
-complete -c orvel-cli -n "__fish_seen_subcommand_from send retry" -l wait -x -d "Wait so long until the message is seen"
+complete -c orvel-cli -n "__fish_seen_subcommand_from send retry new" -l wait -x -d "Wait so long until the message is seen"
 complete -c orvel-cli -n "__fish_seen_subcommand_from send retry" -l through-claude-code -d "Let the command claude continue the conversation"
 complete -c orvel-cli -n "__fish_seen_subcommand_from doctor" -l try-keyboard -d "Hold Return for a moment"
-complete -c orvel-cli -n "__fish_seen_subcommand_from preview send" -l from -x -d "Begin at the message with this ID"
-complete -c orvel-cli -n "__fish_seen_subcommand_from preview send" -l note -x -d "Instructions, which stand before the messages"
+complete -c orvel-cli -n "__fish_seen_subcommand_from preview send new" -l from -x -d "Begin at this message"
+complete -c orvel-cli -n "__fish_seen_subcommand_from preview send new" -l last -x -d "Take only so many messages"
+complete -c orvel-cli -n "__fish_seen_subcommand_from links" -l closed -d "Those that were closed"
+complete -c orvel-cli -n "__fish_seen_subcommand_from new" -l to -x -a "codex claude" -d "With whom the new conversation is"
+complete -c orvel-cli -n "__fish_seen_subcommand_from new retry" -l folder -x -a "(__fish_complete_directories)" -d "Where a new conversation with Codex works"
+complete -c orvel-cli -n "__fish_seen_subcommand_from extend" -l leading -d "Before the first"
+complete -c orvel-cli -n "__fish_seen_subcommand_from extend" -l trailing -d "Behind the last"
+complete -c orvel-cli -n "__fish_seen_subcommand_from show preview new extend bind" -a "(orvel-cli complete conversations 2>/dev/null)"
+complete -c orvel-cli -n "__fish_seen_subcommand_from link" -a "(orvel-cli complete conversations 2>/dev/null)"
+complete -c orvel-cli -n "__fish_seen_subcommand_from send extend close" -a "(orvel-cli complete links 2>/dev/null)"
+complete -c orvel-cli -n "__fish_seen_subcommand_from reopen" -a "(orvel-cli complete closed 2>/dev/null)"
+complete -c orvel-cli -n "__fish_seen_subcommand_from retry copy-saved" -a "(orvel-cli complete saved 2>/dev/null)"
+complete -c orvel-cli -n "__fish_seen_subcommand_from bind" -a "(orvel-cli complete first 2>/dev/null)"
+complete -c orvel-cli -n "__fish_seen_subcommand_from preview send new" -l note -x -d "Instructions, which stand before the messages"

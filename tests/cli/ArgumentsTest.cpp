@@ -14,16 +14,21 @@ std::string parsed(const Words& words) {
         return (reply->isComplaint ? "complaint: " : "reply: ") +
                reply->text.substr(0, reply->text.find('\n'));
     const auto& arguments = std::get<Arguments>(result);
-    constexpr const char* names[] = {"none",        "list",        "show",       "preview", "url",   "recent",
-                                     "relay check", "keybindings", "command",    "link",    "links", "send",
-                                     "pending",     "retry",       "copy-saved", "receipts"};
+    constexpr const char* names[] = {
+        "none",        "list",     "show", "preview", "url",   "recent",  "relay check",
+        "keybindings", "command",  "link", "links",   "send",  "pending", "retry",
+        "copy-saved",  "receipts", "new",  "extend",  "close", "reopen",  "bind"};
     std::string line = names[static_cast<int>(arguments.command)];
     if (!arguments.subject.empty()) line += " {" + arguments.subject + "}";
     if (arguments.text) line += " {" + *arguments.text + "}";
     if (arguments.agent) line += " agent=" + std::string(rawValue(*arguments.agent));
     if (arguments.from) line += " from={" + *arguments.from + "}";
     if (arguments.note) line += " note={" + *arguments.note + "}";
-    if (!arguments.claudeID.empty()) line += " claude={" + arguments.claudeID + "}";
+    if (arguments.last) line += " last=" + std::to_string(*arguments.last);
+    if (arguments.folder) line += " folder=" + *arguments.folder;
+    if (arguments.end) line += " " + std::string(rawValue(*arguments.end));
+    if (arguments.closed) line += " closed";
+    if (!arguments.conversationID.empty()) line += " and {" + arguments.conversationID + "}";
     if (arguments.wait) line += " wait=" + std::to_string(arguments.wait->count());
     if (arguments.home) line += " home=" + *arguments.home;
     if (arguments.data) line += " data=" + *arguments.data;
@@ -46,11 +51,16 @@ TEST(Arguments, AreTakenApart) {
         {{"command", ""}, "command {}"},
         {{"command", "/orvel x", "--json"}, "command {/orvel x} json"},
         {{"command", "list"}, "command {list}"},
-        {{"link", "c", "a"}, "link {c} claude={a}"},
+        {{"link", "c", "a"}, "link {c} and {a}"},
         {{"send", "l", "--source=codex", "--wait", "7", "--note="}, "send {l} agent=codex note={} wait=7"},
         {{"send", "--from", "m", "--source", "claude", "l"}, "send {l} agent=claude from={m}"},
         {{"retry", "--wait=86400", "l"}, "retry {l} wait=86400"},
         {{"copy-saved", "l", "--json"}, "copy-saved {l} json"},
+        {{"new", "c", "--to=codex", "--folder", "/f", "--last", "2"}, "new {c} agent=codex last=2 folder=/f"},
+        {{"extend", "l", "c", "--leading"}, "extend {l} leading and {c}"},
+        {{"extend", "--trailing", "l", "c"}, "extend {l} trailing and {c}"},
+        {{"links", "--closed"}, "links closed"},
+        {{"bind", "m", "c"}, "bind {m} and {c}"},
         // Names of commands are no commands where something else is expected.
         {{"preview", "recent", "--note", "url"}, "preview {recent} note={url}"},
         // Values are taken as they are.
@@ -72,6 +82,15 @@ TEST_F(CommandLine, WrongUsageIsExplainedOnStandardErrorAlone) {
     const std::pair<Words, std::string> cases[] = {
         {{}, "Usage: orvel-cli"},
         {{"nonsense"}, "not expected: nonsense\nTry “orvel-cli --help”."},
+        {{"sned", "l"}, "Did you mean “send”?\nTry “orvel-cli --help”."},
+        {{"relay", "chekc", "f"}, "Did you mean “check”?"},
+        {{"preview", "c", "--form=3"}, "Did you mean “--from”?"},
+        {{"lis"}, "not expected: lis\nDid you mean “list”?"},
+        {{"lin"}, "Did you mean “link”?"},
+        {{"preview", "a", "--from=1", "--last=1"}, "excludes"},
+        {{"preview", "a", "--last=0"}, "must be from 1 to 1000000 messages, not “0”"},
+        {{"extend", "l", "c", "--leading", "--trailing"}, "excludes"},
+        {{"new", "c"}, "--to is required"},
         {{"list", "more"}, "not expected: more\nTry “orvel-cli list --help”."},
         {{"list", "--from", "m"}, "--from"},
         {{"list", "--agent", "Codex"}, "must be codex or claude, not “Codex”"},

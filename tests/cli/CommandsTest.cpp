@@ -166,6 +166,7 @@ TEST_F(CommandLine, FindsTheConversationThatAnArgumentMeans) {
     const std::tuple<Words, std::string, std::string> cases[] = {
         {{"c1"}, "c1", "codex"},
         {{"local_1"}, "a1", "claude"},
+        {{"bo", "--agent", "codex"}, "both", "codex"},
         {{"both", "--agent", "codex"}, "both", "codex"},
         {{"both", "--agent", "claude"}, "both", "claude"},
         {{"plain"}, "plain", "claude"},
@@ -192,6 +193,10 @@ TEST_F(CommandLine, PreviewIsThePayloadByteForByte) {
     const std::pair<Words, std::string> cases[] = {
         {{}, all},
         {{"--from", third}, "me: And now?\n\ncodex: Done."},
+        {{"--from", "3"}, "me: And now?\n\ncodex: Done."},
+        {{"--from", third.substr(0, third.size() - 1)}, "me: And now?\n\ncodex: Done."},
+        {{"--last", "1"}, "codex: Done."},
+        {{"--last", "9"}, all},
         {{"--note", " Look.\n"}, "Look.\n\n" + all},
         {{"--note", "\x1b[1m\xe6\xa4\x9c", "--from", third},
          "\x1b[1m\xe6\xa4\x9c\n\nme: And now?\n\ncodex: Done."},
@@ -249,7 +254,7 @@ TEST_F(CommandLine, PeopleGetAlignedLinesAndReadableMessages) {
                                      "1"});
     EXPECT_THAT(result.out, Not(HasSubstr("\x1b")));
     EXPECT_THAT(result.out, HasSubstr("T␛[2J␊\nCodex · 1 message · still at work\nSession c␛1\nFile    " +
-                                      home.path(codexFile) + "\n\nYou  m␛:"));
+                                      home.path(codexFile) + "\n\nYou  1  m␛:"));
     EXPECT_TRUE(result.out.ends_with("\nOne\n␛[2J\ttwo\n")) << result.out;
 }
 

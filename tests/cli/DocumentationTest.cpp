@@ -1,8 +1,10 @@
 // The manual page and the shell completions name what the program's own help names, and nothing else.
 
 #include "cli/CommandLineRun.h"
+#include "samples/TranscriptWriter.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <map>
 #include <set>
 
@@ -43,6 +45,14 @@ std::vector<std::string> entriesUnder(const std::string& text, const std::string
     }
     return entries;
 }
+
+// Finds the program under its name.
+struct ProgramOnPath {
+    ProgramOnPath() { std::filesystem::create_symlink(ORVEL_CLI, folder.path("orvel-cli")); }
+
+    TemporaryFolder folder;
+    ScopedVariable path{"PATH", folder.path() + ":" + std::getenv("PATH")};
+};
 
 std::string withoutBackslashes(std::string text) {
     std::erase(text, '\\');
@@ -105,13 +115,13 @@ Names withDashes(const Names& names) {
 
 TEST(Documentation, BashOffersWhatTheHelpNames) {
     const Help help;
-    ASSERT_EQ(help.commands.size(), 16U);
+    ASSERT_EQ(help.commands.size(), 21U);
     EXPECT_EQ(bashOffers("''"), help.commands);
     for (const auto& [command, options] : help.optionsOf)
         EXPECT_EQ(bashOffers(command + " --"), withDashes(options)) << command;
 
     const std::pair<std::string, Names> cases[] = {
-        {"re", {"receipts", "recent", "relay", "retry"}},
+        {"re", {"receipts", "recent", "relay", "reopen", "retry"}},
         {"send --source ''", {"codex", "claude"}},
         {"link ''", {}},
         {"relay ch", {"check"}},
@@ -125,6 +135,22 @@ TEST(Documentation, BashOffersWhatTheHelpNames) {
         {"show " + source + "/docs/orvel-c", {source + "/docs/orvel-cli.1"}},
         {"show --home " + source + "/doc", {source + "/docs"}},
     };
+    for (const auto& [words, offers] : cases) EXPECT_EQ(bashOffers(words), offers) << words;
+}
+
+TEST_F(CommandLine, BashOffersTheIdentifiersThatTheProgramKnows) {
+    const ProgramOnPath program;
+    const std::string codex = "c0de0000-1", claude = "c1a0de00-2";
+    write(".codex/sessions/one.jsonl", CodexTranscript({.id = codex}).ask("A").answer("B").text());
+    write(".claude/projects/p/" + claude + ".jsonl",
+          ClaudeTranscript({.id = claude}).ask("A").answer("B").text());
+    auto link = run({"link", codex, claude}).out;
+    link.pop_back();
+    const std::pair<std::string, Names> cases[] = {
+        {"show C1", {claude}},           {"new ''", {codex, claude}}, {"link ''", {codex}},
+        {"link c0de ''", {claude}},      {"send ''", {link}},         {"send " + link + " ''", {}},
+        {"extend --leading ''", {link}}, {"extend x c0", {codex}},    {"reopen ''", {}},
+        {"bind x ''", {codex, claude}},  {"copy-saved ''", {}},       {"send --note x ''", {link}}};
     for (const auto& [words, offers] : cases) EXPECT_EQ(bashOffers(words), offers) << words;
 }
 

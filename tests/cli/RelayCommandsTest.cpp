@@ -434,4 +434,108 @@ TEST_F(RelayCommandLine, ReadingWritesNothingAndBrokenRecordsStayAsTheyAre) {
     EXPECT_EQ(records(), broken);
 }
 
+TEST_F(RelayCommandLine, AChainIsOneLinkThatGrowsClosesAndOpensAgain) {
+    const auto id = link();
+    const auto first = json::parse(run({"links", "--json"}).out)[0]["pairs"][0].get<std::string>();
+    EXPECT_EQ(first, id);
+    expectFailure({"extend", id, otherCodexID}, "noEnd", "Say with --leading or --trailing");
+    expectFailure({"extend", id, otherCodexID, "--trailing"}, "notExtended", "\nThe link is as it was.");
+    expectFailure({"extend", id, codexID, "--leading"}, "notExtended", "\nThe link is as it was.");
+    const auto made = run({"extend", id.substr(0, 6), otherCodexID, "--leading"});
+    EXPECT_EQ(made.status, 0) << made.err;
+    const auto chain = made.out.substr(0, made.out.find('\n'));
+    const auto listed = json::parse(run({"links", "--json"}).out);
+    ASSERT_EQ(listed.size(), 1U);
+    EXPECT_EQ(listed[0]["id"], chain);
+    EXPECT_EQ(listed[0]["conversations"][0]["sessionID"], otherCodexID);
+    EXPECT_EQ(listed[0]["conversations"][2]["sessionID"], codexID);
+    EXPECT_EQ(listed[0]["pairs"].size(), 2U);
+    expectFailure({"extend", chain, busyID, "--leading"}, "notExtended", "\nThe link is as it was.");
+
+    // Which way a message goes, a pair says.
+    expectFailure({"send", chain, "--source", "claude"}, "severalWays", id + "  ");
+    installCodex("/bin/false");
+    expectFailure({"send", id, "--source", "claude", "--note", "Look."}, "notDelivered", "retry " + id);
+    EXPECT_THAT(run({"copy-saved", chain}).out, testing::StartsWith("Look."));
+    expectFailure({"close", chain}, "notClosed", "\nThe link stays open.");
+    installCodex(sampleCodexProgram().value());
+    EXPECT_EQ(run({"retry", chain, "--wait", "60"}).status, 0);
+
+    EXPECT_EQ(run({"close", id}).out, chain + "\n") << "a chain closes as a whole";
+    EXPECT_EQ(run({"links", "--json"}).out, "[]\n");
+    EXPECT_EQ(json::parse(run({"links", "--closed", "--json"}).out)[0]["id"], chain);
+    expectFailure({"send", id, "--source", "claude"}, "pairArchived", "This link is closed.");
+    EXPECT_EQ(run({"complete", "closed"}).out, chain + "\n" + listed[0]["pairs"][0].get<std::string>() +
+                                                   "\n" + listed[0]["pairs"][1].get<std::string>() + "\n");
+    EXPECT_EQ(run({"reopen", chain}).out, chain + "\n");
+    expectFailure({"reopen", chain}, "notClosed", "This link is open.");
+    EXPECT_EQ(run({"links", "--closed"}).err, "No link is closed.\n");
+}
+
+TEST_F(RelayCommandLine, BeginsAConversationWithCodexAndLinksIt) {
+    const auto begun = run({"new", "5b0d", "--to", "codex", "--folder", home.path("bin"), "--note", "Look.",
+                            "--last", "2", "--wait", "60", "--json"});
+    ASSERT_EQ(begun.status, 0) << begun.err;
+    const auto said = json::parse(begun.out);
+    EXPECT_EQ(said["state"], "received");
+    EXPECT_EQ(said["source"], "claude");
+    const auto shown = json::parse(run({"show", said["conversation"], "--json"}).out);
+    EXPECT_EQ(shown["messages"][0]["text"], "Look.\n\nme: c2\n\nclaude: d2");
+    EXPECT_EQ(json::parse(run({"links", "--json"}).out)[0]["id"], said["link"]);
+    EXPECT_EQ(run({"pending", "--json"}).out, "[]\n");
+
+    const auto before = records();
+    const struct {
+        Words words;
+        std::string caseName, message;
+    } cases[] = {
+        {{claudeID, "--to=claude"}, "notFound", "No conversation with Codex has the ID"},
+        {{claudeID, "--to=codex"}, "invalidFolder", "Say with --folder"},
+        {{codexID, "--to=claude", "--folder=/"}, "invalidFolder", "--folder is for"},
+        {{claudeID, "--to=codex", "--folder", home.path("gone")}, "startRefused", "the working folder"},
+        {{busyID, "--to=codex", "--folder=/"}, "busy", "Wait for the conversation reply to finish."},
+        {{claudeID, "--to=codex", "--folder=/", "--from=none"}, "messageNotFound", "has no message"},
+    };
+    for (auto [words, caseName, message] : cases) {
+        words.insert(words.begin(), "new");
+        expectFailure(words, caseName, message);
+        expectFailure(words, caseName, "\nNothing was saved or sent.");
+    }
+    EXPECT_EQ(records(), before);
+}
+
+TEST_F(RelayCommandLine, AFirstMessageOfWhichNothingIsKnownWaitsUntilItIsFoundOrBound) {
+    installCodex("/bin/false");
+    const Words start{"new", claudeID, "--to", "codex", "--folder", home.path("bin"), "--last", "1"};
+    expectFailure(start, "deliveryUnconfirmed",
+                  "is not known, so it is not sent again. If it stands in a new");
+    const std::string id = json::parse(run({"pending", "--json"}).out)[0]["id"];
+    EXPECT_THAT(run({"pending"}).out,
+                HasSubstr("Claude → new Codex  now  delivery unconfirmed  first message  " + id));
+    EXPECT_EQ(run({"complete", "first"}).out, id + "\n");
+    expectFailure(start, "pendingTransfer", "Nothing new was saved or sent.\nThe message is saved.");
+    expectFailure({"retry", id}, "retryRefused", "can't be sent again");
+    EXPECT_EQ(run({"copy-saved", id.substr(0, 8)}).out, "claude: d2");
+    expectFailure({"bind", id, codexID}, "notBound", "\nThe first message waits as before.");
+    expectFailure({"bind", "none", codexID}, "nothingPending", "“orvel-cli pending” prints the IDs.");
+
+    const std::string pasted = "01a1fd20-0000-7000-8000-0000000000aa";
+    write(".codex/sessions/new.jsonl", CodexTranscript({.id = pasted}).ask("cut short").answer("a").text());
+    const auto bound = run({"bind", id.substr(0, 8), pasted});
+    ASSERT_EQ(bound.status, 0) << bound.err;
+    EXPECT_EQ(json::parse(run({"pending", "--json"}).out)[0]["link"],
+              bound.out.substr(0, bound.out.find('\n')));
+
+    // And one that is found by its text, once nothing from this conversation waits.
+    write(".codex/sessions/new.jsonl", CodexTranscript({.id = pasted}).ask("claude: d2").answer("a").text());
+    EXPECT_EQ(run({"receipts"}).status, 0);
+    EXPECT_EQ(run({"pending", "--json"}).out, "[]\n");
+    expectFailure(start, "deliveryUnconfirmed", "is not known");
+    write(
+        ".codex/sessions/newer.jsonl",
+        CodexTranscript({.id = "01a1fd20-0000-7000-8000-0000000000bb"}).ask("claude: d2").answer("a").text());
+    EXPECT_THAT(run({"receipts"}).out, HasSubstr("Seen  Claude → Codex"));
+    EXPECT_EQ(run({"pending", "--json"}).out, "[]\n");
+}
+
 } // namespace

@@ -6,6 +6,8 @@
 #include "conversations/Outcome.h"
 #include "samples/SampleHome.h"
 
+#include <nlohmann/json.hpp>
+
 using namespace orvel;
 
 namespace {
@@ -32,7 +34,8 @@ TEST_F(SampleProgramTest, EndsAsTheRealOneDoes) {
         {{"queue", "--thread", reference.sessionID, "--message", "M"}, 0},
         {{"queue", "--thread", unknown, "--message", "M"}, 1},
         {{"queue", "--thread", reference.sessionID, "--message", "-M"}, 2},
-        {{"exec"}, 2}};
+        {{"exec"}, 2},
+        {{"exec", "--json", "--skip-git-repo-check", "-C", home.folders().home + "/gone", "-"}, 1}};
     for (const auto& [arguments, status] : cases) {
         const auto child = processes.start({.executable = codex, .arguments = arguments});
         EXPECT_TRUE(world.runUntil([&] { return child->exitStatus().has_value(); }));
@@ -48,4 +51,24 @@ TEST_F(SampleProgramTest, EndsAsTheRealOneDoes) {
         EXPECT_TRUE(world.runUntil([&] { return proxy->exitStatus().has_value(); }));
         EXPECT_TRUE(isAsked || proxy->exitStatus() == 0);
     }
+}
+
+TEST_F(SampleProgramTest, BeginsAConversationInAFolder) {
+    const auto folder = home.folders().home;
+    const auto child =
+        processes.start({.executable = home.toolFolder() + "/codex",
+                         .arguments = {"exec", "--json", "--skip-git-repo-check", "-C", folder, "-"},
+                         .unattendedInput = "Begin here."});
+    EXPECT_TRUE(world.runUntil([&] { return child->exitStatus().has_value(); }));
+    EXPECT_EQ(child->exitStatus(), 0);
+    const auto started = nlohmann::json::parse(child->said(10'000).substr(0, child->said(10'000).find('\n')));
+    for (const auto& found : ConversationCatalog::list(home.folders()))
+        if (found.sessionID == started.at("thread_id")) {
+            EXPECT_EQ(found.workingDirectory, folder);
+            const auto conversation = TranscriptReader::read(found.transcriptPath, Agent::codex);
+            EXPECT_THAT(outcomeOf(conversation),
+                        testing::StartsWith("user: Begin here. | assistant: This is"));
+            return;
+        }
+    FAIL() << "no such conversation: " << started;
 }

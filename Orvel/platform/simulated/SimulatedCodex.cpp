@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include <fmt/format.h>
+
 namespace orvel {
 
 using std::chrono::milliseconds;
@@ -91,6 +93,52 @@ class SimulatedCodex::Queue : public SimulatedProgram {
     int status = 0;
 };
 
+class SimulatedCodex::Exec : public SimulatedProgram {
+  public:
+    Exec(SimulatedChildSide side, SimulatedCodex& codex, std::string folder, std::string text)
+        : SimulatedProgram(side),
+          codex(codex),
+          folder(std::move(folder)),
+          text(std::move(text)),
+          id(fmt::format("01a1fd20-0000-7000-8000-1{:011}", ++codex.startedThreads)) {}
+
+    void started() override {
+        side.after(startingUp, [this] {
+            if (codex.exec.prints) side.write(printedAtStart(id));
+            side.after(codex.exec.recordsAfter, [this] { record(); });
+        });
+    }
+
+  private:
+    static constexpr milliseconds startingUp{300};
+
+    void record() {
+        if (codex.exec.records) {
+            writer = codex.home.begin(id, folder, text + codex.exec.adds, codex.moment().unixMilliseconds);
+            codex.begunIDs.push_back(id);
+        }
+        const auto half = milliseconds(codex.manner.turnMilliseconds) / 2;
+        side.after(half, [this] {
+            if (codex.exec.endsEarly) side.exit(*codex.exec.endsEarly);
+        });
+        side.after(2 * half, [this] { end(); });
+    }
+
+    void end() {
+        if (!codex.exec.ends) return;
+        if (writer) {
+            const auto moment = codex.moment().unixMilliseconds;
+            side.write(printedAtEnd(writer->finish(moment, codex.manner.turnsFail)));
+            writer->finishAll(moment, codex.manner.turnsFail);
+        }
+        side.exit(codex.manner.turnsFail ? 1 : 0);
+    }
+
+    SimulatedCodex& codex;
+    std::string folder, text, id;
+    std::unique_ptr<SampleCodexWriter> writer;
+};
+
 SimulatedCodex::SimulatedCodex(SimulatedProcesses& processes, SimulatedLoop& loop, const std::string& path,
                                std::string codexHome)
     : loop(loop), home(std::move(codexHome)) {
@@ -100,6 +148,9 @@ SimulatedCodex::SimulatedCodex(SimulatedProcesses& processes, SimulatedLoop& loo
         switch (command.kind) {
         case SampleCodexCommand::Kind::proxy: return std::make_unique<Proxy>(side, *this);
         case SampleCodexCommand::Kind::queue: return std::make_unique<Queue>(side, *this, std::move(command));
+        case SampleCodexCommand::Kind::exec:
+            if (!launch.unattendedInput) break;
+            return std::make_unique<Exec>(side, *this, command.folder, *launch.unattendedInput);
         case SampleCodexCommand::Kind::invalid: break;
         }
         return std::make_unique<SimulatedSaying>(side, "", SampleCodexCommand::statusOfInvalid);

@@ -15,6 +15,18 @@ namespace orvel {
 
 struct SampleMoment;
 
+/// What `codex exec` does with a new conversation.
+struct SimulatedCodexExec {
+    using Duration = MainLoop::Duration;
+
+    bool prints = true;                                     ///< The thread, as it begins.
+    bool records = true;                                    ///< A transcript.
+    Duration recordsAfter = std::chrono::milliseconds(200); ///< It has said which thread it is.
+    std::string adds;                                       ///< Stands behind the message in the transcript.
+    std::optional<int> endsEarly; ///< With this status, halfway between the record and the reply.
+    bool ends = true;             ///< If not, there is no reply either.
+};
+
 class SimulatedCodex {
   public:
     using Duration = MainLoop::Duration;
@@ -39,6 +51,10 @@ class SimulatedCodex {
     bool queueEnds = true;
     int queueStatus = 0; ///< Where the message was stored, or `queueStores` is false.
 
+    SimulatedCodexExec exec; ///< From its next moment on.
+    /// The conversations that it has begun, and recorded.
+    const std::vector<std::string>& begun() const { return begunIDs; }
+
     // Another program as the writer of a thread
 
     /// Whether anybody is the thread's writer.
@@ -58,6 +74,7 @@ class SimulatedCodex {
   private:
     class Proxy;
     class Queue;
+    class Exec;
 
     SampleMoment moment() const;
     void lookForMessages(const std::string& threadID);
@@ -67,6 +84,8 @@ class SimulatedCodex {
     std::map<std::string, std::unique_ptr<SampleCodexWriter>> others; // By thread.
     std::map<std::string, std::unique_ptr<Timer>> otherTurns;
     std::vector<std::string> complained;
+    int startedThreads = 0;
+    std::vector<std::string> begunIDs;
 };
 
 } // namespace orvel

@@ -78,3 +78,45 @@ TEST_F(SimulatedCodexTest, DoesWithTheQueueCommandAsChosen) {
     const auto server = proxy();
     EXPECT_EQ(server->exitStatus(), 1);
 }
+
+TEST_F(SimulatedCodexTest, BeginsAConversationAsChosen) {
+    struct Case {
+        const char* name;
+        SimulatedCodexExec habits;
+        bool turnsFail;
+        std::optional<int> status;
+        std::string says, recorded;
+    };
+    const std::string whole = "user: M | " + CodexFolder::reply("M");
+    const Case cases[] = {{"as it should", {}, false, 0, "thread.started", whole},
+                          {"no thread", {.prints = false}, false, 0, "turn.completed", whole},
+                          {"nothing recorded", {.records = false}, false, 0, "thread.started", ""},
+                          {"something else",
+                           {.adds = "?"},
+                           false,
+                           0,
+                           "thread.started",
+                           "user: M? | " + CodexFolder::reply("M?")},
+                          {"ends early", {.endsEarly = 7}, false, 7, "thread.started", "user: M [busy]"},
+                          {"hangs", {.ends = false}, false, std::nullopt, "thread.started", "user: M [busy]"},
+                          {"the turn fails", {}, true, 1, "turn.failed", "user: M"}};
+    for (const auto& [name, habits, turnsFail, status, says, recorded] : cases) {
+        SCOPED_TRACE(name);
+        codex.exec = habits;
+        codex.manner.turnsFail = turnsFail;
+        const auto before = codex.begun().size();
+        const auto tool =
+            processes.start({.executable = program,
+                             .arguments = {"exec", "--json", "--skip-git-repo-check", "-C", "/work", "-"},
+                             .unattendedInput = "M"});
+        loop.runFor(seconds(60));
+        EXPECT_EQ(tool->exitStatus(), status);
+        EXPECT_THAT(tool->said(10'000), testing::HasSubstr(says));
+        ASSERT_EQ(codex.begun().size() - before, recorded.empty() ? 0U : 1U);
+        if (recorded.empty()) continue;
+        const auto thread = files.home.thread(codex.begun().back());
+        ASSERT_TRUE(thread);
+        EXPECT_EQ(thread->workingDirectory, "/work");
+        EXPECT_EQ(outcomeOf(TranscriptReader::read(thread->path, Agent::codex)), recorded);
+    }
+}
