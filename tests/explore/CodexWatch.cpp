@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 
 #include <nlohmann/json.hpp>
 
@@ -31,7 +32,7 @@ class CodexWatch : public DestinationWatch {
                desk.model().outbox.state().operation.isUnderWay();
     }
 
-    bool mayHoldMessage() const override { return handovers > 0; }
+    bool mayHoldMessage() const override { return handovers.contains(destination()); }
 
     bool hasReceived(const std::string& text) const override { return inTranscript(text) > 0; }
 
@@ -44,9 +45,10 @@ class CodexWatch : public DestinationWatch {
   private:
     void see(const ChildLaunch& launch) {
         if (launch.arguments.empty() || launch.arguments.front() != "queue") return;
-        if (++handovers > 1) judge.fail(Rule::writtenOnce, "handed over twice");
+        const auto thread = destination();
+        if (++handovers[thread] > 1) judge.fail(Rule::writtenOnce, "handed over twice");
         const auto text = judge.payload().value_or("");
-        std::vector<std::string> expected{"queue", "--thread", ExplorationDesk::codexSession};
+        std::vector<std::string> expected{"queue", "--thread", thread};
         if (text.starts_with('-'))
             expected.push_back("--message=" + text);
         else
@@ -55,10 +57,22 @@ class CodexWatch : public DestinationWatch {
             judge.fail(Rule::onlyTheMessageIsSent, "handed something else to Codex than the message");
     }
 
+    // Of the last saved message; in a link of three the person may have turned to the other one.
+    std::string destination() const {
+        const auto& state = desk.model().ledger.state().relayState.get();
+        const auto pair = state.transfers.empty() ? nullptr : state.pairs.find(state.transfers.back().pairID);
+        return pair ? pair->codex.sessionID : ExplorationDesk::codexSession;
+    }
+
+    std::string transcriptPath() const {
+        const auto isFirst = destination() == ExplorationDesk::codexSession;
+        return isFirst ? desk.codexTranscriptPath() : desk.threadPath(destination());
+    }
+
     std::ptrdiff_t inTranscript(const std::string& text) const {
         std::ptrdiff_t count = 0;
-        if (!std::filesystem::exists(desk.codexTranscriptPath())) return 0; // Archived.
-        for (const auto& turn : SampleCodexThread::read(desk.codexTranscriptPath()).turns)
+        if (!std::filesystem::exists(transcriptPath())) return 0; // Archived.
+        for (const auto& turn : SampleCodexThread::read(transcriptPath()).turns)
             count += std::count_if(turn.items.begin(), turn.items.end(), [&](const Item& item) {
                 return item.kind == Item::Kind::user && item.text == text;
             });
@@ -66,7 +80,7 @@ class CodexWatch : public DestinationWatch {
     }
 
     std::ptrdiff_t inQueue(const std::string& text) const {
-        std::ifstream file(desk.codexQueuePath(), std::ios::binary);
+        std::ifstream file(desk.codexQueuePath(destination()), std::ios::binary);
         const std::string lines{std::istreambuf_iterator<char>(file), {}};
         const auto line = nlohmann::json(text).dump() + '\n';
         std::ptrdiff_t count = 0;
@@ -76,7 +90,7 @@ class CodexWatch : public DestinationWatch {
 
     ExplorationDesk& desk;
     SafetyJudge& judge;
-    int handovers = 0;
+    std::map<std::string, int> handovers; ///< By thread.
 };
 
 } // namespace

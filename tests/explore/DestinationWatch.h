@@ -34,6 +34,7 @@ class DestinationWatch {
 /// The one of the program into which the desk's message goes. It reports to the judge.
 std::unique_ptr<DestinationWatch> watchClaude(ExplorationDesk& desk, SafetyJudge& judge);
 std::unique_ptr<DestinationWatch> watchCodex(ExplorationDesk& desk, SafetyJudge& judge);
+std::unique_ptr<DestinationWatch> watchNewWithCodex(ExplorationDesk& desk, SafetyJudge& judge);
 std::unique_ptr<DestinationWatch> watchClaudeCode(ExplorationDesk& desk, SafetyJudge& judge);
 
 } // namespace orvel::explore

@@ -288,6 +288,8 @@ RunResult Exploration::run(const RunPlan& plan) {
     desk.desktop.loop.runFor(rest);
     if (const auto pending = desk.model().workspace.relay().pendingTransfer())
         result.isRetryOffered = desk.model().outbox.state().mayRetry(*pending);
+    if (const auto initial = desk.model().workspace.relay().activeInitial())
+        result.isRetryOffered = initial->retryable == true;
     if (scenario.afterwards) {
         scenario.afterwards(desk, judge);
         desk.desktop.loop.runFor(rest);
@@ -309,6 +311,10 @@ RunResult Exploration::run(const RunPlan& plan) {
                     desk.codexApp.editorText(), desk.codexApp.deeds().size(), desk.claude.deeds().size(),
                     digestOf(desk.codexTranscriptPath(), folder), digestOf(desk.codexQueuePath(), folder),
                     digestOf(desk.claudeCode.transcriptPath(desk.claudeCodeSession), folder));
+    result.outcome += fmt::format(" {}", desk.model().ledger.state().relayState->transfers.size());
+    for (const auto& id : desk.newWithCodex())
+        if (const auto thread = SampleCodexHome(folder + "/home/.codex").thread(id))
+            result.outcome += fmt::format(" {}", digestOf(thread->path, folder));
     return result;
 }
 

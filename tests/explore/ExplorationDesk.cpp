@@ -1,5 +1,6 @@
 #include "explore/ExplorationDesk.h"
 
+#include "Orvel/model/RelayStateFile.h"
 #include "OrvelCore/files/FileError.h"
 
 #include <cerrno>
@@ -57,7 +58,7 @@ ExplorationDesk::ExplorationDesk(std::string place)
       codexApp(desktop, SampleCodexHome(folder + "/home/.codex")),
       claudeCode(desktop.processes, "/tools/claude", folder + "/home/.claude") {
     std::remove(relayStatePath().c_str());
-    std::remove(codexQueuePath().c_str());
+    for (const auto* id : {codexSession, thirdThread}) std::remove(codexQueuePath(id).c_str());
     std::remove(archivedCodexPath().c_str());
     desktop.processes.environment["PATH"] = "/tools";
     desktop.loop.setNow(800'000'000);
@@ -85,6 +86,10 @@ ExplorationDesk::~ExplorationDesk() {
     orvel.reset();
     desktop.processes.orphanAll();
     desktop.processes.endOrphans();
+    for (const auto& id : newWithCodex())
+        if (const auto thread = SampleCodexHome(folder + "/home/.codex").thread(id))
+            std::remove(thread->path.c_str());
+    for (const auto* id : {thirdThread, twinThread}) std::remove(threadPath(id).c_str());
     std::remove(claudeRecordPath().c_str());
     std::remove(keptCommandPath().c_str());
     for (const auto& made : claude.conversations()) {
@@ -123,6 +128,28 @@ std::string ExplorationDesk::archivedCodexPath() const {
     return folder + "/home/.codex/archived_sessions/rollout-one.jsonl";
 }
 
+ConversationReference ExplorationDesk::addCodexThread(const char* id, const std::string& text) const {
+    CodexTranscript transcript({.id = id, .workingDirectory = "/code/lark"});
+    SimulatedFileStore::write(threadPath(id), transcript.ask(text).answer("An answer").text());
+    return {.agent = Agent::codex, .sessionID = id, .title = "Another", .transcriptPath = threadPath(id)};
+}
+
+void ExplorationDesk::pasteFirstMessage() {
+    const auto saved = loadRelayState(relayStatePath());
+    if (isPasted || !saved || saved->initialTransfers.empty()) return;
+    isPasted = true;
+    const auto moment = 1000 * static_cast<std::int64_t>(desktop.loop.now() + referenceDateInUnixTime);
+    SampleCodexHome(folder + "/home/.codex")
+        .begin(pastedThread, "/code/lark", *saved->initialTransfers.back().payload, moment)
+        ->finish(moment, false);
+}
+
+std::vector<std::string> ExplorationDesk::newWithCodex() const {
+    auto ids = codex.begun();
+    if (isPasted) ids.emplace_back(pastedThread);
+    return ids;
+}
+
 void ExplorationDesk::archiveCodexThread() {
     std::error_code isGone;
     std::filesystem::create_directories(std::filesystem::path(archivedCodexPath()).parent_path());
@@ -138,8 +165,8 @@ void ExplorationDesk::removeCodeFolder() const {
     std::filesystem::remove(codeFolder());
 }
 
-std::string ExplorationDesk::codexQueuePath() const {
-    return folder + "/home/.codex/sample/" + codexSession + ".queue";
+std::string ExplorationDesk::codexQueuePath(const std::string& id) const {
+    return folder + "/home/.codex/sample/" + id + ".queue";
 }
 
 ConversationReference ExplorationDesk::codexReference() const {
@@ -173,9 +200,20 @@ void ExplorationDesk::boot() {
         if (pair && started.model.workspace.state().source.get() != source)
             started.model.workspace.openPair(*pair, source);
     });
+    if (isStarting) openSource();
     if (!isMonitoring) return;
     perform([](OrvelProcess& started) { started.model.commandInbox.restore(); });
     desktop.loop.runFor(preparing);
+}
+
+// What was typed for a source without a link ends with the process.
+void ExplorationDesk::openSource() {
+    if (!model().ledger.state().relayState->initialTransfers.empty()) return;
+    perform([this](OrvelProcess& started) { started.model.workspace.chooseSource(claudeReference()); });
+    perform([this](OrvelProcess& started) {
+        started.model.workspace.setInstruction(firstNote);
+        started.model.workspace.setCreationFolder(codeFolder());
+    });
 }
 
 void ExplorationDesk::die() {

@@ -16,14 +16,17 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace orvel::explore {
 
 /// Into what a message goes; several together are a set.
-enum Destination : unsigned { claudeWindow = 1, codexQueue = 2, claudeCode = 4 };
+enum Destination : unsigned { claudeWindow = 1, codexQueue = 2, claudeCode = 4, codexExec = 32 };
 /// In whose editor a command is typed, in the same set.
 inline constexpr unsigned claudeEditor = 8, codexEditor = 16;
-inline constexpr unsigned anyPlace = claudeWindow | codexQueue | claudeCode | claudeEditor | codexEditor;
+/// The message goes out in a link of three, in the same set.
+inline constexpr unsigned linkOfThree = 64;
+inline constexpr unsigned anyPlace = ~0U;
 
 /// Passes on to the real sender, and tells of its failures.
 class WatchedSender : public ClaudeRelaySender {
@@ -94,12 +97,18 @@ struct ExplorationDesk {
     static constexpr auto codexSession = "01a1fd20-0000-7000-8000-000000000001";
     /// A conversation that only Codex's window knows.
     static constexpr auto otherThread = "01a1fd20-0000-7000-8000-000000000002";
+    /// Conversations that some scenarios have.
+    static constexpr auto thirdThread = "01a1fd20-0000-7000-8000-000000000003";
+    static constexpr auto twinThread = "01a1fd20-0000-7000-8000-000000000004";
+    static constexpr auto pastedThread = "01a1fd20-0000-7000-8000-000000000005";
     static constexpr auto claudeSession = "5b0d714f-0000-4000-8000-000000000002";
     /// A conversation that Claude's application does not know.
     static constexpr auto claudeCodeSession = "5b0d714f-0000-4000-8000-000000000009";
     static constexpr auto destination = "local_11111111-1111-4111-8111-111111111111";
     static constexpr auto elsewhere = "local_22222222-2222-4222-8222-222222222222";
     static constexpr auto third = "local_33333333-3333-4333-8333-333333333333";
+    /// The note with which a conversation is begun.
+    static constexpr auto firstNote = "Please begin here.";
     /// What a save takes on a disk that is well.
     static constexpr std::chrono::milliseconds savingTime{20};
     /// Stands in everything that no diagnostic may show.
@@ -143,9 +152,19 @@ struct ExplorationDesk {
     /// Where the thread is while nobody has archived it.
     std::string codexTranscriptPath() const;
     std::string archivedCodexPath() const;
+    /// One more conversation with Codex, which begins with this text.
+    ConversationReference addCodexThread(const char* id, const std::string& text) const;
+    /// Somebody puts the saved first message into a new conversation of his own, once.
+    void pasteFirstMessage();
+    /// The conversations with Codex that did not exist when Orvel was started.
+    std::vector<std::string> newWithCodex() const;
     void archiveCodexThread();
     void restoreCodexThread();
-    std::string codexQueuePath() const;
+    /// Of one that a scenario has added.
+    std::string threadPath(const std::string& id) const {
+        return folder + "/home/.codex/sessions/2026/11/rollout-" + id + ".jsonl";
+    }
+    std::string codexQueuePath(const std::string& id = codexSession) const;
     /// Where the conversation that only Claude Code knows has its files.
     std::string codeFolder() const { return folder + "/code"; }
     void removeCodeFolder() const;
@@ -162,14 +181,17 @@ struct ExplorationDesk {
     bool isMonitoring = false;
     /// Whether a look at an element gave that something is not there which is.
     bool isStructureHidden = false;
+    /// Whether Orvel has a source without a link, whose message is to begin a conversation with Codex.
+    bool isStarting = false;
     /// Whose message goes into the other's conversation. From the next start on.
     Agent source = Agent::codex;
     std::unique_ptr<OrvelProcess> orvel;
 
   private:
+    void openSource();
     void wireSteps();
     void keepTyping();
-    bool dead = false, died = false;
+    bool dead = false, died = false, isPasted = false;
 };
 
 } // namespace orvel::explore

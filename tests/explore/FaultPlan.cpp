@@ -227,6 +227,49 @@ void threadIsArchived(ExplorationDesk& desk, SimulatedStep&) {
     desk.archiveCodexThread();
 }
 
+// The person turns to the link's other conversation, and sends into that, as soon as Orvel lets him.
+void turnsTheOtherWay(ExplorationDesk& desk) {
+    auto& model = desk.model();
+    const auto chain = model.workspace.relay().activeChain();
+    if (!chain) return;
+    const auto& third =
+        *std::find_if(chain->conversations.begin(), chain->conversations.end(),
+                      [](const auto& member) { return member.sessionID == ExplorationDesk::thirdThread; });
+    if (model.workspace.relay().selectedChainRoute(desk.claudeReference(), third))
+        model.outbox.sendRelay();
+    else
+        model.chains.selectChainDirection(desk.claudeReference(), third);
+}
+
+void personSendsTheOtherWay(ExplorationDesk& desk, SimulatedStep&) {
+    for (auto at = 20ms; at < 2s; at += 20ms)
+        desk.desktop.loop.outside(at, [&desk] {
+            if (!desk.isDead()) turnsTheOtherWay(desk);
+        });
+}
+
+template <auto habit, auto value>
+void codexBeginsWith(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codex.exec.*habit = value;
+}
+
+void codexEndsHalfway(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codex.exec.endsEarly = 7;
+}
+
+void codexBeginsSomethingElse(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codex.exec.adds = " CANARY";
+}
+
+// Later than Orvel waits for it.
+void codexRecordsLate(ExplorationDesk& desk, SimulatedStep&) {
+    desk.codex.exec.recordsAfter = 65s;
+}
+
+void firstMessageIsPasted(ExplorationDesk& desk, SimulatedStep&) {
+    desk.pasteFirstMessage();
+}
+
 void claudeCodeHangs(ExplorationDesk& desk, SimulatedStep&) {
     desk.claudeCode.habits.ends = false;
 }
@@ -408,7 +451,7 @@ void clipboardIsManaged(ExplorationDesk& desk, SimulatedStep&) {
 
 constexpr auto typed = claudeEditor | codexEditor;
 constexpr auto inWindow = claudeWindow | typed, inClaudeWindow = claudeWindow | claudeEditor;
-constexpr auto throughTool = codexQueue | claudeCode;
+constexpr auto throughTool = codexQueue | claudeCode | codexExec;
 constexpr auto read = FaultPlace::read, write = FaultPlace::write, anyStep = FaultPlace::anyStep;
 
 constexpr FaultKind faults[] = {
@@ -497,7 +540,7 @@ constexpr FaultKind faults[] = {
     {"queue stores and fails", anyStep, queueStoresAndFails, codexQueue},
     {"queue loses the message", anyStep, queueLosesTheMessage, codexQueue},
     {"queue never ends", anyStep, queueNeverEnds, codexQueue},
-    {"turns fail", anyStep, turnsFail, codexQueue},
+    {"turns fail", anyStep, turnsFail, codexQueue | codexExec},
     {"another program takes the thread", anyStep, anotherTakesTheThread, codexQueue},
     {"another program lets the thread go", anyStep, anotherLetsTheThreadGo, codexQueue},
     {"another program writes into the thread", anyStep, anotherWrites, codexQueue},
@@ -513,7 +556,18 @@ constexpr FaultKind faults[] = {
     {"Claude Code is too old", anyStep, claudeCodeIsOld, claudeCode},
     {"the conversation is opened in a terminal", anyStep, conversationIsOpened, claudeCode},
     {"the conversation is continued elsewhere", anyStep, conversationIsContinued, claudeCode},
-    {"the folder goes", anyStep, folderGoes, claudeCode},
+    {"the folder goes", anyStep, folderGoes, claudeCode | codexExec},
+
+    {"person sends the other way", anyStep, personSendsTheOtherWay, linkOfThree},
+    {"Codex names no new conversation", anyStep, codexBeginsWith<&SimulatedCodexExec::prints, false>,
+     codexExec},
+    {"Codex records no new conversation", anyStep, codexBeginsWith<&SimulatedCodexExec::records, false>,
+     codexExec},
+    {"Codex records the new conversation late", anyStep, codexRecordsLate, codexExec},
+    {"Codex begins with something else", anyStep, codexBeginsSomethingElse, codexExec},
+    {"Codex ends halfway", anyStep, codexEndsHalfway, codexExec},
+    {"Codex never ends", anyStep, codexBeginsWith<&SimulatedCodexExec::ends, false>, codexExec},
+    {"the first message is pasted elsewhere", anyStep, firstMessageIsPasted, codexExec},
 };
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "OrvelCore/relay/RelayStateReport.h"
 #include "explore/Scenarios.h"
 
+#include <algorithm>
 #include <array>
 #include <span>
 
@@ -31,6 +32,7 @@ std::unique_ptr<DestinationWatch> watchOf(Destination destination, ExplorationDe
     case claudeWindow: return watchClaude(desk, judge);
     case codexQueue: return watchCodex(desk, judge);
     case claudeCode: return watchClaudeCode(desk, judge);
+    case codexExec: return watchNewWithCodex(desk, judge);
     }
     return nullptr;
 }
@@ -47,6 +49,8 @@ void SafetyJudge::watchProcess() {
     desk.orvel->watched.onFailure = [this](const RelaySendError& failure) { judgeFailure(failure); };
     changes = desk.model().changes().subscribe([this] {
         judgeOffer();
+        judgeLinks();
+        judgeBindings();
         noteFailures();
     });
     if (auto& monitoring = desk.orvel->monitoring) {
@@ -69,6 +73,9 @@ bool SafetyJudge::isWritten() const {
 std::optional<std::string> SafetyJudge::payload() const {
     if (isNewConversation()) return std::string(scenario.newConversation);
     const auto saved = readRelayState(desk.relayStatePath());
+    if (isFirstMessage())
+        return saved.initialTransfers.empty() ? std::nullopt
+                                              : std::optional(*saved.initialTransfers.back().payload);
     if (saved.transfers.empty()) return std::nullopt;
     return *saved.transfers.back().payload;
 }
@@ -87,6 +94,13 @@ void SafetyJudge::watch(const SimulatedStep& step) {
 void SafetyJudge::judgeSaved() {
     if (isNewConversation()) return;
     const auto saved = readRelayState(desk.relayStatePath());
+    if (isFirstMessage()) {
+        const auto& initials = saved.initialTransfers;
+        if (initials.empty() || initials.back().deliveryMode != RelayDeliveryMode::submitted ||
+            initials.back().retryable == true)
+            fail(Rule::savedFirst, "begun with nothing on disk, or while the record allows a retry");
+        return;
+    }
     if (saved.transfers.empty())
         fail(Rule::savedFirst, "touched with nothing on disk");
     else if (saved.transfers.back().isPending() && saved.transfers.back().retryable != false)
@@ -102,10 +116,65 @@ void SafetyJudge::judgeFailure(const RelaySendError& failure) {
 void SafetyJudge::judgeOffer() {
     if (desk.isDead()) return;
     const auto pending = desk.model().workspace.relay().pendingTransfer();
-    const bool isOffered = pending && desk.model().outbox.state().mayRetry(*pending);
+    const auto initial = desk.model().workspace.relay().activeInitial();
+    const bool isOffered = (pending && desk.model().outbox.state().mayRetry(*pending)) ||
+                           (initial && initial->retryable == true);
     if (isOffered && !wasOffered && mayHoldMessage())
         fail(Rule::retryOnlyIfNothingInserted, "a retry is offered after a write");
     wasOffered = isOffered;
+}
+
+void SafetyJudge::judgeLinks() {
+    if (desk.isDead()) return;
+    const auto& state = desk.model().ledger.state().relayState.get();
+    for (const auto& link : state.links) {
+        const auto waiting = std::count_if(link.pairIDs.begin(), link.pairIDs.end(), [&](const auto& id) {
+            return state.pendingTransfer(id) != nullptr;
+        });
+        if (waiting + (state.pendingInitial(link) ? 1 : 0) > 1)
+            fail(Rule::oneInALink, "two messages of a link wait");
+    }
+}
+
+void SafetyJudge::judgeBindings() {
+    if (desk.isDead()) return;
+    const auto& state = desk.model().ledger.state().relayState.get();
+    for (const auto& initial : state.initialTransfers) {
+        if (!initial.boundPairID) {
+            if (bindings.contains(initial.id)) fail(Rule::boundOnceToANewOne, "a binding was taken back");
+            continue;
+        }
+        const auto [known, isNew] = bindings.emplace(initial.id, *initial.boundPairID);
+        if (known->second != *initial.boundPairID) fail(Rule::boundOnceToANewOne, "bound a second time");
+        if (!isNew) continue;
+        const auto pair = state.pairs.find(*initial.boundPairID);
+        const auto made = desk.newWithCodex();
+        if (!pair || std::find(made.begin(), made.end(), pair->codex.sessionID) == made.end())
+            fail(Rule::boundOnceToANewOne, "bound to a conversation that existed before");
+        for (const auto& [id, pairID] : bindings)
+            if (id != initial.id && pairID == *initial.boundPairID)
+                fail(Rule::boundOnceToANewOne, "two first messages are bound to one conversation");
+    }
+}
+
+// The destination of a first message is whichever new conversation holds it.
+void SafetyJudge::judgeFirstMessage(const std::string& text) {
+    const auto& state = desk.model().ledger.state().relayState.get();
+    const auto& initial = state.initialTransfers.back();
+    const auto& relay = desk.model().workspace.relay();
+    if (isReceived() && !destination->hasReceived(text))
+        fail(Rule::receivedOnlyIfThere, "received without standing in a new conversation");
+    if (isReceived() && toldAsFailed.contains(desk.model().notices.error().value_or("")))
+        fail(Rule::receivedIsNotFailed, "the error tells of a failure to deliver it");
+    if (!isReceived() && destination->isProvable(text))
+        fail(Rule::noTransferIsLost, "arrived and still pending");
+    if (initial.isPending() && !relay.activeInitial()) fail(Rule::noTransferIsLost, "pending and not shown");
+    if (initial.isPending() && initial.retryable == true && mayHoldMessage())
+        fail(Rule::retryOnlyIfNothingInserted, "the record allows a retry after a start");
+}
+
+bool SafetyJudge::isFirstMessage() const {
+    return scenario.destination == codexExec;
 }
 
 void SafetyJudge::noteFailures() {
@@ -116,6 +185,8 @@ void SafetyJudge::noteFailures() {
 
 void SafetyJudge::finish() {
     judgeMemory();
+    judgeLinks();
+    judgeBindings();
     judgeReceipts();
     judgeDiagnostics();
     judgeRest();
@@ -133,6 +204,7 @@ void SafetyJudge::judgeMemory() {
 bool SafetyJudge::isReceived() const {
     if (isNewConversation()) return desk.orvel && desk.orvel->started.has_value();
     const auto& transfers = desk.model().ledger.state().relayState->transfers;
+    // A first message has no transfer before it is bound.
     return !transfers.empty() && !transfers.back().isPending();
 }
 
@@ -152,6 +224,7 @@ void SafetyJudge::judgeReceipts() {
             fail(Rule::receivedOnlyIfThere, "gave a conversation without the message");
         return;
     }
+    if (isFirstMessage()) return judgeFirstMessage(*text);
     const bool isThere = destination->hasReceived(*text);
     const auto& transfer = desk.model().ledger.state().relayState->transfers.back();
     if (!transfer.isPending() && !isThere)
@@ -160,7 +233,8 @@ void SafetyJudge::judgeReceipts() {
         fail(Rule::receivedIsNotFailed, "the error tells of a failure to deliver it");
     if (transfer.isPending() && destination->isProvable(*text))
         fail(Rule::noTransferIsLost, "arrived and still pending");
-    if (transfer.isPending() && !desk.model().workspace.relay().pendingTransfer())
+    const auto& relay = desk.model().workspace.relay();
+    if (transfer.isPending() && !relay.pendingTransfer() && !relay.otherChainTransferPending())
         fail(Rule::noTransferIsLost, "pending and not shown");
     if (transfer.isPending() && desk.model().outbox.state().mayRetry(transfer) && mayHoldMessage())
         fail(Rule::retryOnlyIfNothingInserted, "the record allows a retry after a write");

@@ -5,6 +5,7 @@
 #include "explore/DestinationWatch.h"
 #include "explore/SafetyRules.h"
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -53,6 +54,10 @@ class SafetyJudge {
   private:
     void judgeFailure(const RelaySendError& failure);
     void judgeOffer();
+    void judgeLinks();
+    void judgeBindings();
+    void judgeFirstMessage(const std::string& text);
+    bool isFirstMessage() const;
     void noteFailures();
     void judgeSaved();
     void judgeMemory();
@@ -68,8 +73,9 @@ class SafetyJudge {
     ChangeSignal::Subscription changes;
     int presses = 1;
     bool timesCount = true, wasOffered = false;
-    std::string noticed;                ///< What failed commands were told with.
-    std::set<std::string> toldAsFailed; ///< In all words that Orvel used.
+    std::string noticed;                         ///< What failed commands were told with.
+    std::set<std::string> toldAsFailed;          ///< In all words that Orvel used.
+    std::map<std::string, std::string> bindings; ///< By first message.
     std::vector<BrokenRule> found;
 };
 

@@ -24,6 +24,8 @@ enum class Rule {
     receivedOnlyIfThere,
     receivedIsNotFailed,
     noTransferIsLost,
+    oneInALink,
+    boundOnceToANewOne,
     comesToRest,
     noChildRemains,
     protocolIsKept,

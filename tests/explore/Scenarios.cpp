@@ -1,6 +1,8 @@
 #include "explore/Scenarios.h"
 
 #include "Orvel/delivery/ClaudeReadiness.h"
+#include "OrvelCore/conversations/RelayFormatter.h"
+#include "OrvelCore/conversations/TranscriptReader.h"
 #include "OrvelCore/japanese/GoogleIMEWindowPolicy.h"
 #include "OrvelCore/relay/RelayStateJson.h"
 
@@ -188,6 +190,31 @@ void atHeldCodex(ExplorationDesk& desk) {
     desk.codex.holdAsAnother(ExplorationDesk::codexSession);
 }
 
+// Two conversations with Codex, and between them the one with Claude from which the message goes out.
+void inAChain(ExplorationDesk& desk) {
+    desk.source = Agent::claude;
+    RelayState state;
+    int made = 0;
+    const RelayStamp stamp{[&made] { return "00000000-0000-4000-8000-00000000000" + std::to_string(++made); },
+                           800'000'000};
+    const auto third = desk.addCodexThread(ExplorationDesk::thirdThread, "Something else");
+    const auto pair = state.pair(third, desk.claudeReference(), std::nullopt, stamp);
+    state.extendLink(pair.id, RelayLinkEnd::leading, desk.codexReference(),
+                     stamp); // Opened, as the last one.
+    state.setDraft(pair.id, desk.source, "Please look at this.", std::nullopt, false);
+    SimulatedFileStore::write(desk.relayStatePath(), encodeRelayState(state));
+    desk.desktop.applications.bringToFront(SimulatedApplications::self);
+}
+
+// A conversation that exists begins with the very text that the new one is to begin with.
+void beforeAStart(ExplorationDesk& desk) {
+    desk.source = Agent::claude;
+    desk.isStarting = true;
+    const auto source = TranscriptReader::read(desk.claudeReference().transcriptPath, Agent::claude);
+    desk.addCodexThread(ExplorationDesk::twinThread,
+                        RelayFormatter::render(Agent::claude, source.messages, ExplorationDesk::firstNote));
+}
+
 void typesCommand(ExplorationDesk& desk) {
     desk.isMonitoring = true;
     SimulatedFileStore::write(desk.claudeRecordPath(),
@@ -292,6 +319,10 @@ void sendRelay(OrvelProcess& orvel) {
     orvel.model.outbox.sendRelay();
 }
 
+void startOrSend(OrvelProcess& orvel) {
+    orvel.model.send();
+}
+
 void submitDraft(OrvelProcess& orvel) {
     orvel.model.outbox.submitExistingClaudeDraft();
 }
@@ -360,6 +391,22 @@ void userRetriesClaudeCode(ExplorationDesk& desk, SafetyJudge& judge) {
     desk.claudeCode.habits = {};
     std::filesystem::create_directories(desk.codeFolder());
     userRetries(desk, judge);
+}
+
+// What stood in the way is gone, and the user starts again where Orvel offers it.
+void userStartsAgain(ExplorationDesk& desk, SafetyJudge& judge) {
+    desk.codex.exec = {};
+    desk.codex.manner.turnsFail = false;
+    std::filesystem::create_directories(desk.codeFolder());
+    desk.desktop.loop.runFor(3s);
+    const auto& model = desk.model();
+    const auto initial = model.workspace.relay().activeInitial();
+    const bool isSaved = !model.ledger.state().relayState->initialTransfers.empty();
+    if (judge.isReceived() || (isSaved && (!initial || initial->retryable != true))) return;
+    desk.perform([&desk](OrvelProcess& orvel) {
+        orvel.model.workspace.setCreationFolder(desk.codeFolder());
+        orvel.model.send();
+    });
 }
 
 /// A send into a window that is unlike others; mostly refused, and so explored more rarely.
@@ -479,6 +526,22 @@ constexpr Scenario scenarios[] = {
      .work = sendRelay,
      .afterwards = userRetriesClaudeCode,
      .destination = claudeCode,
+     .watching = 3s},
+    {.name = "a link of three",
+     .about = "a send into Codex in a chain, whose other neighbour the person may turn to meanwhile",
+     .prepare = inAChain,
+     .work = sendRelay,
+     .afterwards = userRetries,
+     .destination = codexQueue,
+     .watching = 3s,
+     .inChain = true},
+    {.name = "new conversation with Codex",
+     .about =
+         "a first message with which Codex begins a conversation, beside an older one with its very text",
+     .prepare = beforeAStart,
+     .work = startOrSend,
+     .afterwards = userStartsAgain,
+     .destination = codexExec,
      .watching = 3s},
     {.name = "a hyphen into Codex",
      .about = "a send of a text that begins as an option does",

@@ -38,11 +38,12 @@ struct Scenario {
     MainLoop::Duration watching{0}; ///< How long faults still happen after the work.
     std::uint64_t coarseness = 1;   ///< Sweeps go on by so many of their strides; runs are as rare.
     std::string_view says = {};     ///< Stands in what Orvel tells the person in the end.
+    bool inChain = false;           ///< The message goes out in a link of three.
     unsigned typedIn = 0;           ///< The editor in which a command is typed, if that is the work.
 
     bool isTyped() const { return typedIn != 0; }
     /// All that takes part: the destination and the editor.
-    unsigned places() const { return destination | typedIn; }
+    unsigned places() const { return destination | typedIn | (inChain ? linkOfThree : 0); }
 };
 
 std::span<const Scenario> allScenarios();
