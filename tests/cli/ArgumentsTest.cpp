@@ -15,9 +15,9 @@ std::string parsed(const Words& words) {
                reply->text.substr(0, reply->text.find('\n'));
     const auto& arguments = std::get<Arguments>(result);
     constexpr const char* names[] = {
-        "none",        "list",     "show", "preview", "url",   "recent",  "relay check",
-        "keybindings", "command",  "link", "links",   "send",  "pending", "retry",
-        "copy-saved",  "receipts", "new",  "extend",  "close", "reopen",  "bind"};
+        "none",    "list", "show",   "preview", "url",     "recent", "relay check", "keybindings",
+        "command", "link", "links",  "send",    "pending", "retry",  "copy-saved",  "receipts",
+        "doctor",  "new",  "extend", "close",   "reopen",  "bind"};
     std::string line = names[static_cast<int>(arguments.command)];
     if (!arguments.subject.empty()) line += " {" + arguments.subject + "}";
     if (arguments.text) line += " {" + *arguments.text + "}";

@@ -107,7 +107,7 @@ class StoppedGuardTest : public KeyboardGuardTest {
                   TapStart::started);
         ASSERT_EQ(guardsOf(getpid()).size(), 1U);
     }
-    pid_t guard() { return guardsOf(getpid()).front(); }
+    pid_t guard() { return guardsOf(getpid()).at(0); }
 
     std::unique_ptr<XKeyboardTap> tap;
     std::function<void()> whenAsked;
