@@ -22,18 +22,25 @@ double estimatedLines(std::string_view text, double charactersInLine, int most) 
 
 } // namespace
 
-void MessageLayout::reset(std::span<const Message> messages, const Metrics& metrics) {
+void MessageLayout::reset(std::span<const Message> messages, const Metrics& newMetrics) {
+    metrics = newMetrics;
+    heights.clear();
+    measured.clear();
+    append(messages);
+}
+
+void MessageLayout::append(std::span<const Message> messages) {
+    const auto before = heights.size();
     const auto charactersInLine = std::max(1.0, metrics.textWidth / std::max(1.0, metrics.characterWidth));
     const auto charactersShown = static_cast<std::size_t>(charactersInLine * metrics.foldedLines) + 1;
-    heights.clear();
     for (const auto& message : messages) {
         const auto shown = std::string_view(message.text).substr(0, charactersShown);
         heights.push_back(metrics.around +
                           metrics.lineHeight * estimatedLines(shown, charactersInLine, metrics.foldedLines));
     }
-    measured.assign(heights.size(), false);
-    tops.assign(heights.size() + 1, 0);
-    place(0);
+    measured.resize(heights.size(), false);
+    tops.resize(heights.size() + 1, 0);
+    place(before);
 }
 
 std::size_t MessageLayout::rowAt(double y) const {

@@ -21,7 +21,10 @@ class MessageLayout {
         int foldedLines = 1;
     };
 
-    void reset(std::span<const Message> messages, const Metrics& metrics);
+    void reset(std::span<const Message> messages, const Metrics& newMetrics);
+
+    /// Takes on messages behind the others, whose heights stay as they are.
+    void append(std::span<const Message> messages);
 
     std::size_t count() const { return heights.size(); }
     double totalHeight() const { return tops.empty() ? 0 : tops.back(); }
@@ -42,6 +45,7 @@ class MessageLayout {
   private:
     void place(std::size_t from);
 
+    Metrics metrics;
     std::vector<double> heights;
     std::vector<double> tops; // One more than rows: the last is the total.
     std::vector<bool> measured;

@@ -6,9 +6,12 @@
 #include "OrvelCore/text/Unicode.h"
 
 #include <algorithm>
+#include <span>
+#include <utility>
 
 #include <QClipboard>
 #include <QContextMenuEvent>
+#include <QFontDatabase>
 #include <QGuiApplication>
 #include <QMenu>
 #include <QPainter>
@@ -33,6 +36,45 @@ QString beginning(const std::string& text, std::size_t most) {
     auto end = std::min(text.size(), most);
     while (end < text.size() && end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
     return qtText(std::string_view(text).substr(0, end));
+}
+
+// Where code stands in a shown text.
+struct CodeRange {
+    qsizetype start = 0, end = 0;
+};
+
+// Takes the fences of code blocks out of a text, and tells what stood between them. An open fence reaches to
+// the end.
+std::vector<CodeRange> takeFences(QString& text) {
+    const QLatin1String fence("```");
+    std::vector<CodeRange> ranges;
+    bool isInCode = false;
+    QString kept;
+    for (const auto& line : text.split(QLatin1Char('\n'))) {
+        if (!line.trimmed().startsWith(fence)) {
+            kept += line + QLatin1Char('\n');
+            continue;
+        }
+        if (isInCode)
+            ranges.back().end = kept.size();
+        else
+            ranges.push_back({kept.size(), 0});
+        isInCode = !isInCode;
+    }
+    kept.chop(1);
+    for (auto& range : ranges) range.end = std::min(range.end == 0 ? kept.size() : range.end, kept.size());
+    std::erase_if(ranges, [](const CodeRange& range) { return range.start >= range.end; });
+    text = kept;
+    return ranges;
+}
+
+QList<QTextLayout::FormatRange> formatsOf(const std::vector<CodeRange>& code) {
+    QTextCharFormat format;
+    format.setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    QList<QTextLayout::FormatRange> formats;
+    for (const auto& range : code)
+        formats += {static_cast<int>(range.start), static_cast<int>(range.end - range.start), format};
+    return formats;
 }
 
 QString machineMadeWords(MachineMade kind) {
@@ -64,7 +106,13 @@ void MessageListView::show(SharedConversation newConversation, std::size_t newRa
     const auto oldStart = std::exchange(rangeStart, newRangeStart);
     rangeTitle = newRangeTitle;
     assistantLabel = qtText(newAssistantLabel);
-    if (isOther) {
+    if (isOther && isGrownFromShown(*newConversation)) {
+        grow(std::move(newConversation));
+        if (oldStart != rangeStart && oldStart < messageCount()) layout.forget(oldStart);
+        if (oldStart != rangeStart && rangeStart < messageCount()) layout.forget(rangeStart);
+    } else if (isOther) {
+        selection.reset();
+        setUnseen(0);
         conversation = std::move(newConversation);
         unfolded.clear();
         hovered = noRow;
@@ -81,6 +129,79 @@ void MessageListView::show(SharedConversation newConversation, std::size_t newRa
             if (row < messageCount()) layout.forget(row);
     }
     viewport()->update();
+}
+
+// Whether it is the shown conversation with messages behind the shown ones.
+bool MessageListView::isGrownFromShown(const Conversation& newConversation) const {
+    if (!conversation || conversation->messages.empty() || conversation->id != newConversation.id ||
+        conversation->source != newConversation.source)
+        return false;
+    const auto &before = conversation->messages, &after = newConversation.messages;
+    return after.size() >= before.size() &&
+           std::equal(before.begin(), before.end(), after.begin(),
+                      [](const Message& one, const Message& two) { return one.id == two.id; });
+}
+
+// Who reads the end goes on reading it; who reads elsewhere stays there and is told.
+void MessageListView::grow(SharedConversation newConversation) {
+    auto* bar = verticalScrollBar();
+    const bool wasAtEnd = bar->value() == bar->maximum();
+    const auto before = messageCount();
+    conversation = std::move(newConversation);
+    layout.append(std::span(conversation->messages).subspan(before));
+    updateScrollBar();
+    if (wasAtEnd) return scrollTo(layout.totalHeight());
+    setUnseen(unseen + messageCount() - before);
+}
+
+void MessageListView::setUnseen(std::size_t count) {
+    if (std::exchange(unseen, count) != count) emit unseenChanged(count);
+}
+
+void MessageListView::showEnd() {
+    if (messageCount() == 0) return;
+    setCurrentRow(messageCount() - 1);
+    scrollTo(layout.totalHeight());
+}
+
+// Selecting
+
+int MessageListView::positionIn(std::size_t row, const QPointF& point) {
+    const auto& text = *laid(row).text;
+    const auto inText = point - placed(row).bubble.topLeft() - QPointF(padding, padding);
+    int position = 0;
+    for (int i = 0; i < text.lineCount(); ++i) {
+        const auto line = text.lineAt(i);
+        if (line.y() < 0) break; // The first folded one.
+        position = line.xToCursor(inText.x());
+        if (inText.y() < line.y() + line.height() * lineSpacing) break;
+    }
+    return position;
+}
+
+void MessageListView::select(const QPointF& point) {
+    selection->cursor = positionIn(selection->row, point);
+    viewport()->update();
+}
+
+QString MessageListView::selectedText() {
+    if (!selection) return {};
+    const auto [first, last] = std::minmax(selection->anchor, selection->cursor);
+    auto text = laid(selection->row).text->text().mid(first, last - first);
+    return text.replace(QChar::LineSeparator, QLatin1Char('\n'));
+}
+
+// Without a selection the current message is meant.
+void MessageListView::copySelection() {
+    const auto text = selectedText();
+    if (text.isEmpty())
+        copyMessage(current);
+    else
+        QGuiApplication::clipboard()->setText(text);
+}
+
+void MessageListView::mouseReleaseEvent(QMouseEvent*) {
+    isSelecting = false;
 }
 
 std::size_t MessageListView::messageCount() const {
@@ -146,8 +267,10 @@ const MessageListView::Laid& MessageListView::laid(std::size_t row) {
     Laid result;
     const auto kind = machineMadeKind(row);
     auto shown = kind && !isUnfolded ? machineMadeWords(*kind) : beginning(text, most);
+    const auto code = kind ? std::vector<CodeRange>() : takeFences(shown);
     shown.replace(QLatin1Char('\n'), QChar::LineSeparator);
     result.text = std::make_unique<QTextLayout>(shown, font(), this);
+    result.text->setFormats(formatsOf(code));
     QTextOption option;
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     result.text->setTextOption(option);
@@ -164,6 +287,10 @@ const MessageListView::Laid& MessageListView::laid(std::size_t row) {
         }
         line.setLineWidth(width);
         line.setPosition({0, y});
+        const auto isCode = std::any_of(code.begin(), code.end(), [&](const CodeRange& range) {
+            return line.textStart() >= range.start && line.textStart() < range.end;
+        });
+        if (isCode) result.code.emplace_back(0, y, width, line.height() * lineSpacing);
         y += line.height() * lineSpacing;
         widest = std::max(widest, line.naturalTextWidth());
         ++lines;
@@ -268,6 +395,7 @@ void MessageListView::requestStart(std::size_t row) {
 
 void MessageListView::toggleFold(std::size_t row) {
     const auto& text = laid(row);
+    selection.reset();
     if (unfolded.contains(row))
         unfolded.erase(row);
     else if (text.isFolded)
@@ -336,7 +464,20 @@ void MessageListView::paintRow(QPainter& painter, std::size_t row) {
     const bool isOwn = !machineMadeKind(row);
     painter.setPen(!inRange ? theme.fadedText : isOwn ? theme.text : theme.secondaryText);
     painter.setClipRect(parts.bubble);
-    text.text->draw(&painter, parts.bubble.topLeft() + QPointF(padding, padding));
+    const auto origin = parts.bubble.topLeft() + QPointF(padding, padding);
+    for (const auto& ground : text.code)
+        painter.fillRect(QRectF(origin.x() - 4, origin.y() + ground.y() - 1,
+                                parts.bubble.width() - 2 * padding + 8, ground.height() + 1),
+                         inRange ? theme.window : theme.sidebar);
+    QList<QTextLayout::FormatRange> selected;
+    if (selection && selection->row == row && selection->anchor != selection->cursor) {
+        QTextCharFormat format;
+        format.setBackground(theme.accent);
+        format.setForeground(theme.accentText);
+        const auto [first, last] = std::minmax(selection->anchor, selection->cursor);
+        selected += {first, last - first, format};
+    }
+    text.text->draw(&painter, origin, selected);
     painter.restore();
 
     painter.setPen(theme.accent);
@@ -363,33 +504,42 @@ void MessageListView::resizeEvent(QResizeEvent* event) {
 }
 
 void MessageListView::scrollContentsBy(int, int) {
+    if (verticalScrollBar()->value() == verticalScrollBar()->maximum()) setUnseen(0);
     viewport()->update();
 }
 
 void MessageListView::mouseMoveEvent(QMouseEvent* event) {
+    if (isSelecting) return select(event->position());
     const auto row = rowUnder(event->pos());
     if (row != hovered) {
         hovered = row;
         viewport()->update();
     }
-    bool onLink = false;
+    bool onLink = false, onText = false;
     if (row != noRow) {
         const auto parts = placed(row);
         onLink = parts.fold.contains(event->position()) ||
                  (row != rangeStart && parts.start.contains(event->position()));
+        onText = parts.bubble.contains(event->position());
     }
-    viewport()->setCursor(onLink ? Qt::PointingHandCursor : Qt::ArrowCursor);
+    viewport()->setCursor(onLink ? Qt::PointingHandCursor : onText ? Qt::IBeamCursor : Qt::ArrowCursor);
 }
 
 void MessageListView::mousePressEvent(QMouseEvent* event) {
     const auto row = rowUnder(event->pos());
     if (row == noRow || event->button() != Qt::LeftButton) return;
     current = row;
+    selection.reset();
     const auto parts = placed(row);
     if (parts.fold.contains(event->position()))
         toggleFold(row);
     else if (row != rangeStart && parts.start.contains(event->position()))
         requestStart(row);
+    else if (parts.bubble.contains(event->position())) {
+        const auto position = positionIn(row, event->position());
+        selection = {row, position, position};
+        isSelecting = true;
+    }
     viewport()->update();
 }
 
@@ -399,6 +549,7 @@ void MessageListView::leaveEvent(QEvent*) {
 }
 
 void MessageListView::keyPressEvent(QKeyEvent* event) {
+    if (messageCount() > 0 && event->matches(QKeySequence::Copy)) return copySelection();
     if (messageCount() == 0 || event->modifiers().testFlag(Qt::ControlModifier)) {
         QAbstractScrollArea::keyPressEvent(event);
         return;
@@ -434,6 +585,8 @@ void MessageListView::contextMenuEvent(QContextMenuEvent* event) {
     if (row >= messageCount()) return;
     QMenu menu(this);
     connect(menu.addAction(tr("Start here")), &QAction::triggered, this, [this, row] { requestStart(row); });
+    if (selection && selection->row == row && !selectedText().isEmpty())
+        connect(menu.addAction(tr("Copy")), &QAction::triggered, this, &MessageListView::copySelection);
     connect(menu.addAction(tr("Copy message")), &QAction::triggered, this, [this, row] { copyMessage(row); });
     const auto& text = laid(row);
     if (text.isFolded || text.canFold)

@@ -1,7 +1,8 @@
 #pragma once
 // The messages of a conversation as a list of any length: only what is visible is laid out and painted.
 // Messages before the range of the relay are faded; any message can become the start of the range. Those that
-// an agent's program wrote under the user's name are folded to a word on what they are.
+// an agent's program wrote under the user's name are folded to a word on what they are. Text can be selected
+// within a message. While the conversation grows, what is read stays where it is.
 
 #include "Orvel/screens/MessageLayout.h"
 #include "OrvelCore/conversations/Conversation.h"
@@ -40,16 +41,23 @@ class MessageListView : public QAbstractScrollArea {
     void setCurrentRow(std::size_t row);
     /// Asks for the range to begin at the message.
     void requestStart(std::size_t row);
+    /// Goes to the last message.
+    void showEnd();
+    /// What is selected with the mouse; empty if nothing is.
+    QString selectedText();
 
   signals:
     /// The person wants the range to begin at this message.
     void startRequested(const QString& messageID);
+    /// So many messages have come behind what is read.
+    void unseenChanged(std::size_t count);
 
   protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
     void leaveEvent(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
@@ -62,13 +70,26 @@ class MessageListView : public QAbstractScrollArea {
     // A message laid out for painting.
     struct Laid {
         std::unique_ptr<QTextLayout> text;
-        QSizeF size;           // Of the text.
-        bool isFolded = false; // More text follows than is shown.
-        bool canFold = false;  // It is shown whole and could be folded.
+        QSizeF size;              // Of the text.
+        std::vector<QRectF> code; // The grounds of the code in it.
+        bool isFolded = false;    // More text follows than is shown.
+        bool canFold = false;     // It is shown whole and could be folded.
     };
     struct Row; // Where the parts of a visible message are.
 
+    // Of the text that is shown of one message; the cursor moves, and may stand before the anchor.
+    struct Selection {
+        std::size_t row;
+        int anchor, cursor;
+    };
+
     const Message& message(std::size_t row) const { return conversation->messages[row]; }
+    bool isGrownFromShown(const Conversation& newConversation) const;
+    void grow(SharedConversation newConversation);
+    void setUnseen(std::size_t count);
+    int positionIn(std::size_t row, const QPointF& point);
+    void select(const QPointF& point);
+    void copySelection();
     double textWidth() const;
     void relayout();
     void updateScrollBar();
@@ -95,6 +116,9 @@ class MessageListView : public QAbstractScrollArea {
     std::set<std::size_t> unfolded;
     std::size_t current = 0;
     std::size_t hovered = noRow;
+    std::optional<Selection> selection;
+    bool isSelecting = false;
+    std::size_t unseen = 0; // Messages that came behind what is read.
     static constexpr auto noRow = static_cast<std::size_t>(-1);
 };
 

@@ -41,6 +41,7 @@ QString styleSheetOf(const Theme& theme) {
         QPushButton#arrow[selected="true"] { background: %5; color: %8; border-color: %5; font-weight: 600; }
         QPushButton#arrow[selected="true"]:focus { border-color: %6; }
         QPushButton#arrow:disabled { background: transparent; color: %7; border-color: %2; }
+        QPushButton#arrow[selected="true"]:disabled { background: %5; color: %8; border-color: %5; }
         QPushButton#extend { border-radius: 15px; border-style: dashed; padding: 0; min-width: 28px; max-width: 28px;
             min-height: 28px; max-height: 28px; background: transparent; color: %7; }
         QPushButton#extend:hover:enabled, QPushButton#extend:focus { color: %5; border-color: %5; }

@@ -122,6 +122,7 @@ WorkspaceView::WorkspaceView(OrvelModel& model, const Desktop& desktop, QWidget*
       statusTitle(new QLabel),
       elapsed(new QLabel),
       statusLine(new QLabel),
+      newBelowButton(new QPushButton),
       showPendingButton(new QPushButton(tr("Show it"))),
       openInCodexButton(new QPushButton(tr("Open in Codex"))),
       linked(new LinkedLine(model)),
@@ -137,7 +138,7 @@ WorkspaceView::WorkspaceView(OrvelModel& model, const Desktop& desktop, QWidget*
     showPendingButton->setAccessibleName(tr("Show the pending transfer"));
     connect(showPendingButton, &QPushButton::clicked, this, &WorkspaceView::showPending);
     connect(openInCodexButton, &QPushButton::clicked, this, &WorkspaceView::openInCodex);
-    for (auto* button : {showPendingButton, openInCodexButton})
+    for (auto* button : {newBelowButton, showPendingButton, openInCodexButton})
         button->setObjectName(QStringLiteral("small"));
     progress->setRange(0, 0);
     progress->setTextVisible(false);
@@ -170,6 +171,7 @@ WorkspaceView::WorkspaceView(OrvelModel& model, const Desktop& desktop, QWidget*
     auto* title = new QHBoxLayout;
     title->addWidget(statusTitle, 1);
     title->addWidget(elapsed, 0, Qt::AlignBottom);
+    title->addWidget(newBelowButton);
     title->addWidget(showPendingButton);
     title->addWidget(openInCodexButton);
     status->setSpacing(8);
@@ -282,6 +284,13 @@ QWidget* WorkspaceView::middle() {
     connect(welcome, &WelcomeView::samplesWanted, this, &WorkspaceView::samplesWanted);
 
     messages = new MessageListView;
+    newBelowButton->hide();
+    connect(newBelowButton, &QPushButton::clicked, messages, &MessageListView::showEnd);
+    connect(messages, &MessageListView::unseenChanged, this, [this](std::size_t count) {
+        newBelowButton->setText(tr("%1 new ↓").arg(count));
+        newBelowButton->setAccessibleName(tr("%1 new messages below").arg(count));
+        newBelowButton->setVisible(count > 0);
+    });
     connect(messages, &MessageListView::startRequested, this,
             [this](const QString& id) { model.workspace.selectRange(utf8Text(id)); });
 

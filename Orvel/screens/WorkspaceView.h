@@ -104,7 +104,7 @@ class WorkspaceView : public QWidget {
     QProgressBar* progress;
     QBoxLayout* status;
     QLabel *statusTitle, *elapsed, *statusLine;
-    QPushButton *showPendingButton, *openInCodexButton;
+    QPushButton *newBelowButton, *showPendingButton, *openInCodexButton;
     LinkedLine* linked;
     ErrorBanner* banner;
     QStackedWidget* stack;

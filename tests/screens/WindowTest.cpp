@@ -14,8 +14,10 @@
 #include <set>
 
 #include <QApplication>
+#include <QClipboard>
 #include <QDropEvent>
 #include <QMimeData>
+#include <QTest>
 #include <QUrl>
 
 namespace orvel {
@@ -169,6 +171,65 @@ TEST_F(WindowTest, WhatAProgramWroteUnderTheUsersNameIsFolded) {
     EXPECT_GT(widget->rowRect(2).height(), folded);
     // What is relayed is what the transcript holds.
     EXPECT_NE(model->workspace.relay().preview().find("me: <system-reminder>\nhidden"), std::string::npos);
+}
+
+TEST_F(WindowTest, WhatIsReadStaysWhileTheConversationGrows) {
+    CodexTranscript transcript({.id = "growing"});
+    transcript.ask(std::string(2'000, 'w'));
+    for (int i = 0; i < 40; ++i) transcript.answer("answer " + std::to_string(i)).ask("question");
+    open(samples.folders());
+    model->workspace.openFile(data.write("growing.jsonl", transcript.text()));
+    settle();
+    auto* list = shown(QAccessible::List, "Messages");
+    ASSERT_TRUE(list);
+    auto* messages = qobject_cast<MessageListView*>(list->object());
+    const auto grow = [&] {
+        transcript.answer("one").ask("two").answer("three").ask("four");
+        data.write("growing.jsonl", transcript.text());
+        trigger("Refresh");
+        messages->grab();
+    };
+    const auto last = [&] { return messages->rowRect(messages->messageCount() - 1); };
+    grow(); // Who reads the end goes on reading it.
+    EXPECT_EQ(messages->messageCount(), 85U);
+    EXPECT_TRUE(messages->viewport()->rect().contains(last().center()));
+    EXPECT_FALSE(shown(QAccessible::Button, "new messages below"));
+
+    messages->setCurrentRow(0);
+    QTest::keyClick(messages, Qt::Key_Space);
+    messages->grab();
+    const auto unfolded = messages->rowRect(0);
+    EXPECT_GT(unfolded.height(), 200);
+    grow();
+    EXPECT_EQ(messages->rowRect(0), unfolded);
+    EXPECT_EQ(messages->currentRow(), 0U);
+    press("4 new messages below");
+    EXPECT_TRUE(messages->viewport()->rect().contains(last().center()));
+    EXPECT_FALSE(shown(QAccessible::Button, "new messages below"));
+}
+
+TEST_F(WindowTest, TextIsSelectedWithTheMouseAndCodeStandsWithoutItsFences) {
+    ClaudeTranscript transcript({.id = "code"});
+    transcript.ask("question").answer("So:\n```cpp\nint a;\n```\nThat is it.");
+    open(samples.folders());
+    model->workspace.openFile(data.write("code.jsonl", transcript.text()));
+    settle();
+    auto* messages = qobject_cast<MessageListView*>(shown(QAccessible::List, "Messages")->object());
+    const auto row = messages->rowRect(1);
+    const auto copied = [&](const QPoint& from, const QPoint& to) {
+        QTest::mousePress(messages->viewport(), Qt::LeftButton, {}, from);
+        QTest::mouseMove(messages->viewport(), to);
+        QTest::mouseRelease(messages->viewport(), Qt::LeftButton, {}, to);
+        QTest::keyClick(messages, Qt::Key_C, Qt::ControlModifier);
+        return QGuiApplication::clipboard()->text();
+    };
+    constexpr int textLeft = 86;
+    const QPoint start(textLeft, row.top() + 12), end(textLeft + 500, row.bottom() - 12);
+    EXPECT_EQ(copied(start, end), "So:\nint a;\nThat is it.");
+    EXPECT_EQ(copied(QPoint(textLeft, end.y()), start), "So:\nint a;\n");
+    EXPECT_EQ(copied(start, QPoint(textLeft + 500, row.top() + 12)), "So:");
+    // Without a selection it is the message as the transcript holds it.
+    EXPECT_EQ(copied(start, start), "So:\n```cpp\nint a;\n```\nThat is it.");
 }
 
 TEST_F(WindowTest, ADroppedTranscriptOpens) {
