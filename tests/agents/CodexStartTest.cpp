@@ -82,7 +82,7 @@ TEST_F(CodexStart, ATurnThatFailsOrIsEndedIsToldAndNotRepeated) {
     ASSERT_TRUE(ends());
     EXPECT_THAT(failure.value_or(""), HasSubstr("Codex's turn ended with status 143."));
     EXPECT_EQ(conversations(Agent::codex).size(), 2U);
-    EXPECT_THAT(outcome(*started), testing::StartsWith("user: N wait-for="));
+    EXPECT_EQ(outcome(*started), "user: N wait-for=" + folder.path("never") + " [busy]");
 }
 
 TEST_F(CodexStart, NothingIsStartedWithoutAFolderOrAProgram) {
