@@ -244,8 +244,16 @@ void turnsTheOtherWay(ExplorationDesk& desk) {
 void personSendsTheOtherWay(ExplorationDesk& desk, SimulatedStep&) {
     for (auto at = 20ms; at < 2s; at += 20ms)
         desk.desktop.loop.outside(at, [&desk] {
-            if (!desk.isDead()) turnsTheOtherWay(desk);
+            desk.desktop.loop.post([&desk] {
+                if (!desk.isDead()) turnsTheOtherWay(desk);
+            });
         });
+}
+
+// So that it waits for good.
+void messageIsLostAndPersonSendsTheOtherWay(ExplorationDesk& desk, SimulatedStep& step) {
+    queueLosesTheMessage(desk, step);
+    personSendsTheOtherWay(desk, step);
 }
 
 template <auto habit, auto value>
@@ -559,6 +567,8 @@ constexpr FaultKind faults[] = {
     {"the folder goes", anyStep, folderGoes, claudeCode | codexExec},
 
     {"person sends the other way", anyStep, personSendsTheOtherWay, linkOfThree},
+    {"the message is lost, and person sends the other way", anyStep, messageIsLostAndPersonSendsTheOtherWay,
+     linkOfThree},
     {"Codex names no new conversation", anyStep, codexBeginsWith<&SimulatedCodexExec::prints, false>,
      codexExec},
     {"Codex records no new conversation", anyStep, codexBeginsWith<&SimulatedCodexExec::records, false>,

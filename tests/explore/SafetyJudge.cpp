@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <span>
+#include <utility>
 
 namespace orvel::explore {
 
@@ -131,7 +132,7 @@ void SafetyJudge::judgeLinks() {
         const auto waiting = std::count_if(link.pairIDs.begin(), link.pairIDs.end(), [&](const auto& id) {
             return state.pendingTransfer(id) != nullptr;
         });
-        if (waiting + (state.pendingInitial(link) ? 1 : 0) > 1)
+        if (waiting + (state.pendingInitial(link) ? 1 : 0) > 1 && !std::exchange(isLinkCrowded, true))
             fail(Rule::oneInALink, "two messages of a link wait");
     }
 }

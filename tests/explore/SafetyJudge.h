@@ -72,7 +72,7 @@ class SafetyJudge {
     std::unique_ptr<CommandWatch> command; ///< Where one is typed.
     ChangeSignal::Subscription changes;
     int presses = 1;
-    bool timesCount = true, wasOffered = false;
+    bool timesCount = true, wasOffered = false, isLinkCrowded = false;
     std::string noticed;                         ///< What failed commands were told with.
     std::set<std::string> toldAsFailed;          ///< In all words that Orvel used.
     std::map<std::string, std::string> bindings; ///< By first message.
