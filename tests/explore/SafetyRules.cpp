@@ -43,7 +43,7 @@ constexpr RuleText rules[] = {
      "In the end each transfer is received or visibly pending, and received if its text has arrived."},
     {Rule::oneInALink, "one at a time in a link",
      "Of the conversations that a link holds at most one has a message that waits to be seen."},
-    {Rule::boundOnceToANewOne, "bound once, to a new one",
+    {Rule::boundOnceToANewOne, "bound once and to a new one",
      "A first message is bound at most once, and never to a conversation that existed before it."},
     {Rule::comesToRest, "comes to rest", "Every operation ends, and then no flag of one is set."},
     {Rule::noChildRemains, "no child remains",
