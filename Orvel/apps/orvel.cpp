@@ -13,7 +13,6 @@
 #include "Orvel/platform/qt/TerminationSignals.h"
 #include "Orvel/screens/ApplicationScreens.h"
 #include "Orvel/screens/SampleAgentWindow.h"
-#include "Orvel/screens/Theme.h"
 #include "Orvel/shell/OrvelApp.h"
 #include "OrvelCore/files/FilePath.h"
 #include "samples/SampleHome.h"
@@ -114,10 +113,6 @@ bool hasDisplay() {
 #endif
 }
 
-void showTheme(bool dark) {
-    (dark ? Theme::dark() : Theme::light()).apply();
-}
-
 // How the person's system writes times of day.
 ClockStyle localClock() {
     return {.secondsFromUTC = QDateTime::currentDateTime().offsetFromUtc(),
@@ -202,13 +197,14 @@ int run(QApplication& application, const Options& options) {
     DesktopRequests requests(app);
     application.installEventFilter(&requests);
 
-    showTheme(options.dark.value_or(SystemAppearance::paletteIsDark()));
-    std::optional<SystemAppearance> appearance;
-    if (!options.dark) appearance.emplace(showTheme);
-
+    const bool systemIsDark = SystemAppearance::paletteIsDark(); // Before a theme stands in its place.
     ApplicationScreens screens(app, ports, [] {
         QProcess::startDetached(QApplication::applicationFilePath(), {QStringLiteral("--sample")});
     });
+    auto& preferences = screens.preferences();
+    preferences.followSystem(systemIsDark);
+    if (options.dark) preferences.overrideAppearance(*options.dark);
+    const SystemAppearance appearance([&preferences](bool isDark) { preferences.followSystem(isDark); });
     auto& window = screens.mainWindow();
     panels.setWindow(&window);
     applications.setWindow(&window);

@@ -16,6 +16,9 @@ namespace orvel {
 ApplicationScreens::ApplicationScreens(OrvelApp& app, const Desktop& ports, std::function<void()> openSamples)
     : hasTray([this] { return tray && QSystemTrayIcon::isSystemTrayAvailable(); }),
       terminate([] { QCoreApplication::exit(); }),
+      notify([this](const QString& title, const QString& text) {
+          if (tray) tray->tell(title, text);
+      }),
       app(app),
       ports(ports),
       window(app.model, ports,
@@ -23,8 +26,12 @@ ApplicationScreens::ApplicationScreens(OrvelApp& app, const Desktop& ports, std:
               .openSettings = [this] { settingsWindow.open(); },
               .quit = [this] { quit(); },
               .mayClose = [this] { return mayClose(); }}),
-      settingsWindow(app),
-      notice(ports.loop) {
+      settingsWindow(app, window.preferences()),
+      notice(ports.loop),
+      news(app.model, [this](const QString& title, const QString& text) {
+          // Who looks at the window sees it there.
+          if (preferences().notifies() && !window.isActiveWindow()) notify(title, text);
+      }) {
     app.screens = {.showSetup = [this] { settingsWindow.openSetup(); },
                    .showFailure =
                        [this](const std::string& message, const std::string& context) {

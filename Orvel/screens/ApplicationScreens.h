@@ -5,6 +5,7 @@
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/screens/FailureNotice.h"
 #include "Orvel/screens/MainWindow.h"
+#include "Orvel/screens/MessageNews.h"
 #include "Orvel/screens/SettingsWindow.h"
 #include "Orvel/screens/TrayEntry.h"
 
@@ -33,6 +34,7 @@ class ApplicationScreens : public QObject {
     MainWindow& mainWindow() { return window; }
     SettingsWindow& settings() { return settingsWindow; }
     FailureNotice& failureNotice() { return notice; }
+    WindowPreferences& preferences() { return window.preferences(); }
 
     /// Ends the event loop if the application may quit, and says why not otherwise.
     void quit();
@@ -41,6 +43,8 @@ class ApplicationScreens : public QObject {
     std::function<bool()> hasTray;
     /// Ends the event loop.
     std::function<void()> terminate;
+    /// Has the desktop show a notification.
+    MessageNews::Tell notify;
 
   protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -57,6 +61,7 @@ class ApplicationScreens : public QObject {
     SettingsWindow settingsWindow;
     FailureNotice notice;
     std::optional<TrayEntry> tray;
+    MessageNews news;
     QPointer<QMessageBox> terminationError;
 };
 

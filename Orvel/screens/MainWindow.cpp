@@ -2,12 +2,14 @@
 
 #include "Orvel/desktop/Settings.h"
 #include "Orvel/platform/qt/QtText.h"
+#include "Orvel/screens/ShortcutsWindow.h"
 #include "Orvel/screens/SidebarView.h"
 #include "Orvel/screens/WorkspaceView.h"
 
 #include <algorithm>
 #include <utility>
 
+#include <QActionGroup>
 #include <QApplication>
 #include <QDragEnterEvent>
 #include <QFile>
@@ -36,10 +38,11 @@ MainWindow::MainWindow(OrvelModel& model, const Desktop& desktop, WindowCommands
     : model(model),
       desktop(desktop),
       commands(std::move(commands)),
+      chosen(desktop.settings),
+      name(QStringLiteral("Orvel")),
       splitter(new QSplitter),
       sidebar(new SidebarView(model, desktop)),
       workspace(new WorkspaceView(model, desktop)) {
-    setWindowTitle(QStringLiteral("Orvel"));
     setObjectName(QStringLiteral("main"));
     setAcceptDrops(true);
     splitter->setChildrenCollapsible(false);
@@ -89,6 +92,7 @@ void MainWindow::connectViews() {
     });
     connect(sidebar, &SidebarView::left, this, &MainWindow::leaveSidebar);
     connect(sidebar, &SidebarView::selectionChanged, this, &MainWindow::renderActions);
+    connect(&chosen, &WindowPreferences::changed, this, &MainWindow::renderTitle);
 }
 
 QAction* MainWindow::add(QMenu* menu, const QString& text, const QList<QKeySequence>& shortcuts,
@@ -112,6 +116,7 @@ void MainWindow::makeMenus() {
     makeFileMenu();
     makeRelayMenu();
     makeViewMenu();
+    makeHelpMenu();
 }
 
 void MainWindow::makeFileMenu() {
@@ -152,6 +157,36 @@ void MainWindow::makeViewMenu() {
                    [this] { workspace->focusInstruction(); });
     view->addSeparator();
     add(view, tr("Show or hide side&bar"), {Qt::CTRL | Qt::Key_B}, [this] { toggleSidebar(); });
+    view->addSeparator();
+    makeAppearanceMenu(view);
+}
+
+void MainWindow::makeAppearanceMenu(QMenu* view) {
+    using Appearance = WindowPreferences::Appearance;
+    auto* menu = view->addMenu(tr("&Appearance"));
+    auto* group = new QActionGroup(menu);
+    for (const auto& [appearance, title] :
+         {std::pair(Appearance::system, tr("As the &system")), std::pair(Appearance::light, tr("&Light")),
+          std::pair(Appearance::dark, tr("&Dark"))}) {
+        auto* action = menu->addAction(title);
+        action->setCheckable(true);
+        action->setActionGroup(group);
+        connect(action, &QAction::triggered, this,
+                [this, wanted = appearance] { chosen.setAppearance(wanted); });
+        const auto check = [this, action, shown = appearance] {
+            action->setChecked(chosen.appearance() == shown);
+        };
+        connect(&chosen, &WindowPreferences::changed, action, check);
+        check();
+    }
+}
+
+void MainWindow::makeHelpMenu() {
+    auto* help = menuBar()->addMenu(tr("&Help"));
+    add(help, tr("&Keyboard shortcuts"), {Qt::Key_F1}, [this] {
+        auto* shortcuts = new ShortcutsWindow(*menuBar(), this);
+        shortcuts->show();
+    });
 }
 
 void MainWindow::makeRelayMenu() {
@@ -184,7 +219,8 @@ void MainWindow::makeRelayMenu() {
 }
 
 void MainWindow::markAsSample(std::function<void()> openAgent) {
-    setWindowTitle(tr("Orvel — sample conversations"));
+    name = tr("Orvel — sample conversations");
+    renderTitle();
     samples->setText(tr("Try the typed command in &Claude's window"));
     commands.openSamples = std::move(openAgent);
     workspace->withdrawSamples();
@@ -227,11 +263,18 @@ void MainWindow::render() {
     sidebar->render();
     workspace->render();
     renderActions();
+    renderTitle();
 }
 
 // The checks for receipts come and go all the time; what they find is told by other fields.
 std::uint64_t MainWindow::shownChanges() const {
     return 1 + model.changes().count() - model.receipts.isChecking().revision();
+}
+
+void MainWindow::renderTitle() {
+    const auto& snapshot = workspace->snapshot();
+    const bool isTold = chosen.showsStateInTitle() && snapshot.state.hasSource;
+    setWindowTitle(isTold ? qtText(snapshot.statusTitle()) + QStringLiteral(" — ") + name : name);
 }
 
 void MainWindow::renderActions() {

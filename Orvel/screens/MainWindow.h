@@ -3,6 +3,7 @@
 
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/model/OrvelModel.h"
+#include "Orvel/screens/WindowPreferences.h"
 
 #include <cstdint>
 #include <functional>
@@ -34,6 +35,8 @@ class MainWindow : public QMainWindow {
     MainWindow(OrvelModel& model, const Desktop& desktop, WindowCommands commands);
     ~MainWindow() override;
 
+    WindowPreferences& preferences() { return chosen; }
+
     /// Keeps where the window is, for the next run.
     void savePlace() const;
 
@@ -58,6 +61,9 @@ class MainWindow : public QMainWindow {
     void makeMenus();
     void makeFileMenu();
     void makeViewMenu();
+    void makeAppearanceMenu(QMenu* view);
+    void makeHelpMenu();
+    void renderTitle();
     void makeRelayMenu();
     QAction* add(QMenu* menu, const QString& text, const QList<QKeySequence>& shortcuts,
                  std::function<void()> action);
@@ -76,6 +82,8 @@ class MainWindow : public QMainWindow {
     OrvelModel& model;
     Desktop desktop;
     WindowCommands commands;
+    WindowPreferences chosen;
+    QString name; // Of the window, without how things stand.
     QSplitter* splitter;
     SidebarView* sidebar;
     WorkspaceView* workspace;

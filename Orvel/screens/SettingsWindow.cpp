@@ -22,7 +22,7 @@ constexpr int titlesWidth = 170;
 
 } // namespace
 
-SettingsWindow::SettingsWindow(OrvelApp& app)
+SettingsWindow::SettingsWindow(OrvelApp& app, WindowPreferences& preferences)
     : app(app), sidebar(new QWidget), titles(new QListWidget), stack(new QStackedWidget) {
     setWindowTitle(tr("Settings"));
     setObjectName(QStringLiteral("settings"));
@@ -48,7 +48,7 @@ SettingsWindow::SettingsWindow(OrvelApp& app)
     }
     add(new CommandPage(app));
     add(new KeyboardPage(app));
-    add(new GeneralPage(app));
+    add(new GeneralPage(app, preferences));
     add(new DeveloperPage(app));
     titles->setCurrentRow(app.canMonitor() ? 1 : 0);
     setMinimumSize(640, 440);

@@ -13,13 +13,14 @@ namespace orvel {
 
 class OrvelApp;
 class SettingsPage;
+class WindowPreferences;
 
 class SettingsWindow : public QDialog {
     Q_OBJECT
 
   public:
-    /// The application outlives the window.
-    explicit SettingsWindow(OrvelApp& app);
+    /// The application and the preferences outlive the window.
+    SettingsWindow(OrvelApp& app, WindowPreferences& preferences);
 
     /// Brings the window to the front, at the page that was shown last.
     void open() override;

@@ -44,6 +44,10 @@ TrayEntry::TrayEntry(OrvelApp& app, const Commands& commands)
     icon.show();
 }
 
+void TrayEntry::tell(const QString& title, const QString& text) {
+    if (QSystemTrayIcon::supportsMessages()) icon.showMessage(title, text, QSystemTrayIcon::NoIcon);
+}
+
 void TrayEntry::render() {
     const auto words = monitoringWords(app);
     if (state->text() == words.state && pause->text() == words.toggle) return;

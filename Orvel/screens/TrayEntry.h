@@ -25,6 +25,9 @@ class TrayEntry {
 
     const QMenu& menu() const { return entries; }
 
+    /// Has the desktop show a notification, if it can.
+    void tell(const QString& title, const QString& text);
+
   private:
     void render();
 

@@ -6,6 +6,8 @@
 #include "Orvel/platform/simulated/SimulatedCodex.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
 #include "Orvel/screens/SettingsPage.h"
+#include "Orvel/screens/Theme.h"
+#include "Orvel/screens/WindowPreferences.h"
 #include "Orvel/shell/OrvelApp.h"
 #include "TemporaryFolder.h"
 #include "samples/TranscriptWriter.h"
@@ -245,6 +247,63 @@ TEST_F(ApplicationScreensTest, WithoutATapTheSettingsSaySoAndTheRestWorks) {
     EXPECT_FALSE(developer.front()->isHidden());
     choosePage("Developer");
     EXPECT_TRUE(shows("Open a link in the main window first."));
+}
+
+// What the person has chosen for the windows
+
+struct News {
+    bool isWanted, isSeen;
+    QStringList told;
+};
+
+class MessageNewsTest : public ApplicationScreensTest, public testing::WithParamInterface<News> {};
+
+TEST_P(MessageNewsTest, TheDesktopTellsOfAMessageWhereThatIsWantedAndNotSeenAnyway) {
+    send();
+    QStringList told;
+    screens->notify = [&](const QString& title, const QString& text) { told += title + ": " + text; };
+    screens->preferences().setNotifies(GetParam().isWanted);
+    auto& window = screens->mainWindow();
+    window.setVisible(GetParam().isSeen);
+    if (GetParam().isSeen) window.activateWindow();
+    QApplication::processEvents();
+    pass(5s);
+    ASSERT_EQ(window.isActiveWindow(), GetParam().isSeen);
+    EXPECT_EQ(told, GetParam().told);
+    EXPECT_TRUE(window.windowTitle().endsWith(" — Orvel")) << window.windowTitle().toStdString();
+    screens->preferences().setShowsStateInTitle(false);
+    EXPECT_EQ(window.windowTitle(), "Orvel");
+    // Into Claude, which has no window here.
+    told.clear();
+    app->model.workspace.setInstruction("Again.");
+    app->model.outbox.sendRelay();
+    pass(15s);
+    EXPECT_EQ(told.filter("A message needs attention: c ↔ q").size(), GetParam().told.size());
+}
+
+INSTANTIATE_TEST_SUITE_P(News, MessageNewsTest,
+                         testing::Values(News{true, false, {"The message has arrived: c ↔ q"}},
+                                         News{false, false, {}}, News{true, true, {}}));
+
+TEST_F(ApplicationScreensTest, TheAppearanceFollowsTheSystemUntilOneIsChosen) {
+    open();
+    auto& preferences = screens->preferences();
+    const auto choose = [this](const QString& text) {
+        for (auto* action : screens->mainWindow().findChildren<QAction*>())
+            if (action->text().remove('&') == text) action->trigger();
+    };
+    preferences.followSystem(true);
+    EXPECT_TRUE(Theme::current().isDark);
+    choose("Light");
+    EXPECT_FALSE(Theme::current().isDark);
+    preferences.followSystem(true);
+    EXPECT_FALSE(Theme::current().isDark);
+    WindowPreferences nextRun(desktop.settings);
+    nextRun.followSystem(true);
+    EXPECT_FALSE(Theme::current().isDark) << "it is kept";
+    choose("As the system");
+    EXPECT_TRUE(Theme::current().isDark);
+    Theme::light().apply();
 }
 
 } // namespace

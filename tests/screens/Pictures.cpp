@@ -4,6 +4,7 @@
 #include "Orvel/screens/FailureNotice.h"
 #include "Orvel/screens/SettingsWindow.h"
 #include "Orvel/screens/Theme.h"
+#include "Orvel/screens/WindowPreferences.h"
 #include "Orvel/shell/OrvelApp.h"
 #include "screens/RelayWindowFixture.h"
 
@@ -76,7 +77,7 @@ class Pictures : public RelayWindowFixture, public testing::WithParamInterface<S
 
     void openSettings(const QString& page, bool isSetup = false) {
         openApplication();
-        auto& made = show<SettingsWindow>(*app);
+        auto& made = show<SettingsWindow>(*app, preferences);
         if (isSetup)
             made.openSetup();
         else
@@ -113,6 +114,7 @@ class Pictures : public RelayWindowFixture, public testing::WithParamInterface<S
     /// Only the main window can have any size.
     bool hasSizes() const { return !other; }
 
+    WindowPreferences preferences{simulated.settings};
     std::optional<OrvelApp> app;
     std::unique_ptr<QWidget> other;
 };

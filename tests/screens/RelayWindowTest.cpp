@@ -231,8 +231,14 @@ TEST_F(RelayWindowTest, EveryWayOfLinkingCanBeTakenBackUntilAMessageGoesOut) {
     }
     select("Review"), clickAction("Review");
     settle();
+    ASSERT_TRUE(shown(QAccessible::Button, "Undo the link"));
+    claude.during = [this] {
+        claudeTranscript.ask(claude.sent.back()).answer("Done.");
+        write();
+    };
     trigger("Send to Claude");
     pass(5s);
+    EXPECT_TRUE(rows()[1].contains("arrived")) << rows()[1].toStdString();
     EXPECT_FALSE(shown(QAccessible::Button, "Undo the link"));
 }
 
@@ -392,6 +398,7 @@ TEST_F(RelayWindowTest, ThePreviewGivesTheFocusBackAndAFruitlessSearchKeepsIt) {
     type("Search conversations", "nothing like it");
     auto* search = window->findChild<QWidget*>("search");
     QTest::keyClick(search, Qt::Key_Return);
+    type("Search conversations", "");
     EXPECT_TRUE(search->hasFocus());
     EXPECT_EQ(cards(), "Codex, From, Parser | Claude, To, Review");
 }
