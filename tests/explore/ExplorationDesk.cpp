@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <utility>
 
 namespace orvel::explore {
 
@@ -219,10 +220,13 @@ void ExplorationDesk::openSource() {
 void ExplorationDesk::die() {
     dead = died = true;
     desktop.files.die();
-    desktop.processes.orphanAll();
+    // In the midst of background work nothing can happen to the children yet.
+    areOrphansLeft = desktop.loop.isElsewhere();
+    if (!areOrphansLeft) desktop.processes.orphanAll();
 }
 
 void ExplorationDesk::bootAgain() {
+    if (std::exchange(areOrphansLeft, false)) desktop.processes.orphanAll();
     orvel.reset();
     dead = false;
     desktop.files.startAgain();

@@ -157,7 +157,8 @@ void orvelDies(ExplorationDesk& desk, SimulatedStep&) {
 }
 
 void childrenDie(ExplorationDesk& desk, SimulatedStep&) {
-    desk.desktop.processes.killAll();
+    // In the midst of background work nothing can happen to them.
+    if (!desk.desktop.loop.isElsewhere()) desk.desktop.processes.killAll();
 }
 
 void orvelDiesWithItsChildren(ExplorationDesk& desk, SimulatedStep& step) {

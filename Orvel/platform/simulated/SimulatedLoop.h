@@ -58,6 +58,9 @@ class SimulatedLoop : public WorldLoop {
     void spend(Duration duration) override;
     bool spendUntil(const std::function<bool()>& isDone, Duration limit) override;
 
+    /// Whether background work is being done at this moment.
+    bool isElsewhere() const { return isInBackground; }
+
     /// The longest turn so far, and how far into its turn the latest call began that took its time.
     const Hold& longestHold() const { return longest; }
     /// The turn that took longest of its own accord.
