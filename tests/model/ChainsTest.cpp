@@ -100,7 +100,20 @@ TEST_F(ChainsTest, OneNoteOfAConversationIsShownWhicheverPairIsOpen) {
     choose("Codex → Claude 2");
     EXPECT_EQ(session().instruction.get(), "newer");
     desktop.loop.run();
-    EXPECT_EQ(stateOnDisk().sourceInstruction(state().links[0].id, named(codexID)), "newer");
+    const auto onDisk = [&] { return stateOnDisk().sourceInstruction(state().links[0].id, named(codexID)); };
+    EXPECT_EQ(onDisk(), "newer");
+
+    // Both of its pairs have a draft when a save that was under way lets the next one begin.
+    desktop.files.duration = 3s;
+    model().workspace.setInstruction("first");
+    desktop.loop.runFor(500ms);
+    model().workspace.setInstruction("older");
+    for (const auto& arrow : shown().routes)
+        if (arrow.title == "Codex → Claude") model().chains.chooseWorkspaceRoute(arrow.id);
+    desktop.loop.runFor(100ms);
+    model().workspace.setInstruction("newest");
+    desktop.loop.run();
+    EXPECT_EQ(onDisk(), "newest");
 }
 
 TEST_F(ChainsTest, OneMessageIsInFlightInALink) {
