@@ -50,7 +50,7 @@ class RunObserver {
         if (hasFaults && !desk.isDead())
             for (const auto& fault : faults)
                 if (fault.step == number && fault.kind->fits(step)) {
-                    fault.kind->happen(desk, step);
+                    strike(*fault.kind, step);
                     happened = fault.kind->name;
                 }
         if (desk.isDead()) {
@@ -67,6 +67,15 @@ class RunObserver {
         digestMore(step.element);
         digestMore(static_cast<std::uint64_t>(step.at.count()));
         digestMore(step.operation.size() + 64 * step.name.size());
+    }
+
+    // What happens to the world in the midst of background work waits until the main thread is there for it.
+    void strike(const FaultKind& kind, SimulatedStep& step) {
+        if (kind.place != FaultPlace::anyStep || !desk.desktop.loop.isElsewhere())
+            return kind.happen(desk, step);
+        desk.desktop.loop.outside({}, [this, &kind, copy = step]() mutable {
+            if (!desk.isDead()) kind.happen(desk, copy);
+        });
     }
 
     void digestMore(std::uint64_t value) { hash = (hash ^ value) * 0x100000001B3; }
