@@ -60,19 +60,19 @@ struct OrvelWorkspaceSnapshot {
     std::string destination;            ///< The destination's name for the user.
     std::string primaryTitle;           ///< The text of the primary action.
     std::optional<std::string> refusal; ///< Why the destination can't be sent this text, with the way out.
+    std::optional<std::string> workingFolder; ///< Of a new conversation with Codex.
+    std::optional<std::string> cannotExtend;  ///< Why an open link can't, in a sentence.
     bool canSend = false;
     bool canCopy = false;
-    bool preparing = false;   ///< Both conversations are read afresh, for a message that goes out.
-    bool canEdit = true;      ///< Instruction and range may be changed.
-    bool canLink = false;     ///< The source can be joined with a conversation of the other agent.
-    bool canEditNext = false; ///< What is typed is a note for the transfer after the saved one.
-    bool isChain = false;     ///< The cards are those of an open chain, any of which can become the source.
-    bool isStart = false;     ///< What goes out begins a new conversation.
-    bool canExtend = false;   ///< The link can grow at its ends.
-    std::optional<std::string> cannotExtend; ///< Why an open link can't, in a sentence.
+    bool preparing = false;    ///< Both conversations are read afresh, for a message that goes out.
+    bool canEdit = true;       ///< Instruction and range may be changed.
+    bool canLink = false;      ///< The source can be joined with a conversation of the other agent.
+    bool canEditNext = false;  ///< What is typed is a note for the transfer after the saved one.
+    bool isChain = false;      ///< The cards are those of an open chain, any of which can become the source.
+    bool isStart = false;      ///< What goes out begins a new conversation.
+    bool canExtend = false;    ///< The link can grow at its ends.
     bool canOpenCodex = false; ///< The new conversation can be shown in Codex's own application.
-    std::optional<std::string> workingFolder; ///< Of a new conversation with Codex.
-    bool needsFolder = false;                 ///< One is about to be started, and no folder is chosen.
+    bool needsFolder = false;  ///< One is about to be started, and no folder is chosen.
     bool canSubmitDraft = false; ///< Send may be pressed on the text that stands in Claude's editor.
     bool hasRange = false;       ///< A conversation is loaded, of which a range can be chosen.
     bool hasPending = false;

@@ -49,8 +49,8 @@ struct SidebarRow {
     bool isAvailable = true; ///< The file was there when the row was made.
     /// The conversation as the catalogue knows it; for a recent file perhaps nothing.
     std::optional<ConversationReference> reference;
-    std::optional<SidebarLink> link;              ///< Of a row among the links; it has no path.
-    std::optional<TransferStanding> waiting = {}; ///< Of a first message that waits for its conversation.
+    std::optional<SidebarLink> link;         ///< Of a row among the links; it has no path.
+    std::optional<TransferStanding> waiting; ///< Of a first message that waits for its conversation.
 };
 
 /// The rows of these links, open or closed, with the best names that the model knows.

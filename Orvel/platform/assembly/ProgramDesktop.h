@@ -36,7 +36,7 @@ struct ProgramToolkit {
     /// owner that stays, and otherwise the toolkit's.
     bool isLasting = false;
     /// The program and its arguments as a session starts it; none where that is not offered.
-    std::vector<std::string> autostart = {};
+    std::vector<std::string> autostart;
 };
 
 /// Belongs to the loop's thread.
