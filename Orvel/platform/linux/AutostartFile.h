@@ -1,6 +1,6 @@
 #pragma once
-// Whether this program starts with the person's sessions: a desktop file in their configuration folder, as
-// freedesktop.org's "Desktop Application Autostart Specification" has it.
+// Whether this program starts with the person's sessions: a desktop file in their configuration folder, where
+// freedesktop.org's desktops look for such files.
 
 #include "Orvel/desktop/DesktopSession.h"
 #include "Orvel/desktop/FileStore.h"
