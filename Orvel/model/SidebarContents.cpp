@@ -51,50 +51,12 @@ SidebarLink linkOf(const ModelView& view, const RelayPair& pair, const RelayLink
         .pairID = pair.id, .standing = view.outbox.standing(*shown, view.relay), .date = shown->createdAt};
 }
 
-std::vector<SidebarLink> linksThat(const ModelView& view, bool areActive) {
-    const auto& state = view.records.relayState.get();
-    std::unordered_map<std::string_view, const RelayTransfer*> latest; // By pair.
-    for (const auto& transfer : state.transfers) latest[transfer.pairID] = &transfer;
-    std::unordered_map<std::string_view, const RelayLink*> linkOfPair;
-    for (const auto& link : state.links)
-        for (const auto& id : link.pairIDs) linkOfPair[id] = &link;
-
-    std::vector<SidebarLink> links;
-    for (const auto& pair : state.pairs) {
-        const auto found = linkOfPair.find(pair.id);
-        const auto* link = found == linkOfPair.end() ? nullptr : found->second;
-        if (pair.isActive() != areActive || (link && link->pairIDs.front() != pair.id)) continue;
-        links.push_back(linkOf(view, pair, link, latest));
-    }
-    std::reverse(links.begin(), links.end());
-    return links;
-}
-
-} // namespace
-
-std::vector<SidebarLink> sidebarLinks(const ModelView& view) {
-    return linksThat(view, true);
-}
-
-std::vector<SidebarLink> closedLinks(const ModelView& view) {
-    return linksThat(view, false);
-}
-
-WaitingStarts waitingStarts(const ModelView& view) {
-    WaitingStarts starts;
-    for (const auto& initial : view.records.relayState->initialTransfers)
-        if (initial.isPending())
-            starts.insert_or_assign(initial.sourceReference.id(), view.outbox.standing(initial));
-    return starts;
-}
-
-std::vector<SidebarRow> linkRows(const ModelView& view, std::span<const SidebarLink> links,
-                                 SidebarRow::Section section) {
-    std::vector<SidebarRow> rows;
+void addRows(const ModelView& view, std::span<const SidebarLink> links, SidebarRow::Section section,
+             std::vector<SidebarRow>& rows) {
+    const auto& names = view.catalogue.readNames.get();
     for (const auto& link : links) {
         const auto pair = view.records.relayState->pairs.find(link.pairID);
         if (!pair) continue;
-        const auto& names = view.catalogue.readNames.get();
         const auto codex = shownFolder(pair->codex, names), claude = shownFolder(pair->claude, names);
         rows.push_back({.section = section,
                         .title = pairLabel(view, *pair),
@@ -102,6 +64,37 @@ std::vector<SidebarRow> linkRows(const ModelView& view, std::span<const SidebarL
                         .date = link.date,
                         .link = link});
     }
+}
+
+} // namespace
+
+SidebarLinks sidebarLinks(const ModelView& view) {
+    const auto& state = view.records.relayState.get();
+    std::unordered_map<std::string_view, const RelayTransfer*> latest; // By pair.
+    for (const auto& transfer : state.transfers) latest[transfer.pairID] = &transfer;
+    std::unordered_map<std::string_view, const RelayLink*> linkOfPair;
+    for (const auto& link : state.links)
+        for (const auto& id : link.pairIDs) linkOfPair[id] = &link;
+
+    SidebarLinks links;
+    for (const auto& pair : state.pairs) {
+        const auto found = linkOfPair.find(pair.id);
+        const auto* link = found == linkOfPair.end() ? nullptr : found->second;
+        if (link && link->pairIDs.front() != pair.id) continue;
+        (pair.isActive() ? links.open : links.closed).push_back(linkOf(view, pair, link, latest));
+    }
+    std::reverse(links.open.begin(), links.open.end());
+    std::reverse(links.closed.begin(), links.closed.end());
+    for (const auto& initial : state.initialTransfers)
+        if (initial.isPending())
+            links.waiting.insert_or_assign(initial.sourceReference.id(), view.outbox.standing(initial));
+    return links;
+}
+
+std::vector<SidebarRow> linkRows(const ModelView& view, const SidebarLinks& links) {
+    std::vector<SidebarRow> rows;
+    addRows(view, links.open, SidebarRow::Section::links, rows);
+    addRows(view, links.closed, SidebarRow::Section::closedLinks, rows);
     return rows;
 }
 

@@ -28,14 +28,18 @@ struct SidebarLink {
     bool operator==(const SidebarLink&) const = default;
 };
 
-/// The open links, the newest first; each by its first pair.
-std::vector<SidebarLink> sidebarLinks(const ModelView& view);
-/// The closed ones, the same way.
-std::vector<SidebarLink> closedLinks(const ModelView& view);
-
 /// The first messages that wait for their conversations, by their sources' ConversationReference::id.
 using WaitingStarts = std::map<std::string, TransferStanding>;
-WaitingStarts waitingStarts(const ModelView& view);
+
+/// Each link by its first pair, the newest first.
+struct SidebarLinks {
+    std::vector<SidebarLink> open, closed;
+    WaitingStarts waiting;
+
+    bool operator==(const SidebarLinks&) const = default;
+};
+
+SidebarLinks sidebarLinks(const ModelView& view);
 
 struct SidebarRow {
     enum class Section { links, closedLinks, recent, conversations };
@@ -53,9 +57,8 @@ struct SidebarRow {
     std::optional<TransferStanding> waiting; ///< Of a first message that waits for its conversation.
 };
 
-/// The rows of these links, open or closed, with the best names that the model knows.
-std::vector<SidebarRow> linkRows(const ModelView& view, std::span<const SidebarLink> links,
-                                 SidebarRow::Section section = SidebarRow::Section::links);
+/// The rows of the open links, then of the closed ones, with the best names that the model knows.
+std::vector<SidebarRow> linkRows(const ModelView& view, const SidebarLinks& links);
 
 /// Made anew when the links, the catalogue or the recent list change; a search only reads it.
 class SidebarContents {

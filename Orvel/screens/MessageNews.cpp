@@ -23,7 +23,8 @@ void MessageNews::lookSoon() {
 // seen is none.
 void MessageNews::look() {
     lookIsDue = false;
-    for (const auto& link : sidebarLinks(model.view())) {
+    const auto links = sidebarLinks(model.view());
+    for (const auto& link : links.open) {
         const auto [place, isFirst] = known.try_emplace(link.pairID, link.standing);
         const auto before = std::exchange(place->second, link.standing);
         if (isFirst || !link.standing || before == link.standing) continue;

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <iterator>
 #include <utility>
 
 #include <QAccessible>
@@ -348,14 +347,15 @@ void SidebarView::render() {
     wantNames();
 }
 
-std::shared_ptr<SidebarContents> SidebarView::currentContents() {
+std::shared_ptr<SidebarContents> SidebarView::contentsOf(const SidebarLinks& links) const {
     const auto& catalogue = model.catalogue.state();
-    auto links = linkRows(model.view(), sidebarLinks(model.view()));
-    auto closed = linkRows(model.view(), closedLinks(model.view()), SidebarRow::Section::closedLinks);
-    std::move(closed.begin(), closed.end(), std::back_inserter(links));
-    return std::make_shared<SidebarContents>(std::move(links), catalogue.recentConversations.get(),
-                                             catalogue.catalog.get(), catalogue.codexThreadTitles.get(),
-                                             catalogue.readNames.get(), waitingStarts(model.view()));
+    return std::make_shared<SidebarContents>(
+        linkRows(model.view(), links), catalogue.recentConversations.get(), catalogue.catalog.get(),
+        catalogue.codexThreadTitles.get(), catalogue.readNames.get(), links.waiting);
+}
+
+SidebarView::Basis SidebarView::currentBasis() const {
+    return {contentsRevision(), sidebarLinks(model.view())};
 }
 
 // Whether a row that is shown would stand elsewhere.
@@ -368,50 +368,50 @@ bool SidebarView::movesRows(const SidebarContents& newContents) const {
 }
 
 void SidebarView::updateContents() {
-    const auto& catalogue = model.catalogue.state();
-    const auto names = catalogue.readNames.revision();
-    const bool isOther =
-        !contents || shownRevision != contentsRevision() || shownLinks != sidebarLinks(model.view()) ||
-        shownClosed != closedLinks(model.view()) || shownWaiting != waitingStarts(model.view());
-    if (!isOther) {
+    auto now = currentBasis();
+    if (contents && (now == shown || (isPointerOver && now == awaited))) {
+        const auto names = model.catalogue.state().readNames.revision();
         if (std::exchange(shownNames, names) != names) rename();
         return;
     }
-    if (contents && isPointerOver && movesRows(*currentContents()))
-        updateInPlace();
-    else
-        rebuild();
+    auto newContents = contentsOf(now.links);
+    if (contents && isPointerOver && movesRows(*newContents)) {
+        updateInPlace(now.links);
+        awaited = std::move(now);
+    } else {
+        take(std::move(now), std::move(newContents));
+    }
 }
 
 void SidebarView::rebuild() {
-    shownRevision = contentsRevision();
-    shownLinks = sidebarLinks(model.view());
-    shownClosed = closedLinks(model.view());
-    shownWaiting = waitingStarts(model.view());
+    auto now = currentBasis();
+    if (contents && now == shown) return refill();
+    auto newContents = contentsOf(now.links);
+    take(std::move(now), std::move(newContents));
+}
+
+void SidebarView::take(Basis basis, std::shared_ptr<SidebarContents> newContents) {
+    shown = std::move(basis);
     shownNames = model.catalogue.state().readNames.revision();
-    contents = currentContents();
+    contents = std::move(newContents);
     refill();
 }
 
 // How the links' messages stand is told at once; what is new waits until no pointer aims at a row.
-void SidebarView::updateInPlace() {
-    auto current = sidebarLinks(model.view());
-    const auto closed = closedLinks(model.view());
-    current.insert(current.end(), closed.begin(), closed.end());
-    for (auto* shown : {&shownLinks, &shownClosed})
-        for (auto& link : *shown)
-            for (const auto& each : current)
-                if (each.pairID == link.pairID) link = each;
+void SidebarView::updateInPlace(const SidebarLinks& current) {
+    for (auto* links : {&shown.links.open, &shown.links.closed})
+        for (auto& link : *links)
+            for (const auto* each : {&current.open, &current.closed})
+                for (const auto& newer : *each)
+                    if (newer.pairID == link.pairID) link = newer;
     rename();
 }
 
 // Without a search the rows stay where they are.
 void SidebarView::rename() {
     const auto& catalogue = model.catalogue.state();
-    auto links = linkRows(model.view(), shownLinks);
-    auto closed = linkRows(model.view(), shownClosed, SidebarRow::Section::closedLinks);
-    std::move(closed.begin(), closed.end(), std::back_inserter(links));
-    contents->rename(links, catalogue.codexThreadTitles.get(), catalogue.readNames.get());
+    contents->rename(linkRows(model.view(), shown.links), catalogue.codexThreadTitles.get(),
+                     catalogue.readNames.get());
     if (search->text().isEmpty())
         rows->renamed();
     else

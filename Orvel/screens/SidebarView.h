@@ -77,8 +77,17 @@ class SidebarView : public QWidget {
     void rebuild();
     void updateContents();
     bool movesRows(const SidebarContents& newContents) const;
-    void updateInPlace();
-    std::shared_ptr<SidebarContents> currentContents();
+    void updateInPlace(const SidebarLinks& current);
+    /// What the rows are made from, beside the names.
+    struct Basis {
+        std::uint64_t revision = 0;
+        SidebarLinks links;
+
+        bool operator==(const Basis&) const = default;
+    };
+    Basis currentBasis() const;
+    std::shared_ptr<SidebarContents> contentsOf(const SidebarLinks& links) const;
+    void take(Basis basis, std::shared_ptr<SidebarContents> newContents);
     void refill();
     void rename();
     void wantNames();
@@ -107,9 +116,9 @@ class SidebarView : public QWidget {
     QLabel* nothing;
     SidebarListModel* rows;
     std::shared_ptr<SidebarContents> contents;
-    std::uint64_t shownRevision = 0, shownNames = 0, shownFindings = 0;
-    std::vector<SidebarLink> shownLinks, shownClosed;
-    WaitingStarts shownWaiting;
+    Basis shown;
+    Basis awaited; // What the rows are to be made from once no pointer is over them.
+    std::uint64_t shownNames = 0, shownFindings = 0;
     bool isPointerOver = false; // While it is, no row moves.
     bool isPressingAction = false;
     std::string shownSelection; // The pair or path that was last selected because it is open.

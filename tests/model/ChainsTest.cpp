@@ -87,7 +87,7 @@ TEST_F(ChainsTest, TheMiddleNeedsADirectionAndKeepsIt) {
     model().chains.openSidebarLink(state().pairs[0]);
     desktop.loop.run();
     EXPECT_EQ(roles(), "Claude/From Codex/To Claude 2/ ") << "the first where nothing else decides";
-    EXPECT_EQ(sidebarLinks(model().view()).size(), 1U);
+    EXPECT_EQ(sidebarLinks(model().view()).open.size(), 1U);
 }
 
 TEST_F(ChainsTest, OneNoteOfAConversationIsShownWhicheverPairIsOpen) {
@@ -159,12 +159,12 @@ TEST_F(ChainsTest, AClosedLinkKeepsAllAndOpensAgain) {
     desktop.loop.run();
     EXPECT_EQ(model().notices.status(), "Link closed. Conversations and transfer records are kept.");
     EXPECT_FALSE(model().workspace.relay().activePair());
-    EXPECT_TRUE(sidebarLinks(model().view()).empty());
-    ASSERT_EQ(closedLinks(model().view()).size(), 1U);
+    EXPECT_TRUE(sidebarLinks(model().view()).open.empty());
+    ASSERT_EQ(sidebarLinks(model().view()).closed.size(), 1U);
     model().links.restoreLink(state().pairs[0]);
     desktop.loop.run();
     EXPECT_TRUE(model().workspace.relay().activeChain());
-    EXPECT_TRUE(closedLinks(model().view()).empty());
+    EXPECT_TRUE(sidebarLinks(model().view()).closed.empty());
 
     failSaving();
     model().links.archiveLink(state().pairs[0]);

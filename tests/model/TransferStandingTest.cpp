@@ -101,7 +101,7 @@ TEST(TransferStanding, IsToldAlikeEverywhere) {
                                            : failure ? std::optional(failure->text)
                                                      : std::nullopt);
         EXPECT_EQ(snapshot.pendingAttempt, failure ? failure->attempt : std::nullopt);
-        const auto links = sidebarLinks(rooms.view());
+        const auto links = sidebarLinks(rooms.view()).open;
         ASSERT_EQ(links.size(), 1U);
         EXPECT_EQ(links[0].standing, snapshot.transferStanding);
     }
