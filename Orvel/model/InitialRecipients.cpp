@@ -27,10 +27,10 @@ bool mayBeFoundedBy(const ConversationReference& reference, const RelayInitialTr
            std::find(existing.begin(), existing.end(), reference.id()) == existing.end();
 }
 
-std::map<std::string, std::vector<ConversationReference>>
-initialReceiptCandidates(const RelayState& state, std::span<const ReadConversation> readings,
-                         const RelayStamp& stamp) {
-    std::map<std::string, std::vector<ConversationReference>> candidates;
+InitialCandidates initialReceiptCandidates(const RelayState& state,
+                                           std::span<const ReadConversation> readings,
+                                           const RelayStamp& stamp) {
+    InitialCandidates candidates;
     for (const auto& initial : state.pendingInitialTransfers())
         for (const auto& read : readings)
             if (mayBeFoundedBy(read.reference, initial) && holdsMessage(state, initial, read, stamp))
@@ -38,10 +38,7 @@ initialReceiptCandidates(const RelayState& state, std::span<const ReadConversati
     return candidates;
 }
 
-std::map<std::string, ConversationReference>
-uniqueInitialRecipients(const RelayState& state, std::span<const ReadConversation> readings,
-                        const RelayStamp& stamp) {
-    const auto candidates = initialReceiptCandidates(state, readings, stamp);
+std::map<std::string, ConversationReference> uniqueInitialRecipients(const InitialCandidates& candidates) {
     std::map<std::string, std::size_t> wanted; // How many messages each conversation is a candidate of.
     for (const auto& [id, references] : candidates)
         for (const auto& reference : references) ++wanted[reference.id()];

@@ -19,14 +19,13 @@ struct ReadConversation {
 };
 
 /// Of each pending first message the conversations that hold it and did not exist before it; by identifier.
-std::map<std::string, std::vector<ConversationReference>>
-initialReceiptCandidates(const RelayState& state, std::span<const ReadConversation> readings,
-                         const RelayStamp& stamp);
+using InitialCandidates = std::map<std::string, std::vector<ConversationReference>>;
+InitialCandidates initialReceiptCandidates(const RelayState& state,
+                                           std::span<const ReadConversation> readings,
+                                           const RelayStamp& stamp);
 
 /// The one candidate of each message that has exactly one, which is no candidate of another message.
-std::map<std::string, ConversationReference>
-uniqueInitialRecipients(const RelayState& state, std::span<const ReadConversation> readings,
-                        const RelayStamp& stamp);
+std::map<std::string, ConversationReference> uniqueInitialRecipients(const InitialCandidates& candidates);
 
 /// Whether the conversation may have been founded by the message: it is of the right agent and new.
 bool mayBeFoundedBy(const ConversationReference& reference, const RelayInitialTransfer& initial);

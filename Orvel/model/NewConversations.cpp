@@ -213,13 +213,8 @@ Task<void> NewConversations::start(Guard operation) {
     if (destination) failure = co_await adopt(*initial, *destination);
     if (failure) co_await recordFailure(initial->id, std::move(*failure));
     operation.end();
-    const auto bound = needs.ledger.state().relayState->initialTransfers.find(initial->id);
-    const auto pair = bound && bound->boundPairID
-                          ? needs.ledger.state().relayState->pairs.find(*bound->boundPairID)
-                          : nullptr;
-    if (pair && needs.workspace.state().selectedInitialID.get() == initial->id) {
-        needs.chains.rememberChainDirection(*pair, bound->destinationAgent);
-        needs.workspace.openPair(*pair, bound->destinationAgent);
+    if (const auto pair = needs.workspace.openFounded(initial->id)) {
+        needs.chains.rememberChainDirection(*pair, initial->destinationAgent);
         presentCompletedCodexAutomatically(initial->id);
     }
     onDone();
@@ -260,10 +255,11 @@ NewConversations::recoverInitialRecipient(RelayInitialTransfer initial) {
     std::vector<RelayInitialTransfer> sought(1, initial);
     const auto read = co_await readNewConversations(needs.loop, needs.reader, folders, std::move(sought));
     const auto& state = needs.ledger.state().relayState.get();
-    const auto recipients = uniqueInitialRecipients(state, read, needs.ledger.stamp());
+    const auto candidates = initialReceiptCandidates(state, read, needs.ledger.stamp());
+    const auto recipients = uniqueInitialRecipients(candidates);
     const auto recipient = recipients.find(initial.id);
     if (recipient != recipients.end()) co_return recipient->second;
-    if (initialReceiptCandidates(state, read, needs.ledger.stamp()).contains(initial.id))
+    if (candidates.contains(initial.id))
         throw RelaySendError(
             "Multiple pending starts or new conversations match the same message. Choose the "
             "conversation from the destination card.");

@@ -94,7 +94,7 @@ Task<ReceiptLook> Receipts::takeReceipts(Fresh fresh) {
         // What was typed while the receipt was being saved stays.
         if (shown.draft && workspace.commandEditGeneration.isCurrent(edit))
             needs.workspace.showDraft(*shown.draft);
-        if (shown.bound) showBound(*shown.bound);
+        if (shown.bound) needs.workspace.openFounded(*shown.bound);
     } catch (const std::exception& failure) {
         failed = failure.what();
         for (const auto& id : std::exchange(look.received, {}))
@@ -120,7 +120,7 @@ Receipts::Shown Receipts::reconcile(RelayState& state, const Fresh& fresh, Recei
 
 void Receipts::bindInitials(RelayState& state, const Fresh& fresh, ReceiptLook& look, Shown& shown) {
     for (const auto& [id, recipient] :
-         uniqueInitialRecipients(state, fresh.newcomers, needs.ledger.stamp())) {
+         uniqueInitialRecipients(initialReceiptCandidates(state, fresh.newcomers, needs.ledger.stamp()))) {
         const auto read = std::find_if(fresh.newcomers.begin(), fresh.newcomers.end(),
                                        [&](const auto& each) { return each.reference == recipient; });
         auto bound = state;
@@ -135,16 +135,6 @@ void Receipts::bindInitials(RelayState& state, const Fresh& fresh, ReceiptLook& 
         look.received.push_back(id);
         if (needs.workspace.state().selectedInitialID.get() == id) shown.bound = id;
     }
-}
-
-// The workspace turns to the conversation that the message has founded, unless something else was opened.
-void Receipts::showBound(const std::string& initialID) {
-    const auto initial = needs.ledger.state().relayState->initialTransfers.find(initialID);
-    const auto pair = initial && initial->boundPairID
-                          ? needs.ledger.state().relayState->pairs.find(*initial->boundPairID)
-                          : nullptr;
-    if (pair && needs.workspace.state().selectedInitialID.get() == initialID)
-        needs.workspace.openPair(*pair, initial->destinationAgent);
 }
 
 // What stands in the way is told when it begins or changes, not at each pass.

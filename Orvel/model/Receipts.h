@@ -74,7 +74,6 @@ class Receipts {
     Shown reconcile(RelayState& state, const Fresh& fresh, ReceiptLook& look);
     void bindInitials(RelayState& state, const Fresh& fresh, ReceiptLook& look, Shown& shown);
     std::optional<RelayDraft> reconcilePending(RelayState& state, const Readings& fresh, ReceiptLook& look);
-    void showBound(const std::string& initialID);
     void tell(const ReceiptLook& look);
 
     ReceiptsNeeds needs;

@@ -120,14 +120,11 @@ void RelayLinkManagement::bindInitialDestination(const ConversationReference& re
 }
 
 Task<void> RelayLinkManagement::bind(Guard guard, std::string initialID, ConversationReference destination) {
-    const auto bind = [&](RelayState& state) {
-        return state.bindInitial(initialID, destination, ledger.stamp());
-    };
+    const auto bind = [&](RelayState& state) { state.bindInitial(initialID, destination, ledger.stamp()); };
     try {
-        const auto pair = co_await ledger.change(bind);
+        co_await ledger.change(bind);
         guard.end();
-        if (workspace.state().selectedInitialID.get() == initialID)
-            workspace.openPair(pair, destination.agent);
+        workspace.openFounded(initialID);
     } catch (const std::exception& failure) {
         notices.fail(failure.what());
     }

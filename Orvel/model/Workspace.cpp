@@ -118,6 +118,15 @@ void Workspace::openInitial(const RelayInitialTransfer& initial) {
     loadRelayReference(initial.sourceReference);
 }
 
+std::shared_ptr<const RelayPair> Workspace::openFounded(const std::string& initialID) {
+    const auto& state = needs.ledger.state().relayState.get();
+    const auto initial = state.initialTransfers.find(initialID);
+    const auto pair = initial && initial->boundPairID ? state.pairs.find(*initial->boundPairID) : nullptr;
+    if (!pair || held.selectedInitialID.get() != initialID) return nullptr;
+    openPair(*pair, initial->destinationAgent);
+    return pair;
+}
+
 void Workspace::prepareNewConversation(const NewConversation& wanted) {
     if (needs.operation.isUnderWay()) return;
     newLink();

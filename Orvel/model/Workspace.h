@@ -76,6 +76,9 @@ class Workspace {
     void openPair(const RelayPair& pair, Agent source);
     /// Opens a first message whose conversation is not known yet. Does nothing while a message is under way.
     void openInitial(const RelayInitialTransfer& initial);
+    /// If this first message is what is open, and has founded its conversation, turns to that; gives the
+    /// pair, or null.
+    std::shared_ptr<const RelayPair> openFounded(const std::string& initialID);
     /// Leaves it open to which neighbour of the open source the message goes.
     void leaveDestinationOpen() { held.chainDestinationUnselected = true; }
     /// What the open source is to begin a new conversation with.
