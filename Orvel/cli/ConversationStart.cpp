@@ -10,8 +10,6 @@
 #include "OrvelCore/relay/RelayError.h"
 #include "OrvelCore/text/Unicode.h"
 
-#include <chrono>
-
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -130,15 +128,10 @@ void ConversationStart::start() {
                                         label(initial()->destinationAgent),
                                         pair->endpoint(initial()->destinationAgent).sessionID, pair->id));
     }
-    if (arguments.wait && !isReceived() && standing() != TransferStanding::mayBeRetried) awaitReceipt();
+    if (arguments.wait && !isReceived() && standing() != TransferStanding::mayBeRetried)
+        runner.awaitReceipt([this] { return isReceived(); }, *arguments.wait);
     if (!isReceived() && (!transfer() || arguments.wait)) throw whyNotBegun();
     report();
-}
-
-void ConversationStart::awaitReceipt() {
-    runner.model().receipts.checkRelayReceipts();
-    runner.model().receipts.startReceiptPolling(std::chrono::milliseconds(100));
-    runner.runUntil([this] { return isReceived(); }, *arguments.wait);
 }
 
 CommandFailure ConversationStart::whyNotBegun() const {

@@ -32,7 +32,6 @@ class ConversationStart {
     void chooseFolder(Agent agent);
     void prepare(const ConversationReference& source);
     void start();
-    void awaitReceipt();
     CommandFailure whyNotBegun() const;
     void report();
 

@@ -11,8 +11,6 @@
 #include "OrvelCore/relay/RelayError.h"
 #include "OrvelCore/text/Unicode.h"
 
-#include <chrono>
-
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -121,18 +119,11 @@ void RelayDelivery::deliver() {
     const bool isDelivered = transfer()->deliveryMode == RelayDeliveryMode::submitted;
     if (isDelivered)
         steps.tell("Delivered", fmt::format("{} has taken the message.", label(other(transfer()->source))));
-    if (arguments.wait && mayArrive() && !isReceived()) awaitReceipt();
+    if (arguments.wait && mayArrive() && !isReceived())
+        runner.awaitReceipt([this] { return isReceived(); }, *arguments.wait);
     // The transcript knows better than whoever failed.
     if (!isReceived() && (!isDelivered || arguments.wait)) throw whyNotReceived(isDelivered);
     report();
-}
-
-// Somebody waits: looked for at once, and more often than in a window. A look at a file that has not changed
-// costs nothing.
-void RelayDelivery::awaitReceipt() {
-    runner.model().receipts.checkRelayReceipts();
-    runner.model().receipts.startReceiptPolling(std::chrono::milliseconds(100));
-    runner.runUntil([this] { return isReceived(); }, *arguments.wait);
 }
 
 CommandFailure RelayDelivery::whyNotReceived(bool isDelivered) const {

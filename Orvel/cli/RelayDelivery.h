@@ -29,7 +29,6 @@ class RelayDelivery {
   private:
     void prepareNew(const RelayPair& pair);
     void deliver();
-    void awaitReceipt();
     CommandFailure whyNotReceived(bool isDelivered) const;
     void report();
 

@@ -37,4 +37,10 @@ void RelaySessionRunner::settle() {
         throw CommandFailure("timedOut", "It took too long. “orvel-cli pending” tells what is saved.");
 }
 
+void RelaySessionRunner::awaitReceipt(const std::function<bool()>& isReceived, MainLoop::Duration limit) {
+    orvel.receipts.checkRelayReceipts();
+    orvel.receipts.startReceiptPolling(std::chrono::milliseconds(100));
+    runUntil(isReceived, limit);
+}
+
 } // namespace orvel

@@ -49,6 +49,11 @@ class RelaySessionRunner {
         return desktop.runUntil(met, limit);
     }
 
+    /// Looks for receipts until `isReceived`, for so long at most. Somebody waits: they are looked for at
+    /// once, and more often than in a window. A look at a file that has not changed costs nothing. Throws
+    /// Interrupted.
+    void awaitReceipt(const std::function<bool()>& isReceived, MainLoop::Duration limit);
+
   private:
     DataFolderLock lock;
     TerminalDesktop desktop;
