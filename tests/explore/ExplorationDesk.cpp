@@ -220,13 +220,10 @@ void ExplorationDesk::openSource() {
 void ExplorationDesk::die() {
     dead = died = true;
     desktop.files.die();
-    // In the midst of background work nothing can happen to the children yet.
-    areOrphansLeft = desktop.loop.isElsewhere();
-    if (!areOrphansLeft) desktop.processes.orphanAll();
+    desktop.processes.orphanAll();
 }
 
 void ExplorationDesk::bootAgain() {
-    if (std::exchange(areOrphansLeft, false)) desktop.processes.orphanAll();
     orvel.reset();
     dead = false;
     desktop.files.startAgain();

@@ -191,7 +191,7 @@ struct ExplorationDesk {
     void openSource();
     void wireSteps();
     void keepTyping();
-    bool dead = false, died = false, isPasted = false, areOrphansLeft = false;
+    bool dead = false, died = false, isPasted = false;
 };
 
 } // namespace orvel::explore

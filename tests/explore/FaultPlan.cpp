@@ -157,8 +157,7 @@ void orvelDies(ExplorationDesk& desk, SimulatedStep&) {
 }
 
 void childrenDie(ExplorationDesk& desk, SimulatedStep&) {
-    // In the midst of background work nothing can happen to them.
-    if (!desk.desktop.loop.isElsewhere()) desk.desktop.processes.killAll();
+    desk.desktop.processes.killAll();
 }
 
 void orvelDiesWithItsChildren(ExplorationDesk& desk, SimulatedStep& step) {
