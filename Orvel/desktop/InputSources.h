@@ -12,6 +12,9 @@ struct InputSource {
     std::optional<std::string> mode; ///< "com.apple.inputmethod.Japanese"; layouts have none.
     std::optional<std::string> type; ///< "TISTypeKeyboardLayout", "TISTypeKeyboardInputMode"
     std::optional<bool> isASCIICapable;
+    /// Whether the input method itself tells of the editor with the keyboard if text is unconfirmed, so that
+    /// an absent mark proves that none is. Where editors tell, as on macOS, it proves nothing.
+    bool tellsComposition = false;
 
     bool operator==(const InputSource&) const = default;
 };

@@ -34,10 +34,13 @@ CompositionReading readComposition(TimedReads& reads, DiagnosticFacts& facts, In
     CompositionReading composition;
     composition.evidence = evidenceIn(reading);
     const bool isASCII = isKnownASCII(sources);
-    composition.state = compositionState(composition.evidence, isASCII);
+    composition.isToldByInputMethod = tellsComposition(sources);
+    composition.state = compositionState(composition.evidence, isASCII, composition.isToldByInputMethod);
     facts.addSurely(DiagnosticText::of("Input method: AX result={}, range={}, known ASCII={}, decision={}",
                                        numberOf(reading.status), description(composition.evidence), isASCII,
                                        nameOf(composition.state)));
+    if (composition.isToldByInputMethod)
+        facts.addSurely(FixedWords("Input method: tells itself whether text is unconfirmed"));
     if (composition.evidence == MarkedTextEvidence::marked) composition.marked = std::move(reading.value);
     return composition;
 }
@@ -46,6 +49,11 @@ bool isKnownASCII(InputSources& sources) {
     const auto source = sources.current();
     return source && source->isASCIICapable &&
            KnownASCIISource::matches(source->id, source->type, *source->isASCIICapable);
+}
+
+bool tellsComposition(InputSources& sources) {
+    const auto source = sources.current();
+    return source && source->tellsComposition;
 }
 
 std::optional<std::string> knownJapaneseSourceID(InputSources& sources) {
@@ -58,6 +66,10 @@ std::optional<std::string> knownJapaneseSourceID(InputSources& sources) {
 std::string inputModeWords(InputSources& sources) {
     if (isKnownASCII(sources))
         return "ASCII input: Activation is possible even when the composition range cannot be read.";
+    if (tellsComposition(sources))
+        return "This input method tells whether text is unconfirmed: during composition the original Return "
+               "confirms it, and the next one activates. ⌘Return stops during composition; confirm and try "
+               "again. Where it does not tell, a recognized /orvel command stops without normal sending.";
     if (knownJapaneseSourceID(sources))
         return "Google Japanese Input (Hiragana): Supported Codex versions check the candidate window "
                "immediately before acting. During composition, the original Return confirms it. Activation "

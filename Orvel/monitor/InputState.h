@@ -21,6 +21,7 @@ struct CompositionReading {
                (evidence == MarkedTextEvidence::absent || evidence == MarkedTextEvidence::unsupported);
     }
 
+    bool isToldByInputMethod = false; ///< See InputSource::tellsComposition.
     AXValue marked; ///< The marked range as the platform gives it, to be compared only; nothing without one.
 };
 
@@ -29,6 +30,9 @@ CompositionReading readComposition(TimedReads& reads, DiagnosticFacts& facts, In
 
 /// Whether the selected source is a layout that never composes.
 bool isKnownASCII(InputSources& sources);
+
+/// Whether the selected source is one of which an absent mark proves that nothing is unconfirmed.
+bool tellsComposition(InputSources& sources);
 
 /// The identifier of the selected source, if it is the Japanese one whose Returns are understood.
 std::optional<std::string> knownJapaneseSourceID(InputSources& sources);

@@ -94,10 +94,12 @@ class Decider {
         auto captured = capture(focused, text, std::move(command), found.codeContext);
         if (isForCandidates(composition, captured)) return decideByCandidates(shortcut, std::move(captured));
         const bool isComposing = composition.state == CompositionState::composing;
-        switch (commandReturnDecision(
-            {.composition = composition.state,
-             .shortcut = shortcut,
-             .allowsCompositionConfirmation = isComposing && !needs.japanese.incompatibility(fresh.agent)})) {
+        const auto mayConfirm = [&] {
+            return composition.isToldByInputMethod || !needs.japanese.incompatibility(fresh.agent);
+        };
+        switch (commandReturnDecision({.composition = composition.state,
+                                       .shortcut = shortcut,
+                                       .allowsCompositionConfirmation = isComposing && mayConfirm()})) {
         case CommandReturnDecision::probeLineBreak: // Never asked for.
         case CommandReturnDecision::stop:
             return stop("Couldn't verify whether composition is pending. /orvel was kept without normal "

@@ -15,11 +15,12 @@ FixedWords description(MarkedTextEvidence evidence) {
     return "unavailable";
 }
 
-CompositionState compositionState(MarkedTextEvidence evidence, bool knownASCIISource) {
+CompositionState compositionState(MarkedTextEvidence evidence, bool knownASCIISource,
+                                  bool isToldByInputMethod) {
     using enum CompositionState;
     switch (evidence) {
     case MarkedTextEvidence::marked: return composing;
-    case MarkedTextEvidence::absent:
+    case MarkedTextEvidence::absent: return knownASCIISource || isToldByInputMethod ? clear : unknown;
     case MarkedTextEvidence::unsupported: return knownASCIISource ? clear : unknown;
     case MarkedTextEvidence::unavailable: break;
     }

@@ -19,9 +19,10 @@ FixedWords description(MarkedTextEvidence evidence);
 /// Whether text is pending in the input method.
 enum class CompositionState { clear, composing, unknown };
 
-/// Unmarked text proves nothing unless the input source can't compose at all: editors in web views don't
-/// report compositions reliably.
-CompositionState compositionState(MarkedTextEvidence evidence, bool knownASCIISource);
+/// Unmarked text proves nothing unless the input source can't compose at all, or says itself what it
+/// composes: editors in web views don't report compositions reliably.
+CompositionState compositionState(MarkedTextEvidence evidence, bool knownASCIISource,
+                                  bool isToldByInputMethod = false);
 
 namespace KnownASCIISource {
 

@@ -2,15 +2,16 @@
 
 using namespace orvel;
 
-TEST(CompositionState, IsClearOnlyUnderASourceThatCannotCompose) {
+TEST(CompositionState, IsClearOnlyUnderASourceThatCannotComposeOrTells) {
     using enum MarkedTextEvidence;
     using enum CompositionState;
-    const std::tuple<MarkedTextEvidence, CompositionState, CompositionState> rows[] = {
-        {marked, composing, composing},
-        {absent, clear, unknown},
-        {unsupported, clear, unknown},
-        {unavailable, unknown, unknown}};
-    for (const auto& [evidence, ascii, other] : rows) {
+    const std::tuple<MarkedTextEvidence, CompositionState, CompositionState, CompositionState> rows[] = {
+        {marked, composing, composing, composing},
+        {absent, clear, unknown, clear},
+        {unsupported, clear, unknown, unknown},
+        {unavailable, unknown, unknown, unknown}};
+    for (const auto& [evidence, ascii, other, telling] : rows) {
+        EXPECT_EQ(compositionState(evidence, false, true), telling) << description(evidence).view();
         EXPECT_EQ(compositionState(evidence, true), ascii) << description(evidence).view();
         EXPECT_EQ(compositionState(evidence, false), other) << description(evidence).view();
     }

@@ -23,8 +23,8 @@ TapStart WatchedTap::start(Handler handler) {
     });
 }
 
-OrvelDesk::OrvelDesk(int messagesShown)
-    : session({{desktopID, claudeID, messagesShown}, {otherDesktopID, otherClaudeID}}, codexID),
+OrvelDesk::OrvelDesk(int messagesShown, TestSession::Typing typing)
+    : session({{desktopID, claudeID, messagesShown}, {otherDesktopID, otherClaudeID}}, codexID, typing),
       desktop(session),
       app(ports(),
           AgentFolders::of(session.path("home"), std::nullopt, std::nullopt, session.path("home/.config")),

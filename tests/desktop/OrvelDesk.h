@@ -48,7 +48,7 @@ class OrvelDesk {
     static constexpr auto codexID = "01a1fd20-0000-7000-8000-000000000001";
 
     /// Starts everything, and waits until Orvel has proved that it can read both editors.
-    explicit OrvelDesk(int messagesShown = 3);
+    explicit OrvelDesk(int messagesShown = 3, TestSession::Typing typing = TestSession::Typing::plain);
 
     bool runUntil(const std::function<bool()>& condition) { return desktop.runUntil(condition); }
     void runFor(std::chrono::milliseconds duration) { desktop.world.runFor(duration); }

@@ -1,5 +1,6 @@
 #include "desktop/RealDesktop.h"
 
+#include "Orvel/platform/linux/IBusInputSources.h"
 #include "OrvelCore/commands/ReturnDecision.h"
 #include "OrvelCore/keybindings/CodexCopyShortcutPolicy.h"
 
@@ -14,6 +15,11 @@ std::string toolFolder(const TestSession& session) {
     std::filesystem::create_directories(tools);
     std::filesystem::create_symlink(SAMPLE_CODEX, tools / "codex");
     return tools.string();
+}
+
+std::unique_ptr<InputSources> sourcesOf(const IBusDaemon* ibus, XKeyboardLayout& layout) {
+    if (ibus) return std::make_unique<IBusInputSources>(*ibus, layout);
+    return std::make_unique<OneLayout>();
 }
 
 } // namespace
@@ -33,10 +39,15 @@ RealDesktop::RealDesktop(TestSession& session)
       pasteboard(*connection, session.display()),
       applications(*connection, world.loop, world.processes),
       windows(session.display()),
+      ibus(session.japanese() ? std::make_unique<IBusDaemon>(session.japanese()->places()) : nullptr),
+      layout(session.display(), {}),
+      inputSources(sourcesOf(ibus.get(), layout)),
       bus(session.busAddress()),
       keys(*connection, pasteboard),
-      accessibility(bus,
-                    {.keys = &keys, .loop = &world.loop, .hasWindows = xWindowOwners(session.display())}),
+      accessibility(bus, {.keys = &keys,
+                          .loop = &world.loop,
+                          .compositions = ibus.get(),
+                          .hasWindows = xWindowOwners(session.display())}),
       processes(world.processes, toolFolder(session), session.path("home/.codex")),
       files(world.loop) {
     connection->dispatchOn(world.loop);
@@ -54,7 +65,7 @@ Desktop RealDesktop::ports() {
             .accessibility = accessibility,
             .keyboardTap = tap,
             .eventPosting = posting,
-            .inputSources = inputSources,
+            .inputSources = *inputSources,
             .windows = windows,
             .localFiles = localFiles,
             .session = kind};

@@ -4,9 +4,11 @@
 #include "Orvel/desktop/DesktopSession.h"
 #include "Orvel/platform/linux/AtSpiAccessibility.h"
 #include "Orvel/platform/linux/AtSpiXKeys.h"
+#include "Orvel/platform/linux/IBusDaemon.h"
 #include "Orvel/platform/linux/XApplications.h"
 #include "Orvel/platform/linux/XConnection.h"
 #include "Orvel/platform/linux/XEventPosting.h"
+#include "Orvel/platform/linux/XKeyboardLayout.h"
 #include "Orvel/platform/linux/XKeyboardTap.h"
 #include "Orvel/platform/linux/XOwnInput.h"
 #include "Orvel/platform/linux/XPasteboard.h"
@@ -31,7 +33,7 @@ class VersionedApplications : public XApplications {
     std::optional<ApplicationBundle> bundleOf(ProcessID process) override;
 };
 
-/// An ordinary keyboard layout.
+/// An ordinary keyboard layout on a desktop without input methods.
 class OneLayout : public InputSources {
   public:
     std::optional<InputSource> current() override {
@@ -56,6 +58,9 @@ class RealDesktop {
     XPasteboard pasteboard;
     VersionedApplications applications;
     XWindowList windows;
+    std::unique_ptr<IBusDaemon> ibus; ///< Null with an ordinary keyboard layout.
+    XKeyboardLayout layout;
+    std::unique_ptr<InputSources> inputSources;
     AccessibilityBus bus;
     AtSpiXKeys keys;
     AtSpiAccessibility accessibility;
@@ -63,7 +68,6 @@ class RealDesktop {
     PosixFileStore files;
     PosixLocalFiles localFiles;
     PosixSideQueue sideQueue;
-    OneLayout inputSources;
     DesktopSession kind{.kind = SessionKind::x11};
     UnavailableDesktop others;
 };

@@ -37,22 +37,25 @@ std::string TestSession::whatIsMissing() {
     return {};
 }
 
-TestSession::TestSession(const std::vector<PageConversation>& claude, const std::string& codexThread)
+TestSession::TestSession(const std::vector<PageConversation>& claude, const std::string& codexThread,
+                         Typing typing)
     : environment(bus.environment()), codexThread(codexThread) {
     environment["HOME"] = folder.path("home");
     environment["PATH"] = "/usr/bin:/bin";
     std::filesystem::create_directories(folder.path("home"));
     writeGiven(claude, codexThread);
     registerLinks();
-    begin();
+    begin(typing);
 }
 
 TestSession::~TestSession() {
     typist.reset();
-    for (auto* child : {&claudeBrowser, &codexBrowser, &pages, &manager, &server}) child->reset();
+    for (auto* child : {&claudeBrowser, &codexBrowser, &pages}) child->reset();
+    mozc.reset();
+    for (auto* child : {&manager, &server}) child->reset();
 }
 
-void TestSession::begin() {
+void TestSession::begin(Typing typing) {
     int ends[2] = {-1, -1};
     require(pipe(ends) == 0, "no pipe");
     server = std::make_unique<OwnChild>(
@@ -77,6 +80,13 @@ void TestSession::begin() {
     require(comes([&] { return connection->property(connection->root(), managed, 4).has_value(); }),
             "no window manager");
     typist = std::make_unique<Person>(displayName);
+    if (typing == Typing::japanese) {
+        folder.write("home/.config/mozc/ibus_config.textproto",
+                     "engines { name: \"mozc-jp\" longname: \"Mozc\" layout: \"default\" }\n"
+                     "active_on_launch: True\n");
+        mozc = std::make_unique<MozcSession>(environment);
+        environment.merge(MozcSession::variablesOfPrograms());
+    }
 
     pages = std::make_unique<OwnChild>(
         std::vector<std::string>{variable("ORVEL_NODE"), PAGE_SERVER, folder.path(),

@@ -5,6 +5,7 @@
 
 #include "Person.h"
 #include "TemporaryFolder.h"
+#include "platform/linux/MozcSession.h"
 #include "platform/linux/PrivateBus.h"
 
 #include <functional>
@@ -26,11 +27,17 @@ struct PageConversation {
 
 class TestSession {
   public:
+    enum class Typing {
+        plain,   ///< An ordinary keyboard layout.
+        japanese ///< IBus with Mozc, which composes Hiragana when it is selected. Not as a superuser.
+    };
+
     /// Why there can be none on this machine; empty if there can.
     static std::string whatIsMissing();
 
     /// Starts all but the browsers. The environment of this process becomes that of the session.
-    TestSession(const std::vector<PageConversation>& claude, const std::string& codexThread);
+    TestSession(const std::vector<PageConversation>& claude, const std::string& codexThread,
+                Typing typing = Typing::plain);
     ~TestSession();
     TestSession(const TestSession&) = delete;
     TestSession& operator=(const TestSession&) = delete;
@@ -55,11 +62,13 @@ class TestSession {
     std::string display() const { return displayName; }
     std::string busAddress() const { return bus.address(); }
     Person& person() { return *typist; }
+    /// The input method; null with an ordinary keyboard layout.
+    const MozcSession* japanese() const { return mozc.get(); }
 
     TemporaryFolder folder;
 
   private:
-    void begin();
+    void begin(Typing typing);
     void writeGiven(const std::vector<PageConversation>& claude, const std::string& codexThread);
     void registerLinks();
     std::unique_ptr<OwnChild> browser(const std::string& name, const std::string& address);
@@ -68,6 +77,7 @@ class TestSession {
     std::map<std::string, std::string> environment;
     std::string displayName, port, codexThread;
     std::unique_ptr<OwnChild> server, manager, pages, claudeBrowser, codexBrowser;
+    std::unique_ptr<MozcSession> mozc;
     std::unique_ptr<Person> typist;
     std::vector<nlohmann::json> events;
     std::size_t eventsRead = 0; ///< Bytes of the file.

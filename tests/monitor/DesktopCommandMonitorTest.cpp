@@ -662,6 +662,32 @@ TEST_F(JapaneseMonitoring, ATextThatIsShownAsPendingGetsItsReturn) {
     EXPECT_THAT(taken, IsEmpty());
 }
 
+// No version of it is known, and no candidates are looked at.
+TEST_F(JapaneseMonitoring, WhatAnInputMethodTellsItselfIsProof) {
+    for (const auto kind : {Kind::codex, Kind::code, Kind::chat}) {
+        start(kind);
+        desktop.applications.bundles.clear();
+        japanese.refresh();
+        desktop.inputSources.source->tellsComposition = true;
+        editor->set("AXTextInputMarkedTextMarkerRange", AXRange{7, 2});
+        EXPECT_FALSE(swallowsAll()) << "it confirms";
+        EXPECT_THAT(taken, IsEmpty());
+        editor->set("AXTextInputMarkedTextMarkerRange", {});
+        EXPECT_TRUE(swallowsAll());
+        EXPECT_THAT(taken, testing::SizeIs(1));
+        EXPECT_THAT(failures, IsEmpty());
+
+        start(kind);
+        desktop.inputSources.source->tellsComposition = true;
+        editor->unset("AXTextInputMarkedTextMarkerRange");
+        desktop.applications.bundles.clear();
+        japanese.refresh();
+        EXPECT_TRUE(swallowsAll()) << "this editor is none of its own";
+        EXPECT_THAT(taken, IsEmpty());
+        EXPECT_THAT(failures, testing::SizeIs(1));
+    }
+}
+
 // What is told
 
 TEST_F(Monitoring, HoldsAKeyNoLongerThanItsBudget) {

@@ -11,10 +11,10 @@ class XKeyboardLayout;
 /// What is known of other platforms' sources decides what becomes of a typed command, so for the person:
 ///
 /// - The plain American layout, and Mozc while it lets keys through (direct input): commands work.
-/// - Mozc otherwise: what the candidate window proves is known of versions of Google Japanese Input, of which
-///   Mozc is none. So the command's Return is swallowed and its text kept, also while text is pending. It can
-///   be confirmed by another key or a click, and the command given after switching to direct input.
-/// - Other layouts and engines: the same, since they may compose.
+/// - Mozc otherwise: it tells whether text is unconfirmed, so the first Return confirms, and the next one is
+///   the command's.
+/// - Other layouts and engines: they may compose more than they tell. A command's Return is swallowed and its
+///   text kept; it can be given after switching to one of the above.
 /// - No IBus, and another input method or several layouts to switch between: nothing is read; again the same.
 ///
 /// No version of an input method is told, here or by the applications of an X desktop.

@@ -61,7 +61,8 @@ InputSource sourceOf(std::string_view engine, const std::optional<std::string>& 
     return {.id = std::string(known->id),
             .mode = std::string(known->name),
             .type = inputMode,
-            .isASCIICapable = known->isASCII};
+            .isASCIICapable = known->isASCII,
+            .tellsComposition = true};
 }
 
 std::optional<XkbLayout> layoutOf(std::string_view engine) {

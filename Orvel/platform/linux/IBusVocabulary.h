@@ -24,7 +24,8 @@ InputSource sourceOf(const XkbLayout& layout);
 
 /// Of an engine of IBus, with the key of its input mode ("InputMode.Hiragana"), if it has one. Mozc is the
 /// open form of Google Japanese Input, and has that one's names. Its direct input, which lets every key
-/// through, is the Roman mode of macOS's own Japanese input. As long as its mode is unknown it has none.
+/// through, is the Roman mode of macOS's own Japanese input. As long as its mode is unknown it has none. Of
+/// the others it is not known whether they tell of all that they compose.
 InputSource sourceOf(std::string_view engine, const std::optional<std::string>& mode);
 
 /// The layout that an engine is ("xkb:us:dvorak:eng"); nothing for an input method.

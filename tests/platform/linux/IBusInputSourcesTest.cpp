@@ -29,7 +29,10 @@ std::string meaning(const Source& source) {
         return "never composes";
     const bool isJapanese = JapaneseLineBreakSource::matches(
         source->id.value_or(""), source->mode.value_or(""), source->type.value_or(""));
-    return isJapanese ? "Japanese" : source->isASCIICapable.value() ? "uncertain, ASCII" : "uncertain";
+    std::string words = isJapanese                       ? "Japanese"
+                        : source->isASCIICapable.value() ? "uncertain, ASCII"
+                                                         : "uncertain";
+    return words + (source->tellsComposition ? ", tells" : "");
 }
 
 TEST(IBusVocabulary, namesWhatIsKnownAsOnMacOSAndNothingElse) {
@@ -50,10 +53,11 @@ TEST(IBusVocabulary, namesWhatIsKnownAsOnMacOSAndNothingElse) {
         {"", {}, "uncertain", ""},
         {"mozc-jp", {}, "uncertain", "mozc-jp"},
         {"mozc-jp", "InputMode.Direct", "never composes", "com.apple.inputmethod.Kotoeri.RomajiTyping.Roman"},
-        {"mozc-jp", "InputMode.Hiragana", "Japanese", "com.google.inputmethod.Japanese.base"},
-        {"mozc-jp", "InputMode.Latin", "uncertain, ASCII", "com.google.inputmethod.Japanese.Roman"},
-        {"mozc-jp", "InputMode.WideLatin", "uncertain", "com.google.inputmethod.Japanese.FullWidthRoman"},
-        {"mozc-jp", "InputMode.Katakana", "uncertain", "com.google.inputmethod.Japanese.Katakana"},
+        {"mozc-jp", "InputMode.Hiragana", "Japanese, tells", "com.google.inputmethod.Japanese.base"},
+        {"mozc-jp", "InputMode.Latin", "uncertain, ASCII, tells", "com.google.inputmethod.Japanese.Roman"},
+        {"mozc-jp", "InputMode.WideLatin", "uncertain, tells",
+         "com.google.inputmethod.Japanese.FullWidthRoman"},
+        {"mozc-jp", "InputMode.Katakana", "uncertain, tells", "com.google.inputmethod.Japanese.Katakana"},
         {"mozc-jp", "InputMode.Another", "uncertain", "mozc-jp"},
         {"anthy", "InputMode.Direct", "uncertain", "anthy"},
         {"mozcish", "InputMode.Direct", "uncertain", "mozcish"},

@@ -1,5 +1,6 @@
 // A real daemon with a real Japanese input method, on a display and under an ordinary user's account.
 
+#include "MozcSession.h"
 #include "PrivateBus.h"
 #include "XTestDesktop.h"
 
@@ -12,18 +13,16 @@
 #include "OrvelCore/japanese/GoogleIMEWindowDiagnostic.h"
 #include "OrvelCore/japanese/JapaneseLineBreakSource.h"
 
-#include <algorithm>
 #include <array>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
 
-#include <grp.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <systemd/sd-bus.h>
@@ -39,33 +38,6 @@ namespace Windows = GoogleIMEWindowDiagnostic;
 constexpr const char* ibusName = "org.freedesktop.IBus";
 constexpr const char* contextInterface = "org.freedesktop.IBus.InputContext";
 constexpr std::uint32_t returnKey = 0xFF0D, escapeKey = 0xFF1B;
-
-/// Mozc serves no superuser, and IBus nobody but its own user: the test becomes somebody without rights. The
-/// programs that it starts are that user's from the beginning.
-class OrdinaryUser {
-  public:
-    OrdinaryUser() {
-        if (geteuid() != 0) return;
-        groups.resize(static_cast<std::size_t>(getgroups(0, nullptr)));
-        isOther = getgroups(static_cast<int>(groups.size()), groups.data()) >= 0 &&
-                  setgroups(0, nullptr) == 0 && setresgid(nobody, nobody, 0) == 0 &&
-                  setresuid(nobody, nobody, 0) == 0;
-    }
-    ~OrdinaryUser() {
-        if (!isOther) return;
-        const bool isBack = setresuid(0, 0, 0) == 0 && setresgid(0, 0, 0) == 0 &&
-                            setgroups(groups.size(), groups.data()) == 0;
-        if (!isBack) std::abort();
-    }
-    OrdinaryUser(const OrdinaryUser&) = delete;
-    OrdinaryUser& operator=(const OrdinaryUser&) = delete;
-    static bool isOne() { return geteuid() != 0; }
-
-  private:
-    static constexpr uid_t nobody = 65534;
-    bool isOther = false;
-    std::vector<gid_t> groups;
-};
 
 /// An editor, as a program tells the daemon of it.
 class Editor {
@@ -130,9 +102,8 @@ class Editor {
 class IBusMozcTest : public testing::Test {
   protected:
     void SetUp() override {
-        for (const auto* program : {"/usr/bin/ibus-daemon", "/usr/lib/ibus-mozc/ibus-engine-mozc",
-                                    "/usr/lib/mozc/mozc_server", "/usr/bin/Xvfb"})
-            if (access(program, X_OK) != 0) GTEST_SKIP() << "This machine has no " << program << ".";
+        if (const auto missing = MozcSession::whatIsMissing(); !missing.empty()) GTEST_SKIP() << missing;
+        if (access("/usr/bin/Xvfb", X_OK) != 0) GTEST_SKIP() << "This machine has no /usr/bin/Xvfb.";
         if (const auto missing = PrivateBus::whatIsMissing(); !missing.empty()) GTEST_SKIP() << missing;
         user = std::make_unique<OrdinaryUser>();
         if (!OrdinaryUser::isOne()) GTEST_SKIP() << "Nobody's rights can't be taken on.";
@@ -144,55 +115,23 @@ class IBusMozcTest : public testing::Test {
         environment = session->environment();
         environment["HOME"] = home;
         environment["DISPLAY"] = server->display();
-        environment["LANG"] = "C.UTF-8";
-        startDaemon();
+        mozc = std::make_unique<MozcSession>(environment);
         layout = std::make_unique<XKeyboardLayout>(server->display(), std::vector<std::string>{});
-        daemon = std::make_unique<IBusDaemon>(places());
+        daemon = std::make_unique<IBusDaemon>(mozc->places());
         sources = std::make_unique<IBusInputSources>(*daemon, *layout);
         ASSERT_TRUE(isConnected());
-        editor = std::make_unique<Editor>(*ibusAddress(places()));
+        editor = std::make_unique<Editor>(*ibusAddress(mozc->places()));
         editor->focus();
     }
     void TearDown() override {
         editor.reset();
         daemon.reset();
-        if (program) program->end();
+        mozc.reset();
         server.reset();
-        endLeftovers();
         session.reset();
         if (!home.empty()) std::filesystem::remove_all(home);
     }
 
-    // They leave programs behind, which become children of the test, and start each other.
-    static void endLeftovers() {
-        comes([] {
-            bool isAnyThere = false;
-            for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
-                std::ifstream children(thread.path() / "children");
-                for (pid_t child = 0; children >> child;) {
-                    std::string name;
-                    std::ifstream("/proc/" + std::to_string(child) + "/comm") >> name;
-                    if (!name.starts_with("mozc") && !name.starts_with("ibus")) continue;
-                    isAnyThere = true;
-                    kill(child, SIGTERM);
-                    waitpid(child, nullptr, WNOHANG);
-                }
-            }
-            return !isAnyThere;
-        });
-    }
-
-    void startDaemon() {
-        program = std::make_unique<OwnChild>(
-            std::vector<std::string>{"/usr/bin/ibus-daemon", "--panel", "disable", "--config", "disable"},
-            environment);
-    }
-    IBusPlaces places() const {
-        return ibusPlaces([this](const char* name) {
-            const auto known = environment.find(name);
-            return known == environment.end() ? std::nullopt : std::optional(known->second);
-        });
-    }
     bool isConnected() {
         return comes([&] { return daemon->input().presence == Presence::connected; });
     }
@@ -224,7 +163,7 @@ class IBusMozcTest : public testing::Test {
     std::string home;
     std::map<std::string, std::string> environment;
     std::unique_ptr<TestServer> server;
-    std::unique_ptr<OwnChild> program;
+    std::unique_ptr<MozcSession> mozc;
     std::unique_ptr<XKeyboardLayout> layout;
     std::unique_ptr<IBusDaemon> daemon;
     std::unique_ptr<IBusInputSources> sources;
@@ -245,13 +184,13 @@ TEST_F(IBusMozcTest, theEngineIsReadAndFollowed) {
     EXPECT_TRUE(comes([&] { return !isKnownASCII(); })) << "it composes Latin letters too";
     EXPECT_FALSE(isKnownJapanese());
 
-    program->signal(SIGKILL);
+    mozc->daemon().signal(SIGKILL);
     EXPECT_TRUE(comes([&] { return daemon->input().presence != Presence::connected; }));
     EXPECT_EQ(state(), State::unknown);
-    program->end();
-    startDaemon();
+    mozc->daemon().end();
+    mozc->start();
     EXPECT_TRUE(isConnected());
-    editor = std::make_unique<Editor>(*ibusAddress(places()));
+    editor = std::make_unique<Editor>(*ibusAddress(mozc->places()));
     editor->focus();
     ASSERT_TRUE(editor->select("xkb:us::eng"));
     EXPECT_TRUE(comes([&] { return isKnownASCII() && state() == State::none; }));
@@ -295,7 +234,7 @@ TEST_F(IBusMozcTest, aCompositionIsSeenUntilItIsOver) {
     editor->unfocus();
     EXPECT_EQ(state(), State::unknown) << "no editor has the focus";
     editor->focus();
-    IBusDaemon late(places());
+    IBusDaemon late(mozc->places());
     EXPECT_TRUE(comes([&] { return late.input().presence == Presence::connected; }));
     const auto read = [&] { return late.current(std::chrono::steady_clock::now() + 5s).state; };
     EXPECT_EQ(read(), State::unknown) << "nothing was heard of this editor";
@@ -320,16 +259,12 @@ TEST_F(IBusMozcTest, aLayoutComposesByItsOwnKeys) {
 TEST_F(IBusMozcTest, anEditorInABrowserTellsWhatIsMarkedInIt) {
     for (const auto* needed : {"/usr/bin/chromium", "/usr/bin/openbox"})
         if (access(needed, X_OK) != 0) GTEST_SKIP() << "This machine has no " << needed << ".";
-    const auto modules = std::filesystem::directory_iterator("/usr/lib");
-    if (std::none_of(begin(modules), end(modules), [](const auto& folder) {
-            return exists(folder.path() / "gtk-3.0/3.0.0/immodules/im-ibus.so");
-        }))
-        GTEST_SKIP() << "Programs have no way to IBus here.";
+    if (!MozcSession::servesPrograms()) GTEST_SKIP() << "Programs have no way to IBus here.";
 
     ASSERT_TRUE(becomeJapanese());
     editor->unfocus();
     auto variables = environment;
-    variables.insert({{"GTK_IM_MODULE", "ibus"}, {"IBUS_ENABLE_SYNC_MODE", "1"}});
+    variables.merge(MozcSession::variablesOfPrograms());
     const OwnChild manager({"/usr/bin/openbox"}, variables);
     const auto page = home + "/page.html";
     std::ofstream(page) << "<!doctype html><meta charset=utf-8><textarea autofocus></textarea>";
