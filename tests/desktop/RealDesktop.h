@@ -18,6 +18,7 @@
 #include "Orvel/platform/posix/PosixSideQueue.h"
 #include "Orvel/platform/sample/SampleProcesses.h"
 #include "Orvel/platform/unavailable/UnavailableDesktop.h"
+#include "Orvel/platform/zip/LibzipArchives.h"
 #include "Orvel/shell/OrvelApp.h"
 #include "PollWorld.h"
 #include "desktop/TestSession.h"
@@ -67,6 +68,7 @@ class RealDesktop {
     SampleProcesses processes;
     PosixFileStore files;
     PosixLocalFiles localFiles;
+    LibzipArchives zipArchives{world.loop};
     PosixSideQueue sideQueue;
     DesktopSession kind{.kind = SessionKind::x11};
     UnavailableDesktop others;
