@@ -18,6 +18,7 @@ class Processes;
 class Settings;
 class SideQueue;
 class WindowList;
+class ZipArchives;
 struct DesktopSession;
 
 /// References to the ports, which outlive it.
@@ -36,6 +37,7 @@ struct Desktop {
     InputSources& inputSources;
     WindowList& windows;
     LocalFiles& localFiles;
+    ZipArchives& zipArchives;
     const DesktopSession& session;
 };
 

@@ -30,6 +30,8 @@ struct ChildLaunch {
     /// its output and errors are kept for `said`; and it goes on, in a session of its own, when its owner or
     /// this process ends. It has no pipes.
     std::optional<std::string> unattendedInput;
+    /// Variables of this process's environment whose names begin with one of these are not the child's.
+    std::vector<std::string> withoutVariables;
 
     bool operator==(const ChildLaunch&) const = default;
 };

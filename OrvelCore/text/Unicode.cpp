@@ -6,6 +6,7 @@
 
 #include <simdjson.h>
 #include <unicode/bytestream.h>
+#include <unicode/casemap.h>
 #include <unicode/normalizer2.h>
 #include <unicode/ubrk.h>
 #include <unicode/uchar.h>
@@ -127,18 +128,29 @@ std::string_view firstCharacters(std::string_view text, std::size_t count) {
 }
 
 std::string foldedForSearch(std::string_view text) {
+    if (isASCII(text)) return inLowerCase(text);
     std::string folded;
     folded.reserve(text.size());
-    if (isASCII(text)) {
-        for (const char c : text) folded += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-        return folded;
-    }
     UErrorCode status = U_ZERO_ERROR;
     const auto* normalizer = icu::Normalizer2::getNFKCCasefoldInstance(status);
     icu::StringByteSink<std::string> sink(&folded);
     const auto source = displayable(text);
     if (U_SUCCESS(status)) normalizer->normalizeUTF8(0, source, sink, nullptr, status);
     return U_SUCCESS(status) ? folded : source;
+}
+
+std::string inLowerCase(std::string_view text) {
+    std::string lowered;
+    lowered.reserve(text.size());
+    if (isASCII(text)) {
+        for (const char c : text) lowered += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+        return lowered;
+    }
+    UErrorCode status = U_ZERO_ERROR;
+    icu::StringByteSink<std::string> sink(&lowered);
+    const auto source = displayable(text);
+    icu::CaseMap::utf8ToLower("", 0, source, sink, nullptr, status);
+    return U_SUCCESS(status) ? lowered : source;
 }
 
 std::string displayable(std::string_view bytes) {

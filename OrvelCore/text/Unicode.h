@@ -24,6 +24,10 @@ std::string_view firstCharacters(std::string_view text, std::size_t count);
 /// Text that is no valid UTF-8 is folded as if each bad byte were U+FFFD.
 std::string foldedForSearch(std::string_view text);
 
+/// The text with every letter in lower case, in no particular language. Bytes that are not part of valid
+/// UTF-8 become U+FFFD.
+std::string inLowerCase(std::string_view text);
+
 /// The text with every byte that is not part of valid UTF-8 replaced by U+FFFD, for display.
 std::string displayable(std::string_view bytes);
 

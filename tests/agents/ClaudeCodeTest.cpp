@@ -8,6 +8,7 @@
 #include "Orvel/model/RelayStateFile.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/unavailable/UnavailableDesktop.h"
+#include "Orvel/platform/zip/LibzipArchives.h"
 #include "Orvel/reading/ClaudeCodeSessions.h"
 #include "OrvelCore/files/FilePath.h"
 #include "SavedTransfers.h"
@@ -166,8 +167,9 @@ TEST_F(RealClaudeCode, ARelayRunsFromSendToReceipt) {
     begin("Q");
     UnavailableDesktop nothingElse;
     PosixFileStore files{world.loop};
+    LibzipArchives zipArchives{world.loop};
     FakeClaudeSender claude{world.loop};
-    OrvelModel model(nothingElse.ports(world.loop, files, world.processes), claude, folders(),
+    OrvelModel model(nothingElse.ports(world.loop, files, world.processes, zipArchives), claude, folders(),
                      folder.path("data/state.json"));
     const auto finishes = [&] { return world.runUntil([&] { return model.isIdle(); }); };
     const auto found = [&](Agent agent) {

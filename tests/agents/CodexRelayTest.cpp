@@ -6,6 +6,7 @@
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/unavailable/UnavailableDesktop.h"
+#include "Orvel/platform/zip/LibzipArchives.h"
 #include "samples/TranscriptWriter.h"
 
 namespace orvel {
@@ -22,7 +23,7 @@ class CodexRelay : public RealCodex {
         codexReference = begin("Q");
         startServer();
         model = std::make_unique<OrvelModel>(
-            nothingElse.ports(world.loop, files, world.processes), claude,
+            nothingElse.ports(world.loop, files, world.processes, zipArchives), claude,
             AgentFolders::of(folder.path("home"), folder.path("codex"), std::nullopt, folder.path("config")),
             folder.path("data/state.json"));
     }
@@ -42,6 +43,7 @@ class CodexRelay : public RealCodex {
 
     UnavailableDesktop nothingElse;
     PosixFileStore files{world.loop};
+    LibzipArchives zipArchives{world.loop};
     FakeClaudeSender claude{world.loop};
     ConversationReference codexReference;
     std::unique_ptr<OrvelModel> model;

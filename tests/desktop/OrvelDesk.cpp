@@ -47,9 +47,11 @@ OrvelDesk::OrvelDesk(int messagesShown)
 
 Desktop OrvelDesk::ports() {
     auto ports = desktop.ports();
-    return {ports.loop,         ports.sideQueue,    ports.files,        ports.processes,     ports.settings,
-            ports.pasteboard,   ports.panels,       ports.applications, ports.accessibility, tap,
-            ports.eventPosting, ports.inputSources, ports.windows,      ports.localFiles,    ports.session};
+    return {
+        ports.loop,         ports.sideQueue,    ports.files,        ports.processes,     ports.settings,
+        ports.pasteboard,   ports.panels,       ports.applications, ports.accessibility, tap,
+        ports.eventPosting, ports.inputSources, ports.windows,      ports.localFiles,    ports.zipArchives,
+        ports.session};
 }
 
 void OrvelDesk::face(OwnChild& browser) {

@@ -57,6 +57,7 @@ Desktop RealDesktop::ports() {
             .inputSources = inputSources,
             .windows = windows,
             .localFiles = localFiles,
+            .zipArchives = zipArchives,
             .session = kind};
 }
 

@@ -16,6 +16,7 @@
 #include "Orvel/platform/posix/PosixSideQueue.h"
 #include "Orvel/platform/sample/SampleProcesses.h"
 #include "Orvel/platform/unavailable/UnavailableDesktop.h"
+#include "Orvel/platform/zip/LibzipArchives.h"
 #include "Orvel/shell/OrvelApp.h"
 #include "PollWorld.h"
 #include "desktop/TestSession.h"
@@ -62,6 +63,7 @@ class RealDesktop {
     SampleProcesses processes;
     PosixFileStore files;
     PosixLocalFiles localFiles;
+    LibzipArchives zipArchives{world.loop};
     PosixSideQueue sideQueue;
     OneLayout inputSources;
     DesktopSession kind{.kind = SessionKind::x11};

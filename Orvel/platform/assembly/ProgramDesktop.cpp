@@ -9,6 +9,7 @@ namespace orvel {
 ProgramDesktop::ProgramDesktop(const ProgramToolkit& toolkit, const Places& places)
     : files(toolkit.loop),
       systemProcesses(toolkit.loop, toolkit.descriptors, places.toolEnvironment),
+      zipArchives(toolkit.loop),
       assembled(assemble(toolkit, places)) {}
 
 ProgramDesktop::~ProgramDesktop() = default;
@@ -18,7 +19,7 @@ Desktop ProgramDesktop::assemble(const ProgramToolkit& toolkit, const Places& pl
 }
 
 Desktop ProgramDesktop::onSystem(const ProgramToolkit& toolkit) {
-    const auto none = unavailable.ports(toolkit.loop, files, systemProcesses);
+    const auto none = unavailable.ports(toolkit.loop, files, systemProcesses, zipArchives);
     Desktop ports{.loop = toolkit.loop,
                   .sideQueue = none.sideQueue,
                   .files = files,
@@ -33,6 +34,7 @@ Desktop ProgramDesktop::onSystem(const ProgramToolkit& toolkit) {
                   .inputSources = none.inputSources,
                   .windows = none.windows,
                   .localFiles = localFiles,
+                  .zipArchives = zipArchives,
                   .session = session};
 #ifdef ORVEL_WITH_LINUX_DESKTOP
     session.kind = environmentSession();
@@ -63,6 +65,7 @@ Desktop ProgramDesktop::onSystem(const ProgramToolkit& toolkit) {
             .inputSources = linuxDesktop->inputSources(),
             .windows = linuxDesktop->windows(),
             .localFiles = localFiles,
+            .zipArchives = zipArchives,
             .session = session};
 #else
 #ifdef __linux__
@@ -91,6 +94,7 @@ Desktop ProgramDesktop::onSample(const ProgramToolkit& toolkit, const Places& pl
             .inputSources = screen.inputSources,
             .windows = screen.windows,
             .localFiles = localFiles,
+            .zipArchives = zipArchives,
             .session = session};
 }
 

@@ -14,6 +14,7 @@
 #include "Orvel/platform/sample/SampleClaude.h"
 #include "Orvel/platform/sample/SampleProcesses.h"
 #include "Orvel/platform/unavailable/UnavailableDesktop.h"
+#include "Orvel/platform/zip/LibzipArchives.h"
 
 #include <memory>
 #include <optional>
@@ -59,6 +60,7 @@ class ProgramDesktop {
     PosixFileStore files;
     PosixProcesses systemProcesses;
     PosixLocalFiles localFiles;
+    LibzipArchives zipArchives;
     UnavailableDesktop unavailable;
     std::unique_ptr<LinuxDesktop> linuxDesktop; ///< Null where there is none.
     std::optional<PosixSideQueue> sideQueue;

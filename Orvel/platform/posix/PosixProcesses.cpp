@@ -162,12 +162,17 @@ Words commandOf(const ChildLaunch& launch) {
 }
 
 Words environmentOf(const ChildLaunch& launch, const PosixProcesses::Environment& general) {
+    const auto isKept = [&](std::string_view variable) {
+        return std::none_of(launch.withoutVariables.begin(), launch.withoutVariables.end(),
+                            [&](const auto& beginning) { return variable.starts_with(beginning); });
+    };
     auto changed = launch.environment;
-    changed.insert(general.begin(), general.end());
+    for (const auto& [name, value] : general)
+        if (isKept(name)) changed.emplace(name, value);
     Words variables;
     for (char** entry = environ; *entry; ++entry) {
         const std::string_view variable(*entry);
-        if (!changed.contains(std::string(variable.substr(0, variable.find('=')))))
+        if (isKept(variable) && !changed.contains(std::string(variable.substr(0, variable.find('=')))))
             variables.emplace_back(variable);
     }
     for (const auto& [name, value] : changed) {

@@ -11,6 +11,7 @@
 #include "Orvel/platform/simulated/SimulatedScreen.h"
 #include "Orvel/platform/unavailable/MemorySettings.h"
 #include "Orvel/platform/unavailable/UnavailableUserInterfaces.h"
+#include "Orvel/platform/zip/LibzipArchives.h"
 
 #include <optional>
 #include <string>
@@ -40,7 +41,8 @@ struct SimulatedDesktop : SimulatedDesktopLoop, SimulatedScreen {
     Desktop portsOn(MainLoop& otherLoop, FileStore& otherFiles) {
         return {otherLoop,  sideQueue,    otherFiles,   processes,     settings,
                 pasteboard, panels,       applications, accessibility, keyboard,
-                keyboard,   inputSources, windows,      localFiles,    session};
+                keyboard,   inputSources, windows,      localFiles,    zipArchives.emplace(otherLoop),
+                session};
     }
 
     SimulatedPanels panels;
@@ -48,6 +50,7 @@ struct SimulatedDesktop : SimulatedDesktopLoop, SimulatedScreen {
     SimulatedFileStore files{loop};
     SimulatedProcesses processes{loop};
     SimulatedLocalFiles localFiles{steps};
+    std::optional<LibzipArchives> zipArchives; ///< On the loop of the ports that were made last.
     DesktopSession session;
 };
 

@@ -19,11 +19,11 @@ struct UnavailablePanels : Panels {
 };
 
 struct UnavailableDesktop {
-    /// These three every program has; they outlive the ports.
-    Desktop ports(MainLoop& loop, FileStore& files, Processes& processes) {
-        return {loop,         sideQueue,    files,        processes,     settings,
-                pasteboard,   panels,       applications, accessibility, keyboardTap,
-                eventPosting, inputSources, windows,      localFiles,    session};
+    /// These four every program has; they outlive the ports.
+    Desktop ports(MainLoop& loop, FileStore& files, Processes& processes, ZipArchives& zipArchives) {
+        return {loop,    sideQueue,    files,         processes,   settings,     pasteboard,
+                panels,  applications, accessibility, keyboardTap, eventPosting, inputSources,
+                windows, localFiles,   zipArchives,   session};
     }
 
     UnavailableSideQueue sideQueue;
