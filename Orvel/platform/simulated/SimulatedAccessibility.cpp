@@ -11,7 +11,7 @@ namespace {
 
 // Names that traces may show; they live as long as the program.
 std::string_view lastingName(std::string_view name) {
-    static constexpr std::array<std::string_view, 22> known{
+    static constexpr std::array<std::string_view, 25> known{
         "AXRole",        "AXChildren",      "AXValue",
         "AXDescription", "AXTitle",         "AXHelp",
         "AXParent",      "AXURL",           "AXEnabled",
@@ -19,6 +19,7 @@ std::string_view lastingName(std::string_view name) {
         "AXFocused",     "AXWindows",       "AXTextInputMarkedTextMarkerRange",
         "AXPosition",    "AXSize",          "AXSelectedTextRange",
         "AXWindow",      "AXDOMClassList",  "AXManualAccessibility",
+        "AXIdentifier",  "AXSelected",      "AXNumberOfCharacters",
         "AXPress"};
     const auto* found = std::find(known.begin(), known.end(), name);
     return found == known.end() ? "other" : *found;
@@ -283,18 +284,14 @@ AXReading SimulatedAccessibility::elementAtPosition(AXPoint point) {
     const auto step = steps.take("elementAtPosition", false, latency.draw(chance));
     if (!trusted) return {};
     if (step.report) return {*step.report, {}};
-    const auto covers = [point](const SimulatedElement& element) {
-        const auto* place = element.find("AXPosition");
-        const auto* extent = element.find("AXSize");
-        const auto* corner = place ? std::get_if<AXPoint>(place) : nullptr;
-        const auto* size = extent ? std::get_if<AXSize>(extent) : nullptr;
-        return corner && size && point.x >= corner->x && point.x < corner->x + size->width &&
-               point.y >= corner->y && point.y < corner->y + size->height;
-    };
     SimulatedElement* deepest = nullptr;
-    for (const auto& [process, root] : applications)
-        for (auto* element : everythingBelow(*root))
-            if (covers(*element)) deepest = element;
+    const auto look = [&](SimulatedElement& root) {
+        for (auto* element : everythingBelow(root))
+            if (element->isHittable && element->covers(point)) deepest = element;
+    };
+    for (const auto& [process, root] : applications) look(*root);
+    const auto inFront = applications.find(front.processInFront());
+    if (inFront != applications.end()) look(*inFront->second); // It lies above the others.
     if (!deepest) return {AXStatus::noValue, {}};
     return {AXStatus::success, deepest->handle()};
 }

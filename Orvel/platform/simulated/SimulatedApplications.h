@@ -1,6 +1,7 @@
 #pragma once
 // The applications of a simulated desktop: which are installed, which run, and which has the keyboard.
 
+#include "Orvel/desktop/Accessibility.h"
 #include "Orvel/desktop/Applications.h"
 #include "Orvel/desktop/KeyboardTap.h"
 #include "Orvel/platform/simulated/SimulatedSteps.h"
@@ -42,6 +43,8 @@ class SimulatedApplication {
     virtual void composes(const std::string&) {}
     /// The person types a character while the application has the keyboard.
     virtual void typed(const std::string&) {}
+    /// A program clicks at a point while it is in front.
+    virtual void clicked(AXPoint) {}
     /// Something is pasted while it has the keyboard.
     virtual void pasted(const std::string&) {}
 

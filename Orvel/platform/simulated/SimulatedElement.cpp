@@ -29,6 +29,14 @@ std::string SimulatedElement::text(std::string_view name) const {
     return held ? *held : std::string();
 }
 
+bool SimulatedElement::covers(AXPoint point) const {
+    const auto *place = find("AXPosition"), *extent = find("AXSize");
+    const auto* corner = place ? std::get_if<AXPoint>(place) : nullptr;
+    const auto* size = extent ? std::get_if<AXSize>(extent) : nullptr;
+    return corner && size && point.x >= corner->x && point.x < corner->x + size->width &&
+           point.y >= corner->y && point.y < corner->y + size->height;
+}
+
 void SimulatedElement::insert(std::size_t place, const Shared& child) {
     children.insert(children.begin() + static_cast<std::ptrdiff_t>(place), child);
     child->above = this;
@@ -49,6 +57,7 @@ void SimulatedElement::forget() {
     above = nullptr;
     write = nullptr;
     perform = nullptr;
+    click = nullptr;
     overrides.clear(); // They may hold this very element.
     for (const auto& child : children) child->forget();
     children.clear();

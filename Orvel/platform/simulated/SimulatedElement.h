@@ -61,6 +61,12 @@ class SimulatedElement : public AXIdentity, public std::enable_shared_from_this<
     std::function<AXStatus(std::string_view name, const AXValue& value)> write;
     /// Does an action; without it the element has none.
     std::function<AXStatus(std::string_view action)> perform;
+    /// What a click does, of an application that takes clicks.
+    std::function<void()> click;
+    /// Whether a hit test finds it, which may be some time after it was drawn.
+    bool isHittable = true;
+    /// Whether it has a place on the screen that holds the point.
+    bool covers(AXPoint point) const;
 
   private:
     void forget();

@@ -31,7 +31,7 @@ class SimulatedKeyboard::Prepared : public PreparedEvents {
         if (step.report && !step.happens) return;
         keyboard.posted.push_back(event);
         const auto* key = std::get_if<SyntheticKey>(&event.event);
-        if (!key) return;
+        if (!key) return click(std::get<AXPoint>(event.event));
         TapEvent made{.keyCode = key->keyCode,
                       .flags = key->flags,
                       .sourceProcess = SimulatedApplications::self,
@@ -43,6 +43,10 @@ class SimulatedKeyboard::Prepared : public PreparedEvents {
     }
 
   private:
+    void click(AXPoint point) const {
+        if (auto* application = keyboard.applications.inFront()) application->clicked(point);
+    }
+
     SimulatedKeyboard& keyboard;
     Posted event;
     bool isPosted = false;
