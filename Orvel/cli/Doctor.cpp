@@ -82,7 +82,10 @@ class Examination {
         desktop.runUntil([this] { return isSwitchRead && isDiskRead; }, patience);
         for (const auto agent : allAgents) found.agents.push_back(lookAt(agent));
         waitForVersions();
-        if (const auto source = ports.inputSources.current()) found.isASCII = source->isASCIICapable;
+        if (const auto source = ports.inputSources.current()) {
+            found.isASCII = source->isASCIICapable;
+            found.tellsComposition = source->tellsComposition;
+        }
         if (found.session == SessionKind::x11) found.clipboardItems = ports.pasteboard.itemCount();
         if (triesKeyboard && found.isTapThere) found.keyboard = tryKeyboard();
         return found;

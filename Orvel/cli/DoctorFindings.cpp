@@ -96,8 +96,10 @@ Finding keyboardFinding(const DoctorFacts& facts) {
     const std::string subject = "Keyboard";
     if (!facts.isTapThere)
         return {subject, State::missing, "Return can't be held here, so /orvel in an editor doesn't work.",
-                facts.session == SessionKind::x11 ? "The X server needs the extension XInput, 2.1 or newer."
-                                                  : "See Session."};
+                facts.session == SessionKind::x11
+                    ? "The X server needs the extension XInput, 2.1 or newer, and the program "
+                      "orvel-keyboard-guard must lie where Orvel was installed."
+                    : "See Session."};
     switch (facts.keyboard) {
     case DoctorFacts::Keyboard::held: return {subject, State::works, "Return was held and let go again.", ""};
     case DoctorFacts::Keyboard::refused:
@@ -115,6 +117,11 @@ Finding inputFinding(const DoctorFacts& facts) {
         return {subject, State::limited,
                 "None could be asked. Where an editor doesn't tell that nothing is being composed, /orvel is "
                 "kept and stopped.",
+                ""};
+    if (facts.tellsComposition)
+        return {subject, State::works,
+                "One that tells what is being composed: the first Return confirms, the next one is a "
+                "command's.",
                 ""};
     if (*facts.isASCII) return {subject, State::works, "A keyboard layout for ASCII is selected.", ""};
     return {subject, State::limited,

@@ -49,6 +49,7 @@ struct DoctorFacts {
     bool isTapThere = false;
     Keyboard keyboard = Keyboard::notTried;
     std::optional<bool> isASCII;               ///< Of the selected input source; nothing if it can't be read.
+    bool tellsComposition = false;             ///< The same.
     std::optional<std::size_t> clipboardItems; ///< Nothing if the clipboard doesn't answer.
     Folder folder = Folder::usable;
     std::optional<std::string> keybindings; ///< What is wrong with them for copying an address.

@@ -76,6 +76,8 @@ TEST(DoctorFindings, TellHowEachFactStandsAndWhatToDo) {
          [](Facts& f) { f.keyboard = Facts::Keyboard::notTried; }},
         {"Input method", "limited", "None", "", [](Facts& f) { f.isASCII.reset(); }},
         {"Input method", "limited", "Another", "direct", [](Facts& f) { f.isASCII = false; }},
+        {"Input method", "works", "first Return", "",
+         [](Facts& f) { f.isASCII = false, f.tellsComposition = true; }},
         {"Clipboard", "limited", "didn't answer", "again", [](Facts& f) { f.clipboardItems.reset(); }},
         {"Data folder", "missing", "no message can be saved", "--data",
          [](Facts& f) { f.folder = Facts::Folder::notWritable; }},
