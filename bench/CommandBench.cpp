@@ -1,6 +1,7 @@
 // What a Return costs before anything is read from another application: the longest texts and files, and the
 // inspections at their limits over a tree in memory. Each input is the slowest of its kind that was found.
 
+#include "OrvelCore/addresses/URLComponents.h"
 #include "OrvelCore/commands/OrvelCommand.h"
 #include "OrvelCore/composers/ClaudeComposer.h"
 #include "OrvelCore/composers/CodexComposer.h"
@@ -96,7 +97,7 @@ void inspectCode(benchmark::State& run) {
 BENCHMARK(inspectCode)->Name("command/inspect/code")->Unit(benchmark::kMicrosecond);
 
 void summariseRoute(benchmark::State& run) {
-    const auto url = filled("https://claude.ai/", "a/", "", maximumClaudeURLSize);
+    const auto url = filled("https://claude.ai/", "a/", "", maximumURLSize);
     for (auto _ : run) benchmark::DoNotOptimize(urlStructure(url));
 }
 BENCHMARK(summariseRoute)->Name("command/route/summary")->Unit(benchmark::kMicrosecond);

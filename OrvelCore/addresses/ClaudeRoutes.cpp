@@ -1,11 +1,11 @@
 #include "OrvelCore/addresses/ClaudeRoutes.h"
 
+#include "OrvelCore/addresses/URLComponents.h"
 #include "OrvelCore/text/UUID.h"
 #include "OrvelCore/text/Unicode.h"
 
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <vector>
 
 #include <uriparser/Uri.h>
@@ -15,44 +15,6 @@ namespace orvel {
 namespace {
 
 constexpr std::string_view originScheme = "https", originHost = "claude.ai", originPort = "443";
-
-// The components of a URL. The path is still percent-encoded.
-struct Components {
-    std::string scheme, host, port, path;
-    bool hasUserInfo = false, hasQuery = false, hasFragment = false;
-};
-
-std::string textOf(const UriTextRangeA& range) {
-    return range.first ? std::string(range.first, range.afterLast) : std::string();
-}
-
-std::string lowercased(std::string text) {
-    for (char& c : text)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return text;
-}
-
-std::string pathOf(const UriUriA& uri) {
-    std::string path;
-    const bool startsAtRoot = uri.absolutePath != URI_FALSE || uri.hostText.first != nullptr;
-    for (const auto* segment = uri.pathHead; segment != nullptr; segment = segment->next) {
-        if (segment != uri.pathHead || startsAtRoot) path += '/';
-        path += textOf(segment->text);
-    }
-    return path;
-}
-
-std::optional<Components> componentsOf(std::string_view url) {
-    if (url.size() > maximumClaudeURLSize) return std::nullopt;
-    UriUriA uri;
-    if (uriParseSingleUriExA(&uri, url.data(), url.data() + url.size(), nullptr) != URI_SUCCESS)
-        return std::nullopt;
-    const std::unique_ptr<UriUriA, decltype(&uriFreeUriMembersA)> members(&uri, &uriFreeUriMembersA);
-    return Components{lowercased(textOf(uri.scheme)), lowercased(textOf(uri.hostText)),
-                      textOf(uri.portText),           pathOf(uri),
-                      uri.userInfo.first != nullptr,  uri.query.first != nullptr,
-                      uri.fragment.first != nullptr};
-}
 
 bool hasScheme(std::string_view text) {
     const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
@@ -65,7 +27,7 @@ bool hasScheme(std::string_view text) {
 }
 
 // Whether the URL has Claude's web origin and names no user.
-bool isOfClaude(const Components& url) {
+bool isOfClaude(const URLComponents& url) {
     return url.scheme == originScheme && url.host == originHost && !url.hasUserInfo &&
            (url.port.empty() || url.port == originPort);
 }
@@ -114,11 +76,11 @@ DiagnosticText pathSummary(std::string_view path) {
 } // namespace
 
 bool isURL(std::string_view text) {
-    return hasScheme(text) || (!text.empty() && componentsOf(text).has_value());
+    return hasScheme(text) || (!text.empty() && urlComponents(text).has_value());
 }
 
 std::optional<std::string> claudeWebPath(std::string_view url) {
-    auto components = componentsOf(url);
+    auto components = urlComponents(url);
     if (!components || components->scheme != originScheme || components->host != originHost)
         return std::nullopt;
     return std::move(components->path);
@@ -126,7 +88,7 @@ std::optional<std::string> claudeWebPath(std::string_view url) {
 
 ClaudeCodeRoute::ClaudeCodeRoute(std::string_view url) {
     static constexpr std::string_view page = "/epitaxy", conversations = "/epitaxy/", prefix = "local_";
-    const auto components = componentsOf(url);
+    const auto components = urlComponents(url);
     if (!components || !isOfClaude(*components)) return;
     const std::string_view path = components->path;
     if (path == page) kind = Kind::newConversation;
@@ -139,7 +101,7 @@ ClaudeCodeRoute::ClaudeCodeRoute(std::string_view url) {
 
 ClaudeChatRoute claudeChatRoute(std::string_view url) {
     using enum ClaudeChatRoute;
-    const auto components = componentsOf(url);
+    const auto components = urlComponents(url);
     if (!components || !isOfClaude(*components)) return unsupported;
     const auto path = decoded(components->path);
     if (!path) return unsupported;
@@ -150,7 +112,7 @@ ClaudeChatRoute claudeChatRoute(std::string_view url) {
 }
 
 DiagnosticText urlStructure(std::string_view url) {
-    const auto components = componentsOf(url);
+    const auto components = urlComponents(url);
     if (!components) return FixedWords("URL structure: Unparseable");
     const auto& [scheme, host, port, path, hasUserInfo, hasQuery, hasFragment] = *components;
     const auto schemeWords = scheme == originScheme ? FixedWords("https")

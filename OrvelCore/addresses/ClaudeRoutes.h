@@ -3,7 +3,6 @@
 
 #include "OrvelCore/diagnostics/DiagnosticText.h"
 
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,9 +10,6 @@
 namespace orvel {
 
 inline constexpr std::string_view claudeWebOrigin = "https://claude.ai";
-
-/// In bytes. A longer URL is none of Claude's, so that no page can delay a key by its URL.
-inline constexpr std::size_t maximumClaudeURLSize = 16'384;
 
 /// Whether a browser would take the text for a URL of any kind, of any size and with any characters behind
 /// its scheme, as an address from a page may have them. Relative ones must be well-formed.

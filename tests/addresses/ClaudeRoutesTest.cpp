@@ -1,4 +1,5 @@
 #include "OrvelCore/addresses/ClaudeRoutes.h"
+#include "OrvelCore/addresses/URLComponents.h"
 
 using namespace orvel;
 
@@ -65,11 +66,10 @@ TEST(ClaudeRoutes, AreTheKnownPagesOfTheWebOrigin) {
 }
 
 TEST(ClaudeRoutes, OfLongURLsAreNotLookedAt) {
-    for (const std::size_t size :
-         {maximumClaudeURLSize - 1, maximumClaudeURLSize, maximumClaudeURLSize + 1}) {
+    for (const std::size_t size : {maximumURLSize - 1, maximumURLSize, maximumURLSize + 1}) {
         auto url = origin + "/new?";
         url.resize(size, 'x');
-        EXPECT_EQ(pagesOf(url), size > maximumClaudeURLSize ? "- | -" : "- | new") << size;
+        EXPECT_EQ(pagesOf(url), size > maximumURLSize ? "- | -" : "- | new") << size;
     }
 }
 

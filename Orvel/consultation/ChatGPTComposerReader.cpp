@@ -1,0 +1,1 @@
+#include "Orvel/consultation/ChatGPTComposerReader.h"

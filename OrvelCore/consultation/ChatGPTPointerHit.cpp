@@ -1,0 +1,1 @@
+#include "OrvelCore/consultation/ChatGPTPointerHit.h"
