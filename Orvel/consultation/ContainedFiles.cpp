@@ -61,26 +61,35 @@ std::string fullyResolved(const std::string& path) {
     return resolved ? std::string(resolved.get()) : resolvedPath(path); // Which knows what is missing too.
 }
 
-OpenFile openFolder(const ChosenFolder& folder) {
-    OpenFile opened(open(folder.path.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY | O_NOFOLLOW));
-    struct stat facts {};
-    if (!opened || fstat(opened.number(), &facts) != 0)
-        throw RelaySendError("Couldn't open the selected folder.");
-    // A link further up may lead elsewhere by now.
-    if (facts.st_dev != folder.device || facts.st_ino != folder.inode)
-        throw RelaySendError("The folder target changed during preparation.");
+// A folder on the way may be closed to listing.
+#ifdef O_PATH
+constexpr int passing = O_PATH | O_CLOEXEC | O_DIRECTORY | O_NOFOLLOW;
+#else
+constexpr int passing = O_RDONLY | O_CLOEXEC | O_DIRECTORY | O_NOFOLLOW;
+#endif
+
+// Below `folder`, the components of `path` that end with a slash, which are taken away from it. Nothing if
+// one of them is no folder.
+OpenFile openFolders(OpenFile folder, std::string_view& path) {
+    for (auto slash = path.find('/'); folder && slash != path.npos; slash = path.find('/')) {
+        folder = OpenFile(openat(folder.number(), std::string(path.substr(0, slash)).c_str(), passing));
+        path.remove_prefix(slash + 1);
+    }
+    return folder;
+}
+
+// A resolved path holds no link, and one that has come there since is not followed either.
+OpenFile openRoot(const std::string& root) {
+    const auto whole = root.substr(1) + "/";
+    std::string_view rest = whole;
+    auto opened = openFolders(OpenFile(open("/", passing)), rest);
+    if (!opened) throw RelaySendError("Couldn't open the selected folder.");
     return opened;
 }
 
-OpenFile openBelow(OpenFile folder, std::string_view path) {
-    for (auto slash = path.find('/'); slash != path.npos; slash = path.find('/')) {
-        const std::string name(path.substr(0, slash));
-        OpenFile inner(
-            openat(folder.number(), name.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY | O_NOFOLLOW));
-        if (!inner) throw RelaySendError("The folder target changed during preparation.");
-        folder = std::move(inner);
-        path.remove_prefix(slash + 1);
-    }
+OpenFile openBelow(OpenFile root, std::string_view path) {
+    const auto folder = openFolders(std::move(root), path);
+    if (!folder) throw RelaySendError("The folder target changed during preparation.");
     // Without O_NONBLOCK the opening of a FIFO would wait for a writer.
     OpenFile file(openat(folder.number(), std::string(path).c_str(),
                          O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY));
@@ -90,13 +99,11 @@ OpenFile openBelow(OpenFile folder, std::string_view path) {
 
 } // namespace
 
-ChosenFolder ChosenFolder::at(const std::string& path) {
-    ChosenFolder folder{resolvedPath(path)};
+std::string chosenFolder(const std::string& path) {
+    auto folder = resolvedPath(path);
     struct stat facts {};
-    if (lstat(folder.path.c_str(), &facts) != 0 || !S_ISDIR(facts.st_mode))
+    if (lstat(folder.c_str(), &facts) != 0 || !S_ISDIR(facts.st_mode))
         throw RelaySendError("Choose a repository or folder.");
-    folder.device = facts.st_dev;
-    folder.inode = facts.st_ino;
     return folder;
 }
 
@@ -108,9 +115,9 @@ bool hasNoSymlinkComponents(const std::string& path, const std::string& root) {
     return fullyResolved(joinedPath(root, path)).starts_with(root + "/");
 }
 
-std::string readRegularFile(const std::string& path, const ChosenFolder& folder, std::uint64_t limit,
+std::string readRegularFile(const std::string& path, const std::string& root, std::uint64_t limit,
                             const std::atomic<bool>& stop) {
-    const auto file = openBelow(openFolder(folder), path);
+    const auto file = openBelow(openRoot(root), path);
     struct stat facts {};
     if (fstat(file.number(), &facts) != 0 || !S_ISREG(facts.st_mode))
         throw RelaySendError("Only regular files can be sent.");
