@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
+#include <span>
 #include <utility>
 
 #include <fcntl.h>
@@ -22,6 +23,7 @@ namespace orvel {
 namespace {
 
 constexpr std::size_t chunkSize = 1'048'576;
+constexpr std::size_t digestChunkSize = 131'072; // Stays near the processor until it is hashed.
 
 class OpenFile {
   public:
@@ -43,12 +45,12 @@ class OpenFile {
 };
 
 // The file's next bytes, empty at its end.
-std::string_view nextChunk(const OpenFile& file, char* buffer, const std::string& path) {
+std::string_view nextChunk(const OpenFile& file, std::span<char> buffer, const std::string& path) {
     ssize_t count = 0;
-    do count = read(file.number(), buffer, chunkSize);
+    do count = read(file.number(), buffer.data(), buffer.size());
     while (count < 0 && errno == EINTR);
     if (count < 0) throw FileError::fromErrno(errno, "read", path);
-    return {buffer, static_cast<std::size_t>(count)};
+    return {buffer.data(), static_cast<std::size_t>(count)};
 }
 
 bool isLink(const std::string& path) {
@@ -126,7 +128,7 @@ std::string readRegularFile(const std::string& path, const std::string& root, st
     const auto buffer = std::make_unique_for_overwrite<char[]>(chunkSize);
     while (true) {
         PreparationStopped::check(stop);
-        const auto chunk = nextChunk(file, buffer.get(), path);
+        const auto chunk = nextChunk(file, {buffer.get(), chunkSize}, path);
         if (chunk.empty()) return bytes;
         if (bytes.size() + chunk.size() > limit)
             throw RelaySendError("The selection exceeds 100 MB. Choose a smaller folder.");
@@ -140,12 +142,12 @@ std::optional<FileDigest> digestOf(const std::string& path, std::optional<std::u
     if (!file || fstat(file.number(), &facts) != 0 || !S_ISREG(facts.st_mode)) return std::nullopt;
     const auto size = static_cast<std::uint64_t>(facts.st_size);
     if (expectedSize && size != *expectedSize) return std::nullopt;
-    const auto buffer = std::make_unique_for_overwrite<char[]>(chunkSize);
+    const auto buffer = std::make_unique_for_overwrite<char[]>(digestChunkSize);
     SHA256Stream digest;
     FileDigest result;
     // One that grows meanwhile is not the same file any more, and its reading must end.
     while (result.size <= size) {
-        const auto chunk = nextChunk(file, buffer.get(), path);
+        const auto chunk = nextChunk(file, {buffer.get(), digestChunkSize}, path);
         if (chunk.empty()) break;
         digest.add(chunk);
         result.size += chunk.size();

@@ -109,8 +109,8 @@ TEST_P(ArchiveAttack, NothingFromElsewhereGetsIn) {
     swapping.join();
     EXPECT_EQ(world.stagingFolders(), 0);
     EXPECT_GT(swaps, 1'000);
-    std::printf("%s: %llu exchanges, %llu reads\n", attack.name.c_str(), static_cast<unsigned long long>(swaps),
-                static_cast<unsigned long long>(reads));
+    std::printf("%s: %llu exchanges, %llu reads\n", attack.name.c_str(),
+                static_cast<unsigned long long>(swaps), static_cast<unsigned long long>(reads));
     for (const auto& [end, count] : ends) {
         std::printf("  %5d  %s\n", count, end.c_str());
         EXPECT_NE(end, "late");
