@@ -49,7 +49,7 @@ std::optional<Reason> reasonInKind(const std::string& path, struct stat& facts) 
 
 } // namespace
 
-RepositoryPacking::RepositoryPacking(ChosenFolder folder,
+RepositoryPacking::RepositoryPacking(std::string folder,
                                      std::shared_ptr<const RepositoryCandidates> candidates,
                                      std::uint64_t limit, StopFlag stop)
     : folder(std::move(folder)), candidates(std::move(candidates)), limit(limit), stop(std::move(stop)) {
@@ -76,13 +76,12 @@ bool RepositoryPacking::copySome() {
 
 void RepositoryPacking::take(const std::string& path) {
     if (const auto reason = reasonInPath(path)) return leaveOut(path, *reason);
-    if (!hasNoSymlinkComponents(path, folder.path)) return leaveOut(path, Reason::link);
+    if (!hasNoSymlinkComponents(path, folder)) return leaveOut(path, Reason::link);
     struct stat facts {};
-    if (const auto reason = reasonInKind(joinedPath(folder.path, path), facts))
-        return leaveOut(path, *reason);
+    if (const auto reason = reasonInKind(joinedPath(folder, path), facts)) return leaveOut(path, *reason);
     if (static_cast<std::uint64_t>(facts.st_size) > limit - bytes) throw tooLarge();
     const auto contents = readRegularFile(path, folder, limit - bytes, *stop);
-    if (!hasNoSymlinkComponents(path, folder.path))
+    if (!hasNoSymlinkComponents(path, folder))
         throw RelaySendError("A file target changed during preparation. Try again.");
     bytes += contents.size();
     if (bytes > limit) throw tooLarge();
