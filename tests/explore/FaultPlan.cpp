@@ -208,7 +208,7 @@ void turnsFail(ExplorationDesk& desk, SimulatedStep&) {
 }
 
 void anotherTakesTheThread(ExplorationDesk& desk, SimulatedStep&) {
-    if (!desk.codex.isHeld(desk.codexSession)) desk.codex.holdAsAnother(desk.codexSession);
+    if (desk.codex.isFree(desk.codexSession)) desk.codex.holdAsAnother(desk.codexSession);
 }
 
 void anotherLetsTheThreadGo(ExplorationDesk& desk, SimulatedStep&) {

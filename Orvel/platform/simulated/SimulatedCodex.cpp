@@ -159,9 +159,9 @@ SimulatedCodex::SimulatedCodex(SimulatedProcesses& processes, SimulatedLoop& loo
 
 SimulatedCodex::~SimulatedCodex() = default;
 
-bool SimulatedCodex::isHeld(const std::string& threadID) const {
+bool SimulatedCodex::isFree(const std::string& threadID) const {
     const auto thread = home.thread(threadID);
-    return thread && home.hasWriter(*thread);
+    return thread && !home.hasWriter(*thread);
 }
 
 void SimulatedCodex::holdAsAnother(const std::string& threadID) {

@@ -57,8 +57,8 @@ class SimulatedCodex {
 
     // Another program as the writer of a thread
 
-    /// Whether anybody is the thread's writer.
-    bool isHeld(const std::string& threadID) const;
+    /// Whether the thread is there and nobody is its writer.
+    bool isFree(const std::string& threadID) const;
     /// Another client becomes the thread's writer, and performs the turns that are queued for it.
     void holdAsAnother(const std::string& threadID);
     /// It lets the thread go behind its last turn. Nothing happens if it does not hold it.
