@@ -19,7 +19,7 @@ using Reason = LeftOutPath::Reason;
 
 // What one step may do at most, but for a larger file.
 constexpr std::size_t pathsInStep = 200;
-constexpr std::uint64_t bytesInStep = 4 * 1'048'576;
+constexpr std::uint64_t bytesInStep = 4'194'304;
 
 RelaySendError tooLarge() {
     return RelaySendError("The selection exceeds 100 MB. Choose a smaller folder.");
@@ -95,6 +95,7 @@ void RepositoryPacking::leaveOut(const std::string& path, LeftOutPath::Reason re
 
 void RepositoryPacking::compare(std::vector<std::string> entries) const {
     std::vector<std::string> expected;
+    expected.reserve(packed.packed.size());
     for (const auto& file : packed.packed)
         expected.push_back(joinedPath(lastPathComponent(own->repository()), file.path));
     std::erase_if(entries, [](const auto& entry) { return entry.ends_with('/'); });

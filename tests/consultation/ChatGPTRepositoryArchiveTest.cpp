@@ -201,6 +201,26 @@ TEST(ChatGPTRepositoryArchiveTest, NeitherSettingsNorVariablesLeadGitAstray) {
         EXPECT_FALSE(entry.path().native().ends_with(".ran")) << entry.path();
 }
 
+// Git would ask the place that the repository names for the object, by a program that it names.
+TEST(ChatGPTRepositoryArchiveTest, AMissingObjectIsFetchedFromNowhere) {
+    ArchiveWorld world;
+    world.shell("git init -q . && mkdir in out && touch in/a out/b");
+    world.commit();
+    const auto hook = world.folder.path("hook");
+    world.folder.write("hook", "#!/bin/sh\ntouch \"$0\".ran\nexec git-upload-pack \"$@\"\n");
+    world.shell(
+        "chmod +x ../hook && git clone -q --bare . ../origin && "
+        "git sparse-checkout init --cone --sparse-index && git sparse-checkout set in && "
+        "t=$(git rev-parse HEAD:out) && rm -f .git/objects/$(echo $t | cut -c1-2)/$(echo $t | cut -c3-)");
+    world.shell("git config core.repositoryFormatVersion 1 && git config extensions.partialClone origin && "
+                "git config remote.origin.promisor true && git config remote.origin.uploadpack ../hook && "
+                "git config remote.origin.url \"file://$(cd ../origin && pwd)\"");
+    // It does so as such.
+    world.shell("cp -r . ../probe && cd ../probe && git ls-files && rm ../hook.ran");
+    EXPECT_EQ(world.prepare(), "done");
+    EXPECT_FALSE(fs::exists(hook + ".ran"));
+}
+
 // What another ZIP tool could come to.
 struct OtherEntries : ZipArchives {
     explicit OtherEntries(ZipArchives& real) : real(real) {}
@@ -312,7 +332,7 @@ TEST(ChatGPTRepositoryArchiveTest, StoppedAnywhereItLeavesNothing) {
                 EXPECT_EQ(world.stagingFolders(), 0);
             }
             // Once for what is removed behind it.
-            EXPECT_TRUE(world.runUntil([&] { return world.stagingFolders() == 0; }));
+            ASSERT_TRUE(world.runUntil([&] { return world.stagingFolders() == 0; }));
         }
     }
 }
