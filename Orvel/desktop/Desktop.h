@@ -17,6 +17,7 @@ class Pasteboard;
 class Processes;
 class Settings;
 class SideQueue;
+class Updater;
 class WindowList;
 struct DesktopSession;
 
@@ -37,6 +38,7 @@ struct Desktop {
     WindowList& windows;
     LocalFiles& localFiles;
     const DesktopSession& session;
+    Updater* updater = nullptr; ///< Null where the platform has no framework for updates.
 };
 
 } // namespace orvel

@@ -9,6 +9,7 @@
 #include "Orvel/platform/simulated/SimulatedLoop.h"
 #include "Orvel/platform/simulated/SimulatedProcesses.h"
 #include "Orvel/platform/simulated/SimulatedScreen.h"
+#include "Orvel/platform/simulated/SimulatedUpdater.h"
 #include "Orvel/platform/unavailable/MemorySettings.h"
 #include "Orvel/platform/unavailable/UnavailableUserInterfaces.h"
 
@@ -38,9 +39,10 @@ struct SimulatedDesktop : SimulatedDesktopLoop, SimulatedScreen {
     Desktop ports() { return portsOn(loop, files); }
     /// The same on a loop and a disk that are not simulated.
     Desktop portsOn(MainLoop& otherLoop, FileStore& otherFiles) {
-        return {otherLoop,  sideQueue,    otherFiles,   processes,     settings,
-                pasteboard, panels,       applications, accessibility, keyboard,
-                keyboard,   inputSources, windows,      localFiles,    session};
+        return {otherLoop,     sideQueue,  otherFiles, processes,
+                settings,      pasteboard, panels,     applications,
+                accessibility, keyboard,   keyboard,   inputSources,
+                windows,       localFiles, session,    hasUpdater ? &updater : nullptr};
     }
 
     SimulatedPanels panels;
@@ -49,6 +51,8 @@ struct SimulatedDesktop : SimulatedDesktopLoop, SimulatedScreen {
     SimulatedProcesses processes{loop};
     SimulatedLocalFiles localFiles{steps};
     DesktopSession session;
+    bool hasUpdater = false;
+    SimulatedUpdater updater;
 };
 
 } // namespace orvel
