@@ -3,16 +3,22 @@
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/qt/QtMainLoop.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
+#include "Orvel/screens/ApplicationScreens.h"
 #include "Orvel/screens/MainWindow.h"
 #include "Orvel/screens/MessageListView.h"
 #include "Orvel/screens/Theme.h"
+#include "Orvel/shell/OrvelApp.h"
+#include "bench/ChildProcess.h"
 #include "bench/SampleTranscripts.h"
 #include "samples/TranscriptWriter.h"
 #include "tests/model/FakeClaudeSender.h"
 
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
+#include <stdexcept>
 
 #include <QApplication>
 #include <QLineEdit>
@@ -136,13 +142,58 @@ void typeInSearch(benchmark::State& state) {
     }
 }
 
+// Each start is a process of its own.
+void startWindow(benchmark::State& state) try {
+    const auto& home = samples().many().home;
+    for (auto _ : state) {
+        std::filesystem::remove_all(home + "/start");
+        const auto now = std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
+        std::istringstream output(outputOf({thisProgram(), "--once", "window", home, std::to_string(now)}));
+        double seconds = 0, bytes = 0;
+        output >> seconds >> bytes;
+        state.SetIterationTime(seconds);
+        state.counters["megabytes"] = bytes / 1e6;
+    }
+} catch (const std::runtime_error& failure) {
+    state.SkipWithError(failure.what());
+}
+
 } // namespace
+
+void startWindowOnce(const std::string& home, double begunAt) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    int count = 1;
+    char name[] = "orvel";
+    char* arguments[] = {name, nullptr};
+    const QApplication application(count, arguments);
+    SimulatedDesktop simulated;
+    simulated.keyboard.exists = false;
+    QtMainLoop loop;
+    PosixFileStore files{loop};
+    const auto ports = simulated.portsOn(loop, files);
+    OrvelApp app(ports, AgentFolders::of(home, std::nullopt, std::nullopt, home + "/.config"),
+                 home + "/start/state.json", ClockStyle(), "1.0");
+    ApplicationScreens screens(app, ports, [] {});
+    auto& window = screens.mainWindow();
+    Theme::light().apply();
+    window.resize(1180, 780);
+    window.show();
+    app.start();
+    QApplication::processEvents();
+    window.repaint();
+    const auto now = std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
+    std::printf("%f\n", now - begunAt);
+    do QApplication::processEvents(QEventLoop::AllEvents, 10);
+    while (!app.model.isIdle());
+    window.repaint();
+}
 
 void registerWindowBenchmarks() {
     const auto add = [](const char* name, void (*run)(benchmark::State&)) {
         benchmark::RegisterBenchmark(name, run)->UseManualTime()->Iterations(1)->Unit(
             benchmark::kMillisecond);
     };
+    add("window/start/10000", startWindow);
     add("window/show/20000", showLongConversation);
     add("window/scroll/20000", scrollLongConversation);
     add("window/search/10000", typeInSearch);

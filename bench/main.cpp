@@ -7,14 +7,20 @@
 
 #include <cstdio>
 #include <exception>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include <QApplication>
 #include <benchmark/benchmark.h>
 
 int main(int argc, char** argv) try {
     if (argc > 1 && std::string_view(argv[1]) == "--once") {
-        orvel::bench::workOnce({argv + 2, argv + argc});
+        const std::vector<std::string> words(argv + 2, argv + argc);
+        if (words.size() == 3 && words[0] == "window")
+            orvel::bench::startWindowOnce(words[1], std::stod(words[2]));
+        else
+            orvel::bench::workOnce(words);
         std::printf("%.0f\n", orvel::bench::peakMemory());
         return 0;
     }

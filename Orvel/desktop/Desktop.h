@@ -17,6 +17,7 @@ class Pasteboard;
 class Processes;
 class Settings;
 class SideQueue;
+class Updater;
 class WindowList;
 class ZipArchives;
 struct DesktopSession;
@@ -39,6 +40,7 @@ struct Desktop {
     LocalFiles& localFiles;
     ZipArchives& zipArchives;
     const DesktopSession& session;
+    Updater* updater = nullptr; ///< Null where the platform has no framework for updates.
 };
 
 } // namespace orvel

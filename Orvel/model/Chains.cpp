@@ -29,10 +29,6 @@ std::optional<ConversationReference> pendingSource(const RelayState& state, cons
 
 } // namespace
 
-bool Chains::isOccupied() const {
-    return operation.isUnderWay() || workspace.state().isLoading;
-}
-
 // Directions
 
 void Chains::rememberChainDirection(const RelayPair& pair, Agent source) {
@@ -68,11 +64,11 @@ void Chains::openSidebarLink(const RelayPair& pair) {
 
 void Chains::selectChainSource(const ConversationReference& reference) {
     const auto chain = workspace.relay().activeChain();
-    if (chain && !isOccupied()) openFrom(*chain, reference);
+    if (chain && !isOccupied(operation, workspace.state())) openFrom(*chain, reference);
 }
 
 void Chains::selectChainDirection(const ConversationReference& from, const ConversationReference& to) {
-    if (isOccupied()) return;
+    if (isOccupied(operation, workspace.state())) return;
     const auto pair = workspace.relay().chainPair(from, to);
     if (!pair) return;
     rememberChainDirection(*pair, from.agent);
@@ -80,7 +76,7 @@ void Chains::selectChainDirection(const ConversationReference& from, const Conve
 }
 
 void Chains::chooseWorkspaceRoute(const std::string& routeID) {
-    if (isOccupied()) return;
+    if (isOccupied(operation, workspace.state())) return;
     const auto& relay = workspace.relay();
     const auto conversations = relay.orderedRelayConversations();
     for (const auto& from : conversations)
@@ -94,7 +90,7 @@ void Chains::chooseWorkspaceRoute(const std::string& routeID) {
 void Chains::showPendingWorkspaceTransfer() {
     const auto chain = workspace.relay().activeChain();
     const auto open = workspace.relay().activePair();
-    if (!chain || isOccupied()) return;
+    if (!chain || isOccupied(operation, workspace.state())) return;
     const auto& state = ledger.state().relayState.get();
     for (const auto& id : chain->pairIDs) {
         const auto pending = state.pendingTransfer(id);
@@ -108,7 +104,7 @@ void Chains::showPendingWorkspaceTransfer() {
 
 void Chains::appendRelayConversation(const ConversationReference& reference, RelayLinkEnd end,
                                      const std::string& expectedPairID) {
-    if (isOccupied()) return;
+    if (isOccupied(operation, workspace.state())) return;
     const auto pair = workspace.relay().activePair();
     if (!pair || pair->id != expectedPairID)
         return notices.say("The link being edited changed. Choose where to add the conversation again.");

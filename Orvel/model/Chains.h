@@ -62,7 +62,6 @@ class Chains {
   private:
     using Guard = MessageOperation::Guard;
 
-    bool isOccupied() const;
     void openFrom(const RelayLink& link, const ConversationReference& source);
     Task<void> append(Guard guard, ConversationReference reference, RelayLinkEnd end, std::string pairID);
 

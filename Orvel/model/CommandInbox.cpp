@@ -132,6 +132,7 @@ Task<void> CommandInbox::keep(const CapturedCommand& captured) {
 Task<void> CommandInbox::forgetKept() {
     try {
         co_await needs.ledger.change([](RelayState&) {});
+        co_await needs.ledger.unlinkedDrafts.save();
         const std::string nothing;
         if (!needs.ledger.hasUnsavedDraft()) co_await needs.files.replaceFile(keptPath, nothing);
     } catch (const std::exception&) { // NOLINT(bugprone-empty-catch)

@@ -2,6 +2,7 @@
 // What is being done with a message. One thing at a time, since it works on the note and the range that the
 // window shows.
 
+#include "Orvel/model/WorkspaceState.h"
 #include "Orvel/runtime/Observable.h"
 
 #include <utility>
@@ -57,5 +58,10 @@ class MessageOperation {
   private:
     Observable<Kind> current;
 };
+
+/// Whether nothing else may begin with what is open: a message is worked on, or a conversation is loading.
+inline bool isOccupied(const MessageOperation& operation, const WorkspaceState& workspace) {
+    return operation.isUnderWay() || workspace.isLoading;
+}
 
 } // namespace orvel

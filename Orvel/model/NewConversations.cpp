@@ -148,7 +148,7 @@ Task<RelayInitialTransfer> NewConversations::prepareInitial() {
 }
 
 void NewConversations::copyInitial(Pasteboard& pasteboard) {
-    if (needs.workspace.state().isLoading || needs.operation.isUnderWay()) return;
+    if (isOccupied(needs.operation, needs.workspace.state())) return;
     tasks.start(copy(needs.operation.begin(MessageOperation::Kind::preparing), pasteboard));
 }
 

@@ -1,6 +1,8 @@
 #include "Orvel/model/OrvelWorkspacePresentation.h"
 
 #include "Orvel/model/BusyWords.h"
+#include "OrvelCore/conversations/ConversationNames.h"
+#include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/relay/QueuedReceipt.h"
 #include "OrvelCore/text/Failure.h"
 
@@ -14,9 +16,14 @@ namespace {
 std::string sourceTitle(const ModelView& view) {
     if (const auto reference = view.relay.cardReference(view.workspace.source))
         return view.catalogue.conversationTitle(*reference);
-    if (view.workspace.conversation.get()) return view.workspace.conversation.get()->title;
-    if (view.workspace.filePath.get()) return *view.workspace.filePath.get();
-    return "Pasted conversation";
+    std::string title = "Pasted conversation";
+    if (const auto& conversation = view.workspace.conversation.get()) {
+        title = conversation->title;
+        if (!isReadableName(title)) title = firstOwnWords(*conversation);
+    } else if (const auto& path = view.workspace.filePath.get()) {
+        title = lastPathComponent(*path);
+    }
+    return isReadableName(title) ? title : std::string(untitled);
 }
 
 OrvelWorkspaceSnapshot::Endpoint endpointOf(const ModelView& view, Agent agent) {
@@ -112,6 +119,27 @@ std::string contextOf(const ModelView& view, const OrvelWorkspaceState& state) {
         return word + ":" + initial->id + (view.relay.noteIsForNextTransfer() ? ":next draft" : ":draft");
     if (!state.hasSource && !state.loading) return "empty";
     return word + ":" + view.workspace.filePath->value_or("pasted");
+}
+
+// Those in the open source. To the conversation that they came from only their instructions go back.
+std::map<std::string, RelayedMessage> relayedMessages(const ModelView& view) {
+    std::map<std::string, RelayedMessage> relayed;
+    const auto open = view.relay.activePair();
+    if (!open) return relayed;
+    const auto& records = view.records.relayState.get();
+    const auto side = view.workspace.source.get();
+    const auto link = records.link(open->id);
+    const auto pairs = link ? records.adjacentPairs(*link, open->endpoint(side)) : std::vector{*open};
+    for (const auto& pair : pairs)
+        for (const auto& [messageID, transfer] : records.receivedRelays(pair.id, side))
+            relayed.insert_or_assign(
+                std::string(messageID),
+                RelayedMessage{
+                    .from = titleOfSpeaker(transfer->source, transfer->assistantLabel.value_or(
+                                                                 std::string(rawValue(transfer->source)))),
+                    .instruction = transfer->instruction,
+                    .travelsWhole = pair.id != open->id});
+    return relayed;
 }
 
 // The pair's last transfer, if it has arrived.
@@ -211,18 +239,19 @@ OrvelWorkspaceSnapshot workspaceSnapshot(const ModelView& view) {
                       .hasContent = snapshot.previewSize > 0};
     showPending(view, snapshot);
     const auto& state = snapshot.state;
-    const bool isOccupied = operation.isUnderWay() || view.workspace.isLoading;
+    const bool mayNotBegin = isOccupied(operation, view.workspace);
 
     snapshot.destination = view.relay.speakerTitle(view.workspace.destination);
     snapshot.sourceLabel = view.relay.speakerTitle(view.workspace.source);
     if (state.hasSource || state.loading) snapshot.endpoints = cardsOf(view);
     showStart(view, snapshot);
     for (auto& card : snapshot.endpoints)
-        card.canStartNew = card.role == "To" && !card.isNew && !isOccupied && !view.relay.activeInitial();
+        card.canStartNew = card.role == "To" && !card.isNew && !mayNotBegin && !view.relay.activeInitial();
     snapshot.routes = routesBetween(view, snapshot.endpoints);
     snapshot.hasPending = state.hasPending;
-    snapshot.primaryTitle =
-        state.hasPending ? "Retry to " + snapshot.destination : view.relay.primaryActionTitle();
+    snapshot.primaryTitle = state.hasPending   ? "Retry to " + snapshot.destination
+                            : snapshot.isStart ? "Start in " + snapshot.destination
+                                               : view.relay.primaryActionTitle();
     const auto pair = view.relay.activePair();
     if (pair && !preview.empty() && !view.relay.pendingTransfer())
         snapshot.refusal = view.outbox.refusal(pair->endpoint(view.workspace.destination), preview);
@@ -230,21 +259,23 @@ OrvelWorkspaceSnapshot workspaceSnapshot(const ModelView& view) {
                        !state.otherPending && snapshot.transferStanding != TransferStanding::outdated &&
                        view.outbox.canSendRelay(view.workspace, view.relay);
     snapshot.canCopy =
-        state.hasContent && !isOccupied && !state.busy && !view.relay.previousCopy() && !state.otherPending;
+        state.hasContent && !mayNotBegin && !state.busy && !view.relay.previousCopy() && !state.otherPending;
     snapshot.isChain = view.relay.activeChain() != nullptr;
-    if (pair) snapshot.cannotExtend = whyNotLonger(view, isOccupied);
+    if (pair) snapshot.cannotExtend = whyNotLonger(view, mayNotBegin);
     snapshot.canExtend = pair && !snapshot.cannotExtend;
     snapshot.canOpenCodex =
         view.creations.completedCreation(view.relay.cardReference(Agent::codex)).has_value();
     snapshot.preparing = operation.isPreparing();
     snapshot.canEdit = !operation.isBusyWithMessage();
     snapshot.canLink = view.workspace.sourceReference && snapshot.canEdit;
-    snapshot.canEditNext = state.hasPending && !isOccupied;
-    snapshot.canSubmitDraft = view.relay.hasClaudePendingDraft() && !isOccupied;
+    snapshot.canEditNext = state.hasPending && !mayNotBegin;
+    snapshot.canSubmitDraft = view.relay.hasClaudePendingDraft() && !mayNotBegin;
     snapshot.hasRange = conversation != nullptr;
     snapshot.checkingDelivery = view.isCheckingReceipts;
     snapshot.messages = view.relay.selectedMessages();
     snapshot.conversation = conversation;
+    if (!view.workspace.sourceReference) snapshot.sourceFile = view.workspace.filePath;
+    if (conversation) snapshot.relayed = relayedMessages(view);
     snapshot.startsAtCheckpoint = view.relay.startsAtCheckpoint();
     snapshot.assistantLabel = view.relay.sourceSpeakerLabel();
     // What was advised when it failed holds no longer.

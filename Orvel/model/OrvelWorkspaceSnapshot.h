@@ -4,6 +4,7 @@
 #include "Orvel/model/OpenRelay.h"
 #include "Orvel/model/TransferStanding.h"
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,6 +24,16 @@ struct OrvelWorkspaceState {
     bool hasContent = false;       ///< The preview is not empty.
 
     bool operator==(const OrvelWorkspaceState&) const = default;
+};
+
+/// A message of the shown conversation that is a relay from another one of its link.
+struct RelayedMessage {
+    std::string from;        ///< What the other conversation is called for the person, "Codex 2".
+    std::string instruction; ///< May be empty.
+    /// Whether its whole text would travel on, and not only its instruction.
+    bool travelsWhole = false;
+
+    bool operator==(const RelayedMessage&) const = default;
 };
 
 struct OrvelWorkspaceSnapshot {
@@ -85,9 +96,11 @@ struct OrvelWorkspaceSnapshot {
     std::optional<std::string> pendingFailure; ///< Why its delivery or its receipt failed in this run.
     std::optional<std::string> pendingAttempt; ///< The record of the attempt that failed, for reports.
     SelectedMessages messages;
-    SharedConversation conversation; ///< Of which `messages` are the end; null if none is loaded.
-    bool startsAtCheckpoint = false; ///< An earlier transfer ended where the range begins.
-    std::string assistantLabel;      ///< What the source's agent is called in the text.
+    SharedConversation conversation;       ///< Of which `messages` are the end; null if none is loaded.
+    std::optional<std::string> sourceFile; ///< The path of a source that nobody has identified.
+    std::map<std::string, RelayedMessage> relayed; ///< Those in `conversation`, by their identities.
+    bool startsAtCheckpoint = false;               ///< An earlier transfer ended where the range begins.
+    std::string assistantLabel;                    ///< What the source's agent is called in the text.
     std::optional<std::string>
         statusLine; ///< How things stand; absent where it only repeats the source's title.
     std::string sourceLabel;

@@ -313,7 +313,7 @@ std::optional<std::string> Outbox::deliveryStage() const {
 void Outbox::copy(Pasteboard& pasteboard) {
     if (!relay().activePair()) return copyPlain(pasteboard);
     if (needs.workspace.state().chainDestinationUnselected || relay().otherChainTransferPending()) return;
-    if (needs.workspace.state().isLoading || needs.operation.isUnderWay()) return;
+    if (isOccupied(needs.operation, needs.workspace.state())) return;
     tasks.start(copyRelay(needs.operation.begin(MessageOperation::Kind::preparing), pasteboard));
 }
 
@@ -376,8 +376,7 @@ void Outbox::copyPendingTransfer(Pasteboard& pasteboard) {
 // What an earlier attempt left in Claude's editor
 
 void Outbox::submitExistingClaudeDraft() {
-    if (!relay().hasClaudePendingDraft() || needs.operation.isUnderWay() || needs.workspace.state().isLoading)
-        return;
+    if (!relay().hasClaudePendingDraft() || isOccupied(needs.operation, needs.workspace.state())) return;
     auto operation = needs.operation.begin(MessageOperation::Kind::preparing);
     tasks.start(submitDraft(std::move(operation), *relay().activePair(), *relay().pendingTransfer()));
 }

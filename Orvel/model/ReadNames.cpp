@@ -20,7 +20,8 @@ ReadNames readNames(std::span<const ConversationReference> references) {
 std::string shownTitle(const ConversationReference& reference, const ReadNames& names) {
     if (!ConversationCatalog::hasNoTitle(reference)) return reference.title;
     const auto read = names.find(reference.transcriptPath);
-    return read != names.end() ? read->second.title.value_or(reference.title) : reference.title;
+    if (read != names.end() && read->second.title) return *read->second.title;
+    return isReadableName(reference.title) ? reference.title : std::string(untitled);
 }
 
 std::string shownFolder(const ConversationReference& reference, const ReadNames& names) {

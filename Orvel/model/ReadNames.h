@@ -18,7 +18,7 @@ using ReadNames = std::unordered_map<std::string, ConversationNames>;
 /// out.
 ReadNames readNames(std::span<const ConversationReference> references);
 
-/// The reference's title; where it has none, what was read.
+/// The reference's title; where it has none, what was read, and never an identifier.
 std::string shownTitle(const ConversationReference& reference, const ReadNames& names);
 
 /// The name of the folder that the agent works in; where nothing says which, that of the transcript's own.

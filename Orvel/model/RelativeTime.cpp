@@ -42,6 +42,21 @@ std::string relativeTime(Date date, Date now, long utcOffset) {
                                           : fmt::format("{} {}", dayAndMonth, local.tm_year + 1900);
 }
 
+std::string timeOfMessage(Date date, Date now, long (*utcOffset)(Date)) {
+    const auto local = [&](Date moment) {
+        const auto time = unixTime(moment) + utcOffset(moment);
+        std::tm fields{};
+        gmtime_r(&time, &fields);
+        return fields;
+    };
+    const auto then = local(date), today = local(now);
+    const auto clock = fmt::format("{:02}:{:02}", then.tm_hour, then.tm_min);
+    if (then.tm_year == today.tm_year && then.tm_yday == today.tm_yday) return clock;
+    const auto day = fmt::format("{} {}", then.tm_mday, months[static_cast<std::size_t>(then.tm_mon)]);
+    return then.tm_year == today.tm_year ? fmt::format("{} {}", day, clock)
+                                         : fmt::format("{} {}", day, then.tm_year + 1900);
+}
+
 long localUTCOffset(Date date) {
     const auto time = unixTime(date);
     std::tm local{};

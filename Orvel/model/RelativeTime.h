@@ -11,6 +11,10 @@ namespace orvel {
 /// time zone, in seconds; it decides where a day begins.
 std::string relativeTime(Date date, Date now, long utcOffset);
 
+/// "14:02" of the same day, "12 Mar 14:02" of the same year, else "12 Mar 2025". `utcOffset` gives the offset
+/// of the user's time zone at a date, in seconds.
+std::string timeOfMessage(Date date, Date now, long (*utcOffset)(Date));
+
 /// The offset of the system's time zone from UTC at the date, in seconds.
 long localUTCOffset(Date date);
 

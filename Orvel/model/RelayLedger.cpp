@@ -2,6 +2,7 @@
 
 #include "Orvel/model/Notices.h"
 #include "Orvel/runtime/Random.h"
+#include "OrvelCore/files/FilePath.h"
 #include "OrvelCore/relay/RelaySendError.h"
 #include "OrvelCore/relay/RelayStateReport.h"
 
@@ -13,7 +14,8 @@ namespace orvel {
 
 RelayLedger::RelayLedger(const ChangeSignal& changes, Notices& notices, MainLoop& loop, FileStore& files,
                          std::string path)
-    : held(changes),
+    : unlinkedDrafts(notices, loop, files, joinedPath(parentFolder(path), "unlinked-drafts.json")),
+      held(changes),
       notices(notices),
       loop(loop),
       file(std::move(path), files),
@@ -121,7 +123,8 @@ void RelayLedger::setDraft(const std::string& key, UnsavedDraft unsaved) {
 
 void RelayLedger::flushDrafts() {
     nextFlush.reset();
-    if (hasUnsavedDraft()) tasks.start(flush());
+    unlinkedDrafts.flush();
+    if (!held.unsavedDrafts->empty()) tasks.start(flush());
 }
 
 Task<void> RelayLedger::flush() {

@@ -8,6 +8,7 @@
 
 #include "Orvel/model/LedgerState.h"
 #include "Orvel/model/RelayStateFile.h"
+#include "Orvel/model/UnlinkedDrafts.h"
 #include "Orvel/runtime/MainLoop.h"
 #include "Orvel/runtime/Task.h"
 #include "Orvel/runtime/Turns.h"
@@ -69,14 +70,17 @@ class RelayLedger {
     /// Saves now what is unsaved, and tells what fails.
     void flushDrafts();
 
-    /// Whether something typed is not in the file yet, or could not be saved.
-    bool hasUnsavedDraft() const { return !held.unsavedDrafts->empty(); }
+    /// Whether something typed is not on the disk yet, or could not be saved.
+    bool hasUnsavedDraft() const { return !held.unsavedDrafts->empty() || unlinkedDrafts.hasUnsaved(); }
 
     /// New identifiers and the time, for new records.
     RelayStamp stamp() const;
 
     /// Whether nothing is being read or saved, nor will be soon.
-    bool isIdle() const { return tasks.isIdle() && turns.isFree() && !nextFlush; }
+    bool isIdle() const { return tasks.isIdle() && turns.isFree() && !nextFlush && unlinkedDrafts.isIdle(); }
+
+    /// What was typed for conversations without a pair; `flushDrafts` saves it too.
+    UnlinkedDrafts unlinkedDrafts;
 
   private:
     void setDraft(const std::string& key, UnsavedDraft unsaved);

@@ -16,7 +16,12 @@ namespace {
 
 // The best names that are known for a row's conversation.
 void name(SidebarRow& row, const SidebarContents::ThreadTitles& threadTitles, const ReadNames& names) {
-    if (!row.reference) return;
+    if (!row.reference) {
+        if (row.link || isReadableName(row.title)) return;
+        const auto read = names.find(row.path);
+        row.title = read != names.end() ? read->second.title.value_or(std::string(untitled)) : untitled;
+        return;
+    }
     const auto& reference = *row.reference;
     const auto thread =
         reference.agent == Agent::codex ? threadTitles.find(reference.sessionID) : threadTitles.end();

@@ -99,8 +99,7 @@ void Workspace::chooseSource(const ConversationReference& reference) {
     held.source = reference.agent;
     held.destination = other(reference.agent);
     held.sourceReference = reference;
-    const auto typed = unlinkedDrafts.find(ConversationReader::key(reference));
-    if (typed != unlinkedDrafts.end()) showDraft(typed->second);
+    showDraft(needs.ledger.unlinkedDrafts.draft(reference));
     loadRelayReference(reference);
 }
 
@@ -219,12 +218,11 @@ void Workspace::saveCurrentDraft() {
         if (derived.editingSavedTransfer() || keepsMark) draft.nextTransfer = true;
         return needs.ledger.setDraft(pair->id, held.source, std::move(draft));
     }
-    if (!held.sourceReference) return;
-    const auto key = ConversationReader::key(*held.sourceReference);
-    if (draft == RelayDraft())
-        unlinkedDrafts.erase(key);
-    else
-        unlinkedDrafts[key] = std::move(draft);
+    if (held.sourceReference) needs.ledger.unlinkedDrafts.set(*held.sourceReference, std::move(draft));
+}
+
+void Workspace::forgetUnlinkedDraft(const ConversationReference& source) {
+    needs.ledger.unlinkedDrafts.forget(source);
 }
 
 void Workspace::recordCopy(std::string text) {

@@ -113,9 +113,7 @@ class Workspace {
     /// The same, and keeps it as if the person had typed it.
     void keepDraft(const RelayDraft& draft);
     /// What was typed for a source without a pair stands elsewhere now.
-    void forgetUnlinkedDraft(const ConversationReference& source) {
-        unlinkedDrafts.erase(ConversationReader::key(source));
-    }
+    void forgetUnlinkedDraft(const ConversationReference& source);
     /// The note has gone into a saved message.
     void clearInstruction() { held.instruction = ""; }
 
@@ -155,8 +153,6 @@ class Workspace {
     WorkspaceNeeds needs;
     WorkspaceState held;
     OpenRelay derived;
-    /// What was typed for sources without a pair, by ConversationReader::key.
-    std::map<std::string, RelayDraft> unlinkedDrafts;
     bool isRefreshingBusySource = false;
     TaskScope tasks; // Last: ends before what its work uses.
 };

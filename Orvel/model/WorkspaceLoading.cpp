@@ -188,8 +188,7 @@ void Workspace::recognizeSource() {
 }
 
 void Workspace::refreshUnpairedBusySource() {
-    if (derived.activePair() || isRefreshingBusySource || held.isLoading || needs.operation.isUnderWay())
-        return;
+    if (derived.activePair() || isRefreshingBusySource || isOccupied(needs.operation, held)) return;
     const auto& conversation = held.conversation.get();
     if (!conversation || !conversation->isBusy || !held.sourceReference) return;
     tasks.start(refreshBusySource(*held.sourceReference));

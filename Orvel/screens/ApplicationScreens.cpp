@@ -25,7 +25,8 @@ ApplicationScreens::ApplicationScreens(OrvelApp& app, const Desktop& ports, std:
              {.openSamples = std::move(openSamples),
               .openSettings = [this] { settingsWindow.open(); },
               .quit = [this] { quit(); },
-              .mayClose = [this] { return mayClose(); }}),
+              .mayClose = [this] { return mayClose(); },
+              .updates = app.updates.productionUpdatesEnabled() ? &app.updates : nullptr}),
       settingsWindow(app, window.preferences()),
       notice(ports.loop),
       news(app.model, [this](const QString& title, const QString& text) {

@@ -33,6 +33,9 @@ CommandPage::CommandPage(OrvelApp& app) : SettingsPage(tr("Command")), app(app),
     if (app.canMonitor()) {
         addChecklist();
         addReturns();
+        preparation = app.monitoring.preparationChanges.subscribe([this] {
+            if (isVisible()) renderEditors();
+        });
     } else {
         auto* card = new SettingsCard;
         card->addRow()->render(std::nullopt, sessionLimits(app));

@@ -2,6 +2,7 @@
 // The typed command: whether it is watched for, what it needs, whether the editors can be read, and what the
 // last Returns came to.
 
+#include "Orvel/runtime/Observable.h"
 #include "Orvel/screens/SettingsPage.h"
 #include "Orvel/screens/SettingsParts.h"
 
@@ -44,6 +45,7 @@ class CommandPage : public SettingsPage {
     SettingsCard *editorsCard = nullptr, *returnsCard = nullptr;
     std::vector<ReturnRow> returns;
     QLabel* diagnostics;
+    ChangeSignal::Subscription preparation; ///< Its countdown goes on beneath all else.
 };
 
 } // namespace orvel

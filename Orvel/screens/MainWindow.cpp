@@ -4,6 +4,7 @@
 #include "Orvel/platform/qt/QtText.h"
 #include "Orvel/screens/ShortcutsWindow.h"
 #include "Orvel/screens/SidebarView.h"
+#include "Orvel/screens/UpdatesPage.h"
 #include "Orvel/screens/WorkspaceView.h"
 
 #include <algorithm>
@@ -49,6 +50,7 @@ MainWindow::MainWindow(OrvelModel& model, const Desktop& desktop, WindowCommands
     splitter->setHandleWidth(1);
     splitter->addWidget(sidebar);
     splitter->addWidget(workspace);
+    sidebar->lower(); // Who reads the window from its first child on meets it first.
     splitter->setStretchFactor(0, 0);
     splitter->setStretchFactor(1, 1);
     splitter->setSizes({268, 912});
@@ -139,6 +141,8 @@ void MainWindow::makeFileMenu() {
                    [this] { workspace->pasteConversation(); });
     samples = add(file, tr("Open the s&amples"), {}, [this] { commands.openSamples(); });
     file->addSeparator();
+    if (auto* updates = commands.updates)
+        actions.update = add(file, {}, {}, [updates] { UpdatesPage::act(*updates); });
     add(file, tr("S&ettings…"), {Qt::CTRL | Qt::Key_Comma}, [this] { commands.openSettings(); });
     add(file, tr("&Quit"), {Qt::CTRL | Qt::Key_Q}, [this] { commands.quit(); });
 }
@@ -289,6 +293,10 @@ void MainWindow::renderActions() {
                                              [](const auto& card) { return card.canStartNew; }));
     actions.chooseFolder->setEnabled(snapshot.workingFolder || snapshot.needsFolder);
     actions.link->setEnabled(sidebar->canLinkSelected());
+    if (actions.update) {
+        actions.update->setText(UpdatesPage::actionTitle(*commands.updates));
+        actions.update->setEnabled(UpdatesPage::canAct(*commands.updates));
+    }
     for (auto* action : {actions.copySaved, actions.showSaved})
         action->setEnabled(snapshot.pendingMessage.has_value());
 }

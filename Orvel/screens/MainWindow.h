@@ -14,6 +14,7 @@
 
 namespace orvel {
 
+class OrvelUpdateController;
 class SidebarView;
 class WorkspaceView;
 
@@ -25,6 +26,8 @@ struct WindowCommands {
     std::function<void()> quit = [] {};
     /// Whether the window may close now.
     std::function<bool()> mayClose = [] { return true; };
+    /// Null where this build receives no updates, of which the menu then says nothing. Outlives the window.
+    OrvelUpdateController* updates = nullptr;
 };
 
 class MainWindow : public QMainWindow {
@@ -54,7 +57,7 @@ class MainWindow : public QMainWindow {
     // The entries whose text or state follows what is shown.
     struct RelayActions {
         QAction *send, *copy, *turnRound, *copySaved, *submitDraft, *showSaved, *showPending, *openInCodex,
-            *startNew, *chooseFolder, *link;
+            *startNew, *chooseFolder, *link, *update;
     };
 
     void connectViews();

@@ -1,11 +1,13 @@
 #include "Orvel/screens/MessageListView.h"
 
+#include "Orvel/model/RelativeTime.h"
 #include "Orvel/platform/qt/QtText.h"
 #include "Orvel/screens/MessageListAccessibility.h"
 #include "Orvel/screens/Theme.h"
 #include "OrvelCore/text/Unicode.h"
 
 #include <algorithm>
+#include <cmath>
 #include <span>
 #include <utility>
 
@@ -13,6 +15,7 @@
 #include <QContextMenuEvent>
 #include <QFontDatabase>
 #include <QGuiApplication>
+#include <QLocale>
 #include <QMenu>
 #include <QPainter>
 #include <QPainterPath>
@@ -38,45 +41,6 @@ QString beginning(const std::string& text, std::size_t most) {
     return qtText(std::string_view(text).substr(0, end));
 }
 
-// Where code stands in a shown text.
-struct CodeRange {
-    qsizetype start = 0, end = 0;
-};
-
-// Takes the fences of code blocks out of a text, and tells what stood between them. An open fence reaches to
-// the end.
-std::vector<CodeRange> takeFences(QString& text) {
-    const QLatin1String fence("```");
-    std::vector<CodeRange> ranges;
-    bool isInCode = false;
-    QString kept;
-    for (const auto& line : text.split(QLatin1Char('\n'))) {
-        if (!line.trimmed().startsWith(fence)) {
-            kept += line + QLatin1Char('\n');
-            continue;
-        }
-        if (isInCode)
-            ranges.back().end = kept.size();
-        else
-            ranges.push_back({kept.size(), 0});
-        isInCode = !isInCode;
-    }
-    kept.chop(1);
-    for (auto& range : ranges) range.end = std::min(range.end == 0 ? kept.size() : range.end, kept.size());
-    std::erase_if(ranges, [](const CodeRange& range) { return range.start >= range.end; });
-    text = kept;
-    return ranges;
-}
-
-QList<QTextLayout::FormatRange> formatsOf(const std::vector<CodeRange>& code) {
-    QTextCharFormat format;
-    format.setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-    QList<QTextLayout::FormatRange> formats;
-    for (const auto& range : code)
-        formats += {static_cast<int>(range.start), static_cast<int>(range.end - range.start), format};
-    return formats;
-}
-
 QString machineMadeWords(MachineMade kind) {
     return MessageListView::tr("%1 · not written by you").arg(qtText(wordsOf(kind)));
 }
@@ -100,12 +64,15 @@ MessageListView::MessageListView(QWidget* parent) : QAbstractScrollArea(parent) 
 
 MessageListView::~MessageListView() = default;
 
-void MessageListView::show(SharedConversation newConversation, std::size_t newRangeStart,
-                           const QString& newRangeTitle, const std::string& newAssistantLabel) {
+void MessageListView::show(Contents contents) {
+    auto& newConversation = contents.conversation;
     const bool isOther = conversation != newConversation;
-    const auto oldStart = std::exchange(rangeStart, newRangeStart);
-    rangeTitle = newRangeTitle;
-    assistantLabel = qtText(newAssistantLabel);
+    const auto oldStart = std::exchange(rangeStart, contents.rangeStart);
+    rangeTitle = contents.rangeTitle;
+    assistantLabel = qtText(contents.assistantLabel);
+    now = contents.now;
+    setRelayed(std::move(contents.relayed));
+    if (oldStart != rangeStart) cache.clear(); // Texts hold colours.
     if (isOther && isGrownFromShown(*newConversation)) {
         grow(std::move(newConversation));
         if (oldStart != rangeStart && oldStart < messageCount()) layout.forget(oldStart);
@@ -129,6 +96,14 @@ void MessageListView::show(SharedConversation newConversation, std::size_t newRa
             if (row < messageCount()) layout.forget(row);
     }
     viewport()->update();
+}
+
+// A message of the shown conversation may turn out to be a relay.
+void MessageListView::setRelayed(std::map<std::string, RelayedMessage> newRelayed) {
+    if (relayed == newRelayed) return;
+    relayed = std::move(newRelayed);
+    cache.clear();
+    for (std::size_t row = 0; row < layout.count(); ++row) layout.forget(row);
 }
 
 // Whether it is the shown conversation with messages behind the shown ones.
@@ -218,12 +193,50 @@ QString MessageListView::speaker(std::size_t row) const {
     return machineMadeKind(row) ? tr("program") : QStringLiteral("me");
 }
 
+const RelayedMessage* MessageListView::relay(std::size_t row) const {
+    const auto found = relayed.find(message(row).id);
+    return found == relayed.end() ? nullptr : &found->second;
+}
+
+QString MessageListView::relayHeading(std::size_t row, const RelayedMessage& relay) const {
+    const auto bytes = QLocale().toString(static_cast<qulonglong>(message(row).text.size()));
+    const auto heading = tr("Relayed from %1 · %2 bytes").arg(qtText(relay.from), bytes);
+    return relay.travelsWhole ? tr("%1, all of which goes on").arg(heading) : heading;
+}
+
+// What stands in place of a message that is folded from the beginning.
+std::optional<QString> MessageListView::foldedWords(std::size_t row) const {
+    if (const auto* known = relay(row)) {
+        const auto heading = relayHeading(row, *known);
+        return known->instruction.empty() ? heading
+                                          : heading + QLatin1Char('\n') + qtText(known->instruction);
+    }
+    if (const auto kind = machineMadeKind(row)) return machineMadeWords(*kind);
+    return std::nullopt;
+}
+
+QString MessageListView::foldTitle(std::size_t row, const Laid& layout) const {
+    if (relay(row)) return layout.canFold ? tr("Hide messages") : tr("Show messages");
+    return layout.canFold ? tr("Show less") : tr("Show more");
+}
+
+QString MessageListView::timeText(std::size_t row) const {
+    const auto& writtenAt = message(row).writtenAt;
+    return writtenAt ? qtText(timeOfMessage(*writtenAt, now, localUTCOffset)) : QString();
+}
+
+QFont MessageListView::timeFont() const {
+    auto small = font();
+    small.setPointSizeF(small.pointSizeF() * 0.9);
+    return small;
+}
+
 QString MessageListView::spokenText(std::size_t row) const {
     constexpr std::size_t spoken = 2'000; // Bytes; a screen reader is no place for a whole file.
-    const auto kind = machineMadeKind(row);
+    const auto folded = unfolded.contains(row) ? std::nullopt : foldedWords(row);
     auto text =
-        speaker(row) + QStringLiteral(": ") +
-        (kind && !unfolded.contains(row) ? machineMadeWords(*kind) : beginning(message(row).text, spoken));
+        speaker(row) + QStringLiteral(": ") + (folded ? *folded : beginning(message(row).text, spoken));
+    if (const auto time = timeText(row); !time.isEmpty()) text += QStringLiteral(" · ") + time;
     if (row == rangeStart) text += tr(" (the range starts here)");
     if (row < rangeStart) text += tr(" (before the range)");
     return text;
@@ -265,12 +278,13 @@ const MessageListView::Laid& MessageListView::laid(std::size_t row) {
     const auto most = isUnfolded ? longestShown : foldedLines * bytesInLine;
 
     Laid result;
-    const auto kind = machineMadeKind(row);
-    auto shown = kind && !isUnfolded ? machineMadeWords(*kind) : beginning(text, most);
-    const auto code = kind ? std::vector<CodeRange>() : takeFences(shown);
-    shown.replace(QLatin1Char('\n'), QChar::LineSeparator);
-    result.text = std::make_unique<QTextLayout>(shown, font(), this);
-    result.text->setFormats(formatsOf(code));
+    const auto words = foldedWords(row);
+    const auto whole = words && !isUnfolded ? *words : beginning(text, most);
+    // What a program wrote is no prose with code in it.
+    auto shown = machineMadeKind(row) ? ShownMessage{whole, {}, {}} : ShownMessage::of(whole);
+    shown.text.replace(QLatin1Char('\n'), QChar::LineSeparator);
+    result.text = std::make_unique<QTextLayout>(shown.text, font(), this);
+    setFormats(row, shown, result);
     QTextOption option;
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     result.text->setTextOption(option);
@@ -287,19 +301,40 @@ const MessageListView::Laid& MessageListView::laid(std::size_t row) {
         }
         line.setLineWidth(width);
         line.setPosition({0, y});
-        const auto isCode = std::any_of(code.begin(), code.end(), [&](const CodeRange& range) {
-            return line.textStart() >= range.start && line.textStart() < range.end;
+        const qsizetype start = line.textStart(), end = start + line.textLength();
+        const auto isCode = std::any_of(shown.blocks.begin(), shown.blocks.end(), [&](const auto& block) {
+            return start >= block.start && start < block.end;
         });
-        if (isCode) result.code.emplace_back(0, y, width, line.height() * lineSpacing);
+        if (isCode) result.blocks.emplace_back(0, y, width, line.height() * lineSpacing);
+        for (const auto& span : shown.spans) {
+            if (span.end <= start || span.start >= end) continue;
+            const auto left = line.cursorToX(static_cast<int>(std::max(span.start, start)));
+            const auto right = line.cursorToX(static_cast<int>(std::min(span.end, end)));
+            result.spans.emplace_back(std::min(left, right), y, std::abs(right - left), line.height());
+        }
         y += line.height() * lineSpacing;
         widest = std::max(widest, line.naturalTextWidth());
         ++lines;
     }
     result.text->endLayout();
-    result.isFolded = isUnfolded ? text.size() > longestShown : result.isFolded || kind.has_value();
-    result.canFold = isUnfolded && (lines > foldedLines || kind);
+    result.isFolded = isUnfolded ? text.size() > longestShown : result.isFolded || words.has_value();
+    result.canFold = isUnfolded && (lines > foldedLines || words);
     result.size = {widest, y};
     return cache.emplace(row, std::move(result)).first->second;
+}
+
+void MessageListView::setFormats(std::size_t row, const ShownMessage& shown, Laid& result) const {
+    const auto& theme = Theme::current();
+    QTextCharFormat code, quiet;
+    code.setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    quiet.setForeground(isInRange(row) ? theme.secondaryText : theme.fadedText);
+    QList<QTextLayout::FormatRange> formats;
+    for (const auto* ranges : {&shown.blocks, &shown.spans})
+        for (const auto& range : *ranges)
+            formats += {static_cast<int>(range.start), static_cast<int>(range.end - range.start), code};
+    if (const auto* known = relay(row); known && !unfolded.contains(row))
+        formats += {0, static_cast<int>(relayHeading(row, *known).size()), quiet};
+    result.text->setFormats(formats);
 }
 
 double MessageListView::dividerHeight(std::size_t row) const {
@@ -316,7 +351,7 @@ MessageListView::Row MessageListView::placed(std::size_t row) {
     const QFontMetricsF metrics(font());
     const auto divider = dividerHeight(row);
     const auto top = layout.topOf(row) - verticalScrollBar()->value() + divider;
-    const auto foldWidth = metrics.horizontalAdvance(tr("Show more"));
+    const auto foldWidth = metrics.horizontalAdvance(foldTitle(row, text));
     const auto hasLink = text.isFolded || text.canFold;
     const auto width = (hasLink ? std::max(text.size.width(), foldWidth) : text.size.width()) + 2 * padding;
     const auto height = heightOf(row, text) - divider - rowSpacing;
@@ -327,7 +362,8 @@ MessageListView::Row MessageListView::placed(std::size_t row) {
     if (hasLink)
         parts.fold = {parts.bubble.left() + padding, parts.bubble.bottom() - padding - metrics.lineSpacing(),
                       foldWidth, metrics.lineSpacing()};
-    parts.start = {parts.bubble.right() + 14, top + padding, actionWidth - 14, metrics.lineSpacing()};
+    parts.start = {viewport()->width() - actionWidth + 14, top + padding, actionWidth - 16,
+                   metrics.lineSpacing()};
     return parts;
 }
 
@@ -429,21 +465,7 @@ void MessageListView::paintRow(QPainter& painter, std::size_t row) {
     const bool inRange = isInRange(row);
     const bool isCurrent = hasFocus() && row == current;
 
-    if (parts.divider > 0) {
-        auto bold = font();
-        bold.setWeight(QFont::DemiBold);
-        const auto width = QFontMetricsF(bold).horizontalAdvance(rangeTitle) + 2 * gap;
-        const auto middle = viewport()->width() / 2.0;
-        painter.setPen(QPen(theme.accent, 1));
-        painter.drawLine(QPointF(0, parts.divider), QPointF(middle - width / 2, parts.divider));
-        painter.drawLine(QPointF(middle + width / 2, parts.divider),
-                         QPointF(viewport()->width(), parts.divider));
-        painter.setFont(bold);
-        painter.drawText(QRectF(middle - width / 2, parts.divider - 12, width, 24), Qt::AlignCenter,
-                         rangeTitle);
-        painter.setFont(font());
-    }
-
+    if (parts.divider > 0) paintDivider(painter, parts.divider);
     painter.setPen(inRange ? theme.secondaryText : theme.fadedText);
     painter.drawText(parts.speaker, Qt::AlignRight | Qt::AlignTop,
                      QFontMetricsF(font()).elidedText(speaker(row), Qt::ElideRight, speakerWidth));
@@ -460,15 +482,50 @@ void MessageListView::paintRow(QPainter& painter, std::size_t row) {
         painter.restore();
     }
 
+    paintText(painter, row, parts.bubble);
+
+    painter.setPen(theme.accent);
+    if (!parts.fold.isNull()) painter.drawText(parts.fold, Qt::AlignLeft, foldTitle(row, text));
+    if (row != rangeStart && (row == hovered || isCurrent)) {
+        painter.drawText(parts.start, Qt::AlignRight, tr("Start here"));
+    } else {
+        painter.setPen(inRange ? theme.secondaryText : theme.fadedText);
+        painter.setFont(timeFont());
+        painter.drawText(parts.start, Qt::AlignRight | Qt::AlignVCenter, timeText(row));
+        painter.setFont(font());
+    }
+}
+
+void MessageListView::paintDivider(QPainter& painter, double y) {
+    auto bold = font();
+    bold.setWeight(QFont::DemiBold);
+    const auto width = QFontMetricsF(bold).horizontalAdvance(rangeTitle) + 2 * gap;
+    const auto middle = viewport()->width() / 2.0;
+    painter.setPen(QPen(Theme::current().accent, 1));
+    painter.drawLine(QPointF(0, y), QPointF(middle - width / 2, y));
+    painter.drawLine(QPointF(middle + width / 2, y), QPointF(viewport()->width(), y));
+    painter.setFont(bold);
+    painter.drawText(QRectF(middle - width / 2, y - 12, width, 24), Qt::AlignCenter, rangeTitle);
+    painter.setFont(font());
+}
+
+void MessageListView::paintText(QPainter& painter, std::size_t row, const QRectF& bubble) {
+    const auto& theme = Theme::current();
+    const auto& text = laid(row);
+    const bool inRange = isInRange(row), isOwn = !machineMadeKind(row);
     painter.save();
-    const bool isOwn = !machineMadeKind(row);
+    painter.setClipRect(bubble);
+    const auto origin = bubble.topLeft() + QPointF(padding, padding);
+    const auto ground = inRange ? theme.window : theme.sidebar;
+    for (const auto& block : text.blocks)
+        painter.fillRect(QRectF(origin.x() - 4, origin.y() + block.y() - 1, bubble.width() - 2 * padding + 8,
+                                block.height() + 1),
+                         ground);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(ground);
+    for (const auto& span : text.spans)
+        painter.drawRoundedRect(span.translated(origin).adjusted(-2, 0, 2, 0), 3, 3);
     painter.setPen(!inRange ? theme.fadedText : isOwn ? theme.text : theme.secondaryText);
-    painter.setClipRect(parts.bubble);
-    const auto origin = parts.bubble.topLeft() + QPointF(padding, padding);
-    for (const auto& ground : text.code)
-        painter.fillRect(QRectF(origin.x() - 4, origin.y() + ground.y() - 1,
-                                parts.bubble.width() - 2 * padding + 8, ground.height() + 1),
-                         inRange ? theme.window : theme.sidebar);
     QList<QTextLayout::FormatRange> selected;
     if (selection && selection->row == row && selection->anchor != selection->cursor) {
         QTextCharFormat format;
@@ -479,12 +536,6 @@ void MessageListView::paintRow(QPainter& painter, std::size_t row) {
     }
     text.text->draw(&painter, origin, selected);
     painter.restore();
-
-    painter.setPen(theme.accent);
-    if (!parts.fold.isNull())
-        painter.drawText(parts.fold, Qt::AlignLeft, text.canFold ? tr("Show less") : tr("Show more"));
-    if (row != rangeStart && (row == hovered || isCurrent))
-        painter.drawText(parts.start, Qt::AlignLeft, tr("Start here"));
 }
 
 void MessageListView::resizeEvent(QResizeEvent* event) {
@@ -590,7 +641,7 @@ void MessageListView::contextMenuEvent(QContextMenuEvent* event) {
     connect(menu.addAction(tr("Copy message")), &QAction::triggered, this, [this, row] { copyMessage(row); });
     const auto& text = laid(row);
     if (text.isFolded || text.canFold)
-        connect(menu.addAction(text.canFold ? tr("Show less") : tr("Show more")), &QAction::triggered, this,
+        connect(menu.addAction(foldTitle(row, text)), &QAction::triggered, this,
                 [this, row] { toggleFold(row); });
     menu.exec(event->reason() == QContextMenuEvent::Keyboard ? viewport()->mapToGlobal(rowRect(row).topLeft())
                                                              : event->globalPos());
@@ -599,6 +650,7 @@ void MessageListView::contextMenuEvent(QContextMenuEvent* event) {
 void MessageListView::changeEvent(QEvent* event) {
     QAbstractScrollArea::changeEvent(event);
     if (event->type() == QEvent::FontChange) relayout();
+    if (event->type() == QEvent::PaletteChange) cache.clear();
 }
 
 } // namespace orvel

@@ -1,13 +1,17 @@
 #pragma once
 // The messages of a conversation as a list of any length: only what is visible is laid out and painted.
 // Messages before the range of the relay are faded; any message can become the start of the range. Those that
-// an agent's program wrote under the user's name are folded to a word on what they are. Text can be selected
-// within a message. While the conversation grows, what is read stays where it is.
+// an agent's program wrote under the user's name are folded to a word on what they are, and relays from
+// another conversation to their instructions. Text can be selected within a message. While the conversation
+// grows, what is read stays where it is.
 
+#include "Orvel/model/OrvelWorkspaceSnapshot.h"
 #include "Orvel/screens/MessageLayout.h"
+#include "Orvel/screens/ShownMessage.h"
 #include "OrvelCore/conversations/Conversation.h"
 #include "OrvelCore/conversations/MachineMadeText.h"
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -26,10 +30,15 @@ class MessageListView : public QAbstractScrollArea {
     explicit MessageListView(QWidget* parent = nullptr);
     ~MessageListView() override;
 
-    /// Shows the conversation, which is shared and never null. `rangeStart` is the first message of the
-    /// range, `rangeTitle` stands on the line above it, `assistantLabel` names the assistant.
-    void show(SharedConversation newConversation, std::size_t newRangeStart, const QString& newRangeTitle,
-              const std::string& newAssistantLabel);
+    struct Contents {
+        SharedConversation conversation;               ///< Not null.
+        std::size_t rangeStart = 0;                    ///< The first message of the range.
+        QString rangeTitle;                            ///< Stands on the line above it.
+        std::string assistantLabel;                    ///< Names the assistant.
+        std::map<std::string, RelayedMessage> relayed; ///< By the identities of messages.
+        Date now = 0;                                  ///< Decides which times are today's.
+    };
+    void show(Contents contents);
 
     std::size_t messageCount() const;
     /// What a screen reader says of the message.
@@ -70,10 +79,11 @@ class MessageListView : public QAbstractScrollArea {
     // A message laid out for painting.
     struct Laid {
         std::unique_ptr<QTextLayout> text;
-        QSizeF size;              // Of the text.
-        std::vector<QRectF> code; // The grounds of the code in it.
-        bool isFolded = false;    // More text follows than is shown.
-        bool canFold = false;     // It is shown whole and could be folded.
+        QSizeF size;                // Of the text.
+        std::vector<QRectF> blocks; // The grounds of the lines of code; as wide as the message.
+        std::vector<QRectF> spans;  // Those of code within lines.
+        bool isFolded = false;      // More text follows than is shown.
+        bool canFold = false;       // It is shown whole and could be folded.
     };
     struct Row; // Where the parts of a visible message are.
 
@@ -102,15 +112,27 @@ class MessageListView : public QAbstractScrollArea {
     void showRow(std::size_t row);
     void toggleFold(std::size_t row);
     void copyMessage(std::size_t row) const;
+    const RelayedMessage* relay(std::size_t row) const;
+    void setRelayed(std::map<std::string, RelayedMessage> newRelayed);
+    QString relayHeading(std::size_t row, const RelayedMessage& relay) const;
+    std::optional<QString> foldedWords(std::size_t row) const;
+    QString foldTitle(std::size_t row, const Laid& layout) const;
+    QString timeText(std::size_t row) const;
+    QFont timeFont() const;
     std::size_t rowUnder(const QPoint& position) const;
     std::optional<MachineMade> machineMadeKind(std::size_t row) const;
     QString speaker(std::size_t row) const;
+    void setFormats(std::size_t row, const ShownMessage& shown, Laid& result) const;
     void paintRow(QPainter& painter, std::size_t row);
+    void paintDivider(QPainter& painter, double y);
+    void paintText(QPainter& painter, std::size_t row, const QRectF& bubble);
 
     SharedConversation conversation;
     std::size_t rangeStart = 0;
     QString rangeTitle;
     QString assistantLabel;
+    std::map<std::string, RelayedMessage> relayed;
+    Date now = 0;
     MessageLayout layout;
     std::unordered_map<std::size_t, Laid> cache;
     std::set<std::size_t> unfolded;

@@ -14,6 +14,14 @@ namespace orvel {
 
 namespace {
 
+// What tells conversations of one title apart: the identifier, or where the file lies.
+QStringList detailOf(const OrvelWorkspaceSnapshot::Endpoint& endpoint, const OrvelWorkspaceSnapshot& shown) {
+    if (const auto colon = endpoint.id.find(':'); colon != std::string::npos)
+        return {qtText(std::string_view(endpoint.id).substr(colon + 1))};
+    if (endpoint.role == "From" && shown.sourceFile) return {qtText(*shown.sourceFile)};
+    return {};
+}
+
 QString titleOf(const OrvelWorkspaceSnapshot::Endpoint& endpoint, const OrvelWorkspaceSnapshot& snapshot) {
     if (!endpoint.isNew) return qtText(endpoint.title);
     return snapshot.isStart ? RouteView::tr("New conversation")
@@ -150,9 +158,10 @@ void RouteView::renderCard(std::size_t place) {
                                         .takesDrops = isOpenStart && shown.canLink,
                                         .canReplace = !shown.isChain && !endpoint.isNew,
                                         .folder = {}};
-    contents.purpose = !shown.isChain       ? tr("%1\nClick to choose another one").arg(contents.title)
-                       : isSource(endpoint) ? contents.title
-                                            : tr("%1\nClick to send from here").arg(contents.title);
+    const auto named = (QStringList(contents.title) << detailOf(endpoint, shown)).join(QLatin1Char('\n'));
+    contents.purpose = !shown.isChain       ? tr("%1\nClick to choose another one").arg(named)
+                       : isSource(endpoint) ? named
+                                            : tr("%1\nClick to send from here").arg(named);
     if (isOpenStart && endpoint.agent == Agent::codex)
         contents.folder = qtText(shown.workingFolder.value_or(""));
     card->render(std::move(contents));

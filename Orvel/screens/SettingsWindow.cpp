@@ -6,6 +6,7 @@
 #include "Orvel/screens/KeyboardPage.h"
 #include "Orvel/screens/SetupPage.h"
 #include "Orvel/screens/Theme.h"
+#include "Orvel/screens/UpdatesPage.h"
 #include "Orvel/shell/OrvelApp.h"
 
 #include <utility>
@@ -49,6 +50,7 @@ SettingsWindow::SettingsWindow(OrvelApp& app, WindowPreferences& preferences)
     add(new CommandPage(app));
     add(new KeyboardPage(app));
     add(new GeneralPage(app, preferences));
+    if (app.updates.isOffered()) add(new UpdatesPage(app.updates));
     add(new DeveloperPage(app));
     titles->setCurrentRow(app.canMonitor() ? 1 : 0);
     setMinimumSize(640, 440);

@@ -2,6 +2,7 @@
 
 #include "Orvel/desktop/Applications.h"
 #include "Orvel/platform/qt/QtText.h"
+#include "Orvel/screens/SidebarList.h"
 #include "Orvel/screens/SidebarListModel.h"
 #include "Orvel/screens/Theme.h"
 
@@ -180,7 +181,7 @@ SidebarView::SidebarView(OrvelModel& model, const Desktop& desktop, QWidget* par
       leave(new QPushButton(tr("Done"))),
       search(new QLineEdit),
       progress(new QProgressBar),
-      list(new QListView),
+      list(new SidebarList),
       nothing(new QLabel),
       rows(new SidebarListModel(desktop.loop, this)) {
     search->setObjectName(QStringLiteral("search"));
@@ -235,6 +236,16 @@ void SidebarView::connectList() {
     list->installEventFilter(this);
     list->viewport()->installEventFilter(this);
     list->setModel(rows);
+    list->setActions({.open = [this](const QModelIndex& index) { openRow(index); },
+                      .name =
+                          [this](const QModelIndex& index) {
+                              const auto* row = rows->row(index);
+                              return row ? actionOf(*row) : QString();
+                          },
+                      .act =
+                          [this](const QModelIndex& index) {
+                              if (const auto* row = rows->row(index)) act(*row);
+                          }});
     list->setItemDelegate(new SidebarDelegate(
         *rows, [this](const SidebarRow& row) { return actionOf(row); }, list));
     list->setUniformItemSizes(true);
@@ -430,7 +441,15 @@ void SidebarView::wantNames() {
     for (auto at = begin; at < std::min(begin + visible, rows->rowCount()); ++at) {
         const auto* row = rows->row(rows->index(at));
         if (!row) continue;
-        if (row->reference) wanted.push_back(*row->reference);
+        if (row->reference)
+            wanted.push_back(*row->reference);
+        else if (!row->link && !isReadableName(row->title))
+            wanted.push_back({.agent = row->agent,
+                              .title = {},
+                              .transcriptPath = row->path,
+                              .workingDirectory = {},
+                              .modifiedAt = row->date,
+                              .desktopSessionID = {}});
         if (row->link)
             if (const auto pair = model.ledger.state().relayState->pairs.find(row->link->pairID))
                 wantPair(*pair);

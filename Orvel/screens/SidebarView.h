@@ -11,7 +11,6 @@
 #include <QFrame>
 #include <QLabel>
 #include <QLineEdit>
-#include <QListView>
 #include <QMenu>
 #include <QProgressBar>
 #include <QPushButton>
@@ -20,6 +19,7 @@
 namespace orvel {
 
 class Applications;
+class SidebarList;
 class SidebarListModel;
 
 class SidebarView : public QWidget {
@@ -112,7 +112,7 @@ class SidebarView : public QWidget {
     QPushButton* leave;
     QLineEdit* search;
     QProgressBar* progress;
-    QListView* list;
+    SidebarList* list;
     QLabel* nothing;
     SidebarListModel* rows;
     std::shared_ptr<SidebarContents> contents;

@@ -390,10 +390,13 @@ void WorkspaceView::renderMiddle() {
     showText(*manual, manualText);
     if (shown.conversation) {
         const auto start = shown.conversation->messages.size() - shown.messages.span().size();
-        messages->show(shown.conversation, start,
-                       shown.startsAtCheckpoint ? tr("new since the last relay")
-                                                : tr("the range starts here"),
-                       shown.assistantLabel);
+        messages->show({.conversation = shown.conversation,
+                        .rangeStart = start,
+                        .rangeTitle = shown.startsAtCheckpoint ? tr("new since the last relay")
+                                                               : tr("the range starts here"),
+                        .assistantLabel = shown.assistantLabel,
+                        .relayed = shown.relayed,
+                        .now = desktop.loop.now()});
     }
     QWidget* page = welcome;
     if (showsPreview) {

@@ -20,7 +20,7 @@ CommandMonitoring::CommandMonitoring(const ChangeSignal& changes, const Desktop&
       keybindings(changes,
                   {desktop.loop, desktop.sideQueue, desktop.localFiles, desktop.settings, desktop.panels},
                   options.codexFolder),
-      preparation(changes, {desktop.loop, desktop.accessibility, desktop.applications}),
+      preparation(preparationChanges, {desktop.loop, desktop.accessibility, desktop.applications}),
       inputMethod(changes, {desktop.loop, desktop.accessibility, desktop.applications, desktop.inputSources}),
       japanese(changes,
                {desktop.loop, desktop.sideQueue, desktop.windows, desktop.applications, desktop.inputSources,

@@ -75,6 +75,8 @@ class CommandMonitoring {
     Observable<std::string> inputMode;
 
   public:
+    /// Told of the preparation alone, whose countdown changes every second.
+    ChangeSignal preparationChanges;
     CodexKeybindingSettings keybindings;
     EditorPreparation preparation;
     IMEObserver inputMethod;

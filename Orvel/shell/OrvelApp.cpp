@@ -28,6 +28,7 @@ OrvelApp::OrvelApp(const Desktop& ports, const AgentFolders& folders, const std:
       model(ports, claude, folders, statePath),
       consent(model.changes(), ports.loop, ports.settings, ports.session),
       monitoring(model.changes(), ports, model.commandInbox, consent, {clock, version, folders.codex}),
+      updates(model.changes(), ports.updater, ports.processes, version),
       developerTools(model.changes(), ports.settings.flag(developerToolsKey)),
       receivedCommand(model.changes()),
       tasks([this](const auto& failure) { model.notices.fail(failure); }) {
@@ -39,6 +40,7 @@ void OrvelApp::start() {
     model.commandInbox.restore();
     model.catalogue.discoverConversations();
     model.receipts.startReceiptPolling();
+    updates.start();
     monitoring.onFailure = screens.showFailure;
     monitoring.onReceived = [this] {
         receivedCommand = true;

@@ -8,6 +8,7 @@
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/shell/CommandMonitoring.h"
 #include "Orvel/shell/DesktopConsent.h"
+#include "Orvel/shell/OrvelUpdateController.h"
 #include "Orvel/shell/QuitRules.h"
 
 #include <functional>
@@ -88,6 +89,7 @@ class OrvelApp {
     OrvelModel model;
     DesktopConsent consent;
     CommandMonitoring monitoring;
+    OrvelUpdateController updates;
 
   private:
     QuitState quitState() const;

@@ -26,6 +26,7 @@ void ClaudeRecords::take(const simdjson::dom::object& record, std::size_t lineNu
     const auto message = objectMember(record, "message");
     if (!message) return;
     if (const auto session = stringMember(record, "sessionId")) conversation.id = *session;
+    place.writtenAt = stringMember(record, "timestamp");
     takeMessage(*message, *type, place, lineNumber);
 }
 
@@ -40,7 +41,8 @@ void ClaudeRecords::takeMessage(const simdjson::dom::object& message, std::strin
         conversation.isBusy = reason != "end_turn" && reason != "stop_sequence" && reason != "max_tokens";
     }
     if (place.uuid) lastUUID = place.number;
-    if (messages.append(type, std::move(text), place.uuid, lineNumber)) messageUUIDs.push_back(place.number);
+    if (messages.append(type, std::move(text), place.uuid, lineNumber, place.writtenAt))
+        messageUUIDs.push_back(place.number);
 }
 
 void ClaudeRecords::takeQueuedCommand(const simdjson::dom::object& record, const Place& place) {

@@ -36,11 +36,12 @@ class ClaudeRecords {
         bool isActive = false;
     };
 
-    // Where a record stands in the chain.
+    // Where a record stands in the chain, and in time.
     struct Place {
         std::optional<std::string_view> uuid;
         Number number = 0; // Of the uuid.
         Number parent = 0;
+        std::optional<std::string_view> writtenAt; // Of a message.
     };
 
     Number numberOf(std::string_view uuid);

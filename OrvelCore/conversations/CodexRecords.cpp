@@ -15,7 +15,7 @@ void CodexRecords::take(const simdjson::dom::object& record, std::size_t lineNum
     else if (*type == "session_meta")
         takeSessionMeta(*payload);
     else if (*type == "response_item")
-        takeResponseItem(*payload, lineNumber);
+        takeResponseItem(*payload, lineNumber, stringMember(record, "timestamp"));
 }
 
 void CodexRecords::takeEvent(std::string_view type) {
@@ -30,14 +30,15 @@ void CodexRecords::takeSessionMeta(const simdjson::dom::object& payload) {
     if (const auto id = stringMember(payload, "id")) conversation.id = *id;
 }
 
-void CodexRecords::takeResponseItem(const simdjson::dom::object& payload, std::size_t lineNumber) {
+void CodexRecords::takeResponseItem(const simdjson::dom::object& payload, std::size_t lineNumber,
+                                    std::optional<std::string_view> writtenAt) {
     if (stringMember(payload, "type") != "message") return;
     const auto role = stringMember(payload, "role").value_or("");
     const bool isUser = role == "user";
     if (!isUser && role != "assistant") return;
     if (!isUser && stringMember(payload, "channel").value_or("final") != "final") return;
     messages.append(role, isUser ? codexUserText(payload) : contentText(payload["content"]),
-                    stringMember(payload, "id"), lineNumber);
+                    stringMember(payload, "id"), lineNumber, writtenAt);
 }
 
 } // namespace orvel

@@ -20,7 +20,8 @@ class CodexRecords {
   private:
     void takeEvent(std::string_view type);
     void takeSessionMeta(const simdjson::dom::object& payload);
-    void takeResponseItem(const simdjson::dom::object& payload, std::size_t lineNumber);
+    void takeResponseItem(const simdjson::dom::object& payload, std::size_t lineNumber,
+                          std::optional<std::string_view> writtenAt);
 
     Conversation& conversation;
     MessageList messages;

@@ -2,6 +2,7 @@
 // A conversation as the rest of Orvel works on it, whichever agent wrote it.
 
 #include "OrvelCore/conversations/Agent.h"
+#include "OrvelCore/text/Date.h"
 
 #include <cstddef>
 #include <memory>
@@ -20,8 +21,13 @@ struct Message {
     std::string id;
     std::string role; ///< "user" or "assistant" in a transcript.
     std::string text; ///< Not trimmed.
+    /// What its record says, where it says it. For looking at, and no part of what the message is: the same
+    /// one may be read where no times stand.
+    std::optional<Date> writtenAt{};
 
-    bool operator==(const Message&) const = default;
+    bool operator==(const Message& another) const {
+        return id == another.id && role == another.role && text == another.text;
+    }
 };
 
 /// A text that Claude Code took up while a tool ran: its transcript holds it as an attachment, and never as a

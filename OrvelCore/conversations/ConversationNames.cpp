@@ -6,6 +6,7 @@
 #include "OrvelCore/conversations/MachineMadeText.h"
 #include "OrvelCore/conversations/TranscriptHead.h"
 #include "OrvelCore/files/FileReading.h"
+#include "OrvelCore/text/UUID.h"
 #include "OrvelCore/text/Unicode.h"
 
 #include <algorithm>
@@ -70,9 +71,7 @@ class FirstMessage {
             !isTrue(record, "isCompactSummary"))
             claude.take(record, 0);
         if (agent == Agent::codex && type == "response_item") codex.take(record, 0);
-        for (const auto& message : conversation.messages)
-            if (message.role == "user" && !machineMade(agent, message.text) && words.empty())
-                words = firstWords(message.text);
+        if (words.empty()) words = firstOwnWords(conversation);
         conversation.messages.clear();
     }
 
@@ -81,7 +80,7 @@ class FirstMessage {
 
   private:
     Agent agent;
-    Conversation conversation;
+    Conversation conversation{.id = {}, .source = agent, .title = {}, .messages = {}, .queuedCommands = {}};
     ClaudeRecords claude{conversation};
     CodexRecords codex{conversation};
 };
@@ -124,6 +123,21 @@ ConversationNames ConversationNames::read(const ConversationReference& reference
     }
     if (!names.title && first.isFound()) names.title = std::move(first.words);
     return names;
+}
+
+bool isReadableName(std::string_view text) {
+    constexpr std::size_t identifierSize = 36;
+    for (std::size_t at = 0; at + identifierSize <= text.size(); ++at)
+        if (isUUID(text.substr(at, identifierSize))) return false;
+    return text != untitled && !trimmed(text).empty();
+}
+
+std::string firstOwnWords(const Conversation& conversation) {
+    for (const auto& message : conversation.messages) {
+        if (message.role != "user" || machineMade(conversation.source, message.text)) continue;
+        if (auto words = firstWords(message.text); !words.empty()) return words;
+    }
+    return {};
 }
 
 std::string firstWords(std::string_view text) {

@@ -2,6 +2,7 @@
 // What a conversation is called on a screen where its reference has no title, or no folder. Records and rules
 // keep to the reference.
 
+#include "OrvelCore/conversations/Conversation.h"
 #include "OrvelCore/conversations/ConversationReference.h"
 
 #include <cstddef>
@@ -29,6 +30,16 @@ struct ConversationNames {
 
     bool operator==(const ConversationNames&) const = default;
 };
+
+/// What stands where nothing names a conversation.
+inline constexpr std::string_view untitled = "Untitled";
+
+/// Whether the text tells people of a conversation: neither blank nor around an identifier, as the names of
+/// the agents' files are, nor what stands in place of a name.
+bool isReadableName(std::string_view text);
+
+/// The beginning of the user's first own message, or nothing.
+std::string firstOwnWords(const Conversation& conversation);
 
 /// The beginning of a message as a title: one line of at most 80 characters, without the lines that stand for
 /// attachments. Empty if nothing is left.

@@ -6,7 +6,7 @@
 namespace orvel {
 
 bool MessageList::append(std::string_view role, std::string text, std::optional<std::string_view> nativeID,
-                         std::size_t lineNumber) {
+                         std::size_t lineNumber, std::optional<std::string_view> writtenAt) {
     if (trimmed(text).empty()) return false;
     const auto digest = sha256Hex({role, "\n", text});
     std::string id;
@@ -16,7 +16,8 @@ bool MessageList::append(std::string_view role, std::string text, std::optional<
     id += digest;
     const auto isTaken = [&](TextNumberTable::Number number) { return messages[number].id == id; };
     if (taken.numberOf(id, messages.size(), isTaken) < messages.size()) return false;
-    messages.push_back({std::move(id), std::string(role), std::move(text)});
+    messages.push_back({std::move(id), std::string(role), std::move(text),
+                        writtenAt ? dateFromText(*writtenAt) : std::nullopt});
     return true;
 }
 

@@ -18,8 +18,9 @@ class MessageList {
 
     /// Appends a message unless its text is blank or its identity is taken; says whether it did. `nativeID`
     /// is the agent's own identifier of the message, and the 1-based line number stands in for a missing one.
+    /// `writtenAt` is the time as its record has it.
     bool append(std::string_view role, std::string text, std::optional<std::string_view> nativeID,
-                std::size_t lineNumber);
+                std::size_t lineNumber, std::optional<std::string_view> writtenAt = std::nullopt);
 
   private:
     std::vector<Message>& messages;

@@ -18,6 +18,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace orvel {
@@ -227,7 +228,13 @@ struct RelayState {
     /// Empties the link's note whose text now lives in the transfer. Fails with transferNotFound.
     void clearPreparedSourceInstruction(std::string_view transferID);
 
-    // Speaker names: RelayText.cpp
+    // Speaker names and quotes: RelayText.cpp
+
+    /// Transfers by the message in which they arrived. They live as long as this state does unchanged.
+    using ReceivedRelays = std::unordered_map<std::string_view, const RelayTransfer*>;
+    /// The pair's transfers that are proved to have arrived in the conversation of this side; where several
+    /// arrived in one message, the newest.
+    ReceivedRelays receivedRelays(std::string_view pairID, Agent side) const;
 
     /// The labels of a pair, for use in another one. Fails with pairNotFound.
     RelaySpeakerContext speakerContextForReplacement(std::string_view pairID) const;

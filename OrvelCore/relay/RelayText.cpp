@@ -70,17 +70,20 @@ std::string RelayInitialTransfer::speakerLabel(const ConversationReference& refe
     return std::string(rawValue(reference.agent));
 }
 
+RelayState::ReceivedRelays RelayState::receivedRelays(std::string_view pairID, Agent side) const {
+    ReceivedRelays received;
+    for (const auto& transfer : transfers)
+        if (transfer.pairID == pairID && transfer.source == other(side) && !transfer.isPending() &&
+            transfer.receivedMessageID)
+            received[*transfer.receivedMessageID] = &transfer;
+    return received;
+}
+
 // A message that is itself a relay from the other side is not quoted back to it: only what the user said
 // there to this conversation survives.
 std::vector<Message> RelayState::excludingIncomingQuotes(std::span<const Message> messages,
                                                          std::string_view pairID, Agent source) const {
-    std::unordered_map<std::string_view, const RelayTransfer*>
-        incoming; // The newest one by received message.
-    for (const auto& transfer : transfers)
-        if (transfer.pairID == pairID && transfer.source == other(source) && !transfer.isPending() &&
-            transfer.receivedMessageID)
-            incoming[*transfer.receivedMessageID] = &transfer;
-
+    const auto incoming = receivedRelays(pairID, source);
     std::vector<Message> kept;
     kept.reserve(messages.size());
     for (const auto& message : messages) {

@@ -30,6 +30,14 @@ std::string namesIn(const std::string& path, Agent agent) {
     return names.title.value_or("none") + " | " + names.folder.value_or("none");
 }
 
+TEST(ConversationNamesTest, AnIdentifierIsNoName) {
+    for (const auto* text : {"Parser", "lark · 5b0d714f", "notes-2026-11-20", "5b0d714f-0000-4000-8000"})
+        EXPECT_TRUE(isReadableName(text)) << text;
+    for (const auto* text : {"", " ", "Untitled", "5b0d714f-0000-4000-8000-000000000002",
+                             "rollout-2026-11-20T10-00-00-01a1fd20-0000-7000-8000-000000000001"})
+        EXPECT_FALSE(isReadableName(text)) << text;
+}
+
 TEST(ConversationNamesTest, AreFoundInTheTranscript) {
     const TemporaryFolder folder;
     const std::string mode = record(R"({"type":"mode","sessionId":"s"})");

@@ -88,6 +88,29 @@ TEST(TranscriptReader, ReadsASeparatorInsideAStringWhereLineFeedsAloneEndTheLine
     }
 }
 
+TEST(TranscriptReader, KnowsWhenMessagesWereWritten) {
+    const auto codex = [](const std::string& time, const std::string& text) {
+        return record(R"({)" + time + R"("type":"response_item","payload":{"type":"message","role":"user",)" +
+                      R"("content":")" + text + "\"}}");
+    };
+    const auto claude = [](const std::string& time, const std::string& text) {
+        return record(R"({"type":"user","message":{"content":")" + text + "\"}" + time + "}");
+    };
+    const auto times = [](const std::string& text, Agent agent) {
+        std::vector<std::optional<Date>> found;
+        for (const auto& each : TranscriptReader::parse(text, agent, "", "").messages)
+            found.push_back(each.writtenAt);
+        return found;
+    };
+    const std::vector<std::optional<Date>> expected{10, std::nullopt, std::nullopt};
+    const std::string time = R"("timestamp":"2001-01-01T00:00:10Z")";
+    EXPECT_EQ(times(codex(time + ",", "a") + codex("", "b") + codex(R"("timestamp":5,)", "c"), Agent::codex),
+              expected);
+    EXPECT_EQ(
+        times(claude("," + time, "a") + claude("", "b") + claude(R"(,"timestamp":"x")", "c"), Agent::claude),
+        expected);
+}
+
 TEST(TranscriptReader, IdentifiesAMessageByItsOriginAndADigestOfRoleAndText) {
     const auto claude = [](const std::string& type, const std::string& uuid, const std::string& text) {
         return record(R"({"type":")" + type + R"(","message":{"content":")" + text + "\"}" +

@@ -24,3 +24,17 @@ TEST(RelativeTimeTest, SaysHowLongAgoInTheDaysOfThePerson) {
          })
         EXPECT_EQ(relativeTime(now - age, now, utcOffset), text) << age;
 }
+
+TEST(RelativeTimeTest, SaysWhenAMessageWasWrittenAndWhichDayWhereItIsAnother) {
+    // Wednesday, 5 March 2025, 01:30 UTC.
+    constexpr Date now = 1'741'138'200 - referenceDateInUnixTime;
+    constexpr Date hour = 3600, day = 86'400;
+    const auto inLondon = [](Date) { return 0L; };
+    // An hour ahead, from midnight on two.
+    const auto whereClocksChange = [](Date date) { return date < now - 1.5 * hour ? 3600L : 7200L; };
+    EXPECT_EQ(timeOfMessage(now - hour, now, inLondon), "00:30");
+    EXPECT_EQ(timeOfMessage(now - 2 * hour, now, inLondon), "4 Mar 23:30");
+    EXPECT_EQ(timeOfMessage(now - hour, now, whereClocksChange), "02:30");
+    EXPECT_EQ(timeOfMessage(now - 2 * hour, now, whereClocksChange), "00:30");
+    EXPECT_EQ(timeOfMessage(now - 64 * day, now, inLondon), "31 Dec 2024");
+}

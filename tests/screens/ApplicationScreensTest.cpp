@@ -9,11 +9,13 @@
 #include "Orvel/screens/Theme.h"
 #include "Orvel/screens/WindowPreferences.h"
 #include "Orvel/shell/OrvelApp.h"
+#include "OrvelCore/commands/ReturnDecision.h"
 #include "TemporaryFolder.h"
 #include "samples/TranscriptWriter.h"
 #include "screens/WindowFixture.h"
 
 #include <chrono>
+#include <set>
 
 #include <QApplication>
 #include <QCheckBox>
@@ -247,6 +249,82 @@ TEST_F(ApplicationScreensTest, WithoutATapTheSettingsSaySoAndTheRestWorks) {
     EXPECT_FALSE(developer.front()->isHidden());
     choosePage("Developer");
     EXPECT_TRUE(shows("Open a link in the main window first."));
+}
+
+TEST_F(ApplicationScreensTest, ACountdownOfThePreparationTouchesNothingButItsLine) {
+    SimulatedApplication agent{std::string(OrvelCommandPolicy::bundleID(Agent::codex)), "1.0", "/apps/one"};
+    desktop.applications.install(agent);
+    open();
+    screens->settings().open();
+    choosePage("Command");
+    desktop.applications.start(agent);
+    pass(20s); // By now a look comes once a minute.
+    const auto changes = app->model.changes().count();
+    std::set<QString> told;
+    for (int second = 0; second < 5; ++second) {
+        pass(1s);
+        for (const auto* label : settings().findChildren<QLabel*>())
+            if (label->isVisible() && label->text().contains("read check in")) told.insert(label->text());
+    }
+    EXPECT_GE(told.size(), 4U);
+    EXPECT_EQ(app->model.changes().count(), changes);
+}
+
+TEST_F(ApplicationScreensTest, UpdatesAreOfferedWhereThereAreAnyAndInstalledByAQuitThatWaitsForMessages) {
+    const auto entries = [this] {
+        QStringList texts;
+        for (const auto* action : screens->mainWindow().findChildren<QAction*>())
+            if (action->text().contains("pdate")) texts += action->text();
+        return texts;
+    };
+    const auto pages = [this] {
+        return settings().findChild<QListWidget*>()->findItems("Updates", Qt::MatchExactly).size();
+    };
+    open();
+    EXPECT_EQ(entries(), QStringList());
+    EXPECT_EQ(pages(), 0);
+    TearDown();
+
+    desktop.hasUpdater = true;
+    desktop.updater.isProduction = false;
+    open();
+    EXPECT_EQ(entries(), QStringList());
+    screens->settings().open();
+    choosePage("Updates");
+    EXPECT_TRUE(shows("Updates are disabled in this local development build."));
+    EXPECT_FALSE(shows("Update checks connect"));
+    TearDown();
+
+    desktop.updater.isProduction = true;
+    send();
+    pass(0s);
+    EXPECT_EQ(entries(), QStringList("Check for Updates…"));
+    screens->settings().open();
+    choosePage("Updates");
+    EXPECT_TRUE(shows("Update checks connect to updates.example."));
+    EXPECT_FALSE(shows("Updates are disabled"));
+    press("Check for Updates…");
+    EXPECT_EQ(desktop.updater.checks, 1);
+    auto* downloads = WindowFixture::shownIn(settings(), QAccessible::CheckBox, "Download updates");
+    ASSERT_TRUE(downloads);
+    qobject_cast<QCheckBox*>(downloads->object())->click();
+    EXPECT_TRUE(desktop.updater.state().automaticallyDownloads);
+    desktop.updater.download([] {
+        QEvent quit(QEvent::Quit);
+        QApplication::sendEvent(qApp, &quit);
+    });
+    pass(0s);
+    EXPECT_TRUE(shows("Update ready."));
+    EXPECT_EQ(entries(), QStringList("Install Update and Relaunch…"));
+    press("Install Update and Relaunch…");
+    ASSERT_TRUE(alert());
+    EXPECT_TRUE(alert()->informativeText().endsWith("then quit or install the update again."));
+    alert()->close();
+    EXPECT_EQ(terminated, 0);
+    pass(60s);
+    press("Install Update and Relaunch…");
+    pass(1s);
+    EXPECT_EQ(terminated, 1);
 }
 
 // What the person has chosen for the windows

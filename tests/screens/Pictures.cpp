@@ -129,6 +129,10 @@ const Scene scenes[] = {
      }},
     {"loaded", [](auto& test) { test.open(), test.choose("Parser"); }},
     {"ready", [](auto& test) { test.openPair(), test.type("Instructions", "Judge the special case."); }},
+    {"relayed",
+     [](auto& test) {
+         test.receive(Agent::claude), test.open(), test.type("Instructions", "Judge the special case.");
+     }},
     {"busy",
      [](auto& test) { test.codexTranscript.ask("And the power operator?"), test.write(), test.openPair(); }},
     {"linked",

@@ -89,6 +89,20 @@ class RelayWindowFixture : public WindowFixture {
             .id;
     }
 
+    /// A message that has arrived.
+    void receive(Agent source) {
+        const auto id = prepare(source);
+        const auto& payload = *state.transfers.back().payload;
+        if (source == Agent::claude)
+            codexTranscript.ask(payload).answer("a2");
+        else
+            claudeTranscript.ask(payload).answer("d2");
+        write();
+        const auto known = reference(source == Agent::claude ? codexID : claudeID);
+        state.markSubmitted(id);
+        EXPECT_TRUE(state.reconcile(id, TranscriptReader::read(known.transcriptPath, other(source))));
+    }
+
     // The window
 
     void open() {

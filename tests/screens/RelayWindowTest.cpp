@@ -1,5 +1,6 @@
 // The relay in the window: what it says in every state of a link, and what a person can do there.
 
+#include "Orvel/screens/MessageListView.h"
 #include "Orvel/screens/Theme.h"
 #include "screens/RelayWindowFixture.h"
 
@@ -333,6 +334,31 @@ TEST_F(RelayWindowTest, AFirstMessageThatWaitsIsFoundByItsSource) {
     choose("Presets");
     EXPECT_EQ(pairs(), 0U) << "it was there before";
     EXPECT_TRUE(shown(QAccessible::Button, "Dismiss the failure"));
+}
+
+TEST_F(RelayWindowTest, ARelayFromTheOtherSideIsACardWithItsInstructionsAlone) {
+    receive(Agent::claude);
+    const auto bytes = state.transfers.back().payload->size();
+    open();
+    const auto said = [this] {
+        auto* list = shown(QAccessible::List, "Messages");
+        return list && list->childCount() == 4 ? list->child(2)->text(QAccessible::Name).toStdString() : "";
+    };
+    const auto folded = "me: Relayed from Claude · " + std::to_string(bytes) + " bytes\nnote · ";
+    EXPECT_TRUE(said().starts_with(folded)) << said();
+    auto* messages = qobject_cast<MessageListView*>(shown(QAccessible::List, "Messages")->object());
+    messages->setCurrentRow(2);
+    QTest::keyClick(messages, Qt::Key_Space);
+    EXPECT_TRUE(said().starts_with("me: note\n\nme: c1\n\nclaude: d1")) << said();
+    EXPECT_EQ(model->workspace.relay().preview(), "me: note\n\ncodex: a2");
+    // What another conversation of the chain is told holds all of it.
+    state.extendLink(pairID, RelayLinkEnd::trailing, reference(otherClaudeID), stamp);
+    open();
+    pressExactly("Codex → Claude 2");
+    EXPECT_TRUE(said().starts_with("me: Relayed from Claude · " + std::to_string(bytes) +
+                                   " bytes, all of which goes on\nnote"))
+        << said();
+    EXPECT_NE(model->workspace.relay().preview().find("me: note\n\nme: c1"), std::string::npos);
 }
 
 TEST_F(RelayWindowTest, ClosedLinksAreFoldedAwayAndCanBeReopened) {

@@ -4,6 +4,7 @@
 #include "Orvel/platform/qt/QtMainLoop.h"
 #include "Orvel/platform/qt/QtText.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
+#include "Orvel/screens/ConversationCard.h"
 #include "Orvel/screens/MessageListView.h"
 #include "TemporaryFolder.h"
 #include "model/FakeClaudeSender.h"
@@ -148,6 +149,36 @@ TEST_F(WindowTest, WhatHasNoTitleIsListedAndFoundByItsWords) {
     searchFor("token copies");
     EXPECT_EQ(lists("Why"), 1);
     EXPECT_EQ(lists("Which"), 0);
+}
+
+TEST_F(WindowTest, AnIdentifierIsNoHeadline) {
+    const std::string id = "01a1fd20-0000-7000-8000-00000000000e";
+    CodexTranscript transcript({.id = id});
+    openSamples();
+    const auto headlines = [&] {
+        QStringList shown = rows();
+        for (const auto* label : window->findChildren<QLabel*>())
+            if (label->isVisible()) shown += label->text();
+        for (const auto* card : window->findChildren<ConversationCard*>())
+            if (card->isVisible()) shown += card->accessibleName();
+        return shown;
+    };
+    const auto path =
+        data.write("rollout-" + id + ".jsonl",
+                   transcript.ask("<turn_aborted>\n</turn_aborted>").answer("So be it.").text());
+    model->workspace.openFile(path);
+    settle();
+    EXPECT_EQ(headlines().filter(qtText(id)), QStringList());
+    EXPECT_EQ(headlines().filter("Codex, From, Untitled").size(), 1);
+    EXPECT_TRUE(shown(QAccessible::Button, "Codex, From, Untitled")
+                    ->text(QAccessible::Description)
+                    .contains(qtText(path)));
+    data.write("rollout-" + id + ".jsonl", transcript.ask("Why is it slow?").answer("It copies.").text());
+    trigger("Refresh");
+    settle();
+    EXPECT_EQ(headlines().filter(qtText(id)), QStringList());
+    EXPECT_EQ(headlines().filter("Codex, From, Why is it slow?").size(), 1);
+    EXPECT_EQ(headlines().filter("Codex, Why is it slow?").size(), 1) << "among the recent ones";
 }
 
 TEST_F(WindowTest, WhatAProgramWroteUnderTheUsersNameIsFolded) {

@@ -9,6 +9,7 @@
 #include "Orvel/platform/simulated/SimulatedLoop.h"
 #include "Orvel/platform/simulated/SimulatedProcesses.h"
 #include "Orvel/platform/simulated/SimulatedScreen.h"
+#include "Orvel/platform/simulated/SimulatedUpdater.h"
 #include "Orvel/platform/unavailable/MemorySettings.h"
 #include "Orvel/platform/unavailable/UnavailableUserInterfaces.h"
 #include "Orvel/platform/zip/LibzipArchives.h"
@@ -39,10 +40,23 @@ struct SimulatedDesktop : SimulatedDesktopLoop, SimulatedScreen {
     Desktop ports() { return portsOn(loop, files); }
     /// The same on a loop and a disk that are not simulated.
     Desktop portsOn(MainLoop& otherLoop, FileStore& otherFiles) {
-        return {otherLoop,  sideQueue,    otherFiles,   processes,     settings,
-                pasteboard, panels,       applications, accessibility, keyboard,
-                keyboard,   inputSources, windows,      localFiles,    zipArchives.emplace(otherLoop),
-                session};
+        return {otherLoop,
+                sideQueue,
+                otherFiles,
+                processes,
+                settings,
+                pasteboard,
+                panels,
+                applications,
+                accessibility,
+                keyboard,
+                keyboard,
+                inputSources,
+                windows,
+                localFiles,
+                zipArchives.emplace(otherLoop),
+                session,
+                hasUpdater ? &updater : nullptr};
     }
 
     SimulatedPanels panels;
@@ -52,6 +66,8 @@ struct SimulatedDesktop : SimulatedDesktopLoop, SimulatedScreen {
     SimulatedLocalFiles localFiles{steps};
     std::optional<LibzipArchives> zipArchives; ///< On the loop of the ports that were made last.
     DesktopSession session;
+    bool hasUpdater = false;
+    SimulatedUpdater updater;
 };
 
 } // namespace orvel
