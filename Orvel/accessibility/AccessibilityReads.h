@@ -6,6 +6,7 @@
 #include "Orvel/desktop/Accessibility.h"
 #include "OrvelCore/text/Failure.h"
 
+#include <array>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -16,6 +17,9 @@
 #include <vector>
 
 namespace orvel {
+
+/// The attributes that may name a control, in the order of the reads.
+inline constexpr std::array<std::string_view, 3> labelAttributes{"AXTitle", "AXDescription", "AXHelp"};
 
 /// An attribute could not be read.
 class AccessibilityReadFailure : public Failure {
@@ -58,6 +62,8 @@ class AccessibilityReads {
     /// The value of an attribute; nothing if there is none. Throws AccessibilityReadFailure, as do the
     /// functions below.
     AXValue value(const AXElement& element, std::string_view attribute) const;
+    /// What `value` gives for a reading that was taken already.
+    AXValue checked(AXReading reading, std::string_view attribute) const;
     /// The value if it is a string.
     std::optional<std::string> string(const AXElement& element, std::string_view attribute) const;
     /// The value if it is an element.
@@ -75,8 +81,6 @@ class AccessibilityReads {
     auto step() { return pace.step(); }
 
   private:
-    AXValue checked(AXReading reading, std::string_view attribute) const;
-
     Accessibility& accessibility;
     std::chrono::milliseconds elementTimeout;
     FailureHandler onFailure;

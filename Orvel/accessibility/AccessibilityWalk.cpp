@@ -9,7 +9,7 @@ namespace orvel::AccessibilityWalk {
 Task<std::optional<Nodes>> descendants(AccessibilityReads& reads, AXElement root, std::size_t maximumElements,
                                        Rules rules) {
     const auto refuse = [rules](Refusal refusal) {
-        if (rules.onRefusal) rules.onRefusal(refusal);
+        if (rules.refusal) *rules.refusal = refusal;
         return std::nullopt;
     };
     static constexpr std::array<std::string_view, 2> attributes{"AXRole", "AXChildren"};

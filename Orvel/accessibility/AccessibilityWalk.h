@@ -28,7 +28,7 @@ enum class Refusal { tooManyElements, noRole, noList };
 /// What a walk bears with.
 struct Rules {
     bool rolesMayBeMissing = false;
-    void (*onRefusal)(Refusal) = nullptr; ///< May throw.
+    Refusal* refusal = nullptr; ///< Told why there is no result; outlives the task.
 };
 
 /// `root` and its descendants, breadth-first. Throws AccessibilityReadFailure. `reads` outlives the task.

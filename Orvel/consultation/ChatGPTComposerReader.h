@@ -56,11 +56,16 @@ class ChatGPTComposerReader {
     /// role.
     Task<ChatGPTComposerShape::Node> composerShapeSnapshot(AXElement element, std::size_t budget);
 
-    /// What is attached now; nothing unless the region has a known shape. See ChatGPTComposerShape.
+    /// What is attached now; nothing unless the region could be read as a whole and has a known shape. See
+    /// ChatGPTComposerShape.
     Task<std::optional<std::vector<std::string>>>
     attachmentNames(AXElement region, std::optional<std::string> expectedFilename);
 
   private:
+    Task<std::optional<ChatGPTComposerShape::Node>> shapeOf(AXElement element, std::size_t budget);
+    Task<std::optional<std::int64_t>> characterCount(AXElement editor);
+    Task<bool> showsPlaceholder(AXElement editor, Content content);
+
     ChatGPTElements& elements;
 };
 

@@ -70,12 +70,14 @@ class ChatGPTElements {
 
     // Ancestors. An element lies within itself.
 
-    /// Up to `maximumLevels` ancestors, the parent first: those up to `end` and `end` itself, or all.
+    /// The ancestors of an element, the parent first.
     struct Ancestry {
-        AXElements ancestors;
-        bool isComplete = false; ///< It ended at `end`, or where there is no parent.
+        enum class End { found, top, tooFar };
+
+        AXElements ancestors; ///< `maximumLevels` at most; the last one is what was sought, if it was found.
+        End end = End::tooFar;
     };
-    Task<Ancestry> ancestry(AXElement element, std::optional<AXElement> end = std::nullopt);
+    Task<Ancestry> ancestry(AXElement element, AXElement sought);
     /// False for an ancestor that lies too far away.
     Task<bool> isWithin(AXElement element, AXElement ancestor);
     /// Stops if the ancestors go on for too long.
@@ -88,6 +90,8 @@ class ChatGPTElements {
     auto step() { return reads.step(); }
 
   private:
+    [[noreturn]] void refuse(AccessibilityWalk::Refusal refusal);
+
     AccessibilityReads reads;
     ChatGPTOperations& operations;
 };

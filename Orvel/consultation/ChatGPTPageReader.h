@@ -12,6 +12,8 @@
 
 #include <chrono>
 #include <optional>
+#include <string>
+#include <utility>
 
 namespace orvel {
 
@@ -63,12 +65,14 @@ class ChatGPTPageReader {
         ProcessID front = 0;
         AXElement window;
     };
+    using PageObservation = ChatGPTDeliveryTrace::PageObservation;
 
-    Task<ChatGPTPage> read(Request request, ChatGPTDeliveryTrace::PageObservation& seen);
-    AXElement focusedWindow(const Request& request, ChatGPTDeliveryTrace::PageObservation& seen);
-    void requireSelection(ProcessID browser, const Selection& selection) const;
+    Task<ChatGPTPage> read(Request request, PageObservation& seen);
+    Task<AXElement> windowOf(Request request, PageObservation& seen);
+    Task<std::pair<AXElement, std::string>> pageIn(AXElement window, PageObservation& seen);
+    bool isSelected(ProcessID browser, const Selection& selection) const;
+    Task<std::optional<ChatGPTPage>> observed(Request request);
     Task<std::optional<ChatGPTPage>> readInitially(ProcessID browser, Selection selection, int number);
-    Task<std::optional<ChatGPTPage>> observable(Request request);
 
     MainLoop& loop;
     Applications& applications;

@@ -16,7 +16,6 @@
 #include "Orvel/runtime/MainLoop.h"
 #include "Orvel/runtime/Task.h"
 
-#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -32,9 +31,6 @@ struct ClaudeLastLook {
 
 /// The value of an element of the page while a reply is in progress.
 inline constexpr std::string_view respondingText = "Claude is responding";
-
-/// The attributes that may name a button, in the order of the reads.
-inline constexpr std::array<std::string_view, 3> labelAttributes{"AXTitle", "AXDescription", "AXHelp"};
 
 /// Serves one delivery at a time, and notes counts and failures in the attempt under way. Throws
 /// ClaudeAXReadFailure, and RelaySendError where the structure is not the known one. The ports and the
