@@ -3,6 +3,7 @@
 #include "Orvel/cli/ConversationOutput.h"
 #include "OrvelCore/conversations/ConversationCatalog.h"
 #include "OrvelCore/conversations/TranscriptReader.h"
+#include "bench/ArchiveBench.h"
 #include "bench/ChildProcess.h"
 #include "bench/ConversationFloors.h"
 #include "bench/SampleTranscripts.h"
@@ -202,6 +203,8 @@ void workOnce(const std::vector<std::string>& words) {
         const auto& home = words[1];
         benchmark::DoNotOptimize(
             ConversationCatalog::list(AgentFolders::of(home, std::nullopt, std::nullopt, home + "/.config")));
+    } else if (words.size() == 2 && words[0] == "pack") {
+        packFolder(words[1]);
     } else {
         throw std::invalid_argument("no such work");
     }

@@ -168,6 +168,13 @@ class Grammar {
                                  "Print what Orvel makes of a text that somebody types");
         typed.add_option("TEXT", result.text, "All that is in the editor; standard input where it is absent");
 
+        auto& archive = addCommand(Command::archive, "archive",
+                                   "Pack a folder into a ZIP, without what should stay on this machine");
+        archive.add_option("FOLDER", result.subject, "A repository or any other folder")->required();
+        addText(archive, "--to", "DIR", "Make the ZIP in a new folder in this one",
+                [this](const std::string& folder) { result.folder = folder; })
+            ->check(complaintAboutFolder);
+
         addRelayCommands();
 
         auto& doctor =
@@ -267,6 +274,7 @@ class Grammar {
             {"show", "orvel-cli show 0199f0c2"},
             {"preview", "orvel-cli preview 0199f0c2 --last 4 --note \"Please review this.\""},
             {"command", "orvel-cli command '/orvel Please review this.'"},
+            {"archive", "orvel-cli archive ~/code/lark"},
             {"link", "orvel-cli link 0199f0c2 5b0d714f"},
             {"links", "orvel-cli links --closed"},
             {"send", "orvel-cli send 965c --source claude --note \"Please fix this.\" --wait 60"},

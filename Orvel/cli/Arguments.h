@@ -37,7 +37,8 @@ struct Arguments {
         close,
         reopen,
         bind,
-        complete
+        complete,
+        archive
     };
 
     Command command = Command::none; ///< `none` only for a sample.
@@ -55,7 +56,7 @@ struct Arguments {
     std::optional<std::string> note;
     std::optional<std::chrono::seconds> wait; ///< How long to wait until a message is seen.
     bool tryKeyboard = false;                 ///< Return may be held for a moment.
-    std::optional<std::string> folder;        ///< In which a new conversation works.
+    std::optional<std::string> folder;        ///< In which a new conversation works or a ZIP is made.
     std::optional<RelayLinkEnd> end;          ///< Where a link grows.
     bool closed = false;                      ///< Closed links are listed.
     bool throughClaudeCode = false;           ///< Claude Code's command may take the message.

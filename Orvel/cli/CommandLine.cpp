@@ -1,5 +1,6 @@
 #include "Orvel/cli/CommandLine.h"
 
+#include "Orvel/cli/ArchiveCommand.h"
 #include "Orvel/cli/Arguments.h"
 #include "Orvel/cli/Commands.h"
 #include "Orvel/cli/Completions.h"
@@ -81,6 +82,7 @@ void runCommand(const Arguments& arguments, const Places& places, Output& output
     case relayCheck: return checkRelayRecords(arguments, output, stylist);
     case keybindings: return checkKeybindings(arguments, output, stylist);
     case typedCommand: return checkTypedCommand(arguments, output, stylist);
+    case archive: return packFolder(arguments, output, stylist);
     case links: return printList(RelayRecords::links(arguments, places, stylist), arguments, places, output);
     case pending:
         return printList(RelayRecords::pending(arguments, places, stylist), arguments, places, output);
@@ -102,7 +104,7 @@ void runCommand(const Arguments& arguments, const Places& places, Output& output
 bool writes(Arguments::Command command) {
     using enum Arguments::Command;
     constexpr std::array writing{link,   send,  retry,  receipts, create,
-                                 extend, close, reopen, bind,     doctor}; // The last lets Return go.
+                                 extend, close, reopen, bind,     archive, doctor}; // The last lets Return go.
     return std::find(writing.begin(), writing.end(), command) != writing.end();
 }
 

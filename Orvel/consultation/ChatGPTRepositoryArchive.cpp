@@ -22,13 +22,13 @@ using Packing = std::shared_ptr<RepositoryPacking>;
 using Phase = ArchiveProgress::Phase;
 
 struct Chosen {
-    ChosenFolder folder;
+    std::string folder;
     std::string output;
 };
 
 Chosen chosenPlaces(const std::string& folder, const std::string& outputDirectory) {
-    Chosen chosen{ChosenFolder::at(folder), resolvedPath(outputDirectory)};
-    if (chosen.output == chosen.folder.path || chosen.output.starts_with(joinedPath(chosen.folder.path, "")))
+    Chosen chosen{chosenFolder(folder), resolvedPath(outputDirectory)};
+    if (chosen.output == chosen.folder || chosen.output.starts_with(joinedPath(chosen.folder, "")))
         throw RelaySendError("Choose a folder that does not contain the ZIP staging directory.");
     return chosen;
 }
@@ -100,7 +100,7 @@ Task<Archive> pack(Archive::Ports ports, Packing packing, Chosen chosen, Archive
     auto entries = co_await listing;
     const auto finish = [packing, chosen, entries = std::move(entries)] {
         packing->compare(entries);
-        return finished(*packing, chosen.folder.path);
+        return finished(*packing, chosen.folder);
     };
     co_return co_await ports.loop.background(finish);
 }
@@ -130,7 +130,7 @@ Task<Archive> ChatGPTRepositoryArchive::prepare(Ports ports, std::string folder,
     if (control.told) control.told({});
     const auto choose = [folder, outputDirectory] { return chosenPlaces(folder, outputDirectory); };
     const auto chosen = co_await ports.loop.background(choose);
-    auto finding = candidatePaths(ports.loop, ports.processes, chosen.folder.path, control.stop);
+    auto finding = candidatePaths(ports.loop, ports.processes, chosen.folder, control.stop);
     const auto candidates = co_await finding;
 
     const auto packing =

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
+#include <span>
 #include <utility>
 
 #include <fcntl.h>
@@ -22,6 +23,7 @@ namespace orvel {
 namespace {
 
 constexpr std::size_t chunkSize = 1'048'576;
+constexpr std::size_t digestChunkSize = 131'072; // Stays near the processor until it is hashed.
 
 class OpenFile {
   public:
@@ -43,12 +45,12 @@ class OpenFile {
 };
 
 // The file's next bytes, empty at its end.
-std::string_view nextChunk(const OpenFile& file, char* buffer, const std::string& path) {
+std::string_view nextChunk(const OpenFile& file, std::span<char> buffer, const std::string& path) {
     ssize_t count = 0;
-    do count = read(file.number(), buffer, chunkSize);
+    do count = read(file.number(), buffer.data(), buffer.size());
     while (count < 0 && errno == EINTR);
     if (count < 0) throw FileError::fromErrno(errno, "read", path);
-    return {buffer, static_cast<std::size_t>(count)};
+    return {buffer.data(), static_cast<std::size_t>(count)};
 }
 
 bool isLink(const std::string& path) {
@@ -61,26 +63,35 @@ std::string fullyResolved(const std::string& path) {
     return resolved ? std::string(resolved.get()) : resolvedPath(path); // Which knows what is missing too.
 }
 
-OpenFile openFolder(const ChosenFolder& folder) {
-    OpenFile opened(open(folder.path.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY | O_NOFOLLOW));
-    struct stat facts {};
-    if (!opened || fstat(opened.number(), &facts) != 0)
-        throw RelaySendError("Couldn't open the selected folder.");
-    // A link further up may lead elsewhere by now.
-    if (facts.st_dev != folder.device || facts.st_ino != folder.inode)
-        throw RelaySendError("The folder target changed during preparation.");
+// A folder on the way may be closed to listing.
+#ifdef O_PATH
+constexpr int passing = O_PATH | O_CLOEXEC | O_DIRECTORY | O_NOFOLLOW;
+#else
+constexpr int passing = O_RDONLY | O_CLOEXEC | O_DIRECTORY | O_NOFOLLOW;
+#endif
+
+// Below `folder`, the components of `path` that end with a slash, which are taken away from it. Nothing if
+// one of them is no folder.
+OpenFile openFolders(OpenFile folder, std::string_view& path) {
+    for (auto slash = path.find('/'); folder && slash != path.npos; slash = path.find('/')) {
+        folder = OpenFile(openat(folder.number(), std::string(path.substr(0, slash)).c_str(), passing));
+        path.remove_prefix(slash + 1);
+    }
+    return folder;
+}
+
+// A resolved path holds no link, and one that has come there since is not followed either.
+OpenFile openRoot(const std::string& root) {
+    const auto whole = root.substr(1) + "/";
+    std::string_view rest = whole;
+    auto opened = openFolders(OpenFile(open("/", passing)), rest);
+    if (!opened) throw RelaySendError("Couldn't open the selected folder.");
     return opened;
 }
 
-OpenFile openBelow(OpenFile folder, std::string_view path) {
-    for (auto slash = path.find('/'); slash != path.npos; slash = path.find('/')) {
-        const std::string name(path.substr(0, slash));
-        OpenFile inner(
-            openat(folder.number(), name.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY | O_NOFOLLOW));
-        if (!inner) throw RelaySendError("The folder target changed during preparation.");
-        folder = std::move(inner);
-        path.remove_prefix(slash + 1);
-    }
+OpenFile openBelow(OpenFile root, std::string_view path) {
+    const auto folder = openFolders(std::move(root), path);
+    if (!folder) throw RelaySendError("The folder target changed during preparation.");
     // Without O_NONBLOCK the opening of a FIFO would wait for a writer.
     OpenFile file(openat(folder.number(), std::string(path).c_str(),
                          O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY));
@@ -90,13 +101,11 @@ OpenFile openBelow(OpenFile folder, std::string_view path) {
 
 } // namespace
 
-ChosenFolder ChosenFolder::at(const std::string& path) {
-    ChosenFolder folder{resolvedPath(path)};
+std::string chosenFolder(const std::string& path) {
+    auto folder = resolvedPath(path);
     struct stat facts {};
-    if (lstat(folder.path.c_str(), &facts) != 0 || !S_ISDIR(facts.st_mode))
+    if (lstat(folder.c_str(), &facts) != 0 || !S_ISDIR(facts.st_mode))
         throw RelaySendError("Choose a repository or folder.");
-    folder.device = facts.st_dev;
-    folder.inode = facts.st_ino;
     return folder;
 }
 
@@ -108,9 +117,9 @@ bool hasNoSymlinkComponents(const std::string& path, const std::string& root) {
     return fullyResolved(joinedPath(root, path)).starts_with(root + "/");
 }
 
-std::string readRegularFile(const std::string& path, const ChosenFolder& folder, std::uint64_t limit,
+std::string readRegularFile(const std::string& path, const std::string& root, std::uint64_t limit,
                             const std::atomic<bool>& stop) {
-    const auto file = openBelow(openFolder(folder), path);
+    const auto file = openBelow(openRoot(root), path);
     struct stat facts {};
     if (fstat(file.number(), &facts) != 0 || !S_ISREG(facts.st_mode))
         throw RelaySendError("Only regular files can be sent.");
@@ -119,7 +128,7 @@ std::string readRegularFile(const std::string& path, const ChosenFolder& folder,
     const auto buffer = std::make_unique_for_overwrite<char[]>(chunkSize);
     while (true) {
         PreparationStopped::check(stop);
-        const auto chunk = nextChunk(file, buffer.get(), path);
+        const auto chunk = nextChunk(file, {buffer.get(), chunkSize}, path);
         if (chunk.empty()) return bytes;
         if (bytes.size() + chunk.size() > limit)
             throw RelaySendError("The selection exceeds 100 MB. Choose a smaller folder.");
@@ -133,12 +142,12 @@ std::optional<FileDigest> digestOf(const std::string& path, std::optional<std::u
     if (!file || fstat(file.number(), &facts) != 0 || !S_ISREG(facts.st_mode)) return std::nullopt;
     const auto size = static_cast<std::uint64_t>(facts.st_size);
     if (expectedSize && size != *expectedSize) return std::nullopt;
-    const auto buffer = std::make_unique_for_overwrite<char[]>(chunkSize);
+    const auto buffer = std::make_unique_for_overwrite<char[]>(digestChunkSize);
     SHA256Stream digest;
     FileDigest result;
     // One that grows meanwhile is not the same file any more, and its reading must end.
     while (result.size <= size) {
-        const auto chunk = nextChunk(file, buffer.get(), path);
+        const auto chunk = nextChunk(file, {buffer.get(), digestChunkSize}, path);
         if (chunk.empty()) break;
         digest.add(chunk);
         result.size += chunk.size();

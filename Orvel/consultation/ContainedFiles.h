@@ -9,14 +9,8 @@
 
 namespace orvel {
 
-/// A folder as it was when it was chosen.
-struct ChosenFolder {
-    std::string path; ///< Resolved and standardised.
-    std::uint64_t device = 0, inode = 0;
-
-    /// Resolves the links in a path. Throws RelaySendError if no folder lies there.
-    static ChosenFolder at(const std::string& path);
-};
+/// The path of a folder with its links resolved, standardised. Throws RelaySendError if no folder lies there.
+std::string chosenFolder(const std::string& path);
 
 /// Whether neither the path below `root` nor anything above it down from there is a symbolic link, and all of
 /// it lies within `root`, which is resolved.
@@ -25,7 +19,7 @@ bool hasNoSymlinkComponents(const std::string& path, const std::string& root);
 /// The bytes of a regular file below the folder, opened component by component. Throws RelaySendError, also
 /// for more than `limit` bytes and if another folder has taken the folder's place; FileError if reading
 /// fails; and PreparationStopped soon after `stop`.
-std::string readRegularFile(const std::string& path, const ChosenFolder& folder, std::uint64_t limit,
+std::string readRegularFile(const std::string& path, const std::string& root, std::uint64_t limit,
                             const std::atomic<bool>& stop);
 
 struct FileDigest {

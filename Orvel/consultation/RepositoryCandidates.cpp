@@ -24,7 +24,7 @@ using Found = std::shared_ptr<const RepositoryCandidates>;
 // In the person's PATH anything may stand before it.
 constexpr const char* git = "/usr/bin/git";
 
-constexpr std::size_t listLimit = 64 * 1'048'576; // In bytes, of all paths together.
+constexpr std::size_t listLimit = 67'108'864; // In bytes, of all paths together.
 constexpr auto questionPatience = 10s, listPatience = 120s;
 constexpr auto stopInterval = 50ms, endInterval = 2ms;
 
@@ -64,8 +64,7 @@ Task<std::optional<Text>> run(MainLoop& loop, Processes& processes, ChildLaunch 
         const auto transfer = child->read(piece);
         if (transfer.kind == PipeTransfer::Kind::finished) break;
         text->append(piece.data(), transfer.count);
-        PipeWait wait(loop, *child, PipeEnd::output, loop.uptime() + stopInterval);
-        co_await wait;
+        co_await PipeWait(loop, *child, PipeEnd::output, loop.uptime() + stopInterval);
     }
     while (!child->exitStatus()) {
         PreparationStopped::check(*stop);

@@ -19,7 +19,7 @@ using Reason = LeftOutPath::Reason;
 
 // What one step may do at most, but for a larger file.
 constexpr std::size_t pathsInStep = 200;
-constexpr std::uint64_t bytesInStep = 4 * 1'048'576;
+constexpr std::uint64_t bytesInStep = 4'194'304;
 
 RelaySendError tooLarge() {
     return RelaySendError("The selection exceeds 100 MB. Choose a smaller folder.");
@@ -49,7 +49,7 @@ std::optional<Reason> reasonInKind(const std::string& path, struct stat& facts) 
 
 } // namespace
 
-RepositoryPacking::RepositoryPacking(ChosenFolder folder,
+RepositoryPacking::RepositoryPacking(std::string folder,
                                      std::shared_ptr<const RepositoryCandidates> candidates,
                                      std::uint64_t limit, StopFlag stop)
     : folder(std::move(folder)), candidates(std::move(candidates)), limit(limit), stop(std::move(stop)) {
@@ -76,13 +76,12 @@ bool RepositoryPacking::copySome() {
 
 void RepositoryPacking::take(const std::string& path) {
     if (const auto reason = reasonInPath(path)) return leaveOut(path, *reason);
-    if (!hasNoSymlinkComponents(path, folder.path)) return leaveOut(path, Reason::link);
+    if (!hasNoSymlinkComponents(path, folder)) return leaveOut(path, Reason::link);
     struct stat facts {};
-    if (const auto reason = reasonInKind(joinedPath(folder.path, path), facts))
-        return leaveOut(path, *reason);
+    if (const auto reason = reasonInKind(joinedPath(folder, path), facts)) return leaveOut(path, *reason);
     if (static_cast<std::uint64_t>(facts.st_size) > limit - bytes) throw tooLarge();
     const auto contents = readRegularFile(path, folder, limit - bytes, *stop);
-    if (!hasNoSymlinkComponents(path, folder.path))
+    if (!hasNoSymlinkComponents(path, folder))
         throw RelaySendError("A file target changed during preparation. Try again.");
     bytes += contents.size();
     if (bytes > limit) throw tooLarge();
@@ -96,6 +95,7 @@ void RepositoryPacking::leaveOut(const std::string& path, LeftOutPath::Reason re
 
 void RepositoryPacking::compare(std::vector<std::string> entries) const {
     std::vector<std::string> expected;
+    expected.reserve(packed.packed.size());
     for (const auto& file : packed.packed)
         expected.push_back(joinedPath(lastPathComponent(own->repository()), file.path));
     std::erase_if(entries, [](const auto& entry) { return entry.ends_with('/'); });

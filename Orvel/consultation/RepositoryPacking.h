@@ -18,7 +18,7 @@ namespace orvel {
 class RepositoryPacking {
   public:
     /// `limit` is in bytes, for all files together.
-    RepositoryPacking(ChosenFolder folder, std::shared_ptr<const RepositoryCandidates> candidates,
+    RepositoryPacking(std::string folder, std::shared_ptr<const RepositoryCandidates> candidates,
                       std::uint64_t limit, StopFlag stop);
 
     /// Makes the folder for the ZIP below the output folder. Throws FileError and PreparationStopped.
@@ -44,7 +44,7 @@ class RepositoryPacking {
     void take(const std::string& path);
     void leaveOut(const std::string& path, LeftOutPath::Reason reason);
 
-    ChosenFolder folder;
+    std::string folder;
     std::shared_ptr<const RepositoryCandidates> candidates;
     std::uint64_t limit;
     StopFlag stop;

@@ -23,7 +23,7 @@ _orvel_cli() {
         =) is_value=yes ;;
         --home | --data | --agent | --source | --to | --from | --last | --note | --wait | --folder) is_value=yes ;;
         list | show | preview | url | recent | relay | keybindings | command | \
-            link | links | send | pending | retry | copy-saved | receipts | new | extend | close | reopen | bind | doctor)
+            link | links | send | pending | retry | copy-saved | receipts | new | extend | close | reopen | bind | doctor | archive)
             if [[ -z $is_value && -n $command ]]; then
                 ((++place))
             fi
@@ -48,9 +48,12 @@ _orvel_cli() {
     new) options+=" --to --folder --note --from --last --wait" ;;
     extend) options+=" --leading --trailing" ;;
     doctor) options+=" --try-keyboard" ;;
+    archive) options+=" --to" ;;
     esac
 
     COMPREPLY=()
+    # Of other commands it names an agent.
+    [[ $command != archive || $previous != --to ]] || previous=--folder
     case $previous in
     --home | --data | --folder)
         compopt -o filenames 2>/dev/null
@@ -72,7 +75,7 @@ _orvel_cli() {
     case $command in
     "")
         local commands="list show preview url recent relay keybindings command"
-        commands+=" link links send pending retry copy-saved receipts new extend close reopen bind doctor"
+        commands+=" link links send pending retry copy-saved receipts new extend close reopen bind doctor archive"
         COMPREPLY=($(compgen -W "$commands" -- "$current"))
         ;;
     relay)
@@ -83,6 +86,11 @@ _orvel_cli() {
         compopt -o filenames 2>/dev/null
         local IFS=$'\n'
         COMPREPLY=($(compgen -f -- "$current"))
+        ;;
+    archive)
+        compopt -o filenames 2>/dev/null
+        local IFS=$'\n'
+        COMPREPLY=($(compgen -d -- "$current"))
         ;;
     show | preview | keybindings)
         compopt -o filenames 2>/dev/null

@@ -17,7 +17,7 @@ std::string parsed(const Words& words) {
     constexpr const char* names[] = {
         "none",    "list", "show",   "preview", "url",     "recent", "relay check", "keybindings",
         "command", "link", "links",  "send",    "pending", "retry",  "copy-saved",  "receipts",
-        "doctor",  "new",  "extend", "close",   "reopen",  "bind"};
+        "doctor",  "new",  "extend", "close",   "reopen",  "bind",   "complete",    "archive"};
     std::string line = names[static_cast<int>(arguments.command)];
     if (!arguments.subject.empty()) line += " {" + arguments.subject + "}";
     if (arguments.text) line += " {" + *arguments.text + "}";

@@ -127,10 +127,17 @@ TEST(PosixProcessesTest, TheEnvironmentDiffersOnlyWhereAsked) {
     std::vector<std::string> expected;
     for (char** entry = environ; *entry; ++entry)
         if (!std::string_view(*entry).starts_with("ORVEL_TEST_CHANGED=")) expected.emplace_back(*entry);
-    expected.insert(expected.end(), {"ORVEL_TEST_CHANGED=a=b", "ORVEL_TEST_NEW="});
+    expected.insert(expected.end(), {"ORVEL_TEST_CHANGED=a=b", "ORVEL_TEST_NEW=", "ORVEL_TEST_AWAY_2="});
+    setenv("ORVEL_TEST_AWAY_1", "away", 1);
     World world;
-    const auto output =
-        world.output({"environment"}, {{"ORVEL_TEST_CHANGED", "a=b"}, {"ORVEL_TEST_NEW", ""}});
+    const auto child = world.processes.start(
+        {.executable = CHILD_PROGRAM,
+         .arguments = {"environment"},
+         .environment = {{"ORVEL_TEST_CHANGED", "a=b"}, {"ORVEL_TEST_NEW", ""}, {"ORVEL_TEST_AWAY_2", ""}},
+         .hasPipes = true,
+         .withoutVariables = {"ORVEL_TEST_AWAY_"}});
+    const auto output = readSome(world, *child);
+    unsetenv("ORVEL_TEST_AWAY_1");
     EXPECT_THAT(piecesEndedByNul(output), testing::UnorderedElementsAreArray(expected));
     EXPECT_EQ(world.processes.environmentVariable("ORVEL_TEST_KEPT"), "kept = so");
     EXPECT_EQ(world.processes.environmentVariable("ORVEL_TEST_NEW"), std::nullopt);
