@@ -22,7 +22,7 @@ enum class TapEventType : std::uint32_t {
 
 /// Places of keys, numbered as on macOS.
 namespace KeyCode {
-inline constexpr std::int64_t returnKey = 36, keypadEnter = 76, copyKey = 37;
+inline constexpr std::int64_t returnKey = 36, keypadEnter = 76, copyKey = 37, letterG = 5, letterV = 9;
 
 constexpr bool isReturn(std::int64_t code) {
     return code == returnKey || code == keypadEnter;

@@ -222,11 +222,11 @@ AXSettable SimulatedAccessibility::isSettable(const AXElement& element, std::str
 
 AXStatus SimulatedAccessibility::setAttribute(const AXElement& element, std::string_view name,
                                               const AXValue& value) {
+    const bool isComposed = composesWrites && name != "AXFocused"; // Which no platform types.
     const auto call =
-        begin("setAttribute", element, name, true, composesWrites ? MainLoop::Duration::zero() : writeTime);
+        begin("setAttribute", element, name, true, isComposed ? MainLoop::Duration::zero() : writeTime);
     if (!call.happens) return call.status;
-    const auto status =
-        composesWrites ? compose(*call.element, name, value) : write(*call.element, name, value);
+    const auto status = isComposed ? compose(*call.element, name, value) : write(*call.element, name, value);
     return call.status == AXStatus::success ? status : call.status;
 }
 

@@ -395,6 +395,7 @@ void SimulatedDia::makeComposer(Window& window) {
     page.chips = group(page.region);
     page.editor = child(group(group(page.region)), "AXTextArea", "AXDescription", label("Ask ChatGPT"));
     place(page.editor, {corner.x + 20, corner.y + 60}, {760, 40});
+    page.editor->set("AXFocused", editorHasFocus);
     page.editor->write = [this, &window](std::string_view name, const AXValue& value) {
         return takeWrite(window, name, value);
     };
@@ -546,6 +547,10 @@ void SimulatedDia::scrolls(double points) {
 
 AXStatus SimulatedDia::takeWrite(Window& window, std::string_view name, const AXValue& value) {
     const auto* written = std::get_if<std::string>(&value);
+    if (name == "AXFocused" && value == AXValue(true)) {
+        if (!habits.keepsFocus) movesFocus(true);
+        return AXStatus::success;
+    }
     if (name != "AXValue" || !written) return AXStatus::attributeUnsupported;
     note(window, Deed::Kind::written, false, *written);
     if (habits.ignoresWrites) return AXStatus::success;

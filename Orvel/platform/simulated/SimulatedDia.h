@@ -38,7 +38,7 @@ struct SimulatedDiaHabits {
     Duration reply{4'000'000'000};      ///< From Send to the end of the reply.
     Duration hitTestLag{0};             ///< From the drawing of a control to when the hit test finds it.
     Duration redraws{0};                ///< Between two drawings of the composer as other elements; 0: never.
-    Duration jitters{0};                ///< Between two moves of all controls by one point; 0: never.
+    Duration jitters{0};                ///< Between two small moves of all controls; 0: never.
 
     // What it is like
     bool pressesNeedPointer = false; ///< Controls of the page offer no action.
@@ -58,6 +58,7 @@ struct SimulatedDiaHabits {
     std::optional<std::string> alsoAttaches; ///< The path of another file that comes with the first.
     bool selectsAnother = false;             ///< The panel selects a neighbour of the file.
     bool ignoresPastedFiles = false;
+    bool keepsFocus = false;    ///< Says that the keyboard went into the editor, and leaves it where it is.
     bool staysAtRoot = false;   ///< After Send.
     bool losesFiles = false;    ///< Sends the text alone.
     bool hidesMessages = false; ///< Never shows what was sent.
@@ -226,7 +227,7 @@ class SimulatedDia : public SimulatedApplication {
     void pastes(Window& window);
     void submit(Window& window, bool byPerson);
     void repeat(Duration interval, void (SimulatedDia::*deed)());
-    void moves() { scrolls(1); }
+    void moves() { scrolls(0.05); }
     void note(Window& window, Deed::Kind kind, bool byPerson, std::string after = {});
     /// Does the action later, unless the page was left or the window closed before.
     void onThisPage(Window& window, Duration delay, std::function<void(Window&)> action);
