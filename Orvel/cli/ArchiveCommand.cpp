@@ -115,7 +115,14 @@ std::string jsonOf(const Archive& archive) {
                      {"skippedFolders", jsonOf(archive.contents->skippedFolders)}});
 }
 
-std::string linesOf(const Archive& archive, const Stylist& stylist) {
+} // namespace
+
+ChatGPTRepositoryArchive packedFolder(const std::string& folder, const std::string& outputFolder,
+                                      Output& output, bool tellsProgress) {
+    return PackingRun(output, tellsProgress).archiveOf(folder, outputFolder);
+}
+
+std::string linesOf(const ChatGPTRepositoryArchive& archive, const Stylist& stylist) {
     const auto& contents = *archive.contents;
     std::string lines;
     const auto add = [&](std::string_view name, const std::string& value) {
@@ -139,13 +146,11 @@ std::string linesOf(const Archive& archive, const Stylist& stylist) {
     return lines;
 }
 
-} // namespace
-
 void packFolder(const Arguments& arguments, Output& output, const Stylist& stylist) {
     const auto outputFolder =
         arguments.folder ? standardizedPath(*arguments.folder) : ArchiveStaging::usualOutputFolder();
-    PackingRun run(output, output.isTerminal() && !arguments.json);
-    const auto archive = run.archiveOf(standardizedPath(arguments.subject), outputFolder);
+    const auto archive = packedFolder(standardizedPath(arguments.subject), outputFolder, output,
+                                      output.isTerminal() && !arguments.json);
     output.write(arguments.json ? jsonOf(archive) : linesOf(archive, stylist));
 }
 

@@ -175,6 +175,13 @@ class Grammar {
                 [this](const std::string& folder) { result.folder = folder; })
             ->check(complaintAboutFolder);
 
+        auto& ask = addCommand(Command::ask, "ask",
+                               "Show in the sample how a folder and a question get into ChatGPT");
+        ask.add_option("FOLDER", result.subject,
+                       "A repository or any other folder; made up where it is absent");
+        addText(ask, "--question", "TEXT", "What to ask",
+                [this](const std::string& text) { result.note = text; });
+
         addRelayCommands();
 
         auto& doctor =
@@ -185,6 +192,9 @@ class Grammar {
 
     std::variant<Arguments, UsageReply> parse(std::span<const std::string> arguments) try {
         program.parse(inParsingOrder(arguments));
+        if (result.command == Command::ask && !result.sample)
+            return complaint(
+                "ask shows the road in the sample: add --sample. Orvel’s window asks ChatGPT itself.");
         if (result.command != Command::none) return result;
         if (result.sample && !result.json) return result;
         if (result.sample) return complaint("--json needs a command.");
@@ -275,6 +285,7 @@ class Grammar {
             {"preview", "orvel-cli preview 0199f0c2 --last 4 --note \"Please review this.\""},
             {"command", "orvel-cli command '/orvel Please review this.'"},
             {"archive", "orvel-cli archive ~/code/lark"},
+            {"ask", "orvel-cli --sample ask ~/code/lark --question \"Why is parse_operand slow?\""},
             {"link", "orvel-cli link 0199f0c2 5b0d714f"},
             {"links", "orvel-cli links --closed"},
             {"send", "orvel-cli send 965c --source claude --note \"Please fix this.\" --wait 60"},

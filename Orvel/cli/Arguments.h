@@ -38,7 +38,8 @@ struct Arguments {
         reopen,
         bind,
         complete,
-        archive
+        archive,
+        ask ///< In a sample only.
     };
 
     Command command = Command::none; ///< `none` only for a sample.

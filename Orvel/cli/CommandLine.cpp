@@ -4,6 +4,7 @@
 #include "Orvel/cli/Arguments.h"
 #include "Orvel/cli/Commands.h"
 #include "Orvel/cli/Completions.h"
+#include "Orvel/cli/ConsultationTour.h"
 #include "Orvel/cli/Doctor.h"
 #include "Orvel/cli/Interruption.h"
 #include "Orvel/cli/JsonLine.h"
@@ -82,6 +83,7 @@ void runCommand(const Arguments& arguments, const Places& places, Output& output
     case relayCheck: return checkRelayRecords(arguments, output, stylist);
     case keybindings: return checkKeybindings(arguments, output, stylist);
     case typedCommand: return checkTypedCommand(arguments, output, stylist);
+    case ask: return showConsultationTour(arguments, places.dataFolder, output, stylist);
     case archive: return packFolder(arguments, output, stylist);
     case links: return printList(RelayRecords::links(arguments, places, stylist), arguments, places, output);
     case pending:
@@ -103,8 +105,8 @@ void runCommand(const Arguments& arguments, const Places& places, Output& output
 
 bool writes(Arguments::Command command) {
     using enum Arguments::Command;
-    constexpr std::array writing{link,   send,  retry,  receipts, create,
-                                 extend, close, reopen, bind,     archive, doctor}; // The last lets Return go.
+    constexpr std::array writing{link,  send,   retry, receipts, create, extend,
+                                 close, reopen, bind,  archive,  doctor}; // The last lets Return go.
     return std::find(writing.begin(), writing.end(), command) != writing.end();
 }
 

@@ -24,10 +24,12 @@ ApplicationScreens::ApplicationScreens(OrvelApp& app, const Desktop& ports, std:
       window(app.model, ports,
              {.openSamples = std::move(openSamples),
               .openSettings = [this] { settingsWindow.open(); },
+              .openConsultation = [this] { consultationView.open(); },
               .quit = [this] { quit(); },
               .mayClose = [this] { return mayClose(); },
               .updates = app.updates.productionUpdatesEnabled() ? &app.updates : nullptr}),
       settingsWindow(app, window.preferences()),
+      consultationView(app.consultation, app.model.changes()),
       notice(ports.loop),
       news(app.model, [this](const QString& title, const QString& text) {
           // Who looks at the window sees it there.

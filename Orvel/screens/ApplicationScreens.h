@@ -3,6 +3,7 @@
 // failed command, and the refusal to quit. It decides what closing a window means.
 
 #include "Orvel/desktop/Desktop.h"
+#include "Orvel/screens/ChatGPTConsultationView.h"
 #include "Orvel/screens/FailureNotice.h"
 #include "Orvel/screens/MainWindow.h"
 #include "Orvel/screens/MessageNews.h"
@@ -33,6 +34,7 @@ class ApplicationScreens : public QObject {
 
     MainWindow& mainWindow() { return window; }
     SettingsWindow& settings() { return settingsWindow; }
+    ChatGPTConsultationView& consultation() { return consultationView; }
     FailureNotice& failureNotice() { return notice; }
     WindowPreferences& preferences() { return window.preferences(); }
 
@@ -59,6 +61,7 @@ class ApplicationScreens : public QObject {
     Desktop ports;
     MainWindow window;
     SettingsWindow settingsWindow;
+    ChatGPTConsultationView consultationView;
     FailureNotice notice;
     std::optional<TrayEntry> tray;
     MessageNews news;

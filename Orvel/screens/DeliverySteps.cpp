@@ -2,7 +2,8 @@
 
 #include "Orvel/screens/Theme.h"
 
-#include <array>
+#include <algorithm>
+#include <utility>
 
 #include <QPainter>
 
@@ -11,27 +12,6 @@ namespace orvel {
 namespace {
 
 constexpr int circle = 14, gap = 6, line = 40;
-
-const std::array<QString, 3>& stepNames() {
-    static const std::array names{DeliverySteps::tr("Saved"), DeliverySteps::tr("Delivered"),
-                                  DeliverySteps::tr("Seen in the transcript")};
-    return names;
-}
-
-// The last step that is done.
-std::size_t reachedBy(TransferStanding standing) {
-    switch (standing) {
-    case TransferStanding::delivering:
-    case TransferStanding::mayBeRetried:
-    case TransferStanding::outdated:
-    case TransferStanding::waitingForPaste:
-    case TransferStanding::unconfirmed: return 0;
-    case TransferStanding::checking:
-    case TransferStanding::receiptUnsaved: return 1;
-    case TransferStanding::received: return 2;
-    }
-    return 0;
-}
 
 void paintDone(QPainter& painter, const QPointF& center, const Theme& theme) {
     painter.setPen(Qt::NoPen);
@@ -66,28 +46,27 @@ void paintOpen(QPainter& painter, const QPointF& center, bool isNext, bool faile
 
 } // namespace
 
-DeliverySteps::DeliverySteps(QWidget* parent) : QWidget(parent) {
+DeliverySteps::DeliverySteps(QStringList names, QWidget* parent) : QWidget(parent), names(std::move(names)) {
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
 }
 
-void DeliverySteps::render(TransferStanding standing) {
-    reached = reachedBy(standing);
-    failed = hasFailed(standing);
+void DeliverySteps::render(std::size_t newDone, bool hasFailed) {
+    done = newDone;
+    failed = hasFailed;
     QStringList spoken;
-    for (std::size_t i = 0; i < stepNames().size(); ++i) {
-        const bool isNext = i == reached + 1;
-        spoken += stepNames()[i] + (i <= reached       ? tr(": done")
-                                    : isNext && failed ? tr(": failed")
-                                                       : tr(": not yet"));
-    }
+    for (std::size_t i = 0; i < std::size_t(names.size()); ++i)
+        spoken += names[qsizetype(i)] + (i < done              ? tr(": done")
+                                         : i == done && failed ? tr(": failed")
+                                                               : tr(": not yet"));
     setAccessibleName(spoken.join(QStringLiteral(", ")));
     update();
 }
 
 QSize DeliverySteps::sizeHint() const {
     int width = 0;
-    for (const auto& name : stepNames()) width += circle + gap + fontMetrics().horizontalAdvance(name);
-    return {width + 2 * (line + 2 * gap), std::max(fontMetrics().height(), circle + 2)};
+    for (const auto& name : names) width += circle + gap + fontMetrics().horizontalAdvance(name);
+    const auto lines = static_cast<int>(std::max<qsizetype>(names.size(), 1)) - 1;
+    return {width + lines * (line + 2 * gap), std::max(fontMetrics().height(), circle + 2)};
 }
 
 void DeliverySteps::paintEvent(QPaintEvent*) {
@@ -96,8 +75,9 @@ void DeliverySteps::paintEvent(QPaintEvent*) {
     painter.setRenderHint(QPainter::Antialiasing);
     const double middle = height() / 2.0;
     double x = 0;
-    for (std::size_t i = 0; i < stepNames().size(); ++i) {
-        const bool isDone = i <= reached;
+    for (std::size_t i = 0; i < std::size_t(names.size()); ++i) {
+        const auto& name = names[qsizetype(i)];
+        const bool isDone = i < done;
         if (i > 0) {
             painter.setPen(QPen(isDone ? theme.done : theme.border, 2));
             painter.drawLine(QPointF(x + gap, middle), QPointF(x + gap + line, middle));
@@ -107,11 +87,11 @@ void DeliverySteps::paintEvent(QPaintEvent*) {
         if (isDone)
             paintDone(painter, center, theme);
         else
-            paintOpen(painter, center, i == reached + 1, failed, theme);
+            paintOpen(painter, center, i == done, failed, theme);
         x += circle + gap;
-        const auto width = fontMetrics().horizontalAdvance(stepNames()[i]);
+        const auto width = fontMetrics().horizontalAdvance(name);
         painter.setPen(isDone ? theme.text : theme.secondaryText);
-        painter.drawText(QRectF(x, 0, width + 2, height()), Qt::AlignVCenter | Qt::AlignLeft, stepNames()[i]);
+        painter.drawText(QRectF(x, 0, width + 2, height()), Qt::AlignVCenter | Qt::AlignLeft, name);
         x += width;
     }
 }

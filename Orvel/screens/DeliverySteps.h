@@ -1,8 +1,9 @@
 #pragma once
-// How far a message has come, as three steps that fill from left to right.
+// How far a delivery has come, as steps that fill from left to right.
 
-#include "Orvel/model/TransferStanding.h"
+#include <cstddef>
 
+#include <QStringList>
 #include <QWidget>
 
 namespace orvel {
@@ -11,10 +12,10 @@ class DeliverySteps : public QWidget {
     Q_OBJECT
 
   public:
-    explicit DeliverySteps(QWidget* parent = nullptr);
+    explicit DeliverySteps(QStringList names, QWidget* parent = nullptr);
 
-    /// The step that comes next is marked where it failed.
-    void render(TransferStanding standing);
+    /// How many steps are done; the one that comes next is marked where it failed.
+    void render(std::size_t done, bool failed);
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }
@@ -23,7 +24,8 @@ class DeliverySteps : public QWidget {
     void paintEvent(QPaintEvent* event) override;
 
   private:
-    std::size_t reached = 0;
+    const QStringList names;
+    std::size_t done = 0;
     bool failed = false;
 };
 

@@ -141,6 +141,8 @@ void MainWindow::makeFileMenu() {
                    [this] { workspace->pasteConversation(); });
     samples = add(file, tr("Open the s&amples"), {}, [this] { commands.openSamples(); });
     file->addSeparator();
+    add(file, tr("&Ask ChatGPT about a Repository…"), {Qt::CTRL | Qt::SHIFT | Qt::Key_A},
+        [this] { commands.openConsultation(); });
     if (auto* updates = commands.updates)
         actions.update = add(file, {}, {}, [updates] { UpdatesPage::act(*updates); });
     add(file, tr("S&ettings…"), {Qt::CTRL | Qt::Key_Comma}, [this] { commands.openSettings(); });

@@ -23,6 +23,7 @@ struct WindowCommands {
     /// Starts Orvel on its sample conversations.
     std::function<void()> openSamples = [] {};
     std::function<void()> openSettings = [] {};
+    std::function<void()> openConsultation = [] {};
     std::function<void()> quit = [] {};
     /// Whether the window may close now.
     std::function<bool()> mayClose = [] { return true; };

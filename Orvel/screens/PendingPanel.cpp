@@ -67,6 +67,21 @@ QString adviceFor(const OrvelWorkspaceSnapshot& snapshot, const QString& receive
     return qtText(situationOf(standing)) + QStringLiteral(" ") + remedyFor(snapshot, receiver);
 }
 
+// Of the three steps of a message.
+std::size_t stepsDone(TransferStanding standing) {
+    switch (standing) {
+    case TransferStanding::delivering:
+    case TransferStanding::mayBeRetried:
+    case TransferStanding::outdated:
+    case TransferStanding::waitingForPaste:
+    case TransferStanding::unconfirmed: break;
+    case TransferStanding::checking:
+    case TransferStanding::receiptUnsaved: return 2;
+    case TransferStanding::received: return 3;
+    }
+    return 1;
+}
+
 QLabel* plainLabel(bool wraps) {
     auto* label = new QLabel;
     label->setTextFormat(Qt::PlainText);
@@ -78,7 +93,7 @@ QLabel* plainLabel(bool wraps) {
 
 PendingPanel::PendingPanel(QWidget* parent)
     : QFrame(parent),
-      steps(new DeliverySteps),
+      steps(new DeliverySteps({tr("Saved"), tr("Delivered"), tr("Seen in the transcript")})),
       progress(plainLabel(false)),
       failure(plainLabel(true)),
       attempt(plainLabel(true)),
@@ -150,7 +165,7 @@ void PendingPanel::renderPending(const OrvelWorkspaceSnapshot& snapshot) {
     if (std::exchange(transferID, snapshot.transferID) != snapshot.transferID) isUnfolded = false;
     // A message that is not of the shown side goes the other way.
     receiver = qtText(snapshot.hasPending ? snapshot.destination : snapshot.sourceLabel);
-    steps->render(*snapshot.transferStanding);
+    steps->render(stepsDone(*snapshot.transferStanding), hasFailed(*snapshot.transferStanding));
     progressText = progressWords(snapshot, receiver);
 
     const auto failureText = snapshot.pendingFailure ? qtText(*snapshot.pendingFailure) : QString();
@@ -182,7 +197,7 @@ void PendingPanel::renderPending(const OrvelWorkspaceSnapshot& snapshot) {
 }
 
 void PendingPanel::renderArrived() {
-    steps->render(TransferStanding::received);
+    steps->render(stepsDone(TransferStanding::received), false);
     progressText = tr("%1 has it").arg(receiver);
     for (QWidget* gone :
          {static_cast<QWidget*>(failure), static_cast<QWidget*>(advice), static_cast<QWidget*>(firstLine),

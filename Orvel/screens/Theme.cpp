@@ -58,7 +58,10 @@ QString styleSheetOf(const Theme& theme) {
         QScrollBar::add-line, QScrollBar::sub-line { height: 0; width: 0; }
         QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
         QProgressBar { background: transparent; border: none; max-height: 3px; }
+        QProgressBar#share { background: %2; border-radius: 3px; max-height: 6px; }
         QProgressBar::chunk { background: %5; }
+        QTreeView#archive { background: transparent; border: none; }
+        QTreeView#archive::item { padding: 4px 6px; }
     )")
         .arg(theme.card.name(), theme.border.name(), theme.banner.name(), theme.bannerBorder.name(),
              theme.accent.name(), theme.text.name(), theme.fadedText.name(), theme.accentText.name(),

@@ -1,7 +1,9 @@
 #include "Orvel/shell/OrvelApp.h"
 
+#include "Orvel/consultation/ArchiveStaging.h"
 #include "Orvel/delivery/DestinationAppLauncher.h"
 #include "Orvel/desktop/Applications.h"
+#include "Orvel/desktop/DesktopSession.h"
 #include "Orvel/desktop/KeyboardTap.h"
 #include "Orvel/desktop/Settings.h"
 
@@ -18,6 +20,11 @@ constexpr std::string_view claudeCodeKey = "throughClaudeCode", developerToolsKe
 constexpr std::chrono::seconds patience{5};
 constexpr std::chrono::milliseconds lookInterval{10};
 
+// Another program's open panel can be read on a Mac only.
+ChatGPTAttachingWay attachingWay(const DesktopSession& session) {
+    return session.kind == SessionKind::guarded ? ChatGPTAttachingWay::openPanel : ChatGPTAttachingWay::paste;
+}
+
 } // namespace
 
 OrvelApp::OrvelApp(const Desktop& ports, const AgentFolders& folders, const std::string& statePath,
@@ -25,7 +32,15 @@ OrvelApp::OrvelApp(const Desktop& ports, const AgentFolders& folders, const std:
     : ports(ports),
       clockStyle(clock),
       claude(ports, attempts, folders),
+      chatGPTOperations(ports.loop),
+      chatGPT(ports, chatGPTOperations, attachingWay(ports.session)),
       model(ports, claude, folders, statePath),
+      consultation(model.changes(), {.ports = {ports.loop, ports.processes, ports.zipArchives},
+                                     .panels = ports.panels,
+                                     .operations = chatGPTOperations,
+                                     .sender = chatGPT,
+                                     .home = folders.home,
+                                     .outputDirectory = ArchiveStaging::usualOutputFolder()}),
       consent(model.changes(), ports.loop, ports.settings, ports.session),
       monitoring(model.changes(), ports, model.commandInbox, consent, {clock, version, folders.codex}),
       updates(model.changes(), ports.updater, ports.processes, version),
@@ -107,7 +122,7 @@ void OrvelApp::showDeveloperTools(bool isShown) {
 }
 
 QuitState OrvelApp::quitState() const {
-    return {.isMessageUnderWay = model.messageOperation().isUnderWay(),
+    return {.isWorkUnderWay = model.messageOperation().isUnderWay() || consultation.isBusy(),
             .isCheckingReceipts = model.receipts.isChecking(),
             .isSavingRecords = !model.ledger.isIdle(),
             .hasUnsavedDraft = model.ledger.hasUnsavedDraft()};

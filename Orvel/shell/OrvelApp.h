@@ -2,9 +2,12 @@
 // The application behind its windows: the objects that live as long as the process, their start in its order,
 // and whether it may quit. It belongs to the main loop's thread.
 
+#include "Orvel/consultation/ChatGPTBrowserSender.h"
+#include "Orvel/consultation/ChatGPTOperations.h"
 #include "Orvel/delivery/ClaudeDesktopRelaySender.h"
 #include "Orvel/delivery/ClaudeRelayDiagnosticHistory.h"
 #include "Orvel/desktop/Desktop.h"
+#include "Orvel/model/ChatGPTConsultationModel.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/shell/CommandMonitoring.h"
 #include "Orvel/shell/DesktopConsent.h"
@@ -84,9 +87,12 @@ class OrvelApp {
     ClockStyle clockStyle;
     ClaudeRelayDiagnosticHistory attempts;
     ClaudeDesktopRelaySender claude;
+    ChatGPTOperations chatGPTOperations;
+    ChatGPTBrowserSender chatGPT;
 
   public:
     OrvelModel model;
+    ChatGPTConsultationModel consultation;
     DesktopConsent consent;
     CommandMonitoring monitoring;
     OrvelUpdateController updates;

@@ -8,8 +8,8 @@ namespace orvel {
 
 /// What a quit depends on.
 struct QuitState {
-    bool isMessageUnderWay = false;   ///< Conversations are joined, a message is prepared or sent, or an
-                                      ///< application's window is inspected.
+    bool isWorkUnderWay = false;      ///< Conversations are joined, a message is prepared or sent, an
+                                      ///< application's window is inspected, or ChatGPT is asked.
     bool isCheckingReceipts = false;  ///< Happens every two seconds, for moments.
     bool isSavingRecords = false;     ///< Something is being saved, or will be soon.
     bool hasUnsavedDraft = false;     ///< Something typed is not in the file.
@@ -19,7 +19,7 @@ struct QuitState {
 enum class QuitDecision { allow, wait, refuseForWork, refuseForDraft };
 
 constexpr QuitDecision decideQuit(const QuitState& state) {
-    if (state.isMessageUnderWay) return QuitDecision::refuseForWork;
+    if (state.isWorkUnderWay) return QuitDecision::refuseForWork;
     if (!state.isPatienceExhausted && (state.isCheckingReceipts || state.isSavingRecords))
         return QuitDecision::wait;
     if (state.isCheckingReceipts) return QuitDecision::refuseForWork;

@@ -1,6 +1,8 @@
 // Draws the windows in every state, light and dark and at three sizes, and a page that shows all pictures:
 // for people to look at. The folder for them is in ORVEL_PICTURES.
 
+#include "Orvel/platform/simulated/SimulatedDia.h"
+#include "Orvel/screens/ChatGPTConsultationView.h"
 #include "Orvel/screens/FailureNotice.h"
 #include "Orvel/screens/SettingsWindow.h"
 #include "Orvel/screens/Theme.h"
@@ -88,6 +90,40 @@ class Pictures : public RelayWindowFixture, public testing::WithParamInterface<S
         settle();
     }
 
+    void openConsultation(const std::function<void(ChatGPTConsultationModel&)>& arrange) {
+        const std::vector<std::pair<const char*, std::size_t>> files{{"CMakeLists.txt", 4'100},
+                                                                     {"README.md", 11'800},
+                                                                     {"docs/grammar.md", 38'200},
+                                                                     {"docs/ranges.md", 9'600},
+                                                                     {"samples/large.lark", 6'200'000},
+                                                                     {"src/fold/fold.cpp", 22'400},
+                                                                     {"src/fold/fold.h", 3'000},
+                                                                     {"src/fold/range.cpp", 8'700},
+                                                                     {"src/parse/expr.cpp", 14'900},
+                                                                     {".env.local", 20},
+                                                                     {".npmrc", 20},
+                                                                     {"deploy/credentials.json", 20},
+                                                                     {"deploy/signing.p12", 20},
+                                                                     {"tests/tls/server.key", 20}};
+        for (const auto& [path, size] : files)
+            folder.write(std::string("lark/") + path, std::string(size, 'x'));
+        simulated.applications.start(dia);
+        simulated.applications.bringToFront(SimulatedApplications::self);
+        openApplication();
+        auto& model = app->consultation;
+        auto& made = show<ChatGPTConsultationView>(model, app->model.changes());
+        made.open();
+        arrange(model);
+        settle();
+    }
+    void pack(ChatGPTConsultationModel& model) {
+        model.prepare(folder.path("lark"));
+        pass(5s);
+        model.question =
+            "Where does the parser decide that an integer is out of range, and what would break if "
+            "that check came after constant folding? Name the files.";
+    }
+
     void openNotice() {
         auto made = std::make_unique<FailureNotice>(simulated.loop);
         made->tell("Claude has a draft, attachment, or reply in progress. Nothing was changed.",
@@ -115,6 +151,7 @@ class Pictures : public RelayWindowFixture, public testing::WithParamInterface<S
     bool hasSizes() const { return !other; }
 
     WindowPreferences preferences{simulated.settings};
+    SimulatedDia dia{simulated};
     std::optional<OrvelApp> app;
     std::unique_ptr<QWidget> other;
 };
@@ -179,6 +216,22 @@ const Scene scenes[] = {
     {"settings-general", [](auto& test) { test.openSettings("General"); }},
     {"setup", [](auto& test) { test.openSettings("Setup", true); }},
     {"notice", [](auto& test) { test.openNotice(); }},
+    {"consultation-empty", [](auto& test) { test.openConsultation([](auto&) {}); }},
+    {"consultation-ready",
+     [](auto& test) { test.openConsultation([&test](auto& model) { test.pack(model); }); }},
+    {"consultation-sending",
+     [](auto& test) {
+         test.openConsultation([&test](auto& model) { test.pack(model), model.send(), test.pass(4s); });
+     }},
+    {"consultation-unconfirmed",
+     [](auto& test) {
+         test.dia.habits.hidesMessages = true;
+         test.openConsultation([&test](auto& model) { test.pack(model), model.send(), test.pass(90s); });
+     }},
+    {"consultation-delivered",
+     [](auto& test) {
+         test.openConsultation([&test](auto& model) { test.pack(model), model.send(), test.pass(30s); });
+     }},
 };
 
 class PicturesTest : public Pictures {};

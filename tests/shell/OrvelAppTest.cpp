@@ -22,7 +22,7 @@ TEST(QuitRules, RefuseWhatWouldBreakOffAndWaitForWhatEndsByItself) {
         QuitDecision decision;
     } cases[] = {
         {"nothing", {}, QuitDecision::allow},
-        {"message", {.isMessageUnderWay = true}, QuitDecision::refuseForWork},
+        {"message", {.isWorkUnderWay = true}, QuitDecision::refuseForWork},
         {"receipts", {.isCheckingReceipts = true}, QuitDecision::wait},
         {"receipts for long",
          {.isCheckingReceipts = true, .isPatienceExhausted = true},
@@ -32,9 +32,7 @@ TEST(QuitRules, RefuseWhatWouldBreakOffAndWaitForWhatEndsByItself) {
          {.isSavingRecords = true, .hasUnsavedDraft = true, .isPatienceExhausted = true},
          QuitDecision::refuseForDraft},
         {"draft that can't be saved", {.hasUnsavedDraft = true}, QuitDecision::refuseForDraft},
-        {"message and draft",
-         {.isMessageUnderWay = true, .hasUnsavedDraft = true},
-         QuitDecision::refuseForWork},
+        {"message and draft", {.isWorkUnderWay = true, .hasUnsavedDraft = true}, QuitDecision::refuseForWork},
         {"a save without a draft, for long",
          {.isSavingRecords = true, .isPatienceExhausted = true},
          QuitDecision::allow},
