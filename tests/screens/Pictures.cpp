@@ -33,6 +33,7 @@ class Pictures : public RelayWindowFixture, public testing::WithParamInterface<S
   public:
     Pictures() {
         simulated.loop.setNow(1'795'185'000 - referenceDateInUnixTime); // 20 November 2026, 14:30 UTC.
+        stamp.now = simulated.loop.now() - 600;
         codexTranscript =
             CodexTranscript({.id = codexID, .workingDirectory = "/code/lark", .startedAt = anHourAgo()});
         codexTranscript.ask("Rewrite the expression parser by hand. Keep the error positions.")
