@@ -69,8 +69,9 @@ class Desk {
         changes,
         {desktop.loop, desktop.accessibility, desktop.applications, desktop.inputSources, japanese,
          [] { return true; }, [](Agent, ProcessID) { return true; },
-         [](const CapturedReturn&, const std::function<bool()>&)
-             -> Task<std::optional<ConversationReference>> { co_return std::nullopt; },
+         [](const CapturedReturn&, const std::function<bool()>&) -> Task<std::optional<IdentifiedCodex>> {
+             co_return std::nullopt;
+         },
          [](CapturedCommand) -> Task<void> { co_return; }, ClockStyle()}};
 };
 

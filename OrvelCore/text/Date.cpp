@@ -1,6 +1,5 @@
 #include "OrvelCore/text/Date.h"
 
-#include <charconv>
 #include <chrono>
 
 namespace orvel {
@@ -10,10 +9,11 @@ namespace {
 // Takes exactly so many digits off the front.
 std::optional<int> takeNumber(std::string_view& text, std::size_t digits) {
     int number = 0;
-    if (text.size() < digits || text.front() == '-') return std::nullopt;
-    const auto* end = text.data() + digits;
-    const auto read = std::from_chars(text.data(), end, number);
-    if (read.ec != std::errc() || read.ptr != end) return std::nullopt;
+    if (text.size() < digits) return std::nullopt;
+    for (const char c : text.substr(0, digits)) {
+        if (c < '0' || c > '9') return std::nullopt;
+        number = number * 10 + (c - '0');
+    }
     text.remove_prefix(digits);
     return number;
 }

@@ -34,7 +34,10 @@ struct Scene {
 class Pictures : public RelayWindowFixture, public testing::WithParamInterface<Scene> {
   public:
     Pictures() {
-        codexTranscript = CodexTranscript({.id = codexID, .workingDirectory = "/code/lark"});
+        simulated.loop.setNow(1'795'185'000 - referenceDateInUnixTime); // 20 November 2026, 14:30 UTC.
+        stamp.now = simulated.loop.now() - 600;
+        codexTranscript =
+            CodexTranscript({.id = codexID, .workingDirectory = "/code/lark", .startedAt = anHourAgo()});
         codexTranscript.ask("Rewrite the expression parser by hand. Keep the error positions.")
             .answer(
                 "The parser is hand-written now; 214 tests pass, and the error positions are those of the "
@@ -44,10 +47,15 @@ class Pictures : public RelayWindowFixture, public testing::WithParamInterface<S
                 "It is as it was. Three cases pin it down:\n\n```\n-2147483648       folds to the smallest "
                 "integer\n-(2147483648)     out of range, at the first digit\n- 2147483648      folds; "
                 "blanks do not count\n```\n\nThe old parser fails the second one.");
-        claudeTranscript = ClaudeTranscript({.id = claudeID, .workingDirectory = "/code/lark"});
+        claudeTranscript =
+            ClaudeTranscript({.id = claudeID, .workingDirectory = "/code/lark", .startedAt = anHourAgo()});
         claudeTranscript.ask("Read the grammar and the old parser first.")
             .answer("Read. Unary minus before a literal and the power operator are the two places where I "
                     "would look twice: the old parser folds the first one while it is still reading.");
+    }
+
+    std::int64_t anHourAgo() const {
+        return static_cast<std::int64_t>(simulated.loop.now() + referenceDateInUnixTime) - 3600;
     }
 
     void startNew() {
@@ -168,7 +176,11 @@ const Scene scenes[] = {
     {"ready", [](auto& test) { test.openPair(), test.type("Instructions", "Judge the special case."); }},
     {"relayed",
      [](auto& test) {
-         test.receive(Agent::claude), test.open(), test.type("Instructions", "Judge the special case.");
+         test.receive(Agent::claude, "Please judge only the folding of the smallest integer.",
+                      "The fold is right for every integer but the smallest: `-2147483648` is read as a "
+                      "minus and a literal that does not fit, so the range check refuses it before the "
+                      "fold can see the sign.\n\nI would change `fold.cpp` and leave the parser alone.");
+         test.open(), test.type("Instructions", "Write these cases as tests first.");
      }},
     {"busy",
      [](auto& test) { test.codexTranscript.ask("And the power operator?"), test.write(), test.openPair(); }},
@@ -244,7 +256,7 @@ TEST_P(PicturesTest, AreDrawn) {
     GetParam().arrange(*this);
     std::ofstream page(target / "index.html", std::ios::app);
     page << "<h2>" << GetParam().name << "</h2>\n";
-    const std::vector<QSize> sizes = hasSizes() ? std::vector<QSize>{{640, 480}, {1000, 700}, {1440, 900}}
+    const std::vector<QSize> sizes = hasSizes() ? std::vector<QSize>{{640, 480}, {1180, 780}, {1440, 900}}
                                                 : std::vector<QSize>{shownWindow().size()};
     for (const auto* theme : {&Theme::light(), &Theme::dark()}) {
         theme->apply();

@@ -79,24 +79,25 @@ class RelayWindowFixture : public WindowFixture {
 
     void pairUp() { pairID = state.pair(reference(codexID), reference(claudeID), std::nullopt, stamp).id; }
 
-    std::string prepare(Agent source) {
+    std::string prepare(Agent source, std::string_view instruction = "note") {
         const auto read = [&](Agent agent) {
             const auto known = reference(agent == Agent::codex ? codexID : claudeID);
             return TranscriptReader::read(known.transcriptPath, agent);
         };
         if (pairID.empty()) pairUp();
-        return state.prepare({pairID, source, read(source), read(other(source)), "note", std::nullopt}, stamp)
+        return state
+            .prepare({pairID, source, read(source), read(other(source)), instruction, std::nullopt}, stamp)
             .id;
     }
 
     /// A message that has arrived.
-    void receive(Agent source) {
-        const auto id = prepare(source);
+    void receive(Agent source, std::string_view instruction = "note", std::string_view answer = "a2") {
+        const auto id = prepare(source, instruction);
         const auto& payload = *state.transfers.back().payload;
         if (source == Agent::claude)
-            codexTranscript.ask(payload).answer("a2");
+            codexTranscript.ask(payload).answer(answer);
         else
-            claudeTranscript.ask(payload).answer("d2");
+            claudeTranscript.ask(payload).answer(answer);
         write();
         const auto known = reference(source == Agent::claude ? codexID : claudeID);
         state.markSubmitted(id);
