@@ -131,6 +131,7 @@ Task<void> ChatGPTComposerReader::requireInitialEmptyRegion(AXElement region) {
     if (isInitial) {
         const auto sends = co_await elements.find(region, role, send);
         const auto voices = co_await elements.find(region, role, startVoice);
+        co_await elements.step();
         isInitial = sends.empty() && voices.size() == 1 && elements.checkedEnabled(voices.front());
     }
     stopUnless(isInitial, "Couldn't verify the initial empty ChatGPT editor with no attachments. Existing "

@@ -47,6 +47,7 @@ struct ChatGPTControls::Plan {
 
 Task<PageControlAction> ChatGPTControls::pageControlAction(AXElement control, ChatGPTPage page,
                                                            Resolve resolve) {
+    co_await elements.step();
     const auto actions = ports.accessibility.actionNames(control);
     stopUnless(actions.status == AXStatus::success, "Couldn't verify the control’s supported action type.");
     const auto plan =

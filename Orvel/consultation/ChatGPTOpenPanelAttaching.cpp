@@ -71,6 +71,7 @@ Task<PageControlAction> ChatGPTOpenPanelAttaching::uploadItem(ChatGPTPage page) 
     const auto item = co_await find();
     const bool isInWindow = co_await rooms.elements.checkedWithin(item, page.window);
     const bool isInWeb = co_await rooms.elements.checkedWithin(item, page.web);
+    co_await rooms.elements.step();
     stopUnless(isInWindow && isInWeb && rooms.elements.checkedEnabled(item),
                "Couldn't verify an enabled upload item in the same ChatGPT view.");
     co_await rooms.pages.verifySamePage(page);
@@ -94,6 +95,7 @@ Task<void> ChatGPTOpenPanelAttaching::ensureFocused(AXElement panel, ChatGPTPage
     rooms.pages.requireForeground(page);
     const bool isInWindow = co_await rooms.elements.checkedWithin(panel, page.window);
     const auto application = rooms.elements.application(page.pid);
+    co_await rooms.elements.step();
     const auto focused = rooms.elements.element(application, "AXFocusedUIElement");
     stopUnless(isInWindow && focused, notStarted);
     const bool isInPanel = co_await rooms.elements.checkedWithin(*focused, panel);
@@ -121,6 +123,7 @@ Task<void> ChatGPTOpenPanelAttaching::goTo(ChatGPTAttachingTarget target, AXElem
     const auto status = rooms.ports.accessibility.setAttribute(field, "AXValue", AXValue(path));
     stopUnless(status == AXStatus::success, "Couldn't write to the editor.");
     co_await verifyGoToField(field, panel, page);
+    co_await rooms.elements.step();
     const auto written = rooms.elements.checkedString(field, "AXValue");
     stopUnless(written == path, "Couldn't verify the selected ZIP path. Return was not pressed.");
     co_await verifyGoToField(field, panel, page);
@@ -130,7 +133,9 @@ Task<void> ChatGPTOpenPanelAttaching::goTo(ChatGPTAttachingTarget target, AXElem
 Task<AXElement> ChatGPTOpenPanelAttaching::focusedPathField(ChatGPTPage page, AXElement panel) {
     rooms.pages.requireForeground(page);
     const auto application = rooms.elements.application(page.pid);
+    co_await rooms.elements.step();
     const auto focused = rooms.elements.element(application, "AXFocusedUIElement");
+    co_await rooms.elements.step();
     const auto identifier = focused ? rooms.elements.checkedString(*focused, "AXIdentifier") : std::nullopt;
     stopUnless(identifier == pathField, "The file picker path field is not focused.");
     co_await verifyGoToField(*focused, panel, page);
@@ -143,14 +148,20 @@ Task<void> ChatGPTOpenPanelAttaching::verifyGoToField(AXElement field, AXElement
         "Couldn't verify a Go to Folder path field belonging to this ChatGPT tab.";
     auto& elements = rooms.elements;
     rooms.pages.requireForeground(page);
+    co_await elements.step();
     const auto focused = elements.element(elements.application(page.pid), "AXFocusedUIElement");
     stopUnless(focused == field, notOwned);
+    co_await elements.step();
     const auto role = elements.checkedString(field, "AXRole");
+    co_await elements.step();
     const auto identifier = elements.checkedString(field, "AXIdentifier");
     stopUnless(role == "AXTextField" && identifier == pathField, notThisTab);
+    co_await elements.step();
     const auto sheet = elements.element(field, "AXParent");
     stopUnless(sheet.has_value(), notThisTab);
+    co_await elements.step();
     const auto sheetRole = elements.checkedString(*sheet, "AXRole");
+    co_await elements.step();
     const auto sheetIdentifier = elements.checkedString(*sheet, "AXIdentifier");
     stopUnless(sheetRole == "AXSheet" && sheetIdentifier == goToSheet, notThisTab);
     const bool isInPanel = co_await elements.checkedWithin(*sheet, panel);
@@ -163,6 +174,7 @@ Task<void> ChatGPTOpenPanelAttaching::verifyGoToField(AXElement field, AXElement
         if (known == pathField) fields.push_back(node.element);
     }
     const bool isInWindow = co_await elements.checkedWithin(panel, page.window);
+    co_await elements.step();
     stopUnless(fields == AXElements{field} && elements.isSettable(field, "AXValue") == true && isInWindow,
                "Couldn't verify the path field, original tab, and editable state.");
     rooms.pages.requireForeground(page);
@@ -193,6 +205,7 @@ Task<AXElement> ChatGPTOpenPanelAttaching::enabledOpenButton(AXElement panel, Ch
     for (const auto& node : nodes) {
         co_await rooms.elements.step();
         const auto identifier = rooms.elements.checkedString(node.element, "AXIdentifier");
+        co_await rooms.elements.step();
         if (identifier == openButton && rooms.elements.checkedEnabled(node.element))
             found.push_back(node.element);
     }

@@ -26,6 +26,7 @@ Task<void> ChatGPTPasteAttaching::attach(ChatGPTAttachingTarget target) {
     const auto& page = target.page;
     auto& accessibility = rooms.ports.accessibility;
     rooms.enter(ChatGPTDeliveryTrace::Phase::selection);
+    co_await rooms.elements.step();
     const auto empty = rooms.elements.requiredText(target.editor);
     co_await target.archive.verifyUnchanged(rooms.ports.loop);
     rooms.pages.requireForeground(page);
@@ -49,6 +50,7 @@ Task<void> ChatGPTPasteAttaching::attach(ChatGPTAttachingTarget target) {
 }
 
 Task<bool> ChatGPTPasteAttaching::hasFocus(ChatGPTAttachingTarget target) {
+    co_await rooms.elements.step();
     const auto application = rooms.elements.application(target.page.pid);
     const auto focused = rooms.elements.element(application, "AXFocusedUIElement");
     if (!focused) co_return false;

@@ -27,6 +27,7 @@ Task<void> ChatGPTQuestionEntry::enter(std::string question, ChatGPTAttachingTar
     rooms.pages.requireForeground(page);
     const auto found = co_await rooms.composers.composer(page.web);
     stopUnless(found == editor, "The editor changed during attachment. The question was not entered.");
+    co_await rooms.elements.step();
     const auto original = rooms.elements.requiredText(editor);
     co_await rooms.composers.requireEmptyComposer(editor, true);
     requireDistinguishable(question, original);
@@ -75,6 +76,7 @@ Task<std::optional<bool>> ChatGPTQuestionEntry::readBack(std::string question, s
     const auto names = co_await rooms.composers.attachmentNames(region, filename);
     stopUnless(names == std::vector{filename},
                "The editor or attachment changed while verifying the question. Nothing was sent.");
+    co_await rooms.elements.step();
     const auto text = rooms.elements.requiredText(editor);
     const auto kind = text == question   ? Reading::expected
                       : text == original ? Reading::originalEmpty

@@ -11,6 +11,8 @@ namespace orvel {
 
 namespace {
 
+constexpr const char* attachmentsChanged =
+    "Attachments changed immediately before sending. Nothing was sent.";
 constexpr const char* questionChanged = "The question changed immediately before sending. Nothing was sent.";
 
 } // namespace
@@ -44,6 +46,7 @@ Task<std::optional<PreparedDelivery>> ChatGPTSendReadiness::read(ChatGPTAttachin
     const auto send = co_await findSend();
     stopUnless(!*held || **held == send, "The Send button changed. Nothing was sent.");
     *held = send;
+    co_await rooms.elements.step();
     stopUnless(rooms.elements.checkedEnabled(send),
                "ChatGPT’s Send button is disabled. The content was kept without sending.");
     const auto action = co_await rooms.controls.pageControlAction(send, page, findSend);
@@ -69,15 +72,18 @@ Task<ChatGPTDeliveryAttempt::Snapshot> ChatGPTSendReadiness::preparedSnapshot(Pr
     stopUnless(text == delivery.question, questionChanged);
     const auto filename = delivery.target.filename();
     const auto names = co_await rooms.composers.attachmentNames(region, filename);
-    stopUnless(names == std::vector{filename},
-               "Attachments changed immediately before sending. Nothing was sent.");
+    stopUnless(names == std::vector{filename}, attachmentsChanged);
     co_await rooms.elements.step();
     stopUnless(rooms.elements.checkedEnabled(delivery.send), "Send is disabled. Nothing was sent.");
     co_await delivery.action.validate();
     co_return ChatGPTDeliveryAttempt::Snapshot{true, text, names, true};
 }
 
+// The snapshot has looked at the button after the attachments, which takes its time.
 Task<void> ChatGPTSendReadiness::lastLook(PreparedDelivery delivery) {
+    const auto filename = delivery.target.filename();
+    const auto names = co_await rooms.composers.attachmentNames(delivery.target.region, filename);
+    stopUnless(names == std::vector{filename}, attachmentsChanged);
     const ChatGPTExpectedText expected{delivery.target.editor, delivery.question, questionChanged};
     co_await rooms.lastLook.verify(delivery.target.page, expected);
 }

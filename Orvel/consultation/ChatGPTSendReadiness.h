@@ -39,7 +39,7 @@ class ChatGPTSendReadiness {
     /// Reads all of it once more, the ZIP on the disk too, and stops where anything differs. Changes nothing.
     Task<ChatGPTDeliveryAttempt::Snapshot> preparedSnapshot(PreparedDelivery delivery);
 
-    /// For the moment before the press: as ChatGPTLastLook, with the question.
+    /// For the moment before the press: the attachments once more, and as ChatGPTLastLook, with the question.
     Task<void> lastLook(PreparedDelivery delivery);
 
     /// The model that is chosen beside the editor, in a sentence.

@@ -262,6 +262,7 @@ TEST(ChatGPTBrowserSenderTest, SaysWhatBecameOfASend) {
         if (!isDelivered) continue;
         const auto& message = desk.dia.conversations().back().messages.back();
         EXPECT_EQ(message.text, question);
+        ASSERT_EQ(message.files.size(), 1u);
         EXPECT_EQ(message.files.front().bytes, "PK one");
     }
 }

@@ -35,6 +35,7 @@ class DestinationWatch {
 std::unique_ptr<DestinationWatch> watchClaude(ExplorationDesk& desk, SafetyJudge& judge);
 std::unique_ptr<DestinationWatch> watchCodex(ExplorationDesk& desk, SafetyJudge& judge);
 std::unique_ptr<DestinationWatch> watchNewWithCodex(ExplorationDesk& desk, SafetyJudge& judge);
+std::unique_ptr<DestinationWatch> watchDia(ExplorationDesk& desk, SafetyJudge& judge);
 std::unique_ptr<DestinationWatch> watchClaudeCode(ExplorationDesk& desk, SafetyJudge& judge);
 
 } // namespace orvel::explore

@@ -21,6 +21,9 @@ using namespace std::chrono_literals;
 constexpr std::size_t keptSteps = 40, keptFailures = 5;
 constexpr std::uint64_t shortWork = 100; ///< Steps; swept over at each of them.
 constexpr MainLoop::Duration rest = 12s, longestWatch = 3'700s;
+/// All waits of a delivery into ChatGPT: for the page and the browser 8 s, of five steps 15 s each, twice
+/// 2 s for the question and Send, and for the receipt 30 s, and as much for the reads in between.
+constexpr MainLoop::Duration longestConsultation = 170s;
 
 // Tells of every step to whom it concerns, in order: death, harm, judgement, trace.
 class RunObserver {
@@ -160,6 +163,7 @@ std::string without(const std::string& folder, std::string text) {
 
 std::string withoutIdentifiers(std::string text, const std::string& folder) {
     text = without(folder, std::move(text));
+    text = text.substr(0, text.find("\nattempt="));
     return text.substr(0, text.find("\ntransfer="));
 }
 
@@ -197,7 +201,8 @@ void ExplorationReport::add(const RunPlan& plan, const RunResult& result) {
     ++runs;
     steps += result.steps;
     faults += plan.faults.size();
-    longestHold = std::max(longestHold, result.longestHold);
+    auto& hold = plan.scenario->destination == chatGPTPage ? longestBrowserHold : longestHold;
+    hold = std::max(hold, result.longestHold);
     longestOwnHold = std::max(longestOwnHold, result.longestOwnHold);
     longestKeyWait = std::max(longestKeyWait, result.longestKeyWait);
     if (result.isReceived) ++received;
@@ -221,6 +226,7 @@ void ExplorationReport::add(const ExplorationReport& other) {
     steps += other.steps;
     faults += other.faults;
     longestHold = std::max(longestHold, other.longestHold);
+    longestBrowserHold = std::max(longestBrowserHold, other.longestBrowserHold);
     longestOwnHold = std::max(longestOwnHold, other.longestOwnHold);
     longestKeyWait = std::max(longestKeyWait, other.longestKeyWait);
     received += other.received;
@@ -273,6 +279,8 @@ RunResult Exploration::run(const RunPlan& plan) {
     const auto began = desk.desktop.loop.uptime();
     const bool ended = desk.perform(scenario.work);
     const auto duration = desk.desktop.loop.uptime() - began;
+    if (scenario.destination == chatGPTPage && duration > longestConsultation)
+        judge.fail(Rule::restsWithinBounds, "took longer than all its waits");
     if (!desk.isDead()) desk.desktop.loop.runUntil([&] { return desk.isDead(); }, scenario.watching);
     result.steps = observer.steps();
     result.reads = desk.desktop.accessibility.reads() - readsBefore;
@@ -293,12 +301,14 @@ RunResult Exploration::run(const RunPlan& plan) {
     }
     result.failure = desk.orvel->startFailure.value_or(
         desk.orvel->report.value_or(desk.model().notices.error().value_or("")));
+    if (const auto& refusal = desk.orvel->refusal) result.failure = refusal->what();
     desk.model().receipts.startReceiptPolling();
     desk.desktop.loop.runFor(rest);
     if (const auto pending = desk.model().workspace.relay().pendingTransfer())
         result.isRetryOffered = desk.model().outbox.state().mayRetry(*pending);
     if (const auto initial = desk.model().workspace.relay().activeInitial())
         result.isRetryOffered = initial->retryable == true;
+    if (scenario.destination == chatGPTPage) result.isRetryOffered = judge.mayAskAgain();
     if (scenario.afterwards) {
         scenario.afterwards(desk, judge);
         desk.desktop.loop.runFor(rest);
@@ -321,6 +331,8 @@ RunResult Exploration::run(const RunPlan& plan) {
                     digestOf(desk.codexTranscriptPath(), folder), digestOf(desk.codexQueuePath(), folder),
                     digestOf(desk.claudeCode.transcriptPath(desk.claudeCodeSession), folder));
     result.outcome += fmt::format(" {}", desk.model().ledger.state().relayState->transfers.size());
+    for (const auto& deed : desk.dia.deeds())
+        result.outcome += " " + without(folder, deed.before + deed.after);
     for (const auto& id : desk.newWithCodex())
         if (const auto thread = SampleCodexHome(folder + "/home/.codex").thread(id))
             result.outcome += fmt::format(" {}", digestOf(thread->path, folder));
@@ -339,12 +351,13 @@ ExplorationReport Exploration::sweep(const Scenario& scenario, std::uint64_t str
     const auto plain = run(undisturbed);
     report.add(undisturbed, plain);
     const bool isShort = plain.steps < shortWork;
+    const bool sweepsWrites = !scenario.isVariant || stride == 1;
     stride = isShort ? 1 : stride * scenario.coarseness;
     if (isShort) first = 1;
     if (stopsWhenBroken && report.failed > 0) return report;
     for (const auto& step : plain.allSteps) {
         const bool isDue = step.number >= first && (step.number - first) % stride == 0;
-        if (!isDue && !step.isWrite) continue;
+        if (!isDue && !(step.isWrite && sweepsWrites)) continue;
         for (const auto& kind : allFaults()) {
             if (onlyFault && onlyFault != &kind) continue;
             if (!kind.fits(scenario.places()) || !kind.fits(step)) continue;

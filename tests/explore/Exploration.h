@@ -50,6 +50,7 @@ struct RunResult {
 struct ExplorationReport {
     std::uint64_t runs = 0, steps = 0, faults = 0;
     MainLoop::Duration longestHold{0}, longestOwnHold{0}, longestKeyWait{0};
+    MainLoop::Duration longestBrowserHold{0}; ///< At ChatGPT's page, whose calls have a timeout of their own.
     std::uint64_t received = 0, retriesOffered = 0;
     /// The first runs that broke a rule, and the first for each rule, with its plan in words, the rules and
     /// the last steps.
@@ -81,7 +82,8 @@ class Exploration {
     RunResult run(const RunPlan& plan);
 
     /// Every kind of fault that makes sense at every `stride`th step of the scenario, from `first` on, and at
-    /// every step that changes something outside; at every step of a short one.
+    /// every step that changes something outside; at every step of a short one. Of a variant only a whole
+    /// sweep takes the steps that change something.
     ExplorationReport sweep(const Scenario& scenario, std::uint64_t stride = 1, std::uint64_t first = 1);
 
     /// The only kind of fault in sweeps, if there is one.

@@ -2,6 +2,7 @@
 
 #include "Orvel/model/RelayStateFile.h"
 #include "OrvelCore/files/FileError.h"
+#include "OrvelCore/text/Digest.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -35,12 +36,14 @@ Task<void> WatchedSender::watch(Task<void> sending) {
 }
 
 OrvelProcess::OrvelProcess(SimulatedDesktop& desktop, const AgentFolders& folders,
-                           const std::string& statePath, bool isMonitoring)
+                           const std::string& statePath, bool isMonitoring, ChatGPTAttachingWay way)
     : desktop(desktop),
       sender(desktop.ports(), history, folders),
       watched(sender),
       model(desktop.ports(), watched, folders, statePath),
-      consent(model.changes(), desktop.loop, desktop.settings, desktop.ports().session) {
+      consent(model.changes(), desktop.loop, desktop.settings, desktop.ports().session),
+      operations(desktop.loop),
+      consultation(desktop.ports(), operations, way) {
     watched.onFailure = [](const RelaySendError&) {};
     if (!isMonitoring) {
         tap.emplace(desktop.keyboard);
@@ -57,7 +60,8 @@ ExplorationDesk::ExplorationDesk(std::string place)
       claude(desktop, folder + "/home/.claude/projects", folder + "/config/Claude/claude-code-sessions"),
       codex(desktop.processes, desktop.loop, "/tools/codex", folder + "/home/.codex"),
       codexApp(desktop, SampleCodexHome(folder + "/home/.codex")),
-      claudeCode(desktop.processes, "/tools/claude", folder + "/home/.claude") {
+      claudeCode(desktop.processes, "/tools/claude", folder + "/home/.claude"),
+      dia(desktop) {
     std::remove(relayStatePath().c_str());
     for (const auto* id : {codexSession, thirdThread}) std::remove(codexQueuePath(id).c_str());
     std::remove(archivedCodexPath().c_str());
@@ -162,6 +166,17 @@ void ExplorationDesk::restoreCodexThread() {
     std::filesystem::rename(archivedCodexPath(), codexTranscriptPath(), isThere);
 }
 
+void ExplorationDesk::writeZip() {
+    zipBytes = "PK CANARY repository";
+    SimulatedFileStore::write(zipPath(), zipBytes);
+    SimulatedFileStore::write(otherZipPath(), "PK CANARY another");
+    archive = {.fileURL = zipPath(),
+               .sourceFolder = folder,
+               .fileCount = 1,
+               .sha256 = sha256Hex({zipBytes}),
+               .archiveByteCount = zipBytes.size()};
+}
+
 void ExplorationDesk::removeCodeFolder() const {
     std::filesystem::remove(codeFolder());
 }
@@ -193,7 +208,10 @@ ConversationReference ExplorationDesk::claudeReference() const {
 
 void ExplorationDesk::boot() {
     const auto folders = AgentFolders::of(folder + "/home", std::nullopt, std::nullopt, folder + "/config");
-    orvel = std::make_unique<OrvelProcess>(desktop, folders, folder + "/data/state.json", isMonitoring);
+    const auto way = isPasting ? ChatGPTAttachingWay::paste : ChatGPTAttachingWay::openPanel;
+    orvel = std::make_unique<OrvelProcess>(desktop, folders, folder + "/data/state.json", isMonitoring, way);
+    orvel->archive = archive;
+    orvel->question = question;
     orvel->model.outbox.allowClaudeCode(usesClaudeCode);
     perform([](OrvelProcess& started) { started.model.links.restoreRelay(); });
     perform([this](OrvelProcess& started) {

@@ -2,6 +2,7 @@
 // The world in which an exploration runs: a simulated desktop with Claude and Codex on it, a person who
 // types, a disk, and Orvel as a process that can die and be started again.
 
+#include "Orvel/consultation/ChatGPTBrowserSender.h"
 #include "Orvel/delivery/ClaudeDesktopRelaySender.h"
 #include "Orvel/model/OrvelModel.h"
 #include "Orvel/platform/simulated/SimulatedClaude.h"
@@ -9,6 +10,7 @@
 #include "Orvel/platform/simulated/SimulatedCodex.h"
 #include "Orvel/platform/simulated/SimulatedCodexApp.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
+#include "Orvel/platform/simulated/SimulatedDia.h"
 #include "Orvel/shell/CommandMonitoring.h"
 #include "Orvel/shell/DesktopConsent.h"
 
@@ -21,7 +23,13 @@
 namespace orvel::explore {
 
 /// Into what a message goes; several together are a set.
-enum Destination : unsigned { claudeWindow = 1, codexQueue = 2, claudeCode = 4, codexExec = 32 };
+enum Destination : unsigned {
+    claudeWindow = 1,
+    codexQueue = 2,
+    claudeCode = 4,
+    codexExec = 32,
+    chatGPTPage = 128
+};
 /// In whose editor a command is typed, in the same set.
 inline constexpr unsigned claudeEditor = 8, codexEditor = 16;
 /// The message goes out in a link of three, in the same set.
@@ -74,7 +82,7 @@ class PassingTap {
 struct OrvelProcess {
     /// `isMonitoring` says whether commands are caught that are typed in the agents' editors.
     OrvelProcess(SimulatedDesktop& desktop, const AgentFolders& folders, const std::string& statePath,
-                 bool isMonitoring);
+                 bool isMonitoring, ChatGPTAttachingWay way);
 
     bool isIdle() const { return model.isIdle() && tasks.isIdle() && (!monitoring || monitoring->isIdle()); }
 
@@ -86,6 +94,13 @@ struct OrvelProcess {
     OrvelModel model;
     DesktopConsent consent;
     std::optional<CommandMonitoring> monitoring;
+    ChatGPTOperations operations;
+    ChatGPTBrowserSender consultation;
+    /// What is asked, and what became of it.
+    ChatGPTRepositoryArchive archive;
+    std::string question;
+    std::optional<ChatGPTDeliveryResult> answered;
+    std::optional<ChatGPTBrowserSender::Failure> refusal;
     /// What a sender that no model drives came to.
     std::optional<ConversationReference> started;
     std::optional<std::string> startFailure;
@@ -165,6 +180,11 @@ struct ExplorationDesk {
         return folder + "/home/.codex/sessions/2026/11/rollout-" + id + ".jsonl";
     }
     std::string codexQueuePath(const std::string& id = codexSession) const;
+    /// Writes the ZIP that is to go to ChatGPT.
+    void writeZip();
+    std::string zipName() const { return "CANARY repository.zip"; }
+    std::string zipPath() const { return folder + "/CANARY/" + zipName(); }
+    std::string otherZipPath() const { return folder + "/CANARY/another.zip"; }
     /// Where the conversation that only Claude Code knows has its files.
     std::string codeFolder() const { return folder + "/code"; }
     void removeCodeFolder() const;
@@ -175,6 +195,12 @@ struct ExplorationDesk {
     SimulatedCodex codex;
     SimulatedCodexApp codexApp;
     SimulatedClaudeCode claudeCode;
+    SimulatedDia dia;
+    /// A ZIP and a question for ChatGPT.
+    ChatGPTRepositoryArchive archive;
+    std::string zipBytes, question = "CANARY: what is \"lark\" for?\nAnd why? ";
+    /// Whether files are pasted into the browser. From the next start on.
+    bool isPasting = false;
     /// Whether the pair's conversation with Claude is one that only Claude Code knows, and may be sent to.
     bool usesClaudeCode = false;
     /// Whether Orvel catches commands. From the next start on.

@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace orvel::explore {
 namespace {
 
@@ -45,7 +47,9 @@ TEST(ExplorationTest, noRuleBreaksUnderAnyFault) {
     EXPECT_THAT(all.idleFaults(), testing::IsEmpty());
     // A timeout of 150 ms is the slowest call; the system gives a tap 180 ms.
     EXPECT_LE(all.longestHold, 165ms);
-    EXPECT_LE(all.longestKeyWait, all.longestHold);
+    // One of 500 ms is the slowest there, which a tap has to bear.
+    EXPECT_LE(all.longestBrowserHold, 515ms);
+    EXPECT_LE(all.longestKeyWait, std::max(all.longestHold, all.longestBrowserHold));
 }
 
 TEST(ExplorationTest, sameSeedGivesTheSameTrace) {

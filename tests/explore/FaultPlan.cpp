@@ -1,6 +1,7 @@
 #include "explore/FaultPlan.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace orvel::explore {
 
@@ -457,8 +458,93 @@ void clipboardIsManaged(ExplorationDesk& desk, SimulatedStep&) {
     };
 }
 
+// What happens in the browser and on the disk while a question goes to ChatGPT.
+
+void personTypesInDia(ExplorationDesk& desk, SimulatedStep&) {
+    desk.dia.typed("CANARY typed");
+}
+
+void personAttachesInDia(ExplorationDesk& desk, SimulatedStep&) {
+    desk.dia.attaches(desk.otherZipPath());
+}
+
+void personSelectsAnotherTab(ExplorationDesk& desk, SimulatedStep&) {
+    desk.dia.selectsTab(desk.dia.opensTab({.path = "/c/old"}));
+}
+
+void personNavigatesInDia(ExplorationDesk& desk, SimulatedStep&) {
+    desk.dia.navigates("/c/old");
+}
+
+void personReturnsToTab(ExplorationDesk& desk, SimulatedStep& step) {
+    personSelectsAnotherTab(desk, step);
+    desk.desktop.loop.outside(150ms, [&desk] { desk.dia.selectsTab(0); });
+}
+
+template <bool isConversation>
+void personOpensAnotherWindow(ExplorationDesk& desk, SimulatedStep&) {
+    desk.dia.opensWindow({.path = isConversation ? "/c/old" : "/"});
+}
+
+void glanceAtAnotherDia(ExplorationDesk& desk, SimulatedStep& step) {
+    personOpensAnotherWindow<true>(desk, step);
+    desk.desktop.loop.outside(60ms, [&desk] { desk.dia.focuses(0); });
+}
+
+void personSelectsInPanel(ExplorationDesk& desk, SimulatedStep&) {
+    desk.dia.selectsInPanel(desk.otherZipPath());
+}
+
+void editorLosesFocus(ExplorationDesk& desk, SimulatedStep&) {
+    desk.dia.movesFocus(false);
+}
+
+void pageScrolls(ExplorationDesk& desk, SimulatedStep&) {
+    desk.dia.scrolls(40);
+}
+
+template <void (SimulatedDia::*happen)()>
+void inDia(ExplorationDesk& desk, SimulatedStep&) {
+    if (desk.desktop.applications.processOf(desk.dia)) (desk.dia.*happen)();
+}
+
+template <auto habit, auto value>
+void diaHas(ExplorationDesk& desk, SimulatedStep&) {
+    desk.dia.habits.*habit = value;
+}
+
+void diaQuits(ExplorationDesk& desk, SimulatedStep&) {
+    desk.desktop.applications.quit(desk.dia);
+}
+
+void diaRestarts(ExplorationDesk& desk, SimulatedStep& step) {
+    diaQuits(desk, step);
+    auto& applications = desk.desktop.applications;
+    applications.bringToFront(applications.start(desk.dia));
+}
+
+void codexComesToFront(ExplorationDesk& desk, SimulatedStep&) {
+    auto& applications = desk.desktop.applications;
+    applications.bringToFront(applications.start(desk.codexApp));
+}
+
+void glanceAtCodex(ExplorationDesk& desk, SimulatedStep& step) {
+    codexComesToFront(desk, step);
+    desk.desktop.loop.outside(60ms, [&desk] {
+        desk.desktop.applications.bringToFront(desk.desktop.applications.processOf(desk.dia));
+    });
+}
+
+void zipChanges(ExplorationDesk& desk, SimulatedStep&) {
+    SimulatedFileStore::write(desk.zipPath(), "PK CANARY repositorY");
+}
+
+void zipGoes(ExplorationDesk& desk, SimulatedStep&) {
+    std::remove(desk.zipPath().c_str());
+}
+
 constexpr auto typed = claudeEditor | codexEditor;
-constexpr auto inWindow = claudeWindow | typed, inClaudeWindow = claudeWindow | claudeEditor;
+constexpr auto inWindow = claudeWindow | typed | chatGPTPage, inClaudeWindow = claudeWindow | claudeEditor;
 constexpr auto throughTool = codexQueue | claudeCode | codexExec;
 constexpr auto read = FaultPlace::read, write = FaultPlace::write, anyStep = FaultPlace::anyStep;
 
@@ -565,6 +651,37 @@ constexpr FaultKind faults[] = {
     {"the conversation is opened in a terminal", anyStep, conversationIsOpened, claudeCode},
     {"the conversation is continued elsewhere", anyStep, conversationIsContinued, claudeCode},
     {"the folder goes", anyStep, folderGoes, claudeCode | codexExec},
+
+    {"person types in Dia", anyStep, personTypesInDia, chatGPTPage},
+    {"person attaches another file", anyStep, personAttachesInDia, chatGPTPage},
+    {"person removes the files", anyStep, inDia<&SimulatedDia::removesFiles>, chatGPTPage},
+    {"person sends in Dia", anyStep, inDia<&SimulatedDia::userSends>, chatGPTPage},
+    {"person selects another tab", anyStep, personSelectsAnotherTab, chatGPTPage},
+    {"person selects another tab and returns", anyStep, personReturnsToTab, chatGPTPage},
+    {"person opens a conversation in the tab", anyStep, personNavigatesInDia, chatGPTPage},
+    {"person opens a conversation in a window", anyStep, personOpensAnotherWindow<true>, chatGPTPage},
+    {"person opens an empty page in a window", anyStep, personOpensAnotherWindow<false>, chatGPTPage},
+    {"a glance at another window of Dia", anyStep, glanceAtAnotherDia, chatGPTPage},
+    {"person selects another file", anyStep, personSelectsInPanel, chatGPTPage},
+    {"person closes the panel", anyStep, inDia<&SimulatedDia::closesPanel>, chatGPTPage},
+    {"the editor loses the keyboard", anyStep, editorLosesFocus, chatGPTPage},
+    {"the page scrolls", anyStep, pageScrolls, chatGPTPage},
+    {"Dia closes its window", anyStep, inDia<&SimulatedDia::closesWindow>, chatGPTPage},
+    {"Dia draws its page anew", anyStep, inDia<&SimulatedDia::redrawsPage>, chatGPTPage},
+    {"Dia draws its composer anew", anyStep, inDia<&SimulatedDia::redrawsComposer>, chatGPTPage},
+    {"Dia draws Send anew", anyStep, inDia<&SimulatedDia::redrawsSend>, chatGPTPage},
+    {"Dia ignores writes", anyStep, diaHas<&SimulatedDiaHabits::ignoresWrites, true>, chatGPTPage},
+    {"Dia ignores presses", anyStep, diaHas<&SimulatedDiaHabits::ignoresPresses, true>, chatGPTPage},
+    {"Dia trims", anyStep, diaHas<&SimulatedDiaHabits::trims, true>, chatGPTPage},
+    {"Dia makes quotes smart", anyStep, diaHas<&SimulatedDiaHabits::smartQuotes, true>, chatGPTPage},
+    {"Dia stays at the root", anyStep, diaHas<&SimulatedDiaHabits::staysAtRoot, true>, chatGPTPage},
+    {"Dia loses the file", anyStep, diaHas<&SimulatedDiaHabits::losesFiles, true>, chatGPTPage},
+    {"Dia quits", anyStep, diaQuits, chatGPTPage},
+    {"Dia restarts", anyStep, diaRestarts, chatGPTPage},
+    {"Codex comes to the front", anyStep, codexComesToFront, chatGPTPage},
+    {"a glance at Codex", anyStep, glanceAtCodex, chatGPTPage},
+    {"the ZIP changes", anyStep, zipChanges, chatGPTPage},
+    {"the ZIP goes", anyStep, zipGoes, chatGPTPage},
 
     {"person sends the other way", anyStep, personSendsTheOtherWay, linkOfThree},
     {"the message is lost, and person sends the other way", anyStep, messageIsLostAndPersonSendsTheOtherWay,

@@ -34,6 +34,7 @@ std::unique_ptr<DestinationWatch> watchOf(Destination destination, ExplorationDe
     case codexQueue: return watchCodex(desk, judge);
     case claudeCode: return watchClaudeCode(desk, judge);
     case codexExec: return watchNewWithCodex(desk, judge);
+    case chatGPTPage: return watchDia(desk, judge);
     }
     return nullptr;
 }
@@ -71,7 +72,16 @@ bool SafetyJudge::isWritten() const {
     return scenario.isWritten;
 }
 
+bool SafetyJudge::isConsultation() const {
+    return scenario.destination == chatGPTPage;
+}
+
+bool SafetyJudge::mayAskAgain() const {
+    return desk.orvel->refusal && !desk.orvel->refusal->sendWasPressed();
+}
+
 std::optional<std::string> SafetyJudge::payload() const {
+    if (isConsultation()) return desk.question;
     if (isNewConversation()) return std::string(scenario.newConversation);
     const auto saved = readRelayState(desk.relayStatePath());
     if (isFirstMessage())
@@ -93,7 +103,7 @@ void SafetyJudge::watch(const SimulatedStep& step) {
 }
 
 void SafetyJudge::judgeSaved() {
-    if (isNewConversation()) return;
+    if (isNewConversation() || isConsultation()) return;
     const auto saved = readRelayState(desk.relayStatePath());
     if (isFirstMessage()) {
         const auto& initials = saved.initialTransfers;
@@ -158,6 +168,24 @@ void SafetyJudge::judgeBindings() {
     }
 }
 
+void SafetyJudge::judgeConsultation() {
+    const auto& orvel = *desk.orvel;
+    if (isReceived() && !destination->hasReceived(desk.question))
+        fail(Rule::receivedOnlyIfThere, "told as delivered without standing in a conversation");
+    const auto& deeds = desk.dia.deeds();
+    const bool isPressed = std::any_of(deeds.begin(), deeds.end(), [](const auto& deed) {
+        return deed.kind == SimulatedDia::Deed::Kind::pressedSend && !deed.byPerson;
+    });
+    if (isPressed && mayAskAgain())
+        fail(Rule::retryOnlyIfNothingInserted, "told as not sent after Send was pressed");
+    if (orvel.operations.isRunning()) fail(Rule::comesToRest, "an operation on the page is still running");
+    std::string told = orvel.refusal ? orvel.refusal->what() : "";
+    for (const auto& trace : orvel.operations.history().finished()) told += trace->report().text();
+    for (const std::string_view content :
+         {std::string_view(ExplorationDesk::canary), std::string_view(desk.folder), std::string_view(".zip")})
+        if (told.find(content) != told.npos) fail(Rule::traceHoldsNothing, "shows content");
+}
+
 // The destination of a first message is whichever new conversation holds it.
 void SafetyJudge::judgeFirstMessage(const std::string& text) {
     const auto& state = desk.model().ledger.state().relayState.get();
@@ -203,6 +231,7 @@ void SafetyJudge::judgeMemory() {
 }
 
 bool SafetyJudge::isReceived() const {
+    if (isConsultation()) return desk.orvel && desk.orvel->answered.has_value();
     if (isNewConversation()) return desk.orvel && desk.orvel->started.has_value();
     const auto& transfers = desk.model().ledger.state().relayState->transfers;
     // A first message has no transfer before it is bound.
@@ -220,6 +249,7 @@ void SafetyJudge::judgeReceipts() {
         return;
     }
     destination->finish(*text);
+    if (isConsultation()) return judgeConsultation();
     if (isNewConversation()) {
         if (isReceived() && !destination->hasReceived(*text))
             fail(Rule::receivedOnlyIfThere, "gave a conversation without the message");

@@ -36,6 +36,8 @@ class SafetyJudge {
 
     const std::vector<BrokenRule>& broken() const { return found; }
     bool isReceived() const;
+    /// Whether the person may safely ask again. Of a delivery into ChatGPT.
+    bool mayAskAgain() const;
     /// Of the command that the work was to type, if it was.
     bool isWorkedOff() const;
     bool mayHoldMessage() const { return destination->mayHoldMessage(); }
@@ -58,6 +60,8 @@ class SafetyJudge {
     void judgeBindings();
     void judgeFirstMessage(const std::string& text);
     bool isFirstMessage() const;
+    bool isConsultation() const;
+    void judgeConsultation();
     void noteFailures();
     void judgeSaved();
     void judgeMemory();

@@ -71,6 +71,21 @@ constexpr RuleText rules[] = {
     {Rule::sentOnlyWhereProved, "sent only where proved",
      "A command sends something on its own only in a link of which a message has been received, and only if "
      "nothing was pressed between its Return and its removal."},
+    {Rule::neverAnotherConversation, "never another conversation touched",
+     "Of ChatGPT's pages only the empty one is touched that was selected, and no conversation."},
+    {Rule::questionWrittenOnce, "the question is written once",
+     "A question is written into ChatGPT's editor at most once for each send."},
+    {Rule::sendPressedOnce, "Send is pressed once", "ChatGPT's Send is pressed at most once for each send."},
+    {Rule::nothingUnproved, "nothing is sent unless question and exactly one ZIP are proved",
+     "ChatGPT's Send is pressed only where the question and exactly the one ZIP were just seen, in the "
+     "window and the application in front."},
+    {Rule::zipIsThePrepared, "the ZIP sent is the ZIP prepared",
+     "No file but the ZIP is handed to the page, once, and what goes out are the bytes that were prepared."},
+    {Rule::traceHoldsNothing, "no content path or name in a trace",
+     "No text of the page, no question, no path and no file's name stands in the trace of a delivery or in "
+     "what is told of its failure."},
+    {Rule::restsWithinBounds, "comes to rest within its bounds",
+     "A delivery into ChatGPT ends within the sum of its bounded waits."},
     {Rule::endsAsItShould, "ends as it should",
      "A run in which nothing goes wrong ends as its scenario says."},
 };

@@ -38,6 +38,13 @@ enum class Rule {
     clipboardIsGivenBack,
     instructionsAreKept,
     sentOnlyWhereProved,
+    neverAnotherConversation,
+    questionWrittenOnce,
+    sendPressedOnce,
+    nothingUnproved,
+    zipIsThePrepared,
+    traceHoldsNothing,
+    restsWithinBounds,
     endsAsItShould
 };
 

@@ -298,6 +298,105 @@ void commandForClaudeCode(ExplorationDesk& desk) {
     typesCommandInCodex(desk);
 }
 
+// A folder was packed, a question was typed, and Dia shows ChatGPT's empty page behind Orvel.
+void beforeAsking(ExplorationDesk& desk) {
+    desk.writeZip();
+    desk.dia.addConversation("old", {"CANARY an old question"});
+    desk.desktop.applications.start(desk.dia);
+    pairUp(desk);
+    desk.desktop.loop.runFor(200ms);
+}
+
+// As on a desktop whose open panel can't be read, and which knows no writes.
+void beforePasting(ExplorationDesk& desk) {
+    desk.isPasting = true;
+    onAPlatformWithHints(desk);
+    desk.desktop.pasteboard.copiedElsewhere("CANARY copied before");
+    beforeAsking(desk);
+}
+
+template <auto habit, auto value, bool isPasting = false>
+void beforeAskingWith(ExplorationDesk& desk) {
+    desk.dia.habits.*habit = value;
+    if (isPasting)
+        beforePasting(desk);
+    else
+        beforeAsking(desk);
+}
+
+void beforeAskingSlowly(ExplorationDesk& desk) {
+    auto& habits = desk.dia.habits;
+    habits.menuOpens = 2s, habits.panelOpens = 4s, habits.goToOpens = 3s;
+    habits.goToTakes = 4s, habits.uploading = 9s, habits.writtenShows = 900ms, habits.sendEnables = 300ms;
+    habits.newRoute = 6s, habits.messageShows = 12s, habits.reply = 20s;
+    beforeAsking(desk);
+}
+
+// Controls without actions, which the hit test finds late.
+void beforeClicking(ExplorationDesk& desk) {
+    desk.dia.habits.pressesNeedPointer = true;
+    desk.dia.habits.hitTestLag = 400ms;
+    beforeAsking(desk);
+}
+
+void beforeClickingWhatMoves(ExplorationDesk& desk) {
+    desk.dia.habits.pressesNeedPointer = true;
+    desk.dia.habits.jitters = 7ms;
+    beforeAsking(desk);
+}
+
+void beforeAskingWhatIsRedrawn(ExplorationDesk& desk) {
+    desk.dia.habits.redraws = 900ms;
+    beforeAsking(desk);
+}
+
+void beforeAskingWithTwoFiles(ExplorationDesk& desk) {
+    desk.dia.habits.alsoAttaches = desk.otherZipPath();
+    beforeAsking(desk);
+}
+
+template <bool isQuery>
+void beforeAskingElsewhere(ExplorationDesk& desk) {
+    desk.dia.firstTab = {.path = isQuery ? "/" : "/c/old", .query = isQuery ? "?model=x" : ""};
+    beforeAsking(desk);
+}
+
+void behindAnotherWindow(ExplorationDesk& desk) {
+    beforeAsking(desk);
+    desk.dia.opensWindow({.path = "/c/old"});
+    desk.dia.focuses(0);
+}
+
+void behindAnotherApplication(ExplorationDesk& desk) {
+    beforeAsking(desk);
+    auto& applications = desk.desktop.applications;
+    applications.bringToFront(applications.start(desk.codexApp));
+}
+
+Task<void> askingTask(OrvelProcess& orvel) {
+    try {
+        orvel.answered = co_await orvel.consultation.send(orvel.archive, orvel.question);
+    } catch (const ChatGPTBrowserSender::Failure& failure) {
+        orvel.refusal = failure;
+    }
+}
+
+void ask(OrvelProcess& orvel) {
+    orvel.tasks.start(askingTask(orvel));
+}
+
+Task<void> lookingTask(OrvelProcess& orvel) {
+    try {
+        orvel.report = co_await orvel.consultation.checkConnection();
+    } catch (const std::exception& failure) {
+        orvel.report = failure.what();
+    }
+}
+
+void checkConnection(OrvelProcess& orvel) {
+    orvel.tasks.start(lookingTask(orvel));
+}
+
 void pressReturn(OrvelProcess& orvel) {
     auto& keyboard = orvel.desktop.keyboard;
     keyboard.press("\r", {.keyCode = KeyCode::returnKey});
@@ -420,6 +519,28 @@ constexpr Scenario strange(std::string_view name, std::string_view about, void (
             .coarseness = 12,
             .says = says};
 }
+
+/// Of the pages with other habits.
+constexpr std::uint64_t variantCoarseness = 300;
+
+/// The same for a question to ChatGPT.
+constexpr Scenario asking(std::string_view name, std::string_view about, void (*prepare)(ExplorationDesk&),
+                          Ending ending = Ending::received, std::string_view says = {},
+                          std::uint64_t coarseness = variantCoarseness) {
+    return {.name = name,
+            .about = about,
+            .prepare = prepare,
+            .work = ask,
+            .ending = ending,
+            .destination = chatGPTPage,
+            .coarseness = coarseness,
+            .says = says,
+            .isVariant = coarseness >= variantCoarseness};
+}
+
+constexpr auto notAttached = "Couldn't confirm that exactly one ZIP finished attaching.";
+constexpr auto notTheQuestion = "The ChatGPT editor does not match the question.";
+constexpr auto notEmptyPage = "Select an empty ChatGPT tab in Dia.";
 
 constexpr Scenario scenarios[] = {
     {"ordinary", "a send into the conversation that Claude shows", atDestination, sendRelay},
@@ -615,6 +736,66 @@ constexpr Scenario scenarios[] = {
      .watching = 3s,
      .coarseness = 12,
      .typedIn = codexEditor},
+
+    asking("asks", "a ZIP and a question that go to ChatGPT by the open panel", beforeAsking,
+           Ending::received, {}, 6),
+    asking("asks by paste", "the same by the clipboard, where there are no writes", beforePasting,
+           Ending::received, {}, 6),
+    asking("asks slowly", "the same where everything takes its time", beforeAskingSlowly),
+    asking("asks by clicks", "the same where controls want the pointer and are found late", beforeClicking,
+           Ending::received, {}, 24),
+    asking("asks what moves", "the same where the controls never rest", beforeClickingWhatMoves,
+           Ending::refused, "The control moved. Nothing was clicked."),
+    asking("asks what is redrawn", "the same where the composer is other elements now and then",
+           beforeAskingWhatIsRedrawn, Ending::refused),
+    asking("asks what the file redraws", "the same where the composer is another with the file",
+           beforeAskingWith<&SimulatedDiaHabits::redrawsAtUpload, true>, Ending::refused, notAttached),
+    asking("asks with smart quotes", "the same where the page changes quotes",
+           beforeAskingWith<&SimulatedDiaHabits::smartQuotes, true>, Ending::refused, notTheQuestion),
+    asking("asks what trims", "the same where the page trims",
+           beforeAskingWith<&SimulatedDiaHabits::trims, true>, Ending::refused, notTheQuestion),
+    asking("asks with two files", "the same where another file comes with the ZIP", beforeAskingWithTwoFiles,
+           Ending::refused, notAttached),
+    asking("asks what spins", "the same where the upload never ends",
+           beforeAskingWith<&SimulatedDiaHabits::spinsForever, true>, Ending::refused, notAttached),
+    asking("asks the wrong row", "the same where the panel selects another file",
+           beforeAskingWith<&SimulatedDiaHabits::selectsAnother, true>, Ending::refused,
+           "The selected file does not match the prepared ZIP. Nothing was uploaded."),
+    asking("asks in Japanese", "the same on a page in another language",
+           beforeAskingWith<&SimulatedDiaHabits::isLocalized, true>, Ending::refused,
+           "Couldn't uniquely identify the ChatGPT editor."),
+    asking("asks signed out", "the same where nobody is signed in",
+           beforeAskingWith<&SimulatedDiaHabits::isSignedOut, true>, Ending::refused,
+           "Sign in to ChatGPT in Dia."),
+    asking("asks in a conversation", "the same where a conversation is open", beforeAskingElsewhere<false>,
+           Ending::refused, notEmptyPage),
+    asking("asks behind a query", "the same where the address has a query", beforeAskingElsewhere<true>,
+           Ending::refused, notEmptyPage),
+    asking("asks beside itself", "the same where two pages of ChatGPT are shown",
+           beforeAskingWith<&SimulatedDiaHabits::hasSecondChatGPT, true>, Ending::refused,
+           "Couldn't uniquely identify the displayed ChatGPT tab."),
+    asking("asks before another window", "the same with a conversation in a window behind",
+           behindAnotherWindow),
+    asking("asks behind another", "the same where another application is in front", behindAnotherApplication,
+           Ending::refused, "The foreground app changed."),
+    asking("asks at the root", "the same where the page shows no conversation after Send",
+           beforeAskingWith<&SimulatedDiaHabits::staysAtRoot, true>, Ending::stillAbsent,
+           "Send was attempted once"),
+    asking("asks and loses the file", "the same where the page sends the question alone",
+           beforeAskingWith<&SimulatedDiaHabits::losesFiles, true>, Ending::stillAbsent,
+           "Send was attempted once"),
+    asking("pastes in vain", "a ZIP that the page doesn't take from the clipboard",
+           beforeAskingWith<&SimulatedDiaHabits::ignoresPastedFiles, true, true>, Ending::refused,
+           notAttached),
+    {.name = "connection",
+     .about = "a look at ChatGPT's page, without entering anything",
+     .prepare = beforeAsking,
+     .work = checkConnection,
+     .ending = Ending::stillAbsent,
+     .onlyLooks = true,
+     .destination = chatGPTPage,
+     .coarseness = 40,
+     .says = "Verified the same ChatGPT window in Dia"},
 };
 
 } // namespace

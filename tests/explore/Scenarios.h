@@ -39,6 +39,7 @@ struct Scenario {
     std::uint64_t coarseness = 1;   ///< Sweeps go on by so many of their strides; runs are as rare.
     std::string_view says = {};     ///< Stands in what Orvel tells the person in the end.
     bool inChain = false;           ///< The message goes out in a link of three.
+    bool isVariant = false;         ///< Of another scenario, which goes the same road.
     unsigned typedIn = 0;           ///< The editor in which a command is typed, if that is the work.
 
     bool isTyped() const { return typedIn != 0; }

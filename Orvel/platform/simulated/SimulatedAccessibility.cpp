@@ -245,7 +245,13 @@ AXStatus SimulatedAccessibility::compose(SimulatedElement& element, std::string_
     const auto bound = element.messagingTimeout.count() > 0 ? element.messagingTimeout : ownBound;
     const auto end = loop.uptime() + bound;
     const auto before = pasteboard.contents();
-    if (!pasteboard.setString(*text)) return AXStatus::failure;
+    const auto giveBack = [&] {
+        if (pasteboard.text == *text) pasteboard.copiedElsewhere(before);
+    };
+    if (!pasteboard.setString(*text)) {
+        giveBack(); // It may have been written all the same.
+        return AXStatus::failure;
+    }
     loop.spendUntil([] { return false; }, writeTime);
     const auto paste = steps.take("paste", true);
     const bool isPasted = pasteboard.text == *text && (!paste.report || paste.happens);
@@ -256,7 +262,7 @@ AXStatus SimulatedAccessibility::compose(SimulatedElement& element, std::string_
     };
     const bool isThere =
         isPasted && loop.spendUntil(shows, std::max(MainLoop::Duration(0), end - loop.uptime()));
-    if (pasteboard.text == *text) pasteboard.copiedElsewhere(before);
+    giveBack();
     if (!isPasted) return AXStatus::failure;
     return isThere && !target->isRemoved() ? AXStatus::success : AXStatus::mayHaveHappened;
 }
@@ -285,13 +291,9 @@ AXReading SimulatedAccessibility::elementAtPosition(AXPoint point) {
     if (!trusted) return {};
     if (step.report) return {*step.report, {}};
     SimulatedElement* deepest = nullptr;
-    const auto look = [&](SimulatedElement& root) {
-        for (auto* element : everythingBelow(root))
+    for (const auto& [process, root] : applications)
+        for (auto* element : everythingBelow(*root))
             if (element->isHittable && element->covers(point)) deepest = element;
-    };
-    for (const auto& [process, root] : applications) look(*root);
-    const auto inFront = applications.find(front.processInFront());
-    if (inFront != applications.end()) look(*inFront->second); // It lies above the others.
     if (!deepest) return {AXStatus::noValue, {}};
     return {AXStatus::success, deepest->handle()};
 }

@@ -791,6 +791,7 @@ void SimulatedDia::userSends() {
 
 void SimulatedDia::submit(Window& window, bool byPerson) {
     auto& tab = window.tab();
+    if (tab.isReplying || (isBlank(tab.draft) && tab.files.empty())) return;
     if (habits.losesFiles) tab.files.clear();
     note(window, Deed::Kind::sent, byPerson);
     const Message message{std::exchange(tab.draft, {}), std::exchange(tab.files, {})};
