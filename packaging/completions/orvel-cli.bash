@@ -21,9 +21,9 @@ _orvel_cli() {
     for ((i = 1; i < COMP_CWORD; ++i)); do
         case ${COMP_WORDS[i]} in
         =) is_value=yes ;;
-        --home | --data | --agent | --source | --to | --from | --last | --note | --wait | --folder) is_value=yes ;;
+        --home | --data | --agent | --source | --to | --from | --last | --note | --question | --wait | --folder) is_value=yes ;;
         list | show | preview | url | recent | relay | keybindings | command | \
-            link | links | send | pending | retry | copy-saved | receipts | new | extend | close | reopen | bind | doctor | archive)
+            link | links | send | pending | retry | copy-saved | receipts | new | extend | close | reopen | bind | doctor | archive | ask)
             if [[ -z $is_value && -n $command ]]; then
                 ((++place))
             fi
@@ -49,6 +49,7 @@ _orvel_cli() {
     extend) options+=" --leading --trailing" ;;
     doctor) options+=" --try-keyboard" ;;
     archive) options+=" --to" ;;
+    ask) options+=" --question" ;;
     esac
 
     COMPREPLY=()
@@ -65,7 +66,7 @@ _orvel_cli() {
         COMPREPLY=($(compgen -W "codex claude" -- "$current"))
         return
         ;;
-    --from | --last | --note | --wait) return ;;
+    --from | --last | --note | --question | --wait) return ;;
     esac
 
     if [[ $current == -* ]]; then
@@ -75,7 +76,7 @@ _orvel_cli() {
     case $command in
     "")
         local commands="list show preview url recent relay keybindings command"
-        commands+=" link links send pending retry copy-saved receipts new extend close reopen bind doctor archive"
+        commands+=" link links send pending retry copy-saved receipts new extend close reopen bind doctor archive ask"
         COMPREPLY=($(compgen -W "$commands" -- "$current"))
         ;;
     relay)
@@ -87,7 +88,7 @@ _orvel_cli() {
         local IFS=$'\n'
         COMPREPLY=($(compgen -f -- "$current"))
         ;;
-    archive)
+    archive | ask)
         compopt -o filenames 2>/dev/null
         local IFS=$'\n'
         COMPREPLY=($(compgen -d -- "$current"))

@@ -1,6 +1,6 @@
 # Completion of orvel-cli for fish. Identifiers come from the program itself.
 
-set -l commands list show preview url recent relay keybindings command link links send pending retry copy-saved receipts new extend close reopen bind doctor archive
+set -l commands list show preview url recent relay keybindings command link links send pending retry copy-saved receipts new extend close reopen bind doctor archive ask
 set -l no_command "not __fish_seen_subcommand_from $commands"
 
 complete -c orvel-cli -f
@@ -25,6 +25,7 @@ complete -c orvel-cli -n $no_command -a close -d "Close a link; all of it is kep
 complete -c orvel-cli -n $no_command -a reopen -d "Open a closed link again"
 complete -c orvel-cli -n $no_command -a bind -d "Say in which conversation a first message arrived"
 complete -c orvel-cli -n $no_command -a archive -d "Pack a folder into a ZIP, without what should stay on this machine"
+complete -c orvel-cli -n $no_command -a ask -d "Show in the sample how a folder and a question get into ChatGPT"
 complete -c orvel-cli -n $no_command -a doctor -d "Look whether what Orvel needs of this machine is there"
 
 complete -c orvel-cli -l home -x -a "(__fish_complete_directories)" -d "Take this folder for the user's home"
@@ -42,7 +43,8 @@ complete -c orvel-cli -n "__fish_seen_subcommand_from send" -l source -x -a "cod
 complete -c orvel-cli -n "__fish_seen_subcommand_from send retry new" -l wait -x -d "Wait so long until the message is seen"
 complete -c orvel-cli -n "__fish_seen_subcommand_from send retry" -l through-claude-code -d "Let the command claude continue the conversation"
 complete -c orvel-cli -n "__fish_seen_subcommand_from archive" -l to -x -a "(__fish_complete_directories)" -d "Make the ZIP in this folder"
-complete -c orvel-cli -n "__fish_seen_subcommand_from archive" -a "(__fish_complete_directories)"
+complete -c orvel-cli -n "__fish_seen_subcommand_from archive ask" -a "(__fish_complete_directories)"
+complete -c orvel-cli -n "__fish_seen_subcommand_from ask" -l question -x -d "What to ask"
 complete -c orvel-cli -n "__fish_seen_subcommand_from doctor" -l try-keyboard -d "Hold Return for a moment"
 complete -c orvel-cli -n "__fish_seen_subcommand_from preview send new" -l from -x -d "Begin at this message"
 complete -c orvel-cli -n "__fish_seen_subcommand_from preview send new" -l last -x -d "Take only so many messages"

@@ -49,3 +49,20 @@ TEST_F(CommandLine, APackingThatIsBrokenOffLeavesNothing) {
     EXPECT_EQ(result.err, "The packing was stopped. No ZIP was kept.\n");
     EXPECT_TRUE(std::filesystem::is_empty(home.path("out")));
 }
+
+TEST_F(CommandLine, ShowsInTheSampleHowChatGPTIsAsked) {
+    home.write("code/main.cpp", "CANARY");
+    const auto shown = run({"--sample", "ask", home.path("code"), "--question", "Why, and where?"});
+    EXPECT_EQ(shown.status, 0);
+    for (const auto* line :
+         {"A text of 15 bytes was written", "Send was pressed\n", "https://chatgpt.com/c/"})
+        EXPECT_THAT(shown.out, HasSubstr(line));
+    const auto report = shown.out.substr(shown.out.find("attempt="));
+    EXPECT_THAT(report, HasSubstr("send_pressed=true"));
+    for (const auto* content : {"CANARY", "Why", ".zip", "/"})
+        EXPECT_THAT(report, testing::Not(HasSubstr(content)));
+
+    const auto refused = run({"ask", home.path("code")});
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_THAT(refused.err, HasSubstr("add --sample"));
+}
