@@ -14,7 +14,6 @@ namespace orvel {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::ElementsAre;
 using testing::HasSubstr;
 
 constexpr auto precious = "what the person copied last";
@@ -124,6 +123,31 @@ struct ConsultationDesk {
 
     std::string deliver(const std::string& question) { return outcomeOf(send(question)); }
 
+    /// The same, while somebody does something as soon as the page has told of this.
+    std::string deliver(const std::string& question, const std::string& what,
+                        const std::function<void()>& disturb) {
+        const auto seen = session.count(app, what);
+        std::unique_ptr<Timer> next;
+        const std::function<void()> look = [&] {
+            if (session.count(app, what) > seen)
+                disturb();
+            else
+                next = desktop.world.loop.after(10ms, look);
+        };
+        next = desktop.world.loop.after(10ms, look);
+        return deliver(question);
+    }
+
+    void chord(char letter) {
+        auto& person = session.person();
+        person.press(Person::control);
+        person.stroke(static_cast<unsigned char>(letter));
+        person.release(Person::control);
+    }
+    std::string clipboard() {
+        return elsewhere.data(0, std::string(PasteboardType::string)).value_or("nothing");
+    }
+
     TestSession session{{}, OrvelDesk::codexID};
     RealDesktop desktop{session};
     WatchedAccessibility accessibility{desktop.accessibility};
@@ -156,36 +180,123 @@ struct ConsultationDesk {
 
 class ConsultationTest : public OrvelDeskTest {};
 
-TEST_F(ConsultationTest, aFolderAndAQuestionArriveOnce) {
-    ConsultationDesk desk;
-    const std::string question = "What does \"main\" return, and what's 'ß'?\nAnswer briefly: größer → ja.";
-    LoopHolds holds(desk.desktop.world.loop);
-    const auto began = unixMilliseconds();
-    ASSERT_EQ(desk.deliver(question), "done");
-    const auto took = unixMilliseconds() - began;
-
+// What came to the page was told once, and is exactly this.
+void expectDelivered(ConsultationDesk& desk, const std::string& question, std::size_t from) {
     const nlohmann::json* sent = nullptr;
     const nlohmann::json* uploaded = nullptr;
-    std::size_t pastedTexts = 0;
-    for (const auto& event : desk.session.told()) {
-        if (event["what"] == "sent") sent = &event;
-        if (event["what"] == "uploaded") uploaded = &event;
-        pastedTexts += event["what"] == "pasted" && event["files"].empty() ? 1 : 0;
+    std::map<std::string, int> count;
+    const auto& told = desk.session.told();
+    for (auto i = from; i < told.size(); ++i) {
+        const auto& event = told[i];
+        const auto what = event["what"].get<std::string>();
+        if (what == "sent") sent = &event;
+        if (what == "uploaded") uploaded = &event;
+        ++count[what == "pasted" && event["files"].empty() ? "pasted text" : what];
     }
     ASSERT_TRUE(sent && uploaded);
     EXPECT_EQ(sha256Hex({contentsOf((*uploaded)["path"])}), desk.archive.sha256);
     EXPECT_EQ((*sent)["text"], question);
     EXPECT_EQ((*sent)["files"].size(), 1U);
-    EXPECT_EQ(desk.accessibility.writes, 1U);
-    EXPECT_EQ(pastedTexts, 1U);
-    for (const auto* once : {"uploaded", "pressed", "sent"}) EXPECT_EQ(desk.session.count(app, once), 1U);
+    for (const auto* once : {"pasted text", "uploaded", "pressed", "sent"}) EXPECT_EQ(count[once], 1) << once;
     EXPECT_EQ(desk.result->conversationURL,
               "https://chatgpt.com/c/" + (*sent)["conversation"].get<std::string>());
-    EXPECT_EQ(desk.elsewhere.data(0, std::string(PasteboardType::string)), precious);
-    std::printf(
-        "delivered in %.1f s, with %zu reads and %zu searches; the loop was held for %.0f ms at most\n",
-        took / 1000, desk.accessibility.reads, desk.accessibility.searches,
-        std::chrono::duration<double, std::milli>(holds.longest).count());
+}
+
+struct Delivery {
+    const char* name;
+    std::string question;
+    std::function<void(ConsultationDesk&)> before, duringUpload;
+    std::string clipboard = precious; ///< In the end.
+};
+
+const Delivery deliveries[] = {
+    {"a question", "What does \"main\" return, and what's 'ß'?\nAnswer briefly: größer → ja.", nullptr,
+     nullptr},
+    {"a long question",
+     [] {
+         std::string text = "  Compare these, please 🙂:";
+         for (int i = 0; i < 40; ++i) text += "\n\n\tline " + std::to_string(i) + " of <b>many</b> & more";
+         return text;
+     }(),
+     nullptr, nullptr},
+    {"the keyboard in the address bar", "Why?", [](auto& desk) { desk.chord('l'); }, nullptr},
+    {"the person copies during the upload", "Why?", nullptr,
+     [](auto& desk) { EXPECT_TRUE(desk.elsewhere.setString("newer")); }, "newer"},
+};
+
+TEST_F(ConsultationTest, aFolderAndAQuestionArriveOnce) {
+    ConsultationDesk desk;
+    for (const auto& row : deliveries) {
+        SCOPED_TRACE(row.name);
+        desk.startAnew();
+        ASSERT_TRUE(desk.elsewhere.setString(precious));
+        if (row.before) row.before(desk);
+        desk.desktop.world.runFor(300ms);
+        const auto from = desk.session.told().size();
+        auto& accessibility = desk.accessibility;
+        accessibility.reads = accessibility.searches = accessibility.writes = accessibility.presses = 0;
+        LoopHolds holds(desk.desktop.world.loop);
+        const auto began = unixMilliseconds();
+        EXPECT_EQ(desk.deliver(row.question, "pasted",
+                               [&] {
+                                   if (row.duringUpload) row.duringUpload(desk);
+                               }),
+                  "done");
+        const auto took = unixMilliseconds() - began;
+        expectDelivered(desk, row.question, from);
+        EXPECT_EQ(accessibility.writes, 1U);
+        EXPECT_EQ(accessibility.presses, 1U);
+        EXPECT_EQ(desk.clipboard(), row.clipboard);
+        std::printf(
+            "%s: received %.1f s after the start, by %zu reads and %zu searches; the loop was held for "
+            "%.0f ms at most\n",
+            row.name, took / 1000, accessibility.reads, accessibility.searches,
+            std::chrono::duration<double, std::milli>(holds.longest).count());
+    }
+}
+
+struct Case {
+    const char* name;
+    std::function<void(ConsultationDesk&)> before, duringUpload;
+    const char* told;
+    const char* left; ///< In the editor.
+    std::function<void(ConsultationDesk&)> after;
+};
+
+const Case cases[] = {
+    {"another tab during the upload", nullptr, [](auto& desk) { desk.chord('t'); }, "tab", "",
+     [](auto& desk) { desk.chord('w'); }},
+    {"another address during the upload", nullptr,
+     [](auto& desk) { desk.session.order(app, "show", "/c/another"); }, "tab changed", "", nullptr},
+    {"words during the upload", nullptr, [](auto& desk) { desk.session.person().type("mine"); },
+     "has a draft", "mine", nullptr},
+    {"two files",
+     [](auto& desk) {
+         desk.session.order(app, "habits", {{"isDoubled", true}});
+     },
+     nullptr, "exactly one ZIP", "", nullptr},
+    {"a draft", [](auto& desk) { desk.session.order(app, "draft", "my own words"); }, nullptr, "has a draft",
+     "my own words", nullptr},
+};
+
+TEST_F(ConsultationTest, nothingIsSentOfWhatIsNotProved) {
+    ConsultationDesk desk;
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        desk.startAnew({{"uploading", row.duringUpload ? 2'500 : 300}, {"isDoubled", false}});
+        if (row.before) row.before(desk);
+        desk.desktop.world.runFor(300ms);
+        const auto outcome = desk.deliver("What is this?", "pasted", [&] {
+            if (row.duringUpload) row.duringUpload(desk);
+        });
+        std::printf("%s: %s\n", row.name, outcome.substr(0, outcome.find('\n')).c_str());
+        EXPECT_THAT(outcome, HasSubstr(row.told));
+        for (const auto* never : {"pressed", "sent"}) EXPECT_EQ(desk.session.count(app, never), 0U);
+        EXPECT_EQ(desk.accessibility.writes + desk.accessibility.presses, 0U);
+        EXPECT_EQ(desk.session.editorText(app), row.left);
+        EXPECT_EQ(desk.clipboard(), precious);
+        if (row.after) row.after(desk);
+    }
 }
 
 } // namespace

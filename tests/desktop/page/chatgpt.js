@@ -42,7 +42,8 @@ function draw() {
   make(toolbar, "button", { "aria-label": "Dictate" }, "◦");
   showAction();
   view.focus();
-  tell("shown", { conversation: conversation(), path: location.pathname });
+  tell("text", { text: "" });
+  tell("shown", { conversation: conversation() });
 }
 
 function drawEditor(parent) {
