@@ -6,9 +6,8 @@
 #include "desktop/OrvelDesk.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstddef>
-#include <exception>
-#include <filesystem>
 
 namespace orvel {
 namespace {
@@ -121,6 +120,11 @@ struct ConsultationDesk {
         EXPECT_TRUE(desktop.runUntil([&] { return session.count(app, "shown") > shown; }));
     }
 
+    std::string check() {
+        std::string said;
+        const auto outcome = outcomeOf(check(said));
+        return outcome == "done" ? said : outcome;
+    }
     std::string deliver(const std::string& question) { return outcomeOf(send(question)); }
 
     /// The same, while somebody does something as soon as the page has told of this.
@@ -137,6 +141,9 @@ struct ConsultationDesk {
         next = desktop.world.loop.after(10ms, look);
         return deliver(question);
     }
+
+    /// Whether Send may have been pressed, as the last delivery told.
+    bool maySend = false;
 
     void chord(char letter) {
         auto& person = session.person();
@@ -171,10 +178,20 @@ struct ConsultationDesk {
         auto work = ChatGPTRepositoryArchive::prepare(ports, folder, output, {});
         archive = co_await work;
     }
+    Task<void> check(std::string& said) {
+        auto work = sender.checkConnection();
+        said = co_await work;
+    }
     Task<void> send(std::string question) {
         result.reset();
-        auto work = sender.send(archive, question);
-        result = co_await work;
+        maySend = true;
+        try {
+            auto work = sender.send(archive, question);
+            result = co_await work;
+        } catch (const ChatGPTBrowserSender::Failure& failure) {
+            maySend = failure.sendWasPressed();
+            throw;
+        }
     }
 };
 
@@ -226,6 +243,7 @@ const Delivery deliveries[] = {
 
 TEST_F(ConsultationTest, aFolderAndAQuestionArriveOnce) {
     ConsultationDesk desk;
+    EXPECT_THAT(desk.check(), HasSubstr("an empty editor, and no attachments"));
     for (const auto& row : deliveries) {
         SCOPED_TRACE(row.name);
         desk.startAnew();
@@ -296,6 +314,35 @@ TEST_F(ConsultationTest, nothingIsSentOfWhatIsNotProved) {
         EXPECT_EQ(desk.session.editorText(app), row.left);
         EXPECT_EQ(desk.clipboard(), precious);
         if (row.after) row.after(desk);
+    }
+}
+
+TEST_F(ConsultationTest, nothingIsDoubledWhereTheBrowserHangs) {
+    ConsultationDesk desk;
+    for (const auto* what : {"pasted", "uploaded", "text", "pressed"}) {
+        SCOPED_TRACE(what);
+        desk.startAnew();
+        ASSERT_TRUE(desk.elsewhere.setString(precious));
+        desk.desktop.world.runFor(300ms);
+        const auto sent = desk.session.count(app, "sent"), pressed = desk.session.count(app, "pressed");
+        const auto from = desk.session.told().size();
+        std::unique_ptr<Timer> end;
+        LoopHolds holds(desk.desktop.world.loop);
+        const auto outcome = desk.deliver("What \"is\" this?\nWhy?", what, [&] {
+            desk.session.dia().signal(SIGSTOP);
+            end = desk.desktop.world.loop.after(1500ms, [&] { desk.session.dia().signal(SIGCONT); });
+        });
+        desk.session.dia().signal(SIGCONT);
+        desk.desktop.world.runFor(1500ms);
+        const auto arrived = desk.session.count(app, "sent") - sent;
+        EXPECT_LE(arrived, 1U);
+        EXPECT_LE(desk.session.count(app, "pressed") - pressed, 1U);
+        EXPECT_TRUE(desk.maySend || arrived == 0) << "it said that nothing was sent";
+        if (outcome == "done") expectDelivered(desk, "What \"is\" this?\nWhy?", from);
+        EXPECT_EQ(desk.clipboard(), precious);
+        std::printf("hangs once the page told \"%s\": %s; %zu sent; the loop was held for %.0f ms at most\n",
+                    what, outcome.substr(0, outcome.find('\n')).c_str(), arrived,
+                    std::chrono::duration<double, std::milli>(holds.longest).count());
     }
 }
 
