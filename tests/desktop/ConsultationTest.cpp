@@ -295,6 +295,8 @@ const Case cases[] = {
      nullptr, "exactly one ZIP", "", nullptr},
     {"a draft", [](auto& desk) { desk.session.order(app, "draft", "my own words"); }, nullptr, "has a draft",
      "my own words", nullptr},
+    {"the placeholder's words", [](auto& desk) { desk.session.order(app, "draft", "Ask ChatGPT"); }, nullptr,
+     "Couldn't verify an empty ChatGPT editor", "Ask ChatGPT", nullptr},
 };
 
 TEST_F(ConsultationTest, nothingIsSentOfWhatIsNotProved) {
