@@ -155,12 +155,21 @@ Task<ChatGPTPage> ChatGPTPageReader::selectedBrowserPage() {
     const auto browser = onlyBrowser();
     stopUnless(browser.has_value(), "Couldn't uniquely identify the running Dia window. Open an empty "
                                     "ChatGPT tab for the intended account.");
+    // Some browsers make the objects of their pages once somebody has asked what they are.
+    co_await elements.step();
+    const auto application = elements.application(browser->process);
+    static_cast<void>(elements.attributes().port().attribute(application, "AXRole"));
     const Request request{browser->process, Caller::selectedPage};
-    const auto page = co_await activePage(request);
-    stopUnless(ChatGPTAddress(page.url).isEmptyPage(),
+    std::optional<ChatGPTPage> page;
+    for (int look = 1; look < maximumSelectedReads && !page; ++look) {
+        page = co_await observed(request);
+        if (!page) co_await loop.sleep(initialPause);
+    }
+    if (!page) page = co_await activePage(request);
+    stopUnless(ChatGPTAddress(page->url).isEmptyPage(),
                "Select an empty ChatGPT tab for the intended account in Dia. Existing conversations will not "
                "be edited.");
-    co_return page;
+    co_return *std::move(page);
 }
 
 Task<ChatGPTPage> ChatGPTPageReader::selectedBrowserPageWhenReady() {

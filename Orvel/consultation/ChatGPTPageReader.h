@@ -21,7 +21,7 @@ namespace orvel {
 /// outlives its tasks.
 class ChatGPTPageReader {
   public:
-    static constexpr int maximumInitialReads = 24;
+    static constexpr int maximumInitialReads = 24, maximumSelectedReads = 10;
     static constexpr MainLoop::Duration initialPause = std::chrono::milliseconds(200),
                                         initialTimeout = std::chrono::seconds(5);
 
@@ -44,7 +44,7 @@ class ChatGPTPageReader {
     /// Stops unless the focused window still shows this page, under this URL.
     Task<void> verifySamePage(ChatGPTPage page);
 
-    /// The empty page that is selected in the only browser.
+    /// The empty page that is selected in the only browser, waiting two seconds for one to be observable.
     Task<ChatGPTPage> selectedBrowserPage();
 
     /// The same, waiting a few seconds for it to appear in the window that is focused now. Stops as soon as

@@ -324,6 +324,8 @@ TEST(ChatGPTBrowserSenderTest, PreparesWithoutSending) {
 TEST(ChatGPTBrowserSenderTest, LooksWithoutChanges) {
     DiaDesk desk;
     desk.start();
+    desk.dia.habits.switching = 700ms; // The browser shows no page until then.
+    desk.dia.selectsTab(desk.dia.opensTab({}));
     EXPECT_EQ(desk.run(desk.sender->checkConnection()).said,
               "Verified the same ChatGPT window in Dia, an empty editor, and no attachments. Selected model: "
               "Pro (unchanged by Orvel). Nothing was entered or sent.");

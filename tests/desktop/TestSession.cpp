@@ -50,7 +50,7 @@ TestSession::TestSession(const std::vector<PageConversation>& claude, const std:
 
 TestSession::~TestSession() {
     typist.reset();
-    for (auto* child : {&claudeBrowser, &codexBrowser, &pages}) child->reset();
+    for (auto* child : {&claudeBrowser, &codexBrowser, &diaBrowser, &pages}) child->reset();
     mozc.reset();
     for (auto* child : {&manager, &server}) child->reset();
 }
@@ -88,10 +88,10 @@ void TestSession::begin(Typing typing) {
         environment.merge(MozcSession::variablesOfPrograms());
     }
 
-    pages = std::make_unique<OwnChild>(
-        std::vector<std::string>{variable("ORVEL_NODE"), PAGE_SERVER, folder.path(),
-                                 variable("ORVEL_DESKTOP_PAGE") + "/bundle.js"},
-        environment);
+    pages = std::make_unique<OwnChild>(std::vector<std::string>{variable("ORVEL_NODE"), PAGE_SERVER,
+                                                                folder.path(),
+                                                                variable("ORVEL_DESKTOP_PAGE") + "/bundles"},
+                                       environment);
     require(comes([&] { return std::filesystem::exists(folder.path("port")); }), "no server of pages");
     port = contentsOf(folder.path("port"));
 }
@@ -144,27 +144,32 @@ void TestSession::registerLinks() {
     folder.write("home/.config/mimeapps.list", handlers);
 }
 
-std::unique_ptr<OwnChild> TestSession::browser(const std::string& name, const std::string& address) {
-    const auto shown = count(name, "shown");
+std::unique_ptr<OwnChild> TestSession::browser(const std::string& app, const std::string& windowClass,
+                                               const std::string& address) {
+    const auto shown = count(app, "shown");
     auto child = std::make_unique<OwnChild>(
         std::vector<std::string>{
             "/usr/bin/chromium", "--no-sandbox", "--disable-gpu", "--no-first-run", "--test-type",
             "--disable-background-networking", "--disable-component-update", "--disable-sync",
             "--password-store=basic", "--hide-crash-restore-bubble", "--ignore-certificate-errors",
             "--host-resolver-rules=MAP claude.ai 127.0.0.1:" + port + ", MAP codex.test 127.0.0.1:" + port +
-                ", MAP * ~NOTFOUND",
-            "--class=" + name, "--user-data-dir=" + folder.path(name + "-profile"), "--app=" + address},
+                ", MAP chatgpt.com 127.0.0.1:" + port + ", MAP * ~NOTFOUND",
+            "--class=" + windowClass, "--user-data-dir=" + folder.path(app + "-profile"), address},
         environment);
-    require(comes([&] { return count(name, "shown") > shown; }), "no page in " + name);
+    require(comes([&] { return count(app, "shown") > shown; }), "no page in " + app);
     return child;
 }
 
 void TestSession::startClaude(const std::string& desktopID) {
-    claudeBrowser = browser("claude", "https://claude.ai/epitaxy/" + desktopID);
+    claudeBrowser = browser("claude", "claude", "--app=https://claude.ai/epitaxy/" + desktopID);
 }
 
 void TestSession::startCodex() {
-    codexBrowser = browser("codex", "https://codex.test/" + codexThread);
+    codexBrowser = browser("codex", "codex", "--app=https://codex.test/" + codexThread);
+}
+
+void TestSession::startDia() {
+    diaBrowser = browser("chatgpt", "company.thebrowser.dia", "https://chatgpt.com/");
 }
 
 const std::vector<nlohmann::json>& TestSession::told() {

@@ -1,7 +1,7 @@
 #pragma once
 // A desktop of the test's own: an X server with a window manager, a session bus with the accessibility bus, a
-// server of pages, and two browsers in application mode that stand in for the agents. All of it ends with the
-// test.
+// server of pages, two browsers in application mode that stand in for the agents, and one with tabs for
+// ChatGPT. All of it ends with the test.
 
 #include "Person.h"
 #include "TemporaryFolder.h"
@@ -45,8 +45,11 @@ class TestSession {
     /// Begins an agent's browser on a conversation, and waits until the page shows it.
     void startClaude(const std::string& desktopID);
     void startCodex();
+    /// The same with a browser that has tabs, on an empty page of ChatGPT.
+    void startDia();
     OwnChild& claude() { return *claudeBrowser; }
     OwnChild& codex() { return *codexBrowser; }
+    OwnChild& dia() { return *diaBrowser; }
 
     /// What the pages told since the start, in the order in which they did. Each has `app`, `what` and `at`,
     /// in milliseconds of the Unix epoch.
@@ -71,12 +74,13 @@ class TestSession {
     void begin(Typing typing);
     void writeGiven(const std::vector<PageConversation>& claude, const std::string& codexThread);
     void registerLinks();
-    std::unique_ptr<OwnChild> browser(const std::string& name, const std::string& address);
+    std::unique_ptr<OwnChild> browser(const std::string& app, const std::string& windowClass,
+                                      const std::string& address);
 
     PrivateBus bus;
     std::map<std::string, std::string> environment;
     std::string displayName, port, codexThread;
-    std::unique_ptr<OwnChild> server, manager, pages, claudeBrowser, codexBrowser;
+    std::unique_ptr<OwnChild> server, manager, pages, claudeBrowser, codexBrowser, diaBrowser;
     std::unique_ptr<MozcSession> mozc;
     std::unique_ptr<Person> typist;
     std::vector<nlohmann::json> events;

@@ -23,7 +23,10 @@ bool isSame(const std::string& name, const std::string& other) {
 } // namespace
 
 std::vector<XApplicationName> knownXApplications() {
-    return {{"com.anthropic.claudefordesktop", "claude", "claude"}, {"com.openai.codex", "codex", "codex"}};
+    return {{"com.anthropic.claudefordesktop", "claude", "claude"},
+            {"com.openai.codex", "codex", "codex"},
+            // "dia" alone is the class of an editor of diagrams.
+            {"company.thebrowser.dia", "company.thebrowser.dia", {}}};
 }
 
 XApplications::XApplications(XConnection& connection, MainLoop& loop, Processes& processes,

@@ -19,10 +19,10 @@ struct XWindowClass;
 struct XApplicationName {
     std::string bundleID;
     std::string windowClass; ///< Either part of WM_CLASS, in any case.
-    std::string scheme;      ///< Of the URLs for which it is registered.
+    std::string scheme;      ///< Of the URLs for which it alone is registered; empty if there is none.
 };
 
-/// The agents.
+/// The agents, and the browser in which ChatGPT is asked.
 std::vector<XApplicationName> knownXApplications();
 
 /// An application runs if it has a window that the window manager manages. Without a server or a window

@@ -3,48 +3,18 @@
 import { baseKeymap, splitBlock } from "prosemirror-commands";
 import { history } from "prosemirror-history";
 import { keymap } from "prosemirror-keymap";
-import { Schema } from "prosemirror-model";
-import { EditorState, Plugin } from "prosemirror-state";
-import { Decoration, DecorationSet, EditorView } from "prosemirror-view";
+import { EditorState } from "prosemirror-state";
+import { EditorView } from "prosemirror-view";
+import { documentOf, given, group, hint, make, obey, schema, tell, textOf } from "./shared.js";
 
 const sendAppears = 30, sendEnables = 90, replyEnds = 800; // Milliseconds.
 
-const given = window.given; // {app, conversation, conversations: {id: {messages}}}
+// given: {app, conversation, conversations: {id: {messages}}}
 const isClaude = given.app === "claude";
 let conversation = given.conversation;
 let view, composer, sendButton, replyUntil = 0, timers = [];
 
-// Telling
-
-const untold = [];
-let isTelling = false;
-
-async function tell(what, more = {}) {
-  untold.push({ app: given.app, what, at: performance.timeOrigin + performance.now(), ...more });
-  if (isTelling) return;
-  isTelling = true;
-  while (untold.length > 0) {
-    const body = JSON.stringify(untold.splice(0));
-    await fetch("/told", { method: "POST", body, keepalive: true }).catch(() => {});
-  }
-  isTelling = false;
-}
-
-for (const type of ["keydown", "keyup"])
-  addEventListener(type, (event) => tell(type, { key: event.key, code: event.code, isRepeat: event.repeat }), true);
-
 // Drawing
-
-function make(parent, tag, attributes = {}, text = "") {
-  const made = document.createElement(tag);
-  for (const [name, value] of Object.entries(attributes)) made.setAttribute(name, value);
-  if (text) made.append(text);
-  parent.append(made);
-  return made;
-}
-
-// The browser leaves a plain division out of the accessibility tree unless text or controls stand directly in it.
-const group = { role: "group" };
 
 function below(parent, count) {
   for (; count > 0; --count) parent = make(parent, "div", group);
@@ -91,32 +61,6 @@ function drawCodexComposer() {
 }
 
 // The editor
-
-const schema = new Schema({
-  nodes: {
-    doc: { content: "paragraph+" },
-    paragraph: { content: "text*", parseDOM: [{ tag: "p" }], toDOM: () => ["p", 0] },
-    text: {},
-  },
-});
-
-function textOf(doc) {
-  return doc.textBetween(0, doc.content.size, "\n");
-}
-
-function documentOf(text) {
-  const paragraph = (line) => schema.node("paragraph", null, line ? [schema.text(line)] : []);
-  return schema.node("doc", null, text.split("\n").map(paragraph));
-}
-
-function hint(words) {
-  const decorations = ({ doc }) => {
-    if (doc.childCount > 1 || doc.firstChild.content.size > 0) return null;
-    const where = { class: "is-empty", "data-placeholder": words };
-    return DecorationSet.create(doc, [Decoration.node(0, doc.firstChild.nodeSize, where)]);
-  };
-  return new Plugin({ props: { decorations } });
-}
 
 const draftKey = () => `draft ${conversation}`;
 
@@ -212,9 +156,5 @@ const orders = {
   reload: () => location.reload(),
   draft: (text) => view.dispatch(view.state.tr.replaceWith(0, view.state.doc.content.size, documentOf(text).content)),
 };
-new EventSource(`/orders/${given.app}`).onmessage = ({ data }) => {
-  const { order, value } = JSON.parse(data);
-  orders[order](value);
-};
-
+obey(orders);
 draw();

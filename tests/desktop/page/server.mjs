@@ -1,17 +1,20 @@
-// Serves the pages of the stand-ins for agents over HTTPS on this machine alone. What a page tells becomes a line in `told`; what
-// stands in `orders` goes to the pages, a line at a time; what is submitted in Claude's goes into its transcript.
-//   node server.mjs FOLDER BUNDLE
-// FOLDER holds `given.json`: {claude: {conversations: {ID: {messages, session, transcript, directory}}}, codex: {...}}.
+// Serves the pages of the stand-ins for agents and for ChatGPT over HTTPS on this machine alone. What a page tells becomes a line
+// in `told`; what stands in `orders` goes to the pages, a line at a time; what is submitted in Claude's goes into its transcript;
+// a file that is uploaded is kept in `uploads`, under its number.
+//   node server.mjs FOLDER BUNDLES
+// FOLDER holds `given.json`: {claude: {conversations: {ID: {messages, session, transcript, directory}}}, codex: {...}}; BUNDLES
+// holds the scripts of the pages.
 import { execFileSync } from "node:child_process";
 import { randomUUID } from "node:crypto";
-import { appendFileSync, existsSync, readFileSync, renameSync, writeFileSync } from "node:fs";
+import { appendFileSync, existsSync, mkdirSync, readFileSync, renameSync, writeFileSync } from "node:fs";
 import { createServer } from "node:https";
 
 const received = 250, answered = 800; // Milliseconds behind a message.
 
-const [folder, bundle] = process.argv.slice(2);
+const [folder, bundles] = process.argv.slice(2);
 const given = JSON.parse(readFileSync(`${folder}/given.json`));
-const listeners = { claude: new Set(), codex: new Set() };
+const listeners = { claude: new Set(), codex: new Set(), chatgpt: new Set() };
+const apps = { "claude.ai": "claude", "codex.test": "codex", "chatgpt.com": "chatgpt" };
 
 // Transcripts, written as Claude Code writes them.
 
@@ -40,36 +43,56 @@ function take(told) {
 
 // Pages
 
-function page(app, conversation) {
+const styles = `.ProseMirror, .question { white-space: pre-wrap } .ProseMirror { min-height: 3em }
+.is-empty::before { content: attr(data-placeholder); float: left; height: 0 }`;
+
+function page(app, path) {
+  const shown = app === "chatgpt" ? { app } : agentsPage(app, path.split("/").at(-1));
+  if (!shown) return null;
+  const script = app === "chatgpt" ? "chatgpt.js" : "page.js";
+  return `<!doctype html><meta charset=utf-8><title>${app}</title><style>${styles}</style>
+<body><script>window.given = ${JSON.stringify(shown)}</script><script src=/${script}></script>`;
+}
+
+function agentsPage(app, conversation) {
   const conversations = given[app].conversations;
-  if (!(conversation in conversations)) return null;
-  return `<!doctype html><meta charset=utf-8><title>${app}</title>
-<style>.ProseMirror { white-space: pre-wrap; min-height: 3em }
-.is-empty::before { content: attr(data-placeholder); float: left; height: 0 }</style>
-<body><script>window.given = ${JSON.stringify({ app, conversation, conversations })}</script><script src=/bundle.js></script>`;
+  return conversation in conversations ? { app, conversation, conversations } : null;
+}
+
+let uploads = 0;
+
+function keep(name, bytes) {
+  mkdirSync(`${folder}/uploads`, { recursive: true });
+  const path = `${folder}/uploads/${++uploads}`;
+  writeFileSync(path, bytes);
+  take({ app: "chatgpt", what: "uploaded", at: Date.now(), name, path });
+}
+
+function receivePosted(url, request, response) {
+  const parts = [];
+  request.on("data", (data) => parts.push(data));
+  request.on("end", () => {
+    const body = Buffer.concat(parts);
+    if (url.pathname === "/upload") keep(url.searchParams.get("name"), body);
+    else JSON.parse(body).forEach(take);
+    response.end();
+  });
 }
 
 function answer(request, response) {
-  const path = request.url.split("?")[0], app = request.headers.host.startsWith("claude.ai") ? "claude" : "codex";
-  if (request.method === "POST") {
-    let body = "";
-    request.on("data", (data) => (body += data));
-    request.on("end", () => {
-      JSON.parse(body).forEach(take);
-      response.end();
-    });
-    return;
-  }
-  if (path.startsWith("/orders/")) {
+  const url = new URL(request.url, "https://localhost"), app = apps[request.headers.host.split(":")[0]];
+  if (request.method === "POST") return receivePosted(url, request, response);
+  if (url.pathname.startsWith("/orders/")) {
     response.writeHead(200, { "Content-Type": "text/event-stream", "Cache-Control": "no-store" });
     response.write(":\n\n");
     listeners[app].add(response);
     request.on("close", () => listeners[app].delete(response));
     return;
   }
-  const text = path === "/bundle.js" ? readFileSync(bundle) : page(app, path.split("/").at(-1));
+  const isScript = url.pathname.endsWith(".js");
+  const text = isScript ? readFileSync(`${bundles}${url.pathname}`) : page(app, url.pathname);
   response.writeHead(text ? 200 : 404, {
-    "Content-Type": path === "/bundle.js" ? "text/javascript" : "text/html",
+    "Content-Type": isScript ? "text/javascript" : "text/html",
     "Cache-Control": "no-store",
   });
   response.end(text ?? "");

@@ -98,13 +98,14 @@ class XApplicationsTest : public XDesktopTest {
 };
 
 TEST_F(XApplicationsTest, whoRunsAndWhoIsInFront) {
-    const RunningApplication claude{"com.anthropic.claudefordesktop", 4711}, notes{std::nullopt, 4712};
+    // The editor of diagrams is not the browser of this name.
+    const RunningApplication claude{"com.anthropic.claudefordesktop", 4711}, diagrams{std::nullopt, 4712};
     TestApplication first(server->display()), second(server->display()), candidates(server->display());
     first.claim(4711, "Claude");
     first.show();
-    second.claim(4712, "notes");
+    second.claim(4712, "dia");
     second.show();
-    for (const auto& application : {claude, notes, claude}) {
+    for (const auto& application : {claude, diagrams, claude}) {
         ASSERT_TRUE(runUntil([&] { return applications->application(application.process) == application; }));
         EXPECT_TRUE(applications->activate(application.process));
         EXPECT_TRUE(runUntil([&] { return applications->frontmost() == application; }));
@@ -121,7 +122,7 @@ TEST_F(XApplicationsTest, whoRunsAndWhoIsInFront) {
         const auto owners = read(1000).value_or(std::vector<WindowList::OwnerName>());
         return std::count(owners.begin(), owners.end(), name) == 1;
     };
-    EXPECT_TRUE(shown("Claude") && shown("notes"));
+    EXPECT_TRUE(shown("Claude") && shown("dia"));
     const std::uint32_t itself = 1;
     xcb_change_window_attributes(candidates.get(), candidates.window, XCB_CW_OVERRIDE_REDIRECT, &itself);
     candidates.claim(4714, "Mozc_renderer");
