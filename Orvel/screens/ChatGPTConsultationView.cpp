@@ -121,6 +121,15 @@ ChatGPTConsultationView::ChatGPTConsultationView(ChatGPTConsultationModel& model
     connect(question, &QPlainTextEdit::textChanged, this,
             [this] { this->model.question.update(utf8Text(question->toPlainText())); });
 
+    address = button(tr("Open the conversation"), [this] {
+        if (const auto& url = this->model.conversationURL.get())
+            QDesktopServices::openUrl(QUrl(qtText(*url)));
+    });
+    auto* statusRow = new QWidget;
+    auto* beside = new QHBoxLayout(statusRow);
+    beside->setContentsMargins(0, 0, 0, 0);
+    beside->addWidget(status, 1);
+    beside->addWidget(address, 0, Qt::AlignTop);
     auto* lists = new QHBoxLayout;
     lists->setSpacing(10);
     lists->addWidget(listFrame(goesIn, tr("Goes in")), 1);
@@ -130,8 +139,8 @@ ChatGPTConsultationView::ChatGPTConsultationView(ChatGPTConsultationModel& model
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(margin, margin, margin, margin);
     column->setSpacing(8);
-    for (auto* widget : {static_cast<QWidget*>(title), static_cast<QWidget*>(status),
-                         static_cast<QWidget*>(report), folderRow(), static_cast<QWidget*>(search)})
+    for (auto* widget : {static_cast<QWidget*>(title), statusRow, static_cast<QWidget*>(report), folderRow(),
+                         static_cast<QWidget*>(search)})
         column->addWidget(widget);
     column->addLayout(lists, 1);
     for (auto* widget :
@@ -148,7 +157,7 @@ ChatGPTConsultationView::ChatGPTConsultationView(ChatGPTConsultationModel& model
     shortcut(QKeySequence::Open, choose);
     clock.setInterval(std::chrono::milliseconds(500));
     connect(&clock, &QTimer::timeout, this, &ChatGPTConsultationView::render);
-    setMinimumSize(600, 440);
+    setMinimumSize(640, 440);
     resize(860, 660);
     subscription = changes.subscribe([this] { renderSoon(); });
 }
@@ -213,16 +222,11 @@ QWidget* ChatGPTConsultationView::listFrame(List& list, const QString& title) {
 }
 
 QWidget* ChatGPTConsultationView::stepsRow() {
-    address = button(tr("Open the conversation"), [this] {
-        if (const auto& url = this->model.conversationURL.get())
-            QDesktopServices::openUrl(QUrl(qtText(*url)));
-    });
     auto* row = new QHBoxLayout;
     row->setContentsMargins(12, 8, 8, 8);
     row->addWidget(steps);
     row->addStretch(1);
     row->addWidget(time);
-    row->addWidget(address);
     return card(row);
 }
 

@@ -11,7 +11,7 @@ namespace orvel {
 
 namespace {
 
-constexpr int circle = 14, gap = 6, line = 40;
+constexpr int circle = 14, gap = 6, longestLine = 40, shortestLine = 6;
 
 void paintDone(QPainter& painter, const QPointF& center, const Theme& theme) {
     painter.setPen(Qt::NoPen);
@@ -47,7 +47,7 @@ void paintOpen(QPainter& painter, const QPointF& center, bool isNext, bool faile
 } // namespace
 
 DeliverySteps::DeliverySteps(QStringList names, QWidget* parent) : QWidget(parent), names(std::move(names)) {
-    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
 }
 
 void DeliverySteps::render(std::size_t newDone, bool hasFailed) {
@@ -63,6 +63,14 @@ void DeliverySteps::render(std::size_t newDone, bool hasFailed) {
 }
 
 QSize DeliverySteps::sizeHint() const {
+    return sizeWith(longestLine);
+}
+
+QSize DeliverySteps::minimumSizeHint() const {
+    return sizeWith(shortestLine);
+}
+
+QSize DeliverySteps::sizeWith(int line) const {
     int width = 0;
     for (const auto& name : names) width += circle + gap + fontMetrics().horizontalAdvance(name);
     const auto lines = static_cast<int>(std::max<qsizetype>(names.size(), 1)) - 1;
@@ -74,6 +82,8 @@ void DeliverySteps::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     const double middle = height() / 2.0;
+    const auto lines = std::max<int>(static_cast<int>(names.size()) - 1, 1);
+    const auto line = std::clamp((width() - sizeWith(0).width()) / lines, shortestLine, longestLine);
     double x = 0;
     for (std::size_t i = 0; i < std::size_t(names.size()); ++i) {
         const auto& name = names[qsizetype(i)];

@@ -18,12 +18,14 @@ class DeliverySteps : public QWidget {
     void render(std::size_t done, bool failed);
 
     QSize sizeHint() const override;
-    QSize minimumSizeHint() const override { return sizeHint(); }
+    QSize minimumSizeHint() const override;
 
   protected:
     void paintEvent(QPaintEvent* event) override;
 
   private:
+    QSize sizeWith(int line) const;
+
     const QStringList names;
     std::size_t done = 0;
     bool failed = false;
