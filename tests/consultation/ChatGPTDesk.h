@@ -50,6 +50,14 @@ struct ChatGPTDesk {
         };
     }
 
+    // What a test lets an element say may hold the element itself.
+    ~ChatGPTDesk() {
+        for (const auto& element : {application, window, web, main, region, voice, editor})
+            element->overrides.clear();
+    }
+    ChatGPTDesk(const ChatGPTDesk&) = delete;
+    ChatGPTDesk& operator=(const ChatGPTDesk&) = delete;
+
     Element add(const Element& parent, std::string_view role, std::string_view attribute = {},
                 const std::string& text = {}) {
         auto made = desktop.accessibility.makeElement(role);
