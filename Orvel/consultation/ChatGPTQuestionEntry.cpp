@@ -81,8 +81,7 @@ Task<std::optional<bool>> ChatGPTQuestionEntry::readBack(std::string question, s
     const auto kind = text == question   ? Reading::expected
                       : text == original ? Reading::originalEmpty
                                          : Reading::different;
-    if (auto* trace = rooms.operations.trace())
-        trace->questionRead(number, kind, static_cast<std::int64_t>(utf16Length(text)));
+    if (auto* trace = rooms.operations.trace()) trace->questionRead(number, kind, utf16Length(text));
     if (kind == Reading::different) throw ChatGPTQuestionReadback::Failure();
     rooms.pages.requireForeground(page);
     co_await rooms.pages.verifySamePage(page);

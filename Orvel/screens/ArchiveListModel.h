@@ -50,7 +50,7 @@ class ArchiveListModel : public QAbstractTableModel {
             return QString(row.path + QStringLiteral(", ") + row.detail);
         if (role == Qt::ForegroundRole && !isPath) return QBrush(Theme::current().secondaryText);
         if (role == Qt::TextAlignmentRole)
-            return QVariant((isPath ? Qt::AlignLeft : Qt::AlignRight) | Qt::AlignVCenter);
+            return static_cast<int>((isPath ? Qt::AlignLeft : Qt::AlignRight) | Qt::AlignVCenter);
         return {};
     }
 
