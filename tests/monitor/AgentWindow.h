@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace orvel {
 
@@ -101,6 +102,7 @@ class AgentWindow : public testing::Test {
   private:
     void open(std::unique_ptr<SimulatedApplication> opened) {
         quit();
+        if (program) earlier.push_back(std::move(program));
         program = std::move(opened);
         process = desktop.applications.start(*program);
         desktop.applications.bringToFront(process);
@@ -135,6 +137,7 @@ class AgentWindow : public testing::Test {
     }
 
     std::unique_ptr<SimulatedApplication> program;
+    std::vector<std::unique_ptr<SimulatedApplication>> earlier; ///< The desktop has them installed still.
 };
 
 } // namespace orvel
