@@ -30,7 +30,8 @@ std::optional<DiagnosticText> GoogleJapaneseInput::incompatibility(Agent agent) 
     const bool isCodex = agent == Agent::codex;
     const auto profile = isCodex ? Profile::codex : Profile::claudeCode;
     const auto target = needs.targetVersion(agent);
-    const auto source = needs.inputSources.current().value_or(InputSource{});
+    const auto selected = needs.inputSources.current();
+    const auto source = selected.value_or(InputSource{});
     const auto layout = needs.inputSources.currentLayoutID();
     const Setting setting{orEmpty(target),      orEmpty(source.id), orEmpty(source.mode),
                           orEmpty(source.type), orEmpty(version),   orEmpty(layout)};
@@ -41,7 +42,7 @@ std::optional<DiagnosticText> GoogleJapaneseInput::incompatibility(Agent agent) 
     if (setting.imeVersion != supportedIMEVersion)
         return DiagnosticText::of("Couldn't verify the Google Japanese Input version (observed: {}).",
                                   observed(version));
-    if (!knownJapaneseSourceID(needs.inputSources))
+    if (!knownJapaneseSourceID(selected))
         return DiagnosticText("The input method at Return does not match supported Google Hiragana input.");
     if (!isCompatible(profile, setting))
         return DiagnosticText::of("Couldn't verify an ABC/US input method layout (observed: {}).",
@@ -62,7 +63,8 @@ void GoogleJapaneseInput::refresh() {
     version = bundle ? bundle->shortVersion : std::nullopt;
 
     const auto front = needs.applications.frontmost();
-    if (front && OrvelCommandPolicy::source(front->bundleID) && knownJapaneseSourceID(needs.inputSources))
+    if (front && OrvelCommandPolicy::source(front->bundleID) &&
+        knownJapaneseSourceID(needs.inputSources.current()))
         tasks.start(sample());
 }
 

@@ -30,7 +30,8 @@ Task<void> IMEObserver::record() {
 }
 
 void IMEObserver::look(MainLoop::Duration elapsed) {
-    IMEObservation observation{.source = describeInputSource(needs.inputSources), .focus = std::nullopt};
+    IMEObservation observation{.source = describeInputSource(needs.inputSources.current()),
+                               .focus = std::nullopt};
     const auto front = needs.applications.frontmost();
     if (front && OrvelCommandPolicy::source(front->bundleID)) {
         const OpenBudget budget(reads);

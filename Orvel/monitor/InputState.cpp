@@ -33,8 +33,9 @@ CompositionReading readComposition(TimedReads& reads, DiagnosticFacts& facts, In
     auto reading = reads.attribute(editor, "AXTextInputMarkedTextMarkerRange");
     CompositionReading composition;
     composition.evidence = evidenceIn(reading);
-    const bool isASCII = isKnownASCII(sources);
-    composition.isToldByInputMethod = tellsComposition(sources);
+    const auto source = sources.current();
+    const bool isASCII = isKnownASCII(source);
+    composition.isToldByInputMethod = tellsComposition(source);
     composition.state = compositionState(composition.evidence, isASCII, composition.isToldByInputMethod);
     facts.addSurely(DiagnosticText::of("Input method: AX result={}, range={}, known ASCII={}, decision={}",
                                        numberOf(reading.status), description(composition.evidence), isASCII,
@@ -45,32 +46,29 @@ CompositionReading readComposition(TimedReads& reads, DiagnosticFacts& facts, In
     return composition;
 }
 
-bool isKnownASCII(InputSources& sources) {
-    const auto source = sources.current();
+bool isKnownASCII(const std::optional<InputSource>& source) {
     return source && source->isASCIICapable &&
            KnownASCIISource::matches(source->id, source->type, *source->isASCIICapable);
 }
 
-bool tellsComposition(InputSources& sources) {
-    const auto source = sources.current();
+bool tellsComposition(const std::optional<InputSource>& source) {
     return source && source->tellsComposition;
 }
 
-std::optional<std::string> knownJapaneseSourceID(InputSources& sources) {
-    const auto source = sources.current();
+std::optional<std::string> knownJapaneseSourceID(const std::optional<InputSource>& source) {
     if (!source || !source->id || !source->mode || !source->type) return std::nullopt;
     const bool isKnown = JapaneseLineBreakSource::matches(*source->id, *source->mode, *source->type);
     return isKnown ? source->id : std::nullopt;
 }
 
-std::string inputModeWords(InputSources& sources) {
-    if (isKnownASCII(sources))
+std::string inputModeWords(const std::optional<InputSource>& source) {
+    if (isKnownASCII(source))
         return "ASCII input: Activation is possible even when the composition range cannot be read.";
-    if (tellsComposition(sources))
+    if (tellsComposition(source))
         return "This input method tells whether text is unconfirmed: during composition the original Return "
                "confirms it, and the next one activates. ⌘Return stops during composition; confirm and try "
                "again. Where it does not tell, a recognized /orvel command stops without normal sending.";
-    if (knownJapaneseSourceID(sources))
+    if (knownJapaneseSourceID(source))
         return "Google Japanese Input (Hiragana): Supported Codex versions check the candidate window "
                "immediately before acting. During composition, the original Return confirms it. Activation "
                "requires closed candidates and verified editor, content, and input state. Return is not "
@@ -80,8 +78,7 @@ std::string inputModeWords(InputSources& sources) {
            "composition confirmation cannot be verified.";
 }
 
-DiagnosticText describeInputSource(InputSources& sources) {
-    const auto source = sources.current();
+DiagnosticText describeInputSource(const std::optional<InputSource>& source) {
     if (!source) return DiagnosticSummary::inputSource(std::nullopt);
     return DiagnosticSummary::inputSource(InputSourceIdentity{source->id, source->mode, source->type});
 }

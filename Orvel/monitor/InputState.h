@@ -29,18 +29,18 @@ CompositionReading readComposition(TimedReads& reads, DiagnosticFacts& facts, In
                                    const AXElement& editor);
 
 /// Whether the selected source is a layout that never composes.
-bool isKnownASCII(InputSources& sources);
+bool isKnownASCII(const std::optional<InputSource>& source);
 
 /// Whether the selected source is one of which an absent mark proves that nothing is unconfirmed.
-bool tellsComposition(InputSources& sources);
+bool tellsComposition(const std::optional<InputSource>& source);
 
 /// The identifier of the selected source, if it is the Japanese one whose Returns are understood.
-std::optional<std::string> knownJapaneseSourceID(InputSources& sources);
+std::optional<std::string> knownJapaneseSourceID(const std::optional<InputSource>& source);
 
 /// What commands mean with the selected source, in sentences for the person.
-std::string inputModeWords(InputSources& sources);
+std::string inputModeWords(const std::optional<InputSource>& source);
 
 /// The selected source, for comparison and diagnostics.
-DiagnosticText describeInputSource(InputSources& sources);
+DiagnosticText describeInputSource(const std::optional<InputSource>& source);
 
 } // namespace orvel

@@ -84,8 +84,8 @@ class Decider {
         case CommandEntryDisposition::inspect: break;
         }
 
-        if (knownJapaneseSourceID(needs.inputSources)) needs.japanese.observe();
-        const auto sourceAtReturn = describeInputSource(needs.inputSources);
+        if (knownJapaneseSourceID(needs.inputSources.current())) needs.japanese.observe();
+        const auto sourceAtReturn = describeInputSource(needs.inputSources.current());
         needs.facts.addSurely(DiagnosticText::of("Input method at Return: {}", sourceAtReturn));
         const auto composition = readComposition(needs.reads, needs.facts, needs.inputSources, focused);
         if (shortcut == OrvelReturnShortcut::command && composition.state == CompositionState::composing)
@@ -139,7 +139,7 @@ class Decider {
                            const DiagnosticText& sourceAtReturn) {
         const bool isSameText = isStillThere(captured) &&
                                 needs.reads.string(captured.editor, "AXValue") == captured.text &&
-                                describeInputSource(needs.inputSources) == sourceAtReturn;
+                                describeInputSource(needs.inputSources.current()) == sourceAtReturn;
         const auto again = readComposition(needs.reads, needs.facts, needs.inputSources, captured.editor);
         const bool isSameMark = again.state == CompositionState::composing &&
                                 !isNothing(composition.marked) && again.marked == composition.marked;
@@ -155,7 +155,7 @@ class Decider {
     bool isForCandidates(const CompositionReading& composition, const CapturedReturn& captured) {
         return composition.isUntold() && !needs.reads.hasFailed() &&
                (fresh.agent == Agent::codex || captured.codeContext) &&
-               knownJapaneseSourceID(needs.inputSources);
+               knownJapaneseSourceID(needs.inputSources.current());
     }
 
     ReturnDecision decideByCandidates(OrvelReturnShortcut shortcut, CapturedReturn captured) {

@@ -85,10 +85,10 @@ void CommandMonitoring::recordInputMethod() {
 }
 
 void CommandMonitoring::updateInputMode() {
-    auto text = inputModeWords(desktop.inputSources);
-    if (knownJapaneseSourceID(desktop.inputSources)) text += "\n" + japanese.claudeDescription().text();
-    text += "\nInput method identity (foreground app observation): " +
-            describeInputSource(desktop.inputSources).text();
+    const auto source = desktop.inputSources.current();
+    auto text = inputModeWords(source);
+    if (knownJapaneseSourceID(source)) text += "\n" + japanese.claudeDescription().text();
+    text += "\nInput method identity (foreground app observation): " + describeInputSource(source).text();
     inputMode.update(std::move(text));
 }
 
@@ -106,7 +106,7 @@ DiagnosticText CommandMonitoring::diagnosticReport() const {
         report += DiagnosticText::of<DiagnosticText>(pattern, part);
     };
     add("\nRead preparation: {}", preparation.diagnostics());
-    add("\nInput method: {}", describeInputSource(desktop.inputSources));
+    add("\nInput method: {}", describeInputSource(desktop.inputSources.current()));
     add("\nRemoval diagnostics: {}", state.removalDiagnostics);
     add("\nCodex keybindings: {}", keybindings.diagnostics());
     add("\nLast /orvel attempt:\n{}", state.lastCommandDiagnostics);
