@@ -3,8 +3,6 @@
 #include "Orvel/consultation/ChatGPTReadFailures.h"
 #include "Orvel/consultation/ChatGPTRounds.h"
 
-#include <vector>
-
 namespace orvel {
 
 std::string ChatGPTAttachingTarget::filename() const {
@@ -27,8 +25,7 @@ Task<bool> ChatGPTAttaching::isAttached(ChatGPTAttachingTarget target) {
     const auto region = co_await rooms.composers.composerRegion(editor, page.web);
     stopUnless(region == target.region, unconfirmed);
     const auto filename = target.filename();
-    const auto names = co_await rooms.composers.attachmentNames(region, filename);
-    stopUnless(names == std::vector{filename}, unconfirmed);
+    co_await rooms.composers.requireOnlyAttachment(region, filename, unconfirmed);
     co_return true;
 }
 

@@ -121,28 +121,26 @@ Task<PreparedDelivery> ChatGPTBrowserSender::prepareDelivery(ChatGPTRepositoryAr
     rooms.enter(Phase::activation);
     co_await activation.activateSelectedBrowser(page);
     rooms.enter(Phase::preAdd);
-    const auto target = co_await emptyTarget(archive, page);
+    pages.requireForeground(page);
+    const auto composer = co_await emptyComposer(page, "Sign in to ChatGPT in Dia. Verify the intended "
+                                                       "account in the browser before continuing.");
+    const ChatGPTAttachingTarget target{archive, page, composer.editor, composer.region};
     co_await attaching->attach(target);
     co_await questionEntry.enter(question, target);
     co_return co_await readiness.awaitReady(target, question);
 }
 
-Task<ChatGPTAttachingTarget> ChatGPTBrowserSender::emptyTarget(ChatGPTRepositoryArchive archive,
-                                                               ChatGPTPage page) {
-    pages.requireForeground(page);
+// What a delivery begins with: nobody has typed or attached anything, and somebody is signed in.
+Task<ChatGPTBrowserSender::Composer> ChatGPTBrowserSender::emptyComposer(ChatGPTPage page,
+                                                                         const char* signedOut) {
     const auto editor = co_await composers.composer(page.web);
     co_await composers.requireEmptyComposer(editor, true);
-    co_await requireSignedIn(page.web, "Sign in to ChatGPT in Dia. Verify the intended account in the "
-                                       "browser before continuing.");
+    const ChatGPTElements::Labels logIn{"Log in"};
+    const auto buttons = co_await elements.find(page.web, "AXButton", logIn);
+    stopUnless(buttons.empty(), signedOut);
     const auto region = co_await composers.composerRegion(editor, page.web);
     co_await composers.requireInitialEmptyRegion(region);
-    co_return ChatGPTAttachingTarget{std::move(archive), page, editor, region};
-}
-
-Task<void> ChatGPTBrowserSender::requireSignedIn(AXElement web, const char* otherwise) {
-    const ChatGPTElements::Labels logIn{"Log in"};
-    const auto buttons = co_await elements.find(web, "AXButton", logIn);
-    stopUnless(buttons.empty(), otherwise);
+    co_return Composer{editor, region};
 }
 
 Task<std::string> ChatGPTBrowserSender::verifyPreparationWithoutSending(ChatGPTRepositoryArchive archive,
@@ -168,14 +166,10 @@ Task<std::string> ChatGPTBrowserSender::checkConnection() {
     running.discardTrace();
     const auto page = co_await pages.selectedBrowserPage();
     co_await activation.activateSelectedBrowser(page);
-    const auto editor = co_await composers.composer(page.web);
-    co_await composers.requireEmptyComposer(editor, true);
-    co_await requireSignedIn(page.web, "Sign in to ChatGPT in Dia. No content was changed.");
-    const auto region = co_await composers.composerRegion(editor, page.web);
-    co_await composers.requireInitialEmptyRegion(region);
+    const auto composer = co_await emptyComposer(page, "Sign in to ChatGPT in Dia. No content was changed.");
     co_await pages.verifySamePage(page);
     pages.requireForeground(page);
-    const auto model = co_await readiness.selectedModelDescription(region);
+    const auto model = co_await readiness.selectedModelDescription(composer.region);
     co_return "Verified the same ChatGPT window in Dia, an empty editor, and no attachments. " + model +
         ". Nothing was entered or sent.";
 }

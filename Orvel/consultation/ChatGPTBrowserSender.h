@@ -79,9 +79,12 @@ class ChatGPTBrowserSender {
     Task<std::string> inspectPageStabilityWithoutChanges();
 
   private:
+    struct Composer {
+        AXElement editor, region;
+    };
+
     Task<PreparedDelivery> prepareDelivery(ChatGPTRepositoryArchive archive, std::string question);
-    Task<ChatGPTAttachingTarget> emptyTarget(ChatGPTRepositoryArchive archive, ChatGPTPage page);
-    Task<void> requireSignedIn(AXElement web, const char* otherwise);
+    Task<Composer> emptyComposer(ChatGPTPage page, const char* signedOut);
     Task<Result> deliver(ChatGPTRepositoryArchive archive, std::string question);
     Task<void> validate(PreparedDelivery delivery);
     void press(const PreparedDelivery& delivery);

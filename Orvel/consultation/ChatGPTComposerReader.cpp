@@ -179,4 +179,10 @@ ChatGPTComposerReader::attachmentNames(AXElement region, std::optional<std::stri
     co_return ChatGPTComposerShape::attachmentNames(*shape, expectedFilename);
 }
 
+Task<void> ChatGPTComposerReader::requireOnlyAttachment(AXElement region, std::string filename,
+                                                        const char* otherwise) {
+    const auto names = co_await attachmentNames(region, filename);
+    stopUnless(names == std::vector{filename}, otherwise);
+}
+
 } // namespace orvel

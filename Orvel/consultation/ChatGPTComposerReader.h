@@ -61,6 +61,9 @@ class ChatGPTComposerReader {
     Task<std::optional<std::vector<std::string>>>
     attachmentNames(AXElement region, std::optional<std::string> expectedFilename);
 
+    /// Stops, saying `otherwise`, unless exactly this file is attached.
+    Task<void> requireOnlyAttachment(AXElement region, std::string filename, const char* otherwise);
+
   private:
     Task<std::optional<ChatGPTComposerShape::Node>> shapeOf(AXElement element, std::size_t budget);
     Task<std::optional<std::int64_t>> characterCount(AXElement editor);

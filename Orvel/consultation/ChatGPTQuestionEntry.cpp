@@ -5,7 +5,6 @@
 #include "OrvelCore/text/Unicode.h"
 
 #include <exception>
-#include <vector>
 
 namespace orvel {
 
@@ -73,9 +72,8 @@ Task<std::optional<bool>> ChatGPTQuestionEntry::readBack(std::string question, s
     co_await rooms.pages.verifySamePage(page);
     co_await rooms.composers.verifyHeldComposer(editor, region, page);
     const auto filename = target.filename();
-    const auto names = co_await rooms.composers.attachmentNames(region, filename);
-    stopUnless(names == std::vector{filename},
-               "The editor or attachment changed while verifying the question. Nothing was sent.");
+    co_await rooms.composers.requireOnlyAttachment(
+        region, filename, "The editor or attachment changed while verifying the question. Nothing was sent.");
     co_await rooms.elements.step();
     const auto text = rooms.elements.requiredText(editor);
     const auto kind = text == question   ? Reading::expected

@@ -71,19 +71,17 @@ Task<ChatGPTDeliveryAttempt::Snapshot> ChatGPTSendReadiness::preparedSnapshot(Pr
     const auto text = rooms.elements.requiredText(editor);
     stopUnless(text == delivery.question, questionChanged);
     const auto filename = delivery.target.filename();
-    const auto names = co_await rooms.composers.attachmentNames(region, filename);
-    stopUnless(names == std::vector{filename}, attachmentsChanged);
+    co_await rooms.composers.requireOnlyAttachment(region, filename, attachmentsChanged);
     co_await rooms.elements.step();
     stopUnless(rooms.elements.checkedEnabled(delivery.send), "Send is disabled. Nothing was sent.");
     co_await delivery.action.validate();
-    co_return ChatGPTDeliveryAttempt::Snapshot{true, text, names, true};
+    co_return ChatGPTDeliveryAttempt::Snapshot{true, text, std::vector{filename}, true};
 }
 
 // The snapshot has looked at the button after the attachments, which takes its time.
 Task<void> ChatGPTSendReadiness::lastLook(PreparedDelivery delivery) {
     const auto filename = delivery.target.filename();
-    const auto names = co_await rooms.composers.attachmentNames(delivery.target.region, filename);
-    stopUnless(names == std::vector{filename}, attachmentsChanged);
+    co_await rooms.composers.requireOnlyAttachment(delivery.target.region, filename, attachmentsChanged);
     const ChatGPTExpectedText expected{delivery.target.editor, delivery.question, questionChanged};
     co_await rooms.lastLook.verify(delivery.target.page, expected);
 }

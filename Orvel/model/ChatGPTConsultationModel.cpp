@@ -27,6 +27,17 @@ bool isBlank(const std::string& text) {
     return trimmed(text).empty();
 }
 
+// What a reading came to, or why it failed.
+Task<std::string> told(Task<std::string> reading) {
+    std::string text;
+    try {
+        text = co_await reading;
+    } catch (const std::exception& failure) {
+        text = failure.what();
+    }
+    co_return text;
+}
+
 } // namespace
 
 ChatGPTConsultationModel::ChatGPTConsultationModel(const ChangeSignal& changes,
@@ -101,7 +112,7 @@ Task<void> ChatGPTConsultationModel::pack(std::string folder) {
     ChatGPTRepositoryArchive::Control control;
     control.told = [this](const ArchiveProgress& now) { progress.update(now); };
     stop = control.stop;
-    auto output = needs.outputDirectory;
+    auto output = needs.outputDirectory();
     std::string text = "Enter a question to send.";
     try {
         archive = co_await ChatGPTRepositoryArchive::prepare(needs.ports, std::move(folder),
@@ -148,12 +159,8 @@ Task<void> ChatGPTConsultationModel::look(Task<std::string> reading, std::string
     const WhileTrue checking(isChecking);
     const auto consultation = consultations.current();
     status = std::string(beginning);
-    std::string text;
-    try {
-        text = co_await reading;
-    } catch (const std::exception& failure) {
-        text = failure.what();
-    }
+    auto work = told(std::move(reading));
+    auto text = co_await work;
     if (consultations.isCurrent(consultation)) status = std::move(text);
 }
 
@@ -201,12 +208,8 @@ void ChatGPTConsultationModel::verifyPreparationWithoutSending(Completion comple
 
 Task<void> ChatGPTConsultationModel::inspect(Task<std::string> reading, Completion completion) {
     const WhileTrue checking(isChecking);
-    std::string text;
-    try {
-        text = co_await reading;
-    } catch (const std::exception& failure) {
-        text = failure.what();
-    }
+    auto work = told(std::move(reading));
+    const auto text = co_await work;
     completion(text);
 }
 

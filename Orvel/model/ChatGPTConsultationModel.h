@@ -28,8 +28,8 @@ struct ChatGPTConsultationNeeds {
     Panels& panels;
     ChatGPTOperations& operations;
     ChatGPTBrowserSender& sender;
-    std::string home;            ///< Where the panel starts.
-    std::string outputDirectory; ///< Of the ZIPs.
+    std::string home;                             ///< Where the panel starts.
+    std::function<std::string()> outputDirectory; ///< Of a ZIP that is about to be made.
 };
 
 /// Lives as long as the application. Belongs to the main loop's thread.

@@ -24,12 +24,11 @@ ApplicationScreens::ApplicationScreens(OrvelApp& app, const Desktop& ports, std:
       window(app.model, ports,
              {.openSamples = std::move(openSamples),
               .openSettings = [this] { settingsWindow.open(); },
-              .openConsultation = [this] { consultationView.open(); },
+              .openConsultation = [this] { openConsultation(); },
               .quit = [this] { quit(); },
               .mayClose = [this] { return mayClose(); },
               .updates = app.updates.productionUpdatesEnabled() ? &app.updates : nullptr}),
       settingsWindow(app, window.preferences()),
-      consultationView(app.consultation, app.model.changes()),
       notice(ports.loop),
       news(app.model, [this](const QString& title, const QString& text) {
           // Who looks at the window sees it there.
@@ -51,6 +50,11 @@ ApplicationScreens::ApplicationScreens(OrvelApp& app, const Desktop& ports, std:
     connect(qApp, &QGuiApplication::commitDataRequest, this, &ApplicationScreens::endSession,
             Qt::DirectConnection);
     connect(qApp, &QCoreApplication::aboutToQuit, this, [this] { window.savePlace(); });
+}
+
+void ApplicationScreens::openConsultation() {
+    if (!consultation) consultation.emplace(app.consultation, app.model.changes());
+    consultation->open();
 }
 
 bool ApplicationScreens::mayClose() {

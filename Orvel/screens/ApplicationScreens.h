@@ -34,7 +34,6 @@ class ApplicationScreens : public QObject {
 
     MainWindow& mainWindow() { return window; }
     SettingsWindow& settings() { return settingsWindow; }
-    ChatGPTConsultationView& consultation() { return consultationView; }
     FailureNotice& failureNotice() { return notice; }
     WindowPreferences& preferences() { return window.preferences(); }
 
@@ -56,12 +55,13 @@ class ApplicationScreens : public QObject {
     void endSession(QSessionManager& manager);
     void showTerminationError(std::string_view text);
     void openWindow();
+    void openConsultation();
 
     OrvelApp& app;
     Desktop ports;
     MainWindow window;
     SettingsWindow settingsWindow;
-    ChatGPTConsultationView consultationView;
+    std::optional<ChatGPTConsultationView> consultation; ///< Once it was asked for.
     FailureNotice notice;
     std::optional<TrayEntry> tray;
     MessageNews news;

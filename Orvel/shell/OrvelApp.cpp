@@ -40,7 +40,7 @@ OrvelApp::OrvelApp(const Desktop& ports, const AgentFolders& folders, const std:
                                      .operations = chatGPTOperations,
                                      .sender = chatGPT,
                                      .home = folders.home,
-                                     .outputDirectory = ArchiveStaging::usualOutputFolder()}),
+                                     .outputDirectory = ArchiveStaging::usualOutputFolder}),
       consent(model.changes(), ports.loop, ports.settings, ports.session),
       monitoring(model.changes(), ports, model.commandInbox, consent, {clock, version, folders.codex}),
       updates(model.changes(), ports.updater, ports.processes, version),

@@ -1,14 +1,8 @@
 // A consultation from its folder to its receipt, on a simulated Dia and a real folder.
 
-#include "Orvel/model/ChatGPTConsultationModel.h"
+#include "model/ConsultationDesk.h"
 
-#include "Orvel/consultation/ChatGPTBrowserSender.h"
-#include "Orvel/consultation/ChatGPTOperations.h"
-#include "Orvel/platform/simulated/SimulatedDesktop.h"
-#include "Orvel/platform/simulated/SimulatedDia.h"
-#include "TemporaryFolder.h"
-
-#include <algorithm>
+#include <filesystem>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,19 +14,13 @@ using namespace std::chrono_literals;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-struct Consultation : testing::Test {
+struct Consultation : testing::Test, ConsultationDesk {
     Consultation() {
         folder.write("lark/README.md", "A language");
         folder.write("lark/src/parse.cpp", "int main() {}");
         folder.write("lark/.env", "TOKEN=1");
-        desktop.applications.start(dia);
-        desktop.applications.bringToFront(SimulatedApplications::self);
-        desktop.loop.runFor(100ms);
     }
 
-    bool settles() {
-        return desktop.loop.runUntil([this] { return !model.isBusy(); }, 300s);
-    }
     void choose(const std::string& name) {
         desktop.panels.answer = folder.path(name);
         model.chooseFolder();
@@ -42,26 +30,6 @@ struct Consultation : testing::Test {
         model.send();
         EXPECT_TRUE(settles());
     }
-    auto presses() const {
-        return std::count_if(dia.deeds().begin(), dia.deeds().end(), [](const auto& deed) {
-            return deed.kind == SimulatedDia::Deed::Kind::pressedSend;
-        });
-    }
-
-    TemporaryFolder folder;
-    SimulatedDesktop desktop;
-    SimulatedDia dia{desktop};
-    Desktop ports = desktop.ports();
-    ChangeSignal changes;
-    ChatGPTOperations operations{desktop.loop};
-    ChatGPTBrowserSender sender{ports, operations, ChatGPTAttachingWay::openPanel};
-    ChatGPTConsultationModel model{changes,
-                                   {.ports = {ports.loop, ports.processes, ports.zipArchives},
-                                    .panels = ports.panels,
-                                    .operations = operations,
-                                    .sender = sender,
-                                    .home = folder.path(),
-                                    .outputDirectory = folder.path("out")}};
 };
 
 TEST_F(Consultation, GoesFromAFolderToTheConversation) {

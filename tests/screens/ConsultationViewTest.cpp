@@ -1,11 +1,7 @@
 // The sheet that asks ChatGPT about a repository, driven by the names that it shows.
 
-#include "Orvel/consultation/ChatGPTBrowserSender.h"
-#include "Orvel/consultation/ChatGPTOperations.h"
-#include "Orvel/platform/simulated/SimulatedDesktop.h"
-#include "Orvel/platform/simulated/SimulatedDia.h"
 #include "Orvel/screens/ChatGPTConsultationView.h"
-#include "TemporaryFolder.h"
+#include "model/ConsultationDesk.h"
 #include "screens/WindowFixture.h"
 
 #include <algorithm>
@@ -20,22 +16,19 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class ConsultationViewTest : public QtFixture {
+class ConsultationViewTest : public QtFixture, public ConsultationDesk {
   protected:
     ConsultationViewTest() {
         folder.write("lark/README.md", std::string(3000, 'x'));
         folder.write("lark/src/parse.cpp", "int main() {}");
         folder.write("lark/deploy/signing.p12", "key");
         folder.write("lark/.env.local", "TOKEN=1");
-        desktop.applications.start(dia);
-        desktop.applications.bringToFront(SimulatedApplications::self);
-        desktop.loop.runFor(100ms);
         sheet.open();
         settle();
     }
 
     void settle() {
-        ASSERT_TRUE(desktop.loop.runUntil([this] { return !model.isBusy(); }, 300s));
+        ASSERT_TRUE(settles());
         QApplication::processEvents();
         QApplication::processEvents();
     }
@@ -73,26 +66,6 @@ class ConsultationViewTest : public QtFixture {
         desktop.panels.answer = folder.path("lark");
         press("Choose folder…");
     }
-    auto presses() const {
-        return std::count_if(dia.deeds().begin(), dia.deeds().end(), [](const auto& deed) {
-            return deed.kind == SimulatedDia::Deed::Kind::pressedSend;
-        });
-    }
-
-    TemporaryFolder folder;
-    SimulatedDesktop desktop;
-    SimulatedDia dia{desktop};
-    Desktop ports = desktop.ports();
-    ChangeSignal changes;
-    ChatGPTOperations operations{desktop.loop};
-    ChatGPTBrowserSender sender{ports, operations, ChatGPTAttachingWay::openPanel};
-    ChatGPTConsultationModel model{changes,
-                                   {.ports = {ports.loop, ports.processes, ports.zipArchives},
-                                    .panels = ports.panels,
-                                    .operations = operations,
-                                    .sender = sender,
-                                    .home = folder.path(),
-                                    .outputDirectory = folder.path("out")}};
     ChatGPTConsultationView sheet{model, changes};
 };
 
