@@ -23,7 +23,7 @@ struct Message {
     std::string text; ///< Not trimmed.
     /// What its record says, where it says it. For looking at, and no part of what the message is: the same
     /// one may be read where no times stand.
-    std::optional<Date> writtenAt{};
+    std::optional<Date> writtenAt;
 
     bool operator==(const Message& another) const {
         return id == another.id && role == another.role && text == another.text;
