@@ -1,6 +1,5 @@
 #include "Orvel/consultation/BorrowedClipboard.h"
 
-#include <string>
 #include <utility>
 
 namespace orvel {
@@ -12,34 +11,13 @@ constexpr int maximumAttempts = 3; // A clipboard may refuse for a moment.
 } // namespace
 
 bool BorrowedClipboard::borrow(const PasteboardItem& item) {
-    if (!keepOriginal()) return false;
+    auto kept = PasteboardContents::of(pasteboard); // What can't be read completely could not be given back.
+    if (!kept) return false;
+    original = std::move(kept->items);
     pasteboard.clearContents();
     const bool isWritten = pasteboard.writeItems({item});
     owned = pasteboard.changeCount();
     return isWritten;
-}
-
-// What can't be read completely could not be given back.
-bool BorrowedClipboard::keepOriginal() {
-    const auto before = pasteboard.changeCount();
-    const auto count = pasteboard.itemCount();
-    if (!count || *count > maximumItems || (*count == 0 && !pasteboard.types().empty())) return false;
-    std::vector<PasteboardItem> items;
-    std::size_t bytes = 0;
-    for (std::size_t i = 0; i < *count; ++i) {
-        const auto types = pasteboard.typesOf(i);
-        if (types.empty() || types.size() > maximumTypesOfItem) return false;
-        auto& kept = items.emplace_back();
-        for (const auto& type : types) {
-            auto data = pasteboard.data(i, type);
-            if (!data || data->size() > maximumBytes - bytes) return false;
-            bytes += data->size();
-            kept[type] = std::move(*data);
-        }
-    }
-    if (pasteboard.changeCount() != before) return false;
-    original = std::move(items);
-    return true;
 }
 
 void BorrowedClipboard::giveBack() {

@@ -1,9 +1,8 @@
 #pragma once
 // The clipboard for as long as another program is to paste something from it.
 
-#include "Orvel/desktop/Pasteboard.h"
+#include "Orvel/desktop/PasteboardContents.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -14,8 +13,6 @@ namespace orvel {
 /// else has written there meanwhile. Belongs to the main loop's thread; the port outlives it.
 class BorrowedClipboard {
   public:
-    static constexpr std::size_t maximumItems = 32, maximumTypesOfItem = 64, maximumBytes = 8'388'608;
-
     explicit BorrowedClipboard(Pasteboard& pasteboard) : pasteboard(pasteboard) {}
     BorrowedClipboard(const BorrowedClipboard&) = delete;
     BorrowedClipboard& operator=(const BorrowedClipboard&) = delete;
@@ -32,8 +29,6 @@ class BorrowedClipboard {
     void giveBack();
 
   private:
-    bool keepOriginal();
-
     Pasteboard& pasteboard;
     std::vector<PasteboardItem> original;
     std::optional<std::int64_t> owned; ///< The change that put the item there.

@@ -48,30 +48,10 @@ ConversationClipboardCapture::~ConversationClipboardCapture() {
 }
 
 void ConversationClipboardCapture::saveOriginal() {
-    auto kept = snapshot();
+    auto kept = PasteboardContents::of(pasteboard);
     if (!kept) throw Failure(Case::snapshotFailed);
     original = std::move(kept->items);
     expectedChangeCount = kept->changeCount;
-}
-
-std::optional<ConversationClipboardCapture::Contents> ConversationClipboardCapture::snapshot() {
-    Contents kept{.items = {}, .changeCount = pasteboard.changeCount()};
-    const auto count = pasteboard.itemCount();
-    if (!count || *count > maximumItems || (*count == 0 && !pasteboard.types().empty())) return std::nullopt;
-    std::size_t bytes = 0;
-    for (std::size_t i = 0; i < *count; ++i) {
-        const auto types = pasteboard.typesOf(i);
-        if (types.empty() || types.size() > maximumTypesOfItem)
-            return std::nullopt; // None may be unreadable.
-        auto& item = kept.items.emplace_back();
-        for (const auto& type : types) {
-            auto data = pasteboard.data(i, type);
-            if (!data || data->size() > maximumBytes - bytes) return std::nullopt;
-            bytes += data->size();
-            item[type] = std::move(*data);
-        }
-    }
-    return pasteboard.changeCount() == kept.changeCount ? std::optional(std::move(kept)) : std::nullopt;
 }
 
 bool ConversationClipboardCapture::takeOver(ConversationClipboardCapture& earlier) {
@@ -117,7 +97,7 @@ void ConversationClipboardCapture::claimLateCopy() {
     const bool isLink = text && CodexDeepLink::threadID(*text);
     if (isLink && pasteboard.changeCount() == changeCount) return claim(changeCount);
     if (isLink || (newer && newer->changeCount == changeCount)) return;
-    auto kept = snapshot();
+    auto kept = PasteboardContents::of(pasteboard);
     if (kept && !kept->items.empty()) newer = std::move(kept);
 }
 

@@ -2,7 +2,7 @@
 // Guards the clipboard while Codex copies the address of its conversation there: keeps what it held before,
 // claims the copies that were asked for and nothing else, and gives back what it held.
 
-#include "Orvel/desktop/Pasteboard.h"
+#include "Orvel/desktop/PasteboardContents.h"
 #include "OrvelCore/diagnostics/FixedWords.h"
 #include "OrvelCore/text/Failure.h"
 
@@ -35,8 +35,7 @@ class ConversationClipboardCapture {
         Case which;
     };
 
-    static constexpr std::size_t maximumItems = 32, maximumTypesOfItem = 64, maximumBytes = 8'388'608,
-                                 maximumTextBytes = 4096;
+    static constexpr std::size_t maximumTextBytes = 4096;
 
     /// Keeps what the clipboard holds. If `earlier`, the capture before this one, still has a copy standing
     /// there, takes over its claim and what it keeps, and `earlier` gives nothing back any more; copies that
@@ -67,14 +66,7 @@ class ConversationClipboardCapture {
     bool isSettled() const { return !ownedChangeCount && unclaimedCopies == 0; }
 
   private:
-    struct Contents {
-        std::vector<PasteboardItem> items;
-        std::int64_t changeCount = 0;
-    };
-
     void saveOriginal();
-    /// What the clipboard holds; nothing if that can't be kept, or changes meanwhile.
-    std::optional<Contents> snapshot();
     bool takeOver(ConversationClipboardCapture& earlier);
     bool ownsContents();
     bool giveBack();
@@ -84,8 +76,8 @@ class ConversationClipboardCapture {
 
     Pasteboard& pasteboard;
     std::vector<PasteboardItem> original;
-    std::optional<Contents> newer;        ///< What somebody has copied while a copy was still to come.
-    std::int64_t expectedChangeCount = 0; ///< At the last look.
+    std::optional<PasteboardContents> newer; ///< What somebody has copied while a copy was still to come.
+    std::int64_t expectedChangeCount = 0;    ///< At the last look.
     std::optional<std::int64_t> ownedChangeCount; ///< Of the copy that is claimed.
     int unclaimedCopies = 0;                      ///< That were asked for.
 };

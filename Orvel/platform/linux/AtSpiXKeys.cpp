@@ -34,15 +34,14 @@ bool AtSpiXKeys::erase(ProcessID process) {
 }
 
 bool AtSpiXKeys::paste(const std::string& text, ProcessID process) {
-    const auto count = pasteboard.changeCount();
-    auto kept = contents();
+    auto kept = PasteboardContents::of(pasteboard, {.typesOfItem = maximumTypes, .bytes = maximumBytes});
     if (!kept) return false;
-    before = *std::move(kept);
+    before = std::move(kept->items);
     const PasteboardItem item{{std::string(PasteboardType::string), text}, {htmlType, pastedHTML(text)}};
     if (!pasteboard.writeItems({item})) return false;
     owned = pasteboard.changeCount();
     // Somebody else may have copied something meanwhile.
-    return *owned == count + 1 && press(connection, keyOfV, SyntheticKey::command, process);
+    return *owned == kept->changeCount + 1 && press(connection, keyOfV, SyntheticKey::command, process);
 }
 
 void AtSpiXKeys::restoreClipboard() {
@@ -50,25 +49,6 @@ void AtSpiXKeys::restoreClipboard() {
     auto items = std::exchange(before, {});
     if (!ours || pasteboard.changeCount() != *ours) return; // Not this program's any more.
     if (items.empty() || !pasteboard.writeItems(items)) pasteboard.clearContents();
-}
-
-std::optional<std::vector<PasteboardItem>> AtSpiXKeys::contents() {
-    const auto items = pasteboard.itemCount();
-    if (!items) return std::nullopt;
-    std::vector<PasteboardItem> found;
-    std::size_t bytes = 0;
-    for (std::size_t i = 0; i < *items; ++i) {
-        const auto types = pasteboard.typesOf(i);
-        if (types.empty() || types.size() > maximumTypes) return std::nullopt;
-        auto& item = found.emplace_back();
-        for (const auto& type : types) {
-            auto data = pasteboard.data(i, type);
-            if (!data || data->size() > maximumBytes - bytes) return std::nullopt;
-            bytes += data->size();
-            item[type] = *std::move(data);
-        }
-    }
-    return found;
 }
 
 std::string pastedHTML(const std::string& text) {

@@ -2,7 +2,7 @@
 // The keys of a write into another application's editor on an X desktop, with what they take off the
 // clipboard.
 
-#include "Orvel/desktop/Pasteboard.h"
+#include "Orvel/desktop/PasteboardContents.h"
 #include "Orvel/platform/linux/AtSpiAccessibility.h"
 
 #include <cstdint>
@@ -30,9 +30,6 @@ class AtSpiXKeys : public AtSpiKeys {
     void restoreClipboard() override;
 
   private:
-    /// What the clipboard holds; nothing if not all of it can be read.
-    std::optional<std::vector<PasteboardItem>> contents();
-
     XConnection& connection;
     Pasteboard& pasteboard;
     std::vector<PasteboardItem> before;
