@@ -19,12 +19,9 @@ std::string memoryKey(const RelayLink& link, const ConversationReference& source
 
 // The conversation of the link from which its waiting message goes out.
 std::optional<ConversationReference> pendingSource(const RelayState& state, const RelayLink& link) {
-    for (const auto& id : link.pairIDs) {
-        const auto pending = state.pendingTransfer(id);
-        const auto pair = state.pairs.find(id);
-        if (pending && pair) return pair->endpoint(pending->source);
-    }
-    return std::nullopt;
+    const auto pending = state.pendingTransfer(link);
+    const auto pair = pending ? state.pairs.find(pending->pairID) : nullptr;
+    return pair ? std::optional(pair->endpoint(pending->source)) : std::nullopt;
 }
 
 } // namespace
@@ -92,11 +89,8 @@ void Chains::showPendingWorkspaceTransfer() {
     const auto open = workspace.relay().activePair();
     if (!chain || isOccupied(operation, workspace.state())) return;
     const auto& state = ledger.state().relayState.get();
-    for (const auto& id : chain->pairIDs) {
-        const auto pending = state.pendingTransfer(id);
-        if (!pending || id == open->id) continue;
-        return workspace.openPair(*state.pairs.find(id), pending->source);
-    }
+    if (const auto pending = state.pendingTransfer(*chain, open->id))
+        return workspace.openPair(*state.pairs.find(pending->pairID), pending->source);
     if (const auto initial = state.pendingInitial(*chain)) workspace.openInitial(*initial);
 }
 

@@ -5,8 +5,6 @@
 #include "OrvelCore/relay/RelayRetry.h"
 #include "OrvelCore/text/Unicode.h"
 
-#include <algorithm>
-
 namespace orvel {
 
 std::shared_ptr<const RelayPair> OpenRelay::activePair() const {
@@ -96,11 +94,8 @@ bool OpenRelay::otherChainTransferPending() const {
     const auto pair = activePair();
     const auto chain = activeChain();
     if (!chain) return false;
-    const auto isElsewhere = [&](const std::string& id) {
-        return id != pair->id && records.relayState->pendingTransfer(id);
-    };
-    return std::any_of(chain->pairIDs.begin(), chain->pairIDs.end(), isElsewhere) ||
-           records.relayState->pendingInitial(*chain);
+    const auto& state = records.relayState.get();
+    return state.pendingTransfer(*chain, pair->id) || state.pendingInitial(*chain);
 }
 
 std::string OpenRelay::chainSpeakerTitle(const ConversationReference& reference) const {

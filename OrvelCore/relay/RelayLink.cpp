@@ -53,7 +53,7 @@ RelayLink RelayState::attachPair(std::string_view pairID, std::string_view to, R
 
 void RelayState::archiveLink(std::string_view id, Date at) {
     const auto stored = validatedLink(links.find(id));
-    require(!hasPendingTransfer(*stored), Case::pendingTransfer);
+    require(!pendingTransfer(*stored), Case::pendingTransfer);
     for (const auto& member : stored->conversations) require(!pendingInitial(member), Case::pendingTransfer);
     if (!stored->isActive()) return;
     links.change(id, [&](RelayLink& link) { link.archivedAt = at; });
@@ -151,7 +151,7 @@ void RelayState::requireFreeEnd(const RelayLink& row, RelayLinkEnd end,
                                 const ConversationReference& source) const {
     require(row.conversations.size() < RelayLink::maximumConversations, Case::linkCapacity);
     require(sameIdentity(row.member(end), source), Case::conversationMismatch);
-    require(!hasPendingTransfer(row), Case::pendingTransfer);
+    require(!pendingTransfer(row), Case::pendingTransfer);
 }
 
 void RelayState::requireExtensible(const RelayLinkAttachment& attachment, const ConversationReference& source,
@@ -175,7 +175,7 @@ void RelayState::checkExtension(const RelayLink& link, RelayLinkEnd end,
         require(!sameKey(known, conversation) || sameIdentity(known, conversation),
                 Case::conversationMismatch);
     }
-    require(!hasPendingTransfer(link), Case::pendingTransfer);
+    require(!pendingTransfer(link), Case::pendingTransfer);
     for (const auto& initial : initialTransfers)
         if (initial.isPending() && initial.id != allowedInitialID)
             require(!link.containsIdentity(initial.sourceReference), Case::pendingTransfer);
@@ -217,11 +217,6 @@ RelayLink RelayState::attachPairUnchecked(std::string_view pairID, std::string_v
         links.append(row);
     }
     return row;
-}
-
-bool RelayState::hasPendingTransfer(const RelayLink& row) const {
-    return std::any_of(row.pairIDs.begin(), row.pairIDs.end(),
-                       [&](const std::string& id) { return pendingTransfer(id) != nullptr; });
 }
 
 } // namespace orvel

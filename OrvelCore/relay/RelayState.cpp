@@ -48,6 +48,13 @@ std::vector<RelayPair> RelayState::adjacentPairs(const RelayLink& link,
     return adjacent;
 }
 
+std::shared_ptr<const RelayTransfer>
+RelayState::pendingTransfer(const RelayLink& link, std::optional<std::string_view> exceptPairID) const {
+    for (const auto& id : link.pairIDs)
+        if (auto pending = id == exceptPairID ? nullptr : pendingTransfer(id)) return pending;
+    return nullptr;
+}
+
 std::shared_ptr<const RelayInitialTransfer>
 RelayState::pendingInitial(const RelayLink& link, std::optional<std::string_view> allowedInitialID) const {
     return initialTransfers.findIf([&](const RelayInitialTransfer& initial) {

@@ -82,6 +82,9 @@ struct RelayState {
 
     /// The active pairs of the link that hold the conversation, in the link's order.
     std::vector<RelayPair> adjacentPairs(const RelayLink& link, const ConversationReference& reference) const;
+    /// The pending transfer of the first pair of the link that has one, beside this pair, or null.
+    std::shared_ptr<const RelayTransfer>
+    pendingTransfer(const RelayLink& link, std::optional<std::string_view> exceptPairID = std::nullopt) const;
     /// The pending first message into this link or from one of its conversations, beside the allowed one, or
     /// null.
     std::shared_ptr<const RelayInitialTransfer>
@@ -245,7 +248,6 @@ struct RelayState {
     SharedPair foundPair(std::string_view pairID) const;
     SharedPair checkedPair(std::string_view pairID, const Conversation& conversation, Agent agent) const;
     SharedPair checkedSource(std::string_view pairID, const Conversation& conversation, Agent source) const;
-    bool hasPendingTransfer(const RelayLink& row) const;
     bool hasPendingLinkInitial(std::string_view pairID) const;
     std::size_t rangeStart(const std::string& position, const Conversation& conversation,
                            const std::optional<std::string>& startMessageID) const;
