@@ -39,13 +39,6 @@ bool hasTwin(const SimulatedElement& element, const SimulatedElement& page) {
     return std::any_of(below.begin(), below.end(), [&](const auto& each) { return hasTwin(*each, page); });
 }
 
-/// When something was last looked at, and what was to be seen.
-template <typename Seen>
-struct Look {
-    MainLoop::Duration at{0};
-    Seen seen;
-};
-
 struct Text {
     std::uint64_t editor, window;
     std::string conversation, text;

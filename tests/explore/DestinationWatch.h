@@ -10,6 +10,13 @@ namespace orvel::explore {
 
 class SafetyJudge;
 
+/// When something was last looked at, and what was to be seen.
+template <typename Seen>
+struct Look {
+    MainLoop::Duration at{0};
+    Seen seen{};
+};
+
 class DestinationWatch {
   public:
     virtual ~DestinationWatch() = default;

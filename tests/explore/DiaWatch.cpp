@@ -24,13 +24,6 @@ constexpr std::array<std::string_view, 4> touching{"setAttribute", "performActio
 constexpr std::array<std::string_view, 2> pressable{"Add files and more",
                                                     "Add photos & files Upload from computer"};
 
-/// When something was last looked at, and what was to be seen.
-template <typename Seen>
-struct Look {
-    MainLoop::Duration at{0};
-    Seen seen{};
-};
-
 class DiaWatch : public DestinationWatch {
   public:
     DiaWatch(ExplorationDesk& desk, SafetyJudge& judge)
