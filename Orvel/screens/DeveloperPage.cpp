@@ -1,6 +1,7 @@
 #include "Orvel/screens/DeveloperPage.h"
 
 #include "Orvel/platform/qt/QtText.h"
+#include "Orvel/screens/ChatGPTTools.h"
 #include "Orvel/screens/SettingsParts.h"
 #include "Orvel/shell/OrvelApp.h"
 
@@ -14,6 +15,7 @@ DeveloperPage::DeveloperPage(OrvelApp& app)
       inspection(new QPushButton(tr("Inspect Claude's editor"))),
       obstacle(faintLabel()),
       recording(new QPushButton),
+      chatGPT(new ChatGPTTools(app.consultation, [this](const std::string& text) { showReport(text); })),
       report(new QPlainTextEdit) {
     report->setReadOnly(true);
     report->setTabChangesFocus(true);
@@ -56,6 +58,8 @@ DeveloperPage::DeveloperPage(OrvelApp& app)
             monitoring.recordInputMethod();
     });
     column().addWidget(recording, 0, Qt::AlignLeft);
+    column().addSpacing(10);
+    column().addWidget(chatGPT);
     column().addWidget(report, 1);
     column().addStretch();
 }
@@ -75,6 +79,7 @@ void DeveloperPage::render() {
     const bool isOpen = app.model.workspace.relay().activePair() != nullptr;
     const bool isBusy = app.model.messageOperation().isUnderWay();
     inspection->setEnabled(isOpen && !isBusy);
+    chatGPT->render();
     recording->setEnabled(app.canMonitor());
     recording->setText(app.monitoring.inputMethod.isRecording() ? tr("Stop recording")
                                                                 : tr("Record input method states"));

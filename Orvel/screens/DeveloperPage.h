@@ -9,6 +9,7 @@
 
 namespace orvel {
 
+class ChatGPTTools;
 class OrvelApp;
 
 class DeveloperPage : public SettingsPage {
@@ -27,6 +28,7 @@ class DeveloperPage : public SettingsPage {
     QPushButton* inspection;
     QLabel* obstacle;
     QPushButton* recording;
+    ChatGPTTools* chatGPT;
     QPlainTextEdit* report;
 };
 

@@ -717,5 +717,39 @@ TEST_F(RelaySessionTest, WhatFindsNoThreadShowsItAndMayBeginAgain) {
     }
 }
 
+TEST_F(RelaySessionTest, NoStatusTellsOfTheConversationBefore) {
+    const auto line = [&] { return workspaceSnapshot(model().view()).statusLine; };
+    const auto sayOfCodex = [&] {
+        model().workspace.chooseSource(found(Agent::codex));
+        desktop.loop.run();
+        copy();
+        EXPECT_TRUE(line().value_or("").starts_with("Copied")) << line().value_or("nothing");
+    };
+    const auto claudeFile = found(Agent::claude).transcriptPath;
+    struct Case {
+        const char* how;
+        std::function<void()> open;
+        std::optional<std::string> afterwards;
+    };
+    const std::vector<Case> cases{
+        {"by its entry", [&] { model().workspace.chooseSource(found(Agent::claude)); }, std::nullopt},
+        {"by its file", [&] { model().workspace.openFile(claudeFile); },
+         "2 messages loaded. Check the destination and message range."},
+        {"though it is gone",
+         [&] {
+             std::filesystem::remove(claudeFile);
+             model().workspace.chooseSource(found(Agent::claude));
+         },
+         "Couldn't load the conversation."},
+    };
+    for (const auto& [how, openNext, afterwards] : cases) {
+        sayOfCodex();
+        openNext();
+        EXPECT_EQ(line(), std::nullopt) << how << ", while it loads";
+        desktop.loop.run();
+        EXPECT_EQ(line(), afterwards) << how;
+    }
+}
+
 } // namespace
 } // namespace orvel

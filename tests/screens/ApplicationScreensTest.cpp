@@ -21,6 +21,8 @@
 #include <QCheckBox>
 #include <QLabel>
 #include <QListWidget>
+#include <QPlainTextEdit>
+#include <QPushButton>
 #include <QScreen>
 
 namespace orvel {
@@ -249,6 +251,40 @@ TEST_F(ApplicationScreensTest, WithoutATapTheSettingsSaySoAndTheRestWorks) {
     EXPECT_FALSE(developer.front()->isHidden());
     choosePage("Developer");
     EXPECT_TRUE(shows("Open a link in the main window first."));
+}
+
+TEST_F(ApplicationScreensTest, TheToolsForChatGPTTellWhatTheyCameTo) {
+    open();
+    app->showDeveloperTools(true);
+    screens->settings().open();
+    choosePage("Developer");
+    const auto report = [&] {
+        const auto* shown = WindowFixture::shownIn(settings(), QAccessible::EditableText, "The report");
+        return shown ? qobject_cast<QPlainTextEdit*>(shown->object())->toPlainText().toStdString() : "";
+    };
+    const auto isOffered = [&](const char* title) {
+        auto* button = WindowFixture::shownIn(settings(), QAccessible::Button, title);
+        return button && qobject_cast<QPushButton*>(button->object())->isEnabled();
+    };
+    press("Watch ChatGPT's page");
+    pass(1s);
+    EXPECT_EQ(report(), "Couldn't uniquely identify Dia.");
+    press("Look for the question");
+    pass(1s);
+    EXPECT_EQ(report(),
+              "Check the expected question, ZIP filename, and conversation ID for the receipt inspection.");
+    EXPECT_FALSE(isOffered("Prepare without sending"));
+    EXPECT_TRUE(shows("Nothing is packed yet, so nothing can be prepared."));
+
+    app->consultation.archive = ChatGPTRepositoryArchive();
+    app->consultation.isSending = true;
+    pass(1s);
+    EXPECT_FALSE(isOffered("Watch ChatGPT's page"));
+    app->consultation.isSending = false;
+    pass(1s);
+    press("Prepare without sending");
+    pass(1s);
+    EXPECT_THAT(report(), testing::StartsWith("Prepare a question and ZIP attachment."));
 }
 
 TEST_F(ApplicationScreensTest, ACountdownOfThePreparationTouchesNothingButItsLine) {

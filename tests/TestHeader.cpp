@@ -1,1 +1,0 @@
-// Exists so that the precompiled header has a library to belong to.
