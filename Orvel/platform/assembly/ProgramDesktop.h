@@ -23,8 +23,6 @@
 
 namespace orvel {
 
-class LinuxDesktop;
-
 /// What a toolkit brings; all of it outlives the desktop.
 struct ProgramToolkit {
     MainLoop& loop;
@@ -53,16 +51,19 @@ class ProgramDesktop {
     SampleClaude* claudeOfSample() { return sampleClaude ? &*sampleClaude : nullptr; }
 
   private:
+    struct ScreenPorts;
+
     Desktop assemble(const ProgramToolkit& toolkit, const Places& places);
-    Desktop onSystem(const ProgramToolkit& toolkit);
-    Desktop onSample(const ProgramToolkit& toolkit, const Places& places);
+    ScreenPorts ofSystem(const ProgramToolkit& toolkit);
+    ScreenPorts ofToolkit(const ProgramToolkit& toolkit);
+    ScreenPorts ofSample(const ProgramToolkit& toolkit, const Places& places);
 
     PosixFileStore files;
     PosixProcesses systemProcesses;
     PosixLocalFiles localFiles;
     LibzipArchives zipArchives;
     UnavailableDesktop unavailable;
-    std::unique_ptr<LinuxDesktop> linuxDesktop; ///< Null where there is none.
+    std::shared_ptr<void> ownDesktop; ///< A LinuxDesktop or MacDesktop; null where there is neither.
     std::optional<PosixSideQueue> sideQueue;
     DesktopSession session;
     std::optional<SampleProcesses> sampleProcesses;
