@@ -11,7 +11,8 @@ CXX_LIBRARIES = ("/usr/lib/llvm-19/lib/libc++.so.1.0", "/usr/lib/llvm-19/lib/lib
 C_LIBRARIES = ("/lib/x86_64-linux-gnu/libc.so.6", "/lib/x86_64-linux-gnu/libm.so.6")
 SYSTEM_NAMES = ("___error", "__Block_copy", "__Block_release", "__Block_object_assign", "__Block_object_dispose",
                 "__NSConcreteGlobalBlock", "__NSConcreteStackBlock", "__Unwind_Resume", "__Unwind_DeleteException",
-                "dyld_stub_binder", "___chkstk_darwin", "___stack_chk_guard", "___stack_chk_fail", "__tlv_bootstrap", "___dso_handle")
+                "dyld_stub_binder", "___chkstk_darwin", "___stack_chk_guard", "___stack_chk_fail",
+                "__tlv_bootstrap", "___dso_handle", "___CFConstantStringClassReference")
 OBJC_NAMES = ("objc_msgSend", "objc_msgSend_stret", "objc_msgSendSuper2", "objc_msgSendSuper2_stret", "objc_alloc",
               "objc_alloc_init", "objc_allocWithZone", "objc_opt_new", "objc_opt_class", "objc_opt_isKindOfClass",
               "objc_opt_respondsToSelector", "objc_opt_self", "objc_retain", "objc_release", "objc_autorelease",

@@ -1,11 +1,24 @@
 // Written by scripts/mac/tier0 --write: the numbers of the system on which Orvel relies. A Mac compiles it
 // unchanged against its own headers.
 // clang-format off
+#import <AppKit/AppKit.h>
 #import <ApplicationServices/ApplicationServices.h>
 #import <Carbon/Carbon.h>
 #import <CoreFoundation/CoreFoundation.h>
 #import <CoreGraphics/CoreGraphics.h>
+#import <Foundation/Foundation.h>
 
+static_assert(static_cast<long long>(NSApplicationActivateAllWindows) == 1LL);
+static_assert(static_cast<long long>(NSBackingStoreBuffered) == 2LL);
+static_assert(static_cast<long long>(NSBezelStyleRounded) == 1LL);
+static_assert(static_cast<long long>(NSKeyValueObservingOptionNew) == 1LL);
+static_assert(static_cast<long long>(NSModalResponseCancel) == 0LL);
+static_assert(static_cast<long long>(NSModalResponseOK) == 1LL);
+static_assert(static_cast<long long>(NSUTF8StringEncoding) == 4LL);
+static_assert(static_cast<long long>(NSWindowCollectionBehaviorCanJoinAllSpaces) == 1LL);
+static_assert(static_cast<long long>(NSWindowCollectionBehaviorFullScreenAuxiliary) == 256LL);
+static_assert(static_cast<long long>(NSWindowStyleMaskBorderless) == 0LL);
+static_assert(static_cast<long long>(NSWindowStyleMaskNonactivatingPanel) == 128LL);
 static_assert(static_cast<long long>(kAXErrorAPIDisabled) == -25211LL);
 static_assert(static_cast<long long>(kAXErrorActionUnsupported) == -25206LL);
 static_assert(static_cast<long long>(kAXErrorAttributeUnsupported) == -25205LL);
