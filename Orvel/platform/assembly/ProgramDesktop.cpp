@@ -5,9 +5,24 @@
 #endif
 #ifdef ORVEL_WITH_MAC_DESKTOP
 #include "Orvel/platform/mac/MacDesktop.h"
+#include "Orvel/platform/zip/DittoArchives.h"
+#else
+#include "Orvel/platform/zip/LibzipArchives.h"
 #endif
 
 namespace orvel {
+
+namespace {
+
+std::unique_ptr<ZipArchives> systemArchives(MainLoop& loop, [[maybe_unused]] Processes& processes) {
+#ifdef ORVEL_WITH_MAC_DESKTOP
+    return std::make_unique<DittoArchives>(loop, processes);
+#else
+    return std::make_unique<LibzipArchives>(loop);
+#endif
+}
+
+} // namespace
 
 // The ports to what a person sees and does.
 struct ProgramDesktop::ScreenPorts {
@@ -26,7 +41,7 @@ struct ProgramDesktop::ScreenPorts {
 ProgramDesktop::ProgramDesktop(const ProgramToolkit& toolkit, const Places& places)
     : files(toolkit.loop),
       systemProcesses(toolkit.loop, toolkit.descriptors, places.toolEnvironment),
-      zipArchives(toolkit.loop),
+      zipArchives(systemArchives(toolkit.loop, systemProcesses)),
       assembled(assemble(toolkit, places)) {}
 
 ProgramDesktop::~ProgramDesktop() = default;
@@ -47,7 +62,7 @@ Desktop ProgramDesktop::assemble(const ProgramToolkit& toolkit, const Places& pl
             .inputSources = screen.inputSources,
             .windows = screen.windows,
             .localFiles = localFiles,
-            .zipArchives = zipArchives,
+            .zipArchives = *zipArchives,
             .session = session,
             .updater = screen.updater};
 }

@@ -4,6 +4,7 @@
 
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/desktop/DesktopSession.h"
+#include "Orvel/desktop/ZipArchives.h"
 #include "Orvel/platform/posix/Places.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/posix/PosixLocalFiles.h"
@@ -14,7 +15,6 @@
 #include "Orvel/platform/sample/SampleClaude.h"
 #include "Orvel/platform/sample/SampleProcesses.h"
 #include "Orvel/platform/unavailable/UnavailableDesktop.h"
-#include "Orvel/platform/zip/LibzipArchives.h"
 
 #include <memory>
 #include <optional>
@@ -61,7 +61,7 @@ class ProgramDesktop {
     PosixFileStore files;
     PosixProcesses systemProcesses;
     PosixLocalFiles localFiles;
-    LibzipArchives zipArchives;
+    std::unique_ptr<ZipArchives> zipArchives;
     UnavailableDesktop unavailable;
     std::shared_ptr<void> ownDesktop; ///< A LinuxDesktop or MacDesktop; null where there is neither.
     std::optional<PosixSideQueue> sideQueue;
