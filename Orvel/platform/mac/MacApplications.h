@@ -9,6 +9,8 @@
 
 namespace orvel {
 
+/// Which applications run and which is in front is as of the last turn of the main run loop, in which the
+/// system brings its news.
 class MacApplications : public Applications {
   public:
     /// How long the system may take to open an application; an answer after that is dropped.

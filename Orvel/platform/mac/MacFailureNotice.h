@@ -31,7 +31,7 @@ class MacFailureNotice {
   private:
     class Standing;
 
-    std::shared_ptr<Standing> standing; ///< The last one, which may be gone from the screen.
+    std::shared_ptr<Standing> standing, previous; ///< The last ones, which may be gone from the screen.
 };
 
 } // namespace orvel

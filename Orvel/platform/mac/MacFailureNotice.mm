@@ -5,11 +5,22 @@
 
 #include <utility>
 
-// What the buttons of a notice do. The functions are another one's, and gone before it.
+namespace {
+
+// What the buttons of a notice do.
+class NoticeButtons {
+  public:
+    virtual ~NoticeButtons() = default;
+    virtual void viewDetails() = 0;
+    virtual void close() = 0;
+};
+
+} // namespace
+
+// Hands clicks on, until those who take them are gone.
 @interface OrvelNoticeActions : NSObject {
   @public
-    std::function<void()>* viewDetails;
-    std::function<void()>* close;
+    NoticeButtons* buttons;
 }
 - (void)viewDetails:(id)sender;
 - (void)close:(id)sender;
@@ -17,10 +28,10 @@
 
 @implementation OrvelNoticeActions
 - (void)viewDetails:(id)sender {
-    if (viewDetails) (*viewDetails)();
+    if (buttons) buttons->viewDetails();
 }
 - (void)close:(id)sender {
-    if (close) (*close)();
+    if (buttons) buttons->close();
 }
 @end
 
@@ -44,20 +55,19 @@ NSScreen* _Nullable screenOfNotice() {
 
 } // namespace
 
-// One notice, from when it is shown. Its panel outlives the click that takes it away.
-class MacFailureNotice::Standing : public std::enable_shared_from_this<Standing> {
+// One notice, from when it is shown. Its panel stays when it is taken away, since a button of it may be at
+// work.
+class MacFailureNotice::Standing : public NoticeButtons, public std::enable_shared_from_this<Standing> {
   public:
     explicit Standing(std::function<void()> openDetails) : openDetails(std::move(openDetails)) {
         actions = [[OrvelNoticeActions alloc] init];
-        actions->viewDetails = &view;
-        actions->close = &close;
+        actions->buttons = this;
     }
     Standing(const Standing&) = delete;
     Standing& operator=(const Standing&) = delete;
-    ~Standing() {
+    ~Standing() override {
         takeAway();
-        actions->viewDetails = nullptr;
-        actions->close = nullptr;
+        actions->buttons = nullptr;
     }
 
     void show(const std::string& message, const std::string& context, NSRect visible) {
@@ -83,6 +93,14 @@ class MacFailureNotice::Standing : public std::enable_shared_from_this<Standing>
         [panel orderOut:nil];
     }
 
+    void viewDetails() override {
+        const auto open = std::exchange(openDetails, {});
+        takeAway();
+        if (open) open();
+    }
+
+    void close() override { takeAway(); }
+
   private:
     static NSString* textOf(const std::string& text) {
         NSString* const result = foundationText(text);
@@ -90,13 +108,6 @@ class MacFailureNotice::Standing : public std::enable_shared_from_this<Standing>
     }
 
     std::function<void()> openDetails;
-    std::function<void()> close = [this] { takeAway(); };
-    std::function<void()> view = [this] {
-        const auto self = shared_from_this(); // What is opened may show another notice.
-        const auto open = std::exchange(openDetails, {});
-        takeAway();
-        if (open) open();
-    };
     OrvelNoticeActions* actions = nil;
     NonactivatingPanel* panel = nil;
     NSTimer* timer = nil;
@@ -110,6 +121,7 @@ void MacFailureNotice::tell(const std::string& message, const std::string& conte
     NSScreen* const screen = screenOfNotice();
     if (!screen) return;
     dismiss();
+    previous = std::move(standing); // Which may be what asks for this one.
     standing = std::make_shared<Standing>(std::move(openDetails));
     standing->show(message, context, screen.visibleFrame);
 }

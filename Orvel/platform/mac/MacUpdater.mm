@@ -86,7 +86,7 @@ class MacUpdater::Running {
     SPUUpdater* updater() const { return controller.updater; }
 
     bool start() {
-        if (![updater() startUpdater:nil]) return false;
+        if (![updater() startUpdater:nullptr]) return false;
         for (const auto& property : observedProperties)
             [updater() addObserver:delegate forKeyPath:property options:0 context:nullptr];
         isObserved = true;
