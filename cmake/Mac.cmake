@@ -5,7 +5,7 @@ set(ORVEL_SPARKLE "" CACHE PATH "The folder that holds Sparkle.framework")
 set(mac_sources
     MacApplications.mm
     MacBundle.mm
-    MacDesktop.mm
+    MacDesktop.cpp
     MacFailureNotice.mm
     MacPanels.mm
     MacPasteboard.mm
