@@ -109,8 +109,8 @@ NonactivatingPanel* noticePanel(NSString* message, NSString* context, id target,
     panel.opaque = NO;
     panel.backgroundColor = [NSColor clearColor];
     panel.hasShadow = YES;
-    panel.contentView = content;
     [panel setFrame:frame display:NO];
+    panel.contentView = content;
     return panel;
 }
 

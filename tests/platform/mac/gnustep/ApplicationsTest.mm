@@ -154,7 +154,7 @@ TEST_F(MacApplicationsTest, opensAnAddressOnlyAsItIs) {
         "x-apple.systempreferences:com.apple.preference.security?Privacy_ListenEvent";
     EXPECT_TRUE(applications->openURL(settings));
     EXPECT_EQ(workspace.calls, Calls{"open " + settings});
-    for (const auto* wrong : {"claude://a b", "\xff"}) EXPECT_FALSE(applications->openURL(wrong)) << wrong;
+    for (const auto* wrong : {"claude://a b", "\xff"}) EXPECT_FALSE(applications->openURL(wrong));
     EXPECT_EQ(workspace.calls.size(), 1U);
 }
 

@@ -53,7 +53,7 @@ std::vector<std::string> typesOf(const Item& item) {
 
 @implementation NSPasteboard (Fake)
 + (NSPasteboard*)generalPasteboard {
-    static NSPasteboard* const general = class_createInstance([NSPasteboard class], 0);
+    static NSPasteboard* const general = NSAllocateObject([NSPasteboard class], 0, nullptr);
     return general;
 }
 - (NSInteger)changeCount {

@@ -28,7 +28,7 @@ constexpr int ownProcess = 1;
 @end
 
 static NSRunningApplication* running(const orvel::FakeApplication& application) {
-    FakeRunningApplication* made = class_createInstance([FakeRunningApplication class], 0);
+    FakeRunningApplication* made = NSAllocateObject([FakeRunningApplication class], 0, nullptr);
     made->application = new orvel::FakeApplication(application); // For as long as the tests run.
     return made;
 }
@@ -94,7 +94,7 @@ static NSRunningApplication* running(const orvel::FakeApplication& application) 
 
 @implementation NSWorkspace (Fake)
 + (NSWorkspace*)sharedWorkspace {
-    static NSWorkspace* const shared = class_createInstance([NSWorkspace class], 0);
+    static NSWorkspace* const shared = NSAllocateObject([NSWorkspace class], 0, nullptr);
     return shared;
 }
 - (NSRunningApplication*)frontmostApplication {
