@@ -20,6 +20,12 @@ struct InputSourceObject : Object {
     std::map<CFStringRef, Object*> properties;
 };
 
+// Elements may name each other, or themselves.
+void forgetAttributes(Node& node) {
+    node.attributes.clear();
+    for (const auto& each : node.children) forgetAttributes(*each);
+}
+
 TISInputSourceRef made(const std::optional<std::map<CFStringRef, FakeValue>>& source) {
     if (FakeMac::current().mainThread != std::this_thread::get_id())
         complain("an input source is asked for beside the main thread");
@@ -35,6 +41,7 @@ FakeMac::FakeMac() {
 
 FakeMac::~FakeMac() {
     events.end();
+    for (const auto& [process, root] : applications) forgetAttributes(*root);
     for (const auto& each : living()) complain("an object is left " + each);
     forgetAll();
     theOne = nullptr;
