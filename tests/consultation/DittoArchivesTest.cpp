@@ -1,5 +1,6 @@
 #include "Orvel/platform/zip/DittoArchives.h"
 
+#include "OrvelCore/files/FileError.h"
 #include "consultation/ArchiveWorld.h"
 
 #include <chrono>
@@ -21,7 +22,7 @@ struct DittoWorld : ArchiveWorld {
         folder.write("code/a b", "1");
         folder.write("code/ü", "2");
         ditto("cd \"${7%/*}\" && zip -qr \"$8\" \"${7##*/}\"");
-        unzip("LC_ALL=C.UTF-8 exec unzip \"$@\"");
+        unzip("[ -z \"$UNZIP$ZIPINFO\" ] || exit 9; LC_ALL=C.UTF-8 exec unzip \"$@\"");
         setenv("UNZIP", "-l", 1); // An option that every unzip of the person's would have.
         setenv("ZIPINFO", "-h", 1);
     }
@@ -43,6 +44,14 @@ struct DittoWorld : ArchiveWorld {
     void unzip(const std::string& script) { tool("unzip", script); }
 
     std::string make() { return outcomeOf(archives.make(folder.path("code"), zip, stop)); }
+    Task<void> makeUntil(bool& hasEnded) {
+        auto making = archives.make(folder.path("code"), zip, stop);
+        try {
+            co_await making;
+        } catch (const FileError&) {
+            hasEnded = true;
+        }
+    }
     std::string list() { return outcomeOf(keepNames()); }
     Task<void> keepNames() {
         auto reading = archives.entries(zip);
@@ -98,14 +107,17 @@ TEST(DittoArchivesTest, AStopOrADropEndsTheTool) {
     for (const bool isDropped : {false, true}) {
         DittoWorld world;
         world.ditto("echo half >\"$8\"; sleep 30; echo whole >\"$8\"");
+        bool hasEnded = false;
         std::optional<TaskScope> scope(std::in_place);
-        scope->start(world.archives.make(world.folder.path("code"), world.zip, world.stop));
+        scope->start(world.makeUntil(hasEnded));
         ASSERT_TRUE(world.runUntil([&] { return fs::exists(world.zip); }));
-        if (isDropped)
+        if (isDropped) {
             scope.reset();
-        else
+        } else {
             *world.stop = true;
-        EXPECT_TRUE(world.runUntil([&] { return !fs::exists(world.zip); }));
+            EXPECT_TRUE(world.runUntil([&] { return hasEnded; }));
+        }
+        EXPECT_FALSE(fs::exists(world.zip));
     }
 }
 
