@@ -1,12 +1,15 @@
 """Reads our own declarations of macOS's interfaces with clang's parser, and tells what they claim: functions with the
 kinds of their arguments, constants with their values, variables, classes and selectors."""
 import json
+import os
 import re
 import subprocess
 from pathlib import Path
 from typing import NamedTuple
 
 ROOT = Path(__file__).resolve().parents[2]
+# What serves every copy of the sources.
+CACHE = Path(os.environ.get("ORVEL_MAC_CACHE", ROOT / "build/mac-cache"))
 FOLDER = ROOT / "tests/platform/mac/declarations"
 SYSTEM = ROOT / "tests/platform/mac/system"
 CLANG = "clang++-19"

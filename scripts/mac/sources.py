@@ -3,13 +3,13 @@
 Pascal: the units of Free Pascal for macOS. npm: the type declarations of a published package, which came from a recent
 system. Rust: crates that bind the frameworks. GNUstep: its headers, for the names of classes and selectors alone, as its
 numbers are its own. Each source is a `Source`; what one does not know is missing from it."""
-import os
 import re
 import shutil
 import subprocess
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[2]
+import declarations
+
 PASCAL = Path("/usr/share/fpcsrc/3.2.2")
 RUST = Path("/usr/share/cargo/registry")
 GNUSTEP = Path("/usr/include/GNUstep")
@@ -213,7 +213,7 @@ def pascal_classes(text, source, types):
 
 
 def npm_folder():
-    return Path(os.environ.get("ORVEL_MAC_SOURCES", ROOT / "build/mac-sources")) / "npm"
+    return declarations.CACHE / "npm"
 
 
 def fetch_npm():
