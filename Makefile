@@ -1,8 +1,8 @@
 # The front door. Every target installs what it misses first.
-.PHONY: help run test screens test-agents test-desktop explore mutations sanitize tsan bench fuzz lint format package install clean
+.PHONY: help run test screens test-agents test-desktop check-mac explore mutations sanitize tsan bench fuzz lint format package install clean
 
 PREFIX ?= /usr/local
-SOURCES = $(shell git ls-files '*.cpp' '*.h')
+SOURCES = $(shell git ls-files '*.cpp' '*.h' '*.mm')
 
 help:
 	@echo "make run       build Orvel and open its window (without a display: the main job in the terminal)"
@@ -10,6 +10,7 @@ help:
 	@echo "make screens   pictures of every state of the windows, in build/screens"
 	@echo "make test-agents  Orvel against the real agents, offline (docs/agents.md)"
 	@echo "make test-desktop  Orvel on an X desktop of its own with a real browser in place of the agents' applications"
+	@echo "make check-mac  what can be known of Orvel on macOS without a Mac (docs/macos.md)"
 	@echo "make explore   everything that can go wrong in a delivery, at every step of it"
 	@echo "make mutations plant known faults, one at a time, and see that each is caught; writes a table into docs/safety.md"
 	@echo "make sanitize  the tests under the address and undefined-behaviour sanitizers"
@@ -50,6 +51,10 @@ test-agents:
 test-desktop:
 	@scripts/install-dependencies build test desktop
 	@scripts/test-desktop
+
+check-mac:
+	@scripts/install-dependencies build test mac
+	@scripts/check-mac
 
 explore:
 	@scripts/install-dependencies build test

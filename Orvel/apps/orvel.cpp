@@ -17,6 +17,10 @@
 #include "OrvelCore/files/FilePath.h"
 #include "samples/SampleHome.h"
 
+#ifdef ORVEL_WITH_MAC_DESKTOP
+#include "Orvel/platform/mac/MacFailureNotice.h"
+#endif
+
 #include <chrono>
 #include <cstdio>
 #include <optional>
@@ -193,6 +197,9 @@ int run(QApplication& application, const Options& options) {
                             .autostart = autostartCommand(options)},
                            places);
     const auto& ports = desktop.ports();
+#ifdef ORVEL_WITH_MAC_DESKTOP
+    MacFailureNotice notice;
+#endif
     OrvelApp app(ports, places.folders, places.statePath(), localClock(), ORVEL_VERSION);
     DesktopRequests requests(app);
     application.installEventFilter(&requests);
@@ -201,6 +208,13 @@ int run(QApplication& application, const Options& options) {
     ApplicationScreens screens(app, ports, [] {
         QProcess::startDetached(QApplication::applicationFilePath(), {QStringLiteral("--sample")});
     });
+#ifdef ORVEL_WITH_MAC_DESKTOP
+    // Qt's own windows take the keyboard there, or go when the application is not in front.
+    app.screens.showFailure = [&app, &notice](const std::string& message, const std::string& context) {
+        notice.tell(message, context, [&app, message] { app.showDetails(message); });
+    };
+    app.screens.dismissFailure = [&notice] { notice.dismiss(); };
+#endif
     auto& preferences = screens.preferences();
     preferences.followSystem(systemIsDark);
     if (options.dark) preferences.overrideAppearance(*options.dark);

@@ -188,6 +188,12 @@ class Grammar {
             addCommand(Command::doctor, "doctor", "Look whether what Orvel needs of this machine is there");
         doctor.add_flag("--try-keyboard", result.tryKeyboard,
                         "Hold Return for a moment, to see whether that works");
+        doctor
+            .add_option(
+                "--tree", result.tree,
+                "Print instead what the interface of codex, claude or dia looks like, without any text")
+            ->type_name("APP")
+            ->check(CLI::IsMember({"codex", "claude", "dia"}, CLI::ignore_case));
     }
 
     std::variant<Arguments, UsageReply> parse(std::span<const std::string> arguments) try {

@@ -57,6 +57,7 @@ struct Arguments {
     std::optional<std::string> note;
     std::optional<std::chrono::seconds> wait; ///< How long to wait until a message is seen.
     bool tryKeyboard = false;                 ///< Return may be held for a moment.
+    std::string tree;                         ///< The application whose tree is shown; none if empty.
     std::optional<std::string> folder;        ///< In which a new conversation works or a ZIP is made.
     std::optional<RelayLinkEnd> end;          ///< Where a link grows.
     bool closed = false;                      ///< Closed links are listed.

@@ -1,5 +1,6 @@
 #include "Orvel/cli/CommandLine.h"
 
+#include "Orvel/cli/ApplicationTree.h"
 #include "Orvel/cli/ArchiveCommand.h"
 #include "Orvel/cli/Arguments.h"
 #include "Orvel/cli/Commands.h"
@@ -99,7 +100,9 @@ void runCommand(const Arguments& arguments, const Places& places, Output& output
     case bind: return LinkCommands::bind(arguments, places, output);
     case complete: return output.write(completions(arguments.subject, places));
     case receipts: return RelayCommands::receipts(arguments, places, output, stylist);
-    case doctor: break; // It has an exit status of its own.
+    case doctor: // Otherwise it has an exit status of its own.
+        if (!arguments.tree.empty()) showApplicationTree(arguments, places, output);
+        return;
     }
 }
 
@@ -116,7 +119,8 @@ int run(const Arguments& arguments, Output& output) {
     std::optional<Interruption> interruption;
     if (arguments.sample || writes(arguments.command)) interruption.emplace();
     const auto runIn = [&](const Places& places) {
-        if (arguments.command == Arguments::Command::doctor) return examine(arguments, places, output);
+        if (arguments.command == Arguments::Command::doctor && arguments.tree.empty())
+            return examine(arguments, places, output);
         runCommand(arguments, places, output);
         return success;
     };

@@ -47,7 +47,7 @@ _orvel_cli() {
     retry) options+=" --folder --wait --through-claude-code" ;;
     new) options+=" --to --folder --note --from --last --wait" ;;
     extend) options+=" --leading --trailing" ;;
-    doctor) options+=" --try-keyboard" ;;
+    doctor) options+=" --try-keyboard --tree" ;;
     archive) options+=" --to" ;;
     ask) options+=" --question" ;;
     esac
@@ -64,6 +64,10 @@ _orvel_cli() {
         ;;
     --agent | --source | --to)
         COMPREPLY=($(compgen -W "codex claude" -- "$current"))
+        return
+        ;;
+    --tree)
+        COMPREPLY=($(compgen -W "codex claude dia" -- "$current"))
         return
         ;;
     --from | --last | --note | --question | --wait) return ;;

@@ -46,6 +46,7 @@ complete -c orvel-cli -n "__fish_seen_subcommand_from archive" -l to -x -a "(__f
 complete -c orvel-cli -n "__fish_seen_subcommand_from archive ask" -a "(__fish_complete_directories)"
 complete -c orvel-cli -n "__fish_seen_subcommand_from ask" -l question -x -d "What to ask"
 complete -c orvel-cli -n "__fish_seen_subcommand_from doctor" -l try-keyboard -d "Hold Return for a moment"
+complete -c orvel-cli -n "__fish_seen_subcommand_from doctor" -l tree -x -a "codex claude dia" -d "Print what an interface looks like"
 complete -c orvel-cli -n "__fish_seen_subcommand_from preview send new" -l from -x -d "Begin at this message"
 complete -c orvel-cli -n "__fish_seen_subcommand_from preview send new" -l last -x -d "Take only so many messages"
 complete -c orvel-cli -n "__fish_seen_subcommand_from links" -l closed -d "Those that were closed"

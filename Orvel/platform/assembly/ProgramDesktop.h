@@ -4,6 +4,7 @@
 
 #include "Orvel/desktop/Desktop.h"
 #include "Orvel/desktop/DesktopSession.h"
+#include "Orvel/desktop/ZipArchives.h"
 #include "Orvel/platform/posix/Places.h"
 #include "Orvel/platform/posix/PosixFileStore.h"
 #include "Orvel/platform/posix/PosixLocalFiles.h"
@@ -14,7 +15,6 @@
 #include "Orvel/platform/sample/SampleClaude.h"
 #include "Orvel/platform/sample/SampleProcesses.h"
 #include "Orvel/platform/unavailable/UnavailableDesktop.h"
-#include "Orvel/platform/zip/LibzipArchives.h"
 
 #include <memory>
 #include <optional>
@@ -22,8 +22,6 @@
 #include <vector>
 
 namespace orvel {
-
-class LinuxDesktop;
 
 /// What a toolkit brings; all of it outlives the desktop.
 struct ProgramToolkit {
@@ -53,16 +51,19 @@ class ProgramDesktop {
     SampleClaude* claudeOfSample() { return sampleClaude ? &*sampleClaude : nullptr; }
 
   private:
+    struct ScreenPorts;
+
     Desktop assemble(const ProgramToolkit& toolkit, const Places& places);
-    Desktop onSystem(const ProgramToolkit& toolkit);
-    Desktop onSample(const ProgramToolkit& toolkit, const Places& places);
+    ScreenPorts ofSystem(const ProgramToolkit& toolkit);
+    ScreenPorts ofToolkit(const ProgramToolkit& toolkit);
+    ScreenPorts ofSample(const ProgramToolkit& toolkit, const Places& places);
 
     PosixFileStore files;
     PosixProcesses systemProcesses;
     PosixLocalFiles localFiles;
-    LibzipArchives zipArchives;
+    std::unique_ptr<ZipArchives> zipArchives;
     UnavailableDesktop unavailable;
-    std::unique_ptr<LinuxDesktop> linuxDesktop; ///< Null where there is none.
+    std::shared_ptr<void> ownDesktop; ///< A LinuxDesktop or MacDesktop; null where there is neither.
     std::optional<PosixSideQueue> sideQueue;
     DesktopSession session;
     std::optional<SampleProcesses> sampleProcesses;

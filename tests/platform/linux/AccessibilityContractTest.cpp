@@ -1,5 +1,6 @@
-// What every platform's accessibility promises: the same tests on the simulated desktop and on a real bus.
+// What every platform's accessibility promises, on the simulated desktop and on a real bus.
 
+#include "platform/AccessibilityContract.h"
 #include "AccessibleProgram.h"
 #include "PrivateBus.h"
 
@@ -20,6 +21,7 @@ using namespace std::chrono_literals;
 
 class SimulatedWorld {
   public:
+    static constexpr bool forgetsProcesses = true;
     static std::string whatIsMissing() { return {}; }
 
     SimulatedWorld() {
@@ -54,6 +56,7 @@ class SimulatedWorld {
     void hang() { window->slowness = std::chrono::hours(1); }
     void goOn() { window->slowness = 0ns; }
     void turnOff() { access.trusted = false; }
+    static bool comes(const std::function<bool()>& holds) { return holds(); }
 
     SimulatedDesktop desktop;
     SimulatedAccessibility& access = desktop.accessibility;
@@ -66,6 +69,7 @@ class SimulatedWorld {
 
 class AtSpiWorld {
   public:
+    static constexpr bool forgetsProcesses = true;
     static std::string whatIsMissing() { return PrivateBus::whatIsMissing(); }
 
     AtSpiWorld() {
@@ -96,6 +100,7 @@ class AtSpiWorld {
     }
     void hang() { hanging = program.hold(); }
     void goOn() { hanging.unlock(); }
+    static bool comes(const std::function<bool()>& holds) { return orvel::comes(holds); }
     void turnOff() {
         session.turn(false);
         static_cast<void>(access.isTrusted()); // What was seen before holds for a second.
@@ -114,119 +119,8 @@ class AtSpiWorld {
     int presses = 0;
 };
 
-template <typename World>
-class AccessibilityContractTest : public testing::Test {
-  protected:
-    void SetUp() override {
-        if (const auto missing = World::whatIsMissing(); !missing.empty()) GTEST_SKIP() << missing;
-        world = std::make_unique<World>();
-    }
-
-    AXElement app() { return world->access.application(world->process); }
-    AXReading read(const AXElement& element, std::string_view name) {
-        return world->access.attribute(element, name);
-    }
-    AXElement child(const AXElement& element, std::size_t place) {
-        return read(element, "AXChildren").template as<AXElements>()->at(place);
-    }
-    AXElement window() { return child(app(), 0); }
-    AXElement editor() { return child(window(), 0); }
-    AXElement button() { return child(window(), 1); }
-    AXElement label() { return child(window(), 2); }
-
-    void expect(const AXElement& element, std::string_view name, const AXValue& value) {
-        const auto reading = read(element, name);
-        EXPECT_EQ(reading.status, AXStatus::success) << name;
-        EXPECT_TRUE(reading.value == value) << name;
-    }
-    void expect(const AXElement& element, std::string_view name, AXStatus status) {
-        EXPECT_EQ(read(element, name).status, status) << name;
-    }
-
-    std::unique_ptr<World> world;
-};
-
-using Worlds = testing::Types<SimulatedWorld, AtSpiWorld>;
-TYPED_TEST_SUITE(AccessibilityContractTest, Worlds);
-
-TYPED_TEST(AccessibilityContractTest, attributesHaveValuesOrSayWhyNot) {
-    this->expect(this->app(), "AXRole", std::string("AXApplication"));
-    this->expect(this->app(), "AXParent", AXStatus::noValue);
-    this->expect(this->app(), "AXFocusedWindow", this->window());
-    this->expect(this->app(), "AXFocusedUIElement", this->editor());
-    this->expect(this->window(), "AXTitle", std::string("Window"));
-    this->expect(this->window(), "AXParent", this->app());
-    this->expect(this->editor(), "AXRole", std::string("AXTextArea"));
-    this->expect(this->editor(), "AXDescription", std::string("Prompt"));
-    this->expect(this->editor(), "AXValue", std::string("draft"));
-    this->expect(this->editor(), "AXSelectedTextRange", AXRange{5, 0});
-    this->expect(this->editor(), "AXFocused", true);
-    this->expect(this->editor(), "AXHelp", AXStatus::noValue);
-    this->expect(this->editor(), "AXURL", AXStatus::attributeUnsupported);
-    this->expect(this->editor(), "AXNeverHeardOf", AXStatus::attributeUnsupported);
-    this->expect(this->editor(), "AXChildren", AXElements());
-    this->expect(this->editor(), "AXPosition", AXPoint{10, 10});
-    this->expect(this->label(), "AXValue", std::string("a text"));
-    this->expect(this->button(), "AXValue", AXStatus::attributeUnsupported);
-    EXPECT_TRUE(this->world->access.isSettable(this->editor(), "AXValue").isSettable);
-    EXPECT_FALSE(this->world->access.isSettable(this->label(), "AXValue").isSettable);
-    EXPECT_EQ(this->world->access.process(this->editor()), this->world->process);
-    EXPECT_TRUE(this->world->access.elementAtPosition({12, 12}).value == AXValue(this->editor()));
-}
-
-TYPED_TEST(AccessibilityContractTest, pressesOnlyWhatCanBePressed) {
-    auto& access = this->world->access;
-    EXPECT_EQ(access.actionNames(this->button()).names, std::vector<std::string>{"AXPress"});
-    EXPECT_EQ(access.performAction(this->button(), "AXPress"), AXStatus::success);
-    EXPECT_EQ(this->world->presses, 1);
-    EXPECT_EQ(access.performAction(this->button(), "AXRaise"), AXStatus::actionUnsupported);
-    EXPECT_EQ(access.performAction(this->label(), "AXPress"), AXStatus::actionUnsupported);
-    EXPECT_EQ(access.setAttribute(this->label(), "AXValue", std::string("x")),
-              AXStatus::attributeUnsupported);
-}
-
-TYPED_TEST(AccessibilityContractTest, aTimeoutIsOfTheElementThroughAnyHandle) {
-    auto& access = this->world->access;
-    const auto other = this->editor();
-    access.setMessagingTimeout(this->editor(), 15ms);
-    this->world->hang();
-    EXPECT_EQ(this->read(other, "AXValue").status, AXStatus::cannotComplete);
-    EXPECT_EQ(access.isSettable(other, "AXValue").status, AXStatus::cannotComplete);
-    EXPECT_EQ(access.performAction(other, "AXPress"), AXStatus::cannotComplete);
-    this->world->goOn();
-    EXPECT_TRUE(comes([&] { return this->read(other, "AXValue").status == AXStatus::success; }));
-}
-
-TYPED_TEST(AccessibilityContractTest, whatIsGoneIsInvalidForEveryOperation) {
-    auto& access = this->world->access;
-    const auto editor = this->editor();
-    this->world->removeEditor();
-    for (const auto* name : {"AXRole", "AXValue", "AXChildren", "AXParent", "AXSize", "AXNeverHeardOf"})
-        this->expect(editor, name, AXStatus::invalidElement);
-    EXPECT_EQ(access.isSettable(editor, "AXValue").status, AXStatus::invalidElement);
-    EXPECT_EQ(access.setAttribute(editor, "AXValue", std::string("x")), AXStatus::invalidElement);
-    EXPECT_EQ(access.actionNames(editor).status, AXStatus::invalidElement);
-    EXPECT_EQ(access.performAction(editor, "AXPress"), AXStatus::invalidElement);
-    EXPECT_EQ(access.process(editor), std::nullopt);
-    this->expect(access.application(2'000'000'000), "AXRole", AXStatus::invalidElement);
-    EXPECT_EQ(access.setAttribute(access.application(2'000'000'000), "AXManualAccessibility", true),
-              AXStatus::invalidElement);
-}
-
-TYPED_TEST(AccessibilityContractTest, nothingIsAnsweredWithoutPermission) {
-    auto& access = this->world->access;
-    const auto app = this->app(), editor = this->editor();
-    EXPECT_TRUE(access.isTrusted());
-    this->world->turnOff();
-    EXPECT_FALSE(access.isTrusted());
-    this->expect(editor, "AXRole", AXStatus::apiDisabled);
-    EXPECT_EQ(access.isSettable(editor, "AXValue").status, AXStatus::apiDisabled);
-    EXPECT_EQ(access.setAttribute(app, "AXManualAccessibility", true), AXStatus::apiDisabled);
-    EXPECT_EQ(access.actionNames(editor).status, AXStatus::apiDisabled);
-    EXPECT_EQ(access.performAction(editor, "AXPress"), AXStatus::apiDisabled);
-    EXPECT_EQ(access.elementAtPosition({12, 12}).status, AXStatus::apiDisabled);
-    EXPECT_EQ(access.process(editor), std::nullopt);
-}
+INSTANTIATE_TYPED_TEST_SUITE_P(Simulated, AccessibilityContractTest, SimulatedWorld);
+INSTANTIATE_TYPED_TEST_SUITE_P(AtSpi, AccessibilityContractTest, AtSpiWorld);
 
 } // namespace
 } // namespace orvel

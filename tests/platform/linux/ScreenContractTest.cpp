@@ -6,6 +6,7 @@
 #include "Orvel/platform/posix/PosixProcesses.h"
 #include "Orvel/platform/simulated/SimulatedDesktop.h"
 #include "platform/InputSourcesContract.h"
+#include "platform/WindowListContract.h"
 #include "platform/linux/XTestDesktop.h"
 
 #include <filesystem>
@@ -112,12 +113,6 @@ class ScreenContractTest : public testing::Test {
         if (const auto missing = World::whatIsMissing(); !missing.empty()) GTEST_SKIP() << missing;
         world = std::make_unique<World>();
     }
-    std::string shown(std::size_t most = 100) {
-        std::string names;
-        for (const auto& owner : world->list(most).value_or(std::vector<WindowList::OwnerName>{"none"}))
-            if (owner != "") names += owner.value_or("?") + " "; // Of those that aren't the world's.
-        return names;
-    }
 
     std::unique_ptr<World> world;
 };
@@ -155,20 +150,6 @@ TYPED_TEST(ScreenContractTest, whatRunsIsFoundByNameAndNumberAndNothingElseIs) {
     EXPECT_FALSE(applications.openURL("no URL"));
 }
 
-TYPED_TEST(ScreenContractTest, theWindowsOnTheScreenAreListedFromTheTop) {
-    EXPECT_EQ(this->shown(), "");
-    this->world->show("first");
-    this->world->show("second");
-    this->world->show("third");
-    EXPECT_EQ(this->shown(), "third second first ");
-    EXPECT_EQ(this->shown(2), "third second ");
-    EXPECT_EQ(this->shown(0), "");
-    this->world->hide("second");
-    EXPECT_EQ(this->shown(), "third first ");
-    this->world->losesItsWindows();
-    EXPECT_EQ(this->world->list(100), std::nullopt) << "which is not the same as none";
-}
-
 struct SimulatedSources {
     static std::string whatIsMissing() { return {}; }
     InputSources& sources() { return screen.inputSources; }
@@ -181,6 +162,8 @@ struct SimulatedSources {
     SimulatedDesktop screen;
 };
 
+INSTANTIATE_TYPED_TEST_SUITE_P(Simulated, WindowListContractTest, SimulatedWorld);
+INSTANTIATE_TYPED_TEST_SUITE_P(X, WindowListContractTest, XWorld);
 INSTANTIATE_TYPED_TEST_SUITE_P(Simulated, InputSourcesContractTest, SimulatedSources);
 
 } // namespace
