@@ -70,7 +70,8 @@ std::string jsonOf(const TreeShape& tree) {
 }
 
 void showApplicationTree(const Arguments& arguments, const Places& places, Output& output) {
-    constexpr auto patience = TreeShapeLimits{}.whole + 5s;
+    constexpr auto patience =
+        TreeShapeLimits{}.whole + 10s; // Of the last element, all attributes may be late.
     TerminalDesktop desktop(places, TerminalDesktop::Use::whole);
     const auto& ports = desktop.ports();
     if (!ports.accessibility.isTrusted())

@@ -225,6 +225,7 @@ Task<TreeShape> shapeOf(MainLoop& loop, Accessibility& accessibility, AXElement 
         waiting.pop_back();
         accessibility.setMessagingTimeout(element, limits.answer);
         std::vector<AXRequest> requests;
+        requests.reserve(attributes.size());
         for (const auto name : attributes) requests.push_back({element, name});
         auto& shape = tree.elements.emplace_back();
         shape.depth = depth;
