@@ -14,6 +14,7 @@ namespace {
 
 QLineEdit* field(const QString& name) {
     auto* made = new QLineEdit;
+    made->setObjectName(QStringLiteral("field"));
     made->setPlaceholderText(name);
     made->setAccessibleName(name);
     return made;

@@ -6,6 +6,7 @@
 #include "Orvel/shell/OrvelApp.h"
 
 #include <QPointer>
+#include <QTimer>
 
 namespace orvel {
 
@@ -73,6 +74,8 @@ void DeveloperPage::inspect() {
 void DeveloperPage::showReport(const std::string& text) {
     report->setPlainText(qtText(text));
     report->show();
+    // Once there is room for it.
+    QTimer::singleShot(0, report, [this] { ensureWidgetVisible(report); });
 }
 
 void DeveloperPage::render() {

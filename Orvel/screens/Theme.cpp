@@ -28,8 +28,8 @@ QString styleSheetOf(const Theme& theme) {
         QScrollArea#page, QScrollArea#page > QWidget > QWidget { background: transparent; }
         QPlainTextEdit { background: %1; border: 1px solid %2; border-radius: 8px; padding: 6px 8px; }
         QPlainTextEdit:focus { border: 1px solid %5; }
-        QLineEdit#search { background: %1; border: 1px solid %2; border-radius: 6px; padding: 6px 8px; }
-        QLineEdit#search:focus { border: 1px solid %5; }
+        QLineEdit#search, QLineEdit#field { background: %1; border: 1px solid %2; border-radius: 6px; padding: 6px 8px; }
+        QLineEdit#search:focus, QLineEdit#field:focus { border: 1px solid %5; }
         QPushButton { background: %1; color: %6; border: 1px solid %2; border-radius: 6px; padding: 7px 14px; }
         QPushButton:hover, QPushButton:focus { border-color: %5; }
         QPushButton:disabled { color: %7; }

@@ -87,6 +87,7 @@ class Pictures : public RelayWindowFixture, public testing::WithParamInterface<S
 
     void openSettings(const QString& page, bool isSetup = false) {
         openApplication();
+        app->showDeveloperTools(page == "Developer");
         auto& made = show<SettingsWindow>(*app, preferences);
         if (isSetup)
             made.openSetup();
@@ -226,6 +227,7 @@ const Scene scenes[] = {
     {"preview", [](auto& test) { test.openPair(), test.trigger("Show or hide preview"); }},
     {"settings-command", [](auto& test) { test.openSettings("Command"); }},
     {"settings-general", [](auto& test) { test.openSettings("General"); }},
+    {"settings-developer", [](auto& test) { test.openSettings("Developer"); }},
     {"setup", [](auto& test) { test.openSettings("Setup", true); }},
     {"notice", [](auto& test) { test.openNotice(); }},
     {"consultation-empty", [](auto& test) { test.openConsultation([](auto&) {}); }},
