@@ -30,7 +30,7 @@ ChatGPTTools::ChatGPTTools(ChatGPTConsultationModel& model, Report report, QWidg
       receipt(new QPushButton(tr("Look for the question"))),
       preparation(new QPushButton(tr("Prepare without sending"))),
       filename(field(tr("Name of the ZIP"))),
-      conversation(field(tr("Identifier of the conversation"))),
+      conversation(field(tr("Conversation ID"))),
       obstacle(faintLabel()) {
     connect(stability, &QPushButton::clicked, this,
             [this] { this->model.inspectPageStability(reportLater()); });
