@@ -16,7 +16,7 @@ double luminance(const QColor& color) {
 }
 
 double contrast(const QColor& one, const QColor& two) {
-    const auto [darker, lighter] = std::minmax(luminance(one), luminance(two));
+    const auto [darker, lighter] = std::minmax({luminance(one), luminance(two)}); // By value.
     return (lighter + 0.05) / (darker + 0.05);
 }
 
