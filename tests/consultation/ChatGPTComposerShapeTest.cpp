@@ -70,6 +70,7 @@ const Case attached[] = {
      [](Region& r) {
          r.more = {node("AXButton", {"other.zip"}), text("other.zip")};
      }},
+    {"a button that nobody knows", [](Region& r) { r.more = {button("Cancel upload")}; }},
     {"the same attachment twice", [](Region& r) { r.more = {r.chip}; }},
     {"something that spins", [](Region& r) { r.chip.children.push_back(node("AXProgressIndicator")); }},
     {"something that spins in a button",
