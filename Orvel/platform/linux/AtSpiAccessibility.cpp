@@ -39,6 +39,7 @@ constexpr std::array<std::string_view, 1> completeToolkits{"Chromium"};
 
 constexpr std::size_t mostChildren = 10'000, mostWindows = 200, mostAttributes = 200, mostActions = 100;
 constexpr int mostAncestors = 64;
+constexpr std::size_t mostTimeouts = 32'768;
 constexpr std::size_t mostEditors = 64, mostAbsences = 64, mostMatches = 100'000, mostFound = 64;
 constexpr std::size_t mostDepth = 256;
 constexpr std::chrono::milliseconds trustTimeout{100}, hitTimeout{100}, lookupTimeout{15};
@@ -147,12 +148,32 @@ AtSpiAccessibility::AtSpiAccessibility(AccessibilityBus& bus, AtSpiSurroundings 
 // Timeouts
 
 void AtSpiAccessibility::setMessagingTimeout(const AXElement& element, std::chrono::milliseconds timeout) {
-    if (const auto* known = elementOf(element)) timeouts.set(keyOf(*known), timeout);
+    const auto* known = elementOf(element);
+    if (!known) return;
+    const auto key = keyOf(*known);
+    const std::lock_guard lock(mutex);
+    olderTimeouts.erase(key);
+    if (timeout <= 0ms) {
+        timeouts.erase(key);
+        return;
+    }
+    if (timeouts.size() >= mostTimeouts) {
+        // Whose timeout is forgotten gets one that is no longer.
+        for (const auto& [object, forgotten] : olderTimeouts)
+            otherTimeout = std::min(otherTimeout, forgotten);
+        olderTimeouts = std::exchange(timeouts, {});
+    }
+    timeouts.insert_or_assign(key, timeout);
 }
 
 BusDeadline AtSpiAccessibility::deadlineOf(const AXElement& element) {
     const auto* known = elementOf(element);
-    return in(known ? timeouts.of(keyOf(*known)) : timeouts.ofOthers());
+    const std::lock_guard lock(mutex);
+    if (!known) return in(otherTimeout);
+    const auto key = keyOf(*known);
+    for (const auto* from : {&timeouts, &olderTimeouts})
+        if (const auto found = from->find(key); found != from->end()) return in(found->second);
+    return in(otherTimeout);
 }
 
 // Elements

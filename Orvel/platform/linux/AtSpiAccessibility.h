@@ -2,7 +2,6 @@
 // The accessibility interface of Linux desktops: AT-SPI2 over D-Bus. Points are the screen's pixels.
 
 #include "Orvel/desktop/Accessibility.h"
-#include "Orvel/desktop/MessagingTimeouts.h"
 #include "Orvel/platform/linux/AccessibilityBus.h"
 #include "Orvel/platform/linux/AtSpiFocus.h"
 #include "Orvel/platform/linux/AtSpiReadAhead.h"
@@ -171,11 +170,12 @@ class AtSpiAccessibility : public Accessibility {
     AccessibilityBus& bus;
     const AtSpiSurroundings surroundings;
 
-    MessagingTimeouts<std::map<BusReference, std::chrono::milliseconds>> timeouts{std::chrono::seconds(1)};
-
-    std::mutex mutex;                          // Guards what follows.
-    std::set<BusReference> editors;            ///< Those that were read as such.
-    std::map<ProcessID, BusDeadline> absences; ///< Since when a process with windows is not on the bus.
+    std::mutex mutex; // Guards what follows.
+    using Timeouts = std::map<BusReference, std::chrono::milliseconds>;
+    Timeouts timeouts, olderTimeouts;
+    std::chrono::milliseconds otherTimeout{1'000}; ///< Of elements without one of their own.
+    std::set<BusReference> editors;                ///< Those that were read as such.
+    std::map<ProcessID, BusDeadline> absences;     ///< Since when a process with windows is not on the bus.
 
     // They have threads of their own, which end before all else.
     AtSpiFocus focus;

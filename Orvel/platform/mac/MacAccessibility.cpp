@@ -3,9 +3,16 @@
 #include "Orvel/platform/mac/CFText.h"
 #include "Orvel/platform/mac/MacAXValue.h"
 
+#include <algorithm>
+
 namespace orvel {
 
+using namespace std::chrono_literals;
+
 namespace {
+
+// Far more than a walk visits. Beyond it the oldest are forgotten.
+constexpr std::size_t mostTimeouts = 32'768;
 
 AXStatus statusOf(AXError error) {
     return static_cast<AXStatus>(error);
@@ -45,12 +52,31 @@ AXElement MacAccessibility::application(ProcessID process) {
 
 void MacAccessibility::setMessagingTimeout(const AXElement& element, std::chrono::milliseconds timeout) {
     const auto key = CFOwned<AXUIElementRef>::shared(elementBehind(element));
-    if (key) timeouts.set(key, timeout);
+    if (!key) return;
+    const std::lock_guard lock(mutex);
+    olderTimeouts.erase(key);
+    if (timeout <= 0ms) {
+        timeouts.erase(key);
+        return;
+    }
+    if (timeouts.size() >= mostTimeouts) {
+        // Whose timeout is forgotten gets one that is no longer.
+        for (const auto& [forgotten, its] : olderTimeouts) otherTimeout = std::min(otherTimeout, its);
+        olderTimeouts = std::exchange(timeouts, {});
+    }
+    timeouts.insert_or_assign(key, timeout);
+}
+
+std::chrono::milliseconds MacAccessibility::timeoutOf(const CFOwned<AXUIElementRef>& element) {
+    const std::lock_guard lock(mutex);
+    for (const auto* from : {&timeouts, &olderTimeouts})
+        if (const auto found = from->find(element); found != from->end()) return found->second;
+    return otherTimeout;
 }
 
 AXStatus MacAccessibility::bound(AXUIElementRef element) {
     if (!element) return AXStatus::invalidElement;
-    const auto timeout = timeouts.of(CFOwned<AXUIElementRef>::shared(element));
+    const auto timeout = timeoutOf(CFOwned<AXUIElementRef>::shared(element));
     return statusOf(AXUIElementSetMessagingTimeout(element, secondsOf(timeout)));
 }
 

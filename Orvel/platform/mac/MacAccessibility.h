@@ -2,12 +2,12 @@
 // The user interfaces of other programs by macOS's accessibility interface.
 
 #include "Orvel/desktop/Accessibility.h"
-#include "Orvel/desktop/MessagingTimeouts.h"
 #include "Orvel/platform/mac/CFOwned.h"
 
 #include <ApplicationServices/ApplicationServices.h>
 
 #include <chrono>
+#include <mutex>
 #include <unordered_map>
 
 namespace orvel {
@@ -40,13 +40,15 @@ class MacAccessibility : public Accessibility {
     struct Equal {
         bool operator()(const CFOwned<AXUIElementRef>& one, const CFOwned<AXUIElementRef>& other) const;
     };
-    using Timeouts = MessagingTimeouts<
-        std::unordered_map<CFOwned<AXUIElementRef>, std::chrono::milliseconds, Hash, Equal>>;
+    using Timeouts = std::unordered_map<CFOwned<AXUIElementRef>, std::chrono::milliseconds, Hash, Equal>;
 
+    std::chrono::milliseconds timeoutOf(const CFOwned<AXUIElementRef>& element);
     AXStatus bound(AXUIElementRef element);
 
     CFOwned<AXUIElementRef> everything; ///< The whole screen.
-    Timeouts timeouts{ownTimeout};
+    std::mutex mutex;                   ///< Of what follows.
+    Timeouts timeouts, olderTimeouts;
+    std::chrono::milliseconds otherTimeout = ownTimeout; ///< Of elements without one of their own.
 };
 
 } // namespace orvel
